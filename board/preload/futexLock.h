@@ -1,0 +1,124 @@
+// The board's one internal lock, and the two futex operations that everything here waits with.
+#pragma once
+
+#include <atomic>
+#include <cerrno>
+#include <cstdint>
+#include <ctime>
+#include <linux/futex.h>
+#include <sys/syscall.h>
+
+namespace halvexboard {
+
+/// A system call made by instruction: the libc function `syscall` is itself interposed. Returns -errno on failure.
+inline long rawSystemCall(long number, long a = 0, long b = 0, long c = 0, long d = 0, long e = 0, long f = 0) noexcept
+{
+    register long r10 asm("r10") = d;
+    register long r8 asm("r8") = e;
+    register long r9 asm("r9") = f;
+    long result = 0;
+    asm volatile("syscall"
+                 : "=a"(result)
+                 : "a"(number), "D"(a), "S"(b), "d"(c), "r"(r10), "r"(r8), "r"(r9)
+                 : "rcx", "r11", "memory");
+    return result;
+}
+
+/// Sleeps while `word` holds `seen`. `timeoutNs` below 0 means for ever. Returns 0 or -errno (EINTR, EAGAIN, ETIMEDOUT).
+inline int futexWait(std::atomic<std::uint32_t>& word, std::uint32_t seen, std::int64_t timeoutNs) noexcept
+{
+    constexpr std::int64_t kNsPerSecond = 1'000'000'000;
+    // A wait with a time-out is the only kind that reports every signal handler as EINTR, so "for ever" is a day at a time.
+    constexpr std::int64_t kOneDayNs = 86'400 * kNsPerSecond;
+    const std::int64_t spanNs = timeoutNs < 0 ? kOneDayNs : timeoutNs;
+    const timespec span{spanNs / kNsPerSecond, spanNs % kNsPerSecond};
+    return static_cast<int>(rawSystemCall(SYS_futex, reinterpret_cast<long>(&word), FUTEX_WAIT_PRIVATE,
+                                          static_cast<long>(seen), reinterpret_cast<long>(&span)));
+}
+
+inline void futexWake(std::atomic<std::uint32_t>& word, int count) noexcept
+{
+    rawSystemCall(SYS_futex, reinterpret_cast<long>(&word), FUTEX_WAKE_PRIVATE, count);
+}
+
+/// Kernel id of the calling thread, fetched once a thread. Initial-exec storage: reading it never allocates.
+inline std::uint32_t currentThreadId() noexcept
+{
+    static thread_local std::uint32_t cachedId = 0;
+    if (cachedId == 0)
+        cachedId = static_cast<std::uint32_t>(rawSystemCall(SYS_gettid));
+    return cachedId;
+}
+
+/// Guards the scheduler's tables, the descriptor table and the model. Recursive, so that a signal handler landing in a
+/// shim and reading a clock does not deadlock against itself. Owns nothing. Threads: thread-safe. Never held while the
+/// program's own code or a blocking call runs.
+class FutexLock {
+public:
+    void lock() noexcept
+    {
+        const std::uint32_t me = currentThreadId();
+        if (owner_.load(std::memory_order_relaxed) == me) {
+            ++depth_;
+            return;
+        }
+        std::uint32_t expected = kFree;
+        if (!word_.compare_exchange_strong(expected, kHeld, std::memory_order_acquire)) {
+            while (word_.exchange(kContended, std::memory_order_acquire) != kFree)
+                futexWait(word_, kContended, -1);
+        }
+        owner_.store(me, std::memory_order_relaxed);
+        depth_ = 1;
+    }
+
+    void unlock() noexcept
+    {
+        if (--depth_ != 0)
+            return;
+        owner_.store(0, std::memory_order_relaxed);
+        if (word_.exchange(kFree, std::memory_order_release) == kContended)
+            futexWake(word_, 1);
+    }
+
+    /// The forked child has one thread, and it is the one that forked: whatever another thread held is void.
+    void resetAfterFork() noexcept
+    {
+        word_.store(kFree, std::memory_order_relaxed);
+        owner_.store(0, std::memory_order_relaxed);
+        depth_ = 0;
+    }
+
+private:
+    static constexpr std::uint32_t kFree = 0;
+    static constexpr std::uint32_t kHeld = 1;
+    static constexpr std::uint32_t kContended = 2;
+
+    std::atomic<std::uint32_t> word_{kFree};
+    std::atomic<std::uint32_t> owner_{0};
+    std::uint32_t depth_ = 0;
+};
+
+class LockGuard {
+public:
+    explicit LockGuard(FutexLock& lock) noexcept : lock_(lock) { lock_.lock(); }
+    ~LockGuard() { lock_.unlock(); }
+    LockGuard(const LockGuard&) = delete;
+    LockGuard& operator=(const LockGuard&) = delete;
+
+private:
+    FutexLock& lock_;
+};
+
+/// Gives a held lock back for a stretch of code and takes it again.
+class UnlockGuard {
+public:
+    explicit UnlockGuard(FutexLock& lock) noexcept : lock_(lock) { lock_.unlock(); }
+    ~UnlockGuard() { lock_.lock(); }
+    UnlockGuard(const UnlockGuard&) = delete;
+    UnlockGuard& operator=(const UnlockGuard&) = delete;
+
+private:
+    FutexLock& lock_;
+};
+
+} // namespace halvexboard

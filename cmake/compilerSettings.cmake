@@ -1,0 +1,47 @@
+# Languages, warnings, hardening and sanitizers: what every target of the project shares.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_C_STANDARD_REQUIRED ON)
+set(CMAKE_C_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_SKIP_INSTALL_RPATH ON)
+
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE Release)
+endif()
+
+set(HALVEX_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize takes them")
+option(HALVEX_COVERAGE "Count executed lines and branches" OFF)
+
+# No assertion is compiled out, and symbols are kept for whoever reads a core file.
+set(CMAKE_C_FLAGS_RELEASE "-O2 -g")
+set(CMAKE_CXX_FLAGS_RELEASE "-O2 -g")
+
+add_compile_options(-Wall -Wextra -Wshadow -fstack-protector-strong -fcf-protection=full -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT HALVEX_SANITIZE)
+  add_compile_definitions(_FORTIFY_SOURCE=2)
+endif()
+if(HALVEX_SANITIZE)
+  add_compile_options(-fsanitize=${HALVEX_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${HALVEX_SANITIZE})
+endif()
+if(HALVEX_COVERAGE)
+  add_compile_options(--coverage)
+  add_link_options(--coverage)
+endif()
+
+# Warnings that product and board code stay free of; test code, full of literals, is spared the conversions.
+set(HALVEX_STRICT_WARNINGS -Wpedantic -Wconversion -Wsign-conversion)
+
+# A part of the product: a static library whose headers are named from the root of the tree.
+function(halvex_add_part name)
+  add_library(${name} STATIC ${ARGN})
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
+  target_compile_options(${name} PRIVATE ${HALVEX_STRICT_WARNINGS} $<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique>)
+endfunction()

@@ -1,0 +1,25 @@
+// Turns a platform status into an exception.
+#include "source/tools/platStatusException.h"
+
+#include <exception>
+
+#include "zuerr/status.h"
+
+namespace halvexTimekeeper {
+
+using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::PlatStatus;
+
+void throwIfPlatformFailed(const PlatStatus& platStatus) {
+    if (!platStatus.hasError() || std::uncaught_exceptions() > 0) return;
+
+    zuerr_Status status = zuerr::makeStatus();
+    if (zuerr_setCode(&status, static_cast<std::int32_t>(platStatus.code)) && platStatus.isFullSize()) {
+        zuerr::ErrorInformation information(status);
+        if (platStatus.file[0] != '\0') information.addString("file", platStatus.file);
+        information.addUnsigned("line", static_cast<std::uint32_t>(platStatus.line));
+        if (platStatus.component[0] != '\0') information.addString("component", platStatus.component);
+    }
+    throw zuerr::Exception(status);
+}
+
+}  // namespace halvexTimekeeper

@@ -1,0 +1,100 @@
+// Stand-ins for C library functions: a test replaces one for as long as its guard lives; all others stay the real ones.
+#pragma once
+
+#include <dirent.h>
+#include <glob.h>
+#include <pthread.h>
+#include <sys/types.h>
+#include <time.h>
+
+#include <cstdio>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace testsupport {
+
+/// An empty entry is the real function. Used by whatever is linked into the same test executable as this library.
+/// Threads: entries are replaced while no other thread calls them.
+struct LibcHooks {
+    std::function<int(const char* path, int flags, mode_t mode)> open;
+    std::function<int(int fd)> close;
+    std::function<ssize_t(int fd, void* buffer, size_t length)> read;
+    std::function<ssize_t(int fd, const void* buffer, size_t length)> write;
+    std::function<off_t(int fd, off_t offset, int whence)> lseek;
+    std::function<int(int fd, unsigned long request, void* argument)> ioctl;
+    std::function<int(const char* pattern, int flags, int (*onError)(const char*, int), glob_t* result)> glob;
+    std::function<void(glob_t* result)> globfree;
+    std::function<FILE*(const char* path, const char* mode)> fopen;
+    std::function<size_t(void* buffer, size_t size, size_t count, FILE* stream)> fread;
+    std::function<DIR*(const char* path)> opendir;
+    std::function<struct dirent*(DIR* directory)> readdir;
+    std::function<int(pid_t pid, int signal)> kill;
+    std::function<int(const timespec* request, timespec* remainder)> nanosleep;
+    std::function<void*(void* address, size_t length, int protection, int flags, int fd, off_t offset)> mmap;
+    std::function<int(void* address, size_t length)> munmap;
+    std::function<int(pthread_cond_t* condition, const pthread_condattr_t* attributes)> pthread_cond_init;
+    std::function<int(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes)> pthread_mutex_init;
+    std::function<int(pthread_cond_t*, pthread_mutex_t*, const timespec* deadline)> pthread_cond_timedwait;
+
+    /// Path prefixes and the directories that stand for them in open, opendir, fopen and glob.
+    std::vector<std::pair<std::string, std::string>> redirectedPrefixes;
+};
+
+LibcHooks& libcHooks();
+
+/// Restores every entry on every way out.
+class LibcHooksGuard {
+public:
+    LibcHooksGuard() : saved_(libcHooks()) {}
+    ~LibcHooksGuard() { libcHooks() = std::move(saved_); }
+    LibcHooksGuard(const LibcHooksGuard&) = delete;
+    LibcHooksGuard& operator=(const LibcHooksGuard&) = delete;
+
+private:
+    LibcHooks saved_;
+};
+
+/// A directory of its own that stands for `prefix` while the object lives; removed with everything in it.
+class RedirectedDirectory {
+public:
+    explicit RedirectedDirectory(const std::string& prefix);
+    ~RedirectedDirectory();
+    RedirectedDirectory(const RedirectedDirectory&) = delete;
+    RedirectedDirectory& operator=(const RedirectedDirectory&) = delete;
+
+    const std::string& getRealPath() const { return realPath_; }
+    /// Makes a file below the directory, with the directories on its way.
+    void writeFile(const std::string& relativePath, const std::string& content) const;
+    std::string readFile(const std::string& relativePath) const;
+    void makeDirectory(const std::string& relativePath) const;
+
+private:
+    LibcHooksGuard guard_;
+    std::string realPath_;
+};
+
+struct SyslogLine {
+    int priority;
+    std::string text;
+    bool operator==(const SyslogLine&) const = default;
+};
+
+/// Collects what is written to syslog while it lives; nothing reaches the system's log. Threads: thread-safe.
+class SyslogCapture {
+public:
+    SyslogCapture();
+    ~SyslogCapture();
+    SyslogCapture(const SyslogCapture&) = delete;
+    SyslogCapture& operator=(const SyslogCapture&) = delete;
+
+    std::vector<SyslogLine> getLines() const;
+    std::vector<std::string> getTexts(int priority) const;  ///< Those of one priority, oldest first.
+    void clear();
+};
+
+/// The number of descriptors that are open in this process.
+int countOpenDescriptors();
+
+}  // namespace testsupport

@@ -1,0 +1,2 @@
+// Carries the precompiled header that the test programs share.
+int halvexPrecompiledHeaderCarrier = 0;

@@ -1,0 +1,40 @@
+// The one exception type of the library, and the one way to raise it.
+#include "zuerr/exception.h"
+
+#include "zuerr/status.h"
+
+namespace zuerr {
+
+ExceptionBase::ExceptionBase() noexcept : status_(makeStatus()) {}
+
+ExceptionBase::ExceptionBase(zuerr_Status& status) noexcept : status_(makeStatus()) { zuerr_merge(&status_, &status); }
+
+ExceptionBase::ExceptionBase(const ExceptionBase& other) noexcept : status_(makeStatus()) {
+    status_.code = other.status_.code;
+    if (other.status_.json != nullptr) zuerr_setJson(&status_, other.status_.json);
+}
+
+ExceptionBase::~ExceptionBase() { freeJson(status_); }
+
+const char* ExceptionBase::getJson() const noexcept { return status_.json != nullptr ? status_.json : ""; }
+
+void raise(const ErrorSite& site, TextPieces pieces) {
+    zuerr_Status status = makeStatus();
+    if (zuerr_setCode(&status, site.code)) {
+        ErrorInformation information(status);
+        if (site.constant != nullptr) information.addString("error_constant", site.constant);
+        information.addString("file", site.file);
+        information.addSigned("line", site.line);
+        information.addString("component", kComponent);
+        if (pieces.size() > 0) {
+            information.openObject("zuhalvexTimekeeper_debug");
+            information.addString("errorInfo", pieces);
+            information.closeObject();
+        }
+    }
+    throw Exception(status);
+}
+
+void raise(const ErrorSite& site) { raise(site, {}); }
+
+}  // namespace zuerr

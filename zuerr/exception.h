@@ -1,0 +1,59 @@
+// The one exception type of the library, and the one way to raise it.
+#pragma once
+
+#include <cstdint>
+#include <exception>
+
+#include "zuerr/errorInformation.h"
+#include "zuerr/zuerr_Status.h"
+
+namespace zuerr {
+
+/// Carries a status. Owns its text. Threads: an exception belongs to the thread that handles it. Failure: nothing here
+/// throws; a copy for which memory is missing keeps the code and loses the text.
+class ExceptionBase {
+public:
+    ExceptionBase() noexcept;
+    explicit ExceptionBase(zuerr_Status& status) noexcept;  ///< Takes the status over: its text moves here.
+    ExceptionBase(const ExceptionBase& other) noexcept;
+    ExceptionBase& operator=(const ExceptionBase&) = delete;
+    virtual ~ExceptionBase();
+
+    virtual const char* getJson() const noexcept;  ///< The error information, or "" when there is none.
+
+    zuerr_Status& getStatus() noexcept { return status_; }
+    const zuerr_Status& getStatus() const noexcept { return status_; }
+    std::int32_t getCode() const noexcept { return status_.code; }
+
+private:
+    zuerr_Status status_;
+};
+
+/// What the library throws; `what()` is the error information, or "" when there is none.
+class Exception : public std::exception, public virtual ExceptionBase {
+public:
+    explicit Exception(zuerr_Status& status) noexcept : ExceptionBase(status) {}
+    Exception(const Exception& other) noexcept = default;
+    ~Exception() override = default;
+
+    const char* what() const noexcept override { return getJson(); }
+};
+
+/// The component that error information names.
+inline constexpr const char* kComponent = "halvexTimekeeper";
+
+/// One place that raises errors. The line is part of the interface: it stays when the code around it moves.
+struct ErrorSite {
+    std::int32_t code;     ///< Below 0.
+    const char* constant;  ///< The code's name; null when error information does not name it.
+    const char* file;
+    std::int32_t line;
+};
+
+/// Throws a zuerr::Exception with the site's error information and, unless it is empty, the message in `pieces`.
+[[noreturn]] void raise(const ErrorSite& site, TextPieces pieces);
+
+/// The same without a message: the error carries a code and a location.
+[[noreturn]] void raise(const ErrorSite& site);
+
+}  // namespace zuerr

@@ -1,0 +1,55 @@
+// The platform layer's status record.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000 {
+
+/// What a platform operation reports: the first error wins, a warning yields to an error. Owns nothing. Threads: bound to
+/// the thread that made it. Failure: nothing here fails. The operations write the descriptive fields only when the
+/// declared size covers the whole record.
+struct PlatStatus {
+    static constexpr std::size_t kComponentCapacity = 10;
+    static constexpr std::size_t kFileCapacity = 101;
+    static constexpr std::size_t kExtraWords = 10;
+
+    std::uint64_t structureSize;
+    std::int64_t code;  ///< 0: success; below: error; above: warning.
+    char component[kComponentCapacity];
+    char file[kFileCapacity];
+    std::uint64_t line;
+    std::uint64_t extra[kExtraWords];  ///< Ended by a zero word.
+
+    /// A full-size record with code 0 and nothing to tell. Only the first byte or word of each field is written: the
+    /// rest has no meaning, and a record is made for every driver call.
+    PlatStatus() noexcept : structureSize(sizeof(PlatStatus)), code(0), line(0) {
+        component[0] = '\0';
+        file[0] = '\0';
+        extra[0] = 0;
+    }
+
+    bool hasError() const noexcept { return code < 0; }
+    bool isFullSize() const noexcept;
+};
+
+static_assert(sizeof(PlatStatus) == 216);
+static_assert(offsetof(PlatStatus, code) == 8);
+static_assert(offsetof(PlatStatus, component) == 16);
+static_assert(offsetof(PlatStatus, file) == 26);
+static_assert(offsetof(PlatStatus, line) == 128);
+static_assert(offsetof(PlatStatus, extra) == 136);
+
+inline bool PlatStatus::isFullSize() const noexcept { return structureSize >= sizeof(PlatStatus); }
+
+/// The component that every report names; a record keeps its first nine characters.
+inline constexpr const char* kComponent = "halvexTimekeeper";
+
+/// Sets a code by precedence and, when it is taken by a full-size record, where it comes from. Returns whether it was.
+bool setCode(PlatStatus* status, std::int64_t code, const char* component, const char* file,
+             std::uint64_t line) noexcept;
+
+/// Sets the code of `from`, with its location and its extra words, into `into`.
+void mergeStatus(PlatStatus* into, const PlatStatus& from) noexcept;
+
+}  // namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000
