@@ -30,7 +30,7 @@ constexpr bool needsLongEscape(char character) noexcept { return static_cast<uns
 
 std::size_t escapedLength(std::string_view text) noexcept {
     std::size_t length = 0;
-    for (const char character : text) length += shortEscape(character) != 0 ? 2 : needsLongEscape(character) ? 6 : 1;
+    for (const char character : text) length += shortEscape(character) != 0 ? 2U : needsLongEscape(character) ? 6U : 1U;
     return length;
 }
 

@@ -1,6 +1,8 @@
 // The operations on a status: precedence of codes, its text, and handing one status over to another.
 #pragma once
 
+#include <cstdint>
+
 #include "zuerr/zuerr_Status.h"
 
 // None of them throws. A null text buffer, a null reallocJson and a reallocJson that misbehaves are all survived: what
