@@ -80,6 +80,21 @@ public:
             futexWake(word_, 1);
     }
 
+    /// Lets go of every level at once; returns how many there were, for retake().
+    std::uint32_t releaseAll() noexcept
+    {
+        const std::uint32_t depth = depth_;
+        depth_ = 1;
+        unlock();
+        return depth;
+    }
+
+    void retake(std::uint32_t depth) noexcept
+    {
+        lock();
+        depth_ = depth;
+    }
+
     /// The forked child has one thread, and it is the one that forked: whatever another thread held is void.
     void resetAfterFork() noexcept
     {
@@ -109,16 +124,17 @@ private:
     FutexLock& lock_;
 };
 
-/// Gives a held lock back for a stretch of code and takes it again.
+/// Gives a held lock back for a stretch of code, however often it is held, and takes it again.
 class UnlockGuard {
 public:
-    explicit UnlockGuard(FutexLock& lock) noexcept : lock_(lock) { lock_.unlock(); }
-    ~UnlockGuard() { lock_.lock(); }
+    explicit UnlockGuard(FutexLock& lock) noexcept : lock_(lock), depth_(lock.releaseAll()) {}
+    ~UnlockGuard() { lock_.retake(depth_); }
     UnlockGuard(const UnlockGuard&) = delete;
     UnlockGuard& operator=(const UnlockGuard&) = delete;
 
 private:
     FutexLock& lock_;
+    std::uint32_t depth_;
 };
 
 } // namespace halvexboard
