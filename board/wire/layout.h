@@ -1,0 +1,20 @@
+/* How wire headers check themselves and build request numbers. */
+#ifndef HALVEX_BOARD_WIRE_LAYOUT_H
+#define HALVEX_BOARD_WIRE_LAYOUT_H
+
+#include "board/model/platform.h"
+
+#ifdef __cplusplus
+#define BOARD_WIRE_ASSERT(condition, text) static_assert(condition, text)
+#else
+#define BOARD_WIRE_ASSERT(condition, text) _Static_assert(condition, text)
+#endif
+#define BOARD_WIRE_OFFSET(type, member, expected) \
+	BOARD_WIRE_ASSERT(__builtin_offsetof(type, member) == (expected), #type "." #member)
+#define BOARD_WIRE_SIZE(type, expected) BOARD_WIRE_ASSERT(sizeof(type) == (expected), #type)
+
+/* A request number: direction (1 the program writes, 2 it reads) | size | letter | number. */
+#define BOARD_WIRE_REQUEST(direction, size, letter, number) \
+	(((uint32_t)(direction) << 30) | ((uint32_t)(size) << 16) | ((uint32_t)(letter) << 8) | (uint32_t)(number))
+
+#endif
