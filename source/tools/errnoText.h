@@ -1,0 +1,27 @@
+// The system's text for an error number.
+#pragma once
+
+#include <cstddef>
+#include <cstring>
+#include <string_view>
+
+namespace halvexTimekeeper {
+
+/// Owns the few bytes that a number without a text of its own needs. Threads: reentrant. Failure: none, and nothing is
+/// allocated; the text lives as long as the object.
+class ErrnoText {
+public:
+    explicit ErrnoText(int error) noexcept : text_(strerror_r(error, buffer_, kCapacity)) {}
+    ErrnoText(const ErrnoText&) = delete;
+    ErrnoText& operator=(const ErrnoText&) = delete;
+
+    operator std::string_view() const noexcept { return text_; }
+
+private:
+    static constexpr std::size_t kCapacity = 64;
+
+    char buffer_[kCapacity];
+    const char* text_;
+};
+
+}  // namespace halvexTimekeeper
