@@ -1,0 +1,73 @@
+// One open attribute file of a kernel driver.
+#include "source/tools/fileWrapper.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "source/tools/errnoText.h"
+#include "zuerr/codes.h"
+#include "zuerr/exception.h"
+
+namespace halvexTimekeeper {
+namespace {
+
+constexpr zuerr::ErrorSite kOpenFailed{zuerr::zuplaterr_resourceNotFound, "zuplaterr_resourceNotFound", "fileWrapper",
+                                       20};
+constexpr zuerr::ErrorSite kSeekFailed{zuerr::zuplaterr_communicationsFault, "zuplaterr_communicationsFault",
+                                       "fileWrapper", 44};
+constexpr zuerr::ErrorSite kReadFailed{zuerr::zuplaterr_communicationsFault, "zuplaterr_communicationsFault",
+                                       "fileWrapper", 62};
+constexpr zuerr::ErrorSite kWriteFailed{zuerr::zuplaterr_communicationsFault, "zuplaterr_communicationsFault",
+                                        "fileWrapper", 106};
+
+[[noreturn]] void raiseForFile(const zuerr::ErrorSite& site, const char* whatFailed, const std::string& path,
+                               int error) {
+    zuerr::raise(site, {whatFailed, path, ". Error: ", ErrnoText(error)});
+}
+
+}  // namespace
+
+FileWrapper::FileWrapper(const char* path, std::uint32_t flags) : path_(path) {
+    fd_ = ::open(path, static_cast<int>(flags));
+    const int error = errno;
+    if (fd_ < 0) raiseForFile(kOpenFailed, "Failed to open: ", path_, error);
+}
+
+FileWrapper::FileWrapper(const std::string& path, std::uint32_t flags) : FileWrapper(path.c_str(), flags) {}
+
+FileWrapper::~FileWrapper() {
+    // Kept on purpose: descriptor 0 is never closed.
+    if (fd_ > 0) ::close(fd_);
+}
+
+std::int64_t FileWrapper::read(char* buffer, std::size_t length) {
+    const ssize_t count = ::read(fd_, buffer, length);
+    const int error = errno;
+    if (count < 0) raiseForFile(kReadFailed, "Error reading file: ", path_, error);
+    return count;
+}
+
+void FileWrapper::resetOffset(std::int64_t offset) {
+    // Kept on purpose: the result is compared with what was asked, so that a refused seek to -1 passes.
+    const off_t reached = ::lseek(fd_, offset, SEEK_SET);
+    const int error = errno;
+    if (reached != offset) raiseForFile(kSeekFailed, "Error resetting offset in file: ", path_, error);
+}
+
+std::int64_t FileWrapper::write(const char* buffer, std::size_t length, bool, std::uint32_t attempts) {
+    // A kernel attribute takes one whole value per write: what was cut short is written again from the start.
+    const auto wanted = static_cast<ssize_t>(length);
+    ssize_t written = 0;
+    for (std::uint32_t attempt = 0; attempt < attempts && written != wanted; ++attempt) {
+        resetOffset();
+        written = ::write(fd_, buffer, length);
+    }
+    // Kept on purpose: without attempts the error tells whatever errno held before.
+    const int error = errno;
+    if (written != wanted) raiseForFile(kWriteFailed, "Error writing file: ", path_, error);
+    return written;
+}
+
+}  // namespace halvexTimekeeper

@@ -1,0 +1,36 @@
+// One open attribute file of a kernel driver.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace halvexTimekeeper {
+
+/// Makes direct system calls, without a buffer of its own. Owns the descriptor. Threads: one thread at a time. Failure:
+/// throws zuerr::Exception naming the file and the system's reason; a close that fails is ignored.
+class FileWrapper {
+public:
+    /// Opens `path` with exactly `flags`; throws zuplaterr_resourceNotFound.
+    FileWrapper(const char* path, std::uint32_t flags);
+    FileWrapper(const std::string& path, std::uint32_t flags);
+    FileWrapper(const FileWrapper&) = delete;
+    FileWrapper& operator=(const FileWrapper&) = delete;
+    virtual ~FileWrapper();
+
+    /// Reads once, up to `length` bytes from the current offset. Returns the count, 0 at the end; adds no terminator.
+    std::int64_t read(char* buffer, std::size_t length);
+
+    /// Goes to `offset` bytes from the start.
+    void resetOffset(std::int64_t offset = 0);
+
+    /// Writes all of `buffer` from the start of the file, the whole of it again up to `attempts` times. Returns `length`.
+    /// The third argument has no effect.
+    std::int64_t write(const char* buffer, std::size_t length, bool, std::uint32_t attempts);
+
+private:
+    std::int32_t fd_ = -1;
+    std::string path_;
+};
+
+}  // namespace halvexTimekeeper

@@ -1,0 +1,38 @@
+// The operating-system calls that devices make, as a table that tests can change, and the conversions of Linux times.
+#pragma once
+
+#include <sys/select.h>
+#include <sys/timex.h>
+
+#include <ctime>
+#include <functional>
+
+#include "source/tools/qxmTimestamp.h"
+
+namespace halvexTimekeeper {
+
+/// The calls of the PTP clock support and the I210 device. Every entry is the Linux function of its name unless a test has
+/// put another one in its place; the product only reads them. Owns nothing. Threads: the entries may be called from any
+/// thread, and are replaced while no other thread calls them. Failure: an entry that is empty throws
+/// std::bad_function_call. `open` and `ioctl` take a fixed number of arguments: a function object holds no others.
+struct OsCalls {
+    std::function<int(int clock, timespec* out)> clock_gettime;
+    std::function<int(int clock, timex* buffer)> clock_adjtime;
+    std::function<int(int domain, int type, int protocol)> socket;
+    std::function<int(int fd, unsigned long request, void* argument)> ioctl;
+    std::function<int(int fd)> close;
+    std::function<int(const char* path, int flags)> open;
+    std::function<long(int fd, void* buffer, unsigned long count)> read;
+    std::function<int(int nfds, fd_set* readable, fd_set* writable, fd_set* exceptional, timeval* timeout)> select;
+};
+
+/// The one table of the process: made when the library is loaded and never taken down, so that a device that outlives
+/// every other object still closes what it holds.
+OsCalls& osCalls() noexcept;
+
+/// Throws zuplaterr_osFault for a negative field, for 1,000,000,000 ns and more, and beyond the largest timestamp.
+QxmTimestamp timespecToQxmTimestamp(const timespec& time);
+
+timespec qxmTimestampToTimespec(QxmTimestamp timestamp) noexcept;
+
+}  // namespace halvexTimekeeper

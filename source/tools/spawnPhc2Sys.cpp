@@ -1,0 +1,58 @@
+// Runs phc2sys, which keeps the system clock in step with a PTP hardware clock.
+#include "source/tools/spawnPhc2Sys.h"
+
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+
+#include "source/tools/decimalText.h"
+#include "zuerr/codes.h"
+#include "zuerr/exception.h"
+
+namespace halvexTimekeeper {
+namespace {
+
+constexpr zuerr::ErrorSite kSpawnFailed{zuerr::zuplaterr_osFault, "zuplaterr_osFault", "spawnPhc2Sys", 58};
+
+constexpr const char* kExecutable = "/usr/local/tarnesk/share/Horlix/TimeKeepers/phc2sys";
+
+using ArgumentVector = std::array<char*, 12>;
+
+/// Offset 0 s from the source, log level 4, and a first step as soon as the clocks differ by 1 us.
+ArgumentVector makeArguments(const std::string& source) noexcept {
+    constexpr std::array kBeforeSource{"phc2sys",        "-O", "0",        "-l", "4", "-c",
+                                       "CLOCK_REALTIME", "-F", "0.000001", "-s"};
+    static_assert(kBeforeSource.size() + 2 == std::tuple_size_v<ArgumentVector>);
+
+    ArgumentVector arguments{};
+    std::size_t slot = 0;
+    for (const char* argument : kBeforeSource) arguments[slot++] = const_cast<char*>(argument);  // posix_spawn only reads
+    arguments[slot] = const_cast<char*>(source.c_str());
+    return arguments;
+}
+
+}  // namespace
+
+std::unique_ptr<SpawnPhc2Sys> SpawnPhc2Sys::launch(const std::string& source, const PosixSpawn& posix_spawn) {
+    // The object comes first: from the moment the child runs there is somebody to kill it.
+    std::unique_ptr<SpawnPhc2Sys> launched(new SpawnPhc2Sys);
+    const ArgumentVector arguments = makeArguments(source);
+    const int result = posix_spawn(&launched->pid_, kExecutable, nullptr, nullptr, arguments.data(), environ);
+    const int error = errno;
+    if (result != 0) {
+        launched->pid_ = 0;  // whatever a failed spawn has left there is no child of ours
+        // Kept on purpose: the message names errno twice, and not the number that posix_spawn returned.
+        zuerr::raise(kSpawnFailed, {"[ SpawnPhc2Sys ] When spawning phc2sys got error: ", DecimalText(error), " - ",
+                                    DecimalText(error)});
+    }
+    return launched;
+}
+
+SpawnPhc2Sys::~SpawnPhc2Sys() {
+    // Kept on purpose: the child is not waited for and stays a zombie until the host reaps it.
+    if (pid_ != 0) kill(pid_, SIGKILL);
+}
+
+}  // namespace halvexTimekeeper

@@ -1,0 +1,28 @@
+// The frame around every exported call: whose status it honours, what fails it, and how a failure is reported.
+#include "source/zuHalvexTimekeeper/callFrame.h"
+
+#include <syslog.h>
+
+#include "zuerr/codes.h"
+#include "zuerr/status.h"
+#include "zuerr/tools/exception_errStatus.h"
+
+namespace halvexTimekeeper {
+namespace {
+
+constexpr zuerr::ErrorSite kNoOutput{zuerr::zuplaterr_invalidParameter, "zuplaterr_invalidParameter",
+                                     "halvexTimekeeperPlugin", 168};
+
+}  // namespace
+
+void reportCurrentException(const char* exportName, zuerr_Status& status) noexcept {
+    zuerr::setStatusFromCurrentException(status);
+    syslog(LOG_ERR, "Encountered error in %s: %s(%i,%s)", exportName, zuerr::severityWord(status.code), status.code,
+           zuerr::jsonOrNull(status));
+}
+
+void requireOutput(const void* output) {
+    if (output == nullptr) raise(kNoOutput, {"The output pointer is null."});
+}
+
+}  // namespace halvexTimekeeper

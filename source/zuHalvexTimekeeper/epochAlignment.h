@@ -1,0 +1,48 @@
+// Brings the clocks of slave epoch devices onto the clock of the epoch master.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "source/zuHalvexTimekeeper/epochDeviceInterface.h"
+
+namespace halvexTimekeeper {
+
+using EpochDevices = std::vector<std::shared_ptr<EpochDeviceInterface>>;
+
+/// One alignment: the master emits an epoch, every slave captures it, a slave that differs by more than 100 ns is stepped,
+/// and so on until all agree. Owns nothing: master and slaves outlive it. Threads: bound to the thread that runs it; nobody
+/// else may use the slaves meanwhile. Failure: run throws what a device threw, zuplaterr_osFault for a difference beyond 64
+/// bits, zuplaterr_communicationsFault after 2000 iterations.
+class EpochAlignment {
+public:
+    EpochAlignment(EpochDeviceInterface& master, const EpochDevices& slaves) noexcept
+        : master_(master), slaves_(slaves) {}
+
+    /// Returns when every slave agrees or is disabled; slaves that ended done are told by setHasBeenEpochAligned(false),
+    /// but for those found disabled before the epoch.
+    void run();
+
+private:
+    void runIteration();
+    void armSlaves();
+    void readSlaves(QxmTimestamp masterTime);
+    void alignSlave(std::size_t position, QxmTimestamp masterTime);
+    bool forgiveCurrentError();
+    [[noreturn]] void giveUp() const;
+
+    bool isDone(std::size_t position) const noexcept;
+    void markDone(std::size_t position) noexcept;
+    bool areAllDone() const noexcept;
+
+    EpochDeviceInterface& master_;
+    const EpochDevices& slaves_;
+    std::uint64_t done_ = 0;        ///< Bit i stands for the slave at position i.
+    std::int32_t iterations_ = 0;   ///< Completed so far.
+    std::int32_t retries_ = 0;      ///< Time-outs forgiven so far, all slaves together.
+    EpochDeviceInterface* handled_ = nullptr;  ///< Whom an error is about.
+};
+
+}  // namespace halvexTimekeeper

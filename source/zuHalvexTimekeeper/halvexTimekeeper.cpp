@@ -1,0 +1,128 @@
+// The timekeeper: one master clock, the system clock, an oscillator, and the slaves that are kept aligned.
+#include "source/zuHalvexTimekeeper/halvexTimekeeper.h"
+
+#include <syslog.h>
+
+#include <limits>
+#include <utility>
+
+#include "source/tools/backgroundTask.h"
+#include "source/zuHalvexTimekeeper/timeDifference.h"
+#include "zuerr/codes.h"
+#include "zuerr/exception.h"
+
+namespace halvexTimekeeper {
+namespace {
+
+constexpr zuerr::ErrorSite kNotEnabled{zuerr::zuplaterr_resourceNotInitialized, "zuplaterr_resourceNotInitialized",
+                                       "halvexTimekeeper", 44};
+
+constexpr std::int64_t kStepNs = 200;  // what the master can be stepped by
+
+/// Cut toward zero.
+constexpr std::int64_t truncateToStep(std::int64_t offsetNs) noexcept { return offsetNs / kStepNs * kStepNs; }
+
+/// To the nearest multiple, halves away from zero; not rounded up where that would overflow.
+constexpr std::int64_t roundToStep(std::int64_t offsetNs) noexcept {
+    constexpr std::int64_t kHalfStepNs = kStepNs / 2;
+    using Limits = std::numeric_limits<std::int64_t>;
+    if (offsetNs >= 0) {
+        if (offsetNs <= Limits::max() - kHalfStepNs) offsetNs += kHalfStepNs;
+    } else {
+        if (offsetNs >= Limits::min() + kHalfStepNs) offsetNs -= kHalfStepNs;
+    }
+    return truncateToStep(offsetNs);
+}
+
+void requireEnabled(ClockInterface& clock) {
+    if (!clock.isEnabled()) raise(kNotEnabled, {clock.getName(), " needs to be enabled to allow timekeeper to work"});
+}
+
+}  // namespace
+
+HalvexTimekeeper::HalvexTimekeeper(std::shared_ptr<EpochDeviceInterface> master,
+                                   std::shared_ptr<ClockInterface> systemClock,
+                                   std::shared_ptr<FreqSteeringDeviceInterface> freqSteeringDevice,
+                                   const EpochDevices& slaves)
+    : master_(std::move(master)),
+      systemClock_(std::move(systemClock)),
+      freqSteeringDevice_(std::move(freqSteeringDevice)),
+      slaves_(slaves) {
+    seedMaster();
+    EpochAlignment(*master_, slaves_).run();
+    isSeeded_ = true;
+}
+
+QxmTimestamp HalvexTimekeeper::getTime() { return master_->getTime(); }
+
+void HalvexTimekeeper::snapTime(std::int64_t offsetNs) {
+    // Kept on purpose: a host that comes at a busy moment is not told; its next step will come.
+    const std::unique_lock lock(deviceMutex_, lockTimeoutMs_);
+    if (!lock.owns_lock()) return;
+
+    finishPendingAlignment();
+    requireEnabledClocks();
+
+    // Kept on purpose: cut toward zero, where seeding takes the nearest step.
+    const std::int64_t stepNs = truncateToStep(offsetNs);
+    master_->adjustTime(stepNs);
+    systemClock_->adjustTime(stepNs);
+
+    pendingAlignment_ = startBackgroundTask([this] { EpochAlignment(*master_, slaves_).run(); });
+}
+
+std::int32_t HalvexTimekeeper::getMaxCorrectionPerSecond() { return freqSteeringDevice_->getMaxCorrectionPerSecond(); }
+
+std::int32_t HalvexTimekeeper::getMinCorrectionPerSecond() { return freqSteeringDevice_->getMinCorrectionPerSecond(); }
+
+std::int32_t HalvexTimekeeper::getCorrectionPerSecond() { return freqSteeringDevice_->getCorrectionPerSecond(); }
+
+void HalvexTimekeeper::setCorrectionPerSecond(std::int32_t correctionPpb) {
+    freqSteeringDevice_->setCorrectionPerSecond(correctionPpb);
+}
+
+void HalvexTimekeeper::applyMetaData(const std::string& metadata) {
+    // Kept on purpose: a text that comes at a busy moment is dropped without an error.
+    const std::unique_lock lock(deviceMutex_, lockTimeoutMs_);
+    if (lock.owns_lock()) metadata_ = metadata;
+}
+
+void HalvexTimekeeper::serviceEpochDevices() {
+    const std::lock_guard lock(deviceMutex_);
+    finishPendingAlignment();
+    const EpochDevices returning = reinitializeReturningSlaves();
+    if (!returning.empty()) EpochAlignment(*master_, returning).run();
+    for (const auto& slave : slaves_) slave->applyQxmMetadata(metadata_);
+}
+
+/// Brings the master to the system time, rounded to what the master can be stepped by.
+void HalvexTimekeeper::seedMaster() {
+    requireEnabledClocks();
+    const QxmTimestamp systemTime = systemClock_->getTime();
+    const QxmTimestamp masterTime = master_->getTime();
+    master_->adjustTime(roundToStep(timeDifferenceNs(systemTime, masterTime)));
+}
+
+void HalvexTimekeeper::requireEnabledClocks() const {
+    requireEnabled(*master_);
+    requireEnabled(*systemClock_);
+}
+
+/// Waits for the alignment that snapTime started and throws what it threw.
+void HalvexTimekeeper::finishPendingAlignment() {
+    if (pendingAlignment_.valid()) std::exchange(pendingAlignment_, {}).get();
+}
+
+/// The slaves that ask to be aligned again, each with its hardware acquired anew.
+EpochDevices HalvexTimekeeper::reinitializeReturningSlaves() {
+    EpochDevices returning;
+    for (const auto& slave : slaves_) {
+        if (!slave->hasBeenEpochAligned()) continue;
+        slave->reinitialize();
+        returning.push_back(slave);
+        syslog(LOG_INFO, "%s is enabled.", slave->getName().c_str());
+    }
+    return returning;
+}
+
+}  // namespace halvexTimekeeper

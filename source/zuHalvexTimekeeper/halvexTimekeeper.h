@@ -1,0 +1,61 @@
+// The timekeeper: one master clock, the system clock, an oscillator, and the slaves that are kept aligned.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "source/zuHalvexTimekeeper/clockInterface.h"
+#include "source/zuHalvexTimekeeper/epochAlignment.h"
+#include "source/zuHalvexTimekeeper/epochDeviceInterface.h"
+#include "source/zuHalvexTimekeeper/freqSteeringDeviceInterface.h"
+#include "source/zuHalvexTimekeeper/timekeeperInterface.h"
+
+namespace halvexTimekeeper {
+
+/// The one TimekeeperInterface of the plug-in. Owns its components together with whoever made them, and the thread of at
+/// most one pending alignment. Threads: thread-safe; the device mutex serialises snapTime, applyMetaData and
+/// serviceEpochDevices, and each of them waits for a pending alignment before it touches a device. getTime and the
+/// correction operations take no lock. Failure: throws what a component threw, and zuplaterr_resourceNotInitialized for a
+/// master or system clock that is not enabled.
+class HalvexTimekeeper final : public TimekeeperInterface {
+public:
+    /// Seeds the master from the system clock and aligns all slaves; a timekeeper that cannot is never made.
+    HalvexTimekeeper(std::shared_ptr<EpochDeviceInterface> master, std::shared_ptr<ClockInterface> systemClock,
+                     std::shared_ptr<FreqSteeringDeviceInterface> freqSteeringDevice, const EpochDevices& slaves);
+    /// Waits for a pending alignment; its error, if any, is lost.
+    ~HalvexTimekeeper() override = default;
+
+    const std::string& getName() const override { return name_; }
+    QxmTimestamp getTime() override;
+    void snapTime(std::int64_t offsetNs) override;
+    std::int32_t getMaxCorrectionPerSecond() override;
+    std::int32_t getMinCorrectionPerSecond() override;
+    std::int32_t getCorrectionPerSecond() override;
+    void setCorrectionPerSecond(std::int32_t correctionPpb) override;
+    bool isSeeded() const override { return isSeeded_; }
+    void applyMetaData(const std::string& metadata) override;
+    void serviceEpochDevices() override;
+
+private:
+    void seedMaster();
+    void requireEnabledClocks() const;
+    void finishPendingAlignment();
+    EpochDevices reinitializeReturningSlaves();
+
+    std::string name_{"HalvexTimekeeper"};
+    bool isSeeded_ = false;
+    std::shared_ptr<EpochDeviceInterface> master_;
+    std::shared_ptr<ClockInterface> systemClock_;
+    std::shared_ptr<FreqSteeringDeviceInterface> freqSteeringDevice_;
+    EpochDevices slaves_;
+    std::timed_mutex deviceMutex_;
+    std::chrono::milliseconds lockTimeoutMs_{15};
+    std::string metadata_{"{}"};
+    std::future<void> pendingAlignment_;  // the last member: destroyed, and so waited for, before what it uses
+};
+
+}  // namespace halvexTimekeeper

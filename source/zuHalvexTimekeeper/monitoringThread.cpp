@@ -1,0 +1,58 @@
+// The body of the monitoring thread.
+#include "source/zuHalvexTimekeeper/monitoringThread.h"
+
+#include <syslog.h>
+#include <time.h>
+
+#include <cstdint>
+
+#include "source/tools/platStatusException.h"
+#include "zuerr/codes.h"
+#include "zuerr/status.h"
+#include "zuerr/tools/exception_errStatus.h"
+
+namespace halvexTimekeeper {
+namespace {
+
+using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::PlatStatus;
+using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tEvent;
+
+constexpr std::uint64_t kServicePeriodNs = 2'000'000'000;
+constexpr std::uint64_t kNsPerSecond = 1'000'000'000;
+
+std::uint64_t monotonicNowNs() noexcept {
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<std::uint64_t>(now.tv_sec) * kNsPerSecond + static_cast<std::uint64_t>(now.tv_nsec);
+}
+
+/// Until the event is set or the period is over; that it is over is no error.
+void waitForNextPass(tEvent& wakeEvent) {
+    PlatStatus status;
+    wakeEvent.waitUntil(monotonicNowNs() + kServicePeriodNs, &status);
+    if (status.code != zuerr::zuplaterr_operationTimedOut) throwIfPlatformFailed(status);
+}
+
+void reportCurrentException(MonitorErrors errors) noexcept {
+    zuerr::ExceptionBase error = zuerr::copyCurrentException();
+    syslog(LOG_ERR, "Monitoring thread encountered an error: %s(%i,%s)", zuerr::severityWord(error.getCode()),
+           error.getCode(), zuerr::jsonOrNull(error.getStatus()));
+    const std::lock_guard lock(errors.statusMutex);
+    zuerr_merge(&errors.status, &error.getStatus());
+}
+
+}  // namespace
+
+void runMonitoringThread(TimekeeperInterface& timekeeper, tEvent& wakeEvent, const std::atomic<bool>& isRunning,
+                         MonitorErrors errors) noexcept {
+    while (isRunning.load()) {
+        try {
+            waitForNextPass(wakeEvent);
+            timekeeper.serviceEpochDevices();
+        } catch (...) {
+            reportCurrentException(errors);
+        }
+    }
+}
+
+}  // namespace halvexTimekeeper

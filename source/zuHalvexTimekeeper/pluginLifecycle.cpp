@@ -1,0 +1,130 @@
+// Builds the timekeeper from the hardware that is found, runs its monitoring thread, and takes both down again.
+#include "source/zuHalvexTimekeeper/pluginLifecycle.h"
+
+#include <syslog.h>
+#include <unistd.h>
+
+#include <memory>
+#include <utility>
+
+#include "source/tools/backgroundTask.h"
+#include "source/tools/platStatusException.h"
+#include "source/zuHalvexTimekeeper/ferroxEpochDevice.h"
+#include "source/zuHalvexTimekeeper/fpgaEpochDevice.h"
+#include "source/zuHalvexTimekeeper/halvexTimekeeper.h"
+#include "source/zuHalvexTimekeeper/i210EpochDeviceFactory.h"
+#include "source/zuHalvexTimekeeper/monitoringThread.h"
+#include "source/zuHalvexTimekeeper/pluginState.h"
+#include "source/zuHalvexTimekeeper/si514FreqSteeringDevice.h"
+#include "source/zuHalvexTimekeeper/systemTimeClock.h"
+#include "zuerr/codes.h"
+#include "zuerr/exception.h"
+
+namespace halvexTimekeeper {
+namespace {
+
+using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::PlatStatus;
+using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tEvent;
+
+constexpr zuerr::ErrorSite kNoPhcInterface{zuerr::zuplaterr_resourceNotInitialized, "zuplaterr_resourceNotInitialized",
+                                           "halvexTimekeeperPlugin", 75};
+
+constexpr std::uint64_t kFpgaAlignmentValue = 4'000'000'000;
+constexpr std::int32_t kMaxCorrectionPpb = 62'000;
+constexpr std::int32_t kMinCorrectionPpb = -62'000;
+
+/// The process that initialised: a forked child has the memory, and neither the thread nor the hardware.
+pid_t g_ownerProcess = 0;
+
+/// Takes the timekeeper down when the process exits or the library is unloaded. Made by the first initialisation, so it is
+/// destroyed before everything that was made at load.
+class ExitGuard {
+public:
+    ExitGuard() = default;
+    ~ExitGuard() { finalizeTimekeeper(); }
+    ExitGuard(const ExitGuard&) = delete;
+    ExitGuard& operator=(const ExitGuard&) = delete;
+};
+
+void publishWakeEvent() {
+    PlatStatus status;
+    g_wakeEvent = std::make_shared<tEvent>(&status);
+    throwIfPlatformFailed(status);
+}
+
+std::shared_ptr<HalvexTimekeeper> makeTimekeeper() {
+    const auto i210Devices = findUsableI210Interfaces();
+    if (i210Devices.empty()) {
+        raise(kNoPhcInterface, {"Can not synchronize system time without at least one usable PHC interface."});
+    }
+    const std::string& systemTimeSource = i210Devices.front()->getInterfaceName();
+    syslog(LOG_INFO, "System time will be synchronized to %s.", systemTimeSource.c_str());
+
+    EpochDevices slaves(i210Devices.begin(), i210Devices.end());
+    slaves.push_back(std::make_shared<FpgaEpochDevice>(kFpgaAlignmentValue));
+    auto master = std::make_shared<FerroxEpochDevice>();
+    auto systemClock = std::make_shared<SystemTimeClock>(true, systemTimeSource);
+    auto oscillator = std::make_shared<Si514FreqSteeringDevice>(kMaxCorrectionPpb, kMinCorrectionPpb);
+    return std::make_shared<HalvexTimekeeper>(std::move(master), std::move(systemClock), std::move(oscillator), slaves);
+}
+
+/// The thread shares what it works on, so that neither can go before it has ended.
+std::future<void> startMonitoringThread() {
+    return startBackgroundTask([timekeeper = g_timekeeper, wakeEvent = g_wakeEvent] {
+        runMonitoringThread(*timekeeper, *wakeEvent, g_running, {g_monitorStatus, g_monitorStatusMutex});
+    });
+}
+
+/// Forgets what belongs to the parent process, without destroying it.
+void abandonEverything() noexcept {
+    new std::future<void>(std::move(g_monitorFuture));
+    new std::shared_ptr<TimekeeperInterface>(std::move(g_timekeeper));
+    new std::shared_ptr<tEvent>(std::move(g_wakeEvent));
+}
+
+}  // namespace
+
+void initializeTimekeeper() {
+    static const ExitGuard exitGuard;
+    publishWakeEvent();
+    g_timekeeper = makeTimekeeper();
+    g_ownerProcess = getpid();
+    g_running.store(true);
+    try {
+        // Kept on purpose: a former future, of an initialisation without finalisation between, is waited for here, and its
+        // thread only ends when g_running is cleared.
+        g_monitorFuture = startMonitoringThread();
+    } catch (...) {
+        g_running.store(false);
+        g_timekeeper.reset();
+        throw;
+    }
+}
+
+void finalizeTimekeeper() noexcept {
+    if (g_timekeeper && g_ownerProcess != getpid()) {
+        abandonEverything();
+        return;
+    }
+    g_running.store(false);
+    if (g_wakeEvent) g_wakeEvent->set();
+    if (g_monitorFuture.valid()) std::exchange(g_monitorFuture, {}).get();
+    g_timekeeper.reset();
+    g_wakeEvent.reset();
+}
+
+void applyMetaDataAndWake(TimekeeperInterface& timekeeper, const char* metadata) {
+    timekeeper.applyMetaData(metadata);
+    if (g_wakeEvent) g_wakeEvent->set();
+}
+
+void copyName(const std::string& name, char* destination) {
+    if (destination == nullptr) {
+        syslog(LOG_ERR, "Encountered error in zuqxmtk_getName: FAIL(%i,null)", zuerr::zuplaterr_invalidParameter);
+        return;
+    }
+    name.copy(destination, name.size());
+    destination[name.size()] = '\0';
+}
+
+}  // namespace halvexTimekeeper

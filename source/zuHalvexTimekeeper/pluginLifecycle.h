@@ -1,0 +1,24 @@
+// Builds the timekeeper from the hardware that is found, runs its monitoring thread, and takes both down again.
+#pragma once
+
+#include <string>
+
+#include "source/zuHalvexTimekeeper/timekeeperInterface.h"
+
+namespace halvexTimekeeper {
+
+/// Makes every component, publishes the timekeeper and starts the monitoring thread. Throws what a component threw; then no
+/// timekeeper is published.
+void initializeTimekeeper();
+
+/// Ends the monitoring thread and releases everything. In a process forked from the one that initialised it lets go of
+/// everything and touches nothing: thread, child and hardware are the parent's.
+void finalizeTimekeeper() noexcept;
+
+/// Stores the text and wakes the monitoring thread, also when the text was dropped because the devices were busy.
+void applyMetaDataAndWake(TimekeeperInterface& timekeeper, const char* metadata);
+
+/// Copies a name with its NUL; a null destination is reported to syslog.
+void copyName(const std::string& name, char* destination);
+
+}  // namespace halvexTimekeeper

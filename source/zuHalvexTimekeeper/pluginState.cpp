@@ -1,0 +1,46 @@
+// What the entry points share: the published timekeeper, the monitoring thread and the error it left.
+#include "source/zuHalvexTimekeeper/pluginState.h"
+
+#include "zuerr/codes.h"
+#include "zuerr/exception.h"
+#include "zuerr/status.h"
+
+namespace halvexTimekeeper {
+namespace {
+
+constexpr zuerr::ErrorSite kNotInitialized{zuerr::zuplaterr_resourceNotInitialized, "zuplaterr_resourceNotInitialized",
+                                           "halvexTimekeeperPlugin", 160};
+
+/// Out of line, so that a call that meets no error pays for a comparison only.
+[[noreturn, gnu::cold, gnu::noinline]] void throwMonitorError() {
+    zuerr_Status status = zuerr::makeStatus();
+    zuerr_merge(&status, &g_monitorStatus);
+    g_monitorStatus.code = 0;
+    zuerr::freeJson(g_monitorStatus);
+    throw zuerr::Exception(status);
+}
+
+}  // namespace
+
+std::shared_ptr<TimekeeperInterface> g_timekeeper;
+std::shared_ptr<nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tEvent> g_wakeEvent;
+std::atomic<bool> g_running{false};
+std::future<void> g_monitorFuture;
+zuerr_Status g_monitorStatus = zuerr::makeStatus();
+std::mutex g_monitorStatusMutex;
+
+void throwIfMonitorFailed() {
+    const std::lock_guard lock(g_monitorStatusMutex);
+    // Kept on purpose: a warning stays where it is and fails no call.
+    if (g_monitorStatus.code < 0) throwMonitorError();
+}
+
+TimekeeperInterface& checkInitialized() {
+    if (!g_timekeeper) {
+        raise(kNotInitialized,
+              {"zuqxmtk_initialize was not called or did not successfully initialize the timekeeper."});
+    }
+    return *g_timekeeper;
+}
+
+}  // namespace halvexTimekeeper
