@@ -1,0 +1,61 @@
+// One system call each on a PTP hardware clock or its network interface, with failures turned into errors.
+#pragma once
+
+#include <linux/ptp_clock.h>
+#include <net/if.h>
+#include <sys/time.h>
+#include <sys/timex.h>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "source/tools/qxmTimestamp.h"
+
+// All go through the table of operating-system calls and keep no state. Threads: reentrant; one descriptor, one thread.
+// Failure: each throws zuplaterr_communicationsFault unless told otherwise, with the caller's context ahead of the
+// system's reason; an empty entry of the table throws std::bad_function_call.
+namespace halvexTimekeeper::i210EpochHelpers {
+
+/// What the caller was doing, in the pieces of a message: joined only when there is a failure to tell.
+struct Context {
+    std::string_view before;
+    std::string_view subject;
+    std::string_view after;
+};
+
+/// The clock id under which an open clock device is read and adjusted.
+constexpr clockid_t fdToClockId(std::int32_t fd) noexcept {
+    constexpr std::uint32_t kClockFd = 3;
+    return static_cast<clockid_t>((~static_cast<std::uint32_t>(fd) << 3U) | kClockFd);
+}
+
+/// A request for `interfaceName`, which is cut to the 15 characters that the kernel takes.
+ifreq makeInterfaceRequest(std::string_view interfaceName) noexcept;
+
+std::int32_t openSocket(const Context& context);
+
+/// Issues one request; returns its result. A failure closes `fd` on the way out.
+std::int32_t ptpIoctl(std::int32_t fd, unsigned long request, void* argument, const Context& context);
+
+/// Adjusts the clock behind `fd`; returns the clock state.
+std::int32_t adjustPhc(std::int32_t fd, timex& adjustment, const Context& context);
+
+QxmTimestamp getPhcTime(std::int32_t fd, const Context& context);
+
+/// Waits until `fd` can be read, reading nothing. Returns false when it cannot within `timeout`. Works for descriptors of
+/// any size.
+bool isEventReady(std::int32_t fd, std::string_view context, timeval timeout);
+
+/// The same for a caller that needs the event: zuplaterr_operationTimedOut when there is none within `timeout`.
+void waitForEvent(std::int32_t fd, std::string_view context, timeval timeout);
+
+/// Reads one external time stamp, of whatever channel: ns of the clock's own time.
+std::int64_t readExtTsEvent(std::int32_t fd, const Context& context);
+
+std::int32_t openPtpDevice(const std::string& path);
+
+/// The index of the clock that `interfaceName` has; zuplaterr_featureUnsupported when it has none.
+std::int32_t getPhcIndex(const std::string& interfaceName);
+
+}  // namespace halvexTimekeeper::i210EpochHelpers
