@@ -1,0 +1,155 @@
+// The Si514 oscillator, steered through the attributes of its kernel driver.
+#include "source/zuHalvexTimekeeper/si514FreqSteeringDevice.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <locale.h>
+#include <stdlib.h>
+#include <syslog.h>
+
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+#include <memory>
+#include <stdexcept>
+#include <string_view>
+
+#include "source/tools/decimalText.h"
+#include "source/tools/errnoText.h"
+#include "zuerr/codes.h"
+#include "zuerr/exception.h"
+
+namespace halvexTimekeeper {
+namespace {
+
+constexpr zuerr::ErrorSite kOutOfRange{zuerr::zuplaterr_invalidParameter, "zuplaterr_invalidParameter",
+                                       "si514FreqSteeringDevice", 77};
+constexpr zuerr::ErrorSite kNoDirectory{zuerr::zuplaterr_resourceNotFound, "zuplaterr_resourceNotFound",
+                                        "si514FreqSteeringDevice", 102};
+constexpr zuerr::ErrorSite kNoClient{zuerr::zuplaterr_resourceNotFound, "zuplaterr_resourceNotFound",
+                                     "si514FreqSteeringDevice", 140};
+
+constexpr const char* kDriverDirectory = "/sys/bus/i2c/drivers/si514";
+constexpr std::size_t kNameCapacity = 128;
+constexpr std::size_t kOffsetTextCapacity = 32;
+constexpr std::uint32_t kWriteAttempts = 5;
+
+/// The host owns the process's locale: numbers in attributes keep their point under any. Made at load; this one locale of
+/// the C library is never freed.
+const locale_t kCLocale = newlocale(LC_ALL_MASK, "C", nullptr);
+
+using Directory = std::unique_ptr<DIR, decltype([](DIR* directory) { closedir(directory); })>;
+
+/// What a directory entry's name says when it is that of an I2C client: "bus-address", decimal and hexadecimal.
+struct I2cClient {
+    bool isClient;
+    long bus;
+    long address;
+};
+
+// Kept on purpose: strtol decides, so that "-" alone, signs and leading blanks are names of clients too.
+I2cClient parseClient(const char* entryName) noexcept {
+    char* end = nullptr;
+    const long bus = strtol(entryName, &end, 10);
+    if (*end != '-') return {};
+    const long address = strtol(end + 1, &end, 16);
+    return {*end == '\0', bus, address};
+}
+
+std::string findModulePath() {
+    const Directory directory(opendir(kDriverDirectory));
+    const int error = errno;
+    if (!directory) {
+        zuerr::raise(kNoDirectory, {"si514: unable to open handle to directory: ", kDriverDirectory, ". Errno: ",
+                                    ErrnoText(error)});
+    }
+    while (const dirent* entry = readdir(directory.get())) {
+        if (entry->d_type != DT_LNK && entry->d_type != DT_DIR) continue;
+        const I2cClient client = parseClient(entry->d_name);
+        if (!client.isClient) continue;
+        // Kept on purpose: the first client decides, even when a later one would do.
+        if (client.bus < 0 || client.address < 0) break;
+        return std::string(kDriverDirectory) + "/" + entry->d_name + "/";
+    }
+    zuerr::raise(kNoClient, {"si514: unable to find si514 module on the system."});
+}
+
+std::string findAndLogModulePath() {
+    std::string path = findModulePath();
+    // Kept on purpose: error priority, although nothing is wrong.
+    syslog(LOG_ERR, "smbusPath: %s", path.c_str());
+    return path;
+}
+
+// Kept on purpose: nothing is trimmed, a line end is part of the name.
+std::string readDeviceName(const std::string& modulePath) {
+    FileWrapper file(modulePath + "name", O_RDONLY);
+    std::array<char, kNameCapacity> text{};
+    file.read(text.data(), text.size());
+    return {text.data(), strnlen(text.data(), text.size())};
+}
+
+/// What strtod makes of `text` in the C locale, rounded with halves away from zero.
+std::int32_t parsePpb(const char* text) {
+    const int callersError = errno;
+    errno = 0;
+    char* end = nullptr;
+    const double ppb = strtod_l(text, &end, kCLocale);
+    const int error = errno;
+    errno = callersError;
+    if (end == text) throw std::invalid_argument("stod");
+    const double rounded = std::round(ppb);
+    const bool fits = rounded >= std::numeric_limits<std::int32_t>::min() &&
+                      rounded <= std::numeric_limits<std::int32_t>::max();  // no for what is no number
+    if (error == ERANGE || !fits) throw std::out_of_range("stod");
+    return static_cast<std::int32_t>(rounded);
+}
+
+}  // namespace
+
+Si514FreqSteeringDevice::Si514FreqSteeringDevice(std::int32_t maxPpb, std::int32_t minPpb)
+    : modulePath_(findAndLogModulePath()),
+      name_(readDeviceName(modulePath_)),
+      maxPpb_(maxPpb),
+      minPpb_(minPpb),
+      ppbFile_(modulePath_ + "ppb_offset", O_RDWR) {}
+
+const std::string& Si514FreqSteeringDevice::getName() const { return name_; }
+
+std::int32_t Si514FreqSteeringDevice::getMaxCorrectionPerSecond() { return maxPpb_; }
+
+std::int32_t Si514FreqSteeringDevice::getMinCorrectionPerSecond() { return minPpb_; }
+
+std::int32_t Si514FreqSteeringDevice::getCorrectionPerSecond() {
+    std::array<char, kOffsetTextCapacity + 1> text{};  // the last byte ends a text that fills the rest
+    {
+        const std::lock_guard lock(mutex_);
+        ppbFile_.resetOffset();
+        ppbFile_.read(text.data(), kOffsetTextCapacity);
+    }
+    return parsePpb(text.data());
+}
+
+void Si514FreqSteeringDevice::setCorrectionPerSecond(std::int32_t correctionPpb) {
+    // Kept on purpose: the maximum bounds both directions, the minimum none.
+    const std::int64_t limitPpb = maxPpb_;
+    if (correctionPpb < -limitPpb || correctionPpb > limitPpb) {
+        // Kept on purpose: the bounds are printed maximum first.
+        zuerr::raise(kOutOfRange, {"si514: requested ppb value ", DecimalText(correctionPpb),
+                                   " is beyond the supported range: [", DecimalText(limitPpb), ", ",
+                                   DecimalText(-limitPpb), "]"});
+    }
+    // What "%f" prints in the C locale, at a hundredth of its cost.
+    constexpr std::string_view kFraction = ".000000";
+    std::array<char, kOffsetTextCapacity> text;
+    char* const point = std::to_chars(text.data(), text.data() + text.size(), correctionPpb).ptr;
+    char* const end = point + kFraction.copy(point, kFraction.size());
+
+    const std::lock_guard lock(mutex_);
+    ppbFile_.write(text.data(), static_cast<std::size_t>(end - text.data()), false, kWriteAttempts);
+}
+
+}  // namespace halvexTimekeeper
