@@ -8,6 +8,10 @@
 #include <linux/string.h>
 #include <linux/types.h>
 
+#ifndef INT64_MAX
+#define INT64_MAX ((int64_t)(~0ULL >> 1))
+#endif
+
 #elif defined(BOARD_FREESTANDING)
 
 /* No header at all (-nostdinc): the proof that the model needs nothing but memcpy and memset. */
@@ -15,6 +19,7 @@ typedef __UINT8_TYPE__ uint8_t;
 typedef __UINT16_TYPE__ uint16_t;
 typedef __UINT32_TYPE__ uint32_t;
 typedef __UINT64_TYPE__ uint64_t;
+typedef __INT16_TYPE__ int16_t;
 typedef __INT32_TYPE__ int32_t;
 typedef __INT64_TYPE__ int64_t;
 typedef __SIZE_TYPE__ size_t;
@@ -25,6 +30,7 @@ void *memset(void *to, int value, size_t size);
 #define NULL ((void *)0)
 #endif
 
+#define INT64_MAX __INT64_MAX__
 #define EPERM 1
 #define ENOENT 2
 #define ESRCH 3

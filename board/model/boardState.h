@@ -1,0 +1,144 @@
+/* What a board consists of; for the files of the model only. */
+#ifndef HALVEX_BOARD_MODEL_BOARDSTATE_H
+#define HALVEX_BOARD_MODEL_BOARDSTATE_H
+
+#include "board/model/board.h"
+#include "board/model/line.h"
+#include "board/model/random.h"
+
+#define BOARD_MAX_PENDING 512
+#define BOARD_NS_PER_S 1000000000LL
+#define BOARD_FIRST_PID 5000001
+
+/* Something that will happen by itself. */
+enum board_pending_kind {
+	BOARD_PENDING_FALLING_EDGE,  /* mask: clocks that lose this pulse */
+	BOARD_PENDING_DELIVERY,      /* stamp reaches the queue of interface `index` */
+	BOARD_PENDING_PHC2SYS,       /* child `index` takes a sample */
+	BOARD_PENDING_EVENT,         /* configured event `index` */
+	BOARD_PENDING_TRUTH
+};
+
+struct board_pending {
+	uint64_t at_ns;
+	enum board_pending_kind kind;
+	uint32_t index;
+	uint32_t mask;
+	struct board_phc_event stamp;
+};
+
+struct board_phc {
+	struct board_line line;      /* over the common tick */
+	int64_t frequency;           /* as dialled: ppm with 16 fractional bits */
+	uint32_t pin_function[BOARD_MAX_PINS];
+	uint32_t pin_channel[BOARD_MAX_PINS];
+	uint8_t stamping[BOARD_MAX_CHANNELS];
+	struct board_phc_event queue[BOARD_QUEUE_SIZE];
+	uint32_t head, tail;
+	uint64_t last_delivery_ns;
+	int64_t pulses_to_lose;
+	struct board_random latency_random;
+	struct board_random loss_random;
+};
+
+struct board_fpga {
+	uint8_t running, reads_zero;
+	uint64_t last_epoch_ns;
+	int64_t pulses_to_lose;
+};
+
+struct board_system {
+	struct board_line line;      /* over raw */
+	int64_t frequency;           /* ppm with 16 fractional bits */
+	int64_t tick;                /* us per 10 ms */
+	int64_t maxerror_us;         /* at maxerror_raw_ns */
+	uint64_t maxerror_raw_ns;
+	int64_t esterror_us;
+	int32_t status;
+};
+
+/* One phc2sys, its servo included. */
+struct board_process {
+	struct board_child child;
+	struct board_phc2sys_options options;
+	int sample_count;            /* 0, 1, then 2: locked */
+	int has_locked;
+	int64_t offset_ns;           /* of the first sample */
+	uint64_t local_ns;
+	int64_t drift_ppt;
+	struct board_random random;
+};
+
+struct board {
+	struct board_config config;
+	board_observer observer;
+	void *context;
+	uint64_t raw_ns;
+	uint64_t sequence;
+	struct board_line oscillator; /* the common tick over raw */
+	int64_t crystal_ppt, steering_ppt;
+	uint8_t gone[BOARD_TARGET_FIRST_INTERFACE + BOARD_MAX_INTERFACES];
+	uint64_t ferrox_offset_ns;   /* of each clock to the common tick, wrapping */
+	uint64_t fpga_offset_ns;
+	int64_t ferrox_stepped_ns;   /* sum of all steps */
+	uint64_t ferrox_epoch_ns;
+	struct board_fpga fpga;
+	struct board_system system;
+	struct board_phc phcs[BOARD_MAX_INTERFACES];
+	struct board_random step_random[BOARD_MAX_CLOCKS];
+	char si514_text[BOARD_TEXT_SIZE];
+	uint32_t si514_size;
+	uint32_t counted[BOARD_MAX_FAULTS];
+	struct board_process processes[BOARD_MAX_CHILDREN];
+	int32_t next_pid;
+	struct board_pending pending[BOARD_MAX_PENDING]; /* latest first */
+	uint32_t pending_count;
+};
+
+/* Streams of randomness; clocks and interfaces add their number. */
+enum board_stream {
+	BOARD_STREAM_STEP = 0x100,
+	BOARD_STREAM_LATENCY = 0x200,
+	BOARD_STREAM_LOSS = 0x300,
+	BOARD_STREAM_PHC2SYS = 0x400
+};
+
+/* board.c */
+uint64_t board_enter(struct board *board, uint64_t raw_ns);  /* advances; gives the instant that counts */
+void board_tell(struct board *board, struct board_happening *happening); /* sequence and raw are filled in */
+int board_schedule(struct board *board, const struct board_pending *pending); /* 0 when there is no room */
+
+/* clocks.c: all at the present instant */
+uint64_t board_tick_now(const struct board *board);
+uint64_t board_time_now(const struct board *board, int clock);
+void board_shift(struct board *board, int clock, int64_t by_ns);
+void board_step_clock(struct board *board, int clock, int64_t asked_ns, int by_phc2sys);
+void board_truth_now(const struct board *board, struct board_truth *truth);
+void board_tell_truth_now(struct board *board, enum board_happening_kind kind);
+void board_set_rate(struct board *board);                    /* after crystal_ppt or steering_ppt changed */
+const struct board_clock_config *board_clock_configuration(const struct board *board, int clock);
+
+/* epoch.c */
+void board_pulse(struct board *board);
+void board_falling_edge(struct board *board, uint32_t mask);
+
+/* phc.c */
+void board_phc_enqueue(struct board *board, uint32_t interface, const struct board_phc_event *event);
+void board_phc_reset(struct board *board, uint32_t interface);
+
+/* events.c */
+void board_event_now(struct board *board, const struct board_event_config *event);
+int board_event_fits(const struct board *board, const struct board_event_config *event);
+
+/* systemClock.c */
+void board_system_set_rate(struct board *board, int64_t correction_ppt); /* as phc2sys sets it, maxerror zeroed by the caller */
+void board_system_synchronised(struct board *board);
+void board_system_unsynchronised(struct board *board);
+int64_t board_system_correction(const struct board *board);              /* ppt */
+
+/* phc2sys.c */
+void board_phc2sys_sample(struct board *board, uint32_t index);
+void board_phc2sys_signal_all(struct board *board, int32_t signal);
+int board_system_disciplined(const struct board *board);
+
+#endif

@@ -1,0 +1,147 @@
+/* What the clocks read and how they take a step. */
+#include "board/model/boardState.h"
+
+uint64_t board_tick_now(const struct board *board)
+{
+	return board_line_value(&board->oscillator, board->raw_ns);
+}
+
+uint64_t board_time_now(const struct board *board, int clock)
+{
+	switch (clock) {
+	case BOARD_CLOCK_FERROX:
+		return board_tick_now(board) + board->ferrox_offset_ns;
+	case BOARD_CLOCK_FPGA:
+		return board_tick_now(board) + board->fpga_offset_ns;
+	case BOARD_CLOCK_SYSTEM:
+		return board_line_value(&board->system.line, board->raw_ns);
+	default:
+		return board_line_value(&board->phcs[clock - BOARD_CLOCK_FIRST_PHC].line, board_tick_now(board));
+	}
+}
+
+void board_shift(struct board *board, int clock, int64_t by_ns)
+{
+	switch (clock) {
+	case BOARD_CLOCK_FERROX:
+		board->ferrox_offset_ns += (uint64_t)by_ns;
+		break;
+	case BOARD_CLOCK_FPGA:
+		board->fpga_offset_ns += (uint64_t)by_ns;
+		break;
+	case BOARD_CLOCK_SYSTEM:
+		board_line_shift(&board->system.line, by_ns);
+		break;
+	default:
+		board_line_shift(&board->phcs[clock - BOARD_CLOCK_FIRST_PHC].line, by_ns);
+	}
+}
+
+const struct board_clock_config *board_clock_configuration(const struct board *board, int clock)
+{
+	switch (clock) {
+	case BOARD_CLOCK_FERROX:
+		return &board->config.ferrox.clock;
+	case BOARD_CLOCK_FPGA:
+		return &board->config.fpga.clock;
+	case BOARD_CLOCK_SYSTEM:
+		return &board->config.system;
+	default:
+		return &board->config.interfaces[clock - BOARD_CLOCK_FIRST_PHC].clock;
+	}
+}
+
+void board_step_clock(struct board *board, int clock, int64_t asked_ns, int by_phc2sys)
+{
+	const struct board_clock_config *config = board_clock_configuration(board, clock);
+	const int64_t granularity_ns = config->step_granularity_ns > 1 ? config->step_granularity_ns : 1;
+	const int64_t loss_ns = config->step_loss_ns +
+		board_random_gaussian(&board->step_random[clock], config->step_jitter_ns);
+	const int64_t cut_ns = asked_ns - asked_ns % granularity_ns;
+	const int64_t real_ns = (int64_t)((uint64_t)cut_ns - (uint64_t)loss_ns);
+	struct board_step step = { clock, asked_ns, real_ns, 0, 0, (uint8_t)by_phc2sys };
+	struct board_happening happening = { .kind = BOARD_HAPPENING_STEP };
+
+	step.before_ns = board_time_now(board, clock);
+	board_shift(board, clock, real_ns);
+	step.after_ns = board_time_now(board, clock);
+	if (clock == BOARD_CLOCK_FERROX)
+		board->ferrox_stepped_ns = (int64_t)((uint64_t)board->ferrox_stepped_ns + (uint64_t)real_ns);
+	happening.step = &step;
+	happening.target = clock >= BOARD_CLOCK_FIRST_PHC ? BOARD_TARGET_INTERFACE(clock - BOARD_CLOCK_FIRST_PHC)
+		: clock == BOARD_CLOCK_FERROX ? BOARD_TARGET_FERROX
+		: clock == BOARD_CLOCK_FPGA ? BOARD_TARGET_FPGA : BOARD_TARGET_SYSTEM;
+	board_tell(board, &happening);
+}
+
+static int is_enabled(const struct board *board, int clock)
+{
+	const struct board_interface_config *interface;
+
+	switch (clock) {
+	case BOARD_CLOCK_FERROX:
+		return board_present(board, BOARD_TARGET_FERROX);
+	case BOARD_CLOCK_FPGA:
+		return board_present(board, BOARD_TARGET_FPGA) && board->fpga.running && !board->fpga.reads_zero;
+	case BOARD_CLOCK_SYSTEM:
+		return board_system_disciplined(board);
+	default:
+		interface = &board->config.interfaces[clock - BOARD_CLOCK_FIRST_PHC];
+		return board_present(board, BOARD_TARGET_INTERFACE(clock - BOARD_CLOCK_FIRST_PHC)) && interface->is_up &&
+			interface->phc_index >= 0;
+	}
+}
+
+void board_truth_now(const struct board *board, struct board_truth *truth)
+{
+	int clock;
+
+	memset(truth, 0, sizeof(*truth));
+	truth->raw_ns = board->raw_ns;
+	truth->tick_ns = board_tick_now(board);
+	truth->clock_count = BOARD_CLOCK_FIRST_PHC + board->config.interface_count;
+	for (clock = 0; clock < (int)truth->clock_count; ++clock) {
+		truth->time_ns[clock] = board_time_now(board, clock);
+		truth->difference_ns[clock] = (int64_t)(truth->time_ns[clock] - truth->time_ns[BOARD_CLOCK_FERROX]);
+		truth->enabled[clock] = (uint8_t)is_enabled(board, clock);
+	}
+}
+
+void board_tell_truth_now(struct board *board, enum board_happening_kind kind)
+{
+	struct board_truth truth;
+	struct board_happening happening = { .kind = kind };
+
+	board_truth_now(board, &truth);
+	happening.truth = &truth;
+	board_tell(board, &happening);
+}
+
+void board_set_rate(struct board *board)
+{
+	board_line_set_rate(&board->oscillator, board->raw_ns, board->crystal_ppt + board->steering_ppt);
+}
+
+uint64_t board_tick(struct board *board, uint64_t raw_ns)
+{
+	board_enter(board, raw_ns);
+	return board_tick_now(board);
+}
+
+uint64_t board_clock_time(struct board *board, uint64_t raw_ns, int clock)
+{
+	board_enter(board, raw_ns);
+	return board_time_now(board, clock);
+}
+
+void board_get_truth(struct board *board, uint64_t raw_ns, struct board_truth *truth)
+{
+	board_enter(board, raw_ns);
+	board_truth_now(board, truth);
+}
+
+void board_tell_truth(struct board *board, uint64_t raw_ns)
+{
+	board_enter(board, raw_ns);
+	board_tell_truth_now(board, BOARD_HAPPENING_TRUTH);
+}

@@ -1,0 +1,112 @@
+/* The epoch signal: one pulse, two edges, every listening clock stamps each of them at the same instant. */
+#include "board/model/boardState.h"
+
+static void tell_stamp(struct board *board, int clock, uint32_t channel, int falling, int lost)
+{
+	struct board_stamp stamp = { clock, channel, (uint8_t)falling, (uint8_t)lost, 0, 0 };
+	struct board_happening happening = { .kind = BOARD_HAPPENING_STAMP };
+
+	stamp.time_ns = board_time_now(board, clock);
+	happening.target = clock == BOARD_CLOCK_FPGA ? BOARD_TARGET_FPGA
+		: BOARD_TARGET_INTERFACE(clock - BOARD_CLOCK_FIRST_PHC);
+	happening.stamp = &stamp;
+	board_tell(board, &happening);
+}
+
+/* The event follows its edge after the interrupt's latency, never overtaking the one before it. */
+static void deliver(struct board *board, uint32_t interface, uint32_t channel)
+{
+	struct board_phc *phc = &board->phcs[interface];
+	const struct board_interface_config *config = &board->config.interfaces[interface];
+	struct board_pending pending = { 0, BOARD_PENDING_DELIVERY, interface, 0, { 0, 0, 0 } };
+
+	pending.at_ns = board->raw_ns + config->interrupt_latency_ns +
+		board_random_below(&phc->latency_random, config->interrupt_jitter_ns + 1);
+	if (pending.at_ns < phc->last_delivery_ns)
+		pending.at_ns = phc->last_delivery_ns;
+	phc->last_delivery_ns = pending.at_ns;
+	pending.stamp.time_ns = board_time_now(board, BOARD_CLOCK_PHC((int)interface));
+	pending.stamp.channel = channel;
+	(void)board_schedule(board, &pending); /* no room: one more event lost, as on a busy machine */
+}
+
+static int listens(const struct board *board, uint32_t interface, uint32_t channel)
+{
+	const struct board_phc *phc = &board->phcs[interface];
+
+	/* The signal is wired to pin 0 of every clock. */
+	return phc->stamping[channel] && phc->pin_function[0] == 1 && phc->pin_channel[0] == channel &&
+		board_present(board, BOARD_TARGET_INTERFACE((int)interface));
+}
+
+static void edge(struct board *board, int falling, uint32_t lost_mask)
+{
+	uint32_t interface, channel;
+
+	for (interface = 0; interface < board->config.interface_count; ++interface)
+		for (channel = 0; channel < BOARD_MAX_CHANNELS; ++channel) {
+			const int clock = BOARD_CLOCK_PHC((int)interface);
+			const int lost = (int)((lost_mask >> clock) & 1);
+
+			if (!listens(board, interface, channel))
+				continue;
+			tell_stamp(board, clock, channel, falling, lost);
+			if (!lost)
+				deliver(board, interface, channel);
+		}
+}
+
+static int takes_one(int64_t *count)
+{
+	if (*count <= 0)
+		return 0;
+	--*count;
+	return 1;
+}
+
+/* Which clocks miss this pulse altogether: as many as events said, and others by chance. */
+static uint32_t losers(struct board *board)
+{
+	uint32_t mask = 0, interface;
+
+	if (takes_one(&board->fpga.pulses_to_lose))
+		mask |= 1u << BOARD_CLOCK_FPGA;
+	for (interface = 0; interface < board->config.interface_count; ++interface) {
+		struct board_phc *phc = &board->phcs[interface];
+		const uint64_t chance = board->config.interfaces[interface].lost_edges_per_million;
+
+		if (!listens(board, interface, 0) && !listens(board, interface, 1))
+			continue;
+		if (board_random_below(&phc->loss_random, 1000000) < chance || takes_one(&phc->pulses_to_lose))
+			mask |= 1u << BOARD_CLOCK_PHC((int)interface);
+	}
+	return mask;
+}
+
+static void stamp_fpga(struct board *board, int lost)
+{
+	if (!board_present(board, BOARD_TARGET_FPGA) || !board->fpga.running || board->fpga.reads_zero)
+		return;
+	tell_stamp(board, BOARD_CLOCK_FPGA, 0, 0, lost);
+	if (!lost)
+		board->fpga.last_epoch_ns = board_time_now(board, BOARD_CLOCK_FPGA);
+}
+
+void board_pulse(struct board *board)
+{
+	struct board_pending falling = { 0, BOARD_PENDING_FALLING_EDGE, 0, 0, { 0, 0, 0 } };
+	const uint32_t lost_mask = losers(board);
+
+	board->ferrox_epoch_ns = board_time_now(board, BOARD_CLOCK_FERROX);
+	board_tell_truth_now(board, BOARD_HAPPENING_EPOCH);
+	stamp_fpga(board, (int)((lost_mask >> BOARD_CLOCK_FPGA) & 1));
+	edge(board, 0, lost_mask);
+	falling.at_ns = board->raw_ns + board->config.pulse_width_ns;
+	falling.mask = lost_mask;
+	(void)board_schedule(board, &falling);
+}
+
+void board_falling_edge(struct board *board, uint32_t mask)
+{
+	edge(board, 1, mask);
+}

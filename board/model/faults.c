@@ -1,0 +1,132 @@
+/* Which call fails, and how long each call takes. */
+#include "board/model/boardState.h"
+#include "board/wire/driver.h"
+#include "board/wire/ptp.h"
+
+static int matches(const struct board *board, const struct board_fault_config *fault, const struct board_call *call)
+{
+	return board->raw_ns >= fault->from_ns &&
+		(fault->kind == BOARD_CALL_ANY || fault->kind == call->kind) &&
+		(fault->target == BOARD_TARGET_ANY || fault->target == call->target) &&
+		(fault->file == BOARD_FILE_ANY || fault->file == call->file) &&
+		(!fault->has_detail || fault->detail == call->detail);
+}
+
+static int is_due(const struct board_fault_config *fault, uint32_t counted)
+{
+	return counted >= fault->nth && (fault->times == BOARD_FOREVER || counted - fault->nth < fault->times);
+}
+
+static void tell_fault(struct board *board, const struct board_call *call, const struct board_fault_outcome *outcome)
+{
+	struct board_happening happening = { .kind = BOARD_HAPPENING_FAULT };
+
+	happening.target = call->target;
+	happening.call = call;
+	happening.outcome = outcome;
+	board_tell(board, &happening);
+}
+
+int board_fault_due(struct board *board, uint64_t raw_ns, const struct board_call *call, struct board_fault_outcome *outcome)
+{
+	uint32_t at;
+	int found = 0;
+
+	board_enter(board, raw_ns);
+	for (at = 0; at < board->config.fault_count; ++at) {
+		const struct board_fault_config *fault = &board->config.faults[at];
+
+		if (!matches(board, fault, call))
+			continue;
+		if (board->counted[at] < BOARD_FOREVER)
+			++board->counted[at];
+		if (found || !is_due(fault, board->counted[at]))
+			continue;
+		found = 1;
+		outcome->fault = at;
+		outcome->error = fault->error;
+		outcome->short_count = fault->has_short_count ? fault->short_count : -1;
+		outcome->driver_status = fault->driver_status;
+		outcome->delay_ns = fault->delay_ns;
+	}
+	if (found)
+		tell_fault(board, call, outcome);
+	return found;
+}
+
+/* ------------------------------------------------------------------------------------------------------- costs -- */
+
+/* ns of a call on a small machine; measured where the call never reaches hardware. */
+static const uint32_t kind_costs_ns[BOARD_CALL_KINDS] = {
+	[BOARD_CALL_ANY] = 100,
+	[BOARD_CALL_OPEN] = 2000,
+	[BOARD_CALL_CLOSE] = 300,
+	[BOARD_CALL_READ] = 450,
+	[BOARD_CALL_WRITE] = 470,
+	[BOARD_CALL_LSEEK] = 146,
+	[BOARD_CALL_IOCTL] = 148,
+	[BOARD_CALL_SELECT] = 254,
+	[BOARD_CALL_POLL] = 254,
+	[BOARD_CALL_MMAP] = 600,
+	[BOARD_CALL_SOCKET] = 1440,
+	[BOARD_CALL_CLOCK_GETTIME] = 22,
+	[BOARD_CALL_CLOCK_SETTIME] = 900,
+	[BOARD_CALL_CLOCK_ADJTIME] = 822,
+	[BOARD_CALL_OPENDIR] = 2500,
+	[BOARD_CALL_READDIR] = 200,
+	[BOARD_CALL_FOPEN] = 2600,
+	[BOARD_CALL_FREAD] = 450,
+	[BOARD_CALL_GLOB] = 20000,
+	[BOARD_CALL_POSIX_SPAWN] = 55000,
+	[BOARD_CALL_KILL] = 300,
+	[BOARD_CALL_WAITPID] = 300,
+	[BOARD_CALL_NANOSLEEP] = 60,
+	[BOARD_CALL_SYSLOG] = 2000,
+	[BOARD_CALL_THREAD] = 33
+};
+
+#define REGISTER_ACCESS_NS 1500  /* one access across the bus to the controller or the chip */
+
+/* How many hardware registers a call touches. */
+static uint32_t register_accesses(const struct board_call *call)
+{
+	const int is_interface = call->target >= BOARD_TARGET_FIRST_INTERFACE;
+	const int is_driver = call->target == BOARD_TARGET_FERROX || call->target == BOARD_TARGET_FPGA;
+
+	switch (call->kind) {
+	case BOARD_CALL_CLOCK_GETTIME:
+		return is_interface ? 2 : 0;
+	case BOARD_CALL_CLOCK_SETTIME:
+		return is_interface ? 2 : 0;
+	case BOARD_CALL_CLOCK_ADJTIME:
+		return is_interface ? 4 : 0;
+	case BOARD_CALL_IOCTL:
+		if (is_driver)
+			return 2;
+		if (!is_interface)
+			return 0;
+		return call->detail == BOARD_WIRE_PTP_PIN_SETFUNC || call->detail == BOARD_WIRE_PTP_PIN_SETFUNC2 ? 3
+			: call->detail == BOARD_WIRE_PTP_EXTTS_REQUEST || call->detail == BOARD_WIRE_PTP_EXTTS_REQUEST2 ? 4 : 0;
+	case BOARD_CALL_WRITE: /* the oscillator sits on a slow bus */
+		return call->target == BOARD_TARGET_SI514 ? 400 : 0;
+	default:
+		return 0;
+	}
+}
+
+uint64_t board_call_cost(const struct board *board, const struct board_call *call)
+{
+	uint32_t at = board->config.cost_count;
+
+	while (at-- > 0) {
+		const struct board_cost_config *cost = &board->config.costs[at];
+
+		if ((cost->kind == BOARD_CALL_ANY || cost->kind == call->kind) &&
+		    (cost->target == BOARD_TARGET_ANY || cost->target == call->target) &&
+		    (!cost->has_detail || cost->detail == call->detail))
+			return cost->cost_ns == 0 ? 1 : cost->cost_ns;
+	}
+	if ((uint32_t)call->kind >= BOARD_CALL_KINDS)
+		return 1;
+	return kind_costs_ns[call->kind] + (uint64_t)register_accesses(call) * REGISTER_ACCESS_NS;
+}

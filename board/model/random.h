@@ -1,0 +1,16 @@
+/* Repeatable randomness: one small generator per purpose, so that an extra call of one kind does not shift the others. */
+#ifndef HALVEX_BOARD_MODEL_RANDOM_H
+#define HALVEX_BOARD_MODEL_RANDOM_H
+
+#include "board/model/platform.h"
+
+struct board_random {
+	uint64_t state;
+};
+
+void board_random_seed(struct board_random *random, uint64_t seed, uint64_t stream);
+uint64_t board_random_next(struct board_random *random);
+uint64_t board_random_below(struct board_random *random, uint64_t limit);    /* 0 .. limit - 1; 0 for limit 0 */
+int64_t board_random_gaussian(struct board_random *random, int64_t sigma);   /* mean 0, at most 6 sigma; |sigma| <= 1e12 */
+
+#endif
