@@ -164,6 +164,8 @@ static int schedule_everything(struct board *board)
 	return 1;
 }
 
+_Static_assert(sizeof(struct board) <= BOARD_STORAGE_SIZE, "BOARD_STORAGE_SIZE holds a board");
+
 size_t board_size(void)
 {
 	return sizeof(struct board);

@@ -350,6 +350,7 @@ typedef void (*board_observer)(void *context, const struct board_happening *happ
 
 struct board;
 
+#define BOARD_STORAGE_SIZE (256u * 1024u) /* enough for any board, for static storage; the model asserts it */
 size_t board_size(void);             /* bytes one board needs, aligned as uint64_t */
 
 /* Switches a board on in `memory` of board_size() bytes; raw time is 0. The configuration is copied. NULL if it breaks a
@@ -400,7 +401,7 @@ int32_t board_interface_phc_index(struct board *board, uint64_t raw_ns, int inte
 struct board_phc_caps {
 	int32_t max_adj, n_alarm, n_ext_ts, n_per_out, pps, n_pins, cross_timestamping;
 };
-int board_phc_caps(struct board *board, uint64_t raw_ns, int interface, struct board_phc_caps *caps);
+int board_phc_get_caps(struct board *board, uint64_t raw_ns, int interface, struct board_phc_caps *caps);
 
 int board_phc_get_time(struct board *board, uint64_t raw_ns, int interface, uint64_t *time_ns);
 int board_phc_set_time(struct board *board, uint64_t raw_ns, int interface, uint64_t time_ns);

@@ -27,7 +27,7 @@ int32_t board_interface_phc_index(struct board *board, uint64_t raw_ns, int inte
 	return phc_of(board, raw_ns, interface) == NULL ? -1 : board->config.interfaces[interface].phc_index;
 }
 
-int board_phc_caps(struct board *board, uint64_t raw_ns, int interface, struct board_phc_caps *caps)
+int board_phc_get_caps(struct board *board, uint64_t raw_ns, int interface, struct board_phc_caps *caps)
 {
 	const struct board_interface_config *config;
 
