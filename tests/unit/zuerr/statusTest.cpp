@@ -1,1 +1,208 @@
-// placeholder
+// Codes by precedence, the text's buffer, merging.
+#include "zuerr/status.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <string>
+
+#include "tests/support/statusHolder.h"
+
+namespace {
+
+using testsupport::exactReallocJson;
+using testsupport::isBufferLaidOut;
+using testsupport::StatusHolder;
+
+bool refusingReallocJson(zuerr_Status*, std::uint32_t) { return false; }
+bool lyingReallocJson(zuerr_Status*, std::uint32_t) { return true; }
+bool throwingReallocJson(zuerr_Status*, std::uint32_t) { throw std::string("no"); }
+
+class Status : public testing::Test {
+protected:
+    StatusHolder status_{0, zuerr_defaultReallocJson};
+};
+
+TEST_F(Status, OfZeroTakesAnyCodeButZero) {
+    EXPECT_FALSE(zuerr_setCode(status_.get(), 0));
+    EXPECT_TRUE(zuerr_setCode(status_.get(), 7));
+    EXPECT_EQ(status_->code, 7);
+}
+
+TEST_F(Status, ThatHoldsAWarningTakesOnlyAnError) {
+    status_->code = 5;
+    EXPECT_FALSE(zuerr_setCode(status_.get(), 6));
+    EXPECT_FALSE(zuerr_setCode(status_.get(), 0));
+    EXPECT_TRUE(zuerr_setCode(status_.get(), -1));
+    EXPECT_EQ(status_->code, -1);
+}
+
+TEST_F(Status, ThatHoldsAnErrorNeverChanges) {
+    status_->code = -1;
+    for (const int code : {0, 5, -52008}) EXPECT_FALSE(zuerr_setCode(status_.get(), code));
+    EXPECT_EQ(status_->code, -1);
+}
+
+TEST_F(Status, ResetsItsTextWhenACodeIsTaken) {
+    ASSERT_TRUE(zuerr_setJson(status_.get(), R"({"a":1})"));
+    status_->code = 5;
+    ASSERT_TRUE(zuerr_setCode(status_.get(), -52008));
+    EXPECT_EQ(status_.getText(), "{}");
+    EXPECT_TRUE(isBufferLaidOut(*status_.get()));
+}
+
+TEST_F(Status, KeepsItsTextWhenACodeIsNotTaken) {
+    ASSERT_TRUE(zuerr_setJson(status_.get(), R"({"a":1})"));
+    status_->code = -1;
+    zuerr_setCode(status_.get(), -52008);
+    EXPECT_EQ(status_.getText(), R"({"a":1})");
+}
+
+TEST_F(Status, GrowsToFiveHundredAndTwelveBytesAtFirst) {
+    ASSERT_TRUE(zuerr_defaultReallocJson(status_.get(), 1));
+    EXPECT_EQ(status_->capacity, 512U);
+    EXPECT_EQ(status_.getText(), "{}");
+    EXPECT_TRUE(isBufferLaidOut(*status_.get()));
+}
+
+TEST_F(Status, GrowsToTheNextPowerOfTwo) {
+    ASSERT_TRUE(zuerr_defaultReallocJson(status_.get(), 512));
+    EXPECT_EQ(status_->capacity, 512U);
+    ASSERT_TRUE(zuerr_setJson(status_.get(), R"({"kept":true})"));
+    ASSERT_TRUE(zuerr_defaultReallocJson(status_.get(), 513));
+    EXPECT_EQ(status_->capacity, 1024U);
+    ASSERT_TRUE(zuerr_defaultReallocJson(status_.get(), 2048));
+    EXPECT_EQ(status_->capacity, 2048U);
+    EXPECT_EQ(status_.getText(), R"({"kept":true})");
+    EXPECT_TRUE(isBufferLaidOut(*status_.get()));
+}
+
+TEST_F(Status, DoesNotShrinkOrMoveForASizeItHas) {
+    ASSERT_TRUE(zuerr_defaultReallocJson(status_.get(), 600));
+    const char* const before = status_->json;
+    EXPECT_TRUE(zuerr_defaultReallocJson(status_.get(), 100));
+    EXPECT_EQ(status_->json, before);
+    EXPECT_EQ(status_->capacity, 1024U);
+}
+
+TEST_F(Status, RefusesASizeWithTheTopBitSet) {
+    EXPECT_FALSE(zuerr_defaultReallocJson(status_.get(), 0x80000000U));
+    EXPECT_EQ(status_->json, nullptr);
+    EXPECT_EQ(status_->capacity, 0U);
+}
+
+TEST_F(Status, FreesItsTextForSizeZero) {
+    ASSERT_TRUE(zuerr_setJson(status_.get(), nullptr));
+    EXPECT_TRUE(zuerr_defaultReallocJson(status_.get(), 0));
+    EXPECT_EQ(status_->json, nullptr);
+    EXPECT_EQ(status_->capacity, 0U);
+    EXPECT_TRUE(zuerr_defaultReallocJson(status_.get(), 0)) << "nothing to free is no failure";
+}
+
+TEST_F(Status, TakesACopyOfATextOrAnEmptyObject) {
+    std::string text = R"({"a":1})";
+    ASSERT_TRUE(zuerr_setJson(status_.get(), text.c_str()));
+    text[2] = 'b';
+    EXPECT_EQ(status_.getText(), R"({"a":1})");
+    ASSERT_TRUE(zuerr_setJson(status_.get(), nullptr));
+    EXPECT_EQ(status_.getText(), "{}");
+    EXPECT_TRUE(isBufferLaidOut(*status_.get()));
+}
+
+TEST(StatusText, AsksForItsLengthAndTwoMoreBytes) {
+    StatusHolder status;
+    ASSERT_TRUE(zuerr_setJson(status.get(), R"({"a":1})"));
+    EXPECT_EQ(status->capacity, 9U);
+    StatusHolder empty;
+    ASSERT_TRUE(zuerr_setJson(empty.get(), nullptr));
+    EXPECT_EQ(empty->capacity, 4U);
+}
+
+TEST(StatusText, StaysWhenTheBufferCannotGrow) {
+    for (const zuerr_ReallocJson function : {refusingReallocJson, lyingReallocJson, throwingReallocJson}) {
+        std::array<char, 6> buffer{'{', '}', 0, 0, 0, 'J'};
+        zuerr_Status status{0, buffer.size(), function, buffer.data()};
+        EXPECT_FALSE(zuerr_setJson(&status, R"({"a":1})"));
+        EXPECT_STREQ(status.json, "{}");
+    }
+}
+
+TEST(StatusText, IsDroppedWithoutAGrowthFunctionWhileTheCodeIsTaken) {
+    StatusHolder source{0, zuerr_defaultReallocJson};
+    source->code = -52008;
+    ASSERT_TRUE(zuerr_setJson(source.get(), R"({"a":1})"));
+    zuerr_Status destination{0, 0, nullptr, nullptr};
+    bool copied = true;
+    EXPECT_TRUE(zuerr_merge(&destination, source.get(), &copied));
+    EXPECT_FALSE(copied);
+    EXPECT_EQ(destination.code, -52008);
+    EXPECT_EQ(destination.json, nullptr);
+}
+
+TEST(StatusText, ThatIsTooSmallForAnEmptyObjectIsEmptiedWhenItCannotGrow) {
+    std::array<char, 3> buffer{'x', 'y', 0};
+    zuerr_Status status{0, buffer.size(), refusingReallocJson, buffer.data()};
+    EXPECT_TRUE(zuerr_setCode(&status, -1));
+    EXPECT_STREQ(status.json, "");
+}
+
+TEST(StatusMerge, MovesTheBufferWhenBothUseOneGrowthFunction) {
+    StatusHolder source{0, zuerr_defaultReallocJson};
+    StatusHolder destination{0, zuerr_defaultReallocJson};
+    source->code = -52008;
+    ASSERT_TRUE(zuerr_setJson(source.get(), R"({"a":1})"));
+    ASSERT_TRUE(zuerr_setJson(destination.get(), R"({"old":1})"));
+    const char* const moved = source->json;
+    bool copied = false;
+    EXPECT_TRUE(zuerr_merge(destination.get(), source.get(), &copied));
+    EXPECT_TRUE(copied);
+    EXPECT_EQ(destination->json, moved);
+    EXPECT_EQ(destination->capacity, 512U);
+    EXPECT_EQ(source->json, nullptr);
+    EXPECT_EQ(source->capacity, 0U);
+}
+
+TEST(StatusMerge, CopiesTheTextBetweenDifferentGrowthFunctions) {
+    StatusHolder source{0, zuerr_defaultReallocJson};
+    StatusHolder destination;
+    source->code = -52008;
+    ASSERT_TRUE(zuerr_setJson(source.get(), R"({"a":1})"));
+    EXPECT_TRUE(zuerr_merge(destination.get(), source.get()));
+    EXPECT_EQ(destination.getText(), R"({"a":1})");
+    EXPECT_EQ(source.getText(), R"({"a":1})");
+    EXPECT_TRUE(isBufferLaidOut(*destination.get()));
+}
+
+TEST(StatusMerge, TellsWhenTheTextCouldNotBeCopied) {
+    StatusHolder source{0, zuerr_defaultReallocJson};
+    source->code = -52008;
+    ASSERT_TRUE(zuerr_setJson(source.get(), R"({"a":1})"));
+    zuerr_Status destination{0, 0, refusingReallocJson, nullptr};
+    bool copied = true;
+    EXPECT_TRUE(zuerr_merge(&destination, source.get(), &copied));
+    EXPECT_FALSE(copied);
+    EXPECT_EQ(destination.code, -52008);
+}
+
+TEST(StatusMerge, LeavesEverythingWhenTheCodeIsNotTaken) {
+    StatusHolder source{0, zuerr_defaultReallocJson};
+    StatusHolder destination{-1, zuerr_defaultReallocJson};
+    source->code = -52008;
+    ASSERT_TRUE(zuerr_setJson(source.get(), R"({"a":1})"));
+    bool copied = false;
+    EXPECT_FALSE(zuerr_merge(destination.get(), source.get(), &copied));
+    EXPECT_TRUE(copied) << "the flag tells of a failed copy only";
+    EXPECT_EQ(destination->code, -1);
+    EXPECT_EQ(destination->json, nullptr);
+    EXPECT_EQ(source.getText(), R"({"a":1})");
+}
+
+TEST(StatusWords, NameTheSeverityAndTheMissingText) {
+    EXPECT_STREQ(zuerr::severityWord(-1), "FAIL");
+    EXPECT_STREQ(zuerr::severityWord(1), "WARN");
+    EXPECT_STREQ(zuerr::severityWord(0), "PASS");
+    EXPECT_STREQ(zuerr::jsonOrNull(zuerr::makeStatus()), "null");
+}
+
+}  // namespace
