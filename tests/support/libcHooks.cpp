@@ -226,6 +226,20 @@ int kill(pid_t pid, int signal) noexcept {
     return libcHooks().kill ? libcHooks().kill(pid, signal) : real(pid, signal);
 }
 
+int posix_spawn(pid_t* pid, const char* path, const posix_spawn_file_actions_t* fileActions,
+                const posix_spawnattr_t* attributes, char* const argv[], char* const envp[]) {
+    using Function = int(pid_t*, const char*, const posix_spawn_file_actions_t*, const posix_spawnattr_t*,
+                         char* const[], char* const[]);
+    static const auto real = realFunction<Function>("posix_spawn");
+    return libcHooks().posix_spawn ? libcHooks().posix_spawn(pid, path, fileActions, attributes, argv, envp)
+                                   : real(pid, path, fileActions, attributes, argv, envp);
+}
+
+int clock_settime(clockid_t clock, const timespec* time) noexcept {
+    static const auto real = realFunction<int(clockid_t, const timespec*)>("clock_settime");
+    return libcHooks().clock_settime ? libcHooks().clock_settime(clock, time) : real(clock, time);
+}
+
 int nanosleep(const timespec* request, timespec* remainder) {
     static const auto real = realFunction<int(const timespec*, timespec*)>("nanosleep");
     return libcHooks().nanosleep ? libcHooks().nanosleep(request, remainder) : real(request, remainder);

@@ -4,6 +4,7 @@
 #include <dirent.h>
 #include <glob.h>
 #include <pthread.h>
+#include <spawn.h>
 #include <sys/types.h>
 #include <time.h>
 
@@ -30,7 +31,11 @@ struct LibcHooks {
     std::function<size_t(void* buffer, size_t size, size_t count, FILE* stream)> fread;
     std::function<DIR*(const char* path)> opendir;
     std::function<struct dirent*(DIR* directory)> readdir;
+    std::function<int(pid_t* pid, const char* path, const posix_spawn_file_actions_t* fileActions,
+                      const posix_spawnattr_t* attributes, char* const argv[], char* const envp[])>
+        posix_spawn;
     std::function<int(pid_t pid, int signal)> kill;
+    std::function<int(clockid_t clock, const timespec* time)> clock_settime;
     std::function<int(const timespec* request, timespec* remainder)> nanosleep;
     std::function<void*(void* address, size_t length, int protection, int flags, int fd, off_t offset)> mmap;
     std::function<int(void* address, size_t length)> munmap;

@@ -1,0 +1,27 @@
+// Counts what operator new hands out.
+#include "tests/support/allocationCount.h"
+
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+thread_local long allocations = 0;
+
+void* allocate(std::size_t size) {
+    ++allocations;
+    void* const memory = std::malloc(size > 0 ? size : 1);
+    if (memory == nullptr) throw std::bad_alloc();
+    return memory;
+}
+
+}  // namespace
+
+long testsupport::countAllocations() { return allocations; }
+
+void* operator new(std::size_t size) { return allocate(size); }
+void* operator new[](std::size_t size) { return allocate(size); }
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }

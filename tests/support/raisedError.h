@@ -1,0 +1,43 @@
+// Errors of the library as tests compare them: the code, and the error information to the letter.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <ostream>
+#include <string>
+
+#include "zuerr/exception.h"
+
+namespace testsupport {
+
+struct RaisedError {
+    std::int32_t code = 0;
+    std::string information;
+    bool operator==(const RaisedError&) const = default;
+};
+
+inline std::ostream& operator<<(std::ostream& stream, const RaisedError& error) {
+    return stream << error.code << ' ' << error.information;
+}
+
+/// What a raise leaves in the status. The message holds nothing that JSON escapes.
+inline RaisedError makeError(const zuerr::ErrorSite& site, const std::string& message) {
+    return {site.code, "{\"error_constant\":\"" + std::string(site.constant) + "\",\"file\":\"" + site.file +
+                           "\",\"line\":" + std::to_string(site.line) +
+                           ",\"component\":\"halvexTimekeeper\",\"zuhalvexTimekeeper_debug\":{\"errorInfo\":\"" + message +
+                           "\"}}"};
+}
+
+/// What `action` throws; code 0 when it throws nothing. Anything but the library's own error passes through.
+template <typename Action>
+RaisedError raisedBy(Action&& action) {
+    try {
+        action();
+    } catch (const zuerr::Exception& error) {
+        return {error.getCode(), error.getJson()};
+    }
+    return {};
+}
+
+}  // namespace testsupport
