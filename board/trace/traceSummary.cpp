@@ -1,0 +1,171 @@
+// What a trace says about the clocks: reading it back, the table, the verdict.
+#include "board/trace/traceSummary.h"
+
+#include <algorithm>
+#include <cjson/cJSON.h>
+#include <istream>
+#include <memory>
+#include <string_view>
+
+namespace halvexboard {
+
+namespace {
+
+struct JsonDeleter {
+    void operator()(cJSON* json) const { cJSON_Delete(json); }
+};
+using Json = std::unique_ptr<cJSON, JsonDeleter>;
+
+[[noreturn]] void refuse(std::size_t lineNumber, const std::string& why) {
+    throw TraceError("trace line " + std::to_string(lineNumber) + ": " + why);
+}
+
+double numberOf(const cJSON* object, const char* key, std::size_t lineNumber) {
+    const cJSON* const member = cJSON_GetObjectItemCaseSensitive(object, key);
+    if (cJSON_IsNumber(member) == 0)
+        refuse(lineNumber, std::string("no number ") + key);
+    return member->valuedouble;
+}
+
+ClockSummary& clockNamed(TraceSummary& summary, const std::string& name) {
+    const auto found = std::find_if(summary.clocks.begin(), summary.clocks.end(),
+                                    [&name](const ClockSummary& clock) { return clock.name == name; });
+    if (found != summary.clocks.end())
+        return *found;
+    summary.clocks.push_back({});
+    summary.clocks.back().name = name;
+    return summary.clocks.back();
+}
+
+std::uint64_t magnitude(std::int64_t value) {
+    return value < 0 ? 0 - static_cast<std::uint64_t>(value) : static_cast<std::uint64_t>(value);
+}
+
+void addRecord(ClockSummary& clock, std::int64_t differenceNs) {
+    if (clock.records++ == 0)
+        clock.firstNs = differenceNs;
+    clock.lastNs = differenceNs;
+    if (magnitude(differenceNs) > magnitude(clock.worstNs))
+        clock.worstNs = differenceNs;
+}
+
+void addClocks(TraceSummary& summary, const cJSON* line, std::size_t lineNumber) {
+    const cJSON* const clocks = cJSON_GetObjectItemCaseSensitive(line, "clocks");
+    const cJSON* clock = nullptr;
+    if (cJSON_IsObject(clocks) == 0)
+        refuse(lineNumber, "no clocks");
+    cJSON_ArrayForEach(clock, clocks) {
+        ClockSummary& known = clockNamed(summary, clock->string);
+        const auto differenceNs = static_cast<std::int64_t>(numberOf(clock, "difference_ns", lineNumber));
+        known.isEnabledAtEnd = cJSON_IsTrue(cJSON_GetObjectItemCaseSensitive(clock, "enabled")) != 0;
+        if (known.isEnabledAtEnd)
+            addRecord(known, differenceNs);
+    }
+}
+
+void addLine(TraceSummary& summary, const std::string& text, std::size_t lineNumber) {
+    const Json line(cJSON_ParseWithLength(text.c_str(), text.size()));
+    if (cJSON_IsObject(line.get()) == 0)
+        refuse(lineNumber, "not a JSON object");
+    const cJSON* const kindMember = cJSON_GetObjectItemCaseSensitive(line.get(), "kind");
+    if (cJSON_IsString(kindMember) == 0)
+        refuse(lineNumber, "no kind");
+    const std::string_view kind = kindMember->valuestring;
+    summary.durationNs = static_cast<std::uint64_t>(numberOf(line.get(), "raw_ns", lineNumber));
+    if (kind == "start")
+        summary.seed = static_cast<std::uint64_t>(numberOf(line.get(), "seed", lineNumber));
+    summary.epochs += kind == "epoch" ? 1u : 0u;
+    summary.steps += kind == "step" ? 1u : 0u;
+    summary.faults += kind == "fault" ? 1u : 0u;
+    if (kind == "epoch" || kind == "truth")
+        addClocks(summary, line.get(), lineNumber);
+}
+
+// 1250000 as "+1 250 000 ns".
+std::string inNanoseconds(std::int64_t value) {
+    std::string digits = std::to_string(magnitude(value));
+    for (std::size_t at = digits.size(); at > 3; at -= 3)
+        digits.insert(at - 3, " ");
+    const char* const sign = value < 0 ? "-" : value > 0 ? "+" : "";
+    return sign + digits + " ns";
+}
+
+using Row = std::vector<std::string>;
+
+Row rowOf(const ClockSummary& clock) {
+    if (clock.records == 0)
+        return {clock.name, "-", "-", "-", "0", "never enabled"};
+    return {clock.name,
+            inNanoseconds(clock.firstNs),
+            inNanoseconds(clock.lastNs),
+            inNanoseconds(clock.worstNs),
+            std::to_string(clock.records),
+            clock.isEnabledAtEnd ? "enabled" : "not enabled"};
+}
+
+// First and last column to the left, numbers to the right.
+std::string alignColumns(const std::vector<Row>& rows) {
+    std::vector<std::size_t> widths(rows.front().size(), 0);
+    for (const Row& row : rows)
+        for (std::size_t column = 0; column < row.size(); ++column)
+            widths[column] = std::max(widths[column], row[column].size());
+    std::string table;
+    for (const Row& row : rows) {
+        table += row.front() + std::string(widths.front() - row.front().size(), ' ');
+        for (std::size_t column = 1; column + 1 < row.size(); ++column)
+            table += "  " + std::string(widths[column] - row[column].size(), ' ') + row[column];
+        table += "  " + row.back() + "\n";
+    }
+    return table;
+}
+
+bool isAway(const ClockSummary& clock) {
+    return clock.records != 0 && magnitude(clock.lastNs) > static_cast<std::uint64_t>(kAlignedWithinNs);
+}
+
+bool hasSlave(const TraceSummary& summary) {
+    return std::any_of(summary.clocks.begin(), summary.clocks.end(),
+                       [&summary](const ClockSummary& clock) { return clock.records != 0 && &clock != summary.clocks.data(); });
+}
+
+std::string verdictOf(const TraceSummary& summary) {
+    if (summary.isAligned())
+        return "verdict: every enabled clock within 100 ns of the master\n";
+    if (summary.epochs == 0)
+        return "verdict: FAILED, no epoch was ever generated\n";
+    if (!hasSlave(summary))
+        return "verdict: FAILED, no clock besides the master was ever enabled\n";
+    std::string verdict = "verdict: FAILED, further than 100 ns from the master:";
+    for (const ClockSummary& clock : summary.clocks)
+        if (isAway(clock))
+            verdict += " " + clock.name + " (" + inNanoseconds(clock.lastNs) + ")";
+    return verdict + "\n";
+}
+
+}  // namespace
+
+bool TraceSummary::isAligned() const {
+    return epochs != 0 && hasSlave(*this) && std::none_of(clocks.begin(), clocks.end(), isAway);
+}
+
+TraceSummary summariseTrace(std::istream& trace) {
+    TraceSummary summary;
+    std::string line;
+    for (std::size_t lineNumber = 1; std::getline(trace, line); ++lineNumber)
+        addLine(summary, line, lineNumber);
+    return summary;
+}
+
+std::string formatSummary(const TraceSummary& summary) {
+    std::vector<Row> rows{{"clock", "first difference", "last difference", "worst difference", "records", "at the end"}};
+    for (const ClockSummary& clock : summary.clocks)
+        rows.push_back(rowOf(clock));
+    const std::uint64_t durationMs = summary.durationNs / 1000000;
+    std::string text = "seed " + std::to_string(summary.seed) + ", " + std::to_string(durationMs / 1000) + "." +
+                       std::to_string(1000 + durationMs % 1000).substr(1) + " s, " + std::to_string(summary.epochs) +
+                       " epochs, " + std::to_string(summary.steps) + " steps, " + std::to_string(summary.faults) +
+                       " faults injected\n";
+    return text + alignColumns(rows) + verdictOf(summary);
+}
+
+}  // namespace halvexboard
