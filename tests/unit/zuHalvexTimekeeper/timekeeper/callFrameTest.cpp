@@ -1,0 +1,355 @@
+// The exported functions around a timekeeper that only remembers what reached it.
+#include "source/zuHalvexTimekeeper/callFrame.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <syslog.h>
+
+#include <functional>
+#include <new>
+#include <stdexcept>
+
+#include "include/zuqxmtk.h"
+#include "tests/support/fakeDevices.h"
+#include "tests/support/libcHooks.h"
+#include "tests/support/statusHolder.h"
+#include "zuerr/status.h"
+
+namespace {
+
+using halvexTimekeeper::g_monitorStatus;
+using halvexTimekeeper::g_timekeeper;
+using halvexTimekeeper::g_wakeEvent;
+using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::PlatStatus;
+using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tEvent;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testsupport::StatusHolder;
+
+constexpr const char* kNotInitialised =
+    R"({"error_constant":"zuplaterr_resourceNotInitialized","file":"halvexTimekeeperPlugin","line":160,)"
+    R"("component":"halvexTimekeeper","zuhalvexTimekeeper_debug":{"errorInfo":)"
+    R"("zuqxmtk_initialize was not called or did not successfully initialize the timekeeper."}})";
+
+/// One export, called with a status; whether it wrote an output or returned a value other than 0.
+struct FramedExport {
+    const char* name;
+    const char* reached;  ///< What the timekeeper sees of it.
+    std::function<bool(zuerr_Status*)> call;
+};
+
+void PrintTo(const FramedExport& tested, std::ostream* out) { *out << tested.name; }
+
+const FramedExport kFramedExports[] = {
+    {"zuqxmtk_getMinCorrectionPerSecond", "getMinCorrectionPerSecond()",
+     [](zuerr_Status* status) { return zuqxmtk_getMinCorrectionPerSecond(status) == -62000; }},
+    {"zuqxmtk_getMaxCorrectionPerSecond", "getMaxCorrectionPerSecond()",
+     [](zuerr_Status* status) { return zuqxmtk_getMaxCorrectionPerSecond(status) == 62000; }},
+    {"zuqxmtk_setCorrectionPerSecond", "setCorrectionPerSecond(-7)",
+     [](zuerr_Status* status) {
+         zuqxmtk_setCorrectionPerSecond(-7, status);
+         return status == nullptr || status->code == 0;
+     }},
+    {"zuqxmtk_getCorrectionPerSecond", "getCorrectionPerSecond()",
+     [](zuerr_Status* status) {
+         std::int32_t correctionPpb = 11;
+         zuqxmtk_getCorrectionPerSecond(&correctionPpb, status);
+         EXPECT_TRUE(correctionPpb == 11 || correctionPpb == -1250);
+         return correctionPpb == -1250;
+     }},
+    {"zuqxmtk_snapTime", "snapTime(-9223372036854775808)",
+     [](zuerr_Status* status) {
+         zuqxmtk_snapTime(INT64_MIN, status);
+         return status == nullptr || status->code == 0;
+     }},
+    {"zuqxmtk_getTime", "getTime()",
+     [](zuerr_Status* status) {
+         QxmTimestamp time = 11;
+         zuqxmtk_getTime(&time, status);
+         EXPECT_TRUE(time == 11 || time == 0xFEDCBA9876543210);
+         return time == 0xFEDCBA9876543210;
+     }},
+    {"zuqxmtk_applyMetaData", "applyMetaData({\"a\":1})",
+     [](zuerr_Status* status) {
+         zuqxmtk_applyMetaData("{\"a\":1}", status);
+         return status == nullptr || status->code == 0;
+     }},
+};
+
+class ExportsWithATimekeeper : public testing::Test {
+protected:
+    ExportsWithATimekeeper() { g_timekeeper = timekeeper_; }
+    ~ExportsWithATimekeeper() override {
+        g_timekeeper.reset();
+        g_wakeEvent.reset();
+        zuerr::freeJson(g_monitorStatus);
+        g_monitorStatus.code = 0;
+    }
+
+    void recordMonitorError(std::int32_t code) {
+        g_monitorStatus.code = code;
+        zuerr_setJson(&g_monitorStatus, R"({"from":"thread"})");
+    }
+
+    std::shared_ptr<testsupport::FakeTimekeeper> timekeeper_ = std::make_shared<testsupport::FakeTimekeeper>();
+    testsupport::SyslogCapture syslog_;
+    StatusHolder status_;
+};
+
+class FramedCall : public ExportsWithATimekeeper, public testing::WithParamInterface<FramedExport> {
+protected:
+    std::string errorLine(const std::string& status) const {
+        return std::string("Encountered error in ") + GetParam().name + ": " + status;
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Export, FramedCall, testing::ValuesIn(kFramedExports),
+                         [](const auto& tested) { return std::string(tested.param.name); });
+
+TEST_P(FramedCall, ReachesTheTimekeeperAndDeliversItsResult) {
+    EXPECT_TRUE(GetParam().call(status_.get()));
+    EXPECT_THAT(timekeeper_->journal, ElementsAre(GetParam().reached));
+    EXPECT_EQ(status_->code, 0);
+    EXPECT_THAT(syslog_.getLines(), IsEmpty());
+}
+
+TEST_P(FramedCall, DoesNothingForAStatusThatHoldsAnError) {
+    g_timekeeper.reset();
+    recordMonitorError(-52024);
+    status_->code = -1;
+    EXPECT_FALSE(GetParam().call(status_.get()));
+    EXPECT_EQ(status_->code, -1);
+    EXPECT_EQ(status_->json, nullptr);
+    EXPECT_EQ(g_monitorStatus.code, -52024) << "left for a call that can report it";
+    EXPECT_THAT(syslog_.getLines(), IsEmpty());
+}
+
+TEST_P(FramedCall, IsNotStoppedByAWarning) {
+    status_->code = 4;
+    GetParam().call(status_.get());
+    EXPECT_THAT(timekeeper_->journal, ElementsAre(GetParam().reached));
+    EXPECT_EQ(status_->code, 4);
+}
+
+TEST_P(FramedCall, ReportsThatNothingIsInitialised) {
+    g_timekeeper.reset();
+    EXPECT_FALSE(GetParam().call(status_.get()));
+    EXPECT_EQ(status_->code, -52010);
+    EXPECT_EQ(status_.getText(), kNotInitialised);
+    EXPECT_THAT(syslog_.getLines(), ElementsAre(testsupport::SyslogLine{
+                                        LOG_ERR, errorLine(std::string("FAIL(-52010,") + kNotInitialised + ")")}));
+}
+
+TEST_P(FramedCall, DeliversAnErrorOfTheMonitoringThreadOnceWithoutReachingTheTimekeeper) {
+    recordMonitorError(-52024);
+    EXPECT_FALSE(GetParam().call(status_.get()));
+    EXPECT_EQ(status_->code, -52024);
+    EXPECT_EQ(status_.getText(), R"({"from":"thread"})");
+    EXPECT_THAT(timekeeper_->journal, IsEmpty());
+    EXPECT_THAT(syslog_.getTexts(LOG_ERR), ElementsAre(errorLine(R"(FAIL(-52024,{"from":"thread"}))")));
+    EXPECT_EQ(g_monitorStatus.code, 0);
+    EXPECT_EQ(g_monitorStatus.json, nullptr);
+
+    StatusHolder next;
+    EXPECT_TRUE(GetParam().call(next.get()));
+}
+
+TEST_P(FramedCall, DeliversAnErrorOfTheMonitoringThreadEvenWhenNothingIsInitialised) {
+    g_timekeeper.reset();
+    recordMonitorError(-52024);
+    GetParam().call(status_.get());
+    EXPECT_EQ(status_->code, -52024);
+}
+
+TEST_P(FramedCall, LeavesAWarningOfTheMonitoringThreadWhereItIs) {
+    recordMonitorError(2);
+    EXPECT_TRUE(GetParam().call(status_.get()));
+    EXPECT_EQ(g_monitorStatus.code, 2);
+}
+
+TEST_P(FramedCall, TurnsAnErrorOfTheTimekeeperIntoTheStatusAndOneLine) {
+    const std::string operation(GetParam().reached, std::string_view(GetParam().reached).find('('));
+    timekeeper_->failNext(operation, -52024);
+    EXPECT_FALSE(GetParam().call(status_.get()));
+    EXPECT_EQ(status_->code, -52024);
+    EXPECT_EQ(status_.getMessage(), "device");
+    EXPECT_THAT(syslog_.getTexts(LOG_ERR), ElementsAre(errorLine("FAIL(-52024," + status_.getText() + ")")));
+}
+
+TEST_P(FramedCall, ReportsMissingMemoryAndForeignExceptions) {
+    const std::string operation(GetParam().reached, std::string_view(GetParam().reached).find('('));
+    timekeeper_->failNext(operation, [] { throw std::bad_alloc(); });
+    timekeeper_->failNext(operation, [] { throw std::runtime_error("foreign"); });
+    timekeeper_->failNext(operation, [] { throw 42; });
+    for (const std::int32_t code : {-52000, -52003, -52003}) {
+        StatusHolder status;
+        EXPECT_FALSE(GetParam().call(status.get()));
+        EXPECT_EQ(status->code, code);
+    }
+    EXPECT_EQ(syslog_.getTexts(LOG_ERR).size(), 3U);
+}
+
+TEST_P(FramedCall, ReplacesAWarningOfTheCallerByAnError) {
+    g_timekeeper.reset();
+    status_->code = 9;
+    GetParam().call(status_.get());
+    EXPECT_EQ(status_->code, -52010);
+}
+
+TEST_P(FramedCall, ReportsToSyslogOnlyWhenTheCallerHasNoStatus) {
+    GetParam().call(nullptr);
+    EXPECT_THAT(timekeeper_->journal, ElementsAre(GetParam().reached));
+    g_timekeeper.reset();
+    GetParam().call(nullptr);
+    EXPECT_THAT(syslog_.getTexts(LOG_ERR), ElementsAre(errorLine(std::string("FAIL(-52010,") + kNotInitialised + ")")));
+}
+
+TEST_P(FramedCall, KeepsTheCodeWhenTheHostCannotGrowItsText) {
+    g_timekeeper.reset();
+    zuerr_Status status{0, 0, nullptr, nullptr};
+    GetParam().call(&status);
+    EXPECT_EQ(status.code, -52010);
+    EXPECT_EQ(status.json, nullptr);
+    EXPECT_THAT(syslog_.getTexts(LOG_ERR), ElementsAre(errorLine("FAIL(-52010,null)")));
+}
+
+using NullOutput = ExportsWithATimekeeper;
+
+TEST_F(NullOutput, IsAnInvalidParameterAndReachesNothing) {
+    zuqxmtk_getTime(nullptr, status_.get());
+    EXPECT_EQ(status_->code, -52005);
+    EXPECT_EQ(status_.getMessage(), "The output pointer is null.");
+    StatusHolder other;
+    zuqxmtk_getCorrectionPerSecond(nullptr, other.get());
+    EXPECT_EQ(other->code, -52005);
+    EXPECT_THAT(timekeeper_->journal, IsEmpty());
+}
+
+using NullMetadata = ExportsWithATimekeeper;
+
+TEST_F(NullMetadata, IsASoftwareFaultAndReachesNothing) {
+    zuqxmtk_applyMetaData(nullptr, status_.get());
+    EXPECT_EQ(status_->code, -52003);
+    EXPECT_TRUE(status_.getJson().contains("std_exception_what"));
+    EXPECT_THAT(timekeeper_->journal, IsEmpty());
+}
+
+class WakeUp : public ExportsWithATimekeeper {
+protected:
+    WakeUp() {
+        PlatStatus status;
+        g_wakeEvent = std::make_shared<tEvent>(&status);
+    }
+    bool isSet() const {
+        PlatStatus status;
+        g_wakeEvent->waitUntil(0, &status);
+        return status.code == 0;
+    }
+};
+
+TEST_F(WakeUp, FollowsMetadataThatWasHandedOver) {
+    zuqxmtk_applyMetaData("{}", status_.get());
+    EXPECT_TRUE(isSet());
+}
+
+TEST_F(WakeUp, DoesNotFollowMetadataThatFailed) {
+    timekeeper_->failNext("applyMetaData", -52024);
+    zuqxmtk_applyMetaData("{}", status_.get());
+    EXPECT_FALSE(isSet());
+}
+
+TEST_F(WakeUp, DoesNotFollowMetadataBeforeInitialisation) {
+    g_timekeeper.reset();
+    zuqxmtk_applyMetaData("{}", status_.get());
+    EXPECT_EQ(status_->code, -52010);
+    EXPECT_FALSE(isSet());
+}
+
+TEST_F(WakeUp, DoesNotFollowMetadataOfACallerWhoseStatusHoldsAnError) {
+    status_->code = -1;
+    zuqxmtk_applyMetaData("{}", status_.get());
+    EXPECT_FALSE(isSet());
+    EXPECT_THAT(timekeeper_->journal, IsEmpty()) << "the timekeeper keeps its previous metadata";
+}
+
+using FramelessExports = ExportsWithATimekeeper;
+
+TEST_F(FramelessExports, AnswerWithTheVersionInEveryState) {
+    EXPECT_EQ(zuqxmtk_getAPIVersion(), 2U);
+    g_timekeeper.reset();
+    EXPECT_EQ(zuqxmtk_getAPIVersion(), 2U);
+    recordMonitorError(-1);
+    EXPECT_EQ(zuqxmtk_getAPIVersion(), 2U);
+}
+
+TEST_F(FramelessExports, CopyTheNameWithItsNulAndNothingMore) {
+    char name[32];
+    std::fill(std::begin(name), std::end(name), '#');
+    zuqxmtk_getName(name);
+    EXPECT_STREQ(name, "HalvexTimekeeper");
+    EXPECT_EQ(name[17], '#');
+}
+
+TEST_F(FramelessExports, ReportANullNameToSyslogAndGoOn) {
+    zuqxmtk_getName(nullptr);
+    EXPECT_THAT(syslog_.getTexts(LOG_ERR), ElementsAre("Encountered error in zuqxmtk_getName: FAIL(-52005,null)"));
+}
+
+TEST_F(FramelessExports, TellWhetherTheTimekeeperIsSeeded) {
+    EXPECT_TRUE(zuqxmtk_isSeeded());
+    timekeeper_->seeded = false;
+    EXPECT_FALSE(zuqxmtk_isSeeded());
+}
+
+TEST_F(FramelessExports, IgnoreAnErrorOfTheMonitoringThread) {
+    recordMonitorError(-52024);
+    char name[32];
+    zuqxmtk_getName(name);
+    zuqxmtk_isSeeded();
+    EXPECT_EQ(g_monitorStatus.code, -52024);
+}
+
+TEST_F(FramelessExports, LetTheNotInitialisedExceptionOut) {
+    g_timekeeper.reset();
+    char name[32] = "untouched";
+    const auto whatOf = [](auto&& call) -> std::string {
+        try {
+            call();
+        } catch (const std::exception& error) {
+            return error.what();
+        }
+        return "";
+    };
+    EXPECT_EQ(whatOf([&] { zuqxmtk_getName(name); }), kNotInitialised);
+    EXPECT_EQ(whatOf([] { zuqxmtk_isSeeded(); }), kNotInitialised);
+    EXPECT_STREQ(name, "untouched");
+    EXPECT_THAT(syslog_.getLines(), IsEmpty());
+}
+
+using CancelledThread = ExportsWithATimekeeper;
+
+TEST_F(CancelledThread, UnwindsThroughTheFrameAndReportsNothing) {
+    timekeeper_->failNext("getTime", [] {
+        pthread_cancel(pthread_self());
+        pthread_testcancel();
+    });
+    pthread_t thread;
+    ASSERT_EQ(pthread_create(
+                  &thread, nullptr,
+                  [](void* status) -> void* {
+                      QxmTimestamp time = 0;
+                      zuqxmtk_getTime(&time, static_cast<zuerr_Status*>(status));
+                      return nullptr;
+                  },
+                  status_.get()),
+              0);
+    void* result = nullptr;
+    ASSERT_EQ(pthread_join(thread, &result), 0);
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+    EXPECT_EQ(status_->code, 0);
+    EXPECT_THAT(syslog_.getLines(), IsEmpty());
+}
+
+}  // namespace

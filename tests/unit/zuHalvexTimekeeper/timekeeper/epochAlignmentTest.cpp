@@ -1,0 +1,293 @@
+// One alignment, iteration by iteration.
+#include "source/zuHalvexTimekeeper/epochAlignment.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <syslog.h>
+
+#include <limits>
+#include <random>
+#include <stdexcept>
+
+#include "tests/support/fakeDevices.h"
+#include "tests/support/libcHooks.h"
+#include "zuerr/codes.h"
+
+namespace {
+
+using halvexTimekeeper::EpochAlignment;
+using halvexTimekeeper::EpochDevices;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testsupport::FakeEpochDevice;
+
+class Alignment : public testing::Test {
+protected:
+    std::shared_ptr<FakeEpochDevice> addSlave(const std::string& name, std::int64_t aheadNs = 0) {
+        auto slave = std::make_shared<FakeEpochDevice>(name, journal_);
+        slave->timeNs = master_->timeNs + static_cast<std::uint64_t>(aheadNs);
+        slave->flag = true;
+        slaves_.push_back(slave);
+        return slave;
+    }
+
+    void align() { EpochAlignment(*master_, slaves_).run(); }
+
+    /// The code of what the alignment threw, 0 for nothing.
+    std::int32_t alignAndCatch() {
+        try {
+            align();
+        } catch (const zuerr::Exception& error) {
+            text_ = error.what();
+            return error.getCode();
+        }
+        return 0;
+    }
+
+    long countCalls(const std::string& call) const { return std::count(journal_.begin(), journal_.end(), call); }
+
+    std::vector<std::string> callsOf(const std::string& prefix) const {
+        std::vector<std::string> calls;
+        for (const auto& call : journal_) {
+            if (call.starts_with(prefix)) calls.push_back(call.substr(prefix.size()));
+        }
+        return calls;
+    }
+
+    std::string successAfter(int iterations) const {
+        return "Successfully aligned all timekeeping elements after " + std::to_string(iterations) + " iterations.";
+    }
+
+    testsupport::Journal journal_;
+    std::shared_ptr<FakeEpochDevice> master_ = std::make_shared<FakeEpochDevice>("master", journal_);
+    EpochDevices slaves_;
+    testsupport::SyslogCapture syslog_;
+    std::string text_;
+};
+
+TEST_F(Alignment, OfNoSlavesSucceedsAfterZeroIterationsWithoutAnEpoch) {
+    align();
+    EXPECT_THAT(journal_, IsEmpty());
+    EXPECT_THAT(syslog_.getLines(), ElementsAre(testsupport::SyslogLine{LOG_INFO, successAfter(0)}));
+}
+
+TEST_F(Alignment, OfSlavesThatAreAllDisabledSucceedsAfterOneIterationWithoutAnEpoch) {
+    for (const char* name : {"a", "b"}) addSlave(name)->enabled = false;
+    align();
+    EXPECT_THAT(journal_, ElementsAre("a.isEnabled()", "b.isEnabled()"));
+    EXPECT_THAT(syslog_.getTexts(LOG_INFO), ElementsAre(successAfter(1)));
+}
+
+TEST_F(Alignment, DoesNotTellASlaveFoundDisabledWhileArming) {
+    const auto slave = addSlave("a");
+    slave->enabled = false;
+    align();
+    EXPECT_TRUE(slave->flag) << "the flag stays, so that the slave is aligned when it comes up";
+}
+
+TEST_F(Alignment, TellsASlaveFoundDisabledAfterTheEpoch) {
+    const auto slave = addSlave("a", 5000);
+    master_->onEpoch = [&] { slave->enabled = false; };
+    align();
+    EXPECT_FALSE(slave->flag);
+    EXPECT_EQ(slave->timeNs, master_->timeNs + 5000) << "not stepped";
+    EXPECT_THAT(syslog_.getTexts(LOG_INFO), ElementsAre(successAfter(1)));
+}
+
+TEST_F(Alignment, ArmsEverySlaveBeforeTheEpochAndReadsThemInListOrder) {
+    addSlave("a");
+    addSlave("b");
+    align();
+    EXPECT_THAT(journal_, ElementsAre("a.isEnabled()", "a.armEpochCapture()", "b.isEnabled()", "b.armEpochCapture()",
+                                      "master.generateEpoch()", "a.isEnabled()", "a.getEpochTimestamp()",
+                                      "a.setHasBeenEpochAligned(false)", "b.isEnabled()", "b.getEpochTimestamp()",
+                                      "b.setHasBeenEpochAligned(false)"));
+}
+
+TEST_F(Alignment, LeavesASlaveAloneOnceItIsDone) {
+    addSlave("near", 0);
+    addSlave("far", 1000);
+    align();
+    EXPECT_EQ(countCalls("near.armEpochCapture()"), 1);
+    EXPECT_EQ(countCalls("far.armEpochCapture()"), 2);
+    EXPECT_EQ(countCalls("near.isEnabled()"), 2);
+}
+
+TEST_F(Alignment, CountsExactly100NsAsAlignedAnd101NsNot) {
+    for (const std::int64_t aheadNs : {100, -100}) {
+        slaves_.clear();
+        journal_.clear();
+        addSlave("a", aheadNs);
+        align();
+        EXPECT_THAT(callsOf("a.adjustTime"), IsEmpty()) << aheadNs;
+    }
+    for (const std::int64_t aheadNs : {101, -101}) {
+        slaves_.clear();
+        journal_.clear();
+        addSlave("a", aheadNs);
+        align();
+        EXPECT_THAT(callsOf("a.adjustTime"), ElementsAre("(" + std::to_string(-aheadNs) + ")"));
+    }
+}
+
+TEST_F(Alignment, StepsTwiceAsFarOnOddIterations) {
+    const auto slave = addSlave("a");
+    const std::uint64_t ahead = master_->timeNs + 150;
+    slave->epochTimesNs = {ahead, ahead, ahead, ahead, master_->timeNs};
+    align();
+    EXPECT_THAT(callsOf("a.adjustTime"), ElementsAre("(-150)", "(-300)", "(-150)", "(-300)"));
+    EXPECT_THAT(syslog_.getTexts(LOG_INFO), ElementsAre(successAfter(5)));
+}
+
+TEST_F(Alignment, ConvergesInThreeIterationsWhenEveryStepLosesTheSame) {
+    const auto slave = addSlave("a", 123'456'789);
+    slave->stepLossNs = 1500;
+    align();
+    EXPECT_EQ(slave->timeNs, master_->timeNs);
+    EXPECT_THAT(syslog_.getTexts(LOG_INFO), ElementsAre(successAfter(3)));
+}
+
+TEST_F(Alignment, ConvergesInEveryOfAThousandWorldsWithLossAndJitterWhereSingleStepsNeverDo) {
+    constexpr double kLossNs = 1500;
+    constexpr double kJitterNs = 50;
+    master_->timeNs = 1'700'000'000'000'000'000;
+    for (unsigned seed = 0; seed < 1000; ++seed) {
+        std::mt19937 random(seed);
+        std::normal_distribution<double> lossNs(kLossNs, kJitterNs);
+        const auto aheadNs = static_cast<std::int64_t>(random() % 4'000'000'000U) - 2'000'000'000;
+
+        slaves_.clear();
+        journal_.clear();
+        const auto slave = addSlave("a", aheadNs);
+        slave->isJournaled = false;
+        master_->isJournaled = false;
+        master_->onEpoch = [&] { slave->stepLossNs = std::lround(lossNs(random)); };
+        ASSERT_EQ(alignAndCatch(), 0) << "seed " << seed;
+
+        std::int64_t differenceNs = aheadNs;  // the same world, every step a single one
+        bool singleStepsConverge = false;
+        for (int iteration = 0; iteration < 200 && !singleStepsConverge; ++iteration) {
+            singleStepsConverge = std::abs(differenceNs) <= 100;
+            differenceNs = -std::lround(lossNs(random));
+        }
+        ASSERT_FALSE(singleStepsConverge) << "seed " << seed;
+    }
+}
+
+TEST_F(Alignment, GivesUpAfter2000IterationsWithTheNamesThatNeverAgreed) {
+    addSlave("fine");
+    for (const char* name : {"x", "y"}) {
+        const auto slave = addSlave(name, 1'000'000);
+        slave->stepLossNs = 0;
+        slave->isJournaled = false;
+    }
+    master_->isJournaled = false;
+    int epochs = 0;
+    master_->onEpoch = [&] {
+        ++epochs;
+        for (std::size_t slave : {1U, 2U}) {
+            dynamic_cast<FakeEpochDevice&>(*slaves_[slave]).epochTimesNs = {master_->timeNs + 5000};
+        }
+    };
+    EXPECT_EQ(alignAndCatch(), -52024);
+    EXPECT_THAT(text_, HasSubstr(R"("errorInfo":"Failed to sync following slaves: x y ")"));
+    EXPECT_THAT(text_, HasSubstr("zuplaterr_communicationsFault"));
+    EXPECT_EQ(epochs, 2000);
+    EXPECT_TRUE(dynamic_cast<FakeEpochDevice&>(*slaves_[1]).flag) << "still asks to be aligned";
+    EXPECT_THAT(syslog_.getLines(), IsEmpty());
+}
+
+TEST_F(Alignment, ForgivesFiveTimeoutsOfAllSlavesTogether) {
+    const auto a = addSlave("a");
+    const auto b = addSlave("b");
+    for (int time = 0; time < 3; ++time) a->failNext("getEpochTimestamp", -52007);
+    for (int time = 0; time < 2; ++time) b->failNext("getEpochTimestamp", -52007);
+    EXPECT_EQ(alignAndCatch(), 0);
+    const std::string json = R"({"error_constant":"constant","file":"fake","line":1,"component":"halvexTimekeeper",)"
+                             R"("zuhalvexTimekeeper_debug":{"errorInfo":"device"}})";
+    std::vector<std::string> expected;
+    for (int retry = 0; retry < 5; ++retry) {
+        expected.push_back("Encountered err while trying to sync " + std::string(retry < 3 ? "a" : "b") +
+                           ", retry count " + std::to_string(retry) + ": FAIL(-52007," + json + ")");
+    }
+    EXPECT_EQ(syslog_.getTexts(LOG_ERR), expected);
+    EXPECT_THAT(syslog_.getTexts(LOG_INFO), ElementsAre(successAfter(6)));
+}
+
+TEST_F(Alignment, PassesASixthTimeoutToTheCaller) {
+    const auto slave = addSlave("a");
+    for (int time = 0; time < 6; ++time) slave->failNext("getEpochTimestamp", -52007);
+    EXPECT_EQ(alignAndCatch(), -52007);
+    EXPECT_THAT(text_, HasSubstr("\"errorInfo\":\"device\"")) << "unchanged, although it was logged";
+    EXPECT_EQ(syslog_.getTexts(LOG_ERR).size(), 6U);
+    EXPECT_THAT(syslog_.getTexts(LOG_ERR).back(), HasSubstr("retry count 5: FAIL(-52007,{"));
+}
+
+TEST_F(Alignment, PassesAnyOtherErrorToTheCallerAtOnce) {
+    const auto slave = addSlave("a");
+    slave->failNext("armEpochCapture", -52024);
+    EXPECT_EQ(alignAndCatch(), -52024);
+    EXPECT_THAT(syslog_.getTexts(LOG_ERR),
+                ElementsAre(HasSubstr("Encountered err while trying to sync a, retry count 0: FAIL(-52024,{")));
+    EXPECT_EQ(countCalls("master.generateEpoch()"), 0);
+}
+
+TEST_F(Alignment, LogsAForeignErrorConvertedAndPassesItOnUnchanged) {
+    addSlave("a")->failNext("adjustTime", [] { throw std::out_of_range("stod"); });
+    addSlave("b", 0);
+    dynamic_cast<FakeEpochDevice&>(*slaves_[0]).timeNs += 500;
+    EXPECT_THROW(align(), std::out_of_range);
+    EXPECT_THAT(syslog_.getTexts(LOG_ERR),
+                ElementsAre(testing::AllOf(HasSubstr("sync a, retry count 0: FAIL(-52003,{"), HasSubstr("\"stod\""))));
+}
+
+TEST_F(Alignment, LogsNullForAnErrorWithoutAText) {
+    addSlave("a")->failNext("isEnabled", [] {
+        zuerr_Status status{-52024, 0, nullptr, nullptr};
+        throw zuerr::Exception(status);
+    });
+    EXPECT_EQ(alignAndCatch(), -52024);
+    // The exception's own status has a growth function, so a missing text arrives there as an empty object.
+    EXPECT_THAT(syslog_.getTexts(LOG_ERR), ElementsAre(HasSubstr("FAIL(-52024,{})")));
+}
+
+TEST_F(Alignment, NamesTheMasterWhenItsEpochFails) {
+    addSlave("a");
+    master_->failNext("generateEpoch", -52024);
+    EXPECT_EQ(alignAndCatch(), -52024);
+    EXPECT_THAT(syslog_.getTexts(LOG_ERR), ElementsAre(HasSubstr("trying to sync master, retry count 0: FAIL(-52024,")));
+}
+
+TEST_F(Alignment, DoesNotRetryADifferenceThatOverflows) {
+    const auto slave = addSlave("a");
+    master_->timeNs = 10;
+    slave->epochTimesNs = {std::numeric_limits<std::uint64_t>::max() - 5};  // reads as -16, although it is greater
+    EXPECT_EQ(alignAndCatch(), -52008);
+    EXPECT_THAT(text_, HasSubstr("\"errorInfo\":\"Overflow/Underflow error occurred\""));
+    EXPECT_EQ(countCalls("master.generateEpoch()"), 1);
+}
+
+TEST_F(Alignment, StepsByTheGreatestDifferencesWithoutOverflow) {
+    const auto slave = addSlave("a");
+    constexpr auto kLimit = std::uint64_t{1} << 63;
+    master_->timeNs = kLimit;
+    slave->epochTimesNs = {0, 0, kLimit + 7};  // -2^63 twice, then 7 ns
+    EXPECT_EQ(alignAndCatch(), 0);
+    EXPECT_THAT(callsOf("a.adjustTime"), ElementsAre("(-9223372036854775808)", "(0)"));
+}
+
+TEST_F(Alignment, AlignsSixtyFourSlaves) {
+    for (int number = 0; number < 64; ++number) addSlave("s" + std::to_string(number), 1000 * number);
+    EXPECT_EQ(alignAndCatch(), 0);
+    EXPECT_THAT(syslog_.getTexts(LOG_INFO), ElementsAre(successAfter(2)));
+}
+
+TEST_F(Alignment, OfSixtyFiveSlavesNeverEndsDoneSinceTwoShareABit) {
+    for (int number = 0; number < 65; ++number) addSlave("s" + std::to_string(number))->isJournaled = false;
+    master_->isJournaled = false;
+    EXPECT_EQ(alignAndCatch(), -52024);
+    EXPECT_THAT(text_, HasSubstr("\"errorInfo\":\"Failed to sync following slaves: \""));
+}
+
+}  // namespace

@@ -1,0 +1,320 @@
+// Seeding, stepping, servicing and steering of the timekeeper.
+#include "source/zuHalvexTimekeeper/halvexTimekeeper.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <syslog.h>
+
+#include <chrono>
+#include <future>
+#include <latch>
+#include <limits>
+#include <thread>
+
+#include "tests/support/fakeDevices.h"
+#include "tests/support/libcHooks.h"
+
+namespace {
+
+using halvexTimekeeper::EpochDevices;
+using halvexTimekeeper::HalvexTimekeeper;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testsupport::FakeEpochDevice;
+
+class Timekeeper : public testing::Test {
+protected:
+    std::shared_ptr<FakeEpochDevice> addSlave(const std::string& name) {
+        auto slave = std::make_shared<FakeEpochDevice>(name, journal_);
+        slaves_.push_back(slave);
+        return slave;
+    }
+
+    HalvexTimekeeper& make() {
+        timekeeper_ = std::make_unique<HalvexTimekeeper>(master_, systemClock_, oscillator_, slaves_);
+        return *timekeeper_;
+    }
+
+    /// What the journal holds after construction is of no interest to most tests.
+    HalvexTimekeeper& makeAndForget() {
+        make();
+        journal_.clear();
+        syslog_.clear();
+        return *timekeeper_;
+    }
+
+    std::int64_t seedStep(std::uint64_t systemNs, std::uint64_t masterNs) {
+        systemClock_->timeNs = systemNs;
+        master_->timeNs = masterNs;
+        journal_.clear();
+        make();
+        for (const auto& call : journal_) {
+            if (call.starts_with("master.adjustTime(")) return std::stoll(call.substr(18));
+        }
+        ADD_FAILURE() << "the master was not stepped";
+        return 0;
+    }
+
+    template <typename Operation>
+    std::int32_t codeOf(Operation&& operation) {
+        try {
+            operation();
+        } catch (const zuerr::Exception& error) {
+            text_ = error.what();
+            return error.getCode();
+        }
+        return 0;
+    }
+
+    testsupport::Journal journal_;
+    testsupport::SyslogCapture syslog_;
+    std::shared_ptr<FakeEpochDevice> master_ = std::make_shared<FakeEpochDevice>("master", journal_);
+    std::shared_ptr<FakeEpochDevice> systemClock_ = std::make_shared<FakeEpochDevice>("system", journal_);
+    std::shared_ptr<testsupport::FakeOscillator> oscillator_ = std::make_shared<testsupport::FakeOscillator>();
+    EpochDevices slaves_;
+    std::unique_ptr<HalvexTimekeeper> timekeeper_;
+    std::string text_;
+};
+
+using Construction = Timekeeper;
+using SnapTime = Timekeeper;
+using Service = Timekeeper;
+using Metadata = Timekeeper;
+
+TEST_F(Construction, ReadsTheSystemClockBeforeTheMasterStepsTheMasterThenAligns) {
+    addSlave("a");
+    EXPECT_TRUE(make().isSeeded());
+    EXPECT_THAT(journal_, ElementsAre("master.isEnabled()", "system.isEnabled()", "system.getTime()", "master.getTime()",
+                                      "master.adjustTime(0)", "a.isEnabled()", "a.armEpochCapture()",
+                                      "master.generateEpoch()", "a.isEnabled()", "a.getEpochTimestamp()",
+                                      "a.setHasBeenEpochAligned(false)"));
+    EXPECT_EQ(timekeeper_->getName(), "HalvexTimekeeper");
+}
+
+TEST_F(Construction, BringsTheMasterToTheNearestMultipleOf200NsHalvesAwayFromZero) {
+    EXPECT_EQ(seedStep(1150, 1000), 200);
+    EXPECT_EQ(seedStep(1000, 1100), -200);
+    EXPECT_EQ(seedStep(1099, 1000), 0);
+    EXPECT_EQ(seedStep(1100, 1000), 200);
+    EXPECT_EQ(seedStep(1000, 1099), 0);
+    EXPECT_EQ(seedStep(1000, 1300), -400);
+}
+
+TEST_F(Construction, DoesNotRoundUpWhereThatWouldOverflow) {
+    constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
+    constexpr std::uint64_t kMostUnsigned = static_cast<std::uint64_t>(kMost);
+    EXPECT_EQ(seedStep(kMostUnsigned, 0), kMost / 200 * 200);
+    EXPECT_EQ(seedStep(kMostUnsigned - 100, 0), 9223372036854775800);
+    EXPECT_EQ(seedStep(0, kMostUnsigned + 1), std::numeric_limits<std::int64_t>::min() / 200 * 200);
+    EXPECT_EQ(seedStep(0, kMostUnsigned - 99), -9223372036854775800);
+}
+
+TEST_F(Construction, FailsWhenTheDifferenceOverflows) {
+    systemClock_->timeNs = std::numeric_limits<std::uint64_t>::max();
+    master_->timeNs = 0;
+    EXPECT_EQ(codeOf([this] { make(); }), -52008);
+    EXPECT_THAT(text_, HasSubstr("\"errorInfo\":\"Overflow/Underflow error occurred\""));
+}
+
+TEST_F(Construction, FailsWithTheNameOfAMasterThatIsNotEnabled) {
+    master_->enabled = false;
+    EXPECT_EQ(codeOf([this] { make(); }), -52010);
+    EXPECT_THAT(text_, HasSubstr("\"errorInfo\":\"master needs to be enabled to allow timekeeper to work\""));
+    EXPECT_THAT(journal_, ElementsAre("master.isEnabled()"));
+}
+
+TEST_F(Construction, FailsWithTheNameOfASystemClockThatIsNotEnabled) {
+    systemClock_->enabled = false;
+    EXPECT_EQ(codeOf([this] { make(); }), -52010);
+    EXPECT_THAT(text_, HasSubstr("\"errorInfo\":\"system needs to be enabled to allow timekeeper to work\""));
+}
+
+TEST_F(Construction, FailsWithTheErrorOfItsAlignment) {
+    addSlave("a")->failNext("armEpochCapture", -52024);
+    EXPECT_EQ(codeOf([this] { make(); }), -52024);
+    EXPECT_EQ(timekeeper_, nullptr);
+}
+
+TEST_F(Timekeeper, ReadsItsTimeFromTheMasterAlone) {
+    makeAndForget();
+    master_->timeNs = 0xFEDCBA9876543210;
+    EXPECT_EQ(timekeeper_->getTime(), 0xFEDCBA9876543210);
+    EXPECT_THAT(journal_, ElementsAre("master.getTime()"));
+}
+
+TEST_F(Timekeeper, ForwardsCorrectionsUnchanged) {
+    make();
+    EXPECT_EQ(timekeeper_->getMaxCorrectionPerSecond(), 62000);
+    EXPECT_EQ(timekeeper_->getMinCorrectionPerSecond(), -62000);
+    timekeeper_->setCorrectionPerSecond(99999);
+    EXPECT_EQ(oscillator_->correctionPpb, 99999) << "neither scaled nor clamped here";
+    EXPECT_EQ(timekeeper_->getCorrectionPerSecond(), 99999);
+}
+
+TEST_F(SnapTime, CutsTheOffsetTowardZeroToAMultipleOf200Ns) {
+    for (const auto& [offsetNs, stepNs] : {std::pair{199, 0}, {-399, -200}, {200, 200}, {-200, -200}, {1'500'000, 1'500'000}}) {
+        makeAndForget().snapTime(offsetNs);
+        timekeeper_.reset();
+        const auto step = "(" + std::to_string(stepNs) + ")";
+        EXPECT_THAT(journal_, ElementsAre("master.isEnabled()", "system.isEnabled()", "master.adjustTime" + step,
+                                          "system.adjustTime" + step));
+    }
+}
+
+TEST_F(SnapTime, StartsAnAlignmentEvenForAStepOfZero) {
+    addSlave("a");
+    makeAndForget().snapTime(199);
+    timekeeper_.reset();  // waits for it
+    EXPECT_THAT(journal_, Contains("a.armEpochCapture()"));
+    EXPECT_THAT(syslog_.getTexts(LOG_INFO), ElementsAre(HasSubstr("Successfully aligned")));
+}
+
+TEST_F(SnapTime, ReturnsWithoutWaitingForTheAlignment) {
+    addSlave("a");
+    makeAndForget();
+    std::promise<void> mayGoOn;
+    master_->onEpoch = [&] { mayGoOn.get_future().wait(); };
+    timekeeper_->snapTime(0);  // would wait for ever
+    mayGoOn.set_value();
+    timekeeper_.reset();
+}
+
+TEST_F(SnapTime, GivesUpSilentlyWhenTheDeviceMutexIsHeldFor15Ms) {
+    const auto slave = addSlave("a");
+    makeAndForget();
+    std::latch isServicing(1);
+    std::promise<void> mayGoOn;
+    slave->failNext("applyQxmMetadata", [&] {
+        isServicing.count_down();
+        mayGoOn.get_future().wait();
+    });
+    std::thread service([this] { timekeeper_->serviceEpochDevices(); });
+    isServicing.wait();
+    const auto before = std::chrono::steady_clock::now();
+    timekeeper_->snapTime(1000);
+    const auto waited = std::chrono::steady_clock::now() - before;
+    mayGoOn.set_value();
+    service.join();
+    EXPECT_GE(waited, std::chrono::milliseconds(15));
+    EXPECT_LT(waited, std::chrono::milliseconds(500));
+    EXPECT_THAT(journal_, Not(Contains(HasSubstr("adjustTime"))));
+    EXPECT_THAT(syslog_.getTexts(LOG_ERR), IsEmpty());
+}
+
+TEST_F(SnapTime, WaitsForAPendingAlignmentAndThrowsItsErrorBeforeTouchingAClock) {
+    const auto slave = addSlave("a");
+    makeAndForget();
+    slave->failNext("armEpochCapture", -52024);
+    timekeeper_->snapTime(1000);
+    EXPECT_EQ(codeOf([this] { timekeeper_->snapTime(2000); }), -52024);
+    EXPECT_THAT(journal_, Not(Contains("master.adjustTime(2000)")));
+    EXPECT_EQ(codeOf([this] { timekeeper_->snapTime(4000); }), 0) << "the error is delivered once";
+    timekeeper_.reset();
+    EXPECT_THAT(journal_, Contains("system.adjustTime(4000)"));
+}
+
+TEST_F(SnapTime, FailsWhenTheMasterIsNotEnabled) {
+    makeAndForget();
+    master_->enabled = false;
+    EXPECT_EQ(codeOf([this] { timekeeper_->snapTime(1000); }), -52010);
+    EXPECT_THAT(text_, HasSubstr("master needs to be enabled to allow timekeeper to work"));
+    EXPECT_THAT(journal_, ElementsAre("master.isEnabled()"));
+}
+
+TEST_F(SnapTime, DoesNotStepTheSystemClockWhenTheMasterCannotBeStepped) {
+    makeAndForget();
+    master_->failNext("adjustTime", -52024);
+    EXPECT_EQ(codeOf([this] { timekeeper_->snapTime(1000); }), -52024);
+    EXPECT_THAT(journal_, Not(Contains(HasSubstr("system.adjustTime"))));
+}
+
+TEST_F(SnapTime, RunsItsAlignmentWithAllSignalsBlockedAndLeavesTheCallersMask) {
+    addSlave("a");
+    makeAndForget();
+    sigset_t alignmentMask;
+    sigemptyset(&alignmentMask);
+    master_->onEpoch = [&] { pthread_sigmask(SIG_SETMASK, nullptr, &alignmentMask); };
+    sigset_t before;
+    pthread_sigmask(SIG_SETMASK, nullptr, &before);
+    timekeeper_->snapTime(0);
+    sigset_t after;
+    pthread_sigmask(SIG_SETMASK, nullptr, &after);
+    timekeeper_.reset();
+    for (const int signal : {SIGALRM, SIGINT, SIGTERM, SIGUSR1, SIGRTMIN}) {
+        EXPECT_TRUE(sigismember(&alignmentMask, signal)) << signal;
+        EXPECT_EQ(sigismember(&before, signal), sigismember(&after, signal)) << signal;
+    }
+}
+
+TEST_F(Service, HandsTheMetadataToEverySlaveWhenNoneAsksToBeAligned) {
+    addSlave("a");
+    addSlave("b");
+    makeAndForget().serviceEpochDevices();
+    EXPECT_THAT(journal_, ElementsAre("a.hasBeenEpochAligned()", "b.hasBeenEpochAligned()", "a.applyQxmMetadata({})",
+                                      "b.applyQxmMetadata({})"));
+    EXPECT_THAT(syslog_.getLines(), IsEmpty());
+}
+
+TEST_F(Service, ReinitialisesAndAlignsOnlyTheSlavesThatAskForIt) {
+    addSlave("a");
+    const auto returning = addSlave("b");
+    makeAndForget();
+    returning->flag = true;
+    timekeeper_->serviceEpochDevices();
+    EXPECT_THAT(journal_,
+                ElementsAre("a.hasBeenEpochAligned()", "b.hasBeenEpochAligned()", "b.reinitialize()", "b.isEnabled()",
+                            "b.armEpochCapture()", "master.generateEpoch()", "b.isEnabled()", "b.getEpochTimestamp()",
+                            "b.setHasBeenEpochAligned(false)", "a.applyQxmMetadata({})", "b.applyQxmMetadata({})"));
+    EXPECT_THAT(syslog_.getTexts(LOG_INFO), ElementsAre("b is enabled.", HasSubstr("Successfully aligned")));
+}
+
+TEST_F(Service, ThrowsTheErrorOfAPendingAlignmentOnce) {
+    const auto slave = addSlave("a");
+    makeAndForget();
+    slave->failNext("armEpochCapture", -52024);
+    timekeeper_->snapTime(0);
+    EXPECT_EQ(codeOf([this] { timekeeper_->serviceEpochDevices(); }), -52024);
+    EXPECT_EQ(codeOf([this] { timekeeper_->serviceEpochDevices(); }), 0);
+}
+
+TEST_F(Service, StopsAtASlaveThatCannotBeReinitialisedAndReleasesTheMutex) {
+    const auto slave = addSlave("a");
+    makeAndForget();
+    slave->flag = true;
+    slave->failNext("reinitialize", -52006);
+    EXPECT_EQ(codeOf([this] { timekeeper_->serviceEpochDevices(); }), -52006);
+    EXPECT_THAT(journal_, ElementsAre("a.hasBeenEpochAligned()", "a.reinitialize()"));
+    EXPECT_EQ(codeOf([this] { timekeeper_->serviceEpochDevices(); }), 0);
+}
+
+TEST_F(Metadata, ReachesEverySlaveOnTheNextPass) {
+    addSlave("a");
+    makeAndForget().applyMetaData(R"({"x":1})");
+    EXPECT_THAT(journal_, IsEmpty());
+    timekeeper_->serviceEpochDevices();
+    EXPECT_THAT(journal_, Contains(R"(a.applyQxmMetadata({"x":1}))"));
+}
+
+TEST_F(Metadata, IsDroppedSilentlyWhenTheDeviceMutexIsHeldFor15Ms) {
+    const auto slave = addSlave("a");
+    makeAndForget();
+    std::latch isServicing(1);
+    std::promise<void> mayGoOn;
+    slave->failNext("applyQxmMetadata", [&] {
+        isServicing.count_down();
+        mayGoOn.get_future().wait();
+    });
+    std::thread service([this] { timekeeper_->serviceEpochDevices(); });
+    isServicing.wait();
+    timekeeper_->applyMetaData("dropped");
+    mayGoOn.set_value();
+    service.join();
+    timekeeper_->serviceEpochDevices();
+    EXPECT_EQ(journal_.back(), "a.applyQxmMetadata({})");
+}
+
+}  // namespace

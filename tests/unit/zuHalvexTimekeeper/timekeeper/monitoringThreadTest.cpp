@@ -1,0 +1,140 @@
+// The monitoring thread: when it wakes, what it does with errors, how it ends.
+#include "source/zuHalvexTimekeeper/monitoringThread.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <syslog.h>
+
+#include <stdexcept>
+#include <thread>
+
+#include "tests/support/fakeDevices.h"
+#include "tests/support/libcHooks.h"
+#include "zuerr/status.h"
+
+namespace {
+
+using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::PlatStatus;
+using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tEvent;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+/// Runs the body on the test's own thread; waits of the event are replaced, so that no test takes time.
+class MonitoringThread : public testing::Test {
+protected:
+    MonitoringThread() {
+        timekeeper_.onService = [this] {
+            if (++passes_ == wantedPasses_) running_ = false;
+        };
+        testsupport::libcHooks().pthread_cond_timedwait = [this](pthread_cond_t*, pthread_mutex_t*,
+                                                                 const timespec* deadline) {
+            timespec now;
+            clock_gettime(CLOCK_MONOTONIC, &now);
+            waits_.push_back((deadline->tv_sec - now.tv_sec) * 1'000'000'000 + deadline->tv_nsec - now.tv_nsec);
+            return waitResult_;
+        };
+    }
+    ~MonitoringThread() override { zuerr::freeJson(errors_); }
+
+    void run(int wantedPasses) {
+        wantedPasses_ = wantedPasses;
+        halvexTimekeeper::runMonitoringThread(timekeeper_, event_, running_, {errors_, errorsMutex_});
+    }
+
+    testsupport::LibcHooksGuard hooks_;
+    testsupport::SyslogCapture syslog_;
+    testsupport::FakeTimekeeper timekeeper_;
+    PlatStatus eventStatus_;
+    tEvent event_{&eventStatus_};
+    std::atomic<bool> running_{true};
+    zuerr_Status errors_ = zuerr::makeStatus();
+    std::mutex errorsMutex_;
+    std::vector<long> waits_;
+    int waitResult_ = ETIMEDOUT;
+    int passes_ = 0;
+    int wantedPasses_ = 0;
+};
+
+TEST_F(MonitoringThread, ServicesTheDevicesEveryTwoSecondsOfTheMonotonicClock) {
+    run(3);
+    ASSERT_EQ(waits_.size(), 3U);
+    for (const long waitNs : waits_) {
+        EXPECT_GT(waitNs, 1'900'000'000);
+        EXPECT_LE(waitNs, 2'000'000'000);
+    }
+    EXPECT_THAT(timekeeper_.journal,
+                ElementsAre("serviceEpochDevices()", "serviceEpochDevices()", "serviceEpochDevices()"));
+    EXPECT_THAT(syslog_.getLines(), IsEmpty()) << "an expired period is no error";
+    EXPECT_EQ(errors_.code, 0);
+}
+
+TEST_F(MonitoringThread, ServicesTheDevicesAtOnceWhenTheEventIsSet) {
+    event_.set();
+    run(1);
+    EXPECT_THAT(waits_, IsEmpty());
+}
+
+TEST_F(MonitoringThread, DoesNothingWhenItIsNotToRun) {
+    running_ = false;
+    run(1);
+    EXPECT_THAT(timekeeper_.journal, IsEmpty());
+}
+
+TEST_F(MonitoringThread, FinishesThePassThatTheShutdownWakes) {
+    event_.set();
+    timekeeper_.onService = [this] { running_ = false; };
+    run(0);
+    EXPECT_THAT(timekeeper_.journal, ElementsAre("serviceEpochDevices()"));
+}
+
+TEST_F(MonitoringThread, LogsAnErrorRecordsItAndGoesOn) {
+    timekeeper_.failNext("serviceEpochDevices", -52024);
+    run(1);
+    const std::string json = R"({"error_constant":"constant","file":"fake","line":1,"component":"halvexTimekeeper",)"
+                             R"("zuhalvexTimekeeper_debug":{"errorInfo":"device"}})";
+    EXPECT_THAT(syslog_.getTexts(LOG_ERR),
+                ElementsAre("Monitoring thread encountered an error: FAIL(-52024," + json + ")"));
+    EXPECT_EQ(errors_.code, -52024);
+    EXPECT_EQ(errors_.json, json);
+    EXPECT_EQ(passes_, 1) << "a pass followed the one that failed";
+}
+
+TEST_F(MonitoringThread, RecordsTheFirstErrorAndOnlyLogsLaterOnes) {
+    timekeeper_.failNext("serviceEpochDevices", -52024);
+    timekeeper_.failNext("serviceEpochDevices", -52006);
+    run(1);
+    EXPECT_EQ(errors_.code, -52024);
+    EXPECT_THAT(syslog_.getTexts(LOG_ERR), ElementsAre(HasSubstr("FAIL(-52024,"), HasSubstr("FAIL(-52006,")));
+}
+
+TEST_F(MonitoringThread, ReplacesARecordedWarningByAnError) {
+    errors_.code = 3;
+    timekeeper_.failNext("serviceEpochDevices", -52006);
+    run(1);
+    EXPECT_EQ(errors_.code, -52006);
+}
+
+TEST_F(MonitoringThread, ConvertsForeignErrors) {
+    timekeeper_.failNext("serviceEpochDevices", [] { throw std::out_of_range("stod"); });
+    timekeeper_.failNext("serviceEpochDevices", [] { throw 42; });
+    run(1);
+    EXPECT_EQ(errors_.code, -52003);
+    EXPECT_THAT(syslog_.getTexts(LOG_ERR), ElementsAre(HasSubstr("\"std_exception_what\":\"stod\""),
+                                                      HasSubstr("\"line\":74")));
+}
+
+TEST_F(MonitoringThread, ReportsAWaitThatFailsAndServicesNothingInThatPass) {
+    waitResult_ = EINVAL;
+    testsupport::libcHooks().pthread_cond_timedwait = [this](pthread_cond_t*, pthread_mutex_t*, const timespec*) {
+        running_ = false;
+        return EINVAL;
+    };
+    run(1);
+    EXPECT_THAT(timekeeper_.journal, IsEmpty());
+    EXPECT_THAT(syslog_.getTexts(LOG_ERR),
+                ElementsAre(testing::StartsWith("Monitoring thread encountered an error: FAIL(-52008,{\"file\":"
+                                                "\"synchronization\"")));
+}
+
+}  // namespace
