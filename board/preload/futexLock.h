@@ -80,6 +80,8 @@ public:
             futexWake(word_, 1);
     }
 
+    bool isMine() const noexcept { return owner_.load(std::memory_order_relaxed) == currentThreadId(); }
+
     /// Lets go of every level at once; returns how many there were, for retake().
     std::uint32_t releaseAll() noexcept
     {

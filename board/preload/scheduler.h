@@ -93,6 +93,9 @@ public:
     bool beginExternal() noexcept;
     void endExternal() noexcept;
 
+    /// Whether any other registered thread exists. Only the holder of the token may ask.
+    bool hasOthers() const noexcept { return registered_ > 1; }
+
     /// Only the forking thread lives on in the child.
     void resetAfterFork() noexcept;
 

@@ -1,0 +1,299 @@
+// The requests of the board's devices: PTP clocks, the two drivers, network interfaces.
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+
+#include "board/preload/boardCore.h"
+#include "board/preload/deviceFiles.h"
+#include "board/wire/driver.h"
+#include "board/wire/netInterface.h"
+#include "board/wire/ptp.h"
+
+namespace halvexboard {
+
+namespace {
+
+constexpr std::uint64_t kNsPerSecond = 1'000'000'000;
+/// Of one register read of the clock, between the two readings of the system clock that bracket it.
+constexpr std::uint64_t kRegisterReadNs = 1'500;
+constexpr std::uint32_t kMaxSamples = 25;
+
+/// The lowest page is never mapped: what the kernel finds there is EFAULT.
+bool isAddress(const void* pointer) noexcept { return reinterpret_cast<std::uintptr_t>(pointer) >= 4096; }
+
+template <typename Record>
+Record copyIn(const void* from) noexcept
+{
+    Record record;
+    std::memcpy(&record, from, sizeof record);
+    return record;
+}
+
+board_wire_ptp_time wireTime(std::uint64_t ns) noexcept
+{
+    return {static_cast<std::int64_t>(ns / kNsPerSecond), static_cast<std::uint32_t>(ns % kNsPerSecond), 0};
+}
+
+int getCaps(DeviceCall& call, int interface, void* argument) noexcept
+{
+    struct board_phc_caps caps {};
+    const int result = board_phc_get_caps(model(), call.rawNs(), interface, &caps);
+    if (result < 0)
+        return result;
+    board_wire_ptp_caps out{};
+    out.max_adj = caps.max_adj;
+    out.n_alarm = caps.n_alarm;
+    out.n_ext_ts = caps.n_ext_ts;
+    out.n_per_out = caps.n_per_out;
+    out.pps = caps.pps;
+    out.n_pins = caps.n_pins;
+    out.cross_timestamping = caps.cross_timestamping;
+    std::memcpy(argument, &out, sizeof out);
+    return 0;
+}
+
+int requestStamps(DeviceCall& call, int interface, const void* argument, bool strict) noexcept
+{
+    const auto request = copyIn<board_wire_ptp_extts_request>(argument);
+    call.with(request.index).with(request.flags);
+    if (strict && (request.reserved[0] != 0 || request.reserved[1] != 0))
+        return -EINVAL;
+    return board_phc_extts(model(), call.rawNs(), interface, request.index, request.flags, strict ? 1 : 0);
+}
+
+int setPin(DeviceCall& call, int interface, const void* argument) noexcept
+{
+    const auto pin = copyIn<board_wire_ptp_pin>(argument);
+    call.with(pin.index).with(pin.function).with(pin.channel);
+    return board_phc_set_pin(model(), call.rawNs(), interface, pin.index, pin.function, pin.channel);
+}
+
+int getPin(DeviceCall& call, int interface, void* argument) noexcept
+{
+    auto pin = copyIn<board_wire_ptp_pin>(argument);
+    call.with(pin.index);
+    const int result =
+        board_phc_get_pin(model(), call.rawNs(), interface, pin.index, &pin.function, &pin.channel);
+    if (result < 0)
+        return result;
+    std::memset(pin.name, 0, sizeof pin.name);
+    std::snprintf(pin.name, sizeof pin.name, "SDP%u", pin.index);
+    std::memset(pin.reserved, 0, sizeof pin.reserved);
+    std::memcpy(argument, &pin, sizeof pin);
+    return 0;
+}
+
+/// Readings of the system clock before and after each of the PHC's.
+int sampleOffsets(DeviceCall& call, int interface, void* argument, bool extended) noexcept
+{
+    const auto samples = copyIn<std::uint32_t>(argument);
+    if (samples == 0 || samples > kMaxSamples)
+        return -EINVAL;
+    board_wire_ptp_sys_offset plain{};
+    board_wire_ptp_sys_offset_extended brackets{};
+    std::uint64_t rawNs = call.rawNs();
+    for (std::uint32_t i = 0; i < samples; ++i) {
+        std::uint64_t phcNs = 0;
+        const std::uint64_t beforeNs = board_system_get_time(model(), rawNs);
+        const int result = board_phc_get_time(model(), rawNs + kRegisterReadNs / 2, interface, &phcNs);
+        if (result < 0)
+            return result;
+        rawNs += kRegisterReadNs;
+        plain.time[2 * i] = brackets.time[i][0] = wireTime(beforeNs);
+        plain.time[2 * i + 1] = brackets.time[i][1] = wireTime(phcNs);
+        plain.time[2 * i + 2] = brackets.time[i][2] = wireTime(board_system_get_time(model(), rawNs));
+    }
+    call.takesLonger(rawNs - call.rawNs());
+    plain.n_samples = brackets.n_samples = samples;
+    if (extended)
+        std::memcpy(argument, &brackets, sizeof brackets);
+    else
+        std::memcpy(argument, &plain, sizeof plain);
+    return 0;
+}
+
+int ptpRequest(DeviceCall& call, OpenFile& file, std::uint32_t request, void* argument) noexcept
+{
+    const int interface = file.interface();
+    switch (request) {
+    case BOARD_WIRE_PTP_GETCAPS:
+    case BOARD_WIRE_PTP_GETCAPS2:
+    case BOARD_WIRE_PTP_EXTTS_REQUEST:
+    case BOARD_WIRE_PTP_EXTTS_REQUEST2:
+    case BOARD_WIRE_PTP_PIN_SETFUNC:
+    case BOARD_WIRE_PTP_PIN_SETFUNC2:
+    case BOARD_WIRE_PTP_PIN_GETFUNC:
+    case BOARD_WIRE_PTP_PIN_GETFUNC2:
+    case BOARD_WIRE_PTP_SYS_OFFSET:
+    case BOARD_WIRE_PTP_SYS_OFFSET_EXTENDED:
+        break;
+    default:
+        return -ENOTTY;
+    }
+    if (!isAddress(argument))
+        return -EFAULT;
+    if (request == BOARD_WIRE_PTP_GETCAPS || request == BOARD_WIRE_PTP_GETCAPS2)
+        return getCaps(call, interface, argument);
+    if (request == BOARD_WIRE_PTP_EXTTS_REQUEST || request == BOARD_WIRE_PTP_EXTTS_REQUEST2)
+        return requestStamps(call, interface, argument, request == BOARD_WIRE_PTP_EXTTS_REQUEST2);
+    if (request == BOARD_WIRE_PTP_PIN_SETFUNC || request == BOARD_WIRE_PTP_PIN_SETFUNC2)
+        return setPin(call, interface, argument);
+    if (request == BOARD_WIRE_PTP_PIN_GETFUNC || request == BOARD_WIRE_PTP_PIN_GETFUNC2)
+        return getPin(call, interface, argument);
+    return sampleOffsets(call, interface, argument, request == BOARD_WIRE_PTP_SYS_OFFSET_EXTENDED);
+}
+
+/// Puts a method's result and status where the caller's output buffer has them.
+void copyOut(const board_driver_method& method, const board_driver_call& made, void* out) noexcept
+{
+    if (method.has_result != 0) {
+        const board_wire_value_buffer value{made.result, made.driver_status, 0};
+        std::memcpy(out, &value, sizeof value);
+    } else {
+        std::memcpy(out, &made.driver_status, sizeof made.driver_status);
+    }
+}
+
+int driverRequest(DeviceCall& call, int driver, std::uint32_t request, void* argument) noexcept
+{
+    const board_driver_method* const method = board_driver_find(driver, request);
+    if (method == nullptr)
+        return -ENOTTY;
+    if (!isAddress(argument))
+        return -EFAULT;
+    auto block = copyIn<board_wire_ioctl_block>(argument);
+    const auto* const in = reinterpret_cast<const unsigned char*>(block.in_address);
+    auto* const out = reinterpret_cast<unsigned char*>(block.out_address);
+    if (block.in_size < method->in_size || block.out_size < method->out_size)
+        return -EINVAL;
+    if (!isAddress(in) || !isAddress(out))
+        return -EFAULT;
+    board_driver_call made{};
+    made.request = request;
+    made.forced_status = call.forcedDriverStatus();
+    if (method->has_argument != 0) {
+        const auto value = copyIn<board_wire_value_buffer>(in);
+        made.argument = value.value;
+        made.caller_status = value.status;
+    } else {
+        made.caller_status = copyIn<std::int32_t>(in);
+    }
+    auto* const record = reinterpret_cast<unsigned char*>(made.argument);
+    if (method->record == BOARD_RECORD_NONE) {
+        if (method->has_argument != 0)
+            call.with(static_cast<std::int64_t>(made.argument));
+    } else {
+        if (!isAddress(record))
+            return -EFAULT;
+        std::memcpy(made.record, record, method->record_size);
+    }
+    const int result = board_driver_do(model(), call.rawNs(), driver, &made);
+    if (result < 0)
+        return result;
+    if (method->record == BOARD_RECORD_IN_OUT)
+        std::memcpy(record, made.record, method->record_size);
+    copyOut(*method, made, out);
+    block.bytes_returned = made.bytes_returned;
+    std::memcpy(argument, &block, sizeof block);
+    if (method->has_result != 0)
+        call.with(static_cast<std::int64_t>(made.result));
+    call.with(made.driver_status);
+    return 0;
+}
+
+int timestampingInfo(DeviceCall& call, int interface, void* data) noexcept
+{
+    if (!isAddress(data))
+        return -EFAULT;
+    const auto command = copyIn<std::uint32_t>(data);
+    call.with(command);
+    if (command != BOARD_WIRE_ETHTOOL_GET_TS_INFO)
+        return -EOPNOTSUPP;
+    const std::int32_t phcIndex = board_interface_phc_index(model(), call.rawNs(), interface);
+    board_wire_ts_info info{};
+    info.command = command;
+    info.phc_index = phcIndex;
+    constexpr std::uint32_t kSoftwareOnly = 0x18;   // receive and report in software
+    constexpr std::uint32_t kWithHardware = 0x5f;   // and transmit, receive and report in hardware
+    info.so_timestamping = phcIndex >= 0 ? kWithHardware : kSoftwareOnly;
+    if (phcIndex >= 0) {
+        info.tx_types = 3;   // off, on
+        info.rx_filters = 3; // none, all
+    }
+    std::memcpy(data, &info, sizeof info);
+    return 0;
+}
+
+int interfaceFlags(DeviceCall& call, int interface, void* argument) noexcept
+{
+    const int isUp = board_interface_is_up(model(), call.rawNs(), interface);
+    if (isUp < 0)
+        return isUp;
+    auto request = copyIn<board_wire_ifreq>(argument);
+    constexpr int kAlways = BOARD_WIRE_IFF_BROADCAST | BOARD_WIRE_IFF_MULTICAST;
+    const int flags = kAlways | (isUp != 0 ? BOARD_WIRE_IFF_UP | BOARD_WIRE_IFF_RUNNING : 0);
+    request.value.flags = static_cast<std::int16_t>(flags);
+    std::memcpy(argument, &request, sizeof request);
+    call.with(flags);
+    return 0;
+}
+
+bool isSocket(int fd) noexcept
+{
+    int type = 0;
+    unsigned size = sizeof type;
+    return rawSystemCall(SYS_getsockopt, fd, SOL_SOCKET, SO_TYPE, reinterpret_cast<long>(&type),
+                         reinterpret_cast<long>(&size)) == 0;
+}
+
+} // namespace
+
+int requestOnFile(OpenFile& file, unsigned long request, void* argument) noexcept
+{
+    const auto number = static_cast<std::uint32_t>(request); // the kernel takes 32 bits of it
+    const int target = file.node->target;
+    DeviceCall call(BOARD_CALL_IOCTL, target, file.node->file, number);
+    if (!call.isFaulted()) {
+        int result = -ENOTTY;
+        if (board_present(model(), target) == 0)
+            result = -ENODEV;
+        else if (file.node->kind == NodeKind::ptpDevice)
+            result = ptpRequest(call, file, number, argument);
+        else if (file.node->kind == NodeKind::driverNode)
+            result = driverRequest(call, target, number, argument);
+        call.succeed(result);
+    }
+    const auto result = static_cast<int>(call.finish());
+    tellModelChanged();
+    return result;
+}
+
+bool requestOnSocket(int fd, unsigned long request, void* argument, int& result) noexcept
+{
+    if ((request != BOARD_WIRE_SIOCETHTOOL && request != BOARD_WIRE_SIOCGIFFLAGS) || !isSocket(fd))
+        return false;
+    char name[BOARD_NAME_SIZE] = {};
+    if (isAddress(argument))
+        std::memcpy(name, argument, sizeof name - 1);
+    const LockGuard guard(boardLock());
+    const int interface = board_interface_find(model(), name);
+    const int target = interface >= 0 ? BOARD_TARGET_INTERFACE(interface) : BOARD_TARGET_NETWORK;
+    DeviceCall call(BOARD_CALL_IOCTL, target, BOARD_FILE_SOCKET, static_cast<std::uint32_t>(request));
+    if (!call.isFaulted()) {
+        if (!isAddress(argument))
+            call.fail(EFAULT);
+        else if (interface < 0 || board_present(model(), target) == 0)
+            call.fail(ENODEV);
+        else if (request == BOARD_WIRE_SIOCGIFFLAGS)
+            call.succeed(interfaceFlags(call, interface, argument));
+        else
+            call.succeed(timestampingInfo(call, interface, copyIn<board_wire_ifreq>(argument).value.data));
+    }
+    result = static_cast<int>(call.finish());
+    return true;
+}
+
+} // namespace halvexboard
