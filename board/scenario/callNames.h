@@ -1,0 +1,24 @@
+// From the names that scenario files use to the model's numbers.
+#ifndef HALVEX_BOARD_SCENARIO_CALLNAMES_H
+#define HALVEX_BOARD_SCENARIO_CALLNAMES_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "board/model/board.h"
+
+namespace halvexboard {
+
+std::optional<board_call_kind> callKindNamed(const std::string& name);
+std::optional<board_file> fileNamed(const std::string& name);
+std::optional<board_event_kind> eventKindNamed(const std::string& name);
+/// "ferrox", "fpga", "system", "si514", "phc2sys", "network", or the name of a configured interface.
+std::optional<int> targetNamed(const board_config& config, const std::string& name);
+/// A driver method or a request of interfaces; a method of Ferrox or FPGA is known only with that target.
+std::optional<std::uint32_t> requestNamed(int target, const std::string& name);
+std::optional<std::int32_t> errnoNamed(const std::string& name);  ///< "EIO"
+
+}  // namespace halvexboard
+
+#endif

@@ -1,0 +1,17 @@
+// Reads the events, faults and costs of a scenario.
+#ifndef HALVEX_BOARD_SCENARIO_HAPPENINGREADER_H
+#define HALVEX_BOARD_SCENARIO_HAPPENINGREADER_H
+
+#include "board/model/board.h"
+#include "board/scenario/tableReader.h"
+
+namespace halvexboard {
+
+// Each fills one entry from one table; the configuration's interfaces must have been read. They throw ScenarioError.
+void readEvent(TableReader& reader, const board_config& config, board_event_config& event);
+void readFault(TableReader& reader, const board_config& config, board_fault_config& fault);
+void readCost(TableReader& reader, const board_config& config, board_cost_config& cost);
+
+}  // namespace halvexboard
+
+#endif
