@@ -1,0 +1,11 @@
+// What the system's error numbers mean as codes of the platform layer.
+#pragma once
+
+#include <cstdint>
+
+namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000 {
+
+/// The code for an `errno`: 0 for 0, -52008 for one without a closer meaning and for one above 130.
+std::int32_t codeFromErrno(int error) noexcept;
+
+}  // namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000

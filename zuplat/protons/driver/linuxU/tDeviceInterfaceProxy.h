@@ -1,0 +1,53 @@
+// Carries method calls to a driver through the descriptor of its device node.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "zuplat/protons/driver/linuxU/iInterfaceProxy.h"
+
+namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000 {
+
+/// The argument of every method call, as the drivers read it.
+struct IoctlArgs {
+    std::uint64_t inAddress;
+    std::uint64_t outAddress;
+    std::uint32_t inSize;   ///< In bytes.
+    std::uint32_t outSize;  ///< In bytes.
+    std::uint64_t bytesReturned;
+};
+
+static_assert(sizeof(IoctlArgs) == 32);
+static_assert(offsetof(IoctlArgs, inAddress) == 0);
+static_assert(offsetof(IoctlArgs, outAddress) == 8);
+static_assert(offsetof(IoctlArgs, inSize) == 16);
+static_assert(offsetof(IoctlArgs, outSize) == 20);
+static_assert(offsetof(IoctlArgs, bytesReturned) == 24);
+
+/// Owns one descriptor, -1 while closed; 0 is a descriptor like any other. Threads: calls are serialised by the caller.
+/// Failure: a failed system call reports the code of its errno; a call on a closed proxy is made on descriptor -1 and
+/// reports what the system says to that.
+class tDeviceInterfaceProxy : public virtual iInterfaceProxy {
+public:
+    tDeviceInterfaceProxy() noexcept = default;
+    tDeviceInterfaceProxy(const tDeviceInterfaceProxy&) = delete;
+    tDeviceInterfaceProxy& operator=(const tDeviceInterfaceProxy&) = delete;
+    ~tDeviceInterfaceProxy() override;
+
+    bool close() noexcept override;
+    std::uint32_t ioctl(std::uint32_t request, const void* inBuffer, std::uint32_t inSize, void* outBuffer,
+                        std::uint32_t outSize, PlatStatus* status) noexcept override;
+    std::int32_t read(void* buffer, std::size_t length, PlatStatus* status) noexcept override;
+    std::int32_t write(const void* buffer, std::size_t length, PlatStatus* status) noexcept override;
+    void* map(std::uint16_t pageIndex, std::size_t length, MapAccess access, Mapping* mapping,
+              PlatStatus* status) noexcept override;
+    void unmap(Mapping* mapping) noexcept override;
+    bool isOpen() const noexcept override;
+    void open(const PathBuffer& path, PlatStatus* status) noexcept override;
+    void open(const char* path, PlatStatus* status) noexcept override;
+
+private:
+    std::int32_t descriptor_ = -1;
+};
+
+}  // namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000
