@@ -1,0 +1,44 @@
+// Owns one parsed JSON document.
+#include "zujsonlh/CppJson.h"
+
+#include <clocale>
+#include <locale.h>
+
+#include "zuerr/codes.h"
+#include "zuerr/exception.h"
+
+namespace zujsonlh {
+namespace {
+
+constexpr zuerr::ErrorSite kNoJson{zuerr::zuplaterr_invalidParameter, "zuplaterr_invalidParameter", "CppJson", 34};
+
+/// Gives this thread the C locale while it lives; cJSON reads numbers by the locale, and the host owns that of the process.
+/// Threads: bound to the thread that made it. Failure: without a C locale the host's one stays.
+class CLocale {
+public:
+    CLocale() noexcept : locale_(newlocale(LC_ALL_MASK, "C", nullptr)) {
+        if (locale_ != nullptr) former_ = uselocale(locale_);
+    }
+    ~CLocale() {
+        if (locale_ == nullptr) return;
+        uselocale(former_);
+        freelocale(locale_);
+    }
+    CLocale(const CLocale&) = delete;
+    CLocale& operator=(const CLocale&) = delete;
+
+private:
+    locale_t locale_;
+    locale_t former_ = nullptr;
+};
+
+}  // namespace
+
+void CppJson::parse(const char* text) {
+    reset();
+    const CLocale cLocale;
+    root_.reset(cJSON_Parse(text));
+    if (root_ == nullptr) raise(kNoJson);
+}
+
+}  // namespace zujsonlh
