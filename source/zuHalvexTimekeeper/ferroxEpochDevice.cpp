@@ -1,0 +1,114 @@
+// The Ferrox chip: the epoch master.
+#include "source/zuHalvexTimekeeper/ferroxEpochDevice.h"
+
+#include "interfaces/interfaceIdentifiers.h"
+#include "source/tools/platStatusException.h"
+#include "zuerr/codes.h"
+#include "zuplat/protons/enumeration/linuxU/tDeviceInterfaceIterator.h"
+
+namespace halvexTimekeeper {
+namespace {
+
+using namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000;
+using nHALVEXTIMEKEEPER_18_1::interfaceIdentifier;
+using nHALVEXTIMEKEEPER_18_1::InterfaceKind;
+
+constexpr const char* kFile = "ferroxEpochDevice";
+constexpr DriverCallSite kLoad{"Unable to load ", kFile, 44};
+constexpr DriverCallSite kReadPath{"Unable to load ", kFile, 56};
+constexpr DriverCallSite kOpen{"Unable to load ", kFile, 59};
+constexpr DriverCallSite kOpenAgain{"Unable to load ", kFile, 60};
+constexpr DriverCallSite kGetTime{"Unable to get time from ", kFile, 83};
+constexpr DriverCallSite kAdjustTime{"Unable to adjust time on ", kFile, 92};
+constexpr DriverCallSite kGenerateEpoch{"Unable to generate epoch from ", kFile, 106};
+constexpr DriverCallSite kReadEpoch{"Unable to generate epoch from ", kFile, 110};
+
+constexpr zuerr::ErrorSite kNoInterface{zuerr::zuplaterr_resourceNotFound, "zuplaterr_resourceNotFound", kFile, 49};
+
+constexpr zuerr::ErrorSite refusal(std::int32_t line) noexcept {
+    return {zuerr::zuplaterr_featureUnsupported, "zuplaterr_featureUnsupported", kFile, line};
+}
+
+// Kept on purpose: the refusals as they read, with their grammar, and a full stop after all but the slave's.
+constexpr const char* kNoSlave = "Ferrox can't be used as a epoch slave for this hardware";
+constexpr zuerr::ErrorSite kArmRefused = refusal(118);
+constexpr zuerr::ErrorSite kCaptureRefused = refusal(124);
+constexpr zuerr::ErrorSite kMetadataRefused = refusal(136);
+constexpr zuerr::ErrorSite kFlagRefused = refusal(142);
+constexpr zuerr::ErrorSite kSetFlagRefused = refusal(149);
+
+const std::string kName = "FerroxEpochDevice";
+
+}  // namespace
+
+FerroxEpochDevice::FerroxEpochDevice() { load(); }
+
+FerroxEpochDevice::~FerroxEpochDevice() { proxy_.close(); }
+
+const std::string& FerroxEpochDevice::getName() const { return kName; }
+
+QxmTimestamp FerroxEpochDevice::getTime() {
+    PlatStatus status;
+    const QxmTimestamp time = proxy_.getTime(&status);
+    throwIfDriverFailed(status, kGetTime, kName);
+    return time;
+}
+
+void FerroxEpochDevice::adjustTime(std::int64_t offsetNs) {
+    PlatStatus status;
+    proxy_.adjustTime(offsetNs, &status);
+    throwIfDriverFailed(status, kAdjustTime, kName);
+}
+
+bool FerroxEpochDevice::isEnabled() { return true; }
+
+QxmTimestamp FerroxEpochDevice::generateEpoch() {
+    PlatStatus status;
+    proxy_.generateEpochSignal(&status);
+    throwIfDriverFailed(status, kGenerateEpoch, kName);
+    const QxmTimestamp time = proxy_.getEpochTimestamp(&status);
+    throwIfDriverFailed(status, kReadEpoch, kName);
+    return time;
+}
+
+void FerroxEpochDevice::armEpochCapture() { raise(kArmRefused, {kNoSlave}); }
+
+QxmTimestamp FerroxEpochDevice::getEpochTimestamp() { raise(kCaptureRefused, {kNoSlave}); }
+
+void FerroxEpochDevice::reinitialize() {
+    proxy_.close();
+    load();
+}
+
+void FerroxEpochDevice::applyQxmMetadata(const std::string&) {
+    raise(kMetadataRefused, {"applyQxmMetadata not implemented for Ferrox."});
+}
+
+bool FerroxEpochDevice::hasBeenEpochAligned() {
+    raise(kFlagRefused, {"hasBeenEpochAligned not implemented for Ferrox. It is the epoch master."});
+}
+
+void FerroxEpochDevice::setHasBeenEpochAligned(bool) {
+    raise(kSetFlagRefused, {"setHasBeenEpochAligned not implemented for Ferrox. It is the epoch master."});
+}
+
+/// Opens the first instance of the driver interface; the proxy is closed before.
+void FerroxEpochDevice::load() {
+    PlatStatus status;
+    InterfaceIterator iterator;
+    const EnumerationGuard guard(iterator);
+    startEnumeration(&iterator, interfaceIdentifier(InterfaceKind::horlixFerrox), &status);
+    throwIfDriverFailed(status, kLoad, kName);
+
+    if (isAtEnd(iterator)) raise(kNoInterface, {"No matching Ferrox time sync interface was found."});
+
+    PathBuffer path;
+    readInterfacePath(iterator, &path, &status);
+    throwIfDriverFailed(status, kReadPath, kName);
+    proxy_.open(path, &status);
+    throwIfDriverFailed(status, kOpen, kName);
+    // Kept on purpose: a second look at the same status, which finds nothing.
+    throwIfDriverFailed(status, kOpenAgain, kName);
+}
+
+}  // namespace halvexTimekeeper

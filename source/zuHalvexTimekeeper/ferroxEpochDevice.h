@@ -1,0 +1,41 @@
+// The Ferrox chip: the epoch master.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "interfaces/tInterfaceProxy_HorlixFerrox.h"
+#include "source/zuHalvexTimekeeper/epochDeviceInterface.h"
+
+namespace halvexTimekeeper {
+
+/// The epoch device that every slave is aligned to. Owns the way to its driver, and keeps no other state. Threads: getTime
+/// may overlap any call but reinitialize, the rest is serialised by the timekeeper. Failure: throws zuerr::Exception with the
+/// code that driver or platform reported; what only a slave does is refused with zuplaterr_featureUnsupported.
+class FerroxEpochDevice final : public EpochDeviceInterface {
+public:
+    /// Opens the first driver interface that is found; zuplaterr_resourceNotFound when there is none.
+    FerroxEpochDevice();
+    FerroxEpochDevice(const FerroxEpochDevice&) = delete;
+    FerroxEpochDevice& operator=(const FerroxEpochDevice&) = delete;
+    ~FerroxEpochDevice() override;
+
+    const std::string& getName() const override;
+    QxmTimestamp getTime() override;
+    void adjustTime(std::int64_t offsetNs) override;
+    bool isEnabled() override;  ///< Always true; the hardware is not asked.
+    QxmTimestamp generateEpoch() override;
+    [[noreturn]] void armEpochCapture() override;
+    [[noreturn]] QxmTimestamp getEpochTimestamp() override;
+    void reinitialize() override;
+    [[noreturn]] void applyQxmMetadata(const std::string& metadata) override;
+    [[noreturn]] bool hasBeenEpochAligned() override;
+    [[noreturn]] void setHasBeenEpochAligned(bool value) override;
+
+private:
+    void load();
+
+    nHALVEXTIMEKEEPER_18_1::tInterfaceProxy_HorlixFerrox proxy_;
+};
+
+}  // namespace halvexTimekeeper
