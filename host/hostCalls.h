@@ -1,0 +1,86 @@
+// The twelve calls as this host makes them: each one told before and after, with one status for all of them.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include "host/hostStatus.h"
+#include "host/pluginLibrary.h"
+
+namespace halvexctl {
+
+/// A call that failed: with a status below 0, or, from the functions without a status, by an exception that left it.
+class CallFailure : public std::runtime_error {
+public:
+    CallFailure(std::string function, std::optional<std::int32_t> code, std::string information, bool wasHeldBefore);
+
+    const std::string& function() const noexcept { return function_; }
+    std::optional<std::int32_t> code() const noexcept { return code_; }  ///< Nothing: an exception of an unknown kind.
+    const std::string& information() const noexcept { return information_; }  ///< JSON text, or empty.
+    /// The status held the error before the call, so the library did nothing.
+    bool wasHeldBefore() const noexcept { return wasHeldBefore_; }
+
+private:
+    std::string function_;
+    std::optional<std::int32_t> code_;
+    std::string information_;
+    bool wasHeldBefore_;
+};
+
+/// Makes the calls. Borrows the library; owns the status. Threads: thread-bound. Failure: CallFailure; a warning is kept in
+/// the status and does not stop anything.
+class HostCalls {
+public:
+    using Echo = std::function<void(const std::string& line)>;
+
+    HostCalls(const PluginFunctions& functions, Echo echo) : functions_(functions), echo_(std::move(echo)) {}
+
+    std::uint32_t getApiVersion();
+    std::string getName();
+    bool isSeeded();
+    std::int32_t getMinCorrectionPpb();
+    std::int32_t getMaxCorrectionPpb();
+    void setCorrectionPpb(std::int32_t correctionPpb);
+    std::int32_t getCorrectionPpb();
+    void snapTime(std::int64_t offsetNs);
+    std::uint64_t getTimeNs();
+    void applyMetaData(const std::string& document);
+    void initialize();
+    void finalize();
+
+    const HostStatus& status() const noexcept { return status_; }
+    std::uint64_t count() const noexcept { return count_; }  ///< Calls made so far.
+    void clearStatus();
+
+    /// While it lives calls are not told; for loops of measurements, which tell their own line.
+    class Quiet {
+    public:
+        explicit Quiet(HostCalls& calls) : calls_(calls), before_(calls.quiet_) { calls_.quiet_ = true; }
+        ~Quiet() { calls_.quiet_ = before_; }
+        Quiet(const Quiet&) = delete;
+        Quiet& operator=(const Quiet&) = delete;
+
+    private:
+        HostCalls& calls_;
+        bool before_;
+    };
+    void tell(const std::string& line);
+
+private:
+    template <typename Call>
+    void callWithStatus(const char* function, const std::string& arguments, Call call);
+    template <typename Call>
+    void callWithoutStatus(const char* function, Call call);
+    void tellResult(const std::string& text);
+
+    const PluginFunctions& functions_;
+    Echo echo_;
+    HostStatus status_;
+    bool quiet_ = false;
+    std::uint64_t count_ = 0;
+};
+
+}  // namespace halvexctl

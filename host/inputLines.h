@@ -1,0 +1,12 @@
+// Lines of standard input carried out as they come, until there are no more or a stop is requested.
+#pragma once
+
+namespace halvexctl {
+
+class Session;
+
+/// The session stays up while lines are awaited. A line that cannot be read is complained about and counts as a usage error.
+/// Threads: thread-bound. Failure: std::system_error when the input cannot be read.
+void runLines(Session& session);
+
+}  // namespace halvexctl

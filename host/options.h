@@ -1,0 +1,34 @@
+// The options of the command line, before and between the verbs.
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace halvexctl {
+
+struct Options {
+    std::string library;  ///< Empty: the default.
+    bool json = false;
+    bool echo = false;
+    bool yes = false;
+    std::vector<std::string> words;  ///< The verbs and their arguments, in order.
+};
+
+/// What is to be done about the command line.
+struct ReadOptions {
+    Options options;
+    bool isOver = false;       ///< Help or version was asked for, or the line is wrong: `text` says it.
+    bool isUsageError = false;
+    std::string text;
+};
+
+/// Reads the command line; throws nothing of its own. Reentrant.
+ReadOptions readOptions(int argc, const char* const* argv);
+
+std::span<const std::string_view> optionNames();
+std::string helpText();                      ///< All options and verbs.
+std::string verbHelpText(std::string_view verb);  ///< One verb; empty when there is none of that name.
+
+}  // namespace halvexctl

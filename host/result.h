@@ -1,0 +1,52 @@
+// What one verb came to, for people and for programs alike.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+namespace halvexctl {
+
+enum class Outcome { ok, warning, failed, skipped };
+
+/// One value, said both ways. Keys are camelCase and carry their unit ("offsetNs"). Without a label the text leaves it out.
+struct Field {
+    std::string key;
+    nlohmann::ordered_json value;
+    std::string label;
+    std::string text;
+};
+
+struct ErrorReport {
+    std::string function;
+    std::optional<std::int32_t> code;
+    std::string information;  ///< The JSON error information as received, or empty.
+};
+
+struct Result {
+    std::string verb;
+    std::string argument;
+    Outcome outcome = Outcome::ok;
+    std::vector<Field> fields;
+    std::string message;  ///< Why it failed or what is to be minded; a sentence, or empty.
+    std::optional<ErrorReport> error;
+
+    void add(std::string key, nlohmann::ordered_json value, std::string label, std::string text) {
+        fields.push_back({std::move(key), std::move(value), std::move(label), std::move(text)});
+    }
+    void warn(std::string sentence) {
+        outcome = Outcome::warning;
+        message = std::move(sentence);
+    }
+};
+
+/// What the program returns to the shell.
+enum class ExitCode : int { ok = 0, warnings = 1, usage = 2, failure = 3 };
+
+/// The graver of the two: failure, usage, warnings, ok.
+constexpr ExitCode graver(ExitCode one, ExitCode other) { return one > other ? one : other; }
+
+}  // namespace halvexctl

@@ -1,0 +1,51 @@
+// Results as text for people: a heading for each verb, its values below in aligned columns.
+#include "host/textPrinter.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace halvexctl {
+
+void TextPrinter::line(std::FILE* stream, const std::string& text) {
+    fmt::print(stream, "{}\n", text);
+    std::fflush(stream);
+}
+
+void TextPrinter::begin(const std::string& verb, const std::string& argument) {
+    line(output_, argument.empty() ? verb : verb + " " + argument);
+}
+
+void TextPrinter::note(const std::string& sentence) { line(output_, "  " + sentence); }
+
+void TextPrinter::call(const std::string& text) { line(output_, "  " + text); }
+
+void TextPrinter::result(const Result& result) {
+    std::size_t width = 0;
+    for (const Field& field : result.fields) {
+        width = std::max(width, field.label.size());
+    }
+    for (const Field& field : result.fields) {
+        if (!field.label.empty()) {
+            line(output_, fmt::format("  {:<{}}  {}", field.label, width, field.text));
+        }
+    }
+    switch (result.outcome) {
+        case Outcome::ok:
+            break;
+        case Outcome::warning:
+            line(output_, "  warning: " + result.message);
+            break;
+        case Outcome::failed:
+            line(errors_, fmt::format("halvexctl: {}: {}", result.verb, result.message));
+            break;
+        case Outcome::skipped:
+            line(errors_, fmt::format("halvexctl: not carried out: {}{}{}", result.verb, result.argument.empty() ? "" : " ",
+                                      result.argument));
+            break;
+    }
+}
+
+void TextPrinter::complaint(const std::string& sentence) { line(errors_, "halvexctl: " + sentence); }
+
+}  // namespace halvexctl

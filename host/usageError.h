@@ -1,0 +1,13 @@
+// What the user typed cannot be carried out; the text is a sentence for the user.
+#pragma once
+
+#include <stdexcept>
+
+namespace halvexctl {
+
+class UsageError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+}  // namespace halvexctl

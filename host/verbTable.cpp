@@ -1,0 +1,134 @@
+// The verbs: names, arguments, help and what reads and carries them out.
+#include <fmt/format.h>
+
+#include <array>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <memory>
+
+#include "host/command.h"
+#include "host/stepRule.h"
+#include "host/units.h"
+#include "host/usageError.h"
+#include "host/verbActions.h"
+
+namespace halvexctl {
+namespace {
+
+Argument readHelpTopic(WordReader& words, const ReadingRules&) {
+    const std::string* topic = words.peek();
+    if (topic == nullptr) {
+        return {};
+    }
+    if (findVerb(*topic) == nullptr) {
+        throw UsageError(fmt::format("there is no help on \"{}\"; halvexctl --help lists the verbs", *topic));
+    }
+    return words.take();
+}
+
+Argument readStep(WordReader& words, const ReadingRules& rules) {
+    const std::string& text = words.takeArgument("step", "OFFSET");
+    const std::int64_t offsetNs = readOffsetNs(text);
+    if (stepNeedsConfirmation(offsetNs) && !rules.yes) {
+        throw UsageError(fmt::format("step {} would move the time {}; add --yes if that is meant", text,
+                                     offsetNs < 0 ? "backward" : "by more than 1 s"));
+    }
+    return offsetNs;
+}
+
+Argument readCorrection(WordReader& words, const ReadingRules&) {
+    return words.nextIsNumber() ? Argument(readCorrectionPpb(words.take())) : Argument();
+}
+
+Argument readCode(WordReader& words, const ReadingRules&) {
+    return words.nextIsNumber() ? Argument(readErrorCode(words.take())) : Argument();
+}
+
+Argument readDriftDuration(WordReader& words, const ReadingRules&) {
+    const std::string& text = words.takeArgument("drift", "DURATION");
+    const std::int64_t durationNs = readDurationNs(text);
+    if (durationNs == 0) {
+        throw UsageError("drift needs a duration above 0");
+    }
+    return durationNs;
+}
+
+Argument readWaitDuration(WordReader& words, const ReadingRules&) {
+    return readDurationNs(words.takeArgument("wait", "DURATION"));
+}
+
+Argument readRemark(WordReader& words, const ReadingRules&) { return words.takeArgument("remark", "TEXT"); }
+
+Argument readDocument(WordReader& words, const ReadingRules&) {
+    const std::string& source = words.takeArgument("apply-metadata", "FILE");
+    if (source == "-") {
+        return Document{"the command line", words.takeArgument("apply-metadata -", "JSON text")};
+    }
+    std::ifstream file(source, std::ios::binary);
+    std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    if (!file.is_open() || file.bad()) {
+        throw UsageError(fmt::format("cannot read {}", source));
+    }
+    if (text.find('\0') != std::string::npos) {
+        throw UsageError(fmt::format("{} holds a NUL; the library would see only what stands before it", source));
+    }
+    return Document{source, std::move(text)};
+}
+
+constexpr std::array<Verb, 18> kVerbs{{
+    {"info", "", "Show the library, its name, limits and correction",
+     "  One look at everything that can be asked without changing anything.", true, nullptr, &actions::info},
+    {"version", "", "Show the version of the library's interface", "", false, nullptr, &actions::version},
+    {"name", "", "Show the timekeeper's name", "  Before initialisation the library throws; after finalize that can be seen.",
+     true, nullptr, &actions::name},
+    {"seeded", "", "Show whether the time has been seeded", "  Before initialisation the library throws; after finalize that can be seen.",
+     true, nullptr, &actions::seeded},
+    {"init", "", "Initialise the library",
+     "  Done by itself before the first verb that needs it, unless the library was finalised by the verb finalize.", false, nullptr,
+     &actions::init},
+    {"get", "", "Read the time", "  Shown as ISO 8601 and as nanoseconds since 1970-01-01 00:00:00.", true, nullptr, &actions::get},
+    {"step", "OFFSET", "Step the time, for example +1.5ms",
+     "  The unit is required: ns, us, ms or s. The library cuts the offset toward zero to a multiple of 200 ns; what that\n"
+     "  makes of it is said beforehand. Afterwards the time is measured against CLOCK_MONOTONIC_RAW, because the\n"
+     "  library gives up without an error when its devices are busy for more than 15 ms.\n"
+     "  A step backward, or over 1 s, needs --yes.",
+     true, &readStep, &actions::step},
+    {"freq", "[PPB]", "Steer the oscillator, or show the correction",
+     "  Units: ppb (also without one) or ppm. The limits are asked first; what the driver reads back is shown.\n"
+     "  A correction beyond the limits is handed to the library only with --yes.",
+     true, &readCorrection, &actions::freq},
+    {"limits", "", "Show the lowest and highest correction", "", true, nullptr, &actions::limits},
+    {"drift", "DURATION", "Measure the time against CLOCK_MONOTONIC_RAW",
+     "  The rate in ppb over the duration, with a bound from the time that the readings themselves took.\n"
+     "  Units: ns, us, ms, s; a bare number counts seconds. A step meanwhile spoils the measurement.",
+     true, &readDriftDuration, &actions::drift},
+    {"wait", "DURATION", "Wait", "  Units: ns, us, ms, s; a bare number counts seconds.", false, &readWaitDuration, &actions::wait},
+    {"apply-metadata", "FILE", "Hand over a metadata document",
+     "  FILE is read before anything is carried out. With - in its place the next word is the JSON text itself:\n"
+     "  apply-metadata - '{\"selectedTRInstID\":\"gm\"}'",
+     true, &readDocument, &actions::applyMetadata},
+    {"expect-error", "[CODE]", "The next call must fail, with this code",
+     "  An error met by the library's own thread reaches the next call, once: expect-error -52024 get clear get.\n"
+     "  The failure then counts as success, and anything else as a failure. Verbs without a call in between do not count.",
+     false, &readCode, &actions::expectError},
+    {"clear", "", "Reset the host's status",
+     "  One status serves the whole session. While it holds an error the library carries nothing out.", false, nullptr,
+     &actions::clear},
+    {"remark", "TEXT", "Write a line to syslog", "  At LOG_INFO, to find the place in the log again.", false, &readRemark,
+     &actions::remark},
+    {"finalize", "", "Finalise the library",
+     "  Done by itself at the end. After this verb nothing is initialised unasked: get then shows the library's refusal.", false,
+     nullptr, &actions::finalize},
+    {"run", "", "Stay up and read verbs from standard input",
+     "  Line by line until the input ends or SIGINT or SIGTERM arrives. Quotes work as in a shell, # starts a comment.\n"
+     "  A line that fails does not end the session; clear resets the status.",
+     true, nullptr, &actions::run},
+    {"help", "[VERB]", "Show the help, or that of one verb", "", false, &readHelpTopic, &actions::help},
+}};
+
+}  // namespace
+
+std::span<const Verb> verbs() { return kVerbs; }
+
+}  // namespace halvexctl
