@@ -7,6 +7,13 @@
 
 #include "zuerr/zuerr_Status.h"
 
+/** Marks what the library shows to its host. */
+#if defined(__GNUC__)
+#define ZUQXMTK_API __attribute__((visibility("default")))
+#else
+#define ZUQXMTK_API
+#endif
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -41,7 +48,7 @@ extern "C" {
 typedef uint64_t QxmTimestamp;
 
 /** The version of this interface: always 2, in every state. Touches nothing. */
-uint32_t zuqxmtk_getAPIVersion(void);
+ZUQXMTK_API uint32_t zuqxmtk_getAPIVersion(void);
 
 /**
  * Copies the timekeeper's name, "HalvexTimekeeper", with its NUL into `name`, which must have room for it (17 bytes; there is
@@ -50,25 +57,25 @@ uint32_t zuqxmtk_getAPIVersion(void);
  * Before initialisation this function has no way to report: a C++ exception derived from std::exception leaves it, whose
  * what() is the JSON error information of -52010. A C host must not call it then.
  */
-void zuqxmtk_getName(char* name);
+ZUQXMTK_API void zuqxmtk_getName(char* name);
 
 /** Whether the time has been seeded from the system clock: true whenever initialised. Before: as zuqxmtk_getName. */
-bool zuqxmtk_isSeeded(void);
+ZUQXMTK_API bool zuqxmtk_isSeeded(void);
 
 /** The lowest correction in ppb, -62000; 0 on failure. Makes no system call. */
-int32_t zuqxmtk_getMinCorrectionPerSecond(zuerr_Status* status);
+ZUQXMTK_API int32_t zuqxmtk_getMinCorrectionPerSecond(zuerr_Status* status);
 
 /** The highest correction in ppb, 62000; 0 on failure. Makes no system call. */
-int32_t zuqxmtk_getMaxCorrectionPerSecond(zuerr_Status* status);
+ZUQXMTK_API int32_t zuqxmtk_getMaxCorrectionPerSecond(zuerr_Status* status);
 
 /**
  * Steers the board's oscillator by `correction` ppb, -62000 to 62000, at once and until the next call. A value out of range is
  * refused with -52005 and the previous correction stays in force; -52024 when the driver cannot be written.
  */
-void zuqxmtk_setCorrectionPerSecond(int32_t correction, zuerr_Status* status);
+ZUQXMTK_API void zuqxmtk_setCorrectionPerSecond(int32_t correction, zuerr_Status* status);
 
 /** Reads the correction in force, in ppb, back from the driver; -52024 or -52003 when that fails. */
-void zuqxmtk_getCorrectionPerSecond(int32_t* correction, zuerr_Status* status);
+ZUQXMTK_API void zuqxmtk_getCorrectionPerSecond(int32_t* correction, zuerr_Status* status);
 
 /**
  * Steps the time by `offset` ns, cut toward zero to a multiple of 200 ns: first the master, then the system clock; all other
@@ -77,17 +84,17 @@ void zuqxmtk_getCorrectionPerSecond(int32_t* correction, zuerr_Status* status);
  *
  * When the devices are busy for more than 15 ms the call gives up silently: no error, and no clock is touched.
  */
-void zuqxmtk_snapTime(int64_t offset, zuerr_Status* status);
+ZUQXMTK_API void zuqxmtk_snapTime(int64_t offset, zuerr_Status* status);
 
 /** Reads the time, in ns. One driver call; never waits for an alignment. -52024, -52006 … when the driver fails. */
-void zuqxmtk_getTime(QxmTimestamp* time, zuerr_Status* status);
+ZUQXMTK_API void zuqxmtk_getTime(QxmTimestamp* time, zuerr_Status* status);
 
 /**
  * Hands over metadata about the time references: a JSON document, NUL-terminated, copied and not parsed here. The monitoring
  * thread is woken and gives it to the devices; what they find wrong with it is reported by a later call. When the devices are
  * busy for more than 15 ms the text is dropped silently. A null pointer is reported as -52003.
  */
-void zuqxmtk_applyMetaData(const char* metadata, zuerr_Status* status);
+ZUQXMTK_API void zuqxmtk_applyMetaData(const char* metadata, zuerr_Status* status);
 
 /**
  * Finds the hardware, starts `phc2sys`, seeds the time from the system clock, aligns every clock and starts the monitoring
@@ -99,13 +106,13 @@ void zuqxmtk_applyMetaData(const char* metadata, zuerr_Status* status);
  *
  * Must not be called again before zuqxmtk_finalize: the call would wait for the former monitoring thread for ever.
  */
-void zuqxmtk_initialize(zuerr_Status* status);
+ZUQXMTK_API void zuqxmtk_initialize(zuerr_Status* status);
 
 /**
  * Stops the monitoring thread (its pass is finished first), kills `phc2sys` and releases the hardware. Harmless when not
  * initialised. A device that cannot be released ends the process.
  */
-void zuqxmtk_finalize(void);
+ZUQXMTK_API void zuqxmtk_finalize(void);
 
 #ifdef __cplusplus
 }

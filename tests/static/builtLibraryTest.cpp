@@ -1,0 +1,73 @@
+// What the built library shows to the world, and how it is hardened.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdio>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using testing::Contains;
+using testing::ContainsRegex;
+using testing::HasSubstr;
+using testing::Not;
+
+std::string outputOf(const std::string& command) {
+    const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
+    std::string output;
+    std::array<char, 4096> buffer;
+    while (const size_t count = fread(buffer.data(), 1, buffer.size(), pipe.get())) output.append(buffer.data(), count);
+    return output;
+}
+
+std::string ofLibrary(const std::string& command) { return outputOf(command + " " HALVEX_LIBRARY " 2>&1"); }
+
+TEST(BuiltLibrary, ShowsExactlyTheTwelveFunctions) {
+    std::istringstream lines(ofLibrary("nm -D --defined-only"));
+    std::vector<std::string> symbols;
+    for (std::string address, type, symbol; lines >> address >> type >> symbol;) {
+        EXPECT_EQ(type, "T") << symbol;
+        symbols.push_back(symbol);
+    }
+    EXPECT_THAT(symbols, testing::UnorderedElementsAre(
+                             "zuqxmtk_getAPIVersion", "zuqxmtk_getName", "zuqxmtk_isSeeded",
+                             "zuqxmtk_getMinCorrectionPerSecond", "zuqxmtk_getMaxCorrectionPerSecond",
+                             "zuqxmtk_setCorrectionPerSecond", "zuqxmtk_getCorrectionPerSecond", "zuqxmtk_snapTime",
+                             "zuqxmtk_getTime", "zuqxmtk_applyMetaData", "zuqxmtk_initialize", "zuqxmtk_finalize"));
+}
+
+TEST(BuiltLibrary, BindsEverythingAtLoadAndKeepsTheResultReadOnly) {
+    EXPECT_THAT(ofLibrary("readelf -dW"), ContainsRegex("FLAGS.*(BIND_NOW|NOW)"));
+    EXPECT_THAT(ofLibrary("readelf -lW"), HasSubstr("GNU_RELRO"));
+}
+
+TEST(BuiltLibrary, HasAStackThatCannotBeExecuted) {
+    EXPECT_THAT(ofLibrary("readelf -lW"), ContainsRegex("GNU_STACK.* RW "));
+}
+
+TEST(BuiltLibrary, CarriesTheMarksOfControlFlowEnforcement) {
+    EXPECT_THAT(ofLibrary("readelf -nW"), HasSubstr("IBT, SHSTK"));
+}
+
+TEST(BuiltLibrary, NeedsNoSearchPathAndCanBeLoadedAtRunTime) {
+    const std::string dynamic = ofLibrary("readelf -dW");
+    EXPECT_THAT(dynamic, Not(ContainsRegex("RPATH|RUNPATH")));
+    EXPECT_THAT(dynamic, Not(HasSubstr("NOOPEN")));
+    EXPECT_THAT(dynamic, ContainsRegex("NEEDED.*libcjson"));
+}
+
+TEST(BuiltLibrary, ProtectsItsStackFrames) { EXPECT_THAT(ofLibrary("nm -D"), HasSubstr("__stack_chk_fail")); }
+
+TEST(BuiltLibrary, CanBeUnloadedSinceNoSymbolIsUnique) {
+    EXPECT_THAT(ofLibrary("readelf -sW"), Not(HasSubstr(" UNIQUE ")));
+}
+
+#ifdef _FORTIFY_SOURCE
+TEST(BuiltLibrary, IsFortified) { EXPECT_THAT(ofLibrary("nm -D"), ContainsRegex("__[a-z]+_chk")); }
+#endif
+
+}  // namespace

@@ -1,0 +1,231 @@
+// The floor plan and the habits of the tree, read from its files.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+using Names = std::vector<std::string>;
+
+const fs::path kRoot = HALVEX_SOURCE_DIR;
+
+std::string contentOf(const fs::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream content;
+    content << file.rdbuf();
+    return content.str();
+}
+
+/// Every C and C++ file below a folder of the tree, named from the root.
+Names sourcesBelow(const std::string& folder) {
+    static const std::set<std::string> kEndings{".h", ".c", ".cpp"};
+    Names sources;
+    if (!fs::exists(kRoot / folder)) return sources;
+    for (const auto& entry : fs::recursive_directory_iterator(kRoot / folder)) {
+        if (kEndings.contains(entry.path().extension())) sources.push_back(fs::relative(entry.path(), kRoot));
+    }
+    std::sort(sources.begin(), sources.end());
+    return sources;
+}
+
+/// What a file includes in quotes: the project's own headers.
+Names includesOf(const std::string& source) {
+    static const std::regex kInclude(R"(^\s*#\s*include\s*"([^"]+)\")");
+    Names includes;
+    std::istringstream lines(contentOf(kRoot / source));
+    std::smatch match;
+    for (std::string line; std::getline(lines, line);) {
+        if (std::regex_search(line, match, kInclude)) includes.push_back(match[1]);
+    }
+    return includes;
+}
+
+std::string unitOf(const std::string& path) { return fs::path(path).stem(); }
+bool isBelow(const std::string& path, const std::string& folder) { return path.starts_with(folder + "/"); }
+
+/// The rooms of the plug-in's own folder.
+enum class Room { componentInterface, device, timekeeper, entry };
+
+const std::map<std::string, Room>& rooms() {
+    static const std::map<std::string, Room> kRooms{
+        {"clockInterface", Room::componentInterface},
+        {"epochDeviceInterface", Room::componentInterface},
+        {"freqSteeringDeviceInterface", Room::componentInterface},
+        {"timekeeperInterface", Room::componentInterface},
+        {"i210EpochDevice", Room::device},
+        {"i210EpochHelpers", Room::device},
+        {"fpgaEpochDevice", Room::device},
+        {"timeReferenceMetadata", Room::device},
+        {"ferroxEpochDevice", Room::device},
+        {"si514FreqSteeringDevice", Room::device},
+        {"systemTimeClock", Room::device},
+        {"halvexTimekeeper", Room::timekeeper},
+        {"epochAlignment", Room::timekeeper},
+        {"timeDifference", Room::timekeeper},
+        {"monitoringThread", Room::timekeeper},
+        {"halvexTimekeeperPlugin", Room::entry},
+        {"pluginState", Room::entry},
+        {"pluginLifecycle", Room::entry},
+        {"callFrame", Room::entry},
+        {"i210EpochDeviceFactory", Room::entry},
+    };
+    return kRooms;
+}
+
+const std::string kPlugin = "source/zuHalvexTimekeeper";
+
+Room roomOf(const std::string& source) {
+    const auto room = rooms().find(unitOf(source));
+    if (room == rooms().end()) {
+        ADD_FAILURE() << source << " has no room in the floor plan";
+        return Room::entry;
+    }
+    return room->second;
+}
+
+/// The device that a unit belongs to: a device may use its own helpers, and no other device.
+std::string deviceOf(const std::string& source) {
+    const std::string unit = unitOf(source);
+    if (unit == "i210EpochHelpers") return "i210EpochDevice";
+    if (unit == "timeReferenceMetadata") return "fpgaEpochDevice";
+    return unit;
+}
+
+bool mayPluginInclude(const std::string& source, const std::string& included) {
+    if (!isBelow(included, kPlugin)) {
+        switch (roomOf(source)) {
+            case Room::componentInterface: return included == "source/tools/qxmTimestamp.h";
+            case Room::device:
+                return isBelow(included, "zuerr") || isBelow(included, "zuplat") || isBelow(included, "zujsonlh") ||
+                       isBelow(included, "interfaces") || isBelow(included, "source/tools");
+            case Room::timekeeper:
+                return isBelow(included, "zuerr") || isBelow(included, "source/tools") ||
+                       isBelow(included, "zuplat/quarks");
+            case Room::entry: return !isBelow(included, "board") && !isBelow(included, "tests");
+        }
+    }
+    const Room from = roomOf(source);
+    const Room to = roomOf(included);
+    if (to == Room::componentInterface) return true;
+    if (from == Room::device) return to == Room::device && deviceOf(source) == deviceOf(included);
+    if (from == Room::timekeeper) return to == Room::timekeeper;
+    return from == Room::entry;
+}
+
+/// Which folders the files of a folder may include from; the plug-in's own folder has rules of its own.
+bool mayInclude(const std::string& source, const std::string& included) {
+    if (isBelow(source, "zuerr")) return isBelow(included, "zuerr");
+    if (isBelow(source, "zuplat")) return isBelow(included, "zuplat") || included == "zuerr/codes.h";
+    if (isBelow(source, "zujsonlh")) return isBelow(included, "zujsonlh") || isBelow(included, "zuerr");
+    if (isBelow(source, "interfaces")) return isBelow(included, "interfaces") || isBelow(included, "zuplat");
+    if (isBelow(source, "source/tools")) {
+        return isBelow(included, "source/tools") || isBelow(included, "zuerr") || included == "zuplat/platStatus.h";
+    }
+    if (isBelow(source, "include")) return included == "zuerr/zuerr_Status.h";
+    return mayPluginInclude(source, included);
+}
+
+const Names kProductFolders{"zuerr", "zuplat", "zujsonlh", "interfaces", "source", "include"};
+
+Names productSources() {
+    Names sources;
+    for (const auto& folder : kProductFolders) {
+        const Names below = sourcesBelow(folder);
+        sources.insert(sources.end(), below.begin(), below.end());
+    }
+    return sources;
+}
+
+TEST(FloorPlan, IsReadFromATreeThatIsThere) { EXPECT_GT(productSources().size(), 40U); }
+
+TEST(FloorPlan, LetsIncludesPointDownwardOnly) {
+    for (const auto& source : productSources()) {
+        for (const auto& included : includesOf(source)) {
+            EXPECT_TRUE(fs::exists(kRoot / included)) << source << " does not name " << included << " from the root";
+            EXPECT_TRUE(mayInclude(source, included)) << source << " may not include " << included;
+        }
+    }
+}
+
+TEST(FloorPlan, WouldNoticeADeviceThatIncludesAnother) {
+    EXPECT_FALSE(mayInclude(kPlugin + "/fpgaEpochDevice.cpp", kPlugin + "/ferroxEpochDevice.h"));
+    EXPECT_FALSE(mayInclude(kPlugin + "/halvexTimekeeper.cpp", kPlugin + "/i210EpochDevice.h"));
+    EXPECT_FALSE(mayInclude("zuplat/platStatus.cpp", "zuerr/exception.h"));
+    EXPECT_TRUE(mayInclude(kPlugin + "/i210EpochDevice.cpp", kPlugin + "/i210EpochHelpers.h"));
+}
+
+TEST(FloorPlan, KeepsTheBoardAndTheProductApart) {
+    for (const auto& source : sourcesBelow("board")) {
+        for (const auto& included : includesOf(source)) {
+            const bool isProduct = std::any_of(kProductFolders.begin(), kProductFolders.end(),
+                                               [&](const auto& folder) { return isBelow(included, folder); });
+            EXPECT_FALSE(isProduct) << source << " includes " << included;
+        }
+    }
+    for (const auto& source : productSources()) {
+        for (const auto& included : includesOf(source)) EXPECT_FALSE(isBelow(included, "board")) << source;
+    }
+}
+
+TEST(FloorPlan, ShowsHostsAndBoundaryTestsThePublicHeadersOnly) {
+    for (const std::string folder : {"host", "tests/boundary"}) {
+        for (const auto& source : sourcesBelow(folder)) {
+            for (const auto& included : includesOf(source)) {
+                const bool isOwn = included.find('/') == std::string::npos || isBelow(included, "host") ||
+                                   isBelow(included, "tests");
+                const bool isPublic = included == "zuqxmtk.h" || included == "include/zuqxmtk.h" ||
+                                      included == "zuerr/zuerr_Status.h";
+                EXPECT_TRUE(isOwn || isPublic) << source << " includes " << included;
+            }
+        }
+    }
+}
+
+TEST(Sources, SayInTheirFirstLineWhatTheyAre) {
+    for (const std::string folder : {"zuerr", "zuplat", "zujsonlh", "interfaces", "source", "include", "board", "host", "tests"}) {
+        for (const auto& source : sourcesBelow(folder)) {
+            const std::string content = contentOf(kRoot / source);
+            EXPECT_TRUE(content.starts_with("// ") || content.starts_with("/* ")) << source;
+        }
+    }
+}
+
+TEST(Sources, RecordErrorLinesAsData) {
+    for (const auto& source : productSources()) {
+        EXPECT_EQ(contentOf(kRoot / source).find("__LINE__"), std::string::npos) << source;
+    }
+}
+
+TEST(Sources, StayShortOfThreeThousandLines) {
+    for (const std::string folder : {"zuerr", "zuplat", "zujsonlh", "interfaces", "source", "board", "host", "tests"}) {
+        for (const auto& source : sourcesBelow(folder)) {
+            const std::string content = contentOf(kRoot / source);
+            EXPECT_LT(std::count(content.begin(), content.end(), '\n'), 3000) << source;
+        }
+    }
+}
+
+TEST(Sources, NameEveryErrorSiteOfAUnitOnce) {
+    static const std::regex kSite(R"(ErrorSite\s+\w+\{[^}]*?"(\w+)\",\s*(\d+)\})");
+    std::map<std::pair<std::string, std::string>, std::string> sites;
+    for (const auto& source : productSources()) {
+        const std::string content = contentOf(kRoot / source);
+        for (std::sregex_iterator match(content.begin(), content.end(), kSite), end; match != end; ++match) {
+            const auto [earlier, isNew] = sites.emplace(std::pair{(*match)[1].str(), (*match)[2].str()}, source);
+            EXPECT_TRUE(isNew) << source << " and " << earlier->second << " report " << (*match)[1] << ":" << (*match)[2];
+        }
+    }
+    EXPECT_GT(sites.size(), 5U);
+}
+
+}  // namespace
