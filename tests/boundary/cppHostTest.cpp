@@ -1,0 +1,122 @@
+// A host in C++17 that is linked with the library; runs on the simulated controller.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "zuqxmtk.h"
+
+namespace {
+
+bool reallocJson(zuerr_Status* status, std::uint32_t size) {
+    if (size == 0) {
+        std::free(status->json);
+        *status = {status->code, 0, status->reallocJson, nullptr};
+        return true;
+    }
+    if (size <= status->capacity) return true;
+    auto* const buffer = static_cast<char*>(std::calloc(1, size));
+    if (buffer == nullptr) return false;
+    std::strcpy(buffer, status->json != nullptr ? status->json : "{}");
+    buffer[size - 1] = 'J';
+    std::free(status->json);
+    *status = {status->code, size, status->reallocJson, buffer};
+    return true;
+}
+
+struct Status : zuerr_Status {
+    Status() : zuerr_Status{0, 0, reallocJson, nullptr} {}
+    ~Status() { reallocJson(this, 0); }
+    std::string text() const { return json != nullptr ? json : ""; }
+};
+
+/// An initialised library around each test.
+class LinkedHost : public testing::Test {
+protected:
+    LinkedHost() {
+        Status status;
+        zuqxmtk_initialize(&status);
+        EXPECT_EQ(status.code, 0) << status.text();
+    }
+    ~LinkedHost() override { zuqxmtk_finalize(); }
+
+    static std::uint64_t getTime() {
+        Status status;
+        QxmTimestamp time = 0;
+        zuqxmtk_getTime(&time, &status);
+        EXPECT_EQ(status.code, 0) << status.text();
+        return time;
+    }
+};
+
+TEST_F(LinkedHost, SeesTimeRise) {
+    const auto before = getTime();
+    std::this_thread::sleep_for(std::chrono::seconds(10));
+    const auto passedNs = getTime() - before;
+    EXPECT_GT(passedNs, 9'990'000'000U);
+    EXPECT_LT(passedNs, 10'010'000'000U);
+}
+
+TEST_F(LinkedHost, IsRefusedACorrectionOutOfRange) {
+    Status status;
+    zuqxmtk_setCorrectionPerSecond(62001, &status);
+    EXPECT_EQ(status.code, -52005);
+    EXPECT_NE(status.text().find("si514: requested ppb value 62001 is beyond the supported range: [62000, -62000]"),
+              std::string::npos)
+        << status.text();
+}
+
+TEST_F(LinkedHost, IsToldOfBrokenMetadataByALaterCall) {
+    Status status;
+    zuqxmtk_applyMetaData("not JSON", &status);
+    EXPECT_EQ(status.code, 0) << "the text is not parsed here";
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    QxmTimestamp time = 7;
+    zuqxmtk_getTime(&time, &status);
+    EXPECT_EQ(status.code, -52005);
+    EXPECT_EQ(time, 7U);
+    Status next;
+    zuqxmtk_applyMetaData("{}", &next);  // else every pass fails again
+    EXPECT_EQ(next.code, 0) << next.text();
+}
+
+TEST_F(LinkedHost, MayCallFromSeveralThreadsAtOnce) {
+    std::atomic<int> failures{0};
+    std::vector<std::thread> threads;
+    for (int number = 0; number < 4; ++number) {
+        threads.emplace_back([&failures, number] {
+            for (int round = 0; round < 200; ++round) {
+                Status status;
+                QxmTimestamp time = 0;
+                std::int32_t correctionPpb = 0;
+                zuqxmtk_getTime(&time, &status);
+                zuqxmtk_setCorrectionPerSecond(number * 100, &status);
+                zuqxmtk_getCorrectionPerSecond(&correctionPpb, &status);
+                if (round % 50 == 0) zuqxmtk_snapTime(1000 * number, &status);
+                if (status.code != 0 || time == 0 || correctionPpb % 100 != 0) ++failures;
+            }
+        });
+    }
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(failures, 0);
+}
+
+TEST(HostThatHasNotInitialised, CatchesTheExceptionOfTheNameAsAStandardOne) {
+    char name[32] = "untouched";
+    try {
+        zuqxmtk_getName(name);
+        FAIL() << "no exception";
+    } catch (const std::exception& error) {
+        EXPECT_NE(std::string(error.what()).find("\"line\":160"), std::string::npos) << error.what();
+    }
+    EXPECT_THROW(zuqxmtk_isSeeded(), std::exception);
+    EXPECT_STREQ(name, "untouched");
+}
+
+}  // namespace
