@@ -114,14 +114,14 @@ std::int64_t readNumber(std::string_view text, std::span<const Unit> units, std:
         throw UsageError(fmt::format("\"{}\" is finer than 1 {}", text, units.front().name));
     }
     if (!magnitude || *magnitude > kMaxPositive + (number->negative ? 1 : 0)) {
-        throw UsageError(fmt::format("\"{}\" is too large for a {}", text, what));
+        throw UsageError(fmt::format("\"{}\" is too large", text));
     }
     return static_cast<std::int64_t>(number->negative ? 0 - *magnitude : *magnitude);
 }
 
-std::int32_t narrow(std::int64_t value, std::string_view text, std::string_view what) {
+std::int32_t narrow(std::int64_t value, std::string_view text) {
     if (value < std::numeric_limits<std::int32_t>::min() || value > std::numeric_limits<std::int32_t>::max()) {
-        throw UsageError(fmt::format("\"{}\" is too large for a {}", text, what));
+        throw UsageError(fmt::format("\"{}\" is too large", text));
     }
     return static_cast<std::int32_t>(value);
 }
@@ -157,11 +157,11 @@ std::int64_t readDurationNs(std::string_view text) {
 }
 
 std::int32_t readCorrectionPpb(std::string_view text) {
-    return narrow(readNumber(text, kFrequencyUnits, 1, "correction", "ppb or ppm"), text, "correction");
+    return narrow(readNumber(text, kFrequencyUnits, 1, "correction", "ppb or ppm"), text);
 }
 
 std::int32_t readErrorCode(std::string_view text) {
-    const std::int32_t code = narrow(readNumber(text, kNoUnit, 1, "code", "none"), text, "code");
+    const std::int32_t code = narrow(readNumber(text, kNoUnit, 1, "code", "none"), text);
     if (code >= 0) {
         throw UsageError(fmt::format("\"{}\" is no error code: errors are below 0", text));
     }

@@ -2,10 +2,8 @@
 #include <fmt/format.h>
 
 #include <array>
-#include <cstdio>
 #include <fstream>
-#include <iterator>
-#include <memory>
+#include <string>
 
 #include "host/command.h"
 #include "host/stepRule.h"
@@ -60,16 +58,25 @@ Argument readWaitDuration(WordReader& words, const ReadingRules&) {
 
 Argument readRemark(WordReader& words, const ReadingRules&) { return words.takeArgument("remark", "TEXT"); }
 
+std::string readFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::string text;
+    std::array<char, 4096> chunk;
+    while (file.read(chunk.data(), chunk.size()) || file.gcount() > 0) {
+        text.append(chunk.data(), static_cast<std::size_t>(file.gcount()));
+    }
+    if (!file.is_open() || file.bad()) {
+        throw UsageError(fmt::format("cannot read {}", path));
+    }
+    return text;
+}
+
 Argument readDocument(WordReader& words, const ReadingRules&) {
     const std::string& source = words.takeArgument("apply-metadata", "FILE");
     if (source == "-") {
         return Document{"the command line", words.takeArgument("apply-metadata -", "JSON text")};
     }
-    std::ifstream file(source, std::ios::binary);
-    std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    if (!file.is_open() || file.bad()) {
-        throw UsageError(fmt::format("cannot read {}", source));
-    }
+    std::string text = readFile(source);
     if (text.find('\0') != std::string::npos) {
         throw UsageError(fmt::format("{} holds a NUL; the library would see only what stands before it", source));
     }

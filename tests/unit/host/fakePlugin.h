@@ -1,0 +1,40 @@
+// A stand-in for the timekeeper library: keeps a clock, a correction and a journal, and fails on request.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace fakeplugin {
+
+/// One failure to come: the `call`-th call of `function` from now on ends with `code` and `json`.
+struct Failure {
+    std::string function;
+    int call = 1;
+    std::int32_t code = 0;
+    std::string json;
+};
+
+/// Reached through the library's own symbol `fakePlugin_state`. The clock follows CLOCK_MONOTONIC_RAW at `ratePpb` and is
+/// stepped by snapTime, which loses `stepLossNs`. A status below 0 stops a call, as the real library does it.
+struct State {
+    bool initialized = false;
+    bool dropsSteps = false;          ///< As when the devices are busy: no error and no step.
+    std::int64_t offsetNs = 1'700'000'000'000'000'000;
+    std::int64_t stepLossNs = 0;
+    std::int64_t ratePpb = 0;
+    std::int32_t correctionPpb = 0;
+    std::int32_t readBackErrorPpb = 0;
+    std::string metadata;
+    std::vector<std::string> journal;  ///< "getTime", "snapTime 1500000", ...
+    std::vector<Failure> failures;
+};
+
+using StateFunction = State* (*)();
+inline constexpr const char* kStateFunction = "fakePlugin_state";
+
+/// Environment of a program that loads the library: "FUNCTION:CALL:CODE,..." and the file that receives the journal.
+inline constexpr const char* kFailuresVariable = "FAKE_PLUGIN_FAILURES";
+inline constexpr const char* kJournalVariable = "FAKE_PLUGIN_JOURNAL";
+
+}  // namespace fakeplugin

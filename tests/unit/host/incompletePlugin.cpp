@@ -1,0 +1,2 @@
+// A library that is no timekeeper: one of the twelve functions and no more.
+extern "C" __attribute__((visibility("default"))) unsigned zuqxmtk_getAPIVersion() { return 2; }
