@@ -1,0 +1,565 @@
+// The Si514 oscillator.
+#include "source/zuHalvexTimekeeper/si514FreqSteeringDevice.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <clocale>
+#include <cstdlib>
+#include <filesystem>
+#include <limits>
+#include <memory>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include "tests/support/allocationCount.h"
+#include "tests/support/libcHooks.h"
+#include "tests/support/raisedError.h"
+
+namespace halvexTimekeeper {
+namespace {
+
+using testsupport::libcHooks;
+using testsupport::makeError;
+using testsupport::raisedBy;
+using testsupport::RaisedError;
+using testsupport::SyslogLine;
+
+constexpr std::int32_t kLargest = std::numeric_limits<std::int32_t>::max();
+constexpr std::int32_t kSmallest = std::numeric_limits<std::int32_t>::min();
+
+RaisedError notFound(std::int32_t line, const std::string& message) {
+    return makeError({-52006, "zuplaterr_resourceNotFound", "si514FreqSteeringDevice", line}, message);
+}
+RaisedError fileError(std::int32_t code, const char* constant, std::int32_t line, const std::string& message) {
+    return makeError({code, constant, "fileWrapper", line}, message);
+}
+
+/// The driver's directory with the entries a test puts into it.
+struct Si514Directory : testing::Test {
+    testsupport::LibcHooksGuard hooks;
+    testsupport::RedirectedDirectory directory{"/sys/bus/i2c/drivers/si514"};
+    testsupport::SyslogCapture log;
+
+    Si514Directory() {
+        for (const char* entry : {"bind", "unbind", "uevent"}) directory.writeFile(entry, "");
+        std::filesystem::create_directory_symlink("/", directory.getRealPath() + "/module");
+    }
+
+    void addClient(const std::string& entry, const std::string& offset = "0\n", const std::string& name = "si514\n") {
+        directory.writeFile(entry + "/name", name);
+        directory.writeFile(entry + "/ppb_offset", offset);
+    }
+
+    struct Entry {
+        std::string name;
+        unsigned char type;
+    };
+
+    /// Lists these entries in this order.
+    void listInOrder(std::vector<Entry> entries) {
+        libcHooks().readdir = [entries, next = std::size_t{0}, listed = dirent{}](DIR*) mutable -> dirent* {
+            if (next == entries.size()) return nullptr;
+            listed = {};
+            entries[next].name.copy(listed.d_name, sizeof listed.d_name - 1);
+            listed.d_type = entries[next].type;
+            ++next;
+            return &listed;
+        };
+    }
+
+    static RaisedError raisedByMaking() {
+        return raisedBy([] { Si514FreqSteeringDevice(62000, -62000); });
+    }
+
+    /// Whether an entry alone is taken for a client.
+    bool isTaken(const std::string& entry) {
+        addClient(entry);
+        const RaisedError raised = raisedByMaking();
+        std::filesystem::remove_all(directory.getRealPath() + "/" + entry);
+        if (raised.code == 0) return true;
+        EXPECT_EQ(raised, notFound(140, "si514: unable to find si514 module on the system."));
+        return false;
+    }
+};
+
+// Finding the client ---------------------------------------------------------------------------------------------------
+
+TEST_F(Si514Directory, LeadsToTheClientWithOneLineAtErrorPriority) {
+    addClient("0-0055");
+    EXPECT_EQ(raisedByMaking().code, 0);
+    EXPECT_EQ(log.getLines(),
+              (std::vector<SyslogLine>{{LOG_ERR, "smbusPath: /sys/bus/i2c/drivers/si514/0-0055/"}}));
+}
+
+TEST_F(Si514Directory, LeadsToAClientThatIsASymbolicLink) {
+    const testsupport::RedirectedDirectory elsewhere("/unused");
+    elsewhere.writeFile("name", "si514\n");
+    elsewhere.writeFile("ppb_offset", "42\n");
+    std::filesystem::create_directory_symlink(elsewhere.getRealPath(), directory.getRealPath() + "/1-0055");
+    EXPECT_EQ(Si514FreqSteeringDevice(1, -1).getCorrectionPerSecond(), 42);
+}
+
+TEST_F(Si514Directory, HoldsNoClientWhenOnlyTheDriversOwnEntriesAreThere) {
+    EXPECT_EQ(raisedByMaking(), notFound(140, "si514: unable to find si514 module on the system."));
+    EXPECT_TRUE(log.getLines().empty());
+}
+
+TEST_F(Si514Directory, IsMissing) {
+    std::filesystem::remove_all(directory.getRealPath());
+    EXPECT_EQ(raisedByMaking(), notFound(102, "si514: unable to open handle to directory: /sys/bus/i2c/drivers/si514. "
+                                              "Errno: No such file or directory"));
+}
+
+TEST_F(Si514Directory, IsUnreadable) {
+    libcHooks().opendir = [](const char* path) -> DIR* {
+        EXPECT_STREQ(path, "/sys/bus/i2c/drivers/si514");
+        errno = EACCES;
+        return nullptr;
+    };
+    EXPECT_EQ(raisedByMaking(), notFound(102, "si514: unable to open handle to directory: /sys/bus/i2c/drivers/si514. "
+                                              "Errno: Permission denied"));
+}
+
+TEST_F(Si514Directory, TakesADecimalBusAndAHexadecimalAddressToTheEndForAClient) {
+    EXPECT_TRUE(isTaken("0-0055"));
+    EXPECT_TRUE(isTaken("1-55"));
+    EXPECT_TRUE(isTaken("12-abCD"));
+    EXPECT_FALSE(isTaken("1-0055x"));
+    EXPECT_FALSE(isTaken("1_0055"));
+    EXPECT_FALSE(isTaken("a-0055"));
+    EXPECT_FALSE(isTaken("1-00 55"));
+    EXPECT_FALSE(isTaken("55"));
+}
+
+TEST_F(Si514Directory, TakesWhateverStrtolTakesForANumber) {
+    EXPECT_TRUE(isTaken("-"));
+    EXPECT_TRUE(isTaken("3-"));
+    EXPECT_TRUE(isTaken(" 3- 55"));
+    EXPECT_TRUE(isTaken("3-0x55"));
+    EXPECT_TRUE(isTaken("+3-+55"));
+}
+
+TEST_F(Si514Directory, HoldsNoClientWhenTheFirstOneHasANegativeNumber) {
+    EXPECT_FALSE(isTaken("-3-0055"));
+    EXPECT_FALSE(isTaken("3--55"));
+    addClient("-3-0055");
+    addClient("4-0055");
+    listInOrder({{"-3-0055", DT_DIR}, {"4-0055", DT_DIR}});
+    EXPECT_EQ(raisedByMaking(), notFound(140, "si514: unable to find si514 module on the system."));
+}
+
+TEST_F(Si514Directory, GivesTheFirstClientInTheOrderOfTheListing) {
+    addClient("2-0055", "2\n");
+    addClient("1-0055", "1\n");
+    listInOrder({{"bind", DT_REG}, {"2-0055", DT_DIR}, {"1-0055", DT_DIR}});
+    EXPECT_EQ(Si514FreqSteeringDevice(1, -1).getCorrectionPerSecond(), 2);
+}
+
+TEST_F(Si514Directory, PassesOverEntriesThatAreNeitherDirectoriesNorLinks) {
+    addClient("1-0055");
+    addClient("2-0055");
+    addClient("3-0055", "3\n");
+    listInOrder({{"1-0055", DT_REG}, {"2-0055", DT_UNKNOWN}, {"3-0055", DT_LNK}});
+    EXPECT_EQ(Si514FreqSteeringDevice(1, -1).getCorrectionPerSecond(), 3);
+}
+
+TEST_F(Si514Directory, IsClosedAgainWhateverIsFound) {
+    const int before = testsupport::countOpenDescriptors();
+    EXPECT_NE(raisedByMaking().code, 0);
+    EXPECT_EQ(testsupport::countOpenDescriptors(), before);
+    addClient("0-0055");
+    {
+        const Si514FreqSteeringDevice device(1, -1);
+        EXPECT_EQ(testsupport::countOpenDescriptors(), before + 1);  // ppb_offset alone
+    }
+    EXPECT_EQ(testsupport::countOpenDescriptors(), before);
+}
+
+// Making ---------------------------------------------------------------------------------------------------------------
+
+TEST_F(Si514Directory, GivesTheNameAsReadUpToItsFirstZeroByte) {
+    addClient("0-0055", "0\n", "si514\n");
+    EXPECT_EQ(Si514FreqSteeringDevice(1, -1).getName(), "si514\n");
+    addClient("0-0055", "0\n", std::string("  si\0" "514", 8));
+    EXPECT_EQ(Si514FreqSteeringDevice(1, -1).getName(), "  si");
+    addClient("0-0055", "0\n", "");
+    EXPECT_EQ(Si514FreqSteeringDevice(1, -1).getName(), "");
+    addClient("0-0055", "0\n", std::string(200, 'n'));
+    EXPECT_EQ(Si514FreqSteeringDevice(1, -1).getName(), std::string(128, 'n'));
+}
+
+TEST_F(Si514Directory, OpensTheNameForReadingAndTheOffsetForReadingAndWriting) {
+    addClient("0-0055");
+    std::vector<std::pair<std::string, int>> opened;
+    libcHooks().open = [&](const char* path, int flags, mode_t) {
+        opened.emplace_back(path, flags);
+        return open64((directory.getRealPath() + std::string(path).substr(26)).c_str(), flags);
+    };
+    const Si514FreqSteeringDevice device(1, -1);
+    EXPECT_EQ(opened, (std::vector<std::pair<std::string, int>>{
+                          {"/sys/bus/i2c/drivers/si514/0-0055/name", O_RDONLY},
+                          {"/sys/bus/i2c/drivers/si514/0-0055/ppb_offset", O_RDWR}}));
+}
+
+TEST_F(Si514Directory, TellsThatTheNameOrTheOffsetCannotBeOpened) {
+    directory.makeDirectory("0-0055");
+    EXPECT_EQ(raisedByMaking(), fileError(-52006, "zuplaterr_resourceNotFound", 20,
+                                          "Failed to open: /sys/bus/i2c/drivers/si514/0-0055/name. Error: No such file or "
+                                          "directory"));
+    directory.writeFile("0-0055/name", "si514\n");
+    const int before = testsupport::countOpenDescriptors();
+    EXPECT_EQ(raisedByMaking(), fileError(-52006, "zuplaterr_resourceNotFound", 20,
+                                          "Failed to open: /sys/bus/i2c/drivers/si514/0-0055/ppb_offset. Error: No such "
+                                          "file or directory"));
+    EXPECT_EQ(testsupport::countOpenDescriptors(), before);
+}
+
+TEST_F(Si514Directory, TellsThatTheNameCannotBeRead) {
+    addClient("0-0055");
+    libcHooks().read = [](int, void*, size_t) {
+        errno = EIO;
+        return ssize_t{-1};
+    };
+    EXPECT_EQ(raisedByMaking(), fileError(-52024, "zuplaterr_communicationsFault", 62,
+                                          "Error reading file: /sys/bus/i2c/drivers/si514/0-0055/name. Error: "
+                                          "Input/output error"));
+}
+
+// Reading and writing the offset ---------------------------------------------------------------------------------------
+
+struct Si514FreqSteeringDeviceTest : Si514Directory {
+    Si514FreqSteeringDeviceTest() { addClient("0-0055"); }
+
+    void setAttribute(const std::string& text) { directory.writeFile("0-0055/ppb_offset", text); }
+    std::string getAttribute() const { return directory.readFile("0-0055/ppb_offset"); }
+
+    std::int32_t readAs(const std::string& text) {
+        setAttribute(text);
+        return device().getCorrectionPerSecond();
+    }
+    std::string writtenFor(std::int32_t correctionPpb) {
+        setAttribute("");
+        device().setCorrectionPerSecond(correctionPpb);
+        return getAttribute();
+    }
+    RaisedError raisedBySetting(std::int32_t correctionPpb) {
+        return raisedBy([&] { device().setCorrectionPerSecond(correctionPpb); });
+    }
+    /// What the standard error says that reading this text throws.
+    template <typename Error>
+    std::string saidOf(const std::string& text) {
+        try {
+            readAs(text);
+        } catch (const Error& error) {
+            return typeid(error) == typeid(Error) ? error.what() : "an error of another type";
+        }
+        return "nothing thrown";
+    }
+
+    Si514FreqSteeringDevice& device() {
+        if (!device_) device_ = std::make_unique<Si514FreqSteeringDevice>(62000, -62000);
+        return *device_;
+    }
+
+    std::unique_ptr<Si514FreqSteeringDevice> device_;
+};
+
+TEST_F(Si514FreqSteeringDeviceTest, ReturnsItsLimitsWithoutTouchingTheAttribute) {
+    Si514FreqSteeringDevice lopsided(500, -70000);
+    libcHooks().lseek = [](int, off_t, int) {
+        ADD_FAILURE() << "a seek";
+        return off_t{-1};
+    };
+    EXPECT_EQ(lopsided.getMaxCorrectionPerSecond(), 500);
+    EXPECT_EQ(lopsided.getMinCorrectionPerSecond(), -70000);
+    EXPECT_EQ(lopsided.getName(), "si514\n");
+}
+
+TEST_F(Si514FreqSteeringDeviceTest, RoundsHalvesAwayFromZero) {
+    EXPECT_EQ(readAs("12.5"), 13);
+    EXPECT_EQ(readAs("-12.5"), -13);
+    EXPECT_EQ(readAs("12.499999"), 12);
+    EXPECT_EQ(readAs("-0.4"), 0);
+}
+
+TEST_F(Si514FreqSteeringDeviceTest, SkipsLeadingBlanksAndIgnoresWhatFollowsTheNumber) {
+    EXPECT_EQ(readAs("  7\n"), 7);
+    EXPECT_EQ(readAs("\t-1250.000000\n"), -1250);
+    EXPECT_EQ(readAs("3e2 ppb"), 300);
+    EXPECT_EQ(readAs("0x10"), 16);
+}
+
+TEST_F(Si514FreqSteeringDeviceTest, RaisesTheStandardInvalidArgumentWithoutANumber) {
+    EXPECT_EQ(saidOf<std::invalid_argument>(""), "stod");
+    EXPECT_EQ(saidOf<std::invalid_argument>("\n"), "stod");
+    EXPECT_EQ(saidOf<std::invalid_argument>("fast"), "stod");
+}
+
+TEST_F(Si514FreqSteeringDeviceTest, RaisesTheStandardOutOfRangeForANumberThatDoesNotFit) {
+    EXPECT_EQ(saidOf<std::out_of_range>("1e999"), "stod");
+    EXPECT_EQ(saidOf<std::out_of_range>("-1e999"), "stod");
+    EXPECT_EQ(saidOf<std::out_of_range>("1e-999"), "stod");
+    EXPECT_EQ(saidOf<std::out_of_range>("inf"), "stod");
+    EXPECT_EQ(saidOf<std::out_of_range>("-infinity"), "stod");
+    EXPECT_EQ(saidOf<std::out_of_range>("nan"), "stod");
+    EXPECT_EQ(saidOf<std::out_of_range>("2147483647.5"), "stod");
+    EXPECT_EQ(saidOf<std::out_of_range>("-2147483648.5"), "stod");
+    EXPECT_EQ(saidOf<std::out_of_range>("1e12"), "stod");
+    EXPECT_EQ(readAs("2147483647.4"), kLargest);
+    EXPECT_EQ(readAs("-2147483648.4"), kSmallest);
+}
+
+TEST_F(Si514FreqSteeringDeviceTest, IgnoresAnErrnoFromBeforeAndLeavesItAlone) {
+    device();
+    errno = ERANGE;
+    EXPECT_EQ(readAs("5"), 5);
+    errno = ENOTTY;
+    EXPECT_EQ(device().getCorrectionPerSecond(), 5);
+    EXPECT_EQ(errno, ENOTTY);
+}
+
+TEST_F(Si514FreqSteeringDeviceTest, ReadsTheFirst32BytesOfALongText) {
+    EXPECT_EQ(readAs(std::string(28, '0') + "1234"), 1234);
+    EXPECT_EQ(readAs(std::string(28, '0') + "12345678"), 1234);
+    EXPECT_EQ(readAs(std::string(31, ' ') + "98"), 9);
+    EXPECT_EQ(saidOf<std::invalid_argument>(std::string(32, ' ') + "9"), "stod");
+}
+
+TEST_F(Si514FreqSteeringDeviceTest, SeeksAndReadsOnceOnEveryRequest) {
+    EXPECT_EQ(readAs("1"), 1);
+    EXPECT_EQ(readAs("2"), 2);
+    std::vector<std::string> journal;
+    libcHooks().lseek = [&](int fd, off_t offset, int whence) {
+        journal.push_back("seek " + std::to_string(offset) + "," + std::to_string(whence));
+        return lseek64(fd, offset, whence);
+    };
+    libcHooks().read = [&](int, void* buffer, size_t length) {
+        journal.push_back("read " + std::to_string(length));
+        static_cast<char*>(buffer)[0] = '7';
+        return ssize_t{1};
+    };
+    EXPECT_EQ(device().getCorrectionPerSecond(), 7);
+    EXPECT_EQ(journal, (std::vector<std::string>{"seek 0,0", "read 32"}));
+}
+
+TEST_F(Si514FreqSteeringDeviceTest, PassesTheFilesErrorsOnWhenItReads) {
+    device();
+    libcHooks().read = [](int, void*, size_t) {
+        errno = EIO;
+        return ssize_t{-1};
+    };
+    EXPECT_EQ(raisedBy([&] { device().getCorrectionPerSecond(); }),
+              fileError(-52024, "zuplaterr_communicationsFault", 62,
+                        "Error reading file: /sys/bus/i2c/drivers/si514/0-0055/ppb_offset. Error: Input/output error"));
+    libcHooks().lseek = [](int, off_t, int) {
+        errno = EIO;
+        return off_t{-1};
+    };
+    EXPECT_EQ(raisedBy([&] { device().getCorrectionPerSecond(); }),
+              fileError(-52024, "zuplaterr_communicationsFault", 44,
+                        "Error resetting offset in file: /sys/bus/i2c/drivers/si514/0-0055/ppb_offset. Error: "
+                        "Input/output error"));
+}
+
+TEST_F(Si514FreqSteeringDeviceTest, WritesSixDecimalsWithoutALineEnd) {
+    EXPECT_EQ(writtenFor(-1250), "-1250.000000");
+    EXPECT_EQ(writtenFor(0), "0.000000");
+    EXPECT_EQ(writtenFor(7), "7.000000");
+}
+
+TEST_F(Si514FreqSteeringDeviceTest, WritesThePlusAndMinusMaximum) {
+    EXPECT_EQ(writtenFor(62000), "62000.000000");
+    EXPECT_EQ(writtenFor(-62000), "-62000.000000");
+}
+
+TEST_F(Si514FreqSteeringDeviceTest, RejectsARequestBeyondTheMaximumAndWritesNothing) {
+    setAttribute("5\n");
+    const auto refused = [](const std::string& message) {
+        return makeError({-52005, "zuplaterr_invalidParameter", "si514FreqSteeringDevice", 77}, message);
+    };
+    EXPECT_EQ(raisedBySetting(62001),
+              refused("si514: requested ppb value 62001 is beyond the supported range: [62000, -62000]"));
+    EXPECT_EQ(raisedBySetting(-62001),
+              refused("si514: requested ppb value -62001 is beyond the supported range: [62000, -62000]"));
+    EXPECT_EQ(raisedBySetting(70000),
+              refused("si514: requested ppb value 70000 is beyond the supported range: [62000, -62000]"));
+    EXPECT_EQ(raisedBySetting(kSmallest),
+              refused("si514: requested ppb value -2147483648 is beyond the supported range: [62000, -62000]"));
+    EXPECT_EQ(getAttribute(), "5\n");
+}
+
+TEST_F(Si514FreqSteeringDeviceTest, IsBoundedByTheFirstLimitAloneInBothDirections) {
+    device_ = std::make_unique<Si514FreqSteeringDevice>(100, -5);
+    EXPECT_EQ(writtenFor(100), "100.000000");
+    EXPECT_EQ(writtenFor(-100), "-100.000000");
+    EXPECT_EQ(raisedBySetting(-101).code, -52005);
+    device_ = std::make_unique<Si514FreqSteeringDevice>(5, -100);
+    EXPECT_EQ(raisedBySetting(-6).code, -52005);
+}
+
+TEST_F(Si514FreqSteeringDeviceTest, TakesNothingWithANegativeMaximum) {
+    device_ = std::make_unique<Si514FreqSteeringDevice>(kSmallest, 0);
+    EXPECT_EQ(raisedBySetting(0),
+              makeError({-52005, "zuplaterr_invalidParameter", "si514FreqSteeringDevice", 77},
+                        "si514: requested ppb value 0 is beyond the supported range: [-2147483648, 2147483648]"));
+}
+
+TEST_F(Si514FreqSteeringDeviceTest, WritesTheWidestNumbers) {
+    device_ = std::make_unique<Si514FreqSteeringDevice>(kLargest, 0);
+    EXPECT_EQ(writtenFor(kLargest), "2147483647.000000");
+    EXPECT_EQ(writtenFor(-kLargest), "-2147483647.000000");
+}
+
+TEST_F(Si514FreqSteeringDeviceTest, WritesWhatPrintfWrites) {
+    for (std::int32_t ppb = -62000; ppb <= 62000; ppb += 997) {
+        char expected[32];
+        snprintf(expected, sizeof expected, "%f", static_cast<double>(ppb));
+        EXPECT_EQ(writtenFor(ppb), expected);
+    }
+}
+
+TEST_F(Si514FreqSteeringDeviceTest, SeeksAndWritesUpToFiveTimes) {
+    device();
+    std::vector<std::string> journal;
+    libcHooks().lseek = [&](int, off_t offset, int) {
+        journal.push_back("seek");
+        return offset;
+    };
+    libcHooks().write = [&](int, const void* buffer, size_t length) {
+        journal.push_back("write " + std::string(static_cast<const char*>(buffer), length));
+        errno = EREMOTEIO;
+        return ssize_t{-1};
+    };
+    EXPECT_EQ(raisedBySetting(5),
+              fileError(-52024, "zuplaterr_communicationsFault", 106,
+                        "Error writing file: /sys/bus/i2c/drivers/si514/0-0055/ppb_offset. Error: Remote I/O error"));
+    EXPECT_EQ(journal.size(), 10U);
+    EXPECT_EQ(journal[0], "seek");
+    EXPECT_EQ(journal[9], "write 5.000000");
+
+    libcHooks().lseek = [](int, off_t, int) {
+        errno = EIO;
+        return off_t{-1};
+    };
+    EXPECT_EQ(raisedBySetting(5).code, -52024);
+}
+
+TEST_F(Si514FreqSteeringDeviceTest, MakesTwoSystemCallsAndNoAllocationToSetACorrection) {
+    device();
+    int seeks = 0;
+    int writes = 0;
+    libcHooks().lseek = [&](int, off_t offset, int) {
+        ++seeks;
+        return offset;
+    };
+    libcHooks().write = [&](int, const void*, size_t length) {
+        ++writes;
+        return static_cast<ssize_t>(length);
+    };
+    const long before = testsupport::countAllocations();
+    device().setCorrectionPerSecond(-1250);
+    EXPECT_EQ(testsupport::countAllocations(), before);
+    EXPECT_EQ(seeks, 1);
+    EXPECT_EQ(writes, 1);
+}
+
+TEST_F(Si514FreqSteeringDeviceTest, AllocatesNothingToReadACorrection) {
+    setAttribute("-1250.000000\n");
+    device();
+    const long before = testsupport::countAllocations();
+    EXPECT_EQ(device().getCorrectionPerSecond(), -1250);
+    EXPECT_EQ(testsupport::countAllocations(), before);
+}
+
+// Threads and locales --------------------------------------------------------------------------------------------------
+
+TEST_F(Si514FreqSteeringDeviceTest, KeepsEverySeekTogetherWithItsReadOrWrite) {
+    device();
+    constexpr int kRequests = 2000;
+    std::atomic<pid_t> lastSeeker = 0;
+    std::atomic<int> strangers = 0;
+    libcHooks().lseek = [&](int, off_t offset, int) {
+        lastSeeker = gettid();
+        sched_yield();
+        return offset;
+    };
+    libcHooks().read = [&](int, void* buffer, size_t) {
+        if (lastSeeker != gettid()) ++strangers;
+        static_cast<char*>(buffer)[0] = '1';
+        return ssize_t{1};
+    };
+    libcHooks().write = [&](int, const void*, size_t length) {
+        if (lastSeeker != gettid()) ++strangers;
+        return static_cast<ssize_t>(length);
+    };
+    std::thread writer([&] {
+        for (int request = 0; request < kRequests; ++request) device().setCorrectionPerSecond(request);
+    });
+    for (int request = 0; request < kRequests; ++request) device().getCorrectionPerSecond();
+    writer.join();
+    EXPECT_EQ(strangers, 0);
+}
+
+/// Gives the process a comma for its decimal point while it lives: a locale of the system, or one made for the purpose.
+class CommaLocale {
+public:
+    CommaLocale() {
+        if (choose({"de_DE.UTF-8", "de_DE.utf8", "de_DE", "fr_FR.UTF-8"})) return;
+        std::string pattern = (std::filesystem::temp_directory_path() / "halvex-locale-XXXXXX").string();
+        if (mkdtemp(pattern.data()) == nullptr) return;
+        folder_ = pattern;
+        const std::string command = "localedef -i de_DE -f ISO-8859-1 '" + folder_ + "/comma' >/dev/null 2>&1";
+        if (std::system(command.c_str()) != 0) return;
+        setenv("LOCPATH", folder_.c_str(), 1);
+        choose({"comma"});
+    }
+    ~CommaLocale() {
+        setlocale(LC_ALL, "C");
+        if (folder_.empty()) return;
+        unsetenv("LOCPATH");
+        std::error_code ignored;
+        std::filesystem::remove_all(folder_, ignored);
+    }
+
+    bool isInForce() const { return std::string(localeconv()->decimal_point) == ","; }
+
+private:
+    static bool choose(std::initializer_list<const char*> names) {
+        for (const char* name : names) {
+            if (setlocale(LC_ALL, name) != nullptr) return true;
+        }
+        return false;
+    }
+
+    std::string folder_;
+};
+
+TEST_F(Si514FreqSteeringDeviceTest, ReadsAndWritesAPointUnderALocaleWithAComma) {
+    const CommaLocale locale;
+    if (!locale.isInForce()) GTEST_SKIP() << "no locale with a comma is installed and localedef could not make one";
+    EXPECT_EQ(std::strtod("12.5", nullptr), 12.0);  // what a conversion by the host's locale makes of it
+    EXPECT_EQ(readAs("12.5"), 13);
+    EXPECT_EQ(readAs("12,9"), 12);
+    EXPECT_EQ(writtenFor(-1250), "-1250.000000");
+    EXPECT_EQ(raisedBySetting(70000),
+              makeError({-52005, "zuplaterr_invalidParameter", "si514FreqSteeringDevice", 77},
+                        "si514: requested ppb value 70000 is beyond the supported range: [62000, -62000]"));
+}
+
+TEST_F(Si514FreqSteeringDeviceTest, ChangesNothingOfTheHostsLocale) {
+    const std::string before = setlocale(LC_ALL, nullptr);
+    device().setCorrectionPerSecond(5);
+    device().getCorrectionPerSecond();
+    EXPECT_EQ(before, setlocale(LC_ALL, nullptr));
+}
+
+}  // namespace
+}  // namespace halvexTimekeeper
