@@ -1,0 +1,19 @@
+// Where a virtual function stands in the virtual table of its class: slot orders are part of the interfaces.
+#pragma once
+
+#include <cstddef>
+#include <cstring>
+
+namespace testsupport {
+
+/// Counted from 0; the two destructors that a virtual destructor makes take a slot each. For the ABI of Linux on x86-64,
+/// where a pointer to a virtual member function is 1 plus its offset in the table.
+template <typename MemberFunction>
+std::size_t vtableSlot(MemberFunction function) {
+    std::size_t offsetPlusOne = 0;
+    static_assert(sizeof function >= sizeof offsetPlusOne);
+    std::memcpy(&offsetPlusOne, &function, sizeof offsetPlusOne);
+    return (offsetPlusOne - 1) / sizeof(void*);
+}
+
+}  // namespace testsupport

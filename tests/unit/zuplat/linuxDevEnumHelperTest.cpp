@@ -1,0 +1,152 @@
+// The small files by which drivers describe their interfaces.
+#include "zuplat/protons/enumeration/linuxU/linuxDevEnumHelper.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <string>
+
+#include "tests/support/libcHooks.h"
+
+namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000 {
+namespace {
+
+using testsupport::libcHooks;
+
+/// A file behind the path "/proc/driver/zu/file", and a buffer that already holds a path.
+struct InterfaceFile : testing::Test {
+    InterfaceFile() {
+        buffer.text[0] = 'x';
+        buffer.text[1] = '\0';
+        buffer.length = 2;
+    }
+    std::size_t read() { return readInterfaceFile("/proc/driver/zu/file", &buffer, &status); }
+    void expectNothingRead(std::int64_t code) {
+        EXPECT_EQ(status.code, code);
+        EXPECT_STREQ(status.component, "halvexTim");
+        EXPECT_STREQ(status.file, "linuxDevEnumHelper");
+        EXPECT_STREQ(buffer.text, "x");
+        EXPECT_EQ(buffer.length, 2U);
+        EXPECT_EQ(testsupport::countOpenDescriptors(), descriptorsBefore);
+    }
+
+    testsupport::RedirectedDirectory directory{"/proc/driver/zu"};
+    int descriptorsBefore = testsupport::countOpenDescriptors();
+    PathBuffer buffer;
+    PlatStatus status;
+};
+
+TEST(PathBufferTest, IsMadeEmptyWithTheLengthOne) {
+    const PathBuffer buffer;
+    EXPECT_STREQ(buffer.text, "");
+    EXPECT_EQ(buffer.length, 1U);
+}
+
+TEST_F(InterfaceFile, IsReadByteForByteAndClosed) {
+    directory.writeFile("file", "/dev/zu0");
+    EXPECT_EQ(read(), 8U);
+    EXPECT_EQ(status.code, 0);
+    EXPECT_STREQ(buffer.text, "/dev/zu0");
+    EXPECT_EQ(buffer.length, 9U);
+    EXPECT_EQ(testsupport::countOpenDescriptors(), descriptorsBefore);
+}
+
+TEST_F(InterfaceFile, IsOpenedForReadingAndClosedOnExec) {
+    directory.writeFile("file", "/dev/zu0");
+    std::string mode;
+    libcHooks().fopen = [&](const char*, const char* asked) {
+        mode = asked;
+        return fdopen(open("/proc/driver/zu/file", O_RDONLY), "r");
+    };
+    read();
+    EXPECT_EQ(mode, "re");
+    EXPECT_STREQ(buffer.text, "/dev/zu0");
+}
+
+TEST_F(InterfaceFile, KeepsANewlineAndBlanks) {
+    directory.writeFile("file", " /dev/zu0 \n");
+    EXPECT_EQ(read(), 11U);
+    EXPECT_STREQ(buffer.text, " /dev/zu0 \n");
+}
+
+TEST_F(InterfaceFile, MayBeEmpty) {
+    directory.writeFile("file", "");
+    EXPECT_EQ(read(), 0U);
+    EXPECT_EQ(status.code, 0);
+    EXPECT_STREQ(buffer.text, "");
+    EXPECT_EQ(buffer.length, 1U);
+}
+
+TEST_F(InterfaceFile, MayHold255Bytes) {
+    const std::string path(255, 'p');
+    directory.writeFile("file", path);
+    EXPECT_EQ(read(), 255U);
+    EXPECT_EQ(status.code, 0);
+    EXPECT_EQ(buffer.text, path);
+    EXPECT_EQ(buffer.length, 256U);
+}
+
+TEST_F(InterfaceFile, Of256BytesIsRefusedAndLeavesTheBufferAlone) {
+    directory.writeFile("file", std::string(256, 'p'));
+    EXPECT_EQ(read(), 256U);
+    expectNothingRead(-52019);
+}
+
+TEST_F(InterfaceFile, Of5000BytesIsReadUpTo4096InOneReadAndRefused) {
+    directory.writeFile("file", std::string(5000, 'p'));
+    int reads = 0;
+    libcHooks().fread = [&](void*, size_t size, size_t count, FILE*) {
+        ++reads;
+        EXPECT_EQ(size * count, 4096U);
+        return count;
+    };
+    EXPECT_EQ(read(), 4096U);
+    EXPECT_EQ(reads, 1);
+    expectNothingRead(-52019);
+}
+
+TEST_F(InterfaceFile, WithoutABufferIsStillReadAndThenRefused) {
+    directory.writeFile("file", "/dev/zu0");
+    EXPECT_EQ(readInterfaceFile("/proc/driver/zu/file", nullptr, &status), 8U);
+    expectNothingRead(-52019);
+}
+
+TEST_F(InterfaceFile, IsTriedTenTimesBeforeItCountsAsMissing) {
+    int attempts = 0;
+    libcHooks().nanosleep = [](const timespec*, timespec*) -> int {
+        ADD_FAILURE() << "slept between the attempts";
+        return 0;
+    };
+    libcHooks().fopen = [&](const char* path, const char*) -> FILE* {
+        EXPECT_STREQ(path, "/proc/driver/zu/file");
+        ++attempts;
+        errno = ENOENT;
+        return nullptr;
+    };
+    EXPECT_EQ(read(), 0U);
+    EXPECT_EQ(attempts, 10);
+    expectNothingRead(-52006);
+}
+
+TEST_F(InterfaceFile, ThatOpensAtTheTenthAttemptIsRead) {
+    directory.writeFile("file", "/dev/zu0");
+    int attempts = 0;
+    libcHooks().fopen = [&](const char*, const char*) -> FILE* {
+        if (++attempts < 10) return nullptr;
+        return fdopen(open("/proc/driver/zu/file", O_RDONLY), "r");
+    };
+    EXPECT_EQ(read(), 8U);
+    EXPECT_EQ(attempts, 10);
+    EXPECT_EQ(status.code, 0);
+    EXPECT_STREQ(buffer.text, "/dev/zu0");
+}
+
+TEST_F(InterfaceFile, ThatCannotBeReadIsAFaultOfTheCommunication) {
+    directory.makeDirectory("file");  // it opens, and reading it fails
+    EXPECT_EQ(read(), 0U);
+    expectNothingRead(-52024);
+}
+
+}  // namespace
+}  // namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000

@@ -1,0 +1,170 @@
+// An event that one thread waits for and others set.
+#include "zuplat/quarks/synchronization/tEvent.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <limits>
+#include <thread>
+
+#include "tests/support/libcHooks.h"
+
+namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000 {
+namespace {
+
+using testsupport::libcHooks;
+
+constexpr std::uint64_t kPast = 1;
+constexpr std::uint64_t kNever = 9'000'000'000'000'000'000;
+
+struct TEvent : testing::Test {
+    testsupport::LibcHooksGuard hooks;
+    PlatStatus status;
+};
+
+TEST_F(TEvent, IsMadeWithARecursivePriorityInheritingMutexAndAConditionOnTheMonotonicClock) {
+    int type = -1, protocol = -1;
+    clockid_t clock = -1;
+    libcHooks().pthread_mutex_init = [&](pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes) {
+        pthread_mutexattr_gettype(attributes, &type);
+        pthread_mutexattr_getprotocol(attributes, &protocol);
+        *mutex = PTHREAD_MUTEX_INITIALIZER;
+        return 0;
+    };
+    libcHooks().pthread_cond_init = [&](pthread_cond_t* condition, const pthread_condattr_t* attributes) {
+        pthread_condattr_getclock(attributes, &clock);
+        *condition = PTHREAD_COND_INITIALIZER;
+        return 0;
+    };
+    const tEvent event(&status);
+    EXPECT_EQ(status.code, 0);
+    EXPECT_EQ(type, PTHREAD_MUTEX_RECURSIVE);
+    EXPECT_EQ(protocol, PTHREAD_PRIO_INHERIT);
+    EXPECT_EQ(clock, CLOCK_MONOTONIC);
+}
+
+TEST_F(TEvent, ReportsAMutexThatCannotBeMadeAndCanStillBeSetAndDestroyed) {
+    libcHooks().pthread_mutex_init = [](pthread_mutex_t*, const pthread_mutexattr_t*) { return ENOMEM; };
+    tEvent event(&status);
+    EXPECT_EQ(status.code, -52003);
+    EXPECT_STREQ(status.component, "halvexTim");
+    EXPECT_STREQ(status.file, "synchronization");
+    EXPECT_EQ(status.line, 655U);
+    event.set();
+    PlatStatus waiting;
+    event.waitUntil(kNever, &waiting);
+    EXPECT_EQ(waiting.code, -52008);
+}
+
+TEST_F(TEvent, ReportsAConditionThatCannotBeMadeAndCanStillBeSetAndDestroyed) {
+    libcHooks().pthread_cond_init = [](pthread_cond_t*, const pthread_condattr_t*) { return ENOMEM; };
+    tEvent event(&status);
+    EXPECT_EQ(status.code, -52008);
+    EXPECT_STREQ(status.file, "synchronization");
+    EXPECT_EQ(status.line, 1717U);
+    event.set();
+    PlatStatus waiting;
+    event.waitUntil(kNever, &waiting);
+    EXPECT_EQ(waiting.code, -52008);
+}
+
+TEST_F(TEvent, LetsOneWaitThroughForOneSetAndForgetsIt) {
+    tEvent event(&status);
+    event.set();
+    event.waitUntil(kNever, &status);
+    EXPECT_EQ(status.code, 0);
+    event.waitUntil(kPast, &status);
+    EXPECT_EQ(status.code, -52007);
+}
+
+TEST_F(TEvent, CountsTwoSetsWithoutAWaiterAsOne) {
+    tEvent event(&status);
+    event.set();
+    event.set();
+    event.waitUntil(kPast, &status);
+    EXPECT_EQ(status.code, 0);
+    event.waitUntil(kPast, &status);
+    EXPECT_EQ(status.code, -52007);
+}
+
+TEST_F(TEvent, ReportsADeadlineThatHasPassedAsTimedOut) {
+    tEvent event(&status);
+    event.waitUntil(kPast, &status);
+    EXPECT_EQ(status.code, -52007);
+    EXPECT_STREQ(status.component, "halvexTim");
+    EXPECT_STREQ(status.file, "synchronization");
+}
+
+TEST_F(TEvent, IsWokenByAnotherThread) {
+    tEvent event(&status);
+    std::thread setter([&] { event.set(); });
+    event.waitUntil(kNever, &status);
+    setter.join();
+    EXPECT_EQ(status.code, 0);
+}
+
+TEST_F(TEvent, HandsTheDeadlineOnToTheNanosecond) {
+    tEvent event(&status);
+    timespec seen{};
+    libcHooks().pthread_cond_timedwait = [&](pthread_cond_t*, pthread_mutex_t*, const timespec* deadline) {
+        seen = *deadline;
+        return ETIMEDOUT;
+    };
+    event.waitUntil(12'345'678'901, &status);
+    EXPECT_EQ(seen.tv_sec, 12);
+    EXPECT_EQ(seen.tv_nsec, 345'678'901);
+}
+
+TEST_F(TEvent, GoesOnWaitingWhenItIsWokenWithoutBeingSet) {
+    tEvent event(&status);
+    int waits = 0;
+    libcHooks().pthread_cond_timedwait = [&](pthread_cond_t*, pthread_mutex_t*, const timespec*) {
+        if (++waits == 3) event.set();  // the mutex is recursive
+        return 0;
+    };
+    event.waitUntil(kNever, &status);
+    EXPECT_EQ(waits, 3);
+    EXPECT_EQ(status.code, 0);
+}
+
+TEST_F(TEvent, CountsAsSetWhenTheSetComesWithTheDeadline) {
+    tEvent event(&status);
+    libcHooks().pthread_cond_timedwait = [&](pthread_cond_t*, pthread_mutex_t*, const timespec*) {
+        event.set();
+        return ETIMEDOUT;
+    };
+    event.waitUntil(kNever, &status);
+    EXPECT_EQ(status.code, 0);
+}
+
+TEST_F(TEvent, ReportsAWaitThatFailsAsAFaultOfTheSystem) {
+    tEvent event(&status);
+    libcHooks().pthread_cond_timedwait = [](pthread_cond_t*, pthread_mutex_t*, const timespec*) { return EINVAL; };
+    event.waitUntil(kNever, &status);
+    EXPECT_EQ(status.code, -52008);
+    EXPECT_STREQ(status.file, "synchronization");
+}
+
+TEST_F(TEvent, DoesNotWaitWhenTheStatusHoldsAnErrorAndStaysSet) {
+    tEvent event(&status);
+    event.set();
+    PlatStatus failed;
+    setCode(&failed, -1, "part", "unit", 1);
+    event.waitUntil(kNever, &failed);
+    EXPECT_EQ(failed.code, -1);
+    event.waitUntil(kPast, &status);
+    EXPECT_EQ(status.code, 0);
+}
+
+TEST_F(TEvent, AWarningInTheStatusDoesNotStopTheWait) {
+    tEvent event(&status);
+    event.set();
+    setCode(&status, 5, "part", "unit", 1);
+    event.waitUntil(kPast, &status);
+    EXPECT_EQ(status.code, 5);
+    event.waitUntil(kPast, &status);
+    EXPECT_EQ(status.code, -52007);
+}
+
+}  // namespace
+}  // namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000
