@@ -2,6 +2,7 @@
 #include "board/model/boardState.h"
 
 #define STALE_SPACING_NS 1000
+#define MOST_LOST_PULSES 1000000000LL
 
 static int interface_of(const struct board *board, int target)
 {
@@ -104,7 +105,7 @@ static int fits(const struct board *board, const struct board_event_config *even
 		return is_interface && (value & 0xFF) <= BOARD_MAX_CHANNELS && ((value >> 8) & 0xFF) <= BOARD_MAX_CHANNELS &&
 			value >> 16 >= 0 && value >> 16 <= BOARD_MAX_PINS;
 	case BOARD_EVENT_LOSE_EDGES:
-		return (is_interface || event->target == BOARD_TARGET_FPGA) && value > 0;
+		return (is_interface || event->target == BOARD_TARGET_FPGA) && value > 0 && value <= MOST_LOST_PULSES;
 	case BOARD_EVENT_DRIVER_GONE:
 	case BOARD_EVENT_DRIVER_BACK:
 		return is_interface || event->target == BOARD_TARGET_FERROX || event->target == BOARD_TARGET_FPGA ||

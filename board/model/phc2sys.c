@@ -242,7 +242,8 @@ static void take_second_sample(struct board *board, struct board_process *proces
 {
 	const int64_t limit_ppt = board->config.phc2sys.max_slew_ppb * PPT_PER_NS_PER_S;
 	const int64_t elapsed_us = (int64_t)(local_ns - process->local_ns) / 1000;
-	const int64_t moved_ns = limited(offset_ns - process->offset_ns, LARGEST_SERVO_OFFSET_NS / 100);
+	const int64_t moved_ns =
+		limited((int64_t)((uint64_t)offset_ns - (uint64_t)process->offset_ns), LARGEST_SERVO_OFFSET_NS / 100);
 	const int64_t threshold_ns = process->options.first_step_threshold_ns;
 
 	if (elapsed_us <= 0) { /* time went backwards: begin again */
@@ -252,7 +253,7 @@ static void take_second_sample(struct board *board, struct board_process *proces
 	process->drift_ppt = limited(process->drift_ppt + moved_ns * 1000000000 / elapsed_us, limit_ppt);
 	board_system_set_rate(board, -process->drift_ppt);
 	if (!process->has_locked && threshold_ns != 0 && (offset_ns > threshold_ns || offset_ns < -threshold_ns)) {
-		board_step_clock(board, BOARD_CLOCK_SYSTEM, -offset_ns, 1);
+		board_step_clock(board, BOARD_CLOCK_SYSTEM, (int64_t)(0 - (uint64_t)offset_ns), 1);
 		board_system_unsynchronised(board);
 	} else {
 		board_system_synchronised(board);
@@ -286,8 +287,9 @@ void board_phc2sys_sample(struct board *board, uint32_t index)
 	schedule_sample(board, index);
 	if (!has_phc(board, process->child.source))
 		return; /* nothing to read: this sample is skipped */
-	offset_ns = (int64_t)(local_ns - board_time_now(board, BOARD_CLOCK_PHC(process->child.source))) +
-		process->options.utc_offset_ns + board_random_gaussian(&process->random, board->config.phc2sys.noise_ns);
+	offset_ns = (int64_t)(local_ns - board_time_now(board, BOARD_CLOCK_PHC(process->child.source)) +
+			      (uint64_t)process->options.utc_offset_ns +
+			      (uint64_t)board_random_gaussian(&process->random, board->config.phc2sys.noise_ns));
 	if (process->sample_count == LOCKED) {
 		take_later_sample(board, process, offset_ns);
 	} else if (process->sample_count == 1) {

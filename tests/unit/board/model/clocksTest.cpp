@@ -1,0 +1,150 @@
+// Clocks: one oscillator, one instant, steps that lose a little.
+#include "boardFixture.h"
+
+#include "board/wire/driver.h"
+#include "board/wire/timex.h"
+
+namespace halvexboard {
+namespace {
+
+constexpr std::uint64_t kYearNs = 365ULL * 86'400 * kS;
+
+class Clocks : public BoardFixture {
+protected:
+    int stepPhc(std::uint64_t rawNs, std::int64_t seconds, std::int64_t nanoseconds) {
+        board_timex timex{};
+        timex.modes = BOARD_WIRE_ADJ_SETOFFSET | BOARD_WIRE_ADJ_NANO;
+        timex.time_sec = seconds;
+        timex.time_usec = nanoseconds;
+        return board_phc_adjtime(on(), rawNs, 0, &timex);
+    }
+};
+
+TEST_F(Clocks, StartAtTheirOffsets) {
+    addInterface("enp1s0", 0);
+    config.interfaces[0].clock.offset_ns = 350;
+    config.ferrox.clock.offset_ns = -1;
+    config.fpga.clock.offset_ns = 2;
+    EXPECT_EQ(board_clock_time(on(), 0, BOARD_CLOCK_FERROX), config.start_time_ns - 1);
+    EXPECT_EQ(board_clock_time(on(), 0, BOARD_CLOCK_FPGA), config.start_time_ns + 2);
+    EXPECT_EQ(board_clock_time(on(), 0, BOARD_CLOCK_SYSTEM), config.start_time_ns);
+    EXPECT_EQ(board_clock_time(on(), 0, BOARD_CLOCK_PHC(0)), config.start_time_ns + 350);
+}
+
+TEST_F(Clocks, FollowTheCrystalExactlyOverAYear) {
+    config.crystal_error_ppt = 12'000'000;  // 12 000 ppb
+    EXPECT_EQ(board_tick(on(), kYearNs), kYearNs + kYearNs / 1'000'000 * 12);
+}
+
+TEST_F(Clocks, FollowHourlySteeringExactlyOverAYear) {
+    config.crystal_error_ppt = 12'000'000;
+    constexpr std::uint64_t kHourNs = 3600 * kS;
+    std::int64_t expectedNs = 0;
+    for (std::uint64_t hour = 0; hour < 24 * 365; ++hour) {
+        const std::int64_t steeringPpb = static_cast<std::int64_t>(hour * 37 % 124'001) - 62'000;
+        ASSERT_EQ(board_si514_steer(on(), hour * kHourNs, steeringPpb * 1000), 0);
+        expectedNs += static_cast<std::int64_t>(kHourNs) + (12'000 + steeringPpb) * 3600;
+    }
+    EXPECT_EQ(board_tick(on(), kYearNs), static_cast<std::uint64_t>(expectedNs));
+}
+
+TEST_F(Clocks, KeepTheirDifferencesWhateverTheOscillatorDoes) {
+    addInterface("enp1s0", 0);
+    config.interfaces[0].clock.offset_ns = 777;
+    config.fpga.clock.offset_ns = -5;
+    config.crystal_error_ppt = -33'333'333;
+    on();
+    for (std::uint64_t step = 1; step < 500; ++step) {
+        board_si514_steer(on(), step * 77'777'777, static_cast<std::int64_t>(step % 9) * 7'123'457 - 30'000'000);
+        ASSERT_EQ(difference(step * 77'777'777 + 5, BOARD_CLOCK_PHC(0)), 777);
+        ASSERT_EQ(difference(step * 77'777'777 + 6, BOARD_CLOCK_FPGA), -5);
+    }
+}
+
+TEST_F(Clocks, LoseTheirLossAtEachStep) {
+    addInterface("enp1s0", 0);
+    config.interfaces[0].clock.step_loss_ns = 1500;
+    ASSERT_EQ(stepPhc(kS, 0, 400'000), 0);
+    EXPECT_EQ(difference(kS, BOARD_CLOCK_PHC(0)), 400'000 - 1500);
+    ASSERT_EQ(stepPhc(kS, -1, 999'600'000), 0);
+    EXPECT_EQ(difference(kS, BOARD_CLOCK_PHC(0)), -3000);
+}
+
+TEST_F(Clocks, TellWhatAStepAskedAndWhatItDid) {
+    addInterface("enp1s0", 0);
+    config.interfaces[0].clock.step_loss_ns = 1500;
+    config.interfaces[0].clock.step_jitter_ns = 50;
+    ASSERT_EQ(stepPhc(kS, 0, 1000), 0);
+    const auto steps = of(BOARD_HAPPENING_STEP);
+    ASSERT_EQ(steps.size(), 1U);
+    EXPECT_EQ(steps[0].step.clock, BOARD_CLOCK_PHC(0));
+    EXPECT_EQ(steps[0].step.asked_ns, 1000);
+    EXPECT_NE(steps[0].step.real_ns, -500);
+    EXPECT_NEAR(static_cast<double>(steps[0].step.real_ns), -500, 300);
+    EXPECT_EQ(static_cast<std::int64_t>(steps[0].step.after_ns - steps[0].step.before_ns), steps[0].step.real_ns);
+    EXPECT_EQ(difference(kS, BOARD_CLOCK_PHC(0)), steps[0].step.real_ns);
+}
+
+TEST_F(Clocks, FerroxCutsStepsTowardZeroTo200Ns) {
+    on();
+    for (const auto& [asked, real] : {std::pair<std::int64_t, std::int64_t>{399, 200}, {-399, -200}, {400, 400}, {199, 0}}) {
+        const std::uint64_t before = board_clock_time(on(), kS, BOARD_CLOCK_FERROX);
+        driverCall(kS, BOARD_TARGET_FERROX, BOARD_WIRE_FERROX_ADJUST_TIME, static_cast<std::uint64_t>(asked));
+        EXPECT_EQ(static_cast<std::int64_t>(board_clock_time(on(), kS, BOARD_CLOCK_FERROX) - before), real) << asked;
+    }
+}
+
+TEST_F(Clocks, OneClocksJitterDoesNotShiftAnothers) {
+    addInterface("enp1s0", 0);
+    config.interfaces[0].clock.step_jitter_ns = 1000;
+    config.fpga.clock.step_jitter_ns = 1000;
+    stepPhc(kS, 0, 0);
+    const std::int64_t alone = difference(kS, BOARD_CLOCK_PHC(0));
+    const Recorded first = of(BOARD_HAPPENING_STEP).at(0);
+    BoardFixture::happenings.clear();
+
+    auto storage = std::make_unique<std::uint64_t[]>(board_size() / 8 + 1);
+    board* const other = board_init(storage.get(), &config, nullptr, nullptr);
+    board_driver_call call{};
+    call.request = BOARD_WIRE_FPGA_ADJUST_TIME;
+    ASSERT_EQ(board_driver_do(other, kS, BOARD_TARGET_FPGA, &call), 0);
+    board_timex timex{};
+    timex.modes = BOARD_WIRE_ADJ_SETOFFSET | BOARD_WIRE_ADJ_NANO;
+    ASSERT_EQ(board_phc_adjtime(other, kS, 0, &timex), 0);
+    board_truth truth;
+    board_get_truth(other, kS, &truth);
+    EXPECT_EQ(truth.difference_ns[BOARD_CLOCK_PHC(0)], alone);
+    EXPECT_NE(first.step.real_ns, 0);
+}
+
+TEST_F(Clocks, AnEarlierInstantCountsAsTheLatest) {
+    const std::uint64_t late = board_tick(on(), 10 * kS);
+    EXPECT_EQ(board_tick(on(), 9 * kS), late);
+    EXPECT_EQ(board_raw(on()), 10 * kS);
+}
+
+TEST_F(Clocks, TruthSaysWhichAreEnabled) {
+    addInterface("enp1s0", 0);
+    addInterface("enp2s0", 1);
+    addInterface("enp3s0", -1);
+    config.interfaces[1].is_up = 0;
+    board_truth truth;
+    board_get_truth(on(), 0, &truth);
+    ASSERT_EQ(truth.clock_count, 6U);
+    EXPECT_TRUE(truth.enabled[BOARD_CLOCK_FERROX]);
+    EXPECT_TRUE(truth.enabled[BOARD_CLOCK_FPGA]);
+    EXPECT_FALSE(truth.enabled[BOARD_CLOCK_SYSTEM]) << "nothing disciplines it";
+    EXPECT_TRUE(truth.enabled[BOARD_CLOCK_PHC(0)]);
+    EXPECT_FALSE(truth.enabled[BOARD_CLOCK_PHC(1)]);
+    EXPECT_FALSE(truth.enabled[BOARD_CLOCK_PHC(2)]);
+}
+
+TEST_F(Clocks, TruthComesByItselfAtItsInterval) {
+    config.truth_interval_ns = 100 * kMs;
+    board_advance(on(), kS);
+    EXPECT_EQ(of(BOARD_HAPPENING_TRUTH).size(), 11U);  // at 0 and ten times since
+    EXPECT_EQ(of(BOARD_HAPPENING_TRUTH).back().happening.raw_ns, kS);
+}
+
+}  // namespace
+}  // namespace halvexboard

@@ -1,0 +1,134 @@
+// Faults and costs: which call fails, and how long calls take.
+#include "boardFixture.h"
+
+#include <cerrno>
+
+#include "board/wire/ptp.h"
+
+namespace halvexboard {
+namespace {
+
+class Faults : public BoardFixture {
+protected:
+    Faults() {
+        addInterface("enp2s0", 1);
+        addInterface("enp1s0", 0);
+    }
+    board_fault_config& add(board_call_kind kind, std::uint32_t nth, std::uint32_t times, int error) {
+        board_fault_config& fault = config.faults[config.fault_count++];
+        fault.kind = kind;
+        fault.nth = nth;
+        fault.times = times;
+        fault.error = error;
+        return fault;
+    }
+    // The errors of the next calls, 0 for those that pass.
+    std::vector<int> errors(const board_call& call, int calls) {
+        std::vector<int> result;
+        for (int at = 0; at < calls; ++at) {
+            board_fault_outcome outcome{};
+            result.push_back(board_fault_due(on(), 0, &call, &outcome) == 1 ? outcome.error : 0);
+        }
+        return result;
+    }
+    static board_call call(board_call_kind kind, int target = BOARD_TARGET_ANY, std::uint32_t detail = 0) {
+        board_call made{};
+        made.kind = kind;
+        made.target = target;
+        made.detail = detail;
+        return made;
+    }
+};
+
+TEST_F(Faults, FailTheNthCallOnce) {
+    add(BOARD_CALL_READ, 3, 1, EIO);
+    EXPECT_EQ(errors(call(BOARD_CALL_READ), 5), (std::vector<int>{0, 0, EIO, 0, 0}));
+}
+
+TEST_F(Faults, FailSoManyTimes) {
+    add(BOARD_CALL_READ, 2, 2, EIO);
+    EXPECT_EQ(errors(call(BOARD_CALL_READ), 5), (std::vector<int>{0, EIO, EIO, 0, 0}));
+}
+
+TEST_F(Faults, FailForEver) {
+    add(BOARD_CALL_READ, 2, BOARD_FOREVER, EINTR);
+    EXPECT_EQ(errors(call(BOARD_CALL_READ), 4), (std::vector<int>{0, EINTR, EINTR, EINTR}));
+}
+
+TEST_F(Faults, CountOnlyCallsOfTheirKindTargetFileAndRequest) {
+    board_fault_config& fault = add(BOARD_CALL_IOCTL, 1, 1, EIO);
+    fault.target = BOARD_TARGET_INTERFACE(1);
+    fault.has_detail = 1;
+    fault.detail = BOARD_WIRE_PTP_PIN_SETFUNC;
+    EXPECT_EQ(errors(call(BOARD_CALL_READ, BOARD_TARGET_INTERFACE(1)), 1), std::vector<int>{0});
+    EXPECT_EQ(errors(call(BOARD_CALL_IOCTL, BOARD_TARGET_INTERFACE(0), BOARD_WIRE_PTP_PIN_SETFUNC), 1), std::vector<int>{0});
+    EXPECT_EQ(errors(call(BOARD_CALL_IOCTL, BOARD_TARGET_INTERFACE(1), BOARD_WIRE_PTP_GETCAPS), 1), std::vector<int>{0});
+    EXPECT_EQ(errors(call(BOARD_CALL_IOCTL, BOARD_TARGET_INTERFACE(1), BOARD_WIRE_PTP_PIN_SETFUNC), 1), std::vector<int>{EIO});
+}
+
+TEST_F(Faults, TellFilesApart) {
+    add(BOARD_CALL_OPEN, 1, BOARD_FOREVER, ENOENT).file = BOARD_FILE_PPB_OFFSET;
+    board_call open = call(BOARD_CALL_OPEN, BOARD_TARGET_SI514);
+    open.file = BOARD_FILE_NAME;
+    EXPECT_EQ(errors(open, 1), std::vector<int>{0});
+    open.file = BOARD_FILE_PPB_OFFSET;
+    EXPECT_EQ(errors(open, 1), std::vector<int>{ENOENT});
+}
+
+TEST_F(Faults, BeginToCountAtTheirInstant) {
+    add(BOARD_CALL_READ, 1, 1, EIO).from_ns = 5 * kS;
+    EXPECT_EQ(errors(call(BOARD_CALL_READ), 3), (std::vector<int>{0, 0, 0}));
+    board_advance(on(), 5 * kS);
+    EXPECT_EQ(errors(call(BOARD_CALL_READ), 2), (std::vector<int>{EIO, 0}));
+}
+
+TEST_F(Faults, TheFirstDueDecidesAndAllOfThemCount) {
+    add(BOARD_CALL_READ, 2, 1, EIO);
+    add(BOARD_CALL_ANY, 1, 3, EPERM);
+    EXPECT_EQ(errors(call(BOARD_CALL_READ), 4), (std::vector<int>{EPERM, EIO, EPERM, 0}));
+}
+
+TEST_F(Faults, AreToldWithTheirOutcome) {
+    board_fault_config& fault = add(BOARD_CALL_READ, 1, 1, 0);
+    fault.has_short_count = 1;
+    fault.short_count = 0;
+    fault.delay_ns = 77;
+    errors(call(BOARD_CALL_READ, BOARD_TARGET_SI514), 1);
+    const auto told = of(BOARD_HAPPENING_FAULT);
+    ASSERT_EQ(told.size(), 1U);
+    EXPECT_EQ(told[0].outcome.short_count, 0);
+    EXPECT_EQ(told[0].outcome.delay_ns, 77U);
+    EXPECT_EQ(told[0].happening.target, BOARD_TARGET_SI514);
+}
+
+TEST_F(Faults, WithoutAShortCountSayMinusOne) {
+    add(BOARD_CALL_READ, 1, 1, EIO);
+    errors(call(BOARD_CALL_READ), 1);
+    EXPECT_EQ(of(BOARD_HAPPENING_FAULT).at(0).outcome.short_count, -1);
+}
+
+TEST_F(Faults, EveryKindOfCallTakesTime) {
+    for (int kind = 0; kind < BOARD_CALL_KINDS; ++kind) {
+        const board_call made = call(static_cast<board_call_kind>(kind));
+        EXPECT_GT(board_call_cost(on(), &made), 0U) << kind;
+    }
+}
+
+TEST_F(Faults, HardwareIsSlowerThanTheKernel) {
+    const board_call system = call(BOARD_CALL_CLOCK_GETTIME, BOARD_TARGET_SYSTEM);
+    const board_call phc = call(BOARD_CALL_CLOCK_GETTIME, BOARD_TARGET_INTERFACE(0));
+    EXPECT_EQ(board_call_cost(on(), &system), 22U);
+    EXPECT_GT(board_call_cost(on(), &phc), 1000U);
+}
+
+TEST_F(Faults, CostsCanBeSetAndTheLastEntryWins) {
+    config.costs[0] = {BOARD_CALL_READ, BOARD_TARGET_ANY, 0, 0, 10};
+    config.costs[1] = {BOARD_CALL_READ, BOARD_TARGET_SI514, 0, 0, 0};
+    config.cost_count = 2;
+    const board_call one = call(BOARD_CALL_READ), other = call(BOARD_CALL_READ, BOARD_TARGET_SI514);
+    EXPECT_EQ(board_call_cost(on(), &one), 10U);
+    EXPECT_EQ(board_call_cost(on(), &other), 1U) << "no call is free";
+}
+
+}  // namespace
+}  // namespace halvexboard

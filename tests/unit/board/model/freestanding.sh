@@ -1,0 +1,15 @@
+#!/bin/sh
+# Compiles the board's model without any header and lists what it needs from outside: memcpy and memset, no floating point.
+# Usage: freestanding.sh COMPILER ROOT
+set -eu
+compiler=$1 root=$2
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+for source in "$root"/board/model/*.c; do
+    "$compiler" -std=gnu11 -O2 -ffreestanding -nostdinc -mgeneral-regs-only -fno-stack-protector -Wall -Werror \
+        -Wframe-larger-than=2048 -DBOARD_FREESTANDING -I"$root" -c "$source" -o "$work/$(basename "$source" .c).o"
+done
+ld -r -o "$work/whole.o" "$work"/*.o
+needed=$(nm -u "$work/whole.o" | awk '{print $2}' | sort | tr '\n' ' ')
+echo "needs: $needed"
+test "$needed" = "memcpy memset "

@@ -1,0 +1,174 @@
+// A board's life: switching on, names, and the same life for the same seed.
+#include "boardFixture.h"
+
+#include "board/wire/driver.h"
+#include "board/wire/timex.h"
+
+namespace halvexboard {
+namespace {
+
+class Life : public BoardFixture {
+protected:
+    /// Some minutes of a board's life that use every source of randomness; everything that can be seen of it as numbers.
+    static std::vector<std::int64_t> live(std::uint64_t seed) {
+        struct Run : BoardFixture {
+            void TestBody() override {}
+            std::vector<std::int64_t> play(std::uint64_t seed) {
+                addInterface("enp1s0", 0);
+                config.seed = seed;
+                config.interfaces[0].clock = {5'000, 1500, 50, 0};
+                config.interfaces[0].lost_edges_per_million = 300'000;
+                config.interfaces[0].interrupt_jitter_ns = 10'000;
+                config.system.offset_ns = 77'000;
+                board_phc2sys_options options{};
+                std::strcpy(options.source, "enp1s0");
+                options.valid = 1;
+                board_phc2sys_start(on(), 0, &options);
+                for (std::uint64_t second = 1; second < 100; ++second)
+                    playSecond(second);
+                return seen();
+            }
+            void playSecond(std::uint64_t second) {
+                arm(second * kS, 0);
+                generateEpoch(second * kS + 5);
+                board_timex timex{};
+                timex.modes = BOARD_WIRE_ADJ_SETOFFSET | BOARD_WIRE_ADJ_NANO;
+                timex.time_usec = 100;
+                board_phc_adjtime(on(), second * kS + kMs, 0, &timex);
+            }
+            std::vector<std::int64_t> seen() const {
+                std::vector<std::int64_t> numbers;
+                for (const Recorded& recorded : happenings) {
+                    numbers.push_back(recorded.happening.kind);
+                    numbers.push_back(static_cast<std::int64_t>(recorded.happening.raw_ns));
+                    numbers.push_back(recorded.step.real_ns);
+                    numbers.push_back(static_cast<std::int64_t>(recorded.stamp.time_ns));
+                    numbers.push_back(recorded.stamp.lost);
+                    numbers.push_back(recorded.truth.difference_ns[BOARD_CLOCK_SYSTEM]);
+                }
+                return numbers;
+            }
+        };
+        return Run().play(seed);
+    }
+};
+
+TEST_F(Life, TheSameSeedLivesTheSameLife) {
+    EXPECT_EQ(live(1), live(1));
+    EXPECT_GT(live(1).size(), 2000U);
+}
+
+TEST_F(Life, AnotherSeedLivesAnother) { EXPECT_NE(live(1), live(2)); }
+
+TEST_F(Life, BeginsWithAStartAndTheTruth) {
+    config.seed = 99;
+    on();
+    ASSERT_EQ(happenings.size(), 2U);
+    EXPECT_EQ(happenings[0].happening.kind, BOARD_HAPPENING_START);
+    EXPECT_EQ(happenings[0].happening.value, 99);
+    EXPECT_EQ(happenings[1].happening.kind, BOARD_HAPPENING_TRUTH);
+}
+
+TEST_F(Life, SequenceNumbersHaveNoGaps) {
+    addInterface("enp1s0", 0);
+    arm(0, 0);
+    generateEpoch(kS);
+    board_advance(on(), 2 * kS);
+    for (std::size_t at = 0; at < happenings.size(); ++at)
+        EXPECT_EQ(happenings[at].happening.sequence, at);
+}
+
+TEST_F(Life, TextsAndCallsReachTheObserver) {
+    board_tell_syslog(on(), kS, 6, "hello, world", 5);
+    board_tell_note(on(), kS, "note", 4);
+    board_call call{};
+    call.kind = BOARD_CALL_READ;
+    call.target = BOARD_TARGET_SI514;
+    board_tell_call(on(), kS, &call);
+    EXPECT_EQ(of(BOARD_HAPPENING_SYSLOG).at(0).text, "hello");
+    EXPECT_EQ(of(BOARD_HAPPENING_SYSLOG).at(0).happening.value, 6);
+    EXPECT_EQ(of(BOARD_HAPPENING_NOTE).at(0).text, "note");
+    EXPECT_EQ(of(BOARD_HAPPENING_CALL).at(0).happening.target, BOARD_TARGET_SI514);
+}
+
+TEST_F(Life, RunsWithoutAnObserver) {
+    auto storage = std::make_unique<std::uint64_t[]>(board_size() / 8 + 1);
+    board* const quiet = board_init(storage.get(), &config, nullptr, nullptr);
+    ASSERT_NE(quiet, nullptr);
+    board_tell_note(quiet, kS, "x", 1);
+    EXPECT_EQ(board_raw(quiet), kS);
+}
+
+TEST_F(Life, RefusesConfigurationsBeyondItsMaxima) {
+    const board_config good = config;
+    auto storage = std::make_unique<std::uint64_t[]>(board_size() / 8 + 1);
+    const auto accepts = [&storage](const board_config& tried) {
+        return board_init(storage.get(), &tried, nullptr, nullptr) != nullptr;
+    };
+    EXPECT_TRUE(accepts(good));
+    board_config bad = good;
+    bad.interface_count = BOARD_MAX_INTERFACES + 1;
+    EXPECT_FALSE(accepts(bad));
+    bad = good;
+    bad.crystal_error_ppt = 1'000'000'001;
+    EXPECT_FALSE(accepts(bad));
+    bad = good;
+    bad.interface_count = 1;  // without a name
+    EXPECT_FALSE(accepts(bad));
+    bad = good;
+    bad.ferrox.clock.step_granularity_ns = -1;
+    EXPECT_FALSE(accepts(bad));
+    bad = good;
+    bad.fault_count = 1;  // nth and times are 0
+    EXPECT_FALSE(accepts(bad));
+    bad = good;
+    bad.event_count = 1;
+    bad.events[0] = {0, BOARD_EVENT_INTERFACE_DOWN, BOARD_TARGET_FPGA, 0};
+    EXPECT_FALSE(accepts(bad));
+    bad = good;
+    bad.phc2sys.interval_ns = 0;
+    EXPECT_FALSE(accepts(bad));
+    EXPECT_EQ(board_init(nullptr, &good, nullptr, nullptr), nullptr);
+}
+
+TEST_F(Life, FindsInterfacesByTheKernelsFifteenCharacters) {
+    addInterface("enp1s0", 0);
+    addInterface("abcdefghijklmno", 1);
+    EXPECT_EQ(board_interface_find(on(), "enp1s0"), 0);
+    EXPECT_EQ(board_interface_find(on(), "abcdefghijklmnopq"), 1);
+    EXPECT_EQ(board_interface_find(on(), "lo"), -1);
+}
+
+TEST_F(Life, EveryKindHasAName) {
+    for (int kind = 0; kind < BOARD_CALL_KINDS; ++kind)
+        EXPECT_NE(board_call_kind_name(static_cast<board_call_kind>(kind)), nullptr) << kind;
+    for (int kind = 0; kind < BOARD_EVENT_KINDS; ++kind)
+        EXPECT_NE(board_event_kind_name(static_cast<board_event_kind>(kind)), nullptr) << kind;
+    for (int kind = 0; kind < BOARD_HAPPENING_KINDS; ++kind)
+        EXPECT_NE(board_happening_kind_name(static_cast<board_happening_kind>(kind)), nullptr) << kind;
+    for (int file = 0; file < BOARD_FILE_KINDS; ++file)
+        EXPECT_NE(board_file_name(static_cast<board_file>(file)), nullptr) << file;
+    EXPECT_EQ(board_call_kind_name(BOARD_CALL_KINDS), nullptr);
+}
+
+TEST_F(Life, RequestsAreNamedByWhoAnswersThem) {
+    EXPECT_STREQ(board_request_name(BOARD_TARGET_FERROX, 0xC0207501), "generateEpochSignal");
+    EXPECT_STREQ(board_request_name(BOARD_TARGET_FPGA, 0xC0207501), "requestEpochAlignment");
+    EXPECT_STREQ(board_request_name(BOARD_TARGET_INTERFACE(0), 0x40603D07), "PTP_PIN_SETFUNC");
+    EXPECT_EQ(board_request_name(BOARD_TARGET_INTERFACE(0), 0xC0207501), nullptr);
+    EXPECT_EQ(board_request_name(BOARD_TARGET_SI514, 0x40603D07), nullptr);
+}
+
+TEST_F(Life, ClocksAndTargetsAreNamed) {
+    addInterface("enp1s0", 0);
+    EXPECT_STREQ(board_clock_name(on(), BOARD_CLOCK_FERROX), "ferrox");
+    EXPECT_STREQ(board_clock_name(on(), BOARD_CLOCK_FPGA), "fpga");
+    EXPECT_STREQ(board_clock_name(on(), BOARD_CLOCK_SYSTEM), "system");
+    EXPECT_STREQ(board_clock_name(on(), BOARD_CLOCK_PHC(0)), "enp1s0");
+    EXPECT_STREQ(board_target_name(on(), BOARD_TARGET_PHC2SYS), "phc2sys");
+    EXPECT_STREQ(board_target_name(on(), 12), "unknown");
+    EXPECT_STREQ(board_target_name(on(), BOARD_TARGET_INTERFACE(5)), "unknown");
+}
+
+}  // namespace
+}  // namespace halvexboard

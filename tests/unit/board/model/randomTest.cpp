@@ -1,0 +1,54 @@
+// Randomness that repeats: streams apart from each other, Gaussian of the right width.
+#include <cmath>
+#include <gtest/gtest.h>
+
+extern "C" {
+#include "board/model/random.h"
+}
+
+namespace {
+
+board_random seeded(std::uint64_t seed, std::uint64_t stream) {
+    board_random random;
+    board_random_seed(&random, seed, stream);
+    return random;
+}
+
+TEST(Random, RepeatsForTheSameSeedAndStreamOnly) {
+    board_random first = seeded(7, 1), same = seeded(7, 1), otherStream = seeded(7, 2), otherSeed = seeded(8, 1);
+    const std::uint64_t value = board_random_next(&first);
+    EXPECT_EQ(board_random_next(&same), value);
+    EXPECT_NE(board_random_next(&otherStream), value);
+    EXPECT_NE(board_random_next(&otherSeed), value);
+}
+
+TEST(Random, GaussianHasTheWidthItIsAskedFor) {
+    board_random random = seeded(3, 3);
+    double sum = 0, squares = 0;
+    constexpr int kDraws = 200'000;
+    for (int draw = 0; draw < kDraws; ++draw) {
+        const auto value = static_cast<double>(board_random_gaussian(&random, 1'000'000));
+        EXPECT_LE(std::abs(value), 6'000'000);
+        sum += value;
+        squares += value * value;
+    }
+    EXPECT_NEAR(sum / kDraws, 0, 10'000);
+    EXPECT_NEAR(std::sqrt(squares / kDraws), 1'000'000, 10'000);
+}
+
+TEST(Random, GaussianWithoutWidthIsNothing) {
+    board_random random = seeded(3, 3);
+    EXPECT_EQ(board_random_gaussian(&random, 0), 0);
+}
+
+TEST(Random, StaysBelowTheLimit) {
+    board_random random = seeded(1, 1);
+    bool seen[5] = {};
+    for (int draw = 0; draw < 200; ++draw)
+        seen[board_random_below(&random, 5)] = true;
+    for (const bool one : seen)
+        EXPECT_TRUE(one);
+    EXPECT_EQ(board_random_below(&random, 0), 0U);
+}
+
+}  // namespace

@@ -1,0 +1,250 @@
+// Scenario files: what each key means, and how mistakes are reported.
+#include "board/scenario/scenario.h"
+
+#include <cerrno>
+#include <gtest/gtest.h>
+
+#include "board/wire/ptp.h"
+
+namespace halvexboard {
+namespace {
+
+board_config configOf(const std::string& text) { return parseScenario(text, "story.toml").config; }
+
+std::string mistakeOf(const std::string& text) {
+    try {
+        parseScenario(text, "story.toml");
+    } catch (const ScenarioError& error) {
+        return error.what();
+    }
+    return "accepted";
+}
+
+const std::string kPorts = "[[interface]]\nname = \"enp2s0\"\n[[interface]]\nname = \"enp1s0\"\n";  // four lines
+
+TEST(Scenario, AnEmptyTextIsAHealthyBoardWithoutInterfaces) {
+    const board_config config = configOf("");
+    EXPECT_EQ(config.interface_count, 0U);
+    EXPECT_TRUE(config.ferrox.present);
+    EXPECT_TRUE(config.fpga.present);
+    EXPECT_TRUE(config.fpga_running);
+    EXPECT_EQ(config.ferrox.clock.step_granularity_ns, 200);
+    EXPECT_STREQ(config.ferrox.interface_path, "/dev/zu/horlixFerrox0");
+}
+
+TEST(Scenario, ReadsTheBoardItself) {
+    const Scenario scenario = parseScenario(
+        "title = \"t\"\nseed = 7\ncrystal_error_ppb = -12.5\npulse_width = \"10 us\"\ntruth_interval = \"1 s\"\n"
+        "[system_clock]\noffset = \"-3 ms\"\ncrystal_error_ppb = 9\n[phc2sys]\nnoise = \"0 ns\"\ninterval = \"500 ms\"\n",
+        "story.toml");
+    EXPECT_EQ(scenario.title, "t");
+    EXPECT_EQ(scenario.config.seed, 7U);
+    EXPECT_EQ(scenario.config.crystal_error_ppt, -12'500);
+    EXPECT_EQ(scenario.config.pulse_width_ns, 10'000U);
+    EXPECT_EQ(scenario.config.truth_interval_ns, 1'000'000'000U);
+    EXPECT_EQ(scenario.config.system.offset_ns, -3'000'000);
+    EXPECT_EQ(scenario.config.system_crystal_error_ppt, 9'000);
+    EXPECT_EQ(scenario.config.phc2sys.noise_ns, 0);
+    EXPECT_EQ(scenario.config.phc2sys.interval_ns, 500'000'000U);
+}
+
+TEST(Scenario, ReadsTheTimeOfTheStart) {
+    EXPECT_EQ(configOf("start_time = 1970-01-01T00:00:00Z").start_time_ns, 0U);
+    EXPECT_EQ(configOf("start_time = 2024-02-29T12:34:56.000000789Z").start_time_ns, 1'709'210'096'000'000'789U);
+    EXPECT_EQ(configOf("start_time = 2024-03-01T01:00:00+02:00").start_time_ns, 1'709'247'600'000'000'000U);
+    EXPECT_NE(mistakeOf("start_time = 2024-03-01T01:00:00").find("wants a date and time with an offset"), std::string::npos);
+    EXPECT_NE(mistakeOf("start_time = 1969-12-31T23:59:59Z").find("from 1970"), std::string::npos);
+    EXPECT_NE(mistakeOf("start_time = 2300-01-01T00:00:00Z").find("to 2262"), std::string::npos);
+}
+
+TEST(Scenario, ReadsDriversAndOscillator) {
+    const board_config config = configOf(
+        "[ferrox]\npresent = false\n[fpga]\noffset = \"1 s\"\nstep_loss = \"1500 ns\"\nstep_jitter = \"50 ns\"\n"
+        "step_granularity = \"8 ns\"\ninterface_path = \"/dev/other\\n\"\nrunning = false\nreads_zero = true\n"
+        "starts_on_request = false\n[si514]\nppb_offset = 12.5\nrange_ppb = 100\nresolution_ppb = 0.026\n"
+        "ppb_offset_text = \"\"\nname = \"clock\\n\"\nclient = \"1-55\"\n");
+    EXPECT_FALSE(config.ferrox.present);
+    EXPECT_EQ(config.fpga.clock.offset_ns, 1'000'000'000);
+    EXPECT_EQ(config.fpga.clock.step_loss_ns, 1500);
+    EXPECT_EQ(config.fpga.clock.step_jitter_ns, 50);
+    EXPECT_EQ(config.fpga.clock.step_granularity_ns, 8);
+    EXPECT_STREQ(config.fpga.interface_path, "/dev/other\n");
+    EXPECT_FALSE(config.fpga_running);
+    EXPECT_TRUE(config.fpga_reads_zero);
+    EXPECT_FALSE(config.fpga_starts_on_request);
+    EXPECT_EQ(config.si514_initial_ppt, 12'500);
+    EXPECT_EQ(config.si514_max_ppt, 100'000);
+    EXPECT_EQ(config.si514_resolution_ppt, 26);
+    EXPECT_TRUE(config.si514_has_text);
+    EXPECT_STREQ(config.si514_text, "");
+    EXPECT_STREQ(config.si514_name, "clock\n");
+    EXPECT_STREQ(config.si514_client, "1-55");
+}
+
+TEST(Scenario, ReadsInterfacesInTheOrderTheKernelListsThem) {
+    const board_config config = configOf(
+        "[[interface]]\nname = \"enp2s0\"\nphc_index = 4\nup = false\nreset_on_up = false\nvendor = \"0x8086 \"\n"
+        "device = \"0x1521\"\nn_pins = 3\nn_per_out = 0\nn_ext_ts = 1\nmax_adj_ppb = 5\noffset = \"2 s\"\n"
+        "interrupt_latency = \"1 ms\"\ninterrupt_jitter = \"2 us\"\nlost_edges_per_million = 9\nvirtual_clocks = true\n"
+        "present = false\n[[interface]]\nname = \"enp1s0\"\n");
+    ASSERT_EQ(config.interface_count, 2U);
+    const board_interface_config& first = config.interfaces[0];
+    EXPECT_STREQ(first.name, "enp2s0");
+    EXPECT_EQ(first.phc_index, 4);
+    EXPECT_FALSE(first.is_up || first.reset_on_up || first.present);
+    EXPECT_STREQ(first.vendor, "0x8086 \n");
+    EXPECT_STREQ(first.device, "0x1521\n");
+    EXPECT_EQ(first.n_pins, 3);
+    EXPECT_EQ(first.n_per_out, 0);
+    EXPECT_EQ(first.n_ext_ts, 1);
+    EXPECT_EQ(first.max_adj_ppb, 5);
+    EXPECT_EQ(first.clock.offset_ns, 2'000'000'000);
+    EXPECT_EQ(first.interrupt_latency_ns, 1'000'000U);
+    EXPECT_EQ(first.interrupt_jitter_ns, 2'000U);
+    EXPECT_EQ(first.lost_edges_per_million, 9U);
+    EXPECT_TRUE(first.virtual_clocks);
+    EXPECT_STREQ(config.interfaces[1].name, "enp1s0");
+    EXPECT_EQ(config.interfaces[1].phc_index, 1);
+    EXPECT_STREQ(config.interfaces[1].vendor, "0x8086\n");
+}
+
+TEST(Scenario, ReadsEvents) {
+    const board_config config = configOf(
+        kPorts + "[[event]]\nat = \"2 s\"\nkind = \"jump\"\ntarget = \"enp1s0\"\nby = \"-3 us\"\n"
+                 "[[event]]\nat = \"1 s\"\nkind = \"crystal\"\ncrystal_error_ppb = 5\n"
+                 "[[event]]\nat = \"1 s\"\nkind = \"kill_phc2sys\"\n"
+                 "[[event]]\nat = \"1 s\"\nkind = \"lose_edges\"\ntarget = \"fpga\"\ncount = 4\n"
+                 "[[event]]\nat = \"1 s\"\nkind = \"capabilities\"\ntarget = \"enp2s0\"\nn_pins = 3\n");
+    ASSERT_EQ(config.event_count, 5U);
+    EXPECT_EQ(config.events[0].at_ns, 2'000'000'000U);
+    EXPECT_EQ(config.events[0].target, BOARD_TARGET_INTERFACE(1));
+    EXPECT_EQ(config.events[0].value, -3000);
+    EXPECT_EQ(config.events[1].value, 5000);
+    EXPECT_EQ(config.events[2].value, 9);
+    EXPECT_EQ(config.events[3].value, 4);
+    EXPECT_EQ(config.events[4].value, 2 | 2 << 8 | 3 << 16);
+}
+
+TEST(Scenario, ReadsFaults) {
+    const board_config config = configOf(
+        kPorts + "[[fault]]\ncall = \"ioctl\"\ntarget = \"enp1s0\"\nrequest = \"PTP_PIN_SETFUNC\"\nnth = 3\n"
+                 "times = \"forever\"\nerror = \"EIO\"\n"
+                 "[[fault]]\ncall = \"read\"\nfile = \"ppb_offset\"\nfrom = \"5 s\"\ntimes = 2\nshort_count = 0\n"
+                 "[[fault]]\ncall = \"ioctl\"\ntarget = \"ferrox\"\nrequest = \"getTime\"\ndriver_status = -52024\n"
+                 "[[fault]]\ncall = \"any\"\nerror = 5\ndelay = \"3 ms\"\n");
+    ASSERT_EQ(config.fault_count, 4U);
+    EXPECT_EQ(config.faults[0].kind, BOARD_CALL_IOCTL);
+    EXPECT_EQ(config.faults[0].target, BOARD_TARGET_INTERFACE(1));
+    EXPECT_TRUE(config.faults[0].has_detail);
+    EXPECT_EQ(config.faults[0].detail, BOARD_WIRE_PTP_PIN_SETFUNC);
+    EXPECT_EQ(config.faults[0].nth, 3U);
+    EXPECT_EQ(config.faults[0].times, BOARD_FOREVER);
+    EXPECT_EQ(config.faults[0].error, EIO);
+    EXPECT_EQ(config.faults[1].file, BOARD_FILE_PPB_OFFSET);
+    EXPECT_EQ(config.faults[1].from_ns, 5'000'000'000U);
+    EXPECT_EQ(config.faults[1].times, 2U);
+    EXPECT_TRUE(config.faults[1].has_short_count);
+    EXPECT_FALSE(config.faults[0].has_short_count);
+    EXPECT_EQ(config.faults[2].detail, 0x80207500U);
+    EXPECT_EQ(config.faults[2].driver_status, -52024);
+    EXPECT_EQ(config.faults[3].kind, BOARD_CALL_ANY);
+    EXPECT_EQ(config.faults[3].error, 5);
+    EXPECT_EQ(config.faults[3].delay_ns, 3'000'000U);
+}
+
+TEST(Scenario, ReadsCosts) {
+    const board_config config = configOf("[[cost]]\ncall = \"ioctl\"\ntarget = \"fpga\"\nrequest = \"getTime\"\ntakes = \"2 us\"\n");
+    ASSERT_EQ(config.cost_count, 1U);
+    EXPECT_EQ(config.costs[0].cost_ns, 2000U);
+    EXPECT_EQ(config.costs[0].detail, 0xC0207504U);
+}
+
+TEST(ScenarioMistake, AnUnknownKeyNamesItsLine) {
+    EXPECT_EQ(mistakeOf("seed = 1\n\nsede = 2\n"), "story.toml:3: scenario: unknown key 'sede'");
+    EXPECT_EQ(mistakeOf("[fpga]\noffset = \"1 s\"\nofset = \"1 s\"\n"), "story.toml:3: [fpga]: unknown key 'ofset'");
+    EXPECT_EQ(mistakeOf(kPorts + "colour = 1\n"), "story.toml:5: [[interface]]: unknown key 'colour'");
+    EXPECT_EQ(mistakeOf("[ferox]\n"), "story.toml:1: scenario: unknown key 'ferox'");
+    EXPECT_EQ(mistakeOf("[[event]]\nat = \"1 s\"\nkind = \"pulse\"\nby = \"1 s\"\n"), "story.toml:4: [[event]]: unknown key 'by'");
+    EXPECT_EQ(mistakeOf("[[fault]]\ncall = \"read\"\nerror = \"EIO\"\nerrror = 1\n"), "story.toml:4: [[fault]]: unknown key 'errror'");
+    EXPECT_EQ(mistakeOf("[[cost]]\ncall = \"read\"\ntakes = \"1 us\"\nx = 1\n"), "story.toml:4: [[cost]]: unknown key 'x'");
+}
+
+TEST(ScenarioMistake, BrokenTomlNamesItsLine) {
+    EXPECT_EQ(mistakeOf("seed = 1\nseed = = 2\n").substr(0, 14), "story.toml:2: ");
+    EXPECT_EQ(mistakeOf("seed = 1\nseed = 2\n").substr(0, 14), "story.toml:2: ");
+}
+
+TEST(ScenarioMistake, AValueOfTheWrongKindSaysWhatIsWanted) {
+    EXPECT_EQ(mistakeOf("\npulse_width = 1000\n"),
+              "story.toml:2: scenario: pulse_width wants a duration with a unit, such as \"1.5 ms\"");
+    EXPECT_EQ(mistakeOf("pulse_width = \"-1 us\"\n"), "story.toml:1: scenario: pulse_width cannot be negative");
+    EXPECT_EQ(mistakeOf("seed = \"x\"\n").substr(0, 50), "story.toml:1: scenario: seed wants an integer from");
+    EXPECT_EQ(mistakeOf("crystal_error_ppb = \"12\"\n"), "story.toml:1: scenario: crystal_error_ppb wants a number of ppb");
+    EXPECT_EQ(mistakeOf("[fpga]\nrunning = 1\n"), "story.toml:2: [fpga]: running wants true or false");
+    EXPECT_EQ(mistakeOf("title = 1\n"), "story.toml:1: scenario: title wants a text");
+    EXPECT_EQ(mistakeOf("fpga = 1\n"), "story.toml:1: scenario: fpga wants a table [fpga]");
+    EXPECT_EQ(mistakeOf("[interface]\nname = \"x\"\n"), "story.toml:1: scenario: interface wants tables [[interface]]");
+}
+
+TEST(ScenarioMistake, ValuesOutOfRangeAreRefused) {
+    EXPECT_NE(mistakeOf(kPorts + "n_pins = 5\n").find("story.toml:5: [[interface]]: n_pins"), std::string::npos);
+    EXPECT_NE(mistakeOf(kPorts + "phc_index = -2\n").find("phc_index"), std::string::npos);
+    EXPECT_NE(mistakeOf("crystal_error_ppb = 2e6\n").find("beyond what the board can simulate"), std::string::npos);
+    EXPECT_NE(mistakeOf("[[interface]]\nname = \"sixteen-letters!\"\n").find("longer than 15"), std::string::npos);
+    EXPECT_NE(mistakeOf("[[interface]]\nname = \"\"\n").find("no name of an interface"), std::string::npos);
+    EXPECT_NE(mistakeOf("[[interface]]\nname = \"../x\"\n").find("no name of an interface"), std::string::npos);
+    EXPECT_NE(mistakeOf("[si514]\nname = \"a\\u0000b\"\n").find("zero character"), std::string::npos);
+}
+
+TEST(ScenarioMistake, InterfacesNeedNamesAndClocksOfTheirOwn) {
+    EXPECT_EQ(mistakeOf("[[interface]]\nup = true\n"), "story.toml:1: [[interface]]: name is missing");
+    EXPECT_EQ(mistakeOf("[[interface]]\nname = \"a\"\n[[interface]]\nname = \"a\"\n"),
+              "story.toml:4: [[interface]]: name is taken by an interface above");
+    EXPECT_EQ(mistakeOf("[[interface]]\nname = \"a\"\n[[interface]]\nname = \"b\"\nphc_index = 0\n"),
+              "story.toml:5: [[interface]]: phc_index is taken by an interface above");
+}
+
+TEST(ScenarioMistake, EventsAreCheckedAgainstTheBoard) {
+    EXPECT_EQ(mistakeOf("[[event]]\nkind = \"pulse\"\n"), "story.toml:1: [[event]]: at is missing");
+    EXPECT_EQ(mistakeOf("[[event]]\nat = \"1 s\"\nkind = \"party\"\n"), "story.toml:3: [[event]]: kind 'party' is no kind of event");
+    EXPECT_EQ(mistakeOf("[[event]]\nat = \"1 s\"\nkind = \"jump\"\ntarget = \"eth7\"\nby = \"1 s\"\n"),
+              "story.toml:4: [[event]]: target 'eth7' is no part of the board");
+    EXPECT_EQ(mistakeOf(kPorts + "[[event]]\nat = \"1 s\"\nkind = \"interface_down\"\ntarget = \"fpga\"\n"),
+              "story.toml:5: [[event]]: target or value does not fit its kind");
+    EXPECT_EQ(mistakeOf("[[event]]\nat = \"1 s\"\nkind = \"jump\"\ntarget = \"fpga\"\n"), "story.toml:1: [[event]]: by is missing");
+}
+
+TEST(ScenarioMistake, FaultsNeedACallAndOneOutcome) {
+    EXPECT_EQ(mistakeOf("[[fault]]\nerror = \"EIO\"\n"), "story.toml:1: [[fault]]: call is missing");
+    EXPECT_NE(mistakeOf("[[fault]]\ncall = \"read\"\n").find("is missing"), std::string::npos);
+    EXPECT_NE(mistakeOf("[[fault]]\ncall = \"read\"\nerror = \"EIO\"\nshort_count = 1\n").find("only one of"), std::string::npos);
+    EXPECT_EQ(mistakeOf("[[fault]]\ncall = \"juggle\"\nerror = \"EIO\"\n"),
+              "story.toml:2: [[fault]]: call 'juggle' is no call the board takes part in");
+    EXPECT_EQ(mistakeOf("[[fault]]\ncall = \"read\"\nerror = \"EFUN\"\n"), "story.toml:3: [[fault]]: error 'EFUN' is no errno");
+    EXPECT_EQ(mistakeOf("[[fault]]\ncall = \"read\"\nfile = \"diary\"\nerror = \"EIO\"\n"),
+              "story.toml:3: [[fault]]: file 'diary' is no file the board has");
+    EXPECT_EQ(mistakeOf("[[fault]]\ncall = \"ioctl\"\nrequest = \"getTime\"\nerror = \"EIO\"\n"),
+              "story.toml:3: [[fault]]: request 'getTime' is no request of that target");
+    EXPECT_EQ(mistakeOf("[[fault]]\ncall = \"read\"\ntimes = \"often\"\nerror = \"EIO\"\n"),
+              "story.toml:3: [[fault]]: times wants a number or \"forever\"");
+    EXPECT_NE(mistakeOf("[[fault]]\ncall = \"read\"\nnth = 0\nerror = \"EIO\"\n").find("nth wants an integer from 1"), std::string::npos);
+}
+
+TEST(ScenarioMistake, TooManyOfAKindAreRefused) {
+    std::string text;
+    for (int interface = 0; interface <= BOARD_MAX_INTERFACES; ++interface)
+        text += "[[interface]]\nname = \"e" + std::to_string(interface) + "\"\n";
+    EXPECT_EQ(mistakeOf(text), "story.toml:1: scenario: interface can be given 16 times at most");
+}
+
+TEST(ScenarioMistake, AMissingFileIsNamed) {
+    try {
+        loadScenario("/nonexistent/story.toml");
+        FAIL() << "accepted";
+    } catch (const ScenarioError& error) {
+        EXPECT_STREQ(error.what(), "/nonexistent/story.toml:1: cannot be read, or is empty");
+    }
+}
+
+}  // namespace
+}  // namespace halvexboard

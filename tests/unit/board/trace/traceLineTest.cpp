@@ -1,0 +1,247 @@
+// One happening, one line: its members for every kind.
+#include "board/trace/traceLine.h"
+
+#include <cerrno>
+#include <cjson/cJSON.h>
+#include <cstdlib>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <memory>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "board/wire/driver.h"
+#include "board/wire/ptp.h"
+
+namespace {
+std::size_t allocations = 0;
+}
+
+void* operator new(std::size_t size) {
+    ++allocations;
+    void* const memory = std::malloc(size == 0 ? 1 : size);
+    if (memory == nullptr)
+        throw std::bad_alloc();
+    return memory;
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+
+namespace halvexboard {
+namespace {
+
+/// A board whose happenings become lines.
+class TraceLine : public ::testing::Test {
+protected:
+    TraceLine() {
+        board_config_defaults(&config);
+        config.start_time_ns = 1000;
+        config.interface_count = 1;
+        board_interface_defaults(&config.interfaces[0], "enp1s0", 0);
+        config.interfaces[0].interrupt_jitter_ns = 0;
+    }
+
+    board* on() {
+        if (board_ == nullptr)
+            board_ = board_init(storage_.get(), &config, &TraceLine::observe, this);
+        return board_;
+    }
+    std::string lastOf(const std::string& kind) const {
+        std::string found;
+        for (const std::string& line : lines)
+            if (line.find("\"kind\":\"" + kind + "\"") != std::string::npos)
+                found = line;
+        return found;
+    }
+    void ferrox(std::uint32_t request, std::uint64_t argument = 0) {
+        board_driver_call call{};
+        call.request = request;
+        call.argument = argument;
+        ASSERT_EQ(board_driver_do(on(), 5, BOARD_TARGET_FERROX, &call), 0);
+    }
+    board_call ioctlCall(int target, std::uint32_t request) {
+        board_call call{};
+        call.kind = BOARD_CALL_IOCTL;
+        call.target = target;
+        call.detail = request;
+        return call;
+    }
+
+    board_config config;
+    std::vector<std::string> lines;
+    std::size_t allocationsWhileFormatting = 0;
+
+private:
+    static void observe(void* context, const board_happening* happening) {
+        auto& test = *static_cast<TraceLine*>(context);
+        // The first happenings come out of board_init, which has not returned yet.
+        const auto* const where = reinterpret_cast<const board*>(test.storage_.get());
+        char line[kMaxTraceLine];
+        const std::size_t before = allocations;
+        const std::size_t length = formatHappening(*where, *happening, line, sizeof line);
+        test.allocationsWhileFormatting += allocations - before;
+        test.lines.emplace_back(line, length);
+    }
+
+    std::unique_ptr<std::uint64_t[]> storage_ = std::make_unique<std::uint64_t[]>(board_size() / 8 + 1);
+    board* board_ = nullptr;
+};
+
+TEST_F(TraceLine, OfTheStart) {
+    config.seed = 7;
+    on();
+    EXPECT_EQ(lastOf("start"), "{\"seq\":0,\"raw_ns\":0,\"kind\":\"start\",\"seed\":7,\"crystal_error_ppt\":0,"
+                               "\"start_time_ns\":1000,\"clocks\":[\"ferrox\",\"fpga\",\"system\",\"enp1s0\"]}\n");
+}
+
+TEST_F(TraceLine, OfTheTruth) {
+    config.interfaces[0].clock.offset_ns = -250;
+    board_tell_truth(on(), 7);
+    EXPECT_EQ(lastOf("truth"),
+              "{\"seq\":2,\"raw_ns\":7,\"kind\":\"truth\",\"tick_ns\":7,\"clocks\":{"
+              "\"ferrox\":{\"difference_ns\":0,\"time_ns\":1007,\"enabled\":true},"
+              "\"fpga\":{\"difference_ns\":0,\"time_ns\":1007,\"enabled\":true},"
+              "\"system\":{\"difference_ns\":0,\"time_ns\":1007,\"enabled\":false},"
+              "\"enp1s0\":{\"difference_ns\":-250,\"time_ns\":757,\"enabled\":true}}}\n");
+}
+
+TEST_F(TraceLine, OfAnEpochAndItsStamps) {
+    ASSERT_EQ(board_phc_set_pin(on(), 1, 0, 0, 1, 0), 0);
+    ASSERT_EQ(board_phc_extts(on(), 1, 0, 0, 3, 0), 0);
+    ferrox(BOARD_WIRE_FERROX_GENERATE_EPOCH_SIGNAL);
+    board_advance(on(), 10'000);
+    EXPECT_NE(lastOf("epoch").find("\"clocks\":{\"ferrox\":{\"difference_ns\":0"), std::string::npos);
+    EXPECT_EQ(lastOf("stamp"), "{\"seq\":5,\"raw_ns\":1005,\"kind\":\"stamp\",\"clock\":\"enp1s0\",\"channel\":0,"
+                               "\"edge\":\"falling\",\"time_ns\":2005}\n");
+}
+
+TEST_F(TraceLine, OfALostAndAStaleStamp) {
+    const board_event_config lose{0, BOARD_EVENT_LOSE_EDGES, BOARD_TARGET_FPGA, 1};
+    ASSERT_EQ(board_do_event(on(), 0, &lose), 0);
+    ferrox(BOARD_WIRE_FERROX_GENERATE_EPOCH_SIGNAL);
+    EXPECT_NE(lastOf("stamp").find("\"clock\":\"fpga\""), std::string::npos);
+    EXPECT_NE(lastOf("stamp").find(",\"lost\":true}"), std::string::npos);
+    const board_event_config stale{0, BOARD_EVENT_STALE_EVENTS, BOARD_TARGET_INTERFACE(0), 1};
+    ASSERT_EQ(board_do_event(on(), 10, &stale), 0);
+    EXPECT_NE(lastOf("stamp").find(",\"stale\":true}"), std::string::npos);
+}
+
+TEST_F(TraceLine, OfAStep) {
+    ferrox(BOARD_WIRE_FERROX_ADJUST_TIME, 399);
+    EXPECT_EQ(lastOf("step"), "{\"seq\":2,\"raw_ns\":5,\"kind\":\"step\",\"clock\":\"ferrox\",\"asked_ns\":399,\"real_ns\":200,"
+                              "\"before_ns\":1005,\"after_ns\":1205,\"by\":\"program\"}\n");
+}
+
+TEST_F(TraceLine, OfACall) {
+    board_call call = ioctlCall(BOARD_TARGET_INTERFACE(0), BOARD_WIRE_PTP_PIN_SETFUNC);
+    call.file = BOARD_FILE_PTP;
+    call.argument_count = 3;
+    call.arguments[1] = 1;
+    call.arguments[2] = -5;
+    call.result = -1;
+    call.error = EBUSY;
+    board_tell_call(on(), 9, &call);
+    EXPECT_EQ(lastOf("call"), "{\"seq\":2,\"raw_ns\":9,\"kind\":\"call\",\"call\":\"ioctl\",\"target\":\"enp1s0\",\"file\":\"ptp\","
+                              "\"request\":\"PTP_PIN_SETFUNC\",\"arguments\":[0,1,-5],\"result\":-1,\"error\":\"EBUSY\"}\n");
+}
+
+TEST_F(TraceLine, OfACallWithoutNames) {
+    board_call call = ioctlCall(BOARD_TARGET_FPGA, 99);
+    call.error = 3000;
+    board_tell_call(on(), 9, &call);
+    EXPECT_NE(lastOf("call").find("\"request\":99,\"result\":0,\"error\":3000}"), std::string::npos);
+}
+
+TEST_F(TraceLine, OfAFault) {
+    config.fault_count = 1;
+    config.faults[0].kind = BOARD_CALL_IOCTL;
+    config.faults[0].nth = config.faults[0].times = 1;
+    config.faults[0].driver_status = -52024;
+    config.faults[0].delay_ns = 4;
+    const board_call call = ioctlCall(BOARD_TARGET_FPGA, BOARD_WIRE_FPGA_SET_STATUS_INFO);
+    board_fault_outcome outcome;
+    ASSERT_EQ(board_fault_due(on(), 3, &call, &outcome), 1);
+    EXPECT_EQ(lastOf("fault"), "{\"seq\":2,\"raw_ns\":3,\"kind\":\"fault\",\"fault\":0,\"call\":\"ioctl\",\"target\":\"fpga\","
+                               "\"request\":\"setStatusInfo\",\"driver_status\":-52024,\"delay_ns\":4}\n");
+}
+
+TEST_F(TraceLine, OfAnEvent) {
+    const board_event_config down{0, BOARD_EVENT_INTERFACE_DOWN, BOARD_TARGET_INTERFACE(0), 0};
+    ASSERT_EQ(board_do_event(on(), 3, &down), 0);
+    EXPECT_EQ(lastOf("event"),
+              "{\"seq\":2,\"raw_ns\":3,\"kind\":\"event\",\"event\":\"interface_down\",\"target\":\"enp1s0\",\"value\":0}\n");
+}
+
+TEST_F(TraceLine, OfSteering) {
+    ASSERT_EQ(board_si514_steer(on(), 3, -12'500), 0);
+    EXPECT_EQ(lastOf("steering"), "{\"seq\":2,\"raw_ns\":3,\"kind\":\"steering\",\"steering_ppt\":-12500}\n");
+}
+
+TEST_F(TraceLine, OfTheStatusRecordWithItsOptionalFields) {
+    board_driver_call call{};
+    call.request = BOARD_WIRE_FPGA_SET_STATUS_INFO;
+    const board_wire_fpga_status record{19, 0, 2, 0, 0, 37, 1};
+    std::memcpy(call.record, &record, sizeof record);
+    ASSERT_EQ(board_driver_do(on(), 3, BOARD_TARGET_FPGA, &call), 0);
+    EXPECT_EQ(lastOf("status_record"),
+              "{\"seq\":2,\"raw_ns\":3,\"kind\":\"status_record\",\"record\":\"13000000000200000000000000002500000001\","
+              "\"not_aligned\":false,\"reference_kind\":2,\"reference_offset\":null,\"utc_offset\":37}\n");
+}
+
+TEST_F(TraceLine, OfAnAlignmentRequest) {
+    board_driver_call call{};
+    call.request = BOARD_WIRE_FPGA_REQUEST_EPOCH_ALIGNMENT;
+    call.argument = 4'000'000'000;
+    ASSERT_EQ(board_driver_do(on(), 3, BOARD_TARGET_FPGA, &call), 0);
+    EXPECT_EQ(lastOf("alignment_request"), "{\"seq\":2,\"raw_ns\":3,\"kind\":\"alignment_request\",\"value\":4000000000}\n");
+}
+
+TEST_F(TraceLine, OfAChildsLife) {
+    board_phc2sys_options options{};
+    std::strcpy(options.source, "enp1s0");
+    options.valid = 1;
+    const std::int32_t pid = board_phc2sys_start(on(), 3, &options);
+    EXPECT_EQ(lastOf("phc2sys"), "{\"seq\":2,\"raw_ns\":3,\"kind\":\"phc2sys\",\"pid\":5000001,\"state\":\"running\","
+                                 "\"source\":\"enp1s0\"}\n");
+    ASSERT_EQ(board_child_signal(on(), 4, pid, 9), 0);
+    EXPECT_NE(lastOf("phc2sys").find("\"state\":\"killed\",\"signal\":9,"), std::string::npos);
+    options.source[0] = '\0';
+    board_phc2sys_start(on(), 5, &options);
+    EXPECT_NE(lastOf("phc2sys").find("\"state\":\"exited\",\"exit_code\":255,\"source\":null}"), std::string::npos);
+}
+
+TEST_F(TraceLine, OfTextsCutToWhatALineHolds) {
+    board_tell_syslog(on(), 3, 6, "50% \"ready\"\n", 12);
+    EXPECT_EQ(lastOf("syslog"),
+              "{\"seq\":2,\"raw_ns\":3,\"kind\":\"syslog\",\"priority\":6,\"text\":\"50% \\\"ready\\\"\\u000a\"}\n");
+    const std::string large(20'000, 'x');
+    board_tell_note(on(), 3, large.data(), 20'000);
+    ASSERT_GT(lastOf("note").size(), 8000U);
+    EXPECT_EQ(lastOf("note").substr(lastOf("note").size() - 3), "\"}\n");
+}
+
+TEST_F(TraceLine, EveryKindIsWholeJsonAndAllocatesNothing) {
+    config.interface_count = BOARD_MAX_INTERFACES;
+    for (int interface = 1; interface < BOARD_MAX_INTERFACES; ++interface)
+        board_interface_defaults(&config.interfaces[interface], ("longestname-e" + std::to_string(interface)).c_str(), interface);
+    board_tell_truth(on(), 7);
+    ferrox(BOARD_WIRE_FERROX_GENERATE_EPOCH_SIGNAL);
+    board_tell_note(on(), 3, "n", 1);
+    for (const std::string& line : lines) {
+        cJSON* const parsed = cJSON_ParseWithLength(line.data(), line.size());
+        EXPECT_TRUE(cJSON_IsObject(parsed)) << line;
+        cJSON_Delete(parsed);
+    }
+    EXPECT_EQ(allocationsWhileFormatting, 0U);
+}
+
+TEST_F(TraceLine, ThatDoesNotFitIsNothing) {
+    board_happening happening{};
+    happening.kind = BOARD_HAPPENING_STEERING;
+    char small[20];
+    EXPECT_EQ(formatHappening(*on(), happening, small, sizeof small), 0U);
+}
+
+}  // namespace
+}  // namespace halvexboard

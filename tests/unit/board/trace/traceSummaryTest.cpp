@@ -1,0 +1,117 @@
+// Summing a trace up: the table and the verdict.
+#include "board/trace/traceSummary.h"
+
+#include <gtest/gtest.h>
+#include <sstream>
+
+namespace halvexboard {
+namespace {
+
+struct Clock {
+    const char* name;
+    std::int64_t differenceNs;
+    bool isEnabled;
+};
+
+std::string record(const char* kind, std::uint64_t rawNs, const std::vector<Clock>& clocks) {
+    std::string line = "{\"seq\":0,\"raw_ns\":" + std::to_string(rawNs) + ",\"kind\":\"" + kind + "\",\"clocks\":{";
+    for (const Clock& clock : clocks)
+        line += std::string(line.back() == '{' ? "" : ",") + "\"" + clock.name + "\":{\"difference_ns\":" +
+                std::to_string(clock.differenceNs) + ",\"enabled\":" + (clock.isEnabled ? "true" : "false") + "}";
+    return line + "}}\n";
+}
+
+TraceSummary summaryOf(const std::string& trace) {
+    std::istringstream stream(trace);
+    return summariseTrace(stream);
+}
+
+std::string mistakeOf(const std::string& trace) {
+    try {
+        summaryOf(trace);
+    } catch (const TraceError& error) {
+        return error.what();
+    }
+    return "accepted";
+}
+
+const std::string kStart = "{\"seq\":0,\"raw_ns\":0,\"kind\":\"start\",\"seed\":42}\n";
+
+TEST(TraceSummary, KeepsFirstLastAndWorstOfTheEnabledRecords) {
+    const TraceSummary summary = summaryOf(kStart + record("truth", 0, {{"ferrox", 0, true}, {"enp1s0", 350, true}}) +
+                                           record("epoch", 10, {{"ferrox", 0, true}, {"enp1s0", -9000, true}}) +
+                                           record("truth", 20, {{"ferrox", 0, true}, {"enp1s0", 777777, false}}) +
+                                           record("truth", 30, {{"ferrox", 0, true}, {"enp1s0", -7, true}}));
+    ASSERT_EQ(summary.clocks.size(), 2U);
+    const ClockSummary& phc = summary.clocks[1];
+    EXPECT_EQ(phc.name, "enp1s0");
+    EXPECT_EQ(phc.records, 3U);
+    EXPECT_EQ(phc.firstNs, 350);
+    EXPECT_EQ(phc.worstNs, -9000);
+    EXPECT_EQ(phc.lastNs, -7);
+    EXPECT_TRUE(phc.isEnabledAtEnd);
+    EXPECT_EQ(summary.seed, 42U);
+    EXPECT_EQ(summary.epochs, 1U);
+    EXPECT_EQ(summary.durationNs, 30U);
+}
+
+TEST(TraceSummary, CountsStepsAndFaults) {
+    const TraceSummary summary = summaryOf("{\"raw_ns\":1,\"kind\":\"step\"}\n{\"raw_ns\":2,\"kind\":\"fault\"}\n"
+                                           "{\"raw_ns\":3,\"kind\":\"step\"}\n{\"raw_ns\":4,\"kind\":\"syslog\"}\n");
+    EXPECT_EQ(summary.steps, 2U);
+    EXPECT_EQ(summary.faults, 1U);
+}
+
+class Verdict : public ::testing::TestWithParam<std::pair<std::int64_t, bool>> {};
+
+TEST_P(Verdict, AllowsOneHundredNanosecondsEitherWay) {
+    const TraceSummary summary = summaryOf(record("epoch", 0, {{"ferrox", 0, true}, {"fpga", GetParam().first, true}}));
+    EXPECT_EQ(summary.isAligned(), GetParam().second);
+}
+
+INSTANTIATE_TEST_SUITE_P(Limits, Verdict,
+                         ::testing::Values(std::pair<std::int64_t, bool>{100, true}, std::pair<std::int64_t, bool>{-100, true},
+                                           std::pair<std::int64_t, bool>{101, false}, std::pair<std::int64_t, bool>{-101, false}));
+
+TEST(TraceSummary, IsNotAlignedWithoutAnEpoch) {
+    EXPECT_FALSE(summaryOf(record("truth", 0, {{"ferrox", 0, true}, {"fpga", 0, true}})).isAligned());
+    EXPECT_NE(formatSummary(summaryOf(kStart)).find("verdict: FAILED, no epoch was ever generated"), std::string::npos);
+}
+
+TEST(TraceSummary, IsNotAlignedWithoutAnyEnabledSlave) {
+    const TraceSummary summary = summaryOf(record("epoch", 0, {{"ferrox", 0, true}, {"fpga", 0, false}}));
+    EXPECT_FALSE(summary.isAligned());
+    EXPECT_NE(formatSummary(summary).find("verdict: FAILED, no clock besides the master"), std::string::npos);
+}
+
+TEST(TraceSummary, AClockThatDroppedOutMisalignedStillCounts) {
+    const TraceSummary summary = summaryOf(record("epoch", 0, {{"ferrox", 0, true}, {"fpga", 5000, true}, {"enp1s0", 1, true}}) +
+                                           record("truth", 9, {{"ferrox", 0, true}, {"fpga", 0, false}, {"enp1s0", 1, true}}));
+    EXPECT_FALSE(summary.isAligned());
+    EXPECT_NE(formatSummary(summary).find("further than 100 ns from the master: fpga (+5 000 ns)\n"), std::string::npos);
+}
+
+TEST(TraceSummary, PrintsAlignedColumnsWithUnitsAndTheVerdictLast) {
+    const TraceSummary summary =
+        summaryOf(kStart + record("epoch", 1, {{"ferrox", 0, true}, {"enp1s0", 3200000000, true}, {"system", 5, false}}) +
+                  record("truth", 12'345'678'901, {{"ferrox", 0, true}, {"enp1s0", -41, true}, {"system", 5, false}}));
+    EXPECT_EQ(formatSummary(summary),
+              "seed 42, 12.345 s, 1 epochs, 0 steps, 0 faults injected\n"
+              "clock    first difference  last difference   worst difference  records  at the end\n"
+              "ferrox               0 ns             0 ns               0 ns        2  enabled\n"
+              "enp1s0  +3 200 000 000 ns           -41 ns  +3 200 000 000 ns        2  enabled\n"
+              "system                  -                -                  -        0  never enabled\n"
+              "verdict: every enabled clock within 100 ns of the master\n");
+}
+
+TEST(TraceSummary, NamesTheLineThatIsNoTrace) {
+    EXPECT_EQ(mistakeOf(kStart + "not json\n"), "trace line 2: not a JSON object");
+    EXPECT_EQ(mistakeOf("[1]\n"), "trace line 1: not a JSON object");
+    EXPECT_EQ(mistakeOf("{\"raw_ns\":1}\n"), "trace line 1: no kind");
+    EXPECT_EQ(mistakeOf("{\"kind\":\"call\"}\n"), "trace line 1: no number raw_ns");
+    EXPECT_EQ(mistakeOf("{\"kind\":\"truth\",\"raw_ns\":1}\n"), "trace line 1: no clocks");
+    EXPECT_EQ(mistakeOf("{\"kind\":\"truth\",\"raw_ns\":1,\"clocks\":{\"fpga\":{}}}\n"), "trace line 1: no number difference_ns");
+}
+
+}  // namespace
+}  // namespace halvexboard
