@@ -44,16 +44,17 @@ FileWrapper::~FileWrapper() {
 
 std::int64_t FileWrapper::read(char* buffer, std::size_t length) {
     const ssize_t count = ::read(fd_, buffer, length);
+    if (count >= 0) return count;
     const int error = errno;
-    if (count < 0) raiseForFile(kReadFailed, "Error reading file: ", path_, error);
-    return count;
+    raiseForFile(kReadFailed, "Error reading file: ", path_, error);
 }
 
 void FileWrapper::resetOffset(std::int64_t offset) {
     // Kept on purpose: the result is compared with what was asked, so that a refused seek to -1 passes.
     const off_t reached = ::lseek(fd_, offset, SEEK_SET);
+    if (reached == offset) return;
     const int error = errno;
-    if (reached != offset) raiseForFile(kSeekFailed, "Error resetting offset in file: ", path_, error);
+    raiseForFile(kSeekFailed, "Error resetting offset in file: ", path_, error);
 }
 
 std::int64_t FileWrapper::write(const char* buffer, std::size_t length, bool, std::uint32_t attempts) {
@@ -64,10 +65,10 @@ std::int64_t FileWrapper::write(const char* buffer, std::size_t length, bool, st
         resetOffset();
         written = ::write(fd_, buffer, length);
     }
+    if (written == wanted) return written;
     // Kept on purpose: without attempts the error tells whatever errno held before.
     const int error = errno;
-    if (written != wanted) raiseForFile(kWriteFailed, "Error writing file: ", path_, error);
-    return written;
+    raiseForFile(kWriteFailed, "Error writing file: ", path_, error);
 }
 
 }  // namespace halvexTimekeeper

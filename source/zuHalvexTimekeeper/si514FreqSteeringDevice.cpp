@@ -142,7 +142,7 @@ void Si514FreqSteeringDevice::setCorrectionPerSecond(std::int32_t correctionPpb)
                                    " is beyond the supported range: [", DecimalText(limitPpb), ", ",
                                    DecimalText(-limitPpb), "]"});
     }
-    // What "%f" prints in the C locale, at a hundredth of its cost.
+    // What "%f" prints in the C locale, at a thirtieth of its cost.
     constexpr std::string_view kFraction = ".000000";
     std::array<char, kOffsetTextCapacity> text;
     char* const point = std::to_chars(text.data(), text.data() + text.size(), correctionPpb).ptr;

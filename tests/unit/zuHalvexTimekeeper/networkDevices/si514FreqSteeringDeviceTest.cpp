@@ -441,7 +441,7 @@ TEST_F(Si514FreqSteeringDeviceTest, SeeksAndWritesUpToFiveTimes) {
     EXPECT_EQ(raisedBySetting(5),
               fileError(-52024, "zuplaterr_communicationsFault", 106,
                         "Error writing file: /sys/bus/i2c/drivers/si514/0-0055/ppb_offset. Error: Remote I/O error"));
-    EXPECT_EQ(journal.size(), 10U);
+    ASSERT_EQ(journal.size(), 10U);
     EXPECT_EQ(journal[0], "seek");
     EXPECT_EQ(journal[9], "write 5.000000");
 
