@@ -1,0 +1,90 @@
+// Story 090: the system calls that each piece of work makes, to the last one.
+#include <gmock/gmock.h>
+
+#include "tests/support/controller.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using WhatIsCalled = testsupport::Controller;
+
+TEST_F(WhatIsCalled, ReadingTheTimeIsOneCall) {
+    switchOn();
+    initialize();
+    board_->clearTrace();
+    getTime();
+    EXPECT_THAT(calls(), ElementsAre("ioctl ferrox node getTime"));
+}
+
+TEST_F(WhatIsCalled, TheLimitsAndTheNameAreNone) {
+    switchOn();
+    initialize();
+    board_->clearTrace();
+    testsupport::StatusHolder status;
+    char name[32];
+    zuqxmtk_getMaxCorrectionPerSecond(status.get());
+    zuqxmtk_getMinCorrectionPerSecond(status.get());
+    zuqxmtk_getAPIVersion();
+    zuqxmtk_isSeeded();
+    zuqxmtk_getName(name);
+    EXPECT_TRUE(calls().empty());
+}
+
+TEST_F(WhatIsCalled, AnIdlePassAsksEachSlaveAndHandsOverTheMetadata) {
+    switchOn();
+    initialize();
+    waitS(3);
+    board_->clearTrace();
+    waitS(2);
+    EXPECT_THAT(calls(),
+                ElementsAre("socket network socket", "ioctl enp1s0 socket SIOCGIFFLAGS", "close network socket",
+                            "socket network socket", "ioctl enp2s0 socket SIOCGIFFLAGS", "close network socket",
+                            "ioctl fpga node getTime", "ioctl fpga node getStatusInfo", "ioctl fpga node getTime",
+                            "ioctl fpga node setStatusInfo"));
+}
+
+TEST_F(WhatIsCalled, AnAlignmentIterationArmsEmitsAndReads) {
+    switchOn("", R"(
+[fpga]
+offset = "0 ns"
+[[interface]]
+name = "eth0"
+phc_index = 4
+offset = "0 ns"
+)");
+    initialize();
+    waitS(1);
+    board_->clearTrace();
+    ASSERT_EQ(snapTime(0), 0);
+    waitS(0.5);
+    std::vector<std::string> calls = this->calls();
+    calls.erase(calls.begin(), calls.begin() + 3);  // the step itself
+    EXPECT_THAT(calls,
+                ElementsAre("socket network socket", "ioctl eth0 socket SIOCGIFFLAGS", "close network socket",
+                            "select eth0 ptp", "ioctl eth0 ptp PTP_PIN_SETFUNC", "ioctl eth0 ptp PTP_PIN_SETFUNC",
+                            "ioctl eth0 ptp PTP_EXTTS_REQUEST", "ioctl fpga node getTime",
+                            "ioctl fpga node getEpochTimestamp", "ioctl ferrox node generateEpochSignal",
+                            "ioctl ferrox node getEpochTimestamp", "socket network socket",
+                            "ioctl eth0 socket SIOCGIFFLAGS", "close network socket", "select eth0 ptp", "read eth0 ptp",
+                            "ioctl eth0 ptp PTP_PIN_SETFUNC", "ioctl fpga node getTime",
+                            "ioctl fpga node getEpochTimestamp"));
+}
+
+TEST_F(WhatIsCalled, FinalisingFinishesAPassThenReleasesEverything) {
+    switchOn();
+    initialize();
+    waitS(1);
+    board_->clearTrace();
+    zuqxmtk_finalize();
+    const std::vector<std::string> calls = this->calls();
+    for (const char* call : {"kill phc2sys", "close si514 ppb_offset", "close ferrox node", "close fpga node",
+                             "ioctl fpga node requestEpochAlignment", "close enp1s0 ptp", "close enp2s0 ptp"}) {
+        EXPECT_EQ(std::count(calls.begin(), calls.end(), call), 1) << call << testing::PrintToString(calls);
+    }
+    const auto children = happenings("phc2sys");
+    ASSERT_EQ(children.size(), 1U);
+    EXPECT_EQ(children[0].at("signal"), 9);
+}
+
+}  // namespace
