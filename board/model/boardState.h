@@ -62,7 +62,6 @@ struct board_process {
 	struct board_child child;
 	struct board_phc2sys_options options;
 	int sample_count;            /* 0, 1, then 2: locked */
-	int has_locked;
 	int64_t offset_ns;           /* of the first sample */
 	uint64_t local_ns;
 	int64_t drift_ppt;

@@ -227,7 +227,7 @@ int board_system_disciplined(const struct board *board)
 	uint32_t index;
 
 	for (index = 0; index < BOARD_MAX_CHILDREN; ++index)
-		if (board->processes[index].child.state == BOARD_CHILD_RUNNING && board->processes[index].has_locked)
+		if (board->processes[index].child.state == BOARD_CHILD_RUNNING && board->processes[index].sample_count == LOCKED)
 			return 1;
 	return 0;
 }
@@ -252,14 +252,13 @@ static void take_second_sample(struct board *board, struct board_process *proces
 	}
 	process->drift_ppt = limited(process->drift_ppt + moved_ns * 1000000000 / elapsed_us, limit_ppt);
 	board_system_set_rate(board, -process->drift_ppt);
-	if (!process->has_locked && threshold_ns != 0 && (offset_ns > threshold_ns || offset_ns < -threshold_ns)) {
+	if (threshold_ns != 0 && (offset_ns > threshold_ns || offset_ns < -threshold_ns)) {
 		board_step_clock(board, BOARD_CLOCK_SYSTEM, (int64_t)(0 - (uint64_t)offset_ns), 1);
 		board_system_unsynchronised(board);
 	} else {
 		board_system_synchronised(board);
 	}
 	process->sample_count = LOCKED;
-	process->has_locked = 1;
 }
 
 static void take_later_sample(struct board *board, struct board_process *process, int64_t offset_ns)

@@ -90,6 +90,18 @@ TEST_F(Phc2sys, HoldsTheSystemClockWithin60NsOnceItHasSettled) {
         ASSERT_LT(std::abs(toSource(second * kS)), 60) << second;
 }
 
+TEST_F(Phc2sys, KnowsTheRateFromItsFirstTwoSamples) {
+    start(0);
+    EXPECT_LT(std::abs(toSource(3 * kS)), 100) << "the crystals drift apart by 29 us a second";
+}
+
+TEST_F(Phc2sys, AbsorbsAChangeOfTheCrystals) {
+    start(0);
+    event(30 * kS, BOARD_EVENT_CRYSTAL, BOARD_TARGET_SYSTEM, -30'000'000);
+    EXPECT_GT(std::abs(toSource(31 * kS)), 10'000);
+    EXPECT_LT(std::abs(toSource(60 * kS)), 60);
+}
+
 TEST_F(Phc2sys, NeverStepsAgainButSlewsAtItsLimit) {
     start(0);
     board_advance(on(), 30 * kS);

@@ -74,6 +74,14 @@ TEST_F(Phc, SettingAPinEndsWhatItDidBefore) {
     EXPECT_EQ(board_phc_waiting(on(), 2 * kS, 0), 0) << "stamping has to be asked for again";
 }
 
+TEST_F(Phc, APinTakenAwayAndGivenBackHasToBeAskedAgain) {
+    ASSERT_EQ(arm(0, 0), 0);
+    ASSERT_EQ(board_phc_set_pin(on(), 0, 0, 0, BOARD_WIRE_PIN_NONE, 0), 0);
+    ASSERT_EQ(board_phc_set_pin(on(), 0, 0, 0, BOARD_WIRE_PIN_EXTTS, 0), 0);
+    generateEpoch(kS);
+    EXPECT_EQ(board_phc_waiting(on(), 2 * kS, 0), 0);
+}
+
 TEST_F(Phc, AFunctionMovesFromOnePinToAnother) {
     ASSERT_EQ(board_phc_set_pin(on(), 0, 0, 0, BOARD_WIRE_PIN_EXTTS, 0), 0);
     ASSERT_EQ(board_phc_set_pin(on(), 0, 0, 2, BOARD_WIRE_PIN_EXTTS, 0), 0);
