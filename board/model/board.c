@@ -287,6 +287,7 @@ uint64_t board_raw(const struct board *board)
 
 void board_tell(struct board *board, struct board_happening *happening)
 {
+	happening->where = board;
 	happening->sequence = board->sequence++;
 	happening->raw_ns = board->raw_ns;
 	if (board->observer != NULL)

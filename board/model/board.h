@@ -323,8 +323,11 @@ struct board_child {
 	int source;                  /* interface position followed, -1: none */
 };
 
+struct board;
+
 struct board_happening {
 	enum board_happening_kind kind;
+	const struct board *where;   /* the board, readable even while board_init has not returned yet */
 	uint64_t sequence;           /* 0, 1, 2 ... without gaps */
 	uint64_t raw_ns;
 	int target;
@@ -347,8 +350,6 @@ struct board_happening {
 typedef void (*board_observer)(void *context, const struct board_happening *happening);
 
 /* ---------------------------------------------------------------------------------------------- life and time -- */
-
-struct board;
 
 #define BOARD_STORAGE_SIZE (256u * 1024u) /* enough for any board, for static storage; the model asserts it */
 size_t board_size(void);             /* bytes one board needs, aligned as uint64_t */

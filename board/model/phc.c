@@ -1,4 +1,4 @@
-/* The PTP hardware clocks: capabilities, time, steps, pins and time-stamp queues, as the kernel's PTP core and driver give them. */
+/* The PTP hardware clocks: capabilities, time, steps, pins and time-stamp queues, as the kernel and its driver give them. */
 #include "board/model/boardState.h"
 #include "board/wire/ptp.h"
 #include "board/wire/timex.h"

@@ -15,6 +15,7 @@ namespace halvexboard {
 namespace {
 
 constexpr std::int64_t kNsPerS = 1'000'000'000;
+constexpr std::int64_t kDaysTo1970 = 719'468;  // from 0000-03-01
 constexpr std::int64_t kMostInt32 = std::numeric_limits<std::int32_t>::max();
 constexpr std::int64_t kMostInt64 = std::numeric_limits<std::int64_t>::max();
 
@@ -36,7 +37,8 @@ void readStartTime(TableReader& reader, board_config& config) {
     // Days since 1970-01-01 of the Gregorian calendar, years counted from March.
     const std::int64_t month = (value->date.month + 9) % 12;
     const std::int64_t year = value->date.year - (value->date.month < 3 ? 1 : 0);
-    const std::int64_t day = 365 * year + year / 4 - year / 100 + year / 400 + (month * 306 + 5) / 10 + value->date.day - 1 - 719468;
+    const std::int64_t dayOfYear = (month * 306 + 5) / 10 + value->date.day - 1;
+    const std::int64_t day = 365 * year + year / 4 - year / 100 + year / 400 + dayOfYear - kDaysTo1970;
     const std::int64_t seconds = ((day * 24 + value->time.hour) * 60 + value->time.minute - value->offset->minutes) * 60 +
                                  value->time.second;
     if (seconds < 0 || seconds >= kMostInt64 / kNsPerS)

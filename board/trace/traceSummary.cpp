@@ -5,6 +5,7 @@
 #include <cjson/cJSON.h>
 #include <istream>
 #include <memory>
+#include <sstream>
 #include <string_view>
 
 namespace halvexboard {
@@ -85,9 +86,10 @@ void addLine(TraceSummary& summary, const std::string& text, std::size_t lineNum
 std::string inNanoseconds(std::int64_t value) {
     std::string digits = std::to_string(magnitude(value));
     for (std::size_t at = digits.size(); at > 3; at -= 3)
-        digits.insert(at - 3, " ");
-    const char* const sign = value < 0 ? "-" : value > 0 ? "+" : "";
-    return sign + digits + " ns";
+        digits.insert(at - 3, 1, ' ');
+    if (value != 0)
+        digits.insert(digits.begin(), value < 0 ? '-' : '+');
+    return digits.append(" ns");
 }
 
 using Row = std::vector<std::string>;
@@ -161,11 +163,12 @@ std::string formatSummary(const TraceSummary& summary) {
     for (const ClockSummary& clock : summary.clocks)
         rows.push_back(rowOf(clock));
     const std::uint64_t durationMs = summary.durationNs / 1000000;
-    std::string text = "seed " + std::to_string(summary.seed) + ", " + std::to_string(durationMs / 1000) + "." +
-                       std::to_string(1000 + durationMs % 1000).substr(1) + " s, " + std::to_string(summary.epochs) +
-                       " epochs, " + std::to_string(summary.steps) + " steps, " + std::to_string(summary.faults) +
-                       " faults injected\n";
-    return text + alignColumns(rows) + verdictOf(summary);
+    const std::string milliseconds = std::to_string(1000 + durationMs % 1000).substr(1);
+    std::ostringstream text;
+    text << "seed " << summary.seed << ", " << durationMs / 1000 << '.' << milliseconds << " s, " << summary.epochs
+         << " epochs, " << summary.steps << " steps, " << summary.faults << " faults injected\n"
+         << alignColumns(rows) << verdictOf(summary);
+    return text.str();
 }
 
 }  // namespace halvexboard

@@ -9,7 +9,7 @@
 namespace halvexboard {
 namespace {
 
-Scenario readyMade(const std::string& name) { return loadScenario(std::string(BOARD_SCENARIOS) + "/" + name); }
+Scenario readyMade(const std::string& name) { return loadScenario(BOARD_SCENARIOS "/" + name); }
 
 TEST(ReadyMade, EveryOneLoadsAndHasATitleThatBeginsWithItsName) {
     int count = 0;

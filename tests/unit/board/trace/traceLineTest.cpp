@@ -75,11 +75,9 @@ protected:
 private:
     static void observe(void* context, const board_happening* happening) {
         auto& test = *static_cast<TraceLine*>(context);
-        // The first happenings come out of board_init, which has not returned yet.
-        const auto* const where = reinterpret_cast<const board*>(test.storage_.get());
         char line[kMaxTraceLine];
         const std::size_t before = allocations;
-        const std::size_t length = formatHappening(*where, *happening, line, sizeof line);
+        const std::size_t length = formatHappening(*happening->where, *happening, line, sizeof line);
         test.allocationsWhileFormatting += allocations - before;
         test.lines.emplace_back(line, length);
     }
