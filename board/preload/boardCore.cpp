@@ -73,6 +73,7 @@ bool startCore(const board_config& config, const CoreOptions& options) noexcept
     core.sink = options.sink;
     core.virtualNs.store(0, std::memory_order_relaxed);
     core.realStartNs = realClockNs(CLOCK_MONOTONIC_RAW);
+    core.model = static_cast<board*>(core.memory); // the observer hears of the start before board_init returns
     core.model = board_init(core.memory, &config, [](void* context, const board_happening* happening) {
         observe(context, happening);
     }, nullptr);

@@ -237,6 +237,15 @@ WaitResult Scheduler::commitWait() noexcept
     return me.result;
 }
 
+void Scheduler::cancelWait() noexcept
+{
+    const LockGuard guard(lock_);
+    Thread& me = *callingThread;
+    if (me.state == State::waiting)
+        waitingCount_.fetch_sub(1, std::memory_order_relaxed);
+    me.state = State::running;
+}
+
 WaitResult Scheduler::wait(const void* key, Deadline deadline, bool interruptible, std::uint32_t bits) noexcept
 {
     const LockGuard guard(lock_);

@@ -79,6 +79,8 @@ public:
     /// The same in two halves, for waits that let go of something in between.
     void prepareWait(const void* key, Deadline deadline, bool interruptible, std::uint32_t bits = ~0U) noexcept;
     WaitResult commitWait() noexcept;
+    /// Instead of commitWait(): there is nothing to wait for after all.
+    void cancelWait() noexcept;
     /// Makes up to `count` of those waiting for `key` ready, longest waiting first. Returns how many.
     int wake(const void* key, int count, std::uint32_t bits = ~0U) noexcept;
     bool anyoneWaits() const noexcept { return waitingCount_.load(std::memory_order_relaxed) != 0; }

@@ -285,7 +285,7 @@ HALVEXBOARD_SHIM int adjtime(const timeval* delta, timeval* left) noexcept
 
 HALVEXBOARD_SHIM int gettimeofday(timeval* out, void* zone) noexcept
 {
-    if (!isActive() || out == nullptr)
+    if (!isActive())
         return real_gettimeofday(out, zone);
     const timespec now = toTimespec(systemNow());
     *out = {now.tv_sec, now.tv_nsec / kNsPerMicrosecond};

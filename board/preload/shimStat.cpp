@@ -78,6 +78,24 @@ bool isForeign(const char* path, PathAnswer& answer) noexcept
     return answer.what == PathClass::foreign;
 }
 
+/// What a directory of the machine that is not there looks like when the board's files lie below it.
+int statAncestor(int real, const char* path, struct stat* out) noexcept
+{
+    if (real == 0 || errno != ENOENT || !leadsToBoard(path))
+        return real;
+    static constexpr Node kDirectory{.path = "", .name = ""};
+    fillStat(kDirectory, true, out);
+    errno = 0;
+    return 0;
+}
+
+/// A trailing "/", "/." or "/.." means the directory behind a link.
+bool endsInSlash(const char* path) noexcept
+{
+    const char* const slash = std::strrchr(path, '/');
+    return slash != nullptr && (slash[1] == '\0' || std::strcmp(slash, "/.") == 0 || std::strcmp(slash, "/..") == 0);
+}
+
 int statOnBoard(const PathAnswer& answer, bool follow, struct stat* out) noexcept
 {
     if (answer.what != PathClass::present)
@@ -123,13 +141,14 @@ void fillStatx(const struct stat& from, struct statx* out) noexcept
 HALVEXBOARD_SHIM int stat(const char* path, struct stat* out) noexcept
 {
     PathAnswer answer;
-    return isForeign(path, answer) ? real_stat(path, out) : statOnBoard(answer, true, out);
+    return isForeign(path, answer) ? statAncestor(real_stat(path, out), path, out) : statOnBoard(answer, true, out);
 }
 
 HALVEXBOARD_SHIM int lstat(const char* path, struct stat* out) noexcept
 {
     PathAnswer answer;
-    return isForeign(path, answer) ? real_lstat(path, out) : statOnBoard(answer, false, out);
+    return isForeign(path, answer) ? statAncestor(real_lstat(path, out), path, out)
+                                   : statOnBoard(answer, endsInSlash(path), out);
 }
 
 HALVEXBOARD_SHIM int fstat(int fd, struct stat* out) noexcept
@@ -144,17 +163,17 @@ HALVEXBOARD_SHIM int fstat(int fd, struct stat* out) noexcept
 HALVEXBOARD_SHIM int fstatat(int directory, const char* path, struct stat* out, int flags) noexcept
 {
     const OpenFile* const file = isActive() ? findDescriptor(directory) : nullptr;
-    const bool isEmpty = path != nullptr && path[0] == '\0' && (flags & AT_EMPTY_PATH) != 0;
+    const bool isEmpty = path[0] == '\0' && (flags & AT_EMPTY_PATH) != 0;
     if (file != nullptr && isEmpty)
         return fstat(directory, out);
     char joined[kMaxPath];
-    if (file != nullptr && path != nullptr && path[0] != '/' &&
+    if (file != nullptr && path[0] != '/' &&
         std::snprintf(joined, sizeof joined, "%s/%s", file->node->path, path) < static_cast<int>(sizeof joined))
         path = joined;
     PathAnswer answer;
     if (isForeign(path, answer))
-        return real_fstatat(directory, path, out, flags);
-    return statOnBoard(answer, (flags & AT_SYMLINK_NOFOLLOW) == 0, out);
+        return statAncestor(real_fstatat(directory, path, out, flags), path, out);
+    return statOnBoard(answer, (flags & AT_SYMLINK_NOFOLLOW) == 0 || endsInSlash(path), out);
 }
 
 HALVEXBOARD_SHIM int stat64(const char* path, struct stat64* out) noexcept
@@ -181,11 +200,13 @@ HALVEXBOARD_SHIM int statx(int directory, const char* path, int flags, unsigned 
 {
     const bool isOurDescriptor = isActive() && findDescriptor(directory) != nullptr;
     PathAnswer answer;
-    if (!isOurDescriptor && isForeign(path, answer))
-        return real_statx(directory, path, flags, mask, out);
+    if (!isOurDescriptor && isForeign(path, answer)) {
+        const int result = real_statx(directory, path, flags, mask, out);
+        if (result == 0 || errno != ENOENT || !leadsToBoard(path))
+            return result;
+    }
     struct stat plain {};
-    const int result = isOurDescriptor ? fstatat(directory, path, &plain, flags)
-                                       : statOnBoard(answer, (flags & AT_SYMLINK_NOFOLLOW) == 0, &plain);
+    const int result = fstatat(directory, path, &plain, flags);
     if (result == 0)
         fillStatx(plain, out);
     return result;

@@ -242,6 +242,18 @@ const Node* nextGuest(const char* realDirectory, std::size_t& position) noexcept
     return nullptr;
 }
 
+bool leadsToBoard(const char* path) noexcept
+{
+    char plain[kMaxPath];
+    if (!isActive() || !plainPath(path, plain))
+        return false;
+    for (std::size_t i = 0; i < tree.count; ++i) {
+        if (isUnder(tree.nodes[i].path, plain) && isThere(tree.nodes[i]))
+            return true;
+    }
+    return false;
+}
+
 bool hasGuests(const char* realDirectory) noexcept
 {
     std::size_t position = 0;

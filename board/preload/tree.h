@@ -55,6 +55,9 @@ const Node* nextChild(const Node& directory, std::size_t& position) noexcept;
 const Node* nextGuest(const char* realDirectory, std::size_t& position) noexcept;
 bool hasGuests(const char* realDirectory) noexcept;
 
+/// Whether files of the board lie somewhere below: the machine may lack the directory that would lead to them.
+bool leadsToBoard(const char* path) noexcept;
+
 /// The path in its plain form. False if it is relative or too long.
 bool plainPath(const char* path, char (&plain)[kMaxPath]) noexcept;
 

@@ -1,0 +1,54 @@
+// halvexboard: runs a program on the simulated controller, and says what a trace of it shows.
+#include <cstdio>
+#include <fstream>
+#include <iostream>
+
+#include "board/launcher/options.h"
+#include "board/launcher/run.h"
+#include "board/trace/traceSummary.h"
+
+namespace {
+
+constexpr int kNotAligned = 1;
+constexpr int kUsageExit = 2;
+constexpr int kCannotStart = 125;
+
+int summarise(const std::string& path)
+{
+    std::ifstream trace(path);
+    if (!trace) {
+        std::cerr << "halvexboard: cannot read " << path << '\n';
+        return kUsageExit;
+    }
+    const halvexboard::TraceSummary summary = halvexboard::summariseTrace(trace);
+    std::cout << halvexboard::formatSummary(summary);
+    return summary.isAligned() ? 0 : kNotAligned;
+}
+
+int act(const halvexboard::Options& options)
+{
+    switch (options.action) {
+    case halvexboard::Options::Action::run:
+        halvexboard::runOnBoard(options);
+    case halvexboard::Options::Action::summary:
+        return summarise(options.summaryOf);
+    default:
+        std::cout << halvexboard::kUsage;
+        return 0;
+    }
+}
+
+} // namespace
+
+int main(int count, char** words)
+{
+    try {
+        return act(halvexboard::parseOptions({words + 1, words + count}));
+    } catch (const halvexboard::UsageError& error) {
+        std::cerr << "halvexboard: " << error.what() << "\n\n" << halvexboard::kUsage;
+        return kUsageExit;
+    } catch (const std::exception& error) {
+        std::cerr << "halvexboard: " << error.what() << '\n';
+        return kCannotStart;
+    }
+}

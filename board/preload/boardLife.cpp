@@ -1,0 +1,60 @@
+// Switching a board on and off in this process: core, files, threads and forks together.
+#include "board/preload/boardLife.h"
+
+#include <pthread.h>
+
+#include "board/preload/descriptors.h"
+#include "board/preload/process.h"
+#include "board/preload/threadShims.h"
+#include "board/preload/traceFile.h"
+#include "board/preload/tree.h"
+
+namespace halvexboard {
+
+namespace {
+
+void beforeFork() { boardLock().lock(); }
+
+void afterForkInParent() { boardLock().unlock(); }
+
+void afterForkInChild()
+{
+    boardLock().resetAfterFork();
+    scheduler().resetAfterFork();
+    resetFileShimsAfterFork();
+    abandonTraceFile();
+    forgetChildren();
+}
+
+void watchForks() noexcept
+{
+    static bool watching = false;
+    if (!watching)
+        watching = pthread_atfork(beforeFork, afterForkInParent, afterForkInChild) == 0;
+}
+
+} // namespace
+
+bool switchOn(const board_config& config, const CoreOptions& options) noexcept
+{
+    const bool canSchedule = hasThreadShims != nullptr;
+    if (options.withScheduler && options.virtualTime) {
+        if (!canSchedule)
+            return false;
+        prepareThreadShims();
+    }
+    watchForks();
+    if (!startCore(config, options))
+        return false;
+    buildTree(*board_configuration(model()));
+    return true;
+}
+
+void switchOff() noexcept
+{
+    forgetAllDescriptors();
+    forgetChildren();
+    stopCore();
+}
+
+} // namespace halvexboard
