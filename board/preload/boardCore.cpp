@@ -39,10 +39,14 @@ std::uint64_t realClockNs(clockid_t clock) noexcept
 
 void observe(void*, const board_happening* happening) noexcept
 {
-    if (core.consoleFd >= 0)
-        showOnConsole(core.consoleFd, core.model, *happening);
     if (core.sink.take != nullptr)
-        core.sink.take(core.sink.context, core.model, happening);
+        core.sink.take(core.sink.context, *happening);
+    if (core.consoleFd < 0 || !isForConsole(*happening))
+        return;
+    // Whoever sees the line may look into the trace at once, and finds everything up to this happening there.
+    if (core.sink.flush != nullptr)
+        core.sink.flush(core.sink.context);
+    showOnConsole(core.consoleFd, *happening);
 }
 
 void jumpTo(std::uint64_t rawNs) noexcept
@@ -73,7 +77,6 @@ bool startCore(const board_config& config, const CoreOptions& options) noexcept
     core.sink = options.sink;
     core.virtualNs.store(0, std::memory_order_relaxed);
     core.realStartNs = realClockNs(CLOCK_MONOTONIC_RAW);
-    core.model = static_cast<board*>(core.memory); // the observer hears of the start before board_init returns
     core.model = board_init(core.memory, &config, [](void* context, const board_happening* happening) {
         observe(context, happening);
     }, nullptr);

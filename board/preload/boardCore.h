@@ -13,7 +13,8 @@ namespace halvexboard {
 
 /// Where happenings go. Called with the board's lock held; must not allocate and must not call interposed functions.
 struct HappeningSink {
-    void (*take)(void* context, const board* source, const board_happening* happening) noexcept = nullptr;
+    void (*take)(void* context, const board_happening& happening) noexcept = nullptr;
+    void (*flush)(void* context) noexcept = nullptr; ///< Make everything taken so far visible to others.
     void* context = nullptr;
 };
 

@@ -27,14 +27,14 @@ int printSyslog(char* out, std::size_t size, const board_happening& happening) n
                          static_cast<int>(happening.text_size), happening.text);
 }
 
-int printFault(char* out, std::size_t size, const board* source, const board_happening& happening) noexcept
+int printFault(char* out, std::size_t size, const board_happening& happening) noexcept
 {
     const board_call& call = *happening.call;
     const char* const request =
         call.kind == BOARD_CALL_IOCTL ? board_request_name(call.target, call.detail) : nullptr;
     int length = std::snprintf(out, size, "fault  %s%s%s on %s:", board_call_kind_name(call.kind),
                                request != nullptr ? " " : "", request != nullptr ? request : "",
-                               board_target_name(source, call.target));
+                               board_target_name(happening.where, call.target));
     const auto append = [&](const char* format, long value) {
         if (length > 0 && static_cast<std::size_t>(length) < size)
             length += std::snprintf(out + length, size - static_cast<std::size_t>(length), format, value);
@@ -52,7 +52,13 @@ int printFault(char* out, std::size_t size, const board* source, const board_hap
 
 } // namespace
 
-void showOnConsole(int fd, const board* source, const board_happening& happening) noexcept
+bool isForConsole(const board_happening& happening) noexcept
+{
+    return happening.kind == BOARD_HAPPENING_SYSLOG || happening.kind == BOARD_HAPPENING_FAULT ||
+           happening.kind == BOARD_HAPPENING_EVENT;
+}
+
+void showOnConsole(int fd, const board_happening& happening) noexcept
 {
     char line[kLineSize];
     constexpr std::uint64_t kNsPerSecond = 1'000'000'000;
@@ -65,10 +71,10 @@ void showOnConsole(int fd, const board* source, const board_happening& happening
     if (happening.kind == BOARD_HAPPENING_SYSLOG)
         length = printSyslog(text, room, happening);
     else if (happening.kind == BOARD_HAPPENING_FAULT)
-        length = printFault(text, room, source, happening);
+        length = printFault(text, room, happening);
     else if (happening.kind == BOARD_HAPPENING_EVENT)
         length = std::snprintf(text, room, "event  %s %s", board_event_kind_name(happening.event->kind),
-                               board_target_name(source, happening.event->target));
+                               board_target_name(happening.where, happening.event->target));
     else
         return;
     if (length < 0)

@@ -42,17 +42,17 @@ Arena traceArena;
 Arena syslogArena; // texts, each with a terminating zero
 bool boardIsOn = false;
 
-void keepHappening(void*, const board* source, const board_happening* happening) noexcept
+void keepHappening(void*, const board_happening& happening) noexcept
 {
     if (traceArena.size - traceArena.used < kMaxTraceLine)
         __builtin_trap(); // a test that fills a gigabyte of trace has gone wrong
-    traceArena.used += formatHappening(*source, *happening, traceArena.memory + traceArena.used, kMaxTraceLine);
-    if (happening->kind != BOARD_HAPPENING_SYSLOG || syslogArena.size - syslogArena.used <= happening->text_size)
+    traceArena.used += formatHappening(*happening.where, happening, traceArena.memory + traceArena.used, kMaxTraceLine);
+    if (happening.kind != BOARD_HAPPENING_SYSLOG || syslogArena.size - syslogArena.used <= happening.text_size)
         return;
     char* const text = syslogArena.memory + syslogArena.used;
-    std::memcpy(text, happening->text, happening->text_size);
-    text[happening->text_size] = '\0';
-    syslogArena.used += happening->text_size + 1;
+    std::memcpy(text, happening.text, happening.text_size);
+    text[happening.text_size] = '\0';
+    syslogArena.used += happening.text_size + 1;
 }
 
 board_config parse(std::string_view text) { return parseScenario(text, "scenario").config; }
@@ -89,7 +89,7 @@ void LinkedBoard::start()
     core.virtualTime = options_.virtualTime;
     core.withScheduler = options_.virtualTime && options_.withScheduler.value_or(hasThreadShims != nullptr);
     core.consoleFd = options_.console ? STDERR_FILENO : -1;
-    core.sink = {keepHappening, nullptr};
+    core.sink = {keepHappening, nullptr, nullptr};
     if (!switchOn(config_, core))
         throw std::runtime_error("the board cannot be switched on like this");
     boardIsOn = true;

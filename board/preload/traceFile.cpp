@@ -48,13 +48,13 @@ void writeOut() noexcept
     file.used = 0;
 }
 
-void take(void*, const board* source, const board_happening* happening) noexcept
+void take(void*, const board_happening& happening) noexcept
 {
     if (file.fd < 0)
         return;
     if (kBufferSize - file.used < kMaxTraceLine)
         writeOut();
-    file.used += formatHappening(*source, *happening, file.buffer + file.used, kBufferSize - file.used);
+    file.used += formatHappening(*happening.where, happening, file.buffer + file.used, kBufferSize - file.used);
     if (file.unbuffered)
         writeOut();
 }
@@ -88,7 +88,7 @@ int openTraceFile(const char* path) noexcept
     return 0;
 }
 
-HappeningSink traceFileSink() noexcept { return {take, nullptr}; }
+HappeningSink traceFileSink() noexcept { return {take, [](void*) noexcept { writeOut(); }, nullptr}; }
 
 void finishTraceFile() noexcept
 {
