@@ -26,6 +26,9 @@ struct Table {
 
 constinit Table table{};
 
+/// In place of a position: a socket that was noted.
+constexpr std::uint16_t kSocket = 0xffff;
+
 int backingDescriptor(const Node& node, int flags) noexcept
 {
     const bool closeOnExec = (flags & O_CLOEXEC) != 0;
@@ -47,7 +50,18 @@ OpenFile* findDescriptor(int fd) noexcept
     if (fd < 0 || fd >= kMaxDescriptor)
         return nullptr;
     const std::uint16_t entry = table.byNumber[fd].load(std::memory_order_acquire);
-    return entry == 0 ? nullptr : &table.files[entry - 1];
+    return entry == 0 || entry == kSocket ? nullptr : &table.files[entry - 1];
+}
+
+void noteSocket(int fd) noexcept
+{
+    if (fd >= 0 && fd < kMaxDescriptor)
+        table.byNumber[fd].store(kSocket, std::memory_order_release);
+}
+
+bool isNotedSocket(int fd) noexcept
+{
+    return fd >= 0 && fd < kMaxDescriptor && table.byNumber[fd].load(std::memory_order_acquire) == kSocket;
 }
 
 int makeDescriptor(const Node& node, int flags) noexcept
@@ -89,10 +103,10 @@ void shareDescriptor(int from, int to) noexcept
 void forgetDescriptor(int fd) noexcept
 {
     const LockGuard guard(boardLock());
-    OpenFile* const file = findDescriptor(fd);
-    if (file == nullptr)
+    if (fd < 0 || fd >= kMaxDescriptor)
         return;
-    --file->references;
+    if (OpenFile* const file = findDescriptor(fd))
+        --file->references;
     table.byNumber[fd].store(0, std::memory_order_release);
 }
 

@@ -37,4 +37,8 @@ void shareDescriptor(int from, int to) noexcept;
 void forgetDescriptor(int fd) noexcept;
 void forgetAllDescriptors() noexcept;
 
+/// Datagram sockets are the machine's own, but calls on the board while interface requests are made on them.
+void noteSocket(int fd) noexcept;
+bool isNotedSocket(int fd) noexcept;
+
 } // namespace halvexboard

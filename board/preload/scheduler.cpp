@@ -272,7 +272,7 @@ int Scheduler::wake(const void* key, int count, std::uint32_t bits) noexcept
         makeReady(*first, WaitResult::woken);
         ++woken;
     }
-    if (woken != 0 && holder_ == nullptr)
+    if (woken != 0 && holder_ == nullptr && !jumping_)
         dispatch();
     return woken;
 }
@@ -416,8 +416,15 @@ void Scheduler::dispatch() noexcept
             appointKeeper(at);
             return;
         }
-        hooks_.advanceTo(std::max(at, hooks_.rawNs()));
+        jumpTo(at);
     }
+}
+
+void Scheduler::jumpTo(std::uint64_t rawNs) noexcept
+{
+    jumping_ = true;
+    hooks_.advanceTo(std::max(rawNs, hooks_.rawNs()));
+    jumping_ = false;
 }
 
 void Scheduler::grant(Thread& thread) noexcept
@@ -462,7 +469,7 @@ void Scheduler::awaitGrant(Thread& me) noexcept
             spanNs = keeperUntilNs_ - realMonotonicNs();
             if (spanNs <= 0) {
                 keeper_ = nullptr;
-                hooks_.advanceTo(std::max(keeperTargetNs_, hooks_.rawNs()));
+                jumpTo(keeperTargetNs_);
                 dispatch();
                 continue;
             }

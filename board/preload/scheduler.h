@@ -112,6 +112,7 @@ private:
     void dispatch() noexcept;
     void grant(Thread& thread) noexcept;
     void appointKeeper(std::uint64_t atNs) noexcept;
+    void jumpTo(std::uint64_t rawNs) noexcept;
     void awaitGrant(Thread& me) noexcept;
     void leaveToken(Thread& me) noexcept;
 
@@ -128,6 +129,7 @@ private:
     std::size_t used_ = 0;
     int registered_ = 0;
     int externals_ = 0;
+    bool jumping_ = false; // whoever becomes ready by the jump is found afterwards, once
     char modelKey_ = 0;
 };
 

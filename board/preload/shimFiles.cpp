@@ -162,12 +162,24 @@ HALVEXBOARD_SHIM int creat(const char* path, mode_t mode)
     return openOnBoard(path, O_WRONLY | O_CREAT | O_TRUNC, fd) ? fd : real_creat(path, mode);
 }
 
+namespace {
+
+bool closeSocket() noexcept
+{
+    DeviceCall call(BOARD_CALL_CLOSE, BOARD_TARGET_NETWORK, BOARD_FILE_SOCKET);
+    if (!call.isFaulted())
+        call.succeed(0);
+    return call.finish() == 0;
+}
+
+} // namespace
+
 HALVEXBOARD_SHIM int close(int fd)
 {
     OpenFile* const file = ours(fd);
-    if (file == nullptr || !isThisProcess())
+    if ((file == nullptr && !(isActive() && isNotedSocket(fd))) || !isThisProcess())
         return real_close(fd);
-    const bool succeeded = closeFile(*file);
+    const bool succeeded = file != nullptr ? closeFile(*file) : closeSocket();
     const int error = errno;
     forgetDescriptor(fd);
     const int result = real_close(fd);
@@ -357,6 +369,7 @@ HALVEXBOARD_SHIM int socket(int domain, int type, int protocol) noexcept
     if (!call.isFaulted()) {
         fd = real_socket(domain, type, protocol);
         call.succeed(fd >= 0 ? fd : -errno);
+        noteSocket(fd);
     }
     return static_cast<int>(call.finish());
 }
