@@ -1,0 +1,566 @@
+// The FPGA's time-sync logic as the timekeeper sees it.
+#include "source/zuHalvexTimekeeper/fpgaEpochDevice.h"
+
+#include <gtest/gtest.h>
+
+#include <boost/numeric/conversion/cast.hpp>
+#include <cstring>
+#include <filesystem>
+#include <optional>
+
+#include "tests/support/allocationCount.h"
+#include "tests/unit/zuHalvexTimekeeper/platformDevices/driverInterfaceTest.h"
+
+namespace halvexTimekeeper {
+namespace {
+
+using testsupport::Bytes;
+using testsupport::bytesAt;
+using testsupport::libcHooks;
+using testsupport::makeError;
+using testsupport::raisedBy;
+using testsupport::RaisedError;
+using Requests = std::vector<unsigned long>;
+
+constexpr unsigned long kAdjustTime = 0xC0207500;
+constexpr unsigned long kRequestEpochAlignment = 0xC0207501;
+constexpr unsigned long kSetStatusInfo = 0xC0207502;
+constexpr unsigned long kGetStatusInfo = 0xC0207503;
+constexpr unsigned long kGetTime = 0xC0207504;
+constexpr unsigned long kGetEpochTimestamp = 0xC0207505;
+
+constexpr const char* kFile = "fpgaEpochDevice";
+constexpr std::uint64_t kAlignmentValue = 4'000'000'000;
+const Bytes kResetInfo = {19, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+
+/// An FPGA that is enabled and runs, and keeps the status records that it is sent.
+class FpgaDevice : public DriverInterfaceTest {
+protected:
+    FpgaDevice() : DriverInterfaceTest("nZUHORLIXFPGA000_HorlixFpga") {
+        driver.answers[kGetTime] = {.value = 1};
+        driver.onCall = [this](const testsupport::DriverCall& call) {
+            if (call.request == kSetStatusInfo) statusInfos.push_back(bytesAt(call.getArgument(), 19));
+            if (call.request == kGetStatusInfo) {
+                runStates.push_back(bytesAt(call.getArgument(), 8));
+                std::memcpy(reinterpret_cast<char*>(call.getArgument()) + 4, &runningByte, 1);
+            }
+            if (call.request == kGetEpochTimestamp && epochsLeft > 0 && --epochsLeft == 0) {
+                driver.answers[kGetEpochTimestamp].value += 1;
+            }
+        };
+        libcHooks().nanosleep = [this](const timespec* request, timespec*) {
+            sleeps.push_back({request->tv_sec, request->tv_nsec});
+            return 0;
+        };
+    }
+
+    void SetUp() override { publish("/dev/fpga"); }
+    FpgaEpochDevice& device() { return device_ ? *device_ : device_.emplace(kAlignmentValue); }
+    /// A device that was made a while ago: its journal begins here.
+    FpgaEpochDevice& deviceInUse() {
+        FpgaEpochDevice& made = device();
+        driver.calls.clear();
+        statusInfos.clear();
+        return made;
+    }
+    /// A device whose interface could not be opened again.
+    FpgaEpochDevice& closedDevice() {
+        device();
+        openError = ENOENT;
+        EXPECT_NE(raisedBy([&] { device().reinitialize(); }), RaisedError{});
+        driver.calls.clear();
+        statusInfos.clear();
+        return device();
+    }
+    RaisedError raisedByMaking() {
+        return raisedBy([] { FpgaEpochDevice device(kAlignmentValue); });
+    }
+
+    std::vector<Bytes> statusInfos;
+    std::vector<Bytes> runStates;
+    std::uint8_t runningByte = 1;
+    int epochsLeft = 0;  ///< Reads until the epoch changes; 0: it never does.
+    std::vector<std::pair<long, long>> sleeps;
+    std::optional<FpgaEpochDevice> device_;
+};
+
+TEST_F(FpgaDevice, HasAFixedName) {
+    EXPECT_EQ(device().getName(), "fpgaEpochDevice");
+    const FpgaEpochDevice another(1);
+    EXPECT_EQ(&another.getName(), &device().getName());
+}
+
+// Making, loading again, going.
+
+TEST_F(FpgaDevice, OpensTheFirstInstanceAndResetsAnEnabledFpga) {
+    publish("/dev/another", "1");
+    device();
+    EXPECT_EQ(openedPaths, std::vector<std::string>{"/dev/fpga"});
+    EXPECT_EQ(driver.getRequests(), (Requests{kGetTime, kSetStatusInfo, kRequestEpochAlignment}));
+    EXPECT_EQ(statusInfos, std::vector<Bytes>{kResetInfo});
+    EXPECT_EQ(driver.getLastCall().getArgument(), kAlignmentValue);
+}
+
+TEST_F(FpgaDevice, LeavesAnFpgaWhoseTimeIsZeroAsItIs) {
+    driver.answers[kGetTime] = {.value = 0};
+    device();
+    EXPECT_EQ(driver.getRequests(), Requests{kGetTime});
+    device_.reset();
+    EXPECT_EQ(driver.getRequests(), (Requests{kGetTime, kGetTime}));
+    EXPECT_EQ(closed, std::vector{1000});
+}
+
+TEST_F(FpgaDevice, IsNotMadeWithoutAnInterface) {
+    std::filesystem::remove_all(directory.getRealPath() + "/driver");
+    countEnumerations();
+    EXPECT_EQ(raisedByMaking(), makeError({-52006, "zuplaterr_resourceNotFound", kFile, 71},
+                                          "fpgaEpochDevice: no matching time sync FPGA interface was found."));
+    EXPECT_EQ(releases, 1);
+    EXPECT_TRUE(openedPaths.empty());
+}
+
+TEST_F(FpgaDevice, IsNotMadeWhenTheEnumerationFails) {
+    breakEnumeration();
+    countEnumerations();
+    EXPECT_EQ(raisedByMaking(), driverError(-52003, kFile, 66, "Unable to load fpgaEpochDevice"));
+    EXPECT_EQ(releases, 1);
+}
+
+TEST_F(FpgaDevice, IsNotMadeWhenThePathOfTheInterfaceCannotBeRead) {
+    publish(std::string(256, 'p'));
+    countEnumerations();
+    EXPECT_EQ(raisedByMaking(), driverError(-52019, kFile, 78, "Unable to load fpgaEpochDevice"));
+    EXPECT_EQ(releases, 1);
+}
+
+TEST_F(FpgaDevice, IsNotMadeWhenTheInterfaceCannotBeOpened) {
+    openError = EACCES;
+    countEnumerations();
+    EXPECT_EQ(raisedByMaking(), driverError(-52026, kFile, 81, "Unable to load fpgaEpochDevice"));
+    EXPECT_EQ(releases, 1);
+}
+
+TEST_F(FpgaDevice, IsNotMadeFromAPathThatEndsInANewline) {
+    publish("/dev/null\n");
+    libcHooks().open = nullptr;
+    EXPECT_EQ(raisedByMaking(), driverError(-52006, kFile, 81, "Unable to load fpgaEpochDevice"));
+}
+
+TEST_F(FpgaDevice, IsNotMadeWhenTheResetFailsAndClosesAndReleases) {
+    countEnumerations();
+    driver.answers[kSetStatusInfo] = {.status = -52005};
+    EXPECT_EQ(raisedByMaking(), driverError(-52005, kFile, 97, "Unable to reset status info on fpgaEpochDevice"));
+    driver.answers[kSetStatusInfo] = {};
+    driver.answers[kRequestEpochAlignment] = {.error = EIO};
+    EXPECT_EQ(raisedByMaking(), driverError(-52024, kFile, 100, "Unable to reset status info on fpgaEpochDevice"));
+    EXPECT_EQ(closed, (std::vector{1000, 1001}));
+    EXPECT_EQ(releases, 2);
+}
+
+TEST_F(FpgaDevice, IsNotMadeWhenItsTimeCannotBeReadForAnotherReasonThanNotFound) {
+    driver.answers[kGetTime] = {.error = EIO};
+    EXPECT_EQ(raisedByMaking(), driverError(-52024, kFile, 118, "Unable to get time from fpgaEpochDevice"));
+    EXPECT_EQ(closed, std::vector{1000});
+}
+
+TEST_F(FpgaDevice, ClosesItsInterfaceBeforeItOpensItAgainAndResets) {
+    deviceInUse();
+    publish("/dev/moved");
+    libcHooks().open = [this](const char* path, int, mode_t) {
+        EXPECT_EQ(closed, std::vector{1000});
+        openedPaths.push_back(path);
+        return 2000;
+    };
+    device().reinitialize();
+    EXPECT_EQ(openedPaths.back(), "/dev/moved");
+    EXPECT_EQ(driver.getRequests(), (Requests{kGetTime, kSetStatusInfo, kRequestEpochAlignment}));
+    EXPECT_EQ(driver.getLastCall().fd, 2000);
+}
+
+TEST_F(FpgaDevice, LoadsAgainAfterALoadThatFailed) {
+    FpgaEpochDevice& closedOne = closedDevice();
+    closed.clear();
+    openError = 0;
+    closedOne.reinitialize();
+    EXPECT_TRUE(closed.empty());
+    EXPECT_TRUE(closedOne.isEnabled());
+}
+
+TEST_F(FpgaDevice, ResetsAnEnabledFpgaAndClosesWhenItGoes) {
+    deviceInUse();
+    device_.reset();
+    EXPECT_EQ(driver.getRequests(), (Requests{kGetTime, kSetStatusInfo, kRequestEpochAlignment}));
+    EXPECT_EQ(statusInfos, std::vector<Bytes>{kResetInfo});
+    EXPECT_EQ(driver.getLastCall().getArgument(), kAlignmentValue);
+    EXPECT_EQ(closed, std::vector{1000});
+}
+
+using FpgaDeviceDeathTest = FpgaDevice;
+
+TEST_F(FpgaDeviceDeathTest, EndsTheProcessWhenTheResetFailsAsItGoes) {
+    deviceInUse();
+    EXPECT_DEATH(
+        {
+            driver.answers[kSetStatusInfo] = {.status = -52005};
+            device_.reset();
+        },
+        "Unable to reset status info on fpgaEpochDevice");
+    EXPECT_DEATH(
+        {
+            driver.answers[kGetTime] = {.error = EIO};
+            device_.reset();
+        },
+        "Unable to get time from fpgaEpochDevice");
+}
+
+// Time.
+
+TEST_F(FpgaDevice, ReadsTheFpgasTime) {
+    deviceInUse();
+    driver.answers[kGetTime] = {.value = 0xFFFFFFFFFFFFFFFE};
+    EXPECT_EQ(device().getTime(), 0xFFFFFFFFFFFFFFFE);
+    EXPECT_EQ(driver.getRequests(), Requests{kGetTime});
+}
+
+TEST_F(FpgaDevice, TellsThatTheTimeCannotBeRead) {
+    deviceInUse();
+    driver.answers[kGetTime] = {.status = -77, .value = 5};
+    EXPECT_EQ(raisedBy([&] { device().getTime(); }),
+              driverError(-77, kFile, 118, "Unable to get time from fpgaEpochDevice"));
+    driver.answers[kGetTime] = {.value = 1};
+}
+
+TEST_F(FpgaDevice, StepsTheFpgaByTheOffsetUnchanged) {
+    deviceInUse();
+    for (const std::int64_t offsetNs : {std::int64_t{0}, std::int64_t{-150}, INT64_MIN, INT64_MAX}) {
+        device().adjustTime(offsetNs);
+        EXPECT_EQ(driver.getLastCall().request, kAdjustTime);
+        EXPECT_EQ(static_cast<std::int64_t>(driver.getLastCall().getArgument()), offsetNs);
+    }
+}
+
+TEST_F(FpgaDevice, TellsThatTheTimeCannotBeAdjusted) {
+    driver.answers[kAdjustTime] = {.error = ENOTTY};
+    EXPECT_EQ(raisedBy([&] { device().adjustTime(1); }),
+              driverError(-52002, kFile, 127, "Unable to adjust time on fpgaEpochDevice"));
+}
+
+TEST_F(FpgaDevice, TakesADriversWarningForSuccess) {
+    for (const unsigned long request : {kAdjustTime, kRequestEpochAlignment, kSetStatusInfo, kGetStatusInfo, kGetTime,
+                                        kGetEpochTimestamp}) {
+        driver.answers[request] = {.status = 4, .value = 5};
+    }
+    EXPECT_EQ(device().getTime(), 5U);
+    EXPECT_NO_THROW(device().adjustTime(1));
+    EXPECT_EQ(device().getEpochTimestamp(), 5U);
+    EXPECT_NO_THROW(device().armEpochCapture());
+    EXPECT_TRUE(device().hasBeenEpochAligned());
+    EXPECT_NO_THROW(device().applyQxmMetadata("{}"));
+}
+
+TEST_F(FpgaDevice, MakesEveryCallOfAResetWithAFreshStatus) {
+    driver.answers[kSetStatusInfo] = {.status = 4};
+    device();
+    EXPECT_EQ(driver.getLastCall().request, kRequestEpochAlignment);
+    EXPECT_EQ(Bytes(driver.getLastCall().in.begin() + 8, driver.getLastCall().in.end()), Bytes(8, 0));
+}
+
+// Enabled or not.
+
+TEST_F(FpgaDevice, IsEnabledWhileItsTimeIsNotZero) {
+    EXPECT_TRUE(device().isEnabled());
+    driver.answers[kGetTime] = {.value = 0};
+    EXPECT_FALSE(device().isEnabled());
+}
+
+TEST_F(FpgaDevice, IsNotEnabledWhenItsTimeIsReportedNotFound) {
+    device();
+    for (const testsupport::DriverAnswer& answer :
+         {testsupport::DriverAnswer{.status = -52006, .value = 7}, testsupport::DriverAnswer{.error = ENODEV}}) {
+        driver.answers[kGetTime] = answer;
+        EXPECT_FALSE(device().isEnabled());
+    }
+}
+
+TEST_F(FpgaDevice, IsNotEnabledOnAClosedInterface) {
+    EXPECT_FALSE(closedDevice().isEnabled());
+    EXPECT_EQ(driver.getLastCall().fd, -1);
+}
+
+TEST_F(FpgaDevice, PassesOnAnyOtherErrorOfAskingWhetherItIsEnabled) {
+    deviceInUse();
+    driver.answers[kGetTime] = {.status = -52024};
+    const RaisedError unreadable = driverError(-52024, kFile, 118, "Unable to get time from fpgaEpochDevice");
+    EXPECT_EQ(raisedBy([&] { device().isEnabled(); }), unreadable);
+    EXPECT_EQ(raisedBy([&] { device().hasBeenEpochAligned(); }), unreadable);
+    EXPECT_EQ(raisedBy([&] { device().applyQxmMetadata("{}"); }), unreadable);
+    driver.answers[kGetTime] = {.value = 1};
+}
+
+// Epochs.
+
+TEST_F(FpgaDevice, RefusesEveryTimeToBeTheMaster) {
+    deviceInUse();
+    for (int time = 0; time < 2; ++time) {
+        EXPECT_EQ(raisedBy([&] { device().generateEpoch(); }),
+                  makeError({-52002, "zuplaterr_featureUnsupported", kFile, 150},
+                            "fpgaEpochDevice: can't be used as a epoch master for this hardware."));
+    }
+    EXPECT_TRUE(driver.calls.empty());
+}
+
+TEST_F(FpgaDevice, ReturnsAnEpochThatDiffersAtTheFirstReadWithoutSleeping) {
+    deviceInUse();
+    driver.answers[kGetEpochTimestamp] = {.value = 10};
+    device().armEpochCapture();
+    driver.answers[kGetEpochTimestamp] = {.value = 11};
+    EXPECT_EQ(device().getEpochTimestamp(), 11U);
+    EXPECT_EQ(driver.getRequests(), (Requests{kGetEpochTimestamp, kGetEpochTimestamp}));
+    EXPECT_TRUE(sleeps.empty());
+}
+
+TEST_F(FpgaDevice, DoesNotRememberTheEpochThatItReturned) {
+    device();
+    driver.answers[kGetEpochTimestamp] = {.value = 10};
+    device().armEpochCapture();
+    driver.answers[kGetEpochTimestamp] = {.value = 11};
+    EXPECT_EQ(device().getEpochTimestamp(), 11U);
+    EXPECT_EQ(device().getEpochTimestamp(), 11U);
+    EXPECT_TRUE(sleeps.empty());
+}
+
+TEST_F(FpgaDevice, TakesAnEpochThatWentBackForANewOne) {
+    device();
+    driver.answers[kGetEpochTimestamp] = {.value = 10};
+    device().armEpochCapture();
+    driver.answers[kGetEpochTimestamp] = {.value = 9};
+    EXPECT_EQ(device().getEpochTimestamp(), 9U);
+}
+
+TEST_F(FpgaDevice, Sleeps10MsBetweenReadsAndStillTakesTheEpochOfThe101stRead) {
+    device();
+    device().armEpochCapture();
+    driver.calls.clear();
+    epochsLeft = 101;
+    EXPECT_EQ(device().getEpochTimestamp(), 1U);
+    EXPECT_EQ(driver.calls.size(), 101U);
+    EXPECT_EQ(sleeps, (std::vector<std::pair<long, long>>(100, {0, 10'000'000})));
+}
+
+TEST_F(FpgaDevice, GivesUpAfter101ReadsAnd101Sleeps) {
+    device();
+    driver.answers[kGetEpochTimestamp] = {.value = 10};
+    device().armEpochCapture();
+    driver.calls.clear();
+    EXPECT_EQ(raisedBy([&] { device().getEpochTimestamp(); }),
+              makeError({-52007, "zuplaterr_operationTimedOut", kFile, 181},
+                        "Did not see the epoch signal on fpgaEpochDevice"));
+    EXPECT_EQ(driver.getRequests(), Requests(101, kGetEpochTimestamp));
+    EXPECT_EQ(sleeps.size(), 101U);
+}
+
+TEST_F(FpgaDevice, SleepsOnWhenASleepIsInterrupted) {
+    device();
+    device().armEpochCapture();
+    int interrupted = 0;
+    libcHooks().nanosleep = [&](const timespec*, timespec*) {
+        ++interrupted;
+        errno = EINTR;
+        return -1;
+    };
+    EXPECT_EQ(raisedBy([&] { device().getEpochTimestamp(); }).code, -52007);
+    EXPECT_EQ(interrupted, 101);
+}
+
+TEST_F(FpgaDevice, TellsThatTheEpochCannotBeRead) {
+    device();
+    driver.answers[kGetEpochTimestamp] = {.error = EIO};
+    EXPECT_EQ(raisedBy([&] { device().armEpochCapture(); }),
+              driverError(-52024, kFile, 159, "Unable to get epoch timestamp from fpgaEpochDevice"));
+    EXPECT_EQ(raisedBy([&] { device().getEpochTimestamp(); }),
+              driverError(-52024, kFile, 171, "Unable to get epoch timestamp from fpgaEpochDevice"));
+    EXPECT_TRUE(sleeps.empty());
+}
+
+TEST_F(FpgaDevice, RemembersTheEpochThatCameWithADriversError) {
+    device();
+    driver.answers[kGetEpochTimestamp] = {.status = -52024, .value = 10};
+    EXPECT_EQ(raisedBy([&] { device().armEpochCapture(); }).code, -52024);
+    driver.answers[kGetEpochTimestamp] = {.value = 10};
+    EXPECT_EQ(raisedBy([&] { device().getEpochTimestamp(); }).code, -52007);
+}
+
+TEST_F(FpgaDevice, KeepsTheEpochRememberedWhenTheTransportFails) {
+    device();
+    driver.answers[kGetEpochTimestamp] = {.value = 10};
+    device().armEpochCapture();
+    driver.answers[kGetEpochTimestamp] = {.value = 12, .error = EIO};
+    EXPECT_EQ(raisedBy([&] { device().armEpochCapture(); }).code, -52024);
+    driver.answers[kGetEpochTimestamp] = {.value = 10};
+    EXPECT_EQ(raisedBy([&] { device().getEpochTimestamp(); }).code, -52007);
+}
+
+// The flag.
+
+TEST_F(FpgaDevice, ReturnsTheStoredFlagOfARunningFpgaAndSendsNothing) {
+    deviceInUse();
+    EXPECT_TRUE(device().hasBeenEpochAligned());
+    device().setHasBeenEpochAligned(false);
+    EXPECT_FALSE(device().hasBeenEpochAligned());
+    device().setHasBeenEpochAligned(true);
+    EXPECT_TRUE(device().hasBeenEpochAligned());
+    for (const unsigned long request : driver.getRequests()) {
+        EXPECT_TRUE(request == kGetTime || request == kGetStatusInfo);
+    }
+    EXPECT_EQ(runStates, std::vector(3, (Bytes{8, 0, 0, 0, 0, 0, 0, 0})));
+}
+
+TEST_F(FpgaDevice, TakesAnyRunningByteButZeroForRunning) {
+    device().setHasBeenEpochAligned(false);
+    for (const int value : {1, 2, 128, 255}) {
+        runningByte = static_cast<std::uint8_t>(value);
+        EXPECT_FALSE(device().hasBeenEpochAligned());
+    }
+}
+
+TEST_F(FpgaDevice, AsksAnFpgaThatDoesNotRunToAlignItselfAndSetsTheFlag) {
+    deviceInUse();
+    device().setHasBeenEpochAligned(false);
+    runningByte = 0;
+    EXPECT_TRUE(device().hasBeenEpochAligned());
+    EXPECT_EQ(driver.getRequests(), (Requests{kGetTime, kGetStatusInfo, kRequestEpochAlignment}));
+    EXPECT_EQ(driver.getLastCall().getArgument(), kAlignmentValue);
+    runningByte = 1;
+    EXPECT_TRUE(device().hasBeenEpochAligned());
+}
+
+TEST_F(FpgaDevice, KeepsTheFlagWhenTheRequestForAlignmentFails) {
+    device().setHasBeenEpochAligned(false);
+    runningByte = 0;
+    driver.answers[kRequestEpochAlignment] = {.status = -52031};
+    EXPECT_EQ(raisedBy([&] { device().hasBeenEpochAligned(); }),
+              driverError(-52031, kFile, 246, "Unable to request epoch alignment on fpgaEpochDevice"));
+    driver.answers[kRequestEpochAlignment] = {};
+    runningByte = 1;
+    EXPECT_FALSE(device().hasBeenEpochAligned());
+}
+
+TEST_F(FpgaDevice, TellsThatTheRunningBitCannotBeChecked) {
+    device();
+    driver.answers[kGetStatusInfo] = {.error = EIO};
+    EXPECT_EQ(raisedBy([&] { device().hasBeenEpochAligned(); }),
+              driverError(-52024, kFile, 238, "Unable to check running bit on fpgaEpochDevice"));
+}
+
+TEST_F(FpgaDevice, AsksToBeAlignedOnceItIsEnabledAgain) {
+    device().setHasBeenEpochAligned(false);
+    driver.answers[kGetTime] = {.value = 0};
+    driver.calls.clear();
+    EXPECT_FALSE(device().hasBeenEpochAligned());
+    EXPECT_EQ(driver.getRequests(), Requests{kGetTime});
+    driver.answers[kGetTime] = {.value = 1};
+    EXPECT_TRUE(device().hasBeenEpochAligned());
+}
+
+TEST_F(FpgaDevice, OnAClosedInterfaceReturnsFalseAndSetsTheFlag) {
+    closedDevice().setHasBeenEpochAligned(false);
+    EXPECT_FALSE(device().hasBeenEpochAligned());
+    openError = 0;
+    device().reinitialize();
+    EXPECT_TRUE(device().hasBeenEpochAligned());
+}
+
+// Metadata.
+
+TEST_F(FpgaDevice, TellsTheFpgaTheOffsetsOfATimeReferenceWithAType) {
+    deviceInUse();
+    device().setHasBeenEpochAligned(false);
+    device().applyQxmMetadata(R"({"selectedTRInstID":"a","selectedTROffset":"-2","TRs":{"a":{"name":"grandmaster",)"
+                              R"("type":"IEEE 1588-2008","protocolData":{"utcOffset":37}}}})");
+    EXPECT_EQ(driver.getRequests(), (Requests{kGetTime, kSetStatusInfo}));
+    EXPECT_EQ(statusInfos.back(),
+              (Bytes{19, 0, 0, 0, 1, 2, 0, 0, 0, 0xFE, 0xFF, 0xFF, 0xFF, 1, 37, 0, 0, 0, 1}));
+}
+
+TEST_F(FpgaDevice, TellsTheFpgaThatItIsAlignedByAZero) {
+    deviceInUse().setHasBeenEpochAligned(true);
+    device().applyQxmMetadata("{}");
+    EXPECT_EQ(statusInfos.back(), (Bytes{19, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
+    device().setHasBeenEpochAligned(false);
+    device().applyQxmMetadata("{}");
+    EXPECT_EQ(statusInfos.back(), (Bytes{19, 0, 0, 0, 1, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
+}
+
+TEST_F(FpgaDevice, TellsTheFpgaKind1ForATimeReferenceWithoutAUsableType) {
+    deviceInUse();
+    for (const std::string timeReference : {R"({})", R"({"type":null})", R"({"type":""})", R"({"Type":"NTP"})"}) {
+        device().applyQxmMetadata(R"({"selectedTRInstID":"a","selectedTROffset":"7","TRs":{"a":)" + timeReference + "}}");
+        EXPECT_EQ(statusInfos.back(), (Bytes{19, 0, 0, 0, 0, 1, 0, 0, 0, 7, 0, 0, 0, 1, 0, 0, 0, 0, 0})) << timeReference;
+    }
+}
+
+TEST_F(FpgaDevice, TellsTheFpgaKind2ForAnyTypeAndNoUtcOffsetForOtherProtocols) {
+    deviceInUse();
+    device().applyQxmMetadata(
+        R"({"selectedTRInstID":"a","TRs":{"a":{"type":"NTP","protocolData":{"utcOffset":37}}}})");
+    EXPECT_EQ(statusInfos.back(), (Bytes{19, 0, 0, 0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0}));
+}
+
+TEST_F(FpgaDevice, RemembersTheOffsetOfATimeReferenceFromOneDocumentToTheNext) {
+    deviceInUse();
+    device().applyQxmMetadata(R"({"selectedTRInstID":"a","selectedTROffset":"7"})");
+    device().applyQxmMetadata(R"({"selectedTRInstID":"a"})");
+    EXPECT_EQ(statusInfos.back()[9], 7);
+    device().applyQxmMetadata(R"({"selectedTRInstID":"b"})");
+    EXPECT_EQ(statusInfos.back()[9], 0);
+}
+
+TEST_F(FpgaDevice, TellsAnFpgaThatIsNotEnabledNothingAndDoesNotReadTheDocument) {
+    deviceInUse();
+    driver.answers[kGetTime] = {.value = 0};
+    EXPECT_EQ(raisedBy([&] { device().applyQxmMetadata("no JSON"); }), RaisedError{});
+    EXPECT_EQ(driver.getRequests(), Requests{kGetTime});
+}
+
+TEST_F(FpgaDevice, TellsNothingOnAClosedInterface) {
+    EXPECT_EQ(raisedBy([&] { closedDevice().applyQxmMetadata("{}"); }), RaisedError{});
+    EXPECT_TRUE(statusInfos.empty());
+}
+
+TEST_F(FpgaDevice, TellsNothingWhenTheDocumentIsWrong) {
+    deviceInUse();
+    EXPECT_EQ(raisedBy([&] { device().applyQxmMetadata("no JSON"); }).code, -52005);
+    EXPECT_EQ(raisedBy([&] { device().applyQxmMetadata(R"({"selectedTRInstID":7})"); }).code, -52004);
+    EXPECT_THROW(device().applyQxmMetadata(R"({"selectedTRInstID":"a","TRs":{"a":{"type":"IEEE 1588-2008",)"
+                                           R"("protocolData":{"utcOffset":1e10}}}})"),
+                 boost::numeric::positive_overflow);
+    EXPECT_TRUE(statusInfos.empty());
+}
+
+TEST_F(FpgaDevice, TellsThatTheStatusCannotBeSet) {
+    deviceInUse();
+    driver.answers[kSetStatusInfo] = {.error = EBUSY};
+    EXPECT_EQ(raisedBy([&] { device().applyQxmMetadata("{}"); }),
+              driverError(-52031, kFile, 219, "Unable to set status on fpgaEpochDevice"));
+    driver.answers[kSetStatusInfo] = {};
+}
+
+TEST_F(FpgaDevice, AllocatesNothingForATimeAStepAnEpochAndTheFlag) {
+    device();
+    libcHooks().ioctl = [this, time = std::uint64_t{1}](int, unsigned long request, void* block) mutable {
+        std::uint64_t out;
+        std::memcpy(&out, static_cast<char*>(block) + 8, sizeof out);
+        if (request == kGetTime || request == kGetEpochTimestamp) std::memcpy(reinterpret_cast<void*>(out), &++time, 8);
+        return 0;
+    };
+    const long before = testsupport::countAllocations();
+    device().getTime();
+    device().adjustTime(200);
+    device().armEpochCapture();
+    device().getEpochTimestamp();
+    device().hasBeenEpochAligned();
+    EXPECT_EQ(testsupport::countAllocations(), before);
+}
+
+}  // namespace
+}  // namespace halvexTimekeeper
