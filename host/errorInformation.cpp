@@ -35,9 +35,10 @@ std::string messageOf(const nlohmann::json& document) {
 
 std::string describeError(std::optional<std::int32_t> code, const std::string& information) {
     const nlohmann::json document = parse(information);
-    std::string name = textAt(document, "error_constant");
-    if (name.empty() && code) {
-        name = errorName(*code);
+    // The code's own name goes first: what a device raises names the expression its code came from.
+    std::string name(code ? errorName(*code) : std::string_view());
+    if (name.empty()) {
+        name = textAt(document, "error_constant");
     }
     std::string text = code ? fmt::format("{}{}{}", *code, name.empty() ? "" : " ", name) : name;
     const std::string message = document.empty() ? information : messageOf(document);

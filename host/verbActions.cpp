@@ -22,7 +22,9 @@ constexpr std::int64_t kLargestRatePpm = 200;
 constexpr int kReadingsAroundStep = 3;
 constexpr int kReadingsForDrift = 9;
 
-std::string ppbText(std::int32_t correctionPpb) { return fmt::format("{:+} ppb", correctionPpb); }
+std::string ppbText(std::int32_t correctionPpb) {
+    return correctionPpb == 0 ? "0 ppb" : fmt::format("{:+} ppb", correctionPpb);
+}
 
 void addLimits(HostCalls& calls, Result& result) {
     const std::int32_t minPpb = calls.getMinCorrectionPpb();

@@ -22,15 +22,19 @@ void say(const std::string& text) {
     std::fflush(stdout);
 }
 
-/// One line of the board's console: "[   20.000123456] syslog info    text".
+/// One line of the board's console: "[   20.000123456] syslog info    text"; or of its launcher.
 std::optional<std::string> consoleText(const std::string& line) {
+    if (line.starts_with("halvexboard: ")) {
+        return line;
+    }
     const std::size_t end = line.find("] ");
     return line.starts_with("[") && end != std::string::npos ? std::optional(line.substr(end + 2)) : std::nullopt;
 }
 
 class Narrator {
 public:
-    Narrator(std::string build, std::string seed) : build_(std::move(build)), seed_(std::move(seed)), trace_(tracePath()) {}
+    Narrator(std::string build, std::string seed, std::string scenario)
+        : build_(std::move(build)), seed_(std::move(seed)), scenario_(std::move(scenario)), trace_(tracePath()) {}
 
     bool tell() {
         std::remove(tracePath().c_str());
@@ -53,7 +57,7 @@ private:
     std::string tracePath() const { return build_ + "/demo-trace.jsonl"; }
 
     std::vector<std::string> boardCommand() const {
-        std::vector<std::string> command{build_ + "/bin/halvexboard", "run", "--console", "--scenario", "demo", "--seed", seed_,
+        std::vector<std::string> command{build_ + "/bin/halvexboard", "run", "--console", "--scenario", scenario_, "--seed", seed_,
                                          "--trace", tracePath(), "--", build_ + "/bin/halvexctl", "--echo", "--yes",
                                          "--library", build_ + "/lib/libzuHalvexTimekeeper.so"};
         for (std::size_t i = 0; i < chapters().size(); ++i) {
@@ -151,6 +155,7 @@ private:
 
     std::string build_;
     std::string seed_;
+    std::string scenario_;
     TraceFollower trace_;
     std::size_t current_ = 0;  // chapters begun
     std::size_t begin_ = 0;
@@ -163,12 +168,12 @@ private:
 }  // namespace halvexdemo
 
 int main(int argc, char** argv) {
-    if (argc < 2 || argc > 3) {
-        fmt::print(stderr, "Usage: halvexdemo BUILD [SEED]\n");
+    if (argc < 2 || argc > 4) {
+        fmt::print(stderr, "Usage: halvexdemo BUILD [SEED [SCENARIO]]\n");
         return 2;
     }
     try {
-        halvexdemo::Narrator narrator(argv[1], argc > 2 ? argv[2] : "1");
+        halvexdemo::Narrator narrator(argv[1], argc > 2 ? argv[2] : "1", argc > 3 ? argv[3] : "demo");
         return narrator.tell() ? 0 : 1;
     } catch (const std::exception& exception) {
         fmt::print(stderr, "\nVERDICT: FAILED, {}\n", exception.what());

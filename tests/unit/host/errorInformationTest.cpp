@@ -13,7 +13,13 @@ TEST(DescribeError, SaysCodeNameMessageAndPlace) {
 }
 
 TEST(DescribeError, FallsBackToTheTextOfAStandardException) {
-    EXPECT_EQ(describeError(-52003, R"({"error_constant":"x","std_exception_what":"stod"})"), "-52003 x: stod");
+    EXPECT_EQ(describeError(-52003, R"({"error_constant":"x","std_exception_what":"stod"})"),
+              "-52003 zuplaterr_softwareFaultPLATInternalUseOnly: stod");
+}
+
+TEST(DescribeError, PrefersTheNameOfTheCodeToAnExpression) {
+    EXPECT_EQ(describeError(-52024, R"json({"error_constant":"status.getCode()"})json"), "-52024 zuplaterr_communicationsFault");
+    EXPECT_EQ(describeError(-1, R"json({"error_constant":"status.getCode()"})json"), "-1 status.getCode()");
 }
 
 TEST(DescribeError, KnowsTheNamesOfCodesWithoutInformation) {

@@ -110,7 +110,7 @@ TEST_F(SessionTest, FinalisesAlsoAfterAFailedInitialisation) {
     failNext("initialize", -52010);
     EXPECT_EQ(carryOut({"get"}), ExitCode::failure);
     EXPECT_THAT(plugin_->journal, ElementsAre("initialize", "finalize"));
-    EXPECT_EQ(result(0).message, "zuqxmtk_initialize failed: -52010 fake_name");
+    EXPECT_EQ(result(0).message, "zuqxmtk_initialize failed: -52010 zuplaterr_resourceNotInitialized");
 }
 
 TEST_F(SessionTest, InitialisesNothingUnaskedAfterTheVerbFinalize) {
@@ -354,7 +354,7 @@ TEST_F(SessionTest, EchoesTheFailureOfAReading) {
     echo_ = true;
     failNext("getTime", -52024, 2);
     EXPECT_EQ(carryOut({"drift", "1ms"}), ExitCode::failure);
-    EXPECT_THAT(printer_.calls, testing::Contains("<- zuqxmtk_getTime failed: -52024 fake_name"));
+    EXPECT_THAT(printer_.calls, testing::Contains("<- zuqxmtk_getTime failed: -52024 zuplaterr_communicationsFault"));
 }
 
 TEST_F(SessionTest, RunsLinesUntilTheInputEnds) {

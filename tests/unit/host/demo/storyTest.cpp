@@ -45,7 +45,8 @@ TEST(ChapterOfTheForwardStep, PassesOnlyWithBothStepsOfTheRightSize) {
     };
     EXPECT_TRUE(passes(chapter, trace(1'500'000, 1'500'000), 0, {}));
     EXPECT_FALSE(passes(chapter, trace(1'500'200, 1'500'000), 0, {}));
-    EXPECT_FALSE(passes(chapter, trace(1'500'000, 1'499'999), 0, {}));
+    EXPECT_TRUE(passes(chapter, trace(1'500'000, 1'499'978), 0, {}));
+    EXPECT_FALSE(passes(chapter, trace(1'500'000, 1'499'899), 0, {}));
 }
 
 TEST(ChapterOfTheTime, PassesOnlyWithATimeBetweenTheTruths) {
