@@ -46,9 +46,14 @@ protected:
     static void breakEnumeration() {
         testsupport::libcHooks().glob = [](const char*, int, int (*)(const char*, int), glob_t*) { return GLOB_ABORTED; };
     }
-    /// Counts the results of glob that were not given back.
+    /// Counts the results of glob that are given back.
     void countEnumerations() {
-        testsupport::libcHooks().globfree = [this](glob_t*) { ++releases; };
+        testsupport::libcHooks().globfree = [this](glob_t* found) {
+            ++releases;
+            auto thisHook = std::exchange(testsupport::libcHooks().globfree, nullptr);
+            globfree(found);
+            testsupport::libcHooks().globfree = std::move(thisHook);
+        };
     }
 
     testsupport::RedirectedDirectory directory{"/proc/driver/zu"};
