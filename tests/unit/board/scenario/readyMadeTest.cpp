@@ -50,7 +50,9 @@ TEST(ReadyMade, DemoHasWhatItIsToShow) {
     EXPECT_GT(*std::max_element(distances.begin(), distances.end()), 1'000'000'000) << "seconds";
     ASSERT_EQ(config.event_count, 3U);
     EXPECT_EQ(config.events[0].kind, BOARD_EVENT_INTERFACE_DOWN);
-    EXPECT_EQ(config.events[2].kind, BOARD_EVENT_INTERFACE_UP);
+    EXPECT_EQ(config.events[1].kind, BOARD_EVENT_INTERFACE_UP);
+    EXPECT_EQ(config.events[2].kind, BOARD_EVENT_JUMP) << "coming up, its clock is disturbed: there is something to align";
+    EXPECT_EQ(config.events[2].at_ns, config.events[1].at_ns);
     ASSERT_EQ(config.fault_count, 1U);
     EXPECT_EQ(config.faults[0].times, 1U);
 }
