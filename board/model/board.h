@@ -24,7 +24,7 @@ extern "C" {
 #define BOARD_MAX_EVENTS 128
 #define BOARD_MAX_FAULTS 64
 #define BOARD_MAX_COSTS 64
-#define BOARD_MAX_CHILDREN 8
+#define BOARD_MAX_CHILDREN 64        /* living and dead; the longest dead is forgotten for a new one */
 #define BOARD_MAX_PINS 4
 #define BOARD_MAX_CHANNELS 2
 #define BOARD_NAME_SIZE 16           /* interface name with its zero, as in the kernel */
@@ -489,7 +489,7 @@ struct board_phc2sys_options {
 };
 /* Reads a phc2sys command line (argv[0] is the program). */
 void board_phc2sys_parse(uint32_t argc, const char *const *argv, struct board_phc2sys_options *options);
-/* Starts the child; its pid (5000001, 5000002 ...: no real process can have it), or -EAGAIN when all places are taken. A source
+/* Starts the child; its pid (5000001, 5000002 ...: no real process can have it), or -EAGAIN when BOARD_MAX_CHILDREN are alive. A source
  * without a PHC, or an invalid command line, makes a child that exits with 255 at once. */
 int32_t board_phc2sys_start(struct board *board, uint64_t raw_ns, const struct board_phc2sys_options *options);
 /* As kill(2): 0, or -ESRCH when the pid is none of ours or already reaped. A zombie takes signals without effect. Signal 0 asks. */

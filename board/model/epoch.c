@@ -13,7 +13,8 @@ static void tell_stamp(struct board *board, int clock, uint32_t channel, int fal
 	board_tell(board, &happening);
 }
 
-/* The event follows its edge after the interrupt's latency, never overtaking the one before it. */
+/* The event follows its edge after the interrupt's latency; an edge that comes while an interrupt is still on its way is handled
+ * by that one, so events never overtake each other. */
 static void deliver(struct board *board, uint32_t interface, uint32_t channel)
 {
 	struct board_phc *phc = &board->phcs[interface];
@@ -22,7 +23,7 @@ static void deliver(struct board *board, uint32_t interface, uint32_t channel)
 
 	pending.at_ns = board->raw_ns + config->interrupt_latency_ns +
 		board_random_below(&phc->latency_random, config->interrupt_jitter_ns + 1);
-	if (pending.at_ns < phc->last_delivery_ns)
+	if (phc->last_delivery_ns > board->raw_ns)
 		pending.at_ns = phc->last_delivery_ns;
 	phc->last_delivery_ns = pending.at_ns;
 	pending.stamp.time_ns = board_time_now(board, BOARD_CLOCK_PHC((int)interface));

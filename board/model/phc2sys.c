@@ -118,14 +118,30 @@ static int is_free(const struct board_process *process)
 	return process->child.state == BOARD_CHILD_NONE;
 }
 
+/* A free place, or the one of the longest dead child that nobody reaped; BOARD_MAX_CHILDREN when all are alive. */
+static uint32_t find_place(const struct board *board)
+{
+	uint32_t index, oldest = BOARD_MAX_CHILDREN;
+
+	for (index = 0; index < BOARD_MAX_CHILDREN; ++index) {
+		const struct board_child *child = &board->processes[index].child;
+
+		if (child->state == BOARD_CHILD_NONE)
+			return index;
+		if (child->state != BOARD_CHILD_RUNNING &&
+		    (oldest == BOARD_MAX_CHILDREN || child->pid < board->processes[oldest].child.pid))
+			oldest = index;
+	}
+	return oldest;
+}
+
 int32_t board_phc2sys_start(struct board *board, uint64_t raw_ns, const struct board_phc2sys_options *options)
 {
-	struct board_process *process = board->processes;
-	uint32_t index = 0;
+	struct board_process *process;
+	uint32_t index;
 
 	board_enter(board, raw_ns);
-	while (index < BOARD_MAX_CHILDREN && !is_free(&board->processes[index]))
-		++index;
+	index = find_place(board);
 	if (index == BOARD_MAX_CHILDREN)
 		return -EAGAIN;
 	process = &board->processes[index];

@@ -60,12 +60,29 @@ TEST_F(Epoch, BothEdgesAreStampedThoughOnlyTheRisingWasAskedFor) {
 TEST_F(Epoch, EventsArriveAfterTheInterruptsLatency) {
     config.interfaces[1].interrupt_latency_ns = 5000;
     config.interfaces[1].interrupt_jitter_ns = 0;
+    config.pulse_width_ns = 6000;
     ASSERT_EQ(arm(kS, 1), 0);
     generateEpoch(kS);
     EXPECT_EQ(board_phc_waiting(on(), kS + 4999, 1), 0);
     EXPECT_EQ(board_next_change(on()), kS + 5000);
     EXPECT_EQ(board_phc_waiting(on(), kS + 5000, 1), 1);
-    EXPECT_EQ(board_phc_waiting(on(), kS + 6000, 1), 2);
+    EXPECT_EQ(board_phc_waiting(on(), kS + 10'999, 1), 1);
+    EXPECT_EQ(board_phc_waiting(on(), kS + 11'000, 1), 2);
+}
+
+TEST_F(Epoch, AnEdgeDuringAPendingInterruptIsHandledByIt) {
+    config.interfaces[1].interrupt_latency_ns = 200'000;
+    config.interfaces[1].interrupt_jitter_ns = 300'000;
+    for (std::uint64_t second = 1; second <= 20; ++second) {
+        ASSERT_EQ(arm(second * kS, 1), 0);
+        generateEpoch(second * kS);
+        board_advance(on(), second * kS + config.pulse_width_ns);
+        const std::uint64_t arrival = board_next_change(on());
+        EXPECT_EQ(board_phc_waiting(on(), arrival - 1, 1), 0);
+        EXPECT_EQ(board_phc_waiting(on(), arrival, 1), 2);
+        board_phc_event events[2];
+        ASSERT_EQ(board_phc_take(on(), arrival, 1, events, 2), 2);
+    }
 }
 
 TEST_F(Epoch, LateEventsNeverOvertakeEarlierOnes) {

@@ -193,10 +193,23 @@ TEST_F(Phc2sys, MakesTheSystemClockCountFromItsSecondSampleUntilItsDeath) {
     EXPECT_TRUE(of(BOARD_HAPPENING_TRUTH).back().truth.enabled[BOARD_CLOCK_SYSTEM]) << "its last moment is told";
 }
 
-TEST_F(Phc2sys, HasRoomForEightChildren) {
+TEST_F(Phc2sys, RefusesANewChildOnlyWhileAllOfThemLive) {
     for (int child = 0; child < BOARD_MAX_CHILDREN; ++child)
         EXPECT_EQ(start(0), 5'000'001 + child);
     EXPECT_EQ(start(0), -EAGAIN);
+    ASSERT_EQ(board_child_signal(on(), 0, 5'000'007, 9), 0);
+    ASSERT_EQ(board_child_signal(on(), 0, 5'000'003, 9), 0);
+    EXPECT_GT(start(0), 5'000'000);
+    EXPECT_EQ(board_child_signal(on(), 0, 5'000'003, 0), -ESRCH) << "the longest dead is forgotten";
+    EXPECT_EQ(board_child_signal(on(), 0, 5'000'007, 0), 0);
+}
+
+TEST_F(Phc2sys, AThousandUnreapedLivesAreNoHindrance) {
+    for (std::uint64_t life = 1; life <= 1000; ++life) {
+        const std::int32_t pid = start(life * kS);
+        ASSERT_EQ(pid, 5'000'000 + static_cast<std::int32_t>(life));
+        ASSERT_EQ(board_child_signal(on(), life * kS + kS / 2, pid, 9), 0);
+    }
 }
 
 TEST_F(Phc2sys, ASuccessorIsNotDrivenByItsPredecessorsTimer) {
