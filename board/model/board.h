@@ -24,7 +24,7 @@ extern "C" {
 #define BOARD_MAX_EVENTS 128
 #define BOARD_MAX_FAULTS 64
 #define BOARD_MAX_COSTS 64
-#define BOARD_MAX_CHILDREN 64        /* living and dead; the longest dead is forgotten for a new one */
+#define BOARD_MAX_CHILDREN 64        /* living and dead; the oldest dead one is forgotten for a new one */
 #define BOARD_MAX_PINS 4
 #define BOARD_MAX_CHANNELS 2
 #define BOARD_NAME_SIZE 16           /* interface name with its zero, as in the kernel */

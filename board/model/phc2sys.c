@@ -118,7 +118,7 @@ static int is_free(const struct board_process *process)
 	return process->child.state == BOARD_CHILD_NONE;
 }
 
-/* A free place, or the one of the longest dead child that nobody reaped; BOARD_MAX_CHILDREN when all are alive. */
+/* A free place, or the one of the oldest dead child, which nobody reaped; BOARD_MAX_CHILDREN when all are alive. */
 static uint32_t find_place(const struct board *board)
 {
 	uint32_t index, oldest = BOARD_MAX_CHILDREN;

@@ -200,7 +200,7 @@ TEST_F(Phc2sys, RefusesANewChildOnlyWhileAllOfThemLive) {
     ASSERT_EQ(board_child_signal(on(), 0, 5'000'007, 9), 0);
     ASSERT_EQ(board_child_signal(on(), 0, 5'000'003, 9), 0);
     EXPECT_GT(start(0), 5'000'000);
-    EXPECT_EQ(board_child_signal(on(), 0, 5'000'003, 0), -ESRCH) << "the longest dead is forgotten";
+    EXPECT_EQ(board_child_signal(on(), 0, 5'000'003, 0), -ESRCH) << "the oldest dead one is forgotten";
     EXPECT_EQ(board_child_signal(on(), 0, 5'000'007, 0), 0);
 }
 
