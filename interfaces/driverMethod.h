@@ -61,7 +61,7 @@ inline std::int32_t callerStatusCode(const nZUPLAT000::PlatStatus& status) noexc
 /// Makes the call and hands the status on: that of a failed transport as it is, else the driver's code. The caller's status
 /// holds no error. Nothing but the buffers is written that a call without a failure does not need.
 template <typename Proxy, typename In, typename Out>
-MethodOutcome callDriver(Proxy& proxy, const DriverMethod& method, const In& in, Out& out,
+[[gnu::always_inline]] inline MethodOutcome callDriver(Proxy& proxy, const DriverMethod& method, const In& in, Out& out,
                          nZUPLAT000::PlatStatus* status) noexcept {
     nZUPLAT000::PlatStatus transportStatus;
     proxy.ioctl(method.request, &in, sizeof in, &out, sizeof out, &transportStatus);
@@ -69,6 +69,7 @@ MethodOutcome callDriver(Proxy& proxy, const DriverMethod& method, const In& in,
         nZUPLAT000::mergeStatus(status, transportStatus);
         return {.hasReachedDriver = false, .hasChangedStatus = true};
     }
+    if (out.statusCode == 0) return {.hasReachedDriver = true, .hasChangedStatus = false};  // no code to set
     const bool isTaken = nZUPLAT000::setCode(status, out.statusCode, nZUPLAT000::kComponent, method.file, method.line);
     return {.hasReachedDriver = true, .hasChangedStatus = isTaken};
 }
@@ -93,10 +94,11 @@ std::int64_t callWithArgument(Proxy& proxy, const DriverMethod& method, std::uin
 }
 
 /// A method with a result, which is stored when the driver was reached, whatever it then reports. Returns the caller's
-/// error, or whether the status was changed.
+/// error, or whether the status was changed. Inlined, because every reading of a time comes this way.
 template <typename Proxy>
-std::int64_t callForResult(Proxy& proxy, const DriverMethod& method, std::uint64_t* result,
-                           nZUPLAT000::PlatStatus* status) noexcept {
+[[gnu::always_inline]] inline std::int64_t callForResult(Proxy& proxy, const DriverMethod& method,
+                                                         std::uint64_t* result,
+                                                         nZUPLAT000::PlatStatus* status) noexcept {
     if (status->hasError()) return status->code;
     const StatusBuffer in{callerStatusCode(*status)};
     ValueBuffer out{};

@@ -41,9 +41,10 @@ std::uint32_t tDeviceInterfaceProxy::ioctl(std::uint32_t request, const void* in
                                            void* outBuffer, std::uint32_t outSize, PlatStatus* status) noexcept {
     if (status->hasError()) return 0;
     IoctlArgs args{addressOf(inBuffer), addressOf(outBuffer), inSize, outSize, 0};
-    const int result = ::ioctl(descriptor_, request, &args);
-    const int error = errno;
-    if (result == -1) reportErrno(status, error, kIoctlLine);
+    if (::ioctl(descriptor_, request, &args) == -1) {
+        const int error = errno;  // here, because every reading of a time comes this way
+        reportErrno(status, error, kIoctlLine);
+    }
     return static_cast<std::uint32_t>(args.bytesReturned);
 }
 
