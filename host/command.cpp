@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-
 #include "host/options.h"
 #include "host/suggestion.h"
 #include "host/usageError.h"
@@ -31,7 +30,8 @@ bool startsNumber(std::string_view word) {
         names.push_back(verb.name);
     }
     const std::string nearest = suggestion(word, names);
-    throw UsageError(fmt::format("unknown verb \"{}\"{}", word, nearest.empty() ? "; halvexctl --help lists them" : nearest));
+    throw UsageError(
+        fmt::format("unknown verb \"{}\"{}", word, nearest.empty() ? "; halvexctl --help lists them" : nearest));
 }
 
 /// The words taken by an argument as the user typed them.

@@ -31,8 +31,9 @@ public:
 
     bool atEnd() const { return next_ == words_.size(); }
     const std::string& take() { return words_[next_++]; }
-    const std::string& takeArgument(std::string_view verb, std::string_view argument);  ///< UsageError when there is none.
-    bool nextIsNumber() const;  ///< Whether an optional number follows.
+    const std::string& takeArgument(std::string_view verb,
+                                    std::string_view argument);  ///< UsageError when there is none.
+    bool nextIsNumber() const;                                   ///< Whether an optional number follows.
     const std::string* peek() const { return atEnd() ? nullptr : &words_[next_]; }
     std::size_t position() const { return next_; }
 
@@ -52,7 +53,7 @@ struct Verb {
     std::string_view argument;  ///< As the help shows it; empty: none.
     std::string_view summary;
     std::string_view help;
-    bool needsTimekeeper;       ///< The library is initialised first.
+    bool needsTimekeeper;                                            ///< The library is initialised first.
     Argument (*read)(WordReader& words, const ReadingRules& rules);  ///< Null: takes no argument.
     void (*carryOut)(Session& session, const Command& command, Result& result);
 };

@@ -7,7 +7,7 @@
 
 namespace halvexctl {
 
-std::string_view errorName(std::int32_t code);                       ///< Empty when the code has no name.
+std::string_view errorName(std::int32_t code);  ///< Empty when the code has no name.
 std::optional<std::int32_t> errorCodeOf(std::string_view name);
 
 }  // namespace halvexctl

@@ -22,7 +22,8 @@ std::string failureText(const std::string& function, std::optional<std::int32_t>
 
 }  // namespace
 
-CallFailure::CallFailure(std::string function, std::optional<std::int32_t> code, std::string information, bool wasHeldBefore)
+CallFailure::CallFailure(std::string function, std::optional<std::int32_t> code, std::string information,
+                         bool wasHeldBefore)
     : std::runtime_error(failureText(function, code, information)),
       function_(std::move(function)),
       code_(code),

@@ -85,7 +85,8 @@ private:
 
 std::vector<Command> readLine(const std::string& line, const ReadingRules& rules) {
     std::vector<Command> commands = readCommands(cutWords(line), rules);
-    const bool nested = std::any_of(commands.begin(), commands.end(), [](const Command& command) { return command.verb->name == "run"; });
+    const bool nested = std::any_of(commands.begin(), commands.end(),
+                                    [](const Command& command) { return command.verb->name == "run"; });
     if (nested) {
         throw UsageError("run is under way already");
     }

@@ -49,12 +49,15 @@ void declare(CLI::App& app, Options& options) {
     app.formatter(std::make_shared<ChainFormatter>());
     app.footer(verbTable() + "\n" + kEpilogue);
     app.allow_extras();  // verbs keep their order, and arguments like -399ns stay what they are
-    app.add_option("-l,--library", options.library,
-                   "The library to load (default: ../lib/libzuHalvexTimekeeper.so beside this program, then the loader's path)")
+    app.add_option(
+           "-l,--library", options.library,
+           "The library to load (default: ../lib/libzuHalvexTimekeeper.so beside this program, then the loader's path)")
         ->type_name("PATH");
     app.add_flag("-j,--json", options.json, "Print one JSON document instead of text: an array of results");
-    app.add_flag("-e,--echo", options.echo, "Show each call of the library as it happens (with --json on standard error)");
-    app.add_flag("-y,--yes", options.yes, "Carry out what is refused otherwise: backward steps, steps over 1 s, corrections beyond the limits");
+    app.add_flag("-e,--echo", options.echo,
+                 "Show each call of the library as it happens (with --json on standard error)");
+    app.add_flag("-y,--yes", options.yes,
+                 "Carry out what is refused otherwise: backward steps, steps over 1 s, corrections beyond the limits");
     app.set_version_flag("-V,--version", kVersionText);
 }
 

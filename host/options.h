@@ -19,7 +19,7 @@ struct Options {
 /// What is to be done about the command line.
 struct ReadOptions {
     Options options;
-    bool isOver = false;       ///< Help or version was asked for, or the line is wrong: `text` says it.
+    bool isOver = false;  ///< Help or version was asked for, or the line is wrong: `text` says it.
     bool isUsageError = false;
     std::string text;
 };
@@ -28,7 +28,7 @@ struct ReadOptions {
 ReadOptions readOptions(int argc, const char* const* argv);
 
 std::span<const std::string_view> optionNames();
-std::string helpText();                      ///< All options and verbs.
+std::string helpText();                           ///< All options and verbs.
 std::string verbHelpText(std::string_view verb);  ///< One verb; empty when there is none of that name.
 
 }  // namespace halvexctl

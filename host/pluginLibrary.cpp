@@ -39,7 +39,8 @@ PluginFunctions findAll(void* handle, const std::string& path) {
 
 }  // namespace
 
-PluginLibrary::PluginLibrary(const std::string& path) : handle_(::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)), path_(path) {
+PluginLibrary::PluginLibrary(const std::string& path)
+    : handle_(::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)), path_(path) {
     if (handle_ == nullptr) {
         const char* reason = ::dlerror();
         throw PluginError(fmt::format("cannot load {}: {}", path, reason == nullptr ? "unknown reason" : reason));

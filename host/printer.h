@@ -11,12 +11,13 @@ namespace halvexctl {
 class Printer {
 public:
     virtual ~Printer() = default;
-    virtual void begin(const std::string& verb, const std::string& argument) = 0;  ///< A verb is about to be carried out.
-    virtual void note(const std::string& sentence) = 0;   ///< Said before something happens, or while it takes its time.
-    virtual void call(const std::string& line) = 0;       ///< A call of the library, as it happens.
-    virtual void result(const Result& result) = 0;        ///< A verb is over.
+    virtual void begin(const std::string& verb,
+                       const std::string& argument) = 0;  ///< A verb is about to be carried out.
+    virtual void note(const std::string& sentence) = 0;  ///< Said before something happens, or while it takes its time.
+    virtual void call(const std::string& line) = 0;      ///< A call of the library, as it happens.
+    virtual void result(const Result& result) = 0;       ///< A verb is over.
     virtual void complaint(const std::string& sentence) = 0;  ///< Something typed cannot be carried out.
-    virtual void finish() = 0;                            ///< Nothing follows.
+    virtual void finish() = 0;                                ///< Nothing follows.
 };
 
 }  // namespace halvexctl

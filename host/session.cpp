@@ -150,7 +150,8 @@ void Session::judgeSuccess(Result& result, bool madeCalls) {
 void Session::judgeFailure(Result& result, const CallFailure& failure) {
     result.error = ErrorReport{failure.function(), failure.code(), failure.information()};
     if (failure.wasHeldBefore()) {
-        fail(result, fmt::format("nothing was done: the status still holds {}; clear resets it", codeText(failure.code())));
+        fail(result,
+             fmt::format("nothing was done: the status still holds {}; clear resets it", codeText(failure.code())));
         return;
     }
     if (!expectation_) {

@@ -62,8 +62,8 @@ private:
     std::unique_ptr<HostCalls> calls_;
     std::optional<Expectation> expectation_;
     bool initialized_ = false;
-    bool finalizeIsDue_ = false;      ///< Initialising was tried, with or without success.
-    bool finalizedOnRequest_ = false; ///< From then on nothing is initialised unasked.
+    bool finalizeIsDue_ = false;       ///< Initialising was tried, with or without success.
+    bool finalizedOnRequest_ = false;  ///< From then on nothing is initialised unasked.
     ExitCode exitCode_ = ExitCode::ok;
 };
 

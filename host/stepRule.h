@@ -12,6 +12,8 @@ inline constexpr std::int64_t kUnconfirmedStepLimitNs = 1'000'000'000;
 constexpr std::int64_t cutStepNs(std::int64_t offsetNs) { return offsetNs / kStepGranularityNs * kStepGranularityNs; }
 
 /// Backward, or over one second: not without confirmation.
-constexpr bool stepNeedsConfirmation(std::int64_t offsetNs) { return offsetNs < 0 || offsetNs > kUnconfirmedStepLimitNs; }
+constexpr bool stepNeedsConfirmation(std::int64_t offsetNs) {
+    return offsetNs < 0 || offsetNs > kUnconfirmedStepLimitNs;
+}
 
 }  // namespace halvexctl

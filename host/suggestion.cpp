@@ -18,7 +18,8 @@ std::size_t editDistance(std::string_view from, std::string_view to) {
         for (std::size_t column = 1; column <= to.size(); ++column) {
             const std::size_t replaced = last[column - 1] + (from[row - 1] == to[column - 1] ? 0 : 1);
             current[column] = std::min({replaced, last[column] + 1, current[column - 1] + 1});
-            const bool swapped = row > 1 && column > 1 && from[row - 1] == to[column - 2] && from[row - 2] == to[column - 1];
+            const bool swapped =
+                row > 1 && column > 1 && from[row - 1] == to[column - 2] && from[row - 2] == to[column - 1];
             if (swapped) {
                 current[column] = std::min(current[column], beforeLast[column - 2] + 1);
             }

@@ -40,8 +40,8 @@ void TextPrinter::result(const Result& result) {
             line(errors_, fmt::format("halvexctl: {}: {}", result.verb, result.message));
             break;
         case Outcome::skipped:
-            line(errors_, fmt::format("halvexctl: not carried out: {}{}{}", result.verb, result.argument.empty() ? "" : " ",
-                                      result.argument));
+            line(errors_, fmt::format("halvexctl: not carried out: {}{}{}", result.verb,
+                                      result.argument.empty() ? "" : " ", result.argument));
             break;
     }
 }

@@ -123,7 +123,8 @@ void step(Session& session, const Command& command, Result& result) {
     result.add("movedNs", movedNs, "seen", fmt::format("{} +- {}", offsetText(movedNs), durationText(boundNs)));
     result.add("movedBoundNs", boundNs, "", "");
     if (seemsDropped(movedNs, boundNs, cutNs)) {
-        result.warn("the time did not move; the library gives up silently when its devices are busy for more than 15 ms");
+        result.warn(
+            "the time did not move; the library gives up silently when its devices are busy for more than 15 ms");
     }
 }
 
@@ -161,7 +162,8 @@ void drift(Session& session, const Command& command, Result& result) {
     }
     const CrossReading end = readAgainstRaw(calls, kReadingsForDrift);
     const Drift rate = driftBetween(start, end);
-    result.add("driftPpb", rate.ratePpb, "drift", fmt::format("{:+.1f} ppb +- {:.1f} ppb", rate.ratePpb, rate.boundPpb));
+    result.add("driftPpb", rate.ratePpb, "drift",
+               fmt::format("{:+.1f} ppb +- {:.1f} ppb", rate.ratePpb, rate.boundPpb));
     result.add("driftBoundPpb", rate.boundPpb, "", "");
     result.add("measuredNs", end.rawNs - start.rawNs, "measured over", durationText(end.rawNs - start.rawNs));
 }
@@ -175,7 +177,8 @@ void wait(Session&, const Command& command, Result&) {
 void applyMetadata(Session& session, const Command& command, Result& result) {
     const auto& document = std::get<Document>(command.argument);
     session.calls().applyMetaData(document.text);
-    result.add("source", document.source, "document", fmt::format("{} bytes from {}", document.text.size(), document.source));
+    result.add("source", document.source, "document",
+               fmt::format("{} bytes from {}", document.text.size(), document.source));
     result.add("bytes", document.text.size(), "", "");
     if (!nlohmann::json::accept(document.text)) {
         result.warn("the document is not JSON; the devices' complaint reaches a later call");

@@ -87,16 +87,18 @@ constexpr std::array<Verb, 18> kVerbs{{
     {"info", "", "Show the library, its name, limits and correction",
      "  One look at everything that can be asked without changing anything.", true, nullptr, &actions::info},
     {"version", "", "Show the version of the library's interface", "", false, nullptr, &actions::version},
-    {"name", "", "Show the timekeeper's name", "  Before initialisation the library throws; after finalize that can be seen.",
-     true, nullptr, &actions::name},
-    {"seeded", "", "Show whether the time has been seeded", "  Before initialisation the library throws; after finalize that can be seen.",
-     true, nullptr, &actions::seeded},
+    {"name", "", "Show the timekeeper's name",
+     "  Before initialisation the library throws; after finalize that can be seen.", true, nullptr, &actions::name},
+    {"seeded", "", "Show whether the time has been seeded",
+     "  Before initialisation the library throws; after finalize that can be seen.", true, nullptr, &actions::seeded},
     {"init", "", "Initialise the library",
-     "  Done by itself before the first verb that needs it, unless the library was finalised by the verb finalize.", false, nullptr,
-     &actions::init},
-    {"get", "", "Read the time", "  Shown as ISO 8601 and as nanoseconds since 1970-01-01 00:00:00.", true, nullptr, &actions::get},
+     "  Done by itself before the first verb that needs it, unless the library was finalised by the verb finalize.",
+     false, nullptr, &actions::init},
+    {"get", "", "Read the time", "  Shown as ISO 8601 and as nanoseconds since 1970-01-01 00:00:00.", true, nullptr,
+     &actions::get},
     {"step", "OFFSET", "Step the time, for example +1.5ms",
-     "  The unit is required: ns, us, ms or s. The library cuts the offset toward zero to a multiple of 200 ns; what that\n"
+     "  The unit is required: ns, us, ms or s. The library cuts the offset toward zero to a multiple of 200 ns; what "
+     "that\n"
      "  makes of it is said beforehand. Afterwards the time is measured against CLOCK_MONOTONIC_RAW, because the\n"
      "  library gives up without an error when its devices are busy for more than 15 ms.\n"
      "  A step backward, or over 1 s, needs --yes.",
@@ -110,25 +112,29 @@ constexpr std::array<Verb, 18> kVerbs{{
      "  The rate in ppb over the duration, with a bound from the time that the readings themselves took.\n"
      "  Units: ns, us, ms, s; a bare number counts seconds. A step meanwhile spoils the measurement.",
      true, &readDriftDuration, &actions::drift},
-    {"wait", "DURATION", "Wait", "  Units: ns, us, ms, s; a bare number counts seconds.", false, &readWaitDuration, &actions::wait},
+    {"wait", "DURATION", "Wait", "  Units: ns, us, ms, s; a bare number counts seconds.", false, &readWaitDuration,
+     &actions::wait},
     {"apply-metadata", "FILE", "Hand over a metadata document",
      "  FILE is read before anything is carried out. With - in its place the next word is the JSON text itself:\n"
      "  apply-metadata - '{\"selectedTRInstID\":\"gm\"}'",
      true, &readDocument, &actions::applyMetadata},
     {"expect-error", "[CODE]", "The next call must fail, with this code",
      "  An error met by the library's own thread reaches the next call, once: expect-error -52024 get clear get.\n"
-     "  The failure then counts as success, and anything else as a failure. Verbs without a call in between do not count.",
+     "  The failure then counts as success, and anything else as a failure. Verbs without a call in between do not "
+     "count.",
      false, &readCode, &actions::expectError},
     {"clear", "", "Reset the host's status",
      "  One status serves the whole session. While it holds an error the library carries nothing out.", false, nullptr,
      &actions::clear},
-    {"remark", "TEXT", "Write a line to syslog", "  At LOG_INFO, to find the place in the log again.", false, &readRemark,
-     &actions::remark},
+    {"remark", "TEXT", "Write a line to syslog", "  At LOG_INFO, to find the place in the log again.", false,
+     &readRemark, &actions::remark},
     {"finalize", "", "Finalise the library",
-     "  Done by itself at the end. After this verb nothing is initialised unasked: get then shows the library's refusal.", false,
-     nullptr, &actions::finalize},
+     "  Done by itself at the end. After this verb nothing is initialised unasked: get then shows the library's "
+     "refusal.",
+     false, nullptr, &actions::finalize},
     {"run", "", "Stay up and read verbs from standard input",
-     "  Line by line until the input ends or SIGINT or SIGTERM arrives. Quotes work as in a shell, # starts a comment.\n"
+     "  Line by line until the input ends or SIGINT or SIGTERM arrives. Quotes work as in a shell, # starts a "
+     "comment.\n"
      "  A line that fails does not end the session; clear resets the status.",
      true, nullptr, &actions::run},
     {"help", "[VERB]", "Show the help, or that of one verb", "", false, &readHelpTopic, &actions::help},

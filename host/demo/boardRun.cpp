@@ -17,7 +17,9 @@ namespace {
 
 constexpr int kSignalBase = 128;
 
-[[noreturn]] void refuse(int error, const std::string& what) { throw std::system_error(error, std::generic_category(), what); }
+[[noreturn]] void refuse(int error, const std::string& what) {
+    throw std::system_error(error, std::generic_category(), what);
+}
 
 }  // namespace
 

@@ -39,7 +39,8 @@ std::string withoutLeadingBlanks(const std::string& line) {
 }  // namespace
 
 const Truth::Clock* Truth::find(const std::string& name) const {
-    const auto found = std::find_if(clocks.begin(), clocks.end(), [&](const Clock& clock) { return clock.name == name; });
+    const auto found =
+        std::find_if(clocks.begin(), clocks.end(), [&](const Clock& clock) { return clock.name == name; });
     return found == clocks.end() ? nullptr : &*found;
 }
 
@@ -58,7 +59,8 @@ std::vector<Happening> Evidence::happenings(const std::string& kind) const {
 
 std::vector<Happening> Evidence::stepsByProgram(const std::string& clock) const {
     std::vector<Happening> steps = happenings("step");
-    std::erase_if(steps, [&](const Happening& step) { return step.at("clock") != clock || step.at("by") != "program"; });
+    std::erase_if(steps,
+                  [&](const Happening& step) { return step.at("clock") != clock || step.at("by") != "program"; });
     return steps;
 }
 

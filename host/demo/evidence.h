@@ -39,9 +39,9 @@ public:
     bool logged(const std::string& text) const;  ///< Whether a log line is this text.
     std::vector<std::string> logLinesStarting(const std::string& beginning) const;
 
-    Truth truthBefore() const;                     ///< The last one before the chapter, or the first of all.
-    Truth truthAtEnd() const;                      ///< The last one of the chapter.
-    std::vector<Truth> truths() const;             ///< All of the chapter.
+    Truth truthBefore() const;          ///< The last one before the chapter, or the first of all.
+    Truth truthAtEnd() const;           ///< The last one of the chapter.
+    std::vector<Truth> truths() const;  ///< All of the chapter.
     std::optional<Truth> firstTruthAfter(std::uint64_t rawNs) const;
 
     /// Values that the host printed beside a label, in order: hostValues("drift").

@@ -22,6 +22,15 @@ void say(const std::string& text) {
     std::fflush(stdout);
 }
 
+/// Further lines begin under the first.
+std::string indented(std::string_view text) {
+    std::string lines(text);
+    for (std::size_t at = lines.find('\n'); at != std::string::npos; at = lines.find('\n', at + 1)) {
+        lines.insert(at + 1, std::string_view("Expected: ").size(), ' ');
+    }
+    return lines;
+}
+
 /// One line of the board's console: "[   20.000123456] syslog info    text"; or of its launcher.
 std::optional<std::string> consoleText(const std::string& line) {
     if (line.starts_with("halvexboard: ")) {
@@ -38,7 +47,8 @@ public:
 
     bool tell() {
         std::remove(tracePath().c_str());
-        say(fmt::format("A controller's life: two I210 ports, FPGA and Ferrox, on the simulated controller (seed {}).", seed_));
+        say(fmt::format("A controller's life: two I210 ports, FPGA and Ferrox, on the simulated controller (seed {}).",
+                        seed_));
         say("Times in brackets are the board's, in seconds since it was switched on.");
         BoardRun run(boardCommand());
         while (const std::optional<std::string> line = run.nextLine()) {
@@ -46,7 +56,8 @@ public:
         }
         const int exitCode = run.wait();
         endChapter(std::nullopt);
-        note(current_ == chapters().size(), "every chapter is played", fmt::format("{} of {}", current_, chapters().size()));
+        note(current_ == chapters().size(), "every chapter is played",
+             fmt::format("{} of {}", current_, chapters().size()));
         note(exitCode == 0, "the host ends without an error", fmt::format("exit code {}", exitCode));
         const bool summaryIsGood = sumUp();
         note(summaryIsGood, "the board's own summary of the trace agrees", summaryIsGood ? "it does" : "it does not");
@@ -57,9 +68,11 @@ private:
     std::string tracePath() const { return build_ + "/demo-trace.jsonl"; }
 
     std::vector<std::string> boardCommand() const {
-        std::vector<std::string> command{build_ + "/bin/halvexboard", "run", "--console", "--scenario", scenario_, "--seed", seed_,
-                                         "--trace", tracePath(), "--", build_ + "/bin/halvexctl", "--echo", "--yes",
-                                         "--library", build_ + "/lib/libzuHalvexTimekeeper.so"};
+        // clang-format off
+        std::vector<std::string> command{
+            build_ + "/bin/halvexboard", "run", "--console", "--scenario", scenario_, "--seed", seed_, "--trace", tracePath(),
+            "--", build_ + "/bin/halvexctl", "--echo", "--yes", "--library", build_ + "/lib/libzuHalvexTimekeeper.so"};
+        // clang-format on
         for (std::size_t i = 0; i < chapters().size(); ++i) {
             command.insert(command.end(), {"remark", markOf(i + 1, chapters()[i])});
             for (const std::string_view word : chapters()[i].words) {
@@ -94,7 +107,7 @@ private:
         hostLines_.clear();
         const std::string heading = fmt::format("-- {}. {} ", current_, chapter.title);
         say(fmt::format("\n{:-<{}}", heading, kWidth));
-        say(fmt::format("Expected: {}\n", chapter.expectation));
+        say(fmt::format("Expected: {}\n", indented(chapter.expectation)));
     }
 
     /// Looks at what the chapter that is being played left behind, up to `end` or to the end of the trace.
@@ -112,7 +125,8 @@ private:
         Findings findings;
         chapter.check(evidence, findings);
         const std::string away = clocksAway(evidence.truthAtEnd());
-        findings.check(away.empty(), "all enabled clocks end within 100 ns of the master", away.empty() ? "they do" : away);
+        findings.check(away.empty(), "all enabled clocks end within 100 ns of the master",
+                       away.empty() ? "they do" : away);
         for (const Finding& finding : findings.list()) {
             note(finding.asExpected, finding.expected, finding.seen);
         }
@@ -149,7 +163,8 @@ private:
             say(fmt::format("VERDICT: FAILED, {} of {} checks (trace: {})", failures_, checks_, tracePath()));
             return false;
         }
-        say(fmt::format("VERDICT: passed, all {} checks; every clock is within 100 ns of the master (trace: {})", checks_, tracePath()));
+        say(fmt::format("VERDICT: passed, all {} checks; every clock is within 100 ns of the master (trace: {})",
+                        checks_, tracePath()));
         return true;
     }
 

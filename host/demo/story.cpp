@@ -43,7 +43,8 @@ void expectLogLine(const Evidence& evidence, Findings& findings, const std::stri
 }
 
 void expectAlignment(const Evidence& evidence, Findings& findings) {
-    const std::vector<std::string> lines = evidence.logLinesStarting("Successfully aligned all timekeeping elements after ");
+    const std::vector<std::string> lines =
+        evidence.logLinesStarting("Successfully aligned all timekeeping elements after ");
     findings.check(!lines.empty(), "the alignment reports success", listed(lines));
 }
 
@@ -57,7 +58,8 @@ void expectStep(const Evidence& evidence, Findings& findings, const std::string&
         seen.push_back(groupedNs(askedNsOf(step)));
     }
     const std::string tolerance = toleranceNs == 0 ? "" : fmt::format(", within {} ns", toleranceNs);
-    findings.check(right, fmt::format("{} is stepped once, by {}{}", clock, groupedNs(offsetNs), tolerance), listed(seen));
+    findings.check(right, fmt::format("{} is stepped once, by {}{}", clock, groupedNs(offsetNs), tolerance),
+                   listed(seen));
 }
 
 std::optional<Truth> rightAfterTheStep(const Evidence& evidence) {
@@ -80,13 +82,15 @@ void checkStart(const Evidence& evidence, Findings& findings) {
     const Truth::Clock system = *evidence.truthBefore().find("system");
     const std::vector<Happening> seeds = evidence.stepsByProgram("ferrox");
     const std::int64_t seedNs = seeds.empty() ? 0 : askedNsOf(seeds.front());
-    const bool seeded = seeds.size() == 1 && seedNs % kStepGranularityNs == 0 && std::llabs(seedNs - system.differenceNs) < kNsPerMs;
-    findings.check(seeded,
-                   fmt::format("the master is seeded once, by about {}, a multiple of 200 ns", groupedNs(system.differenceNs)),
-                   seeds.empty() ? "no step" : groupedNs(seedNs));
+    const bool seeded =
+        seeds.size() == 1 && seedNs % kStepGranularityNs == 0 && std::llabs(seedNs - system.differenceNs) < kNsPerMs;
+    findings.check(
+        seeded,
+        fmt::format("the master is seeded once, by about {}, a multiple of 200 ns", groupedNs(system.differenceNs)),
+        seeds.empty() ? "no step" : groupedNs(seedNs));
     expectAlignment(evidence, findings);
-    findings.check(evidence.hostValues("seeded") == std::vector<std::string>{"yes"}, "the host is told that the time is seeded",
-                   listed(evidence.hostValues("seeded")));
+    findings.check(evidence.hostValues("seeded") == std::vector<std::string>{"yes"},
+                   "the host is told that the time is seeded", listed(evidence.hostValues("seeded")));
 }
 
 // -- time -------------------------------------------------------------------------------------------------------------
@@ -114,7 +118,8 @@ void checkForwardStep(const Evidence& evidence, Findings& findings) { checkStepB
 
 void checkBackwardStep(const Evidence& evidence, Findings& findings) {
     const std::size_t said = evidence.hostLinesStarting("-399 ns is cut toward zero to -200 ns");
-    findings.check(said == 1, "the host says beforehand that -399 ns is cut to -200 ns", said == 1 ? "it does" : "it does not");
+    findings.check(said == 1, "the host says beforehand that -399 ns is cut to -200 ns",
+                   said == 1 ? "it does" : "it does not");
     checkStepBy(evidence, findings, -kStepGranularityNs);
 }
 
@@ -128,14 +133,16 @@ struct PrintedDrift {
 
 PrintedDrift readDrift(const std::string& text) {
     const std::size_t bound = text.find("+- ");
-    return {std::strtod(text.c_str(), nullptr), bound == std::string::npos ? 0 : std::strtod(text.c_str() + bound + 3, nullptr)};
+    return {std::strtod(text.c_str(), nullptr),
+            bound == std::string::npos ? 0 : std::strtod(text.c_str() + bound + 3, nullptr)};
 }
 
 void expectDrift(const std::string& printed, Findings& findings, double truthPpb, std::string_view when) {
     constexpr double kReadingPpb = 1;  // a reading is printed to a tenth, a time is whole nanoseconds
     const PrintedDrift drift = readDrift(printed);
-    findings.check(std::fabs(drift.ratePpb - truthPpb) <= drift.boundPpb + kReadingPpb && drift.boundPpb < kCrystalErrorPpb / 2,
-                   fmt::format("{} the host measures {} within its own bound", when, ppbText(truthPpb)), printed);
+    findings.check(
+        std::fabs(drift.ratePpb - truthPpb) <= drift.boundPpb + kReadingPpb && drift.boundPpb < kCrystalErrorPpb / 2,
+        fmt::format("{} the host measures {} within its own bound", when, ppbText(truthPpb)), printed);
 }
 
 /// The moment with the largest difference of an enabled clock.
@@ -164,14 +171,16 @@ void checkSteering(const Evidence& evidence, Findings& findings) {
     const std::int64_t steeringPpt = steerings.empty() ? 0 : steerings.back().at("steering_ppt").get<std::int64_t>();
     findings.check(steerings.size() == 1 && steeringPpt == -12'000'000, "the oscillator is steered once, by -12000 ppb",
                    fmt::format("{} times, last by {} ppb", steerings.size(), steeringPpt / 1000));
-    findings.check(evidence.hostValues("read back") == std::vector<std::string>{"-12000 ppb"}, "the driver reads -12000 ppb back",
-                   listed(evidence.hostValues("read back")));
+    findings.check(evidence.hostValues("read back") == std::vector<std::string>{"-12000 ppb"},
+                   "the driver reads -12000 ppb back", listed(evidence.hostValues("read back")));
     expectDrift(drifts[1], findings, 0, "after steering");
 }
 
 // -- metadata ---------------------------------------------------------------------------------------------------------
 
-std::string numberOrNone(const Happening& value) { return value.is_number() ? fmt::format("{}", value.get<std::int64_t>()) : "none"; }
+std::string numberOrNone(const Happening& value) {
+    return value.is_number() ? fmt::format("{}", value.get<std::int64_t>()) : "none";
+}
 
 void checkMetadata(const Evidence& evidence, Findings& findings) {
     const std::vector<Happening> records = evidence.happenings("status_record");
@@ -183,8 +192,10 @@ void checkMetadata(const Evidence& evidence, Findings& findings) {
     const std::uint64_t afterNs = rawNsOf(record) - evidence.beganRawNs();
     findings.check(afterNs < kPromptlyNs, "the FPGA receives its record at once, not at the next two-second pass",
                    fmt::format("after {} us: {}", afterNs / 1000, record.at("record").get<std::string>()));
-    findings.check(record.at("reference_kind") == 2, "the record says reference kind 2 (typed)", numberOrNone(record.at("reference_kind")));
-    findings.check(record.at("reference_offset") == -250, "its reference offset is -250", numberOrNone(record.at("reference_offset")));
+    findings.check(record.at("reference_kind") == 2, "the record says reference kind 2 (typed)",
+                   numberOrNone(record.at("reference_kind")));
+    findings.check(record.at("reference_offset") == -250, "its reference offset is -250",
+                   numberOrNone(record.at("reference_offset")));
     findings.check(record.at("utc_offset") == 37, "its UTC offset is 37 s", numberOrNone(record.at("utc_offset")));
 }
 
@@ -208,8 +219,9 @@ void checkInterface(const Evidence& evidence, Findings& findings) {
     const std::string port(kSecondPort);
     for (const char* kind : {"interface_down", "interface_up", "jump"}) {
         const std::optional<Happening> event = eventOf(evidence, kind);
-        findings.check(event.has_value(), fmt::format("{}: {}", port, kind),
-                       event ? fmt::format("at {:.3f} s", static_cast<double>(rawNsOf(*event)) / 1e9) : "it did not happen");
+        findings.check(
+            event.has_value(), fmt::format("{}: {}", port, kind),
+            event ? fmt::format("at {:.3f} s", static_cast<double>(rawNsOf(*event)) / 1e9) : "it did not happen");
     }
     const std::optional<Truth> up = asItComesUp(evidence);
     const Truth::Clock* clock = up ? up->find(port) : nullptr;
@@ -238,7 +250,8 @@ void checkError(const Evidence& evidence, Findings& findings) {
     findings.check(lines.size() == 1, "the monitoring thread logs it once", listed(lines));
     const std::string code = lines.empty() ? "?" : lines.front().substr(lines.front().find('(') + 1, 6);
     const std::vector<std::string> errors = evidence.hostValues("failed as expected");
-    findings.check(errors.size() == 1 && errors.front().find(": ") != std::string::npos && errors.front().find(code) != std::string::npos,
+    findings.check(errors.size() == 1 && errors.front().find(": ") != std::string::npos &&
+                       errors.front().find(code) != std::string::npos,
                    fmt::format("the next call fails with the same code, {}, and reads no time", code), listed(errors));
     const std::vector<std::string> times = evidence.hostValues("since 1970");
     findings.check(times.size() == 1, "the call after that succeeds", listed(times));
@@ -249,9 +262,11 @@ void checkError(const Evidence& evidence, Findings& findings) {
 void checkShutdown(const Evidence& evidence, Findings& findings) {
     std::vector<std::string> ends;
     for (const Happening& child : evidence.happenings("phc2sys")) {
-        ends.push_back(child.at("state").get<std::string>() + (child.contains("signal") ? " by signal " + child.at("signal").dump() : ""));
+        ends.push_back(child.at("state").get<std::string>() +
+                       (child.contains("signal") ? " by signal " + child.at("signal").dump() : ""));
     }
-    findings.check(ends == std::vector<std::string>{"killed by signal 9"}, "phc2sys is killed with signal 9", listed(ends));
+    findings.check(ends == std::vector<std::string>{"killed by signal 9"}, "phc2sys is killed with signal 9",
+                   listed(ends));
     const std::vector<Happening> records = evidence.happenings("status_record");
     const std::string last = records.empty() ? "no record" : records.back().at("record").get<std::string>();
     findings.check(last == kEmptyRecord, "the FPGA's status is reset: the last record is empty but for its size", last);
@@ -263,22 +278,48 @@ const std::array<Chapter, 9> kChapters{{
     {"Start: seed the time, align every clock",
      "The master is brought to the system time, phc2sys follows the first port, and all clocks come within 100 ns,\n"
      "although every step of a slave loses 1.5 us.",
-     {"info", "wait", "20s"}, &checkStart, "", nullptr},
+     {"info", "wait", "20s"},
+     &checkStart,
+     "",
+     nullptr},
     {"Time", "The host reads the master's time.", {"get", "wait", "1s"}, &checkTime, "", nullptr},
-    {"A step of +1.5 ms", "Master and system clock are stepped at once, the slaves follow within 100 ns.",
-     {"step", "+1.5ms", "wait", "5s"}, &checkForwardStep, "right after", &rightAfterTheStep},
-    {"A step of -399 ns", "The offset is cut toward zero to -200 ns; the slaves follow within 100 ns.",
-     {"step", "-399ns", "wait", "5s"}, &checkBackwardStep, "right after", &rightAfterTheStep},
-    {"Steering", "The crystal runs 12000 ppb fast; steered by -12000 ppb the time no longer drifts. The system clock, which has a\n"
+    {"A step of +1.5 ms",
+     "Master and system clock are stepped at once, the slaves follow within 100 ns.",
+     {"step", "+1.5ms", "wait", "5s"},
+     &checkForwardStep,
+     "right after",
+     &rightAfterTheStep},
+    {"A step of -399 ns",
+     "The offset is cut toward zero to -200 ns; the slaves follow within 100 ns.",
+     {"step", "-399ns", "wait", "5s"},
+     &checkBackwardStep,
+     "right after",
+     &rightAfterTheStep},
+    {"Steering",
+     "The crystal runs 12000 ppb fast; steered by -12000 ppb the time no longer drifts. The system clock, which has a\n"
      "crystal of its own, lags until phc2sys has taken the new rate up.",
-     {"drift", "5s", "freq", "-12000", "drift", "5s", "wait", "30s"}, &checkSteering, "at its worst", &atItsWorst},
-    {"Metadata of an IEEE 1588-2008 reference", "The FPGA receives reference kind 2, offset -250 and UTC offset 37.",
-     {"apply-metadata", "-", kMetadata, "wait", "3s"}, &checkMetadata, "", nullptr},
-    {"An interface goes down and up", "enp2s0 goes down, comes up with its clock 250 us off, and is aligned again.",
-     {"wait", "18s"}, &checkInterface, "as it comes up", &asItComesUp},
+     {"drift", "5s", "freq", "-12000", "drift", "5s", "wait", "30s"},
+     &checkSteering,
+     "at its worst",
+     &atItsWorst},
+    {"Metadata of an IEEE 1588-2008 reference",
+     "The FPGA receives reference kind 2, offset -250 and UTC offset 37.",
+     {"apply-metadata", "-", kMetadata, "wait", "3s"},
+     &checkMetadata,
+     "",
+     nullptr},
+    {"An interface goes down and up",
+     "enp2s0 goes down, comes up with its clock 250 us off, and is aligned again.",
+     {"wait", "18s"},
+     &checkInterface,
+     "as it comes up",
+     &asItComesUp},
     {"An error of the monitoring thread",
      "The FPGA's driver fails once in the background; the next call reports it, the call after that succeeds.",
-     {"wait", "6s", "expect-error", "get", "clear", "get", "wait", "2s"}, &checkError, "", nullptr},
+     {"wait", "6s", "expect-error", "get", "clear", "get", "wait", "2s"},
+     &checkError,
+     "",
+     nullptr},
     {"Shutdown", "The monitoring thread ends, phc2sys is killed.", {"finalize"}, &checkShutdown, "", nullptr},
 }};
 
@@ -286,6 +327,8 @@ const std::array<Chapter, 9> kChapters{{
 
 std::span<const Chapter> chapters() { return kChapters; }
 
-std::string markOf(std::size_t number, const Chapter& chapter) { return fmt::format("demo {}: {}", number, chapter.title); }
+std::string markOf(std::size_t number, const Chapter& chapter) {
+    return fmt::format("demo {}: {}", number, chapter.title);
+}
 
 }  // namespace halvexdemo

@@ -20,7 +20,6 @@ struct Chapter {
     /// The instant, if any, that the table shows between before and after.
     std::string_view momentHeading;
     std::optional<Truth> (*moment)(const Evidence& evidence);
-    bool endsAligned = true;              ///< All enabled clocks are to be within 100 ns when it ends.
 };
 
 std::span<const Chapter> chapters();

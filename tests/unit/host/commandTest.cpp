@@ -13,7 +13,9 @@
 namespace halvexctl {
 namespace {
 
-std::vector<Command> read(std::vector<std::string> words, bool yes = false) { return readCommands(words, ReadingRules{yes}); }
+std::vector<Command> read(std::vector<std::string> words, bool yes = false) {
+    return readCommands(words, ReadingRules{yes});
+}
 
 std::string refusal(std::vector<std::string> words, bool yes = false) {
     try {
@@ -67,7 +69,8 @@ TEST(ReadCommands, RefusesABackwardStepWithoutYes) {
 }
 
 TEST(ReadCommands, RefusesAStepOverOneSecondWithoutYes) {
-    EXPECT_EQ(refusal({"step", "+1.000000001s"}), "step +1.000000001s would move the time by more than 1 s; add --yes if that is meant");
+    EXPECT_EQ(refusal({"step", "+1.000000001s"}),
+              "step +1.000000001s would move the time by more than 1 s; add --yes if that is meant");
     EXPECT_EQ(refusal({"step", "1s"}), "accepted");
     EXPECT_EQ(refusal({"step", "1.000000001s"}, true), "accepted");
 }
@@ -85,7 +88,8 @@ TEST(ReadCommands, NamesTheArgumentThatIsMissing) {
     EXPECT_EQ(refusal({"drift"}), "drift needs its DURATION: halvexctl help drift");
     EXPECT_EQ(refusal({"remark"}), "remark needs its TEXT: halvexctl help remark");
     EXPECT_EQ(refusal({"apply-metadata"}), "apply-metadata needs its FILE: halvexctl help apply-metadata");
-    EXPECT_EQ(refusal({"apply-metadata", "-"}), "apply-metadata - needs its JSON text: halvexctl help apply-metadata -");
+    EXPECT_EQ(refusal({"apply-metadata", "-"}),
+              "apply-metadata - needs its JSON text: halvexctl help apply-metadata -");
 }
 
 TEST(ReadCommands, RefusesADriftOverNoTime) { EXPECT_EQ(refusal({"drift", "0"}), "drift needs a duration above 0"); }

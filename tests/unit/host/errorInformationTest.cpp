@@ -18,7 +18,8 @@ TEST(DescribeError, FallsBackToTheTextOfAStandardException) {
 }
 
 TEST(DescribeError, PrefersTheNameOfTheCodeToAnExpression) {
-    EXPECT_EQ(describeError(-52024, R"json({"error_constant":"status.getCode()"})json"), "-52024 zuplaterr_communicationsFault");
+    EXPECT_EQ(describeError(-52024, R"json({"error_constant":"status.getCode()"})json"),
+              "-52024 zuplaterr_communicationsFault");
     EXPECT_EQ(describeError(-1, R"json({"error_constant":"status.getCode()"})json"), "-1 status.getCode()");
 }
 

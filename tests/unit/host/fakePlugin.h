@@ -19,7 +19,7 @@ struct Failure {
 /// stepped by snapTime, which loses `stepLossNs`. A status below 0 stops a call, as the real library does it.
 struct State {
     bool initialized = false;
-    bool dropsSteps = false;          ///< As when the devices are busy: no error and no step.
+    bool dropsSteps = false;  ///< As when the devices are busy: no error and no step.
     std::int64_t offsetNs = 1'700'000'000'000'000'000;
     std::int64_t stepLossNs = 0;
     std::int64_t ratePpb = 0;

@@ -49,7 +49,8 @@ protected:
 
     /// Waits until the child has called `function` of the library; its journal is the only sign of it.
     void awaitCall(const std::string& function) {
-        for (int attempt = 0; attempt < 5'000 && fileContents(directory_ / "journal").find(function) == std::string::npos; ++attempt) {
+        for (int attempt = 0;
+             attempt < 5'000 && fileContents(directory_ / "journal").find(function) == std::string::npos; ++attempt) {
             ::usleep(1'000);
         }
     }
@@ -82,7 +83,9 @@ TEST_F(Halvexctl, EndsWithTwoAndDoesNothingWhenTheLineIsWrong) {
 TEST_F(Halvexctl, EndsWithThreeOnAFailure) {
     ::setenv(fakeplugin::kFailuresVariable, "getTime:2:-52024", 1);
     EXPECT_EQ(run({"get", "get", "limits"}), 3);
-    EXPECT_EQ(errors_, "halvexctl: get: zuqxmtk_getTime failed: -52024 zuplaterr_communicationsFault\nhalvexctl: not carried out: limits\n");
+    EXPECT_EQ(errors_,
+              "halvexctl: get: zuqxmtk_getTime failed: -52024 zuplaterr_communicationsFault\nhalvexctl: not carried "
+              "out: limits\n");
     EXPECT_EQ(journal_, "initialize\ngetTime\ngetTime\nfinalize\n");
 }
 

@@ -28,7 +28,9 @@ TEST(ReadOptions, LeavesNegativeNumbersDashesAndBracketsToTheVerbs) {
               (Words{"freq", "-1250", "apply-metadata", "-", "[1,2]", "freq", "-1.5ppm"}));
 }
 
-TEST(ReadOptions, LeavesUnknownOptionsToBeComplainedAbout) { EXPECT_EQ(read({"--jsno", "get"}).options.words, (Words{"--jsno", "get"})); }
+TEST(ReadOptions, LeavesUnknownOptionsToBeComplainedAbout) {
+    EXPECT_EQ(read({"--jsno", "get"}).options.words, (Words{"--jsno", "get"}));
+}
 
 TEST(ReadOptions, IsWrongWithoutAVerb) {
     const ReadOptions line = read({"--json"});

@@ -58,7 +58,8 @@ TEST_F(PrinterTest, TextPutsFailuresOnTheOtherStream) {
     printer.result({"freq", "5", Outcome::skipped, {}, "", {}});
     printer.complaint("no such verb");
     EXPECT_EQ(output_.text(), "");
-    EXPECT_EQ(errors_.text(), "halvexctl: get: it broke\nhalvexctl: not carried out: freq 5\nhalvexctl: no such verb\n");
+    EXPECT_EQ(errors_.text(),
+              "halvexctl: get: it broke\nhalvexctl: not carried out: freq 5\nhalvexctl: no such verb\n");
 }
 
 TEST_F(PrinterTest, TextTellsWarnings) {

@@ -38,7 +38,8 @@ public:
 class SessionTest : public testing::Test {
 protected:
     SessionTest() : keepLoaded_(::dlopen(FAKE_PLUGIN, RTLD_NOW | RTLD_LOCAL)) {
-        const auto stateFunction = reinterpret_cast<fakeplugin::StateFunction>(::dlsym(keepLoaded_, fakeplugin::kStateFunction));
+        const auto stateFunction =
+            reinterpret_cast<fakeplugin::StateFunction>(::dlsym(keepLoaded_, fakeplugin::kStateFunction));
         plugin_ = stateFunction();
         *plugin_ = fakeplugin::State{};
     }
@@ -170,8 +171,8 @@ TEST_F(SessionTest, ShowsTheTimeAsADateAndInNanoseconds) {
 TEST_F(SessionTest, AsksEverythingForInfo) {
     plugin_->correctionPpb = -1250;
     EXPECT_EQ(carryOut({"info"}), ExitCode::ok);
-    EXPECT_THAT(plugin_->journal,
-                ElementsAre("initialize", "getAPIVersion", "getName", "isSeeded", "getMin", "getMax", "getCorrection", "finalize"));
+    EXPECT_THAT(plugin_->journal, ElementsAre("initialize", "getAPIVersion", "getName", "isSeeded", "getMin", "getMax",
+                                              "getCorrection", "finalize"));
     EXPECT_EQ(value(0, "name"), "FakeTimekeeper");
     EXPECT_EQ(value(0, "seeded"), true);
     EXPECT_EQ(value(0, "minCorrectionPpb"), -62000);
@@ -180,7 +181,8 @@ TEST_F(SessionTest, AsksEverythingForInfo) {
 }
 
 TEST_F(SessionTest, ReportsTheExceptionThatLeavesNameAndSeededBeforeInitialisation) {
-    EXPECT_EQ(carryOut({"finalize", "expect-error", "-52010", "name", "expect-error", "-52010", "seeded"}), ExitCode::ok);
+    EXPECT_EQ(carryOut({"finalize", "expect-error", "-52010", "name", "expect-error", "-52010", "seeded"}),
+              ExitCode::ok);
     EXPECT_EQ(result(2).error->code, -52010);
     EXPECT_EQ(carryOut({"finalize", "name"}), ExitCode::failure);
 }
@@ -220,7 +222,8 @@ TEST_F(SessionTest, WarnsWhenAStepWasSilentlyDropped) {
 
 TEST_F(SessionTest, AsksTheLimitsBeforeSteeringAndReadsBack) {
     EXPECT_EQ(carryOut({"freq", "-1250"}), ExitCode::ok);
-    EXPECT_THAT(plugin_->journal, ElementsAre("initialize", "getMin", "getMax", "setCorrection -1250", "getCorrection", "finalize"));
+    EXPECT_THAT(plugin_->journal,
+                ElementsAre("initialize", "getMin", "getMax", "setCorrection -1250", "getCorrection", "finalize"));
     EXPECT_EQ(value(0, "correctionPpb"), -1250);
 }
 
@@ -337,17 +340,19 @@ TEST_F(SessionTest, EchoesEachCallAndItsResult) {
     plugin_->correctionPpb = 5;
     failNext("getMax", -52024);
     carryOut({"freq", "expect-error", "limits"});
-    EXPECT_THAT(printer_.calls,
-                ElementsAre("-> zuqxmtk_initialize()", "<- done", "-> zuqxmtk_getCorrectionPerSecond()", "<- 5 ppb",
-                            "-> zuqxmtk_getMinCorrectionPerSecond()", "<- -62000 ppb", "-> zuqxmtk_getMaxCorrectionPerSecond()",
-                            R"(<- FAIL(-52024,{"error_constant":"fake_name"}))", "-> zuqxmtk_finalize()", "<- done"));
+    EXPECT_THAT(
+        printer_.calls,
+        ElementsAre("-> zuqxmtk_initialize()", "<- done", "-> zuqxmtk_getCorrectionPerSecond()", "<- 5 ppb",
+                    "-> zuqxmtk_getMinCorrectionPerSecond()", "<- -62000 ppb", "-> zuqxmtk_getMaxCorrectionPerSecond()",
+                    R"(<- FAIL(-52024,{"error_constant":"fake_name"}))", "-> zuqxmtk_finalize()", "<- done"));
 }
 
 TEST_F(SessionTest, EchoesAStepWithItsOffsetAndTheReadingsInOneLine) {
     echo_ = true;
     carryOut({"step", "+1.5ms"});
     EXPECT_THAT(printer_.calls, testing::Contains("-> zuqxmtk_snapTime(+1500000 ns)"));
-    EXPECT_THAT(printer_.calls, testing::Contains("-> zuqxmtk_getTime() 3 times between readings of the raw clock").Times(2));
+    EXPECT_THAT(printer_.calls,
+                testing::Contains("-> zuqxmtk_getTime() 3 times between readings of the raw clock").Times(2));
 }
 
 TEST_F(SessionTest, EchoesTheFailureOfAReading) {
@@ -360,18 +365,17 @@ TEST_F(SessionTest, EchoesTheFailureOfAReading) {
 TEST_F(SessionTest, RunsLinesUntilTheInputEnds) {
     feed("get\n\n# nothing\nfreq 5 limits\nget");
     EXPECT_EQ(carryOut({"run", "get"}), ExitCode::ok);
-    EXPECT_THAT(plugin_->journal, ElementsAre("initialize", "getTime", "getMin", "getMax", "setCorrection 5", "getCorrection",
-                                              "getMin", "getMax", "getTime", "getTime", "finalize"));
+    EXPECT_THAT(plugin_->journal, ElementsAre("initialize", "getTime", "getMin", "getMax", "setCorrection 5",
+                                              "getCorrection", "getMin", "getMax", "getTime", "getTime", "finalize"));
     ::close(inputFd_);
 }
 
 TEST_F(SessionTest, GoesOnAfterALineThatCannotBeRead) {
     feed("stpe 5\nstep -1s\nremark 'open\nrun\nget\n");
     EXPECT_EQ(carryOut({"run"}), ExitCode::usage);
-    EXPECT_THAT(printer_.complaints,
-                ElementsAre("unknown verb \"stpe\"; did you mean \"step\"?",
-                            "step -1s would move the time backward; add --yes if that is meant", "the quote ' is not closed",
-                            "run is under way already"));
+    EXPECT_THAT(printer_.complaints, ElementsAre("unknown verb \"stpe\"; did you mean \"step\"?",
+                                                 "step -1s would move the time backward; add --yes if that is meant",
+                                                 "the quote ' is not closed", "run is under way already"));
     EXPECT_THAT(plugin_->journal, ElementsAre("initialize", "getTime", "finalize"));
     ::close(inputFd_);
 }

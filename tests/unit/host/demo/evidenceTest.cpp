@@ -20,8 +20,8 @@ TEST(EvidenceOfAChapter, ListsTheClocksInTheOrderOfTheBoard) {
 }
 
 TEST(EvidenceOfAChapter, KnowsTheTruthBeforeItAtItsEndAndAfterAnInstant) {
-    const std::vector<Happening> all{sample::start(), sample::truth(1, 11), sample::truth(2, 22), sample::log(3, "mark"),
-                                     sample::truth(4, 44), sample::truth(5, 55)};
+    const std::vector<Happening> all{sample::start(),        sample::truth(1, 11), sample::truth(2, 22),
+                                     sample::log(3, "mark"), sample::truth(4, 44), sample::truth(5, 55)};
     const Evidence evidence(all, 3, {});
     EXPECT_EQ(evidence.beganRawNs(), 3u);
     EXPECT_EQ(evidence.truthBefore().find("fpga")->differenceNs, 22);
@@ -31,7 +31,8 @@ TEST(EvidenceOfAChapter, KnowsTheTruthBeforeItAtItsEndAndAfterAnInstant) {
 }
 
 TEST(EvidenceOfAChapter, LeavesOutWhatHappenedBefore) {
-    const std::vector<Happening> all{sample::start(), sample::truth(1, 0), sample::log(1, "old"), sample::step(1, "fpga", 5),
+    const std::vector<Happening> all{sample::start(),        sample::truth(1, 0),
+                                     sample::log(1, "old"),  sample::step(1, "fpga", 5),
                                      sample::log(2, "mark"), sample::log(3, "new line")};
     const Evidence evidence(all, 4, {});
     EXPECT_EQ(evidence.logLines(), (Lines{"mark", "new line"}));
@@ -42,8 +43,8 @@ TEST(EvidenceOfAChapter, LeavesOutWhatHappenedBefore) {
 }
 
 TEST(EvidenceOfAChapter, TellsTheProgramsStepsFromThoseOfPhc2sys) {
-    const std::vector<Happening> all{sample::log(1, "mark"), sample::step(2, "system", 200), sample::step(3, "system", 7, "phc2sys"),
-                                     sample::step(4, "ferrox", 400)};
+    const std::vector<Happening> all{sample::log(1, "mark"), sample::step(2, "system", 200),
+                                     sample::step(3, "system", 7, "phc2sys"), sample::step(4, "ferrox", 400)};
     const std::vector<Happening> steps = Evidence(all, 0, {}).stepsByProgram("system");
     ASSERT_EQ(steps.size(), 1u);
     EXPECT_EQ(steps.front().at("asked_ns"), 200);
@@ -51,7 +52,8 @@ TEST(EvidenceOfAChapter, TellsTheProgramsStepsFromThoseOfPhc2sys) {
 
 TEST(EvidenceOfAChapter, ReadsWhatTheHostPrintedBesideALabel) {
     const std::vector<Happening> all{sample::log(1, "mark")};
-    const Evidence evidence(all, 0, {"get", "  time        2024", "  since 1970  5 ns", "  time        2025", "  -> call()"});
+    const Evidence evidence(all, 0,
+                            {"get", "  time        2024", "  since 1970  5 ns", "  time        2025", "  -> call()"});
     EXPECT_EQ(evidence.hostValues("time"), (Lines{"2024", "2025"}));
     EXPECT_EQ(evidence.hostValues("since 1970"), Lines{"5 ns"});
     EXPECT_EQ(evidence.hostValues("since"), Lines{});

@@ -8,7 +8,9 @@
 
 namespace halvexdemo::sample {
 
-inline Happening start() { return Happening::parse(R"({"seq":0,"raw_ns":0,"kind":"start","clocks":["ferrox","fpga","system"]})"); }
+inline Happening start() {
+    return Happening::parse(R"({"seq":0,"raw_ns":0,"kind":"start","clocks":["ferrox","fpga","system"]})");
+}
 
 inline Happening truth(std::uint64_t rawNs, std::int64_t fpgaNs, bool fpgaEnabled = true, std::int64_t systemNs = 0) {
     Happening truth = Happening::parse(
@@ -26,8 +28,10 @@ inline Happening log(std::uint64_t rawNs, const std::string& text) {
     return Happening{{"seq", 0}, {"raw_ns", rawNs}, {"kind", "syslog"}, {"priority", 6}, {"text", text}};
 }
 
-inline Happening step(std::uint64_t rawNs, const std::string& clock, std::int64_t askedNs, const std::string& by = "program") {
-    return Happening{{"seq", 0}, {"raw_ns", rawNs}, {"kind", "step"}, {"clock", clock}, {"asked_ns", askedNs}, {"by", by}};
+inline Happening step(std::uint64_t rawNs, const std::string& clock, std::int64_t askedNs,
+                      const std::string& by = "program") {
+    return Happening{{"seq", 0},       {"raw_ns", rawNs},     {"kind", "step"},
+                     {"clock", clock}, {"asked_ns", askedNs}, {"by", by}};
 }
 
 }  // namespace halvexdemo::sample

@@ -10,11 +10,13 @@
 namespace halvexdemo {
 namespace {
 
-bool passes(const Chapter& chapter, const std::vector<Happening>& all, std::size_t begin, std::vector<std::string> hostLines) {
+bool passes(const Chapter& chapter, const std::vector<Happening>& all, std::size_t begin,
+            std::vector<std::string> hostLines) {
     Findings findings;
     chapter.check(Evidence(all, begin, std::move(hostLines)), findings);
     const std::vector<Finding>& list = findings.list();
-    return !list.empty() && std::all_of(list.begin(), list.end(), [](const Finding& finding) { return finding.asExpected; });
+    return !list.empty() &&
+           std::all_of(list.begin(), list.end(), [](const Finding& finding) { return finding.asExpected; });
 }
 
 const Chapter& chapterTitled(std::string_view beginning) {
@@ -40,8 +42,9 @@ TEST(Chapters, AreMarkedWithNumberAndTitle) { EXPECT_EQ(markOf(2, chapterTitled(
 TEST(ChapterOfTheForwardStep, PassesOnlyWithBothStepsOfTheRightSize) {
     const Chapter& chapter = chapterTitled("A step of +1.5 ms");
     const auto trace = [](std::int64_t ferroxNs, std::int64_t systemNs) {
-        return std::vector<Happening>{sample::log(1, "mark"), sample::step(2, "ferrox", ferroxNs), sample::step(3, "system", systemNs),
-                                      sample::log(4, "Successfully aligned all timekeeping elements after 3 iterations.")};
+        return std::vector<Happening>{
+            sample::log(1, "mark"), sample::step(2, "ferrox", ferroxNs), sample::step(3, "system", systemNs),
+            sample::log(4, "Successfully aligned all timekeeping elements after 3 iterations.")};
     };
     EXPECT_TRUE(passes(chapter, trace(1'500'000, 1'500'000), 0, {}));
     EXPECT_FALSE(passes(chapter, trace(1'500'200, 1'500'000), 0, {}));
@@ -51,7 +54,8 @@ TEST(ChapterOfTheForwardStep, PassesOnlyWithBothStepsOfTheRightSize) {
 
 TEST(ChapterOfTheTime, PassesOnlyWithATimeBetweenTheTruths) {
     const Chapter& chapter = chapterTitled("Time");
-    const std::vector<Happening> all{sample::start(), sample::truth(100, 0), sample::log(110, "mark"), sample::truth(200, 0)};
+    const std::vector<Happening> all{sample::start(), sample::truth(100, 0), sample::log(110, "mark"),
+                                     sample::truth(200, 0)};
     EXPECT_TRUE(passes(chapter, all, 2, {"  since 1970  1150 ns"}));
     EXPECT_FALSE(passes(chapter, all, 2, {"  since 1970  1099 ns"}));
     EXPECT_FALSE(passes(chapter, all, 2, {"  since 1970  1201 ns"}));
@@ -59,9 +63,11 @@ TEST(ChapterOfTheTime, PassesOnlyWithATimeBetweenTheTruths) {
 
 TEST(ChapterOfSteering, PassesOnlyWhenTheDriftIsGone) {
     const Chapter& chapter = chapterTitled("Steering");
-    const std::vector<Happening> all{sample::log(1, "mark"), Happening{{"raw_ns", 2}, {"kind", "steering"}, {"steering_ppt", -12'000'000}}};
+    const std::vector<Happening> all{sample::log(1, "mark"),
+                                     Happening{{"raw_ns", 2}, {"kind", "steering"}, {"steering_ppt", -12'000'000}}};
     const auto lines = [](const std::string& after) {
-        return std::vector<std::string>{"  drift  +12000.3 ppb +- 0.4 ppb", "  read back  -12000 ppb", "  drift  " + after};
+        return std::vector<std::string>{"  drift  +12000.3 ppb +- 0.4 ppb", "  read back  -12000 ppb",
+                                        "  drift  " + after};
     };
     EXPECT_TRUE(passes(chapter, all, 0, lines("+0.2 ppb +- 0.4 ppb")));
     EXPECT_FALSE(passes(chapter, all, 0, lines("+9.2 ppb +- 0.4 ppb")));
@@ -71,9 +77,13 @@ TEST(ChapterOfSteering, PassesOnlyWhenTheDriftIsGone) {
 TEST(ChapterOfMetadata, PassesOnlyWithUtcOffset37) {
     const Chapter& chapter = chapterTitled("Metadata");
     const auto trace = [](int utcOffset) {
-        return std::vector<Happening>{sample::log(1, "mark"),
-                                      Happening{{"raw_ns", 2}, {"kind", "status_record"}, {"record", "00"}, {"not_aligned", false},
-                                                {"reference_kind", 2}, {"reference_offset", -250}, {"utc_offset", utcOffset}}};
+        return std::vector<Happening>{sample::log(1, "mark"), Happening{{"raw_ns", 2},
+                                                                        {"kind", "status_record"},
+                                                                        {"record", "00"},
+                                                                        {"not_aligned", false},
+                                                                        {"reference_kind", 2},
+                                                                        {"reference_offset", -250},
+                                                                        {"utc_offset", utcOffset}}};
     };
     EXPECT_TRUE(passes(chapter, trace(37), 0, {}));
     EXPECT_FALSE(passes(chapter, trace(36), 0, {}));
@@ -83,7 +93,8 @@ TEST(ChapterOfTheError, PassesOnlyWhenTheHostGetsItOnce) {
     const Chapter& chapter = chapterTitled("An error");
     const std::vector<Happening> all{sample::log(1, "mark"), Happening{{"raw_ns", 2}, {"kind", "fault"}},
                                      sample::log(3, "Monitoring thread encountered an error: FAIL(-52024,{})")};
-    const std::vector<std::string> once{"  failed as expected  zuqxmtk_getTime failed: -52024 name", "  since 1970  5 ns"};
+    const std::vector<std::string> once{"  failed as expected  zuqxmtk_getTime failed: -52024 name",
+                                        "  since 1970  5 ns"};
     EXPECT_TRUE(passes(chapter, all, 0, once));
     EXPECT_FALSE(passes(chapter, all, 0, {once[1]}));
     EXPECT_FALSE(passes(chapter, all, 0, {once[0]}));

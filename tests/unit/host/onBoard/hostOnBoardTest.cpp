@@ -20,9 +20,11 @@ using testing::StartsWith;
 
 class HostOnBoard : public testing::Test {
 protected:
-    std::vector<std::string> onBoard(const std::string& scenario, const std::string& seed, std::vector<std::string> arguments) {
-        std::vector<std::string> command{HALVEXBOARD, "run", "--scenario", scenario, "--seed", seed, "--trace", directory_ / "trace",
-                                         "--", HALVEXCTL, "--library", HALVEX_LIBRARY};
+    std::vector<std::string> onBoard(const std::string& scenario, const std::string& seed,
+                                     std::vector<std::string> arguments) {
+        std::vector<std::string> command{HALVEXBOARD, "run",     "--scenario", scenario,
+                                         "--seed",    seed,      "--trace",    directory_ / "trace",
+                                         "--",        HALVEXCTL, "--library",  HALVEX_LIBRARY};
         command.insert(command.end(), arguments.begin(), arguments.end());
         return command;
     }
@@ -67,8 +69,8 @@ protected:
 TEST_F(HostOnBoard, CarriesOutTheWholeChain) {
     const std::string document = directory_ / "metadata.json";
     std::ofstream(document) << R"({"selectedTRInstID":"gm"})";
-    const nlohmann::json all = results({"info", "get", "step", "+1.5ms", "wait", "2s", "freq", "-1250", "limits", "drift", "10s",
-                                        "apply-metadata", document, "get", "finalize"});
+    const nlohmann::json all = results({"info", "get", "step", "+1.5ms", "wait", "2s", "freq", "-1250", "limits",
+                                        "drift", "10s", "apply-metadata", document, "get", "finalize"});
     EXPECT_EQ(exitCode_, 0);
     ASSERT_EQ(all.size(), 10u);
     for (const nlohmann::json& result : all) {
@@ -76,7 +78,8 @@ TEST_F(HostOnBoard, CarriesOutTheWholeChain) {
     }
     EXPECT_EQ(all[0]["values"]["name"], "HalvexTimekeeper");
     EXPECT_EQ(all[4]["values"]["correctionPpb"], -1250);
-    const auto passedNs = all[8]["values"]["timeNs"].get<std::int64_t>() - all[1]["values"]["timeNs"].get<std::int64_t>();
+    const auto passedNs =
+        all[8]["values"]["timeNs"].get<std::int64_t>() - all[1]["values"]["timeNs"].get<std::int64_t>();
     EXPECT_NEAR(static_cast<double>(passedNs), 12'001'500'000.0, 2'000'000.0);
 }
 
@@ -93,8 +96,8 @@ TEST_F(HostOnBoard, MeasuresTheCrystalsErrorAndItsCorrection) {
 }
 
 TEST_F(HostOnBoard, SeesTheRefusalOfALibraryThatIsNotInitialised) {
-    results({"finalize", "expect-error", "-52010", "name", "expect-error", "-52010", "seeded", "expect-error", "-52010", "get",
-             "clear", "init", "get"});
+    results({"finalize", "expect-error", "-52010", "name", "expect-error", "-52010", "seeded", "expect-error", "-52010",
+             "get", "clear", "init", "get"});
     EXPECT_EQ(exitCode_, 0);
 }
 
