@@ -14,7 +14,7 @@
 
 namespace {
 
-bool reallocJson(zuerr_Status* status, std::uint32_t size) {
+bool growJson(zuerr_Status* status, std::uint32_t size) {
     if (size == 0) {
         std::free(status->json);
         *status = {status->code, 0, status->reallocJson, nullptr};
@@ -31,8 +31,8 @@ bool reallocJson(zuerr_Status* status, std::uint32_t size) {
 }
 
 struct Status : zuerr_Status {
-    Status() : zuerr_Status{0, 0, reallocJson, nullptr} {}
-    ~Status() { reallocJson(this, 0); }
+    Status() : zuerr_Status{0, 0, growJson, nullptr} {}
+    ~Status() { growJson(this, 0); }
     std::string text() const { return json != nullptr ? json : ""; }
 };
 
