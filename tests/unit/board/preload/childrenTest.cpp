@@ -1,0 +1,84 @@
+// Tests of phc2sys: started, signalled and reaped as a real child, disciplining the simulated system clock.
+#include <csignal>
+#include <spawn.h>
+#include <sys/wait.h>
+
+#include "tests/unit/board/preload/boardOn.h"
+
+using namespace boardtest;
+
+namespace {
+
+class Children : public BoardOn {
+protected:
+    Children() { switchOn(); }
+
+    static int start(pid_t& pid, const char* source)
+    {
+        const char* const words[] = {"phc2sys", "-O", "0", "-l", "4", "-c", "CLOCK_REALTIME", "-F", "0.000001", "-s", source, nullptr};
+        return posix_spawn(&pid, BOARD_WIRE_PHC2SYS, nullptr, nullptr, const_cast<char* const*>(words), environ);
+    }
+    static void sleepS(unsigned seconds) { EXPECT_EQ(sleep(seconds), 0U); }
+};
+
+TEST_F(Children, StepTheSystemClockOntoTheirSource)
+{
+    pid_t pid = 0;
+    ASSERT_EQ(start(pid, "enp2s0"), 0);
+    EXPECT_GT(pid, 5'000'000) << "no real process can have it";
+    sleepS(10);
+    const board_truth truth = board_->truth();
+    const std::int64_t apart = truth.difference_ns[BOARD_CLOCK_SYSTEM] - truth.difference_ns[BOARD_CLOCK_PHC(0)];
+    EXPECT_LT(std::abs(apart), 1000);
+    EXPECT_EQ(kill(pid, SIGKILL), 0);
+}
+
+TEST_F(Children, AreZombiesUntilTheyAreReaped)
+{
+    pid_t pid = 0;
+    ASSERT_EQ(start(pid, "enp1s0"), 0);
+    int status = 0;
+    EXPECT_EQ(waitpid(pid, &status, WNOHANG), 0);
+    ASSERT_EQ(kill(pid, SIGKILL), 0);
+    EXPECT_EQ(kill(pid, 0), 0);
+    EXPECT_EQ(waitpid(-1, &status, 0), pid);
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(WTERMSIG(status), SIGKILL);
+    EXPECT_EQ(kill(pid, SIGKILL), -1);
+    EXPECT_EQ(errno, ESRCH);
+}
+
+TEST_F(Children, ExitAtOnceWithoutAClockToFollow)
+{
+    pid_t pid = 0;
+    ASSERT_EQ(start(pid, "nothing0"), 0);
+    int status = 0;
+    EXPECT_EQ(waitpid(pid, &status, 0), pid);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 255);
+}
+
+TEST_F(Children, OfTheMachineAreStartedAndReapedAsEver)
+{
+    pid_t pid = 0;
+    const char* const words[] = {"sh", "-c", "exit 3", nullptr};
+    ASSERT_EQ(posix_spawnp(&pid, "sh", nullptr, nullptr, const_cast<char* const*>(words), environ), 0);
+    int status = 0;
+    EXPECT_EQ(waitpid(pid, &status, 0), pid);
+    EXPECT_EQ(WEXITSTATUS(status), 3);
+}
+
+TEST_F(Children, ForkedFromHereLeaveTheBoardAlone)
+{
+    const Fd ptp(open("/dev/ptp0", O_RDWR));
+    const std::size_t lines = board_->trace().size();
+    const pid_t pid = fork();
+    if (pid == 0)
+        _exit(now(CLOCK_REALTIME) != 0 ? 4 : 5);
+    int status = 0;
+    EXPECT_EQ(waitpid(pid, &status, 0), pid);
+    EXPECT_EQ(WEXITSTATUS(status), 4);
+    EXPECT_EQ(board_->trace().size(), lines);
+}
+
+} // namespace

@@ -1,0 +1,164 @@
+// Tests of halvexboard as a user meets it: programs run on the board, traces, messages, exit codes.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+class Launcher : public testing::Test {
+protected:
+    struct Result {
+        int code;
+        std::string text;
+    };
+
+    /// A shell command; what it wrote to both of its outputs.
+    static Result shell(const std::string& command)
+    {
+        FILE* const pipe = popen(("{ " + command + "; } 2>&1").c_str(), "r");
+        std::string text;
+        char buffer[4096];
+        while (const std::size_t size = fread(buffer, 1, sizeof buffer, pipe))
+            text.append(buffer, size);
+        const int status = pclose(pipe);
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), text};
+    }
+
+    static Result run(const std::string& options, const std::string& command)
+    {
+        return shell(HALVEXBOARD " run " + options + " -- " + command);
+    }
+
+    static std::string contents(const std::filesystem::path& path)
+    {
+        std::ifstream file(path);
+        std::ostringstream text;
+        text << file.rdbuf();
+        return text.str();
+    }
+
+    Launcher()
+    {
+        char name[] = "/tmp/boardLauncherXXXXXX";
+        folder_ = mkdtemp(name);
+    }
+    ~Launcher() override { std::filesystem::remove_all(folder_); }
+
+    std::filesystem::path file(const std::string& name) const { return folder_ / name; }
+
+private:
+    std::filesystem::path folder_;
+};
+
+TEST_F(Launcher, SaysWhichScenarioAndSeedItPlays)
+{
+    EXPECT_THAT(run("--seed 12", "true").text, HasSubstr("halvexboard: scenario plain, seed 12"));
+}
+
+TEST_F(Launcher, HandsOnTheExitCodeOfTheCommand)
+{
+    EXPECT_EQ(run("", PROBE " 7").code, 7);
+    EXPECT_EQ(run("", "true").code, 0);
+    EXPECT_EQ(run("", "/no/such/program").code, 125);
+}
+
+TEST_F(Launcher, ShowsOrdinaryProgramsTheBoardsFiles)
+{
+    EXPECT_THAT(run("", "cat /sys/class/net/enp1s0/device/vendor").text, HasSubstr("0x8086\n"));
+    EXPECT_THAT(run("", "ls /sys/class/net /dev/ptp1 /proc/driver/zu").text, HasSubstr("horlixFerrox"));
+    EXPECT_THAT(run("", PROBE " clock").text, HasSubstr("1700000000\n"));
+}
+
+TEST_F(Launcher, LeavesProgramsAloneThatDoNotTouchTheController)
+{
+    for (const std::string command :
+         {"ls -l --time-style=full-iso /usr/include", // its short style depends on what day it is
+          "cat /etc/passwd", "perl -e 'print join(\",\", map { $_ * 2 } 1..5), \"\\n\"; exit 3'",
+          "sh -c 'for i in 1 2 3; do echo $i; done | sort -r; exit 4'", "find /etc -maxdepth 1 -name 'p*'",
+          "sort /etc/passwd", "head -c 100000 /dev/zero", "env -i /usr/bin/env"}) {
+        const Result plain = shell(command);
+        const Result onBoard = shell(std::string(HALVEXBOARD) + " run -- " + command + " 2>" + file("stderr").string());
+        EXPECT_EQ(plain.code, onBoard.code) << command;
+        EXPECT_TRUE(plain.text == onBoard.text) << command << "\n" << onBoard.text.substr(0, 300);
+    }
+    EXPECT_EQ(shell("printf 'a\\nb\\n' | " HALVEXBOARD " run -- " PROBE " echo 2>/dev/null").text, "a\nb\n");
+}
+
+TEST_F(Launcher, PlaysOneSeedTwiceAlikeAndTwoSeedsDifferently)
+{
+    const auto started = std::chrono::steady_clock::now();
+    for (const std::string name : {"a", "b"})
+        ASSERT_EQ(run("--scenario stepLoss --seed 5 --trace " + file(name).string(), PROBE " live").code, 0);
+    ASSERT_EQ(run("--scenario stepLoss --seed 6 --trace " + file("c").string(), PROBE " live").code, 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(20)) << "three times 20 virtual minutes";
+    const std::string first = contents(file("a"));
+    EXPECT_GT(first.size(), 100'000U);
+    EXPECT_TRUE(first == contents(file("b")));
+    EXPECT_FALSE(first == contents(file("c")));
+}
+
+TEST_F(Launcher, WritesTheWholeTraceHoweverTheProgramEnds)
+{
+    for (const std::string end : {"0", "_exit", "abort"}) {
+        run("--trace " + file("trace").string(), std::string(PROBE) + " clock syslog " + end);
+        EXPECT_THAT(contents(file("trace")), HasSubstr("a line with 5 and text")) << end;
+    }
+}
+
+TEST_F(Launcher, KeepsItselfOutOfTheEnvironment)
+{
+    EXPECT_THAT(run("", PROBE " environment").text, HasSubstr("\n|\n"));
+    EXPECT_THAT(run("", PROBE " system").text, HasSubstr("No such file")) << "the programs it starts see the machine";
+    EXPECT_THAT(run("--children", PROBE " system").text, HasSubstr("0x8086"));
+}
+
+TEST_F(Launcher, ShowsSyslogLinesOnTheConsole)
+{
+    EXPECT_THAT(run("--console", PROBE " syslog").text, HasSubstr("syslog warning a line with 5 and text\n"));
+    EXPECT_THAT(run("", PROBE " syslog").text, Not(HasSubstr("a line")));
+}
+
+TEST_F(Launcher, CanLetTimeRunAsOnTheWall)
+{
+    const auto started = std::chrono::steady_clock::now();
+    EXPECT_EQ(run("--time real", PROBE " sleep").code, 0);
+    EXPECT_GE(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(100));
+}
+
+TEST_F(Launcher, NamesTheLineOfAnUnknownKey)
+{
+    std::ofstream(file("bad.toml")) << "seed = 1\n[ferrox]\noffzet = \"1 s\"\n";
+    const Result result = run("--scenario " + file("bad.toml").string(), "true");
+    EXPECT_EQ(result.code, 125);
+    EXPECT_THAT(result.text, HasSubstr("bad.toml:3:"));
+    EXPECT_EQ(run("--scenario no-such", "true").code, 125);
+}
+
+TEST_F(Launcher, SumsUpATrace)
+{
+    ASSERT_EQ(run("--trace " + file("trace").string(), PROBE " clock").code, 0);
+    const Result summary = shell(HALVEXBOARD " summary " + file("trace").string());
+    EXPECT_EQ(summary.code, 1) << "nothing was aligned in it";
+    EXPECT_THAT(summary.text, HasSubstr("enp1s0"));
+    EXPECT_EQ(shell(HALVEXBOARD " summary " + file("none").string()).code, 2);
+}
+
+TEST_F(Launcher, ExplainsItself)
+{
+    EXPECT_THAT(shell(HALVEXBOARD " --help").text, HasSubstr("Usage: halvexboard run"));
+    EXPECT_EQ(shell(HALVEXBOARD " walk").code, 2);
+}
+
+} // namespace
