@@ -8,6 +8,11 @@
 #include <linux/futex.h>
 #include <sys/syscall.h>
 
+#ifdef HALVEXBOARD_THREAD_SANITIZER
+extern "C" void __tsan_acquire(void* address);
+extern "C" void __tsan_release(void* address);
+#endif
+
 namespace halvexboard {
 
 /// A system call made by instruction: the libc function `syscall` is itself interposed. Returns -errno on failure.
@@ -69,12 +74,18 @@ public:
         }
         owner_.store(me, std::memory_order_relaxed);
         depth_ = 1;
+#ifdef HALVEXBOARD_THREAD_SANITIZER
+        __tsan_acquire(&word_);
+#endif
     }
 
     void unlock() noexcept
     {
         if (--depth_ != 0)
             return;
+#ifdef HALVEXBOARD_THREAD_SANITIZER
+        __tsan_release(&word_);
+#endif
         owner_.store(0, std::memory_order_relaxed);
         if (word_.exchange(kFree, std::memory_order_release) == kContended)
             futexWake(word_, 1);
