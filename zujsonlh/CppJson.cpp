@@ -1,7 +1,6 @@
 // Owns one parsed JSON document.
 #include "zujsonlh/CppJson.h"
 
-#include <clocale>
 #include <locale.h>
 
 #include "zuerr/codes.h"

@@ -43,8 +43,6 @@ const std::string kName = "FerroxEpochDevice";
 
 FerroxEpochDevice::FerroxEpochDevice() { load(); }
 
-FerroxEpochDevice::~FerroxEpochDevice() { proxy_.close(); }
-
 const std::string& FerroxEpochDevice::getName() const { return kName; }
 
 QxmTimestamp FerroxEpochDevice::getTime() {

@@ -18,7 +18,7 @@ public:
     FerroxEpochDevice();
     FerroxEpochDevice(const FerroxEpochDevice&) = delete;
     FerroxEpochDevice& operator=(const FerroxEpochDevice&) = delete;
-    ~FerroxEpochDevice() override;
+    ~FerroxEpochDevice() override = default;  ///< The proxy closes itself.
 
     const std::string& getName() const override;
     QxmTimestamp getTime() override;

@@ -50,7 +50,6 @@ FpgaEpochDevice::FpgaEpochDevice(std::uint64_t alignmentValue) : alignmentValue_
 FpgaEpochDevice::~FpgaEpochDevice() {
     // Kept on purpose: a reset that fails here ends the process. An FPGA must not go on with a status that nobody renews.
     if (isEnabled()) reset();
-    proxy_.close();
 }
 
 const std::string& FpgaEpochDevice::getName() const { return kName; }

@@ -20,7 +20,7 @@ public:
     explicit FpgaEpochDevice(std::uint64_t alignmentValue);
     FpgaEpochDevice(const FpgaEpochDevice&) = delete;
     FpgaEpochDevice& operator=(const FpgaEpochDevice&) = delete;
-    /// Resets the FPGA if it is enabled; a failure to do so ends the process.
+    /// Resets the FPGA if it is enabled, then the proxy closes itself; a reset that fails ends the process.
     ~FpgaEpochDevice() override;
 
     const std::string& getName() const override;

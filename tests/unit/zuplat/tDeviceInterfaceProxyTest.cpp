@@ -337,7 +337,8 @@ TEST_F(DeviceInterfaceProxy, MapsSharedPagesForReadingOrForBoth) {
 
 TEST_F(DeviceInterfaceProxy, ReportsAMappingThatFailsAndLeavesItNull) {
     openProxy();
-    Mapping mapping;
+    char formerMemory[5];
+    Mapping mapping{formerMemory, sizeof formerMemory};
     libcHooks().mmap = [](void*, size_t, int, int, int, off_t) -> void* {
         errno = ENOMEM;
         return MAP_FAILED;
