@@ -58,11 +58,11 @@ inline std::int32_t callerStatusCode(const nZUPLAT000::PlatStatus& status) noexc
     return static_cast<std::int32_t>(status.code);
 }
 
-/// Makes the call and hands the status on: that of a failed transport as it is, else the driver's code. The caller's status
-/// holds no error. Nothing but the buffers is written that a call without a failure does not need.
+/// Makes the call and hands the status on: that of a failed transport as it is, else the driver's code. The caller's
+/// status holds no error. Nothing but the buffers is written that a call without a failure does not need.
 template <typename Proxy, typename In, typename Out>
 [[gnu::always_inline]] inline MethodOutcome callDriver(Proxy& proxy, const DriverMethod& method, const In& in, Out& out,
-                         nZUPLAT000::PlatStatus* status) noexcept {
+                                                       nZUPLAT000::PlatStatus* status) noexcept {
     nZUPLAT000::PlatStatus transportStatus;
     proxy.ioctl(method.request, &in, sizeof in, &out, sizeof out, &transportStatus);
     if (transportStatus.hasError()) {

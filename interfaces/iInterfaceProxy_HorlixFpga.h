@@ -44,10 +44,10 @@ static_assert(offsetof(FpgaRunState, size) == 0);
 static_assert(offsetof(FpgaRunState, isRunning) == 4);
 static_assert(offsetof(FpgaRunState, furtherFlags) == 5);
 
-/// The methods of the FPGA driver. Times are in ns. Threads: calls are serialised by the caller, except getTime, which may
-/// overlap any other while the proxy is open. Failure: told in the status; a method does nothing when it already holds an
-/// error. Results are stored when the driver was reached, whatever it then reports. Every method returns the error that
-/// stopped it, or whether the status was changed. Slot order is part of the contract.
+/// The methods of the FPGA driver. Times are in ns. Threads: calls are serialised by the caller, except getTime, which
+/// may overlap any other while the proxy is open. Failure: told in the status; a method does nothing when it already
+/// holds an error. Results are stored when the driver was reached, whatever it then reports. Every method returns the
+/// error that stopped it, or whether the status was changed. Slot order is part of the contract.
 class iInterfaceProxy_HorlixFpga : public virtual nZUPLAT000::iInterfaceProxy {
 public:
     virtual std::int64_t adjustTime(std::int64_t adjustmentNs, nZUPLAT000::PlatStatus* status) noexcept = 0;

@@ -8,7 +8,8 @@ namespace {
 
 using nZUPLAT000::PlatStatus;
 
-// This driver takes every method as one that changes something, those that only give included; the Ferrox chip's does not.
+// This driver takes every method as one that changes something, those that only give included; the Ferrox chip's does
+// not.
 constexpr const char* kFile = "tInterfaceProxy_HorlixFpga";
 constexpr DriverMethod kAdjustTime{makeRequest(Direction::readWrite, 0), kFile, 38};
 constexpr DriverMethod kRequestEpochAlignment{makeRequest(Direction::readWrite, 1), kFile, 65};

@@ -21,8 +21,8 @@ public:
     CppJson() noexcept = default;
     explicit CppJson(const char* text) { parse(text); }
 
-    /// Replaces the document by the one in `text`; zuplaterr_invalidParameter, and no document, when it cannot be parsed.
-    /// Numbers are read with a decimal point whatever locale is set.
+    /// Replaces the document by the one in `text`; zuplaterr_invalidParameter, and no document, when it cannot be
+    /// parsed. Numbers are read with a decimal point whatever locale is set.
     void parse(const char* text);
 
     void reset() noexcept { root_.reset(); }

@@ -5,8 +5,8 @@
 
 namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000 {
 
-/// Owns its characters. Threads: bound to the thread that made it. Failure: none; whoever fills it keeps the text ended by
-/// a NUL and the length in step.
+/// Owns its characters. Threads: bound to the thread that made it. Failure: none; whoever fills it keeps the text ended
+/// by a NUL and the length in step.
 struct PathBuffer {
     static constexpr std::size_t kCapacity = 256;
 

@@ -9,8 +9,8 @@
 
 namespace halvexTimekeeper {
 
-/// Throws when the record holds an error and no other exception is already unwinding. The error carries the record's own
-/// location; a record that declares a smaller size than this library knows gives its code alone.
+/// Throws when the record holds an error and no other exception is already unwinding. The error carries the record's
+/// own location; a record that declares a smaller size than this library knows gives its code alone.
 void throwIfPlatformFailed(const nHALVEXTIMEKEEPER_18_1::nZUPLAT000::PlatStatus& status);
 
 /// One place that checks what a driver call reported. The line is part of the interface, as that of an ErrorSite.

@@ -9,9 +9,10 @@
 
 namespace halvexTimekeeper {
 
-/// The epoch device that every slave is aligned to. Owns the way to its driver, and keeps no other state. Threads: getTime
-/// may overlap any call but reinitialize, the rest is serialised by the timekeeper. Failure: throws zuerr::Exception with the
-/// code that driver or platform reported; what only a slave does is refused with zuplaterr_featureUnsupported.
+/// The epoch device that every slave is aligned to. Owns the way to its driver, and keeps no other state. Threads:
+/// getTime may overlap any call but reinitialize, the rest is serialised by the timekeeper. Failure: throws
+/// zuerr::Exception with the code that driver or platform reported; what only a slave does is refused with
+/// zuplaterr_featureUnsupported.
 class FerroxEpochDevice final : public EpochDeviceInterface {
 public:
     /// Opens the first driver interface that is found; zuplaterr_resourceNotFound when there is none.

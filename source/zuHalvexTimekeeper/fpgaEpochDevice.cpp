@@ -48,7 +48,8 @@ const std::string kName = "fpgaEpochDevice";
 FpgaEpochDevice::FpgaEpochDevice(std::uint64_t alignmentValue) : alignmentValue_(alignmentValue) { load(); }
 
 FpgaEpochDevice::~FpgaEpochDevice() {
-    // Kept on purpose: a reset that fails here ends the process. An FPGA must not go on with a status that nobody renews.
+    // Kept on purpose: a reset that fails here ends the process. An FPGA must not go on with a status that nobody
+    // renews.
     if (isEnabled()) reset();
 }
 
@@ -125,7 +126,8 @@ void FpgaEpochDevice::applyQxmMetadata(const std::string& metadata) {
 
 bool FpgaEpochDevice::hasBeenEpochAligned() {
     if (!isEnabled()) {
-        // Kept on purpose: the flag is set and false returned, so that the slave is aligned as soon as it is enabled again.
+        // Kept on purpose: the flag is set and false returned, so that the slave is aligned as soon as it is enabled
+        // again.
         epochAligned_ = true;
         return false;
     }

@@ -22,10 +22,10 @@ struct SelectedTimeReference {
     std::int32_t selectedTimeReferenceOffset = 0;
 };
 
-/// Fills `selection` from the document and updates `kept`. Keys that are missing or null are absent, and so is what a value
-/// of an unexpected shape does not hold. Threads: one at a time. Failure: throws zuerr::Exception with -52005 for a text that
-/// is no JSON and -52004 for a value of the wrong type, boost::numeric::bad_numeric_cast for a UTC offset beyond 32 bits;
-/// `kept` then keeps what was read before.
+/// Fills `selection` from the document and updates `kept`. Keys that are missing or null are absent, and so is what a
+/// value of an unexpected shape does not hold. Threads: one at a time. Failure: throws zuerr::Exception with -52005 for
+/// a text that is no JSON and -52004 for a value of the wrong type, boost::numeric::bad_numeric_cast for a UTC offset
+/// beyond 32 bits; `kept` then keeps what was read before.
 void readTimeReferenceSelection(SelectedTimeReference& kept, const std::string& metadataJson,
                                 TimeReferenceSelection& selection);
 

@@ -45,8 +45,8 @@ struct DriverAnswer {
     int error = 0;
 };
 
-/// Replaces ioctl while it lives. A request without an answer of its own succeeds with the value 0; a call on descriptor -1
-/// fails as the system's would.
+/// Replaces ioctl while it lives. A request without an answer of its own succeeds with the value 0; a call on
+/// descriptor -1 fails as the system's would.
 class DriverFake {
     LibcHooksGuard guard_;  // the first member: it keeps what was there before
 

@@ -9,8 +9,8 @@
 
 namespace testsupport {
 
-/// Sets LC_NUMERIC of the process while it lives, by a locale that localedef makes in a directory of its own. Where that
-/// cannot be done it does nothing, and isSet tells so.
+/// Sets LC_NUMERIC of the process while it lives, by a locale that localedef makes in a directory of its own. Where
+/// that cannot be done it does nothing, and isSet tells so.
 class NumericLocale {
 public:
     static constexpr const char* kComma = "<U002C>";
@@ -21,8 +21,8 @@ public:
         std::string pattern = (std::filesystem::temp_directory_path() / "halvex-locale-XXXXXX").string();
         if (mkdtemp(pattern.data()) == nullptr) return;
         directory_ = pattern;
-        std::ofstream(directory_ + "/source") << "comment_char %\nescape_char /\nLC_NUMERIC\ndecimal_point \"" << decimalSign
-                                              << "\"\nthousands_sep \"\"\ngrouping -1\nEND LC_NUMERIC\n";
+        std::ofstream(directory_ + "/source") << "comment_char %\nescape_char /\nLC_NUMERIC\ndecimal_point \""
+                                              << decimalSign << "\"\nthousands_sep \"\"\ngrouping -1\nEND LC_NUMERIC\n";
         const std::string name = "halvex" + decimalSign.substr(2, 4);  // a name that was loaded is not looked up again
         const std::string command = "localedef -c --no-archive -i '" + directory_ + "/source' -f UTF-8 '" + directory_ +
                                     '/' + name + "' >/dev/null 2>&1";

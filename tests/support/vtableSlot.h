@@ -6,8 +6,8 @@
 
 namespace testsupport {
 
-/// Counted from 0; the two destructors that a virtual destructor makes take a slot each. For the ABI of Linux on x86-64,
-/// where a pointer to a virtual member function is 1 plus its offset in the table.
+/// Counted from 0; the two destructors that a virtual destructor makes take a slot each. For the ABI of Linux on
+/// x86-64, where a pointer to a virtual member function is 1 plus its offset in the table.
 template <typename MemberFunction>
 std::size_t vtableSlot(MemberFunction function) {
     std::size_t offsetPlusOne = 0;

@@ -43,7 +43,9 @@ struct MethodContract {
     /// Calls the method, with its argument if it has one; returns what the method returned, and stores a result.
     std::function<std::int64_t(Proxy& proxy, std::uint64_t argument, std::uint64_t* result, PlatStatus* status)> call;
 
-    friend std::ostream& operator<<(std::ostream& stream, const MethodContract& method) { return stream << method.name; }
+    friend std::ostream& operator<<(std::ostream& stream, const MethodContract& method) {
+        return stream << method.name;
+    }
 };
 
 template <typename Proxy>

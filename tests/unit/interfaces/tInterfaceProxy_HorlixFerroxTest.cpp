@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/allocationCount.h"
-#include "tests/unit/interfaces/proxyTest.h"
 #include "tests/support/vtableSlot.h"
+#include "tests/unit/interfaces/proxyTest.h"
 
 namespace nHALVEXTIMEKEEPER_18_1 {
 namespace {

@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/allocationCount.h"
-#include "tests/unit/interfaces/proxyTest.h"
 #include "tests/support/vtableSlot.h"
+#include "tests/unit/interfaces/proxyTest.h"
 
 namespace nHALVEXTIMEKEEPER_18_1 {
 namespace {
@@ -28,8 +28,7 @@ Method storing(const char* name, unsigned long request,
 }
 
 template <typename Argument>
-Method taking(const char* name, unsigned long request,
-              std::int64_t (Proxy::*method)(Argument, PlatStatus*) noexcept) {
+Method taking(const char* name, unsigned long request, std::int64_t (Proxy::*method)(Argument, PlatStatus*) noexcept) {
     return {name, request, true, false,
             [method](Proxy& proxy, std::uint64_t argument, std::uint64_t*, PlatStatus* status) {
                 Argument converted;

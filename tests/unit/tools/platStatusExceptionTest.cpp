@@ -30,8 +30,7 @@ struct PlatStatusException : testing::Test {
 
 TEST_F(PlatStatusException, CarriesTheRecordsLocation) {
     setCode(&status, -52008, "halvexTimekeeper", "synchronization", 1717);
-    EXPECT_EQ(raised(),
-              (RaisedError{-52008, R"({"file":"synchronization","line":1717,"component":"halvexTim"})"}));
+    EXPECT_EQ(raised(), (RaisedError{-52008, R"({"file":"synchronization","line":1717,"component":"halvexTim"})"}));
 }
 
 TEST_F(PlatStatusException, IsNotThrownForSuccessOrAWarning) {
@@ -75,8 +74,8 @@ TEST_F(PlatStatusException, IsNotThrownWhileAnotherExceptionUnwinds) {
 
 TEST_F(PlatStatusException, OfADriverCallCarriesTheSiteAndTheMessage) {
     setCode(&status, -52031, "part", "unit", 1);
-    EXPECT_EQ(raisedForDriver(), testsupport::makeError({-52031, "status.getCode()", "someUnit", 17},
-                                                        "Unable to knit someDevice"));
+    EXPECT_EQ(raisedForDriver(),
+              testsupport::makeError({-52031, "status.getCode()", "someUnit", 17}, "Unable to knit someDevice"));
 }
 
 }  // namespace

@@ -146,7 +146,8 @@ TEST_F(DeviceInterfaceIterator, GivesUpAFileThatIsMissingAfterTenAttempts) {
     directory.makeDirectory("fpga/deviceInterfaces/nZUHORLIXFPGA000_HorlixFpga\\0");
     int attempts = 0;
     libcHooks().fopen = [&](const char* name, const char*) -> FILE* {
-        EXPECT_EQ(name, directory.getRealPath() + "/fpga/deviceInterfaces/nZUHORLIXFPGA000_HorlixFpga\\0/interfacePath");
+        EXPECT_EQ(name,
+                  directory.getRealPath() + "/fpga/deviceInterfaces/nZUHORLIXFPGA000_HorlixFpga\\0/interfacePath");
         ++attempts;
         return nullptr;
     };

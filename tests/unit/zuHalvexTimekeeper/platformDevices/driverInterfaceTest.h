@@ -40,11 +40,14 @@ protected:
     }
 
     void publish(const std::string& interfacePath, const std::string& instance = "0") {
-        directory.writeFile("driver/deviceInterfaces/" + identifier_ + "\\" + instance + "/interfacePath", interfacePath);
+        directory.writeFile("driver/deviceInterfaces/" + identifier_ + "\\" + instance + "/interfacePath",
+                            interfacePath);
     }
     /// An enumeration that fails, for as long as the test lasts.
     static void breakEnumeration() {
-        testsupport::libcHooks().glob = [](const char*, int, int (*)(const char*, int), glob_t*) { return GLOB_ABORTED; };
+        testsupport::libcHooks().glob = [](const char*, int, int (*)(const char*, int), glob_t*) {
+            return GLOB_ABORTED;
+        };
     }
     /// Counts the results of glob that are given back.
     void countEnumerations() {

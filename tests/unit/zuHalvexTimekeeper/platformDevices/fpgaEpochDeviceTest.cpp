@@ -246,8 +246,8 @@ TEST_F(FpgaDevice, TellsThatTheTimeCannotBeAdjusted) {
 }
 
 TEST_F(FpgaDevice, TakesADriversWarningForSuccess) {
-    for (const unsigned long request : {kAdjustTime, kRequestEpochAlignment, kSetStatusInfo, kGetStatusInfo, kGetTime,
-                                        kGetEpochTimestamp}) {
+    for (const unsigned long request :
+         {kAdjustTime, kRequestEpochAlignment, kSetStatusInfo, kGetStatusInfo, kGetTime, kGetEpochTimestamp}) {
         driver.answers[request] = {.status = 4, .value = 5};
     }
     EXPECT_EQ(device().getTime(), 5U);
@@ -478,8 +478,7 @@ TEST_F(FpgaDevice, TellsTheFpgaTheOffsetsOfATimeReferenceWithAType) {
     device().applyQxmMetadata(R"({"selectedTRInstID":"a","selectedTROffset":"-2","TRs":{"a":{"name":"grandmaster",)"
                               R"("type":"IEEE 1588-2008","protocolData":{"utcOffset":37}}}})");
     EXPECT_EQ(driver.getRequests(), (Requests{kGetTime, kSetStatusInfo}));
-    EXPECT_EQ(statusInfos.back(),
-              (Bytes{19, 0, 0, 0, 1, 2, 0, 0, 0, 0xFE, 0xFF, 0xFF, 0xFF, 1, 37, 0, 0, 0, 1}));
+    EXPECT_EQ(statusInfos.back(), (Bytes{19, 0, 0, 0, 1, 2, 0, 0, 0, 0xFE, 0xFF, 0xFF, 0xFF, 1, 37, 0, 0, 0, 1}));
 }
 
 TEST_F(FpgaDevice, TellsTheFpgaThatItIsAlignedByAZero) {
@@ -494,15 +493,16 @@ TEST_F(FpgaDevice, TellsTheFpgaThatItIsAlignedByAZero) {
 TEST_F(FpgaDevice, TellsTheFpgaKind1ForATimeReferenceWithoutAUsableType) {
     deviceInUse();
     for (const std::string timeReference : {R"({})", R"({"type":null})", R"({"type":""})", R"({"Type":"NTP"})"}) {
-        device().applyQxmMetadata(R"({"selectedTRInstID":"a","selectedTROffset":"7","TRs":{"a":)" + timeReference + "}}");
-        EXPECT_EQ(statusInfos.back(), (Bytes{19, 0, 0, 0, 0, 1, 0, 0, 0, 7, 0, 0, 0, 1, 0, 0, 0, 0, 0})) << timeReference;
+        device().applyQxmMetadata(R"({"selectedTRInstID":"a","selectedTROffset":"7","TRs":{"a":)" + timeReference +
+                                  "}}");
+        EXPECT_EQ(statusInfos.back(), (Bytes{19, 0, 0, 0, 0, 1, 0, 0, 0, 7, 0, 0, 0, 1, 0, 0, 0, 0, 0}))
+            << timeReference;
     }
 }
 
 TEST_F(FpgaDevice, TellsTheFpgaKind2ForAnyTypeAndNoUtcOffsetForOtherProtocols) {
     deviceInUse();
-    device().applyQxmMetadata(
-        R"({"selectedTRInstID":"a","TRs":{"a":{"type":"NTP","protocolData":{"utcOffset":37}}}})");
+    device().applyQxmMetadata(R"({"selectedTRInstID":"a","TRs":{"a":{"type":"NTP","protocolData":{"utcOffset":37}}}})");
     EXPECT_EQ(statusInfos.back(), (Bytes{19, 0, 0, 0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0}));
 }
 

@@ -139,10 +139,16 @@ TEST_F(TimeReferenceMetadata, HasNoUtcOffsetUnlessTheTypeIsThatOfPtpToTheLetter)
 
 TEST_F(TimeReferenceMetadata, CutsTheUtcOffsetTowardsZero) {
     const std::pair<const char*, std::int32_t> offsets[] = {
-        {"37", 37},           {"37.9", 37},           {"-37.9", -37},
-        {"0", 0},             {"-0.5", 0},            {"2147483647", INT32_MAX},
-        {"2147483647.5", INT32_MAX},                  {"2147483647.9999995", INT32_MAX},
-        {"-2147483648", INT32_MIN},                   {"-2147483648.9", INT32_MIN},
+        {"37", 37},
+        {"37.9", 37},
+        {"-37.9", -37},
+        {"0", 0},
+        {"-0.5", 0},
+        {"2147483647", INT32_MAX},
+        {"2147483647.5", INT32_MAX},
+        {"2147483647.9999995", INT32_MAX},
+        {"-2147483648", INT32_MIN},
+        {"-2147483648.9", INT32_MIN},
         {"3.7e1", 37},
     };
     for (const auto& [text, value] : offsets) {
@@ -173,9 +179,9 @@ TEST_F(TimeReferenceMetadata, ThrowsWhatBoostThrowsForAUtcOffsetBeyond32Bits) {
 }
 
 TEST_F(TimeReferenceMetadata, HasNoUtcOffsetWhereItIsMissingOrNull) {
-    for (const char* protocolData : {R"("protocolData":{})", R"("protocolData":null)",
-                                     R"("protocolData":{"utcOffset":null})", R"("protocolData":{"UTCOffset":37})",
-                                     R"("protocolData":{"utcOffset ":37})", R"("other":{"utcOffset":37})"}) {
+    for (const char* protocolData :
+         {R"("protocolData":{})", R"("protocolData":null)", R"("protocolData":{"utcOffset":null})",
+          R"("protocolData":{"UTCOffset":37})", R"("protocolData":{"utcOffset ":37})", R"("other":{"utcOffset":37})"}) {
         read(std::string(R"({"selectedTRInstID":"a","TRs":{"a":{"type":"IEEE 1588-2008",)") + protocolData + "}}}");
         EXPECT_EQ(selection.type, "IEEE 1588-2008");
         EXPECT_FALSE(selection.utcOffsetPresent) << protocolData;
@@ -183,9 +189,9 @@ TEST_F(TimeReferenceMetadata, HasNoUtcOffsetWhereItIsMissingOrNull) {
 }
 
 TEST_F(TimeReferenceMetadata, HasTheOffsetAloneWhereTheReferenceIsNotThere) {
-    for (const char* references : {"", R"(,"TRs":null)", R"(,"TRs":{})", R"(,"TRs":{"a":null})", R"(,"TRs":{"A":{"type":"x"}})",
-                                   R"(,"trs":{"a":{"type":"x"}})", R"(,"TRs":{"a":{}})",
-                                   R"(,"TRs":{"a":{"name":null,"type":null}})"}) {
+    for (const char* references :
+         {"", R"(,"TRs":null)", R"(,"TRs":{})", R"(,"TRs":{"a":null})", R"(,"TRs":{"A":{"type":"x"}})",
+          R"(,"trs":{"a":{"type":"x"}})", R"(,"TRs":{"a":{}})", R"(,"TRs":{"a":{"name":null,"type":null}})"}) {
         read(std::string(R"({"selectedTRInstID":"a","selectedTROffset":"7")") + references + "}");
         expectOffsetAlone();
         EXPECT_EQ(selection.selectedOffset, 7) << references;
@@ -198,7 +204,8 @@ TEST_F(TimeReferenceMetadata, TakesWhatAValueOfAnUnexpectedShapeDoesNotHoldForAb
         expectOffsetAlone();
         read(std::string(R"({"selectedTRInstID":"a","TRs":{"a":)") + shape + "}}");
         expectOffsetAlone();
-        read(std::string(R"({"selectedTRInstID":"a","TRs":{"a":{"type":"IEEE 1588-2008","protocolData":)") + shape + "}}}");
+        read(std::string(R"({"selectedTRInstID":"a","TRs":{"a":{"type":"IEEE 1588-2008","protocolData":)") + shape +
+             "}}}");
         EXPECT_FALSE(selection.utcOffsetPresent) << shape;
     }
     for (const char* document : {"[]", R"([{"selectedTRInstID":"a"}])", "7", "null", "true", "\"selectedTRInstID\""}) {
@@ -226,8 +233,9 @@ TEST_F(TimeReferenceMetadata, RefusesAnOffsetThatIsNoTextAndKeepsEverything) {
 TEST_F(TimeReferenceMetadata, RefusesANameOrTypeThatIsNoTextAndKeepsIdentifierAndOffset) {
     for (const char* member : {R"("name":7)", R"("type":7)", R"("type":{})", R"("name":["a"])"}) {
         kept = {"before", 99};
-        EXPECT_EQ(raised(std::string(R"({"selectedTRInstID":"a","selectedTROffset":"7","TRs":{"a":{)") + member + "}}}"),
-                  kNoString);
+        EXPECT_EQ(
+            raised(std::string(R"({"selectedTRInstID":"a","selectedTROffset":"7","TRs":{"a":{)") + member + "}}}"),
+            kNoString);
         EXPECT_EQ(kept.selectedTimeReferenceId, "a");
         EXPECT_EQ(kept.selectedTimeReferenceOffset, 7);
     }

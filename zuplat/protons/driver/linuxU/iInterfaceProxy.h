@@ -18,8 +18,8 @@ struct Mapping {
 enum class MapAccess : std::uint32_t { readOnly = 0, readWrite = 1 };
 
 /// The way to one driver interface. Threads: calls are serialised by the caller. Failure: told in the status; nothing
-/// throws, and except for close, unmap and isOpen nothing is done when the status already holds an error. Slot order is part
-/// of the contract.
+/// throws, and except for close, unmap and isOpen nothing is done when the status already holds an error. Slot order is
+/// part of the contract.
 class iInterfaceProxy {
 public:
     virtual ~iInterfaceProxy() = default;
@@ -35,7 +35,8 @@ public:
     virtual std::int32_t read(void* buffer, std::size_t length, PlatStatus* status) noexcept = 0;
     virtual std::int32_t write(const void* buffer, std::size_t length, PlatStatus* status) noexcept = 0;
 
-    /// Maps `length` bytes of the device's memory, shared, from page `pageIndex` on. Returns the address, null when it failed.
+    /// Maps `length` bytes of the device's memory, shared, from page `pageIndex` on. Returns the address, null when it
+    /// failed.
     virtual void* map(std::uint16_t pageIndex, std::size_t length, MapAccess access, Mapping* mapping,
                       PlatStatus* status) noexcept = 0;
     virtual void unmap(Mapping* mapping) noexcept = 0;

@@ -15,8 +15,8 @@ struct InterfaceIterator {
     char** cursor = nullptr;  ///< At end when null or at a null entry.
 };
 
-/// Finds the instances of `interfaceIdentifier`, in the order of their paths; that there is none is no error. Runs whatever
-/// the status holds. Reports -52003 when the search itself fails. The iterator must be new or released.
+/// Finds the instances of `interfaceIdentifier`, in the order of their paths; that there is none is no error. Runs
+/// whatever the status holds. Reports -52003 when the search itself fails. The iterator must be new or released.
 void startEnumeration(InterfaceIterator* iterator, const char* interfaceIdentifier, PlatStatus* status) noexcept;
 
 /// Whether there is no instance, or no further one.
@@ -25,9 +25,9 @@ bool isAtEnd(const InterfaceIterator& iterator) noexcept;
 /// Gives back what startEnumeration found; may be called again.
 void releaseEnumeration(InterfaceIterator* iterator) noexcept;
 
-/// Reads the device-node path of the current instance, byte for byte. Does nothing when the status holds an error; else the
-/// iterator must not be at its end. Reports -52006, -52024 or -52019 as readInterfaceFile does, and leaves the buffer as it
-/// was.
+/// Reads the device-node path of the current instance, byte for byte. Does nothing when the status holds an error; else
+/// the iterator must not be at its end. Reports -52006, -52024 or -52019 as readInterfaceFile does, and leaves the
+/// buffer as it was.
 void readInterfacePath(const InterfaceIterator& iterator, PathBuffer* pathBuffer, PlatStatus* status) noexcept;
 
 /// Releases an enumeration on every way out. Owns nothing. Threads: as the iterator. Failure: none.
