@@ -117,6 +117,14 @@ TEST_F(Launcher, WritesTheWholeTraceHoweverTheProgramEnds)
     }
 }
 
+TEST_F(Launcher, LeavesTheTraceToTheProcessThatWasStarted)
+{
+    ASSERT_EQ(run("--trace " + file("trace").string(), PROBE " clock fork").code, 0);
+    const std::string trace = contents(file("trace"));
+    const std::string start = "\"kind\":\"start\"";
+    EXPECT_EQ(trace.find(start), trace.rfind(start)) << "the forked child wrote it again";
+}
+
 TEST_F(Launcher, KeepsItselfOutOfTheEnvironment)
 {
     EXPECT_THAT(run("", PROBE " environment").text, HasSubstr("\n|\n"));

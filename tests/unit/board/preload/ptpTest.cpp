@@ -89,18 +89,24 @@ TEST_F(Ptp, IsWaitedForInVirtualTimeAndInVain)
 
 TEST_F(Ptp, BlocksAReaderUntilAPulseComes)
 {
-    ASSERT_EQ(setPin(ptp_, BOARD_WIRE_PIN_EXTTS), 0);
-    ASSERT_EQ(requestStamps(ptp_), 0);
-    board_->reset();
+    board_.reset();
+    switchOn("[[event]]\nat = \"5 s\"\nkind = \"pulse\"\n");
     const Fd ptp(open("/dev/ptp0", O_RDWR));
-    EXPECT_EQ(ioctl(ptp_, BOARD_WIRE_PTP_GETCAPS, nullptr), -1) << "of the board before: means nothing now";
     ASSERT_EQ(setPin(ptp, BOARD_WIRE_PIN_EXTTS), 0);
     ASSERT_EQ(requestStamps(ptp), 0);
-    ASSERT_TRUE(board_->doEvent(BOARD_EVENT_PULSE, BOARD_TARGET_ANY));
     board_wire_ptp_extts_event event{};
     EXPECT_EQ(read(ptp, &event, sizeof event), 32);
+    EXPECT_GE(board_->rawNs(), 5 * kSecond);
+    EXPECT_LT(board_->rawNs(), 5 * kSecond + kMillisecond);
     EXPECT_EQ(read(ptp, &event, 31), -1);
     EXPECT_EQ(errno, EINVAL);
+}
+
+TEST_F(Ptp, MeansNothingToTheNextBoard)
+{
+    board_->reset();
+    board_wire_ptp_caps caps{};
+    EXPECT_EQ(ioctl(ptp_, BOARD_WIRE_PTP_GETCAPS, &caps), -1);
 }
 
 TEST_F(Ptp, ClocksAreReadSetAndSteppedThroughTheirIds)
@@ -136,6 +142,11 @@ TEST_F(Ptp, MayNotBeSteppedThroughADescriptorForReading)
     step.modes = ADJ_SETOFFSET | ADJ_NANO;
     EXPECT_EQ(clock_adjtime(BOARD_WIRE_FD_TO_CLOCK(reader), &step), -1);
     EXPECT_EQ(errno, EACCES);
+    const timespec wanted{1000, 0};
+    EXPECT_EQ(clock_settime(BOARD_WIRE_FD_TO_CLOCK(reader), &wanted), -1);
+    EXPECT_EQ(errno, EACCES);
+    step.modes = 0;
+    EXPECT_EQ(clock_adjtime(BOARD_WIRE_FD_TO_CLOCK(reader), &step), 0) << "looking is free";
 }
 
 TEST_F(Ptp, IsComparedWithTheSystemClock)

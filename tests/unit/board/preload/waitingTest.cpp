@@ -2,13 +2,16 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <csignal>
 #include <future>
 #include <mutex>
 #include <poll.h>
 #include <pthread.h>
 #include <semaphore.h>
 #include <sys/select.h>
+#include <spawn.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <thread>
 
 #include "tests/unit/board/preload/boardOn.h"
@@ -186,6 +189,54 @@ TEST_F(Waiting, OutsideTheBoardLetsVirtualTimeGoOn)
     EXPECT_EQ(read(ends[0], &byte, 1), 1);
     EXPECT_EQ(byte, 'x');
     writer.join();
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST_F(Waiting, ForTheClocksOfTheBoardLeavesTheOtherDeadlinesInOrder)
+{
+    pid_t child = 0;
+    const char* const words[] = {"phc2sys", "-O", "0", "-l", "4", "-c", "CLOCK_REALTIME", "-F", "0.000001", "-s", "enp1s0", nullptr};
+    ASSERT_EQ(posix_spawn(&child, BOARD_WIRE_PHC2SYS, nullptr, nullptr, const_cast<char* const*>(words), environ), 0);
+    const Fd ptp(open("/dev/ptp0", O_RDWR));
+    std::atomic<int> timeouts{0};
+    std::thread watcher([&] {
+        pollfd entry{ptp, POLLIN, 0};
+        for (int i = 0; i < 10; ++i) {
+            expectAbout(spanOf([&] { EXPECT_EQ(poll(&entry, 1, 1100), 0); }), 1100 * kMillisecond);
+            ++timeouts;
+        }
+    });
+    expectAbout(spanOf([] { std::this_thread::sleep_for(6s); }), 6 * kSecond);
+    EXPECT_EQ(timeouts.load(), 5);
+    watcher.join();
+    kill(child, SIGKILL);
+}
+
+TEST_F(Waiting, OutsideTheBoardHoldsVirtualTimeToTheRealPace)
+{
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        const timespec span{0, 100'000'000};
+        syscall(SYS_nanosleep, &span, nullptr);
+        _exit(syscall(SYS_write, ends[1], "x", 1) == 1 ? 0 : 1);
+    }
+    std::atomic<bool> stop{false};
+    std::atomic<int> seconds{0};
+    std::thread other([&] {
+        while (!stop) {
+            std::this_thread::sleep_for(1s);
+            ++seconds;
+        }
+    });
+    char byte = 0;
+    EXPECT_EQ(read(ends[0], &byte, 1), 1);
+    EXPECT_LE(seconds.load(), 3) << "a tenth of a real second was no hour";
+    stop = true;
+    other.join();
+    waitpid(child, nullptr, 0);
     close(ends[0]);
     close(ends[1]);
 }
