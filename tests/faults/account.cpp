@@ -1,0 +1,383 @@
+// What the timekeeper and the exported functions must do, call by call.
+#include "tests/faults/account.h"
+
+#include <algorithm>
+#include <bitset>
+#include <cstring>
+#include <utility>
+
+namespace faults {
+namespace {
+
+constexpr int kLogError = 3;
+constexpr int kLogWarning = 4;
+constexpr int kLogInfo = 6;
+constexpr std::int32_t kTimedOut = -52007;
+constexpr std::int64_t kToleranceNs = 100;
+
+const std::string kNetwork = "/sys/class/net/";
+
+std::string logged(const Error& error) { return "FAIL(" + std::to_string(error.code) + "," + error.json + ")"; }
+
+/// Whether the first line of a file is `line`; a read cut short is continued until the line is whole.
+bool firstLineIs(Caller& caller, const std::string& path, const std::string& line) {
+    const long fd = caller.take(caller.world.open(path.c_str(), 02000000));
+    if (fd < 0) return false;
+    std::string content;
+    long count = 1;
+    while (count > 0 && content.size() < 64 && content.find('\n') == std::string::npos) {
+        char buffer[64];
+        count = caller.take(caller.world.read(static_cast<int>(fd), buffer, 64 - content.size()));
+        if (count > 0) content.append(buffer, static_cast<std::size_t>(count));
+    }
+    caller.take(caller.world.close(static_cast<int>(fd)));
+    return count >= 0 && content.substr(0, content.find('\n')) == line;
+}
+
+std::vector<std::string> findCandidates(Caller& caller) {
+    const long directory = caller.take(caller.world.openDirectory(kNetwork.c_str()));
+    if (directory < 0) {
+        fail(-52002, "zuplaterr_featureUnsupported", "i210EpochDeviceFactory", 35, "Failed to open network devices directory.");
+    }
+    std::vector<std::string> names;
+    int error = 0;
+    while (const auto entry = caller.world.readDirectory(static_cast<int>(directory), error)) {
+        if (entry->name == "." || entry->name == "..") continue;
+        const std::string device = kNetwork + entry->name + "/device/";
+        if (firstLineIs(caller, device + "vendor", "0x8086") && firstLineIs(caller, device + "device", "0x1533")) {
+            names.push_back(entry->name);
+        }
+    }
+    if (error != 0) caller.error = error;
+    caller.take(caller.world.closeDirectory(static_cast<int>(directory)));
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::vector<I210Account> discover(Caller& caller) {
+    std::vector<I210Account> devices;
+    for (const std::string& name : findCandidates(caller)) {
+        try {
+            devices.emplace_back(caller, name);
+            caller.world.syslog(kLogInfo, "Interface " + name + " will be synchronized.");
+        } catch (const Error& error) {
+            if (error.code != -52002) {
+                for (I210Account& device : devices) device.release(caller);
+                throw;
+            }
+            caller.world.syslog(kLogWarning, "*** warning: Interface " + name + " is not usable and will not be synchronized.");
+        }
+    }
+    return devices;
+}
+
+std::int64_t differenceNs(std::uint64_t time, std::uint64_t reference) {
+    const auto difference = static_cast<std::int64_t>(time - reference);
+    if ((difference < 0) != (time < reference)) {
+        fail(-52008, "zuplaterr_osFault", "halvexTimekeeper", 58, "Overflow/Underflow error occurred");
+    }
+    return difference;
+}
+
+/// A slave of either kind.
+struct Slave {
+    I210Account* i210;
+    FpgaAccount* fpga;
+
+    std::string getName() const { return i210 != nullptr ? i210->getName() : "fpgaEpochDevice"; }
+    bool isEnabled(Caller& c) const { return i210 != nullptr ? i210->isEnabled(c) : fpga->isEnabled(c); }
+    void arm(Caller& c) const { i210 != nullptr ? i210->arm(c) : fpga->arm(c); }
+    std::uint64_t read(Caller& c) const { return i210 != nullptr ? i210->getEpochTimestamp(c) : fpga->getEpochTimestamp(c); }
+    void adjust(Caller& c, std::int64_t ns) const { i210 != nullptr ? i210->adjustTime(c, ns) : fpga->adjustTime(c, ns); }
+    void clearFlag() const { (i210 != nullptr ? i210->flag : fpga->flag) = false; }
+    bool asksForAlignment(Caller& c) const { return i210 != nullptr ? i210->hasBeenAligned(c) : fpga->hasBeenAligned(c); }
+    void reinitialize(Caller& c) const { i210 != nullptr ? i210->reinitialize(c) : fpga->reinitialize(c); }
+};
+
+/// Epoch alignment, one call of it.
+class Alignment {
+public:
+    Alignment(Caller& caller, FerroxAccount& master, std::vector<Slave> slaves)
+        : caller_(caller), master_(master), slaves_(std::move(slaves)) {}
+
+    void run() {
+        for (; done_.count() < slaves_.size(); ++iterations_) {
+            if (iterations_ == 2000) giveUp();
+            try {
+                iterate();
+            } catch (const Error& error) {
+                caller_.world.syslog(kLogError, "Encountered err while trying to sync " + handled_ + ", retry count " +
+                                                    std::to_string(retries_) + ": " + logged(error));
+                if (error.code != kTimedOut || retries_ > 4) throw;
+                ++retries_;
+            }
+        }
+        caller_.world.syslog(kLogInfo, "Successfully aligned all timekeeping elements after " +
+                                           std::to_string(iterations_) + " iterations.");
+    }
+
+private:
+    void iterate() {
+        for (std::size_t i = 0; i < slaves_.size(); ++i) {
+            if (done_[i]) continue;
+            handled_ = slaves_[i].getName();
+            if (slaves_[i].isEnabled(caller_)) {
+                slaves_[i].arm(caller_);
+            } else {
+                done_.set(i);
+            }
+        }
+        if (done_.count() >= slaves_.size()) return;
+        handled_ = "FerroxEpochDevice";
+        const std::uint64_t masterTime = master_.generateEpoch(caller_);
+        for (std::size_t i = 0; i < slaves_.size(); ++i) {
+            if (!done_[i]) align(i, masterTime);
+        }
+    }
+
+    void align(std::size_t i, std::uint64_t masterTime) {
+        const Slave& slave = slaves_[i];
+        handled_ = slave.getName();
+        const std::int64_t difference = slave.isEnabled(caller_) ? differenceNs(slave.read(caller_), masterTime) : 0;
+        if (-kToleranceNs <= difference && difference <= kToleranceNs) {
+            done_.set(i);
+            slave.clearFlag();
+            return;
+        }
+        slave.adjust(caller_, iterations_ % 2 == 1 ? -2 * difference : -difference);
+    }
+
+    void giveUp() const {
+        std::string names;
+        for (std::size_t i = 0; i < slaves_.size(); ++i) names += done_[i] ? "" : slaves_[i].getName() + " ";
+        fail(-52024, "zuplaterr_communicationsFault", "halvexTimekeeper", 71, "Failed to sync following slaves: " + names);
+    }
+
+    Caller& caller_;
+    FerroxAccount& master_;
+    std::vector<Slave> slaves_;
+    std::bitset<64> done_;
+    int iterations_ = 0;
+    int retries_ = 0;
+    std::string handled_;
+};
+
+/// The monotonic clock, read for the end of a wait: the 2 s of the thread, the 15 ms of a lock.
+void readDeadline(Caller& caller) {
+    std::int64_t ignored = 0;
+    caller.take(caller.world.readClock(1, ignored, ignored));
+}
+
+/// The nearest multiple of 200 ns, halves away from zero.
+std::int64_t nearestStep(std::int64_t offsetNs) { return (offsetNs + (offsetNs >= 0 ? 100 : -100)) / 200 * 200; }
+
+}  // namespace
+
+struct Account::Timekeeper {
+    std::vector<I210Account> i210s;
+    std::optional<FpgaAccount> fpga;
+    std::optional<FerroxAccount> master;
+    std::optional<SystemClockAccount> systemClock;
+    std::optional<OscillatorAccount> oscillator;
+    bool hasPendingAlignment = false;
+    std::optional<Error> alignmentError;
+    bool isPtp = false;
+
+    std::vector<Slave> slaves() {
+        std::vector<Slave> all;
+        for (I210Account& device : i210s) all.push_back({&device, nullptr});
+        all.push_back({nullptr, &*fpga});
+        return all;
+    }
+};
+
+/// What was built so far goes in the reverse of its order; the I210s, which discovery holds, last and in theirs.
+void Account::build() {
+    auto made = std::make_shared<Timekeeper>();
+    made->i210s = discover(host_);
+    if (made->i210s.empty()) {
+        fail(-52010, "zuplaterr_resourceNotInitialized", "halvexTimekeeperPlugin", 75,
+             "Can not synchronize system time without at least one usable PHC interface.");
+    }
+    const std::string source = made->i210s.front().interface;
+    world_.syslog(kLogInfo, "System time will be synchronized to " + source + ".");
+    try {
+        made->fpga.emplace(host_);
+        made->master.emplace(host_);
+        made->systemClock.emplace(host_, source);
+        made->oscillator.emplace(host_);
+        const std::uint64_t systemTime = made->systemClock->getTime(host_);
+        made->master->adjustTime(host_, nearestStep(differenceNs(systemTime, made->master->getTime(host_))));
+        Alignment(host_, *made->master, made->slaves()).run();
+    } catch (const Error&) {
+        if (made->oscillator) made->oscillator->release(host_);
+        if (made->systemClock) made->systemClock->release(host_);
+        if (made->master) made->master->release(host_);
+        if (made->fpga) made->fpga->release(host_);
+        for (I210Account& device : made->i210s) device.release(host_);
+        throw;
+    }
+    timekeeper_ = std::move(made);
+}
+
+void Account::releaseTimekeeper() {
+    if (!timekeeper_) return;
+    const auto going = std::move(timekeeper_);
+    for (I210Account& device : going->i210s) device.release(host_);
+    going->fpga->release(host_);
+    going->oscillator->release(host_);
+    going->systemClock->release(host_);
+    going->master->release(host_);
+}
+
+void Account::report(const char* name, const Error& error) {
+    world_.syslog(kLogError, std::string("Encountered error in ") + name + ": " + logged(error));
+    world_.note(std::string(name) + " code " + std::to_string(error.code) + " " + error.json + observed_);
+}
+
+template <typename Operation>
+void Account::framed(const char* name, Operation&& operation) {
+    host_.error = 0;
+    try {
+        if (monitorError_) {
+            const Error collected = *monitorError_;
+            monitorError_.reset();
+            throw collected;
+        }
+        if (!timekeeper_) {
+            fail(-52010, "zuplaterr_resourceNotInitialized", "halvexTimekeeperPlugin", 160,
+                 "zuqxmtk_initialize was not called or did not successfully initialize the timekeeper.");
+        }
+        operation();
+        world_.note(std::string(name) + " code 0 null" + observed_);
+    } catch (const Error& error) {
+        report(name, error);
+    }
+    observed_.clear();
+}
+
+void Account::initialize() {
+    host_.error = 0;
+    try {
+        const auto failPlatform = [](std::int32_t code, int line) {
+            throw Error{code, "{\"file\":\"synchronization\",\"line\":" + std::to_string(line) +
+                                  ",\"component\":\"halvexTim\"}"};
+        };
+        if (world_.makeMutex().value != 0) failPlatform(-52003, 655);
+        if (world_.makeCondition().value != 0) failPlatform(-52008, 1717);
+        build();
+        const long started = world_.startThread().value;
+        if (started != 0) {
+            releaseTimekeeper();
+            failForeign(strerror(static_cast<int>(started)));
+        }
+        isThreadRunning_ = true;
+        monitor_.error = 0;
+        readDeadline(monitor_);
+        world_.note("zuqxmtk_initialize code 0 null");
+    } catch (const Error& error) {
+        report("zuqxmtk_initialize", error);
+    }
+}
+
+void Account::finalize() {
+    host_.error = 0;
+    if (isThreadRunning_) {
+        isThreadRunning_ = false;  // before the pass: it is the last, no other wait follows
+        pass(true);
+    }
+    releaseTimekeeper();
+    world_.note("zuqxmtk_finalize");
+}
+
+void Account::getTime() {
+    std::uint64_t time = kUntouchedTime;
+    observed_ = " " + std::to_string(time);
+    framed("zuqxmtk_getTime", [&] { observed_ = " " + std::to_string(timekeeper_->master->getTime(host_)); });
+}
+
+void Account::getLimits() {
+    observed_ = " 0";
+    framed("zuqxmtk_getMinCorrectionPerSecond", [&] { observed_ = " -62000"; });
+    observed_ = " 0";
+    framed("zuqxmtk_getMaxCorrectionPerSecond", [&] { observed_ = " 62000"; });
+}
+
+void Account::getCorrection() {
+    observed_ = " " + std::to_string(kUntouchedCorrection);
+    framed("zuqxmtk_getCorrectionPerSecond",
+           [&] { observed_ = " " + std::to_string(timekeeper_->oscillator->getCorrection(host_)); });
+}
+
+void Account::setCorrection(std::int32_t ppb) {
+    framed("zuqxmtk_setCorrectionPerSecond", [&] { timekeeper_->oscillator->setCorrection(host_, ppb); });
+}
+
+void Account::finishAlignment() {
+    if (!std::exchange(timekeeper_->hasPendingAlignment, false)) return;
+    if (const auto error = std::exchange(timekeeper_->alignmentError, std::nullopt)) throw *error;
+}
+
+void Account::snapTime(std::int64_t offsetNs) {
+    framed("zuqxmtk_snapTime", [&] {
+        readDeadline(host_);
+        finishAlignment();
+        const std::int64_t stepNs = offsetNs / 200 * 200;
+        timekeeper_->master->adjustTime(host_, stepNs);
+        timekeeper_->systemClock->adjustTime(host_, stepNs);
+        const long started = world_.startThread().value;
+        if (started != 0) failForeign(strerror(static_cast<int>(started)));
+        timekeeper_->hasPendingAlignment = true;
+    });
+    if (!timekeeper_ || !timekeeper_->hasPendingAlignment) return;
+    alignment_.error = 0;
+    try {
+        Alignment(alignment_, *timekeeper_->master, timekeeper_->slaves()).run();
+    } catch (const Error& error) {
+        timekeeper_->alignmentError = error;
+    }
+}
+
+void Account::applyMetaData(bool isPtp) {
+    bool isTaken = false;
+    framed("zuqxmtk_applyMetaData", [&] {
+        readDeadline(host_);
+        timekeeper_->isPtp = isPtp;
+        isTaken = true;
+    });
+    if (isTaken) pass(true);
+}
+
+void Account::tick() {
+    if (isThreadRunning_) pass(false);
+}
+
+/// One turn of the monitoring thread: the end of its wait, the service, and the clock read for the next wait.
+void Account::pass(bool isSignalled) {
+    const Answer ended = world_.wait(isSignalled);
+    try {
+        if (ended.value != 0 && ended.value != 110) {
+            throw Error{-52008, "{\"file\":\"synchronization\",\"line\":1760,\"component\":\"halvexTim\"}"};
+        }
+        service();
+    } catch (const Error& error) {
+        world_.syslog(kLogError, "Monitoring thread encountered an error: " + logged(error));
+        if (!monitorError_) monitorError_ = error;
+    }
+    if (isThreadRunning_) readDeadline(monitor_);
+}
+
+void Account::service() {
+    finishAlignment();
+    std::vector<Slave> returning;
+    for (const Slave& slave : timekeeper_->slaves()) {
+        if (!slave.asksForAlignment(monitor_)) continue;
+        slave.reinitialize(monitor_);
+        returning.push_back(slave);
+        world_.syslog(kLogInfo, slave.getName() + " is enabled.");
+    }
+    if (!returning.empty()) Alignment(monitor_, *timekeeper_->master, returning).run();
+    timekeeper_->fpga->applyMetadata(monitor_, timekeeper_->isPtp);
+}
+
+}  // namespace faults

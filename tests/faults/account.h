@@ -1,0 +1,198 @@
+// What the library must do in a world, told step by step and apart from the library: the oracle of the sweeps.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/faults/subject.h"
+#include "tests/faults/world.h"
+
+namespace faults {
+
+/// An error on its way to the host: a code and the text of its error information.
+struct Error {
+    std::int32_t code;
+    std::string json;
+};
+
+/// A release that failed: the process ends here.
+struct ProcessEnds {};
+
+/// One thread's view of the world: its calls, and the errno they leave.
+class Caller {
+public:
+    explicit Caller(World& answering) : world(answering) {}
+    /// The answer's value; its error becomes this thread's errno.
+    long take(const Answer& answer) {
+        if (answer.error != 0) error = answer.error;
+        return answer.value;
+    }
+    std::string errorText() const;
+
+    World& world;
+    int error = 0;
+};
+
+/// Raises an error as the library words it.
+[[noreturn]] void fail(std::int32_t code, std::string_view constant, std::string_view file, int line,
+                       std::string_view message);
+[[noreturn]] void failForeign(std::string_view what);
+
+class I210Account {
+public:
+    I210Account(Caller& caller, std::string interfaceName);
+    void release(Caller& caller);
+    bool isEnabled(Caller& caller) const;
+    void arm(Caller& caller);
+    std::uint64_t getEpochTimestamp(Caller& caller);
+    void adjustTime(Caller& caller, std::int64_t offsetNs) const;
+    void reinitialize(Caller& caller);
+    bool hasBeenAligned(Caller& caller);
+    std::string getName() const { return "i210EpochDevice_" + interface; }
+
+    std::string interface;
+    bool flag = true;
+
+private:
+    void open(Caller& caller);
+    int findIndex(Caller& caller) const;
+    void setPin(Caller& caller, std::uint32_t function) const;
+    void ioctl(Caller& caller, int fd, unsigned long request, void* argument, std::string_view context) const;
+    bool waitFor(Caller& caller, long seconds) const;
+    std::uint64_t readEvent(Caller& caller) const;
+
+    std::string path_;
+    int fd_ = -1;
+};
+
+/// Either of the two driver interfaces: found, opened, called.
+class DriverAccount {
+public:
+    struct Lines { int enumerate, none, path, open; };
+
+    DriverAccount(std::string deviceName, std::string unit, const char* identifier, std::string noneText, Lines lines);
+    void load(Caller& caller);
+    void close(Caller& caller);
+
+    /// One method; `status` is the code the caller's record holds, and what it holds afterwards. Whether the driver was
+    /// reached, whose result is then in `result`.
+    bool call(Caller& caller, std::uint32_t request, std::optional<std::uint64_t> argument, std::uint64_t* result,
+              std::int32_t& status);
+    void check(std::int32_t status, const char* failureText, int line) const;
+
+    std::string device;
+    std::string file;
+
+private:
+    std::string readPath(Caller& caller, const std::string& directory, std::int32_t& status) const;
+
+    const char* identifier_;
+    std::string noneText_;
+    Lines lines_;
+    int fd_ = -1;
+};
+
+class FpgaAccount {
+public:
+    explicit FpgaAccount(Caller& caller);
+    void release(Caller& caller);  ///< Throws ProcessEnds when the FPGA cannot be left clean.
+    bool isEnabled(Caller& caller);
+    void arm(Caller& caller);
+    std::uint64_t getEpochTimestamp(Caller& caller);
+    void adjustTime(Caller& caller, std::int64_t offsetNs);
+    void reinitialize(Caller& caller);
+    bool hasBeenAligned(Caller& caller);
+    void applyMetadata(Caller& caller, bool isPtp);
+
+    bool flag = true;
+
+private:
+    void load(Caller& caller);
+    void reset(Caller& caller);
+    std::uint64_t getTime(Caller& caller);
+    void requestAlignment(Caller& caller, const char* failureText, int line);
+    void setStatusInfo(Caller& caller, const unsigned char (&record)[19], const char* failureText, int line);
+
+    DriverAccount driver_;
+    std::uint64_t lastEpochNs_ = 0;
+};
+
+class FerroxAccount {
+public:
+    explicit FerroxAccount(Caller& caller);
+    void release(Caller& caller) { driver_.close(caller); }
+    std::uint64_t getTime(Caller& caller);
+    void adjustTime(Caller& caller, std::int64_t offsetNs);
+    std::uint64_t generateEpoch(Caller& caller);
+
+private:
+    DriverAccount driver_;
+};
+
+class SystemClockAccount {
+public:
+    SystemClockAccount(Caller& caller, const std::string& source);
+    void release(Caller& caller) const;
+    std::uint64_t getTime(Caller& caller) const;
+    void adjustTime(Caller& caller, std::int64_t offsetNs) const;
+
+private:
+    int pid_ = 0;
+};
+
+class OscillatorAccount {
+public:
+    explicit OscillatorAccount(Caller& caller);
+    void release(Caller& caller) const { caller.take(caller.world.close(fd_)); }
+    std::int32_t getCorrection(Caller& caller) const;
+    void setCorrection(Caller& caller, std::int32_t ppb) const;
+
+private:
+    static std::string findDirectory(Caller& caller);
+    static int openFile(Caller& caller, const std::string& path, int flags);
+    void seek(Caller& caller) const;
+
+    std::string directory_;
+    int fd_ = -1;
+};
+
+/// A slave by its place: the I210s in order, the FPGA last.
+class Account : public Subject {
+public:
+    explicit Account(World& world) : world_(world), host_(world), monitor_(world), alignment_(world) {}
+
+    void initialize() override;
+    void finalize() override;
+    void getTime() override;
+    void snapTime(std::int64_t offsetNs) override;
+    void setCorrection(std::int32_t ppb) override;
+    void getCorrection() override;
+    void getLimits() override;
+    void applyMetaData(bool isPtp) override;
+    void tick() override;
+
+private:
+    struct Timekeeper;
+
+    template <typename Operation>
+    void framed(const char* name, Operation&& operation);
+    void report(const char* name, const Error& error);
+    void build();
+    void releaseTimekeeper();
+    void pass(bool isSignalled);
+    void service();
+    void finishAlignment();
+
+    World& world_;
+    Caller host_, monitor_, alignment_;
+    std::shared_ptr<Timekeeper> timekeeper_;
+    bool isThreadRunning_ = false;
+    std::optional<Error> monitorError_;
+    std::string observed_;
+};
+
+}  // namespace faults

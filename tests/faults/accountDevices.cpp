@@ -1,0 +1,576 @@
+// What each device of the library must do, call by call.
+#include <linux/ethtool.h>
+#include <linux/ptp_clock.h>
+#include <net/if.h>
+
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+#include <map>
+
+#include "tests/faults/account.h"
+
+namespace faults {
+namespace {
+
+constexpr std::int64_t kNsPerSecond = 1'000'000'000;
+constexpr const char* kHelpers = "i210EpochHelpers";
+constexpr std::int32_t kUnsupported = -52002;
+constexpr std::int32_t kNotFound = -52006;
+constexpr std::int32_t kTimedOut = -52007;
+constexpr std::int32_t kOsFault = -52008;
+constexpr std::int32_t kCommunications = -52024;
+
+std::string quoted(std::string_view text) {
+    std::string result = "\"";
+    for (const char c : text) {
+        if (c == '"' || c == '\\') {
+            result += '\\';
+            result += c;
+        } else if (c == '\n') {
+            result += "\\n";
+        } else {
+            result += c;
+        }
+    }
+    return result + '"';
+}
+
+/// What an error number of a driver call means to the platform layer.
+std::int32_t platformCode(int error) {
+    static const std::map<int, std::int32_t> kMeanings{
+        {EPERM, -52026},    {ENOENT, -52006},       {ESRCH, -52006},      {EINTR, -52025},   {EIO, -52024},
+        {ENXIO, -52006},    {ENOMEM, -52000},       {EACCES, -52026},     {EBADF, -52006},   {EBUSY, -52031},
+        {EEXIST, -52013},   {ENODEV, -52006},       {EINVAL, -52005},     {ENFILE, -52000},  {EMFILE, -52000},
+        {ENOTTY, -52002},   {ENOSPC, -52012},       {EROFS, -52026},      {EPIPE, -52024},   {EDEADLK, -52015},
+        {ENOLCK, -52015},   {EIDRM, -52020},        {EBADMSG, -52024},    {EOVERFLOW, -52012}, {ENOTSUP, -52002},
+        {EADDRINUSE, -52013}, {ECONNABORTED, -52023}, {ECONNRESET, -52025}, {ENOBUFS, -52019}, {ETIMEDOUT, -52007},
+        {EALREADY, -52011}, {EINPROGRESS, -52011},  {EOWNERDEAD, -52014}};
+    const auto found = kMeanings.find(error);
+    return found == kMeanings.end() ? kOsFault : found->second;
+}
+
+ifreq requestFor(const std::string& interface) {
+    ifreq request{};
+    std::strncpy(request.ifr_name, interface.c_str(), IFNAMSIZ - 1);
+    return request;
+}
+
+int clockOf(int fd) { return (~fd << 3) | 3; }
+
+/// A new code into a record that holds `status`: the first error stays, a warning gives way to an error only.
+void merge(std::int32_t& status, std::int32_t code) {
+    if (code != 0 && (status == 0 || (status > 0 && code < 0))) status = code;
+}
+
+}  // namespace
+
+std::string Caller::errorText() const { return std::strerror(error); }
+
+void fail(std::int32_t code, std::string_view constant, std::string_view file, int line, std::string_view message) {
+    throw Error{code, "{\"error_constant\":" + quoted(constant) + ",\"file\":" + quoted(file) +
+                          ",\"line\":" + std::to_string(line) +
+                          ",\"component\":\"halvexTimekeeper\",\"zuhalvexTimekeeper_debug\":{\"errorInfo\":" +
+                          quoted(message) + "}}"};
+}
+
+void failForeign(std::string_view what) {
+    throw Error{-52003, "{\"error_constant\":\"zuplaterr_softwareFaultPLATInternalUseOnly\","
+                        "\"file\":\"zuerr/tools/exception_errStatus\",\"line\":69,\"component\":\"halvexTimekeeper\","
+                        "\"std_exception_what\":" + quoted(what) + "}"};
+}
+
+// --- I210 -----------------------------------------------------------------------------------------------------------
+
+I210Account::I210Account(Caller& caller, std::string interfaceName) : interface(std::move(interfaceName)) {
+    path_ = "/dev/ptp" + std::to_string(findIndex(caller));
+    open(caller);
+}
+
+int I210Account::findIndex(Caller& caller) const {
+    const long fd = caller.take(caller.world.socket(1, 2, 0));
+    if (fd < 0) {
+        fail(kCommunications, "zuplaterr_communicationsFault", kHelpers, 53,
+             "Failed to open socket while querying phc index for " + interface + ". Got error " + caller.errorText());
+    }
+    ethtool_ts_info information{};
+    information.cmd = 0x41;
+    ifreq request = requestFor(interface);
+    request.ifr_data = reinterpret_cast<char*>(&information);
+    ioctl(caller, static_cast<int>(fd), 0x8946, &request, "Failed to execute SIOCETHTOOL ioctl for interface " + interface + ".");
+    caller.take(caller.world.close(static_cast<int>(fd)));
+    if (information.phc_index < 0) {
+        fail(kUnsupported, "zuplaterr_featureUnsupported", kHelpers, 148, interface + " does not have a valid phc index.");
+    }
+    return information.phc_index;
+}
+
+/// A failed request closes the descriptor first and tells errno as the close leaves it.
+void I210Account::ioctl(Caller& caller, int fd, unsigned long request, void* argument, std::string_view context) const {
+    if (caller.take(caller.world.ioctl(fd, request, argument)) >= 0) return;
+    caller.take(caller.world.close(fd));
+    fail(kCommunications, "zuplaterr_communicationsFault", kHelpers, 28,
+         std::string(context) + "Got error " + caller.errorText());
+}
+
+void I210Account::setPin(Caller& caller, std::uint32_t function) const {
+    ptp_pin_desc pin{};
+    pin.func = function;
+    ioctl(caller, fd_, 0x40603D07, &pin, "Couldn't call PTP_PIN_SETFUNC on " + interface + ".");
+}
+
+void I210Account::open(Caller& caller) {
+    fd_ = static_cast<int>(caller.take(caller.world.open(path_.c_str(), 2)));
+    if (fd_ < 0) {
+        fail(kCommunications, "zuplaterr_communicationsFault", kHelpers, 40,
+             "Couldn't open session to device " + path_ + ". Got error " + caller.errorText());
+    }
+    ptp_clock_caps capabilities{};
+    ioctl(caller, fd_, 0x80503D01, &capabilities, "Couldn't call PTP_CLOCK_GETCAPS " + interface + ".");
+    if (capabilities.n_ext_ts <= 0 || capabilities.n_per_out <= 0 || capabilities.n_pins < 4) {
+        fail(kUnsupported, "zuplaterr_featureUnsupported", "i210EpochDevice", 167,
+             interface + " doesn't support PTP properly (external event time stamping capability).");
+    }
+    setPin(caller, 0);
+    if (caller.take(caller.world.adjustClock(clockOf(fd_), 2, 0, 0, 0)) < 0) {
+        fail(kCommunications, "zuplaterr_communicationsFault", kHelpers, 65,
+             "Failed to adjust the frequency on " + interface + ".Got error " + caller.errorText());
+    }
+}
+
+void I210Account::release(Caller& caller) {
+    try {
+        setPin(caller, 0);
+    } catch (const Error&) {
+    }
+    if (fd_ > 0) {
+        caller.take(caller.world.close(fd_));
+        fd_ = -1;
+    }
+}
+
+void I210Account::reinitialize(Caller& caller) {
+    release(caller);
+    open(caller);
+}
+
+bool I210Account::isEnabled(Caller& caller) const {
+    const int fd = static_cast<int>(caller.take(caller.world.socket(1, 2, 0)));
+    if (fd < 0) {
+        fail(kCommunications, "zuplaterr_communicationsFault", kHelpers, 53,
+             "Failed to open socket while checking if " + interface + " is enabled. Got error " + caller.errorText());
+    }
+    ifreq request = requestFor(interface);
+    ioctl(caller, fd, 0x8913, &request, "Failed to execute SIOCGIFFLAGS ioctl for interface " + interface + ".");
+    caller.take(caller.world.close(fd));
+    return (request.ifr_flags & 1) != 0;
+}
+
+bool I210Account::hasBeenAligned(Caller& caller) {
+    if (!isEnabled(caller)) {
+        flag = true;
+        return false;
+    }
+    return flag;
+}
+
+/// Whether an event came in time.
+bool I210Account::waitFor(Caller& caller, long seconds) const {
+    const bool canBeWatched = fd_ >= 0;  // what the kernel says to a negative one is EBADF
+    if (!canBeWatched) caller.error = EBADF;
+    const long ready = canBeWatched ? caller.take(caller.world.select(fd_ + 1, true, seconds, 0)) : -1;
+    if (ready < 0) {
+        fail(kCommunications, "zuplaterr_communicationsFault", kHelpers, 97,
+             "Failed to monitor " + interface + ". Got error " + caller.errorText());
+    }
+    return ready > 0;
+}
+
+std::uint64_t I210Account::readEvent(Caller& caller) const {
+    ptp_extts_event event{};
+    if (caller.take(caller.world.read(fd_, &event, sizeof event)) != 32) {
+        fail(kCommunications, "zuplaterr_communicationsFault", kHelpers, 124,
+             "Failed to get time stamp on " + interface + ". Got error " + caller.errorText());
+    }
+    return static_cast<std::uint64_t>(event.t.sec) * kNsPerSecond + event.t.nsec;
+}
+
+void I210Account::arm(Caller& caller) {
+    while (waitFor(caller, 0)) readEvent(caller);
+    setPin(caller, 0);
+    setPin(caller, 1);
+    ptp_extts_request request{};
+    request.flags = 3;
+    ioctl(caller, fd_, 0x40103D02, &request, "Unable to submit PTP_EXTTS_REQUEST on " + interface + ".");
+}
+
+std::uint64_t I210Account::getEpochTimestamp(Caller& caller) {
+    if (!waitFor(caller, 1)) {
+        fail(kTimedOut, "zuplaterr_operationTimedOut", kHelpers, 107, "Timed out while getting time from " + interface);
+    }
+    const std::uint64_t time = readEvent(caller);
+    setPin(caller, 0);
+    return time;
+}
+
+void I210Account::adjustTime(Caller& caller, std::int64_t offsetNs) const {
+    std::int64_t seconds = offsetNs / kNsPerSecond;
+    std::int64_t fraction = offsetNs % kNsPerSecond;
+    if (fraction < 0) {
+        --seconds;
+        fraction += kNsPerSecond;
+    }
+    if (caller.take(caller.world.adjustClock(clockOf(fd_), 0x2100, 0, seconds, fraction)) < 0) {
+        fail(kCommunications, "zuplaterr_communicationsFault", kHelpers, 65,
+             "Could not adjust time on " + interface + ".Got error " + caller.errorText());
+    }
+}
+
+// --- Drivers --------------------------------------------------------------------------------------------------------
+
+DriverAccount::DriverAccount(std::string deviceName, std::string unit, const char* identifier, std::string noneText,
+                             Lines lines)
+    : device(std::move(deviceName)), file(std::move(unit)), identifier_(identifier), noneText_(std::move(noneText)), lines_(lines) {}
+
+void DriverAccount::check(std::int32_t status, const char* failureText, int line) const {
+    if (status < 0) fail(status, "status.getCode()", file, line, failureText + device);
+}
+
+void DriverAccount::close(Caller& caller) {
+    if (fd_ == -1) return;
+    caller.take(caller.world.close(fd_));
+    fd_ = -1;
+}
+
+std::string DriverAccount::readPath(Caller& caller, const std::string& directory, std::int32_t& status) const {
+    int stream = -1;
+    for (int attempt = 0; attempt < 10 && stream < 0; ++attempt) {
+        stream = static_cast<int>(caller.take(caller.world.openStream((directory + "/interfacePath").c_str(), "re")));
+    }
+    if (stream < 0) return merge(status, kNotFound), "";
+    std::string content;
+    const Answer answer = caller.world.readStream(stream, content);
+    caller.take(answer);
+    caller.take(caller.world.closeStream(stream));
+    if (answer.error != 0) return merge(status, kCommunications), "";
+    if (content.size() > 255) return merge(status, -52019), "";
+    return content;
+}
+
+void DriverAccount::load(Caller& caller) {
+    std::int32_t status = 0;
+    try {
+        std::string found;
+        const std::string pattern = "/proc/driver/zu/*/deviceInterfaces/" + std::string(identifier_) + "\\\\*";
+        const long result = caller.take(caller.world.glob(pattern.c_str(), 8192, found));
+        if (result != 0 && result != 3) merge(status, -52003);
+        check(status, "Unable to load ", lines_.enumerate);
+        if (result == 3) fail(kNotFound, "zuplaterr_resourceNotFound", file, lines_.none, noneText_);
+        const std::string path = readPath(caller, found, status);
+        check(status, "Unable to load ", lines_.path);
+        fd_ = static_cast<int>(caller.take(caller.world.open(path.c_str(), 02000002)));
+        if (fd_ == -1) merge(status, platformCode(caller.error));
+        check(status, "Unable to load ", lines_.open);
+    } catch (const Error&) {
+        caller.world.globfree();
+        throw;
+    }
+}
+
+bool DriverAccount::call(Caller& caller, std::uint32_t request, std::optional<std::uint64_t> argument, std::uint64_t* result,
+                         std::int32_t& status) {
+    struct { std::uint64_t value; std::int32_t code; std::int32_t padding; } in{argument.value_or(0), status, 0}, out{};
+    struct { std::uint64_t in, out; std::uint32_t inSize, outSize; std::uint64_t returned; } block{};
+    block.in = reinterpret_cast<std::uint64_t>(argument ? static_cast<void*>(&in) : &in.code);
+    block.inSize = argument ? 16 : 4;
+    block.out = reinterpret_cast<std::uint64_t>(result != nullptr ? static_cast<void*>(&out) : &out.code);
+    block.outSize = result != nullptr ? 16 : 4;
+    if (caller.take(caller.world.ioctl(fd_, request, &block)) == -1) {
+        merge(status, platformCode(caller.error));
+        return false;
+    }
+    merge(status, out.code);
+    if (result != nullptr) *result = out.value;
+    return true;
+}
+
+// --- FPGA -----------------------------------------------------------------------------------------------------------
+
+FpgaAccount::FpgaAccount(Caller& caller)
+    : driver_("fpgaEpochDevice", "fpgaEpochDevice", "nZUHORLIXFPGA000_HorlixFpga",
+              "fpgaEpochDevice: no matching time sync FPGA interface was found.", {66, 71, 78, 81}) {
+    try {
+        load(caller);
+    } catch (const Error&) {
+        driver_.close(caller);
+        throw;
+    }
+}
+
+void FpgaAccount::load(Caller& caller) {
+    driver_.load(caller);
+    try {
+        if (isEnabled(caller)) reset(caller);
+    } catch (const Error&) {
+        caller.world.globfree();
+        throw;
+    }
+    caller.world.globfree();
+}
+
+void FpgaAccount::release(Caller& caller) {
+    try {
+        if (isEnabled(caller)) reset(caller);
+    } catch (const Error&) {
+        throw ProcessEnds{};
+    }
+    driver_.close(caller);
+}
+
+void FpgaAccount::reinitialize(Caller& caller) {
+    driver_.close(caller);
+    load(caller);
+}
+
+std::uint64_t FpgaAccount::getTime(Caller& caller) {
+    std::int32_t status = 0;
+    std::uint64_t time = 0;
+    driver_.call(caller, 0xC0207504, std::nullopt, &time, status);
+    driver_.check(status, "Unable to get time from ", 118);
+    return time;
+}
+
+bool FpgaAccount::isEnabled(Caller& caller) {
+    try {
+        return getTime(caller) != 0;
+    } catch (const Error& error) {
+        if (error.code != kNotFound) throw;
+        return false;
+    }
+}
+
+void FpgaAccount::setStatusInfo(Caller& caller, const unsigned char (&record)[19], const char* failureText, int line) {
+    std::int32_t status = 0;
+    driver_.call(caller, 0xC0207502, reinterpret_cast<std::uint64_t>(&record), nullptr, status);
+    driver_.check(status, failureText, line);
+}
+
+void FpgaAccount::requestAlignment(Caller& caller, const char* failureText, int line) {
+    std::int32_t status = 0;
+    driver_.call(caller, 0xC0207501, 4'000'000'000, nullptr, status);
+    driver_.check(status, failureText, line);
+}
+
+void FpgaAccount::reset(Caller& caller) {
+    const unsigned char record[19] = {19};
+    setStatusInfo(caller, record, "Unable to reset status info on ", 97);
+    requestAlignment(caller, "Unable to reset status info on ", 100);
+}
+
+void FpgaAccount::arm(Caller& caller) {
+    std::int32_t status = 0;
+    driver_.call(caller, 0xC0207505, std::nullopt, &lastEpochNs_, status);
+    driver_.check(status, "Unable to get epoch timestamp from ", 159);
+}
+
+std::uint64_t FpgaAccount::getEpochTimestamp(Caller& caller) {
+    for (int reading = 0; reading < 101; ++reading) {
+        std::int32_t status = 0;
+        std::uint64_t time = 0;
+        driver_.call(caller, 0xC0207505, std::nullopt, &time, status);
+        driver_.check(status, "Unable to get epoch timestamp from ", 171);
+        if (time != lastEpochNs_) return time;
+        caller.take(caller.world.sleep(0, 10'000'000));
+    }
+    fail(kTimedOut, "zuplaterr_operationTimedOut", "fpgaEpochDevice", 181, "Did not see the epoch signal on fpgaEpochDevice");
+}
+
+void FpgaAccount::adjustTime(Caller& caller, std::int64_t offsetNs) {
+    std::int32_t status = 0;
+    driver_.call(caller, 0xC0207500, static_cast<std::uint64_t>(offsetNs), nullptr, status);
+    driver_.check(status, "Unable to adjust time on ", 127);
+}
+
+bool FpgaAccount::hasBeenAligned(Caller& caller) {
+    if (!isEnabled(caller)) {
+        flag = true;
+        return false;
+    }
+    unsigned char state[8] = {8};
+    std::int32_t status = 0;
+    driver_.call(caller, 0xC0207503, reinterpret_cast<std::uint64_t>(state), nullptr, status);
+    driver_.check(status, "Unable to check running bit on ", 238);
+    if (state[4] == 0) {
+        requestAlignment(caller, "Unable to request epoch alignment on ", 246);
+        flag = true;
+    }
+    return flag;
+}
+
+void FpgaAccount::applyMetadata(Caller& caller, bool isPtp) {
+    if (!isEnabled(caller)) return;
+    unsigned char record[19] = {19};
+    record[4] = flag ? 0 : 1;
+    record[5] = isPtp ? 2 : 1;
+    if (isPtp) {
+        record[9] = 250;
+        record[13] = 1;
+        record[14] = 37;
+        record[18] = 1;
+    }
+    setStatusInfo(caller, record, "Unable to set status on ", 219);
+}
+
+// --- Ferrox ---------------------------------------------------------------------------------------------------------
+
+FerroxAccount::FerroxAccount(Caller& caller)
+    : driver_("FerroxEpochDevice", "ferroxEpochDevice", "nZUHORLIXFERROX000_HorlixFerrox",
+              "No matching Ferrox time sync interface was found.", {44, 49, 56, 59}) {
+    driver_.load(caller);
+    caller.world.globfree();
+}
+
+std::uint64_t FerroxAccount::getTime(Caller& caller) {
+    std::int32_t status = 0;
+    std::uint64_t time = 0;
+    driver_.call(caller, 0x80207500, std::nullopt, &time, status);
+    driver_.check(status, "Unable to get time from ", 83);
+    return time;
+}
+
+void FerroxAccount::adjustTime(Caller& caller, std::int64_t offsetNs) {
+    std::int32_t status = 0;
+    driver_.call(caller, 0xC0207503, static_cast<std::uint64_t>(offsetNs), nullptr, status);
+    driver_.check(status, "Unable to adjust time on ", 92);
+}
+
+std::uint64_t FerroxAccount::generateEpoch(Caller& caller) {
+    std::int32_t status = 0;
+    std::uint64_t time = 0;
+    driver_.call(caller, 0xC0207501, std::nullopt, nullptr, status);
+    driver_.check(status, "Unable to generate epoch from ", 106);
+    driver_.call(caller, 0x80207502, std::nullopt, &time, status);
+    driver_.check(status, "Unable to generate epoch from ", 110);
+    return time;
+}
+
+// --- System clock ---------------------------------------------------------------------------------------------------
+
+SystemClockAccount::SystemClockAccount(Caller& caller, const std::string& source) {
+    std::vector<std::string> words{"phc2sys", "-O", "0", "-l", "4", "-c", "CLOCK_REALTIME", "-F", "0.000001", "-s", source};
+    std::vector<char*> arguments;
+    for (std::string& word : words) arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+    const Answer answer = caller.world.spawn(pid_, "/usr/local/tarnesk/share/Horlix/TimeKeepers/phc2sys", arguments.data());
+    if (caller.take(answer) == 0) return;
+    const std::string number = std::to_string(caller.error);
+    fail(kOsFault, "zuplaterr_osFault", "spawnPhc2Sys", 58,
+         "[ SpawnPhc2Sys ] When spawning phc2sys got error: " + number + " - " + number);
+}
+
+void SystemClockAccount::release(Caller& caller) const { caller.take(caller.world.kill(pid_, 9)); }
+
+std::uint64_t SystemClockAccount::getTime(Caller& caller) const {
+    std::int64_t seconds = 0;
+    std::int64_t fraction = 0;
+    if (caller.take(caller.world.readClock(0, seconds, fraction)) < 0) {
+        fail(kOsFault, "zuplaterr_osFault", "systemTimeClock", 47,
+             "Error " + std::to_string(caller.error) + " while getting system time");
+    }
+    return static_cast<std::uint64_t>(seconds) * kNsPerSecond + static_cast<std::uint64_t>(fraction);
+}
+
+void SystemClockAccount::adjustTime(Caller& caller, std::int64_t offsetNs) const {
+    const std::uint64_t target = getTime(caller) + static_cast<std::uint64_t>(offsetNs);
+    const Answer answer = caller.world.setClock(0, static_cast<std::int64_t>(target / kNsPerSecond),
+                                                static_cast<std::int64_t>(target % kNsPerSecond));
+    if (caller.take(answer) < 0) {
+        fail(kOsFault, "zuplaterr_osFault", "systemTimeClock", 78,
+             "Error " + std::to_string(caller.error) + " while setting system time");
+    }
+}
+
+// --- Oscillator -----------------------------------------------------------------------------------------------------
+
+OscillatorAccount::OscillatorAccount(Caller& caller) : directory_(findDirectory(caller)) {
+    const std::string namePath = directory_ + "name";
+    const int fd = openFile(caller, namePath, 0);
+    char name[128] = {};
+    if (caller.take(caller.world.read(fd, name, sizeof name)) < 0) {
+        const std::string text = caller.errorText();
+        caller.take(caller.world.close(fd));
+        fail(kCommunications, "zuplaterr_communicationsFault", "fileWrapper", 62,
+             "Error reading file: " + namePath + ". Error: " + text);
+    }
+    caller.take(caller.world.close(fd));
+    fd_ = openFile(caller, directory_ + "ppb_offset", 2);
+}
+
+std::string OscillatorAccount::findDirectory(Caller& caller) {
+    const std::string path = "/sys/bus/i2c/drivers/si514";
+    const long directory = caller.take(caller.world.openDirectory(path.c_str()));
+    if (directory < 0) {
+        fail(kNotFound, "zuplaterr_resourceNotFound", "si514FreqSteeringDevice", 102,
+             "si514: unable to open handle to directory: " + path + ". Errno: " + caller.errorText());
+    }
+    std::string found;
+    int error = 0;
+    while (const auto entry = caller.world.readDirectory(static_cast<int>(directory), error)) {
+        if (entry->name != "0-0055") continue;  // the first client of this world's listing
+        found = path + "/" + entry->name + "/";
+        break;
+    }
+    if (error != 0) caller.error = error;
+    caller.take(caller.world.closeDirectory(static_cast<int>(directory)));
+    if (found.empty()) {
+        fail(kNotFound, "zuplaterr_resourceNotFound", "si514FreqSteeringDevice", 140,
+             "si514: unable to find si514 module on the system.");
+    }
+    caller.world.syslog(3, "smbusPath: " + found);
+    return found;
+}
+
+int OscillatorAccount::openFile(Caller& caller, const std::string& path, int flags) {
+    const long fd = caller.take(caller.world.open(path.c_str(), flags));
+    if (fd < 0) {
+        fail(kNotFound, "zuplaterr_resourceNotFound", "fileWrapper", 20,
+             "Failed to open: " + path + ". Error: " + caller.errorText());
+    }
+    return static_cast<int>(fd);
+}
+
+void OscillatorAccount::seek(Caller& caller) const {
+    if (caller.take(caller.world.seek(fd_, 0)) == 0) return;
+    fail(kCommunications, "zuplaterr_communicationsFault", "fileWrapper", 44,
+         "Error resetting offset in file: " + directory_ + "ppb_offset. Error: " + caller.errorText());
+}
+
+std::int32_t OscillatorAccount::getCorrection(Caller& caller) const {
+    char text[33] = {};
+    seek(caller);
+    if (caller.take(caller.world.read(fd_, text, 32)) < 0) {
+        fail(kCommunications, "zuplaterr_communicationsFault", "fileWrapper", 62,
+             "Error reading file: " + directory_ + "ppb_offset. Error: " + caller.errorText());
+    }
+    char* end = nullptr;
+    const double value = std::strtod(text, &end);  // the sweeps run in the C locale
+    if (end == text) failForeign("stod");
+    return static_cast<std::int32_t>(std::round(value));
+}
+
+void OscillatorAccount::setCorrection(Caller& caller, std::int32_t ppb) const {
+    if (ppb < -62000 || ppb > 62000) {
+        fail(-52005, "zuplaterr_invalidParameter", "si514FreqSteeringDevice", 77,
+             "si514: requested ppb value " + std::to_string(ppb) + " is beyond the supported range: [62000, -62000]");
+    }
+    const std::string text = std::to_string(static_cast<double>(ppb));
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        seek(caller);
+        const long count = caller.take(caller.world.write(fd_, text.data(), text.size()));
+        if (count == static_cast<long>(text.size())) return;
+    }
+    fail(kCommunications, "zuplaterr_communicationsFault", "fileWrapper", 106,
+         "Error writing file: " + directory_ + "ppb_offset. Error: " + caller.errorText());
+}
+
+}  // namespace faults

@@ -1,0 +1,195 @@
+// Refuses every allocation of the library's own, one at a time and from one on, through every export: the host is told of the
+// lack of memory or of the error there was, loses members of a text at most, and nothing stays behind.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <iostream>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <set>
+#include <sstream>
+#include <utility>
+
+#include "tests/faults/allocationFaults.h"
+#include "tests/faults/figures.h"
+#include "tests/faults/library.h"
+#include "tests/faults/story.h"
+
+namespace faults {
+namespace {
+
+constexpr std::int32_t kMemoryFull = -52000;
+constexpr std::int32_t kNotInitialized = -52010;
+constexpr std::int32_t kUnparsable = -52005;  // what cJSON answers, without a reason, when it is memory that it lacks
+constexpr const char* kMemoryFullText =
+    R"({"error_constant":"zuplaterr_memoryFull","file":"zuerr/tools/exception_errStatus","line":62,)"
+    R"("component":"halvexTimekeeper","std_exception_what":"std::bad_alloc"})";
+
+/// What one export told the host.
+struct Result {
+    std::string name;
+    std::int32_t code;
+    std::string json;
+};
+
+std::optional<Result> parseResult(const std::string& line) {
+    if (!line.starts_with("zuqxmtk_") || line.find(" code ") == std::string::npos) return std::nullopt;
+    std::istringstream words(line);
+    Result result;
+    std::string ignored;
+    words >> result.name >> ignored >> result.code >> std::ws;
+    std::getline(words, result.json);
+    const auto end = result.json.rfind('}');
+    result.json = end == std::string::npos ? "" : result.json.substr(0, end + 1);
+    return result;
+}
+
+/// The members of `text`, in their order, are among those of `whole` in theirs: what may be lost is members.
+bool isPartOf(const std::string& text, const std::string& whole) {
+    const auto part = nlohmann::ordered_json::parse(text);
+    const auto all = nlohmann::ordered_json::parse(whole);
+    auto place = all.begin();
+    for (const auto& [key, value] : part.items()) {
+        while (place != all.end() && place.key() != key) ++place;
+        if (place == all.end()) return false;
+        const bool isSame = *place == value || (value.is_object() && value.empty());
+        if (!isSame) return false;
+        ++place;
+    }
+    return true;
+}
+
+struct Shortage {
+    long position;
+    bool forEver;
+};
+
+class AllocationSweep : public testing::Test {
+protected:
+    /// `errors` are the codes that the story itself can lead to, besides the lack of memory. With `fault` the world fails too.
+    void sweep(const Story& story, std::set<std::int32_t> errors, const FaultPlan& fault = {}) {
+        story_ = &story;
+        errors_ = std::move(errors);
+        fault_ = fault;
+        run({0, false});
+        for (Shortage shortage{1, false};; ++shortage.position) {
+            for (const bool forEver : {false, true}) {
+                shortage.forEver = forEver;
+                run(shortage);
+                if (HasFailure()) return;
+            }
+            if (counted_ < shortage.position) break;
+        }
+        std::cout << story.name << ": " << runs_ << " runs without memory, " << mostCounted_ << " allocations\n";
+    }
+
+private:
+    void run(const Shortage& shortage) {
+        ++runs_;
+        ++figures().allocationRuns;
+        World world;
+        {
+            Library library(world);
+            refuseAllocation(0, false);
+            story_->before(library, world);
+            world.note("--- swept");
+            world.arm(fault_);
+            refuseAllocation(shortage.position, shortage.forEver);
+            story_->swept(library, world);
+            allowAllocations();
+            counted_ = countLibraryAllocations();
+            mostCounted_ = std::max(mostCounted_, counted_);
+            world.disarm();
+            world.note("--- after");
+            story_->after(library, world);
+        }
+        const long live = countLiveAllocations();
+        forgetAllocations();
+        SCOPED_TRACE(story_->name + ", allocation " + std::to_string(shortage.position) +
+                     (shortage.forEver ? ", for ever" : ", once"));
+        EXPECT_EQ(live, 0) << "allocations are left";
+        judge(world.journal(), shortage);
+        if (HasFailure()) ++figures().wrong;
+    }
+
+    void judge(const std::vector<std::string>& journal, const Shortage& shortage) const {
+        const auto swept = std::find(journal.begin(), journal.end(), "--- swept");
+        const auto after = std::find(journal.begin(), journal.end(), "--- after");
+        for (auto line = swept; line != after; ++line) {
+            if (const auto result = parseResult(*line)) judgeSwept(*result, *line, shortage);
+        }
+        bool mayTellOfTheThread = true;  // the first call afterwards is told what the monitoring thread met
+        bool isInitialized = false;
+        for (auto line = after; line != journal.end(); ++line) {
+            isInitialized = isInitialized || line->starts_with("zuqxmtk_initialize code 0");
+            const auto result = parseResult(*line);
+            if (!result) continue;
+            if (std::exchange(mayTellOfTheThread, false)) {
+                judgeSwept(*result, *line, shortage);
+            } else {
+                EXPECT_TRUE(result->code == 0 || isLastCallAfterFinalize(journal, line)) << *line;
+            }
+        }
+    }
+
+    static bool isLastCallAfterFinalize(const std::vector<std::string>& journal, std::vector<std::string>::const_iterator line) {
+        const auto result = parseResult(*line);
+        return result->code == kNotInitialized && std::find(journal.begin(), line, "zuqxmtk_finalize") != line;
+    }
+
+    void judgeSwept(const Result& result, const std::string& line, const Shortage& shortage) const {
+        if (result.code == 0) return;
+        const bool isShortage = result.code == kMemoryFull;
+        EXPECT_TRUE(isShortage || errors_.contains(result.code)) << line;
+        if (isShortage && !shortage.forEver) {
+            EXPECT_EQ(result.json, kMemoryFullText);
+        } else if (isShortage && !result.json.empty()) {
+            EXPECT_TRUE(isPartOf(result.json, kMemoryFullText)) << line;
+        } else if (!result.json.empty()) {
+            EXPECT_TRUE(nlohmann::json::accept(result.json)) << line;
+        }
+    }
+
+    const Story* story_ = nullptr;
+    std::set<std::int32_t> errors_;
+    FaultPlan fault_;
+    long counted_ = 0;
+    long mostCounted_ = 0;
+    long runs_ = 0;
+};
+
+TEST_F(AllocationSweep, InitializeReportsMemoryFullAndSucceedsTheSecondTime) {
+    sweep(storyNamed("initialize"), {kNotInitialized});
+}
+TEST_F(AllocationSweep, SnapTimeAndItsAlignmentLoseNothingButMemory) { sweep(storyNamed("snapTime"), {kUnparsable}); }
+TEST_F(AllocationSweep, AServicePassThatAlignsAgainLosesNothingButMemory) {
+    sweep(storyNamed("service of a returning I210"), {kUnparsable});
+    sweep(storyNamed("service of a stopped FPGA"), {kUnparsable});
+}
+TEST_F(AllocationSweep, MetadataThatCannotBeParsedForLackOfMemoryIsRefused) { sweep(storyNamed("metadata"), {kUnparsable}); }
+TEST_F(AllocationSweep, TheCorrectionCallsKeepTheCodeOfTheirError) { sweep(storyNamed("steering"), {-52005}); }
+TEST_F(AllocationSweep, GetTimeAllocatesNothing) { sweep(storyNamed("getTime"), {}); }
+TEST_F(AllocationSweep, FinalizeSucceedsWithoutMemory) { sweep(storyNamed("finalize"), {kNotInitialized, kMemoryFull, kUnparsable}); }
+
+TEST_F(AllocationSweep, AnErrorOfADeviceKeepsItsCodeWhenItsTextDoesNotFit) {
+    sweep(storyNamed("getTime"), {-52024}, {1, {EIO, std::nullopt, 0}, true});
+    sweep(storyNamed("idle service"), {-52024, kUnparsable}, {3, {EIO, std::nullopt, 0}, false});
+    sweep(storyNamed("snapTime"), {-52024, kUnparsable}, {8, {EIO, std::nullopt, 0}, false});
+}
+
+TEST_F(AllocationSweep, ACallBeforeInitializationKeepsItsCode) {
+    const Story story{"not initialized", [](Subject&, World&) {},
+                      [](Subject& subject, World&) {
+                          subject.getTime();
+                          subject.snapTime(200);
+                          subject.setCorrection(1);
+                          subject.getCorrection();
+                          subject.applyMetaData(true);
+                      },
+                      [](Subject& subject, World&) { subject.finalize(); }};
+    sweep(story, {kNotInitialized});
+}
+
+}  // namespace
+}  // namespace faults

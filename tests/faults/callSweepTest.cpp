@@ -1,0 +1,171 @@
+// Fails every operating-system call of every story in every plausible way, once and for ever, and compares what the library
+// did with what it had to do: calls, messages, log lines, results, and what is left open.
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <iostream>
+
+#include "tests/faults/account.h"
+#include "tests/faults/catalog.h"
+#include "tests/faults/figures.h"
+#include "tests/faults/interposition.h"
+#include "tests/faults/library.h"
+#include "tests/faults/story.h"
+
+namespace faults {
+namespace {
+
+using Journal = std::vector<std::string>;
+
+/// What a run came to: its journal up to its end, or up to the end of the process.
+struct Expected {
+    Journal journal;
+    bool endsProcess = false;
+    std::optional<World::Met> met;
+};
+
+void tell(const Story& story, const FaultPlan& plan, World& world, Subject& subject) {
+    story.before(subject, world);
+    world.note("--- swept: " + story.name);
+    world.arm(plan);
+    story.swept(subject, world);
+    world.disarm();
+    story.after(subject, world);
+    world.noteWhatIsLeft();
+}
+
+Expected expect(const Story& story, const FaultPlan& plan) {
+    World world;
+    Account account(world);
+    Expected expected;
+    try {
+        tell(story, plan, world, account);
+    } catch (const ProcessEnds&) {
+        expected.endsProcess = true;
+    }
+    expected.journal = world.journal();
+    expected.met = world.met();
+    return expected;
+}
+
+/// Where two journals part, with what led there.
+std::string difference(const Journal& expected, const Journal& seen) {
+    const auto [e, s] = std::mismatch(expected.begin(), expected.end(), seen.begin(), seen.end());
+    if (e == expected.end() && s == seen.end()) return "";
+    std::string text;
+    const auto from = s - std::min<std::ptrdiff_t>(6, s - seen.begin());
+    for (auto line = from; line != s; ++line) text += "    " + *line + '\n';
+    text += "  expected: " + (e != expected.end() ? *e : "(the end)") + '\n';
+    text += "  seen:     " + (s != seen.end() ? *s : "(the end)") + '\n';
+    return text;
+}
+
+const World* worldOfChild = nullptr;
+const Expected* expectedOfChild = nullptr;
+constexpr int kEndedAsExpected = 77;
+constexpr int kEndedOtherwise = 78;
+constexpr int kWentOn = 79;
+
+[[noreturn]] void judgeTheEnd() {
+    answerFrom(nullptr);
+    const std::string text = difference(expectedOfChild->journal, worldOfChild->journal());
+    std::cerr << text << std::flush;
+    _exit(text.empty() ? kEndedAsExpected : kEndedOtherwise);
+}
+
+/// The library in a process of its own, which must end by std::terminate after exactly the expected calls.
+std::string runInChild(const Story& story, const FaultPlan& plan, const Expected& expected) {
+    const pid_t child = fork();
+    if (child == 0) {
+        World world;
+        worldOfChild = &world;
+        expectedOfChild = &expected;
+        std::set_terminate(judgeTheEnd);
+        alarm(20);
+        Library library(world);
+        tell(story, plan, world, library);
+        _exit(kWentOn);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (WIFEXITED(status) && WEXITSTATUS(status) == kEndedAsExpected) return "";
+    return "  the process was to end in std::terminate; wait status " + std::to_string(status) + '\n';
+}
+
+std::string runHere(const Story& story, const FaultPlan& plan, const Expected& expected) {
+    World world;
+    {
+        Library library(world);
+        tell(story, plan, world, library);
+    }
+    return difference(expected.journal, world.journal());
+}
+
+bool hasEverHung(const Call call) { return call == Call::wait; }  // for ever, the thread would never rest again
+
+class CallSweep : public testing::Test {
+protected:
+    void sweep(const std::string& name) {
+        const Story& story = storyNamed(name);
+        long position = 1;
+        for (;; ++position) {
+            const Expected unharmed = expect(story, {position, {}, false});
+            if (!unharmed.met) break;
+            const Call call = unharmed.met->call;
+            for (const Outcome& outcome : outcomesOf(call, unharmed.met->isDriver)) {
+                run(story, {position, outcome, false});
+                if (!hasEverHung(call)) run(story, {position, outcome, true});
+                if (wrong_ > 5) FAIL() << "too many are wrong to go on";
+            }
+        }
+        run(story, {position, {}, false});  // and once without a fault
+        figures().positions += position - 1;
+        std::cout << name << ": " << runs_ << " runs at " << position - 1 << " positions, " << wrong_ << " wrong\n";
+    }
+
+private:
+    void run(const Story& story, const FaultPlan& plan) {
+        ++runs_;
+        ++figures().runs;
+        const Expected expected = expect(story, plan);
+        if (expected.endsProcess) ++figures().processEnds;
+        const std::string text =
+            expected.endsProcess ? runInChild(story, plan, expected) : runHere(story, plan, expected);
+        if (text.empty()) return;
+        ++wrong_;
+        ++figures().wrong;
+        ADD_FAILURE() << story.name << ", call " << plan.position << ", " << plan.outcome.describe()
+                      << (plan.forEver ? ", for ever\n" : ", once\n") << text;
+    }
+
+    long runs_ = 0;
+    long wrong_ = 0;
+};
+
+TEST_F(CallSweep, InitializeReportsEveryFaultAndCanBeTriedAgain) { sweep("initialize"); }
+TEST_F(CallSweep, SnapTimeAndItsAlignmentReportEveryFault) { sweep("snapTime"); }
+TEST_F(CallSweep, ASecondSnapTimeReportsTheFaultsOfTheFirst) { sweep("snapTime twice"); }
+TEST_F(CallSweep, AnIdleServicePassReportsEveryFaultToTheNextCall) { sweep("idle service"); }
+TEST_F(CallSweep, AServicePassThatAlignsAnI210AgainReportsEveryFault) { sweep("service of a returning I210"); }
+TEST_F(CallSweep, AServicePassThatAlignsTheFpgaAgainReportsEveryFault) { sweep("service of a stopped FPGA"); }
+TEST_F(CallSweep, MetadataThatTheFpgaDoesNotTakeIsReported) { sweep("metadata"); }
+TEST_F(CallSweep, TheCorrectionCallsReportEveryFault) { sweep("steering"); }
+TEST_F(CallSweep, GetTimeReportsEveryFault) { sweep("getTime"); }
+TEST_F(CallSweep, FinalizeEndsTheProcessOrLeavesNothingBehind) { sweep("finalize"); }
+
+TEST(CallSweepItself, NoticesACallThatIsMissingAndAMessageThatDiffers) {
+    const Expected expected = expect(storyNamed("getTime"), {1, {5, std::nullopt, 0}, false});
+    Journal shorter = expected.journal;
+    shorter.erase(shorter.begin() + 3);
+    EXPECT_NE(difference(expected.journal, shorter), "");
+    Journal reworded = expected.journal;
+    reworded[reworded.size() - 2] += "x";
+    EXPECT_NE(difference(expected.journal, reworded), "");
+    EXPECT_EQ(difference(expected.journal, expected.journal), "");
+}
+
+}  // namespace
+}  // namespace faults

@@ -1,0 +1,12 @@
+// What each kind of call can plausibly come to instead of its success.
+#pragma once
+
+#include <vector>
+
+#include "tests/faults/world.h"
+
+namespace faults {
+
+const std::vector<Outcome>& outcomesOf(Call call, bool isDriver);
+
+}  // namespace faults

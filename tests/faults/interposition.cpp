@@ -1,0 +1,424 @@
+// Functions of the C library, answered from a world; and the threads of the library, made to move one at a time.
+#include "tests/faults/interposition.h"
+
+#include <dirent.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <glob.h>
+#include <pthread.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/ioctl.h>
+#include <sys/select.h>
+#include <sys/syscall.h>
+#include <sys/timex.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <memory>
+#include <semaphore>
+#include <string>
+#include <utility>
+
+#include "tests/faults/allocationFaults.h"
+
+namespace faults {
+namespace {
+
+constinit std::atomic<World*> current{nullptr};
+
+/// The monitoring thread and the sweep take turns.
+struct Monitor {
+    std::counting_semaphore<8> idle{0};
+    std::counting_semaphore<8> mayGoOn{0};
+    std::atomic<bool> isWaiting{false};
+    std::atomic<bool> isSignalled{false};
+    std::atomic<bool> isHeld{false};
+};
+Monitor monitor;
+
+std::atomic<int> gateBeingHeld{0};  ///< Threads started from here on wait until gateOpened has come as far.
+std::atomic<int> gateOpened{0};
+std::atomic<int> threadsHeld{0};
+std::counting_semaphore<64> heldThreadEnded{0};
+
+/// Leaves the library for the length of one call of the world's; keeps errno for an answer without an error.
+class Outside {
+public:
+    Outside() : wasInside_(std::exchange(isInsideLibrary, false)), error_(errno) {}
+    ~Outside() { isInsideLibrary = wasInside_; errno = error_; }
+    Outside(const Outside&) = delete;
+    Outside& operator=(const Outside&) = delete;
+
+    long finish(const Answer& answer) {
+        if (answer.error != 0) error_ = answer.error;
+        return answer.value;
+    }
+
+private:
+    bool wasInside_;
+    int error_;
+};
+
+struct Stream {
+    int fd;
+    bool hasFailed;
+};
+Stream theStream;
+char theDirectory;
+
+template <typename Function>
+Function* next(const char* name) {
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+struct ThreadStart {
+    void* (*function)(void*);
+    void* argument;
+    int gate;
+    bool isHeld;
+};
+
+void* runThread(void* given) {
+    const std::unique_ptr<ThreadStart> start(static_cast<ThreadStart*>(given));
+    for (int opened = gateOpened.load(); opened < start->gate; opened = gateOpened.load()) gateOpened.wait(opened);
+    isInsideLibrary = true;
+    void* const result = start->function(start->argument);
+    isInsideLibrary = false;
+    if (start->isHeld) heldThreadEnded.release();
+    return result;
+}
+
+void logLine(int priority, const char* format, va_list arguments) {
+    World* const world = current.load();
+    if (world == nullptr) return;
+    const Outside outside;
+    char text[8192];
+    vsnprintf(text, sizeof text, format, arguments);
+    world->syslog(priority, text);
+}
+
+long systemCall(long number, long a, long b = 0, long c = 0, long d = 0, long e = 0) {
+    return ::syscall(number, a, b, c, d, e);
+}
+
+template <typename Pointer>
+long address(Pointer* pointer) {
+    return reinterpret_cast<long>(pointer);
+}
+
+}  // namespace
+
+void answerFrom(World* world) { current.store(world); }
+
+InsideLibrary::InsideLibrary() { isInsideLibrary = true; }
+InsideLibrary::~InsideLibrary() { isInsideLibrary = false; }
+
+void awaitMonitorIdle() {
+    const Outside outside;
+    monitor.idle.acquire();
+}
+
+void endMonitorPeriod() { monitor.mayGoOn.release(); }
+
+void holdMonitor() {
+    monitor.isSignalled = false;
+    monitor.isHeld = true;
+}
+
+bool releaseMonitor() {
+    monitor.isHeld = false;
+    if (!monitor.isSignalled) return false;
+    monitor.mayGoOn.release();
+    return true;
+}
+
+void holdNewThreads() { ++gateBeingHeld; }
+
+void releaseNewThreads() {
+    gateOpened = gateBeingHeld.load();
+    gateOpened.notify_all();
+    for (int held = threadsHeld.exchange(0); held > 0; --held) heldThreadEnded.acquire();
+}
+
+}  // namespace faults
+
+using namespace faults;
+
+extern "C" {
+
+int open(const char* path, int flags, ...) {
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    World* const world = current.load();
+    if (world == nullptr) return static_cast<int>(systemCall(SYS_openat, AT_FDCWD, address(path), flags, mode));
+    return static_cast<int>(Outside().finish(world->open(path, flags)));
+}
+
+int __open_2(const char* path, int flags) { return open(path, flags); }
+
+int close(int fd) {
+    World* const world = current.load();
+    if (world == nullptr) return static_cast<int>(systemCall(SYS_close, fd));
+    return static_cast<int>(Outside().finish(world->close(fd)));
+}
+
+ssize_t read(int fd, void* buffer, size_t length) {
+    World* const world = current.load();
+    if (world == nullptr) return systemCall(SYS_read, fd, address(buffer), static_cast<long>(length));
+    return Outside().finish(world->read(fd, buffer, length));
+}
+
+ssize_t __read_chk(int fd, void* buffer, size_t length, size_t) { return read(fd, buffer, length); }
+
+ssize_t write(int fd, const void* buffer, size_t length) {
+    World* const world = current.load();
+    if (world == nullptr) return systemCall(SYS_write, fd, address(buffer), static_cast<long>(length));
+    return Outside().finish(world->write(fd, buffer, length));
+}
+
+off_t lseek(int fd, off_t offset, int whence) noexcept {
+    World* const world = current.load();
+    if (world == nullptr) return systemCall(SYS_lseek, fd, offset, whence);
+    return Outside().finish(world->seek(fd, whence == SEEK_SET ? offset : -1));
+}
+
+int ioctl(int fd, unsigned long request, ...) noexcept {
+    va_list arguments;
+    va_start(arguments, request);
+    void* const argument = va_arg(arguments, void*);
+    va_end(arguments);
+    World* const world = current.load();
+    if (world == nullptr) return static_cast<int>(systemCall(SYS_ioctl, fd, static_cast<long>(request), address(argument)));
+    return static_cast<int>(Outside().finish(world->ioctl(fd, request, argument)));
+}
+
+int select(int nfds, fd_set* readable, fd_set* writable, fd_set* exceptional, timeval* timeout) {
+    World* const world = current.load();
+    if (world == nullptr) {
+        return static_cast<int>(
+            systemCall(SYS_select, nfds, address(readable), address(writable), address(exceptional), address(timeout)));
+    }
+    const auto* const words = reinterpret_cast<const unsigned long*>(readable);
+    const auto bit = static_cast<unsigned>(nfds - 1);
+    return static_cast<int>(
+        Outside().finish(world->select(nfds, (words[bit / 64] >> (bit % 64) & 1) != 0, timeout->tv_sec, timeout->tv_usec)));
+}
+
+int socket(int domain, int type, int protocol) noexcept {
+    World* const world = current.load();
+    if (world == nullptr) return static_cast<int>(systemCall(SYS_socket, domain, type, protocol));
+    return static_cast<int>(Outside().finish(world->socket(domain, type, protocol)));
+}
+
+int clock_gettime(clockid_t clock, timespec* time) noexcept {
+    World* const world = current.load();
+    if (world == nullptr) return static_cast<int>(systemCall(SYS_clock_gettime, clock, address(time)));
+    return static_cast<int>(Outside().finish(world->readClock(clock, time->tv_sec, time->tv_nsec)));
+}
+
+int clock_settime(clockid_t clock, const timespec* time) noexcept {
+    World* const world = current.load();
+    if (world == nullptr) return static_cast<int>(systemCall(SYS_clock_settime, clock, address(time)));
+    return static_cast<int>(Outside().finish(world->setClock(clock, time->tv_sec, time->tv_nsec)));
+}
+
+int clock_adjtime(clockid_t clock, timex* buffer) noexcept {
+    World* const world = current.load();
+    if (world == nullptr) return static_cast<int>(systemCall(SYS_clock_adjtime, clock, address(buffer)));
+    return static_cast<int>(Outside().finish(
+        world->adjustClock(clock, buffer->modes, buffer->freq, buffer->time.tv_sec, buffer->time.tv_usec)));
+}
+
+DIR* opendir(const char* path) {
+    World* const world = current.load();
+    if (world == nullptr) return next<DIR*(const char*)>("opendir")(path);
+    const long fd = Outside().finish(world->openDirectory(path));
+    return fd < 0 ? nullptr : reinterpret_cast<DIR*>(&theDirectory + fd);
+}
+
+struct dirent* readdir(DIR* directory) {
+    World* const world = current.load();
+    if (world == nullptr) return next<struct dirent*(DIR*)>("readdir")(directory);
+    Outside outside;
+    static struct dirent entry;
+    int error = 0;
+    const auto found = world->readDirectory(static_cast<int>(reinterpret_cast<char*>(directory) - &theDirectory), error);
+    outside.finish({0, error});
+    if (!found) return nullptr;
+    entry.d_type = found->type;
+    found->name.copy(entry.d_name, sizeof entry.d_name - 1);
+    entry.d_name[found->name.size()] = '\0';
+    return &entry;
+}
+
+int closedir(DIR* directory) {
+    World* const world = current.load();
+    if (world == nullptr) return next<int(DIR*)>("closedir")(directory);
+    return static_cast<int>(
+        Outside().finish(world->closeDirectory(static_cast<int>(reinterpret_cast<char*>(directory) - &theDirectory))));
+}
+
+int glob(const char* pattern, int flags, int (*onError)(const char*, int), glob_t* result) {
+    World* const world = current.load();
+    if (world == nullptr) {
+        return next<int(const char*, int, int (*)(const char*, int), glob_t*)>("glob")(pattern, flags, onError, result);
+    }
+    Outside outside;
+    std::string found;
+    const long value = outside.finish(world->glob(pattern, flags, found));
+    if (value == 0) {
+        result->gl_pathv = new char* [2] { strdup(found.c_str()), nullptr };
+        result->gl_pathc = 1;
+    }
+    return static_cast<int>(value);
+}
+
+void globfree(glob_t* result) noexcept {
+    World* const world = current.load();
+    if (world == nullptr) return next<void(glob_t*)>("globfree")(result);
+    const Outside outside;
+    if (result->gl_pathv != nullptr) std::free(result->gl_pathv[0]);
+    delete[] result->gl_pathv;
+    result->gl_pathv = nullptr;
+    world->globfree();
+}
+
+FILE* fopen(const char* path, const char* mode) {
+    World* const world = current.load();
+    if (world == nullptr) return next<FILE*(const char*, const char*)>("fopen")(path, mode);
+    const long fd = Outside().finish(world->openStream(path, mode));
+    if (fd < 0) return nullptr;
+    theStream = {static_cast<int>(fd), false};
+    return reinterpret_cast<FILE*>(&theStream);
+}
+
+FILE* fopen64(const char* path, const char* mode) { return fopen(path, mode); }
+
+size_t fread(void* buffer, size_t size, size_t count, FILE* stream) {
+    World* const world = current.load();
+    if (world == nullptr || stream != reinterpret_cast<FILE*>(&theStream)) {
+        return next<size_t(void*, size_t, size_t, FILE*)>("fread")(buffer, size, count, stream);
+    }
+    Outside outside;
+    std::string content;
+    const Answer answer = world->readStream(theStream.fd, content);
+    theStream.hasFailed = answer.error != 0;
+    std::memcpy(buffer, content.data(), std::min(content.size(), size * count));
+    return static_cast<size_t>(outside.finish(answer)) / size;
+}
+
+size_t __fread_chk(void* buffer, size_t, size_t size, size_t count, FILE* stream) {
+    return fread(buffer, size, count, stream);
+}
+
+int ferror(FILE* stream) noexcept {
+    if (stream == reinterpret_cast<FILE*>(&theStream)) return theStream.hasFailed ? 1 : 0;
+    return next<int(FILE*)>("ferror")(stream);
+}
+
+int fclose(FILE* stream) {
+    World* const world = current.load();
+    if (world == nullptr || stream != reinterpret_cast<FILE*>(&theStream)) return next<int(FILE*)>("fclose")(stream);
+    return static_cast<int>(Outside().finish(world->closeStream(theStream.fd)));
+}
+
+int posix_spawn(pid_t* pid, const char* path, const posix_spawn_file_actions_t* actions,
+                const posix_spawnattr_t* attributes, char* const arguments[], char* const environment[]) {
+    World* const world = current.load();
+    if (world == nullptr || actions != nullptr || attributes != nullptr || environment != environ) return ENOSYS;
+    Outside outside;
+    return static_cast<int>(outside.finish(world->spawn(*pid, path, arguments)));
+}
+
+int kill(pid_t pid, int signal) noexcept {
+    World* const world = current.load();
+    if (world == nullptr) return static_cast<int>(systemCall(SYS_kill, pid, signal));
+    return static_cast<int>(Outside().finish(world->kill(pid, signal)));
+}
+
+int nanosleep(const timespec* request, timespec* remainder) {
+    World* const world = current.load();
+    if (world == nullptr) return static_cast<int>(systemCall(SYS_nanosleep, address(request), address(remainder)));
+    return static_cast<int>(Outside().finish(world->sleep(request->tv_sec, request->tv_nsec)));
+}
+
+int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*function)(void*), void* argument) noexcept {
+    using Function = int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
+    static Function* const real = next<Function>("pthread_create");
+    World* const world = current.load();
+    if (world == nullptr) return real(thread, attributes, function, argument);
+    const Outside outside;
+    if (const Answer answer = world->startThread(); answer.value != 0) return static_cast<int>(answer.value);
+    const int gate = gateBeingHeld.load();
+    const bool isHeld = gate > gateOpened.load();
+    if (isHeld) ++threadsHeld;
+    return real(thread, attributes, runThread, new ThreadStart{function, argument, gate, isHeld});
+}
+
+int pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes) noexcept {
+    using Function = int(pthread_mutex_t*, const pthread_mutexattr_t*);
+    World* const world = current.load();
+    if (world == nullptr) return next<Function>("pthread_mutex_init")(mutex, attributes);
+    const Outside outside;
+    if (const Answer answer = world->makeMutex(); answer.value != 0) return static_cast<int>(answer.value);
+    return next<Function>("pthread_mutex_init")(mutex, attributes);
+}
+
+int pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attributes) noexcept {
+    using Function = int(pthread_cond_t*, const pthread_condattr_t*);
+    World* const world = current.load();
+    if (world == nullptr) return next<Function>("pthread_cond_init")(condition, attributes);
+    const Outside outside;
+    if (const Answer answer = world->makeCondition(); answer.value != 0) return static_cast<int>(answer.value);
+    return next<Function>("pthread_cond_init")(condition, attributes);
+}
+
+int pthread_cond_signal(pthread_cond_t* condition) noexcept {
+    if (current.load() == nullptr) return next<int(pthread_cond_t*)>("pthread_cond_signal")(condition);
+    if (!monitor.isWaiting) return 0;
+    monitor.isSignalled = true;
+    if (!monitor.isHeld) monitor.mayGoOn.release();
+    return 0;
+}
+
+int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline) {
+    using Function = int(pthread_cond_t*, pthread_mutex_t*, const timespec*);
+    World* const world = current.load();
+    if (world == nullptr) return next<Function>("pthread_cond_timedwait")(condition, mutex, deadline);
+    Outside outside;
+    monitor.isSignalled = false;
+    monitor.isWaiting = true;
+    pthread_mutex_unlock(mutex);
+    monitor.idle.release();
+    monitor.mayGoOn.acquire();
+    pthread_mutex_lock(mutex);
+    monitor.isWaiting = false;
+    return static_cast<int>(outside.finish(world->wait(monitor.isSignalled)));
+}
+
+void syslog(int priority, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    logLine(priority, format, arguments);
+    va_end(arguments);
+}
+
+void __syslog_chk(int priority, int, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    logLine(priority, format, arguments);
+    va_end(arguments);
+}
+
+}  // extern "C"

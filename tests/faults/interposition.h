@@ -1,0 +1,28 @@
+// Functions of the C library, answered from a world; and the threads of the library, made to move one at a time.
+#pragma once
+
+#include "tests/faults/world.h"
+
+namespace faults {
+
+/// From here on calls of this process go to `world`; null gives them back to the system.
+void answerFrom(World* world);
+
+/// Marks the host's thread while it is inside the library: its allocations count.
+class InsideLibrary {
+public:
+    InsideLibrary();
+    ~InsideLibrary();
+    InsideLibrary(const InsideLibrary&) = delete;
+    InsideLibrary& operator=(const InsideLibrary&) = delete;
+};
+
+void awaitMonitorIdle();    ///< Until the monitoring thread waits for its event.
+void endMonitorPeriod();    ///< Lets its wait end as after 2 s.
+void holdMonitor();         ///< A set event does not end the wait before the release.
+bool releaseMonitor();      ///< Whether an event was set meanwhile.
+void holdNewThreads();      ///< A thread that is started waits at its first step.
+void releaseNewThreads();   ///< Lets them go on, and waits for them to end.
+
+
+}  // namespace faults

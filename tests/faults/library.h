@@ -1,0 +1,30 @@
+// The library itself under a sweep: its exports, called, and its calls, answered by a world.
+#pragma once
+
+#include "tests/faults/subject.h"
+#include "tests/faults/world.h"
+
+namespace faults {
+
+/// While it lives, the C library's functions answer this process from the world. Threads: one makes, drives and destroys it.
+class Library : public Subject {
+public:
+    explicit Library(World& world);
+    ~Library() override;
+
+    void initialize() override;
+    void finalize() override;
+    void getTime() override;
+    void snapTime(std::int64_t offsetNs) override;
+    void setCorrection(std::int32_t ppb) override;
+    void getCorrection() override;
+    void getLimits() override;
+    void applyMetaData(bool isPtp) override;
+    void tick() override;
+
+private:
+    World& world_;
+    bool isThreadRunning_ = false;
+};
+
+}  // namespace faults

@@ -1,0 +1,28 @@
+// Runs the sweeps and tells their figures last.
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <chrono>
+#include <iostream>
+
+#include "tests/faults/figures.h"
+
+faults::Figures& faults::figures() {
+    static Figures figures;
+    return figures;
+}
+
+int main(int argc, char** argv) {
+    testing::InitGoogleTest(&argc, argv);
+    const rlimit noCore{0, 0};
+    setrlimit(RLIMIT_CORE, &noCore);
+    const auto begin = std::chrono::steady_clock::now();
+    const int result = RUN_ALL_TESTS();
+    const auto seconds =
+        std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - begin).count();
+    const faults::Figures& figures = faults::figures();
+    std::cout << "faults: " << figures.runs << " runs at " << figures.positions << " calls (" << figures.processEnds
+              << " end the process as they must), " << figures.allocationRuns << " runs without memory, "
+              << figures.wrong << " wrong, " << seconds << " s\n";
+    return result;
+}

@@ -1,0 +1,94 @@
+// The stories that sweeps tell.
+#include "tests/faults/story.h"
+
+#include <stdexcept>
+
+namespace faults {
+namespace {
+
+constexpr std::int64_t kStepNs = 1'500'000;
+
+void nothing(Subject&, World&) {}
+
+void start(Subject& subject, World&) { subject.initialize(); }
+
+/// What a host does after trouble: it asks until it knows, steps, steers, and goes.
+void goOn(Subject& subject, World&) {
+    subject.getTime();  // collects what the monitoring thread may have met
+    subject.getTime();
+    subject.snapTime(-399);
+    subject.tick();
+    subject.getTime();
+    subject.setCorrection(-1250);
+    subject.getCorrection();
+    subject.getLimits();
+    subject.finalize();
+    subject.getTime();
+}
+
+/// After a start that failed or not: it is tried again, from a clean state.
+void startAgain(Subject& subject, World&) {
+    subject.getTime();
+    subject.finalize();
+    subject.initialize();
+    subject.getTime();
+    subject.finalize();
+}
+
+void loseAnInterface(Subject& subject, World& world) {
+    subject.initialize();
+    world.interfaces[0].isUp = false;
+    subject.tick();
+    world.interfaces[0].isUp = true;
+}
+
+void stopTheFpga(Subject& subject, World& world) {
+    subject.initialize();
+    world.fpgaIsRunning = false;
+}
+
+void tick(Subject& subject, World&) { subject.tick(); }
+
+void stepOnce(Subject& subject, World&) {
+    subject.snapTime(kStepNs);
+    subject.tick();
+}
+
+void stepTwice(Subject& subject, World&) {
+    subject.snapTime(kStepNs);
+    subject.snapTime(-kStepNs);
+    subject.tick();
+}
+
+void steer(Subject& subject, World&) {
+    subject.setCorrection(-12000);
+    subject.getCorrection();
+    subject.setCorrection(62001);
+    subject.getLimits();
+}
+
+const std::vector<Story> kStories{
+    {"initialize", nothing, start, startAgain},
+    {"snapTime", start, stepOnce, goOn},
+    {"snapTime twice", start, stepTwice, goOn},
+    {"idle service", start, tick, goOn},
+    {"service of a returning I210", loseAnInterface, tick, goOn},
+    {"service of a stopped FPGA", stopTheFpga, tick, goOn},
+    {"metadata", start, [](Subject& subject, World&) { subject.applyMetaData(true); }, goOn},
+    {"steering", start, steer, goOn},
+    {"getTime", start, [](Subject& subject, World&) { subject.getTime(); }, goOn},
+    {"finalize", start, [](Subject& subject, World&) { subject.finalize(); }, startAgain},
+};
+
+}  // namespace
+
+const std::vector<Story>& allStories() { return kStories; }
+
+const Story& storyNamed(const std::string& name) {
+    for (const Story& story : kStories) {
+        if (story.name == name) return story;
+    }
+    throw std::invalid_argument("no story " + name);
+}
+
+}  // namespace faults

@@ -1,0 +1,23 @@
+// The stories that sweeps tell: a part without faults, the part that a fault meets, and what the host does afterwards.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "tests/faults/subject.h"
+#include "tests/faults/world.h"
+
+namespace faults {
+
+struct Story {
+    std::string name;
+    std::function<void(Subject&, World&)> before;
+    std::function<void(Subject&, World&)> swept;
+    std::function<void(Subject&, World&)> after;
+};
+
+const Story& storyNamed(const std::string& name);
+const std::vector<Story>& allStories();
+
+}  // namespace faults

@@ -1,0 +1,143 @@
+// The world around the library as a fault sweep needs it: small, single-file, repeatable, every call numbered and written down.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace faults {
+
+enum class Call {
+    open, close, read, write, seek, ioctl, select, socket, readClock, setClock, adjustClock, openDirectory, readDirectory,
+    closeDirectory, glob, openStream, readStream, closeStream, spawn, kill, sleep, startThread, makeMutex, makeCondition,
+    wait
+};
+
+/// What a call comes to instead of its success: an errno, a short count, or a status the driver answers with.
+struct Outcome {
+    int error = 0;
+    std::optional<long> count{};
+    std::int32_t driverStatus = 0;
+
+    std::string describe() const;
+};
+
+/// What a call returns; an error of 0 leaves errno as it was.
+struct Answer {
+    long value = 0;
+    int error = 0;
+};
+
+/// Fails the call at `position` (the first is 1); for ever means that call and every later one of its kind.
+struct FaultPlan {
+    long position = 0;
+    Outcome outcome;
+    bool forEver = false;
+};
+
+struct Interface {
+    std::string name;
+    int phcIndex;
+    std::int64_t offsetNs;
+    bool isUp = true;
+    std::uint32_t pinFunction = 0;
+    bool isStamping = false;
+    std::deque<std::uint64_t> events{};
+};
+
+/// Two I210s, the FPGA, the Ferrox chip, the oscillator and the system clock, in integers. Time moves 1 us a call. Every
+/// step of a slave loses 1.5 us. Threads: thread-safe. Failure: none of its own; what the calls report is their answer.
+class World {
+public:
+    World();
+
+    // The calls. Descriptors are numbers of this world's own.
+    Answer open(const char* path, int flags);
+    Answer close(int fd);
+    Answer read(int fd, void* buffer, std::size_t length);
+    Answer write(int fd, const void* buffer, std::size_t length);
+    Answer seek(int fd, long offset);
+    Answer ioctl(int fd, unsigned long request, void* argument);
+    Answer select(int nfds, bool isWatched, long seconds, long microseconds);
+    Answer socket(int domain, int type, int protocol);
+    Answer readClock(int clock, std::int64_t& seconds, std::int64_t& nanoseconds);
+    Answer setClock(int clock, std::int64_t seconds, std::int64_t nanoseconds);
+    Answer adjustClock(int clock, std::uint32_t modes, std::int64_t frequency, std::int64_t seconds, std::int64_t fraction);
+    Answer openDirectory(const char* path);
+    struct Entry { std::string name; unsigned char type; };
+    std::optional<Entry> readDirectory(int directory, int& error);
+    Answer closeDirectory(int directory);
+    Answer glob(const char* pattern, int flags, std::string& found);
+    void globfree() { note("globfree"); }
+    Answer openStream(const char* path, const char* mode);
+    Answer readStream(int stream, std::string& content);
+    Answer closeStream(int stream);
+    Answer spawn(int& pid, const char* path, char* const arguments[]);
+    Answer kill(int pid, int signal);
+    Answer sleep(std::int64_t seconds, std::int64_t nanoseconds);
+    Answer startThread() { return plain(Call::startThread, "start thread"); }
+    Answer makeMutex() { return plain(Call::makeMutex, "make mutex"); }
+    Answer makeCondition() { return plain(Call::makeCondition, "make condition"); }
+    Answer wait(bool isSignalled);
+    void syslog(int priority, std::string_view text);
+
+    void arm(const FaultPlan& plan);   ///< Positions count from here.
+    void disarm();
+    /// The kind of the call at the armed position, and whether it went to a driver; none when no call came that far.
+    struct Met { Call call; bool isDriver; };
+    std::optional<Met> met() const { return met_; }
+    long callsSinceArmed() const { return position_; }
+
+    void note(std::string text);       ///< A line of the journal that is no call.
+    void noteWhatIsLeft();             ///< Open descriptors and living children, as one line.
+    const std::vector<std::string>& journal() const { return journal_; }
+
+    std::array<Interface, 2> interfaces{{{"enp2s0", 1, 3'200'000'000}, {"enp1s0", 0, -412}}};
+    bool fpgaIsRunning = true;
+    bool fpgaReadsZero = false;
+
+private:
+    struct Descriptor { std::string path; std::size_t offset = 0; std::size_t directoryPosition = 0; };
+
+    const Outcome* enter(Call call, std::string text, bool isDriver = false);
+    void leave(const Answer& answer);
+    Answer finish(Answer answer) { leave(answer); return answer; }
+    Answer plain(Call call, std::string text);
+    int makeDescriptor(std::string path);
+    Descriptor* find(int fd);
+    Interface* phcOf(int fd);
+    Interface* phcOfClock(int clock);
+    std::uint64_t phcTime(const Interface& phc) const { return nowNs_ + static_cast<std::uint64_t>(phc.offsetNs); }
+
+    Answer interfaceRequest(unsigned long request, void* argument);
+    Answer phcRequest(Interface& phc, unsigned long request, void* argument);
+    Answer driverRequest(bool isFpga, unsigned long request, void* argument, std::int32_t driverStatus);
+    std::uint64_t ferroxMethod(unsigned method, std::uint64_t argument, bool isRefused);
+    std::uint64_t fpgaMethod(unsigned method, std::uint64_t argument, bool isRefused);
+    void emitEpoch();
+    std::string describeRequest(int fd, unsigned long request, const void* argument);
+
+    mutable std::mutex mutex_;
+    std::vector<std::string> journal_;
+    std::optional<FaultPlan> plan_;
+    long position_ = 0;
+    std::optional<Met> met_;
+
+    std::uint64_t nowNs_ = 1'700'000'000'000'000'000;
+    std::int64_t systemOffsetNs_ = 0;
+    std::int64_t ferroxOffsetNs_ = -1'250'000'000;
+    std::uint64_t ferroxEpochNs_ = 0;
+    std::int64_t fpgaOffsetNs_ = 730'000'000;
+    std::uint64_t fpgaEpochNs_ = 0;
+    std::map<std::string, std::string> files_;
+    std::map<int, Descriptor> descriptors_;
+    std::map<int, bool> children_;  ///< Whether each lives; a killed one that nobody waits for stays.
+};
+
+}  // namespace faults
