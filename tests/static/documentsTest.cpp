@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <regex>
@@ -31,7 +32,7 @@ std::vector<fs::path> documents() {
 
 /// The commands that the script answers to.
 std::set<std::string> devCommands() {
-    static const std::regex kCase(R"(\n  ([a-z-]+)(?: \| [a-z -]+)?\) )");
+    static const std::regex kCase(R"(\n  ([a-z-]+)(?: \| [a-z |-]+)?\) )");
     const std::string script = contentOf(kRoot / "dev");
     std::set<std::string> commands;
     for (std::sregex_iterator match(script.begin(), script.end(), kCase), end; match != end; ++match) {
@@ -53,6 +54,33 @@ TEST(Documents, NameOnlyCommandsThatTheScriptKnows) {
         }
     }
     EXPECT_GT(named, 1);
+}
+
+/// The commands of a document's shell blocks, lines that go on joined.
+std::vector<std::string> shellCommandsOf(const std::string& text) {
+    static const std::regex kBlock("```sh\n([\\s\\S]*?)```");
+    static const std::regex kGoesOn(R"(\\\n\s*)");
+    std::vector<std::string> commands;
+    for (std::sregex_iterator block(text.begin(), text.end(), kBlock), end; block != end; ++block) {
+        std::istringstream lines(std::regex_replace((*block)[1].str(), kGoesOn, " "));
+        for (std::string line; std::getline(lines, line);) commands.push_back(line);
+    }
+    return commands;
+}
+
+TEST(Documents, ShowCommandsOfTheBuildThatSucceed) {
+    static const std::regex kBuildFolder(R"(\bbuild/)");
+    int ran = 0;
+    for (const auto& document : documents()) {
+        for (const std::string& command : shellCommandsOf(contentOf(document))) {
+            if (!command.starts_with("build/bin/")) continue;
+            const std::string here = std::regex_replace(command, kBuildFolder, HALVEX_BINARY_DIR "/");
+            EXPECT_EQ(std::system(("cd '" + kRoot.string() + "' && " + here + " > /dev/null < /dev/null").c_str()), 0)
+                << document << " says " << command;
+            ++ran;
+        }
+    }
+    EXPECT_GT(ran, 1);
 }
 
 TEST(Documents, LinkOnlyToFilesThatExist) {

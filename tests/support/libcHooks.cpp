@@ -66,6 +66,8 @@ RedirectedDirectory::RedirectedDirectory(const std::string& prefix) {
 }
 
 RedirectedDirectory::~RedirectedDirectory() {
+    const LibcHooksGuard othersReturn;
+    libcHooks() = {};  // a test may have left readdir or close to a stand-in
     std::error_code ignored;
     std::filesystem::remove_all(realPath_, ignored);
 }
