@@ -1,0 +1,78 @@
+/* SPDX-License-Identifier: GPL-2.0 */
+/* What the files of the board's kernel module share: the one board, its lock and its time. */
+#ifndef HALVEX_BOARD_KERNEL_BOARDMODULE_H
+#define HALVEX_BOARD_KERNEL_BOARDMODULE_H
+
+#include <linux/ktime.h>
+#include <linux/hrtimer.h>
+#include <linux/netdevice.h>
+#include <linux/platform_device.h>
+#include <linux/ptp_clock_kernel.h>
+#include <linux/spinlock.h>
+
+#include "board/model/board.h"
+
+/* One network interface with its PTP clock. */
+struct hx_interface {
+	int position;                   /* in the board's configuration */
+	struct platform_device *device; /* carries the vendor and device files */
+	struct net_device *net;
+	struct ptp_clock *clock;        /* NULL: none */
+	struct ptp_clock_info info;
+	struct ptp_pin_desc pins[BOARD_MAX_PINS];
+};
+
+/*
+ * boardModule.c: the board. hx_lock() takes the one lock and tells the present instant; the board may be switched off
+ * (NULL) then. hx_unlock() arms the timer for what the board will do next by itself.
+ */
+struct board *hx_lock(unsigned long *flags, u64 *raw_ns);
+void hx_unlock(unsigned long flags);
+u64 hx_raw_of(u64 kernel_raw_ns);       /* instant of a reading of CLOCK_MONOTONIC_RAW */
+u64 hx_start_raw_ns(void);
+extern struct board_config hx_config;   /* of the next board; only changed while it is off */
+bool hx_is_on(void);
+int hx_switch_on(void);
+void hx_switch_off(void);
+
+/*
+ * Asks the board whether this call is to fail, with the lock held. 0: it goes on; else a negative errno. A delay is left
+ * in *delay_ns for hx_take_time(), which sleeps and wants no lock.
+ */
+int hx_fault(struct board *board, u64 raw_ns, struct board_call *call, struct board_fault_outcome *outcome);
+void hx_take_time(u64 delay_ns);
+/* The model's own system clock is set to the machine's before something copies it (a PHC reset). */
+void hx_follow_system_clock(struct board *board, u64 raw_ns);
+
+/* networkInterface.c */
+int hx_interfaces_create(void);
+int hx_interfaces_bring_up(void);
+void hx_interfaces_destroy(void);
+struct hx_interface *hx_interface_at(int position);
+
+/* ptpClock.c */
+int hx_clock_create(struct hx_interface *interface);
+void hx_clock_destroy(struct hx_interface *interface);
+void hx_clock_capabilities(struct hx_interface *interface, const struct board_interface_config *config);
+
+/* driverNode.c: Ferrox and FPGA; `driver` is BOARD_TARGET_FERROX or BOARD_TARGET_FPGA */
+int hx_driver_create(int driver);
+void hx_driver_destroy(int driver);
+int hx_driver_directory_create(void);
+void hx_driver_directory_destroy(void);
+
+/* oscillator.c */
+int hx_oscillator_create(void);
+void hx_oscillator_destroy(void);
+
+/* boardJournal.c */
+int hx_journal_create(struct proc_dir_entry *directory);
+void hx_journal_destroy(void);
+void hx_journal_clear(void);
+void hx_journal_observe(void *context, const struct board_happening *happening);
+void hx_journal_mute(bool is_muted);
+
+/* boardControl.c */
+int hx_control_create(struct proc_dir_entry *directory);
+
+#endif
