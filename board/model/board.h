@@ -382,6 +382,8 @@ void board_tell_truth(struct board *board, uint64_t raw_ns); /* a TRUTH happenin
 /* To be asked once before each call the board takes part in; counts the call. 1: a fault is due, `outcome` says which and the
  * caller obeys it (a FAULT happening was told); 0: go on. */
 int board_fault_due(struct board *board, uint64_t raw_ns, const struct board_call *call, struct board_fault_outcome *outcome);
+/* One more fault for a board that is running; it counts from now. -ENOSPC beyond BOARD_MAX_FAULTS, -EINVAL for nth or times 0. */
+int board_add_fault(struct board *board, const struct board_fault_config *fault);
 /* How long the call takes: ns by which virtual time moves. Never 0. */
 uint64_t board_call_cost(const struct board *board, const struct board_call *call);
 /* Tells the observer of a call that is over, of a syslog line, of a remark. `text` need not end in a zero. */

@@ -54,6 +54,20 @@ int board_fault_due(struct board *board, uint64_t raw_ns, const struct board_cal
 	return found;
 }
 
+int board_add_fault(struct board *board, const struct board_fault_config *fault)
+{
+	const uint32_t at = board->config.fault_count;
+
+	if (fault->nth == 0 || fault->times == 0)
+		return -EINVAL;
+	if (at == BOARD_MAX_FAULTS)
+		return -ENOSPC;
+	board->config.faults[at] = *fault;
+	board->counted[at] = 0;
+	board->config.fault_count = at + 1;
+	return 0;
+}
+
 /* ------------------------------------------------------------------------------------------------------- costs -- */
 
 /* ns of a call on a small machine; measured where the call never reaches hardware. */

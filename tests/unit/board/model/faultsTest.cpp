@@ -130,5 +130,26 @@ TEST_F(Faults, CostsCanBeSetAndTheLastEntryWins) {
     EXPECT_EQ(board_call_cost(on(), &other), 1U) << "no call is free";
 }
 
+TEST_F(Faults, AddedWhileTheBoardRunsCountFromThen) {
+    const board_call read = call(BOARD_CALL_READ);
+    EXPECT_EQ(errors(read, 2), (std::vector<int>{0, 0}));
+    board_fault_config fault{};
+    fault.kind = BOARD_CALL_READ;
+    fault.nth = 2;
+    fault.times = 1;
+    fault.error = EIO;
+    EXPECT_EQ(board_add_fault(on(), &fault), 0);
+    EXPECT_EQ(errors(read, 3), (std::vector<int>{0, EIO, 0}));
+}
+
+TEST_F(Faults, AddedBeyondTheirNumberOrWithoutATurnAreRefused) {
+    board_fault_config fault{};
+    EXPECT_EQ(board_add_fault(on(), &fault), -EINVAL);
+    fault.nth = 1;
+    fault.times = 1;
+    for (int at = 0; at < BOARD_MAX_FAULTS; ++at) EXPECT_EQ(board_add_fault(on(), &fault), 0);
+    EXPECT_EQ(board_add_fault(on(), &fault), -ENOSPC);
+}
+
 }  // namespace
 }  // namespace halvexboard
