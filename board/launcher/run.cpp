@@ -36,10 +36,10 @@ fs::path findLibrary()
 {
     const fs::path here = ownDirectory();
     const fs::path found = firstExisting(
-        {here / kLibrary, here / "../lib" / kLibrary, fs::path(HALVEXBOARD_LIBRARY_DIRECTORY) / kLibrary});
+        {here / kLibrary, here / "../lib" / kLibrary, here / "../lib/halvexboard" / kLibrary});
     if (found.empty())
-        throw std::runtime_error(std::string(kLibrary) + " is neither beside halvexboard, nor in ../lib, nor in " +
-                                 HALVEXBOARD_LIBRARY_DIRECTORY);
+        throw std::runtime_error(std::string(kLibrary) +
+                                 " is neither beside halvexboard, nor in ../lib, nor in ../lib/halvexboard");
     return found;
 }
 
@@ -51,11 +51,8 @@ fs::path findScenario(const std::string& wanted)
     std::vector<fs::path> candidates;
     if (!wanted.empty())
         candidates.emplace_back(wanted);
-    if (name.find('/') == std::string::npos) {
-        for (const fs::path& directory : {ownDirectory() / "../share/halvexboard/scenarios",
-                                          fs::path(HALVEXBOARD_SCENARIO_DIRECTORY), fs::path(HALVEXBOARD_SCENARIO_SOURCE)})
-            candidates.push_back(directory / file);
-    }
+    if (name.find('/') == std::string::npos)
+        candidates.push_back(ownDirectory() / "../share/halvexboard/scenarios" / file);
     const fs::path found = firstExisting(candidates);
     if (found.empty())
         throw std::runtime_error("there is no scenario " + name);
