@@ -144,7 +144,8 @@ private:
             slave.clearFlag();
             return;
         }
-        slave.adjust(caller_, iterations_ % 2 == 1 ? -2 * difference : -difference);
+        const std::uint64_t back = 0 - static_cast<std::uint64_t>(difference);
+        slave.adjust(caller_, static_cast<std::int64_t>(iterations_ % 2 == 1 ? 2 * back : back));
     }
 
     void giveUp() const {

@@ -147,7 +147,9 @@ private:
 class OscillatorAccount {
 public:
     explicit OscillatorAccount(Caller& caller);
-    void release(Caller& caller) const { caller.take(caller.world.close(fd_)); }
+    void release(Caller& caller) const {
+        if (fd_ > 0) caller.take(caller.world.close(fd_));
+    }
     std::int32_t getCorrection(Caller& caller) const;
     void setCorrection(Caller& caller, std::int32_t ppb) const;
 

@@ -481,7 +481,13 @@ std::uint64_t SystemClockAccount::getTime(Caller& caller) const {
 }
 
 void SystemClockAccount::adjustTime(Caller& caller, std::int64_t offsetNs) const {
-    const std::uint64_t target = getTime(caller) + static_cast<std::uint64_t>(offsetNs);
+    const std::uint64_t now = getTime(caller);
+    const std::uint64_t target = now + static_cast<std::uint64_t>(offsetNs);
+    if (offsetNs > 0 ? target < now : target > now) {
+        fail(kOsFault, "zuplaterr_osFault", "systemTimeClock", 66,
+             "Overflow error when calculating time adjustment. Current time - " + std::to_string(now) + " Offset - " +
+                 std::to_string(offsetNs));
+    }
     const Answer answer = caller.world.setClock(0, static_cast<std::int64_t>(target / kNsPerSecond),
                                                 static_cast<std::int64_t>(target % kNsPerSecond));
     if (caller.take(answer) < 0) {
@@ -498,11 +504,11 @@ OscillatorAccount::OscillatorAccount(Caller& caller) : directory_(findDirectory(
     char name[128] = {};
     if (caller.take(caller.world.read(fd, name, sizeof name)) < 0) {
         const std::string text = caller.errorText();
-        caller.take(caller.world.close(fd));
+        if (fd > 0) caller.take(caller.world.close(fd));
         fail(kCommunications, "zuplaterr_communicationsFault", "fileWrapper", 62,
              "Error reading file: " + namePath + ". Error: " + text);
     }
-    caller.take(caller.world.close(fd));
+    if (fd > 0) caller.take(caller.world.close(fd));
     fd_ = openFile(caller, directory_ + "ppb_offset", 2);
 }
 

@@ -8,8 +8,8 @@
 #include <algorithm>
 #include <iostream>
 
-#include "tests/faults/account.h"
 #include "tests/faults/catalog.h"
+#include "tests/faults/comparison.h"
 #include "tests/faults/figures.h"
 #include "tests/faults/interposition.h"
 #include "tests/faults/library.h"
@@ -17,51 +17,6 @@
 
 namespace faults {
 namespace {
-
-using Journal = std::vector<std::string>;
-
-/// What a run came to: its journal up to its end, or up to the end of the process.
-struct Expected {
-    Journal journal;
-    bool endsProcess = false;
-    std::optional<World::Met> met;
-};
-
-void tell(const Story& story, const FaultPlan& plan, World& world, Subject& subject) {
-    story.before(subject, world);
-    world.note("--- swept: " + story.name);
-    world.arm(plan);
-    story.swept(subject, world);
-    world.disarm();
-    story.after(subject, world);
-    world.noteWhatIsLeft();
-}
-
-Expected expect(const Story& story, const FaultPlan& plan) {
-    World world;
-    Account account(world);
-    Expected expected;
-    try {
-        tell(story, plan, world, account);
-    } catch (const ProcessEnds&) {
-        expected.endsProcess = true;
-    }
-    expected.journal = world.journal();
-    expected.met = world.met();
-    return expected;
-}
-
-/// Where two journals part, with what led there.
-std::string difference(const Journal& expected, const Journal& seen) {
-    const auto [e, s] = std::mismatch(expected.begin(), expected.end(), seen.begin(), seen.end());
-    if (e == expected.end() && s == seen.end()) return "";
-    std::string text;
-    const auto from = s - std::min<std::ptrdiff_t>(6, s - seen.begin());
-    for (auto line = from; line != s; ++line) text += "    " + *line + '\n';
-    text += "  expected: " + (e != expected.end() ? *e : "(the end)") + '\n';
-    text += "  seen:     " + (s != seen.end() ? *s : "(the end)") + '\n';
-    return text;
-}
 
 const World* worldOfChild = nullptr;
 const Expected* expectedOfChild = nullptr;
@@ -93,15 +48,6 @@ std::string runInChild(const Story& story, const FaultPlan& plan, const Expected
     waitpid(child, &status, 0);
     if (WIFEXITED(status) && WEXITSTATUS(status) == kEndedAsExpected) return "";
     return "  the process was to end in std::terminate; wait status " + std::to_string(status) + '\n';
-}
-
-std::string runHere(const Story& story, const FaultPlan& plan, const Expected& expected) {
-    World world;
-    {
-        Library library(world);
-        tell(story, plan, world, library);
-    }
-    return difference(expected.journal, world.journal());
 }
 
 bool hasEverHung(const Call call) { return call == Call::wait; }  // for ever, the thread would never rest again

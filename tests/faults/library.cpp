@@ -100,13 +100,15 @@ void Library::snapTime(std::int64_t offsetNs) {
     releaseNewThreads();
 }
 
-void Library::applyMetaData(bool isPtp) {
+void Library::applyMetaData(bool isPtp) { applyText(isPtp ? kPtpDocument : "{}"); }
+
+void Library::applyText(const char* metadata) {
     StatusHolder status;
     errno = 0;
     holdMonitor();
     {
         const InsideLibrary inside;
-        zuqxmtk_applyMetaData(isPtp ? kPtpDocument : "{}", status.get());
+        zuqxmtk_applyMetaData(metadata, status.get());
     }
     world_.note(reported("zuqxmtk_applyMetaData", status));
     if (releaseMonitor()) awaitMonitorIdle();

@@ -21,6 +21,7 @@ public:
     void getLimits() override;
     void applyMetaData(bool isPtp) override;
     void tick() override;
+    void applyText(const char* metadata);
 
 private:
     World& world_;

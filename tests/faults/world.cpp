@@ -13,7 +13,6 @@
 namespace faults {
 namespace {
 
-constexpr int kFirstDescriptor = 10;
 constexpr std::uint64_t kCallNs = 1000;
 constexpr std::int64_t kStepLossNs = 1500;
 constexpr std::uint64_t kPulseNs = 1'000'000;
@@ -31,6 +30,11 @@ struct MethodArguments {
     std::uint32_t inSize, outSize;
     std::uint64_t returned;
 };
+
+/// Wraps, as the registers do.
+std::int64_t sum(std::int64_t offsetNs, std::uint64_t stepNs) {
+    return static_cast<std::int64_t>(static_cast<std::uint64_t>(offsetNs) + stepNs);
+}
 
 template <typename Number>
 std::string text(Number number) {
@@ -55,9 +59,10 @@ std::string Outcome::describe() const {
     return "count " + text(count.value_or(-1));
 }
 
-World::World() {
+World::World(const WorldOptions& options)
+    : interfaces{{{options.firstName, 1, 3'200'000'000}, {options.secondName, 0, -412}}}, options_(options) {
     const std::string net = "/sys/class/net/";
-    for (const char* name : {"enp2s0", "enp1s0"}) {
+    for (const std::string& name : {options.firstName, options.secondName}) {
         files_[net + name + "/device/vendor"] = "0x8086\n";
         files_[net + name + "/device/device"] = "0x1533\n";
     }
@@ -116,11 +121,12 @@ Answer World::plain(Call call, std::string line) {
     return finish({fault != nullptr ? fault->error : 0, 0});
 }
 
-int World::makeDescriptor(std::string path) {
-    int fd = kFirstDescriptor;
+Answer World::makeDescriptor(std::string path) {
+    if (descriptors_.size() >= mostDescriptors) return {-1, EMFILE};
+    int fd = options_.lowestDescriptor;
     while (descriptors_.contains(fd)) ++fd;
     descriptors_[fd] = {std::move(path), 0, 0};
-    return fd;
+    return {fd, 0};
 }
 
 World::Descriptor* World::find(int fd) {
@@ -146,7 +152,7 @@ Answer World::open(const char* path, int flags) {
     bool exists = files_.contains(name) || name == kFpgaNode || name == kFerroxNode;
     for (const Interface& phc : interfaces) exists = exists || name == "/dev/ptp" + text(phc.phcIndex);
     if (!exists) return finish({-1, ENOENT});
-    return finish({makeDescriptor(name), 0});
+    return finish(makeDescriptor(name));
 }
 
 Answer World::close(int fd) {
@@ -220,7 +226,7 @@ Answer World::socket(int domain, int type, int protocol) {
     const std::lock_guard lock(mutex_);
     const std::string line = "socket " + text(domain) + " " + text(type) + " " + text(protocol);
     if (const Outcome* fault = enter(Call::socket, line)) return finish({-1, fault->error});
-    return finish({makeDescriptor("socket"), 0});
+    return finish(makeDescriptor("socket"));
 }
 
 Answer World::readClock(int clock, std::int64_t& seconds, std::int64_t& nanoseconds) {
@@ -250,7 +256,8 @@ Answer World::adjustClock(int clock, std::uint32_t modes, std::int64_t frequency
     Interface* const phc = phcOfClock(clock);
     if (phc == nullptr) return finish({-1, EINVAL});
     if ((modes & 0x0100U) != 0) {
-        phc->offsetNs += seconds * static_cast<std::int64_t>(kNsPerSecond) + fraction - kStepLossNs;
+        phc->offsetNs = sum(phc->offsetNs, static_cast<std::uint64_t>(seconds) * kNsPerSecond +
+                                               static_cast<std::uint64_t>(fraction - kStepLossNs));
     }
     return finish({});
 }
@@ -260,20 +267,20 @@ Answer World::openDirectory(const char* path) {
     const std::string name = path;
     if (const Outcome* fault = enter(Call::openDirectory, "open directory " + name)) return finish({-1, fault->error});
     if (name != "/sys/class/net/" && name != kSi514) return finish({-1, ENOENT});
-    return finish({makeDescriptor(name), 0});
+    return finish(makeDescriptor(name));
 }
 
 std::optional<World::Entry> World::readDirectory(int directory, int& error) {
     const std::lock_guard lock(mutex_);
-    static const std::vector<Entry> kNetwork{{".", DT_DIR}, {"..", DT_DIR}, {"lo", DT_LNK}, {"enp2s0", DT_LNK},
-                                             {"eth7", DT_LNK}, {"enp1s0", DT_LNK}};
+    const std::vector<Entry> network{{".", DT_DIR}, {"..", DT_DIR}, {"lo", DT_LNK}, {options_.firstName, DT_LNK},
+                                     {"eth7", DT_LNK}, {options_.secondName, DT_LNK}};
     static const std::vector<Entry> kClients{{".", DT_DIR}, {"..", DT_DIR}, {"bind", DT_REG}, {"module", DT_LNK},
                                              {"7-004g", DT_LNK}, {"0-0055", DT_LNK}, {"1-0055", DT_LNK}};
     const Outcome* const fault = enter(Call::readDirectory, "read directory " + text(directory));
     error = fault != nullptr ? fault->error : 0;
     Descriptor* const descriptor = find(directory);
     if (fault != nullptr || descriptor == nullptr) return finish({-1, error}), std::nullopt;
-    const auto& entries = descriptor->path == kSi514 ? kClients : kNetwork;
+    const auto& entries = descriptor->path == kSi514 ? kClients : network;
     if (descriptor->directoryPosition == entries.size()) return finish({-1, 0}), std::nullopt;
     leave({});
     return entries[descriptor->directoryPosition++];
@@ -302,7 +309,7 @@ Answer World::openStream(const char* path, const char* mode) {
     const std::string name = path;
     if (const Outcome* fault = enter(Call::openStream, "open stream " + name + " " + mode)) return finish({-1, fault->error});
     if (!files_.contains(name)) return finish({-1, ENOENT});
-    return finish({makeDescriptor(name), 0});
+    return finish(makeDescriptor(name));
 }
 
 Answer World::readStream(int stream, std::string& content) {
@@ -418,7 +425,7 @@ Answer World::phcRequest(Interface& phc, unsigned long request, void* argument) 
         auto& capabilities = *static_cast<ptp_clock_caps*>(argument);
         capabilities.n_ext_ts = 2;
         capabilities.n_per_out = 2;
-        capabilities.n_pins = 4;
+        capabilities.n_pins = &phc == &interfaces[0] ? options_.pinsOfFirst : 4;
     } else if (request == 0x40603D07) {
         phc.pinFunction = static_cast<const ptp_pin_desc*>(argument)->func;
         if (phc.pinFunction == 0) phc.isStamping = false;
@@ -453,7 +460,7 @@ std::uint64_t World::ferroxMethod(unsigned method, std::uint64_t argument, bool 
             return 0;
         case 2: return ferroxEpochNs_;
         case 3:
-            if (!isRefused) ferroxOffsetNs_ += static_cast<std::int64_t>(argument);
+            if (!isRefused) ferroxOffsetNs_ = sum(ferroxOffsetNs_, argument);
             return 0;
         default: return 0;
     }
@@ -462,7 +469,7 @@ std::uint64_t World::ferroxMethod(unsigned method, std::uint64_t argument, bool 
 std::uint64_t World::fpgaMethod(unsigned method, std::uint64_t argument, bool isRefused) {
     switch (method) {
         case 0:
-            if (!isRefused) fpgaOffsetNs_ += static_cast<std::int64_t>(argument) - kStepLossNs;
+            if (!isRefused) fpgaOffsetNs_ = sum(fpgaOffsetNs_, argument - kStepLossNs);
             return 0;
         case 1:
             if (!isRefused) fpgaIsRunning = true;

@@ -51,11 +51,19 @@ struct Interface {
     std::deque<std::uint64_t> events{};
 };
 
+/// What differs from the usual world.
+struct WorldOptions {
+    int lowestDescriptor = 10;
+    std::string firstName = "enp2s0";
+    std::string secondName = "enp1s0";
+    int pinsOfFirst = 4;
+};
+
 /// Two I210s, the FPGA, the Ferrox chip, the oscillator and the system clock, in integers. Time moves 1 us a call. Every
 /// step of a slave loses 1.5 us. Threads: thread-safe. Failure: none of its own; what the calls report is their answer.
 class World {
 public:
-    World();
+    explicit World(const WorldOptions& options = {});
 
     // The calls. Descriptors are numbers of this world's own.
     Answer open(const char* path, int flags);
@@ -98,7 +106,8 @@ public:
     void noteWhatIsLeft();             ///< Open descriptors and living children, as one line.
     const std::vector<std::string>& journal() const { return journal_; }
 
-    std::array<Interface, 2> interfaces{{{"enp2s0", 1, 3'200'000'000}, {"enp1s0", 0, -412}}};
+    std::array<Interface, 2> interfaces;
+    std::size_t mostDescriptors = 1000;  ///< One more is EMFILE.
     bool fpgaIsRunning = true;
     bool fpgaReadsZero = false;
 
@@ -109,7 +118,7 @@ private:
     void leave(const Answer& answer);
     Answer finish(Answer answer) { leave(answer); return answer; }
     Answer plain(Call call, std::string text);
-    int makeDescriptor(std::string path);
+    Answer makeDescriptor(std::string path);
     Descriptor* find(int fd);
     Interface* phcOf(int fd);
     Interface* phcOfClock(int clock);
@@ -123,6 +132,7 @@ private:
     void emitEpoch();
     std::string describeRequest(int fd, unsigned long request, const void* argument);
 
+    const WorldOptions options_;
     mutable std::mutex mutex_;
     std::vector<std::string> journal_;
     std::optional<FaultPlan> plan_;

@@ -1,0 +1,93 @@
+// What looks wrong and is required: one test for each, so that nobody repairs it unseen.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "tests/faults/comparison.h"
+#include "tests/faults/library.h"
+#include "tests/faults/story.h"
+
+namespace faults {
+namespace {
+
+constexpr Outcome kInputOutputError{EIO, std::nullopt, 0};
+
+/// The library's journal of a life in a world.
+template <typename Life>
+Journal journalOf(World& world, Life&& life) {
+    Library library(world);
+    life(library);
+    world.noteWhatIsLeft();
+    return world.journal();
+}
+
+long countOf(const Journal& journal, const std::string& beginning) {
+    return std::count_if(journal.begin(), journal.end(), [&](const std::string& line) { return line.starts_with(beginning); });
+}
+
+TEST(KeptOnPurpose, ARefusedI210LeavesItsDescriptorOpen) {
+    World world({.pinsOfFirst = 3});
+    const Journal journal = journalOf(world, [](Library& library) {
+        library.initialize();
+        library.finalize();
+    });
+    EXPECT_EQ(countOf(journal, "syslog 4 *** warning: Interface enp2s0 is not usable and will not be synchronized."), 1);
+    EXPECT_EQ(journal.back(), "left: 11=/dev/ptp1 zombie 4000");
+}
+
+TEST(KeptOnPurpose, ADescriptorIsClosedTwiceAfterAFailedRequest) {
+    World world;
+    const Journal journal = journalOf(world, [&](Library& library) {
+        library.initialize();
+        world.interfaces[1].isUp = false;
+        library.tick();
+        world.interfaces[1].isUp = true;
+        world.arm({5, kInputOutputError, false});  // the pin of the interface that returns is set
+        library.tick();
+        world.disarm();
+        library.finalize();
+    });
+    EXPECT_EQ(countOf(journal, "close 10 = -1 errno 9"), 1) << testing::PrintToString(journal);
+}
+
+TEST(KeptOnPurpose, AKilledPhc2sysStaysAZombie) {
+    World world;
+    const Journal journal = journalOf(world, [](Library& library) {
+        library.initialize();
+        library.finalize();
+    });
+    EXPECT_EQ(countOf(journal, "kill 4000 9 = 0"), 1);
+    EXPECT_EQ(journal.back(), "left: zombie 4000");
+}
+
+TEST(KeptOnPurpose, AnInterruptedCallIsAnErrorAndNotTriedAgain) {
+    World world;
+    const Journal journal = journalOf(world, [&](Library& library) {
+        library.initialize();
+        world.note("interrupted");
+        world.arm({1, {EINTR, std::nullopt, 0}, false});
+        library.getTime();
+        world.disarm();
+        library.finalize();
+    });
+    const auto place = std::find(journal.begin(), journal.end(), "interrupted");
+    EXPECT_TRUE(place[1].ends_with("= -1 errno 4")) << place[1];
+    EXPECT_TRUE(place[2].starts_with("syslog 3 Encountered error in zuqxmtk_getTime: FAIL(-52025,")) << place[2];
+    EXPECT_TRUE(place[3].starts_with("zuqxmtk_getTime code -52025 ")) << place[3];
+}
+
+TEST(KeptOnPurpose, Phc2sysInheritsTheDescriptorsOfThePtpClocksAndNoneOfTheDrivers) {
+    World world;
+    const Journal journal = journalOf(world, [](Library& library) {
+        library.initialize();
+        library.finalize();
+    });
+    EXPECT_EQ(countOf(journal, "open /dev/ptp0 2 = 10"), 1);        // O_RDWR alone
+    EXPECT_EQ(countOf(journal, "open /dev/ptp1 2 = 11"), 1);
+    EXPECT_EQ(countOf(journal, "open /dev/zu/fpga0 524290 = 12"), 1);  // with O_CLOEXEC
+    EXPECT_EQ(countOf(journal, "open /dev/zu/ferrox0 524290 = 13"), 1);
+}
+
+}  // namespace
+}  // namespace faults
