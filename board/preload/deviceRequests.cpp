@@ -241,6 +241,15 @@ int interfaceFlags(DeviceCall& call, int interface, void* argument) noexcept
     return 0;
 }
 
+int loopbackFlags(void* argument) noexcept
+{
+    constexpr std::int16_t kLoopback = 0x0008;
+    auto request = copyIn<board_wire_ifreq>(argument);
+    request.value.flags = kLoopback | BOARD_WIRE_IFF_UP | BOARD_WIRE_IFF_RUNNING;
+    std::memcpy(argument, &request, sizeof request);
+    return 0;
+}
+
 bool isSocket(int fd) noexcept
 {
     int type = 0;
@@ -285,6 +294,8 @@ bool requestOnSocket(int fd, unsigned long request, void* argument, int& result)
     if (!call.isFaulted()) {
         if (!isAddress(argument))
             call.fail(EFAULT);
+        else if (interface < 0 && request == BOARD_WIRE_SIOCGIFFLAGS && std::strcmp(name, kLoopbackInterface) == 0)
+            call.succeed(loopbackFlags(argument));
         else if (interface < 0 || board_present(model(), target) == 0)
             call.fail(ENODEV);
         else if (request == BOARD_WIRE_SIOCGIFFLAGS)

@@ -58,10 +58,21 @@ int addUnder(int parent, const char* name, NodeKind kind, int target, board_file
     return add(parent, path, kind, target, file, text);
 }
 
+bool hasLoopback(const board_config& config) noexcept
+{
+    for (std::uint32_t i = 0; i < config.interface_count; ++i) {
+        if (std::strcmp(config.interfaces[i].name, kLoopbackInterface) == 0)
+            return true;
+    }
+    return false;
+}
+
 void addInterfaces(const board_config& config) noexcept
 {
     const int directory =
         add(-1, BOARD_WIRE_NETWORK_DIRECTORY, NodeKind::directory, BOARD_TARGET_ANY, BOARD_FILE_DIRECTORY);
+    if (!hasLoopback(config)) // every machine has it; it is no device and has no files below it
+        addUnder(directory, kLoopbackInterface, NodeKind::directoryLink, BOARD_TARGET_ANY, BOARD_FILE_DIRECTORY);
     for (std::uint32_t i = 0; i < config.interface_count; ++i) {
         const board_interface_config& interface = config.interfaces[i];
         const int target = BOARD_TARGET_INTERFACE(static_cast<int>(i));

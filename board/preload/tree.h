@@ -41,6 +41,9 @@ struct PathAnswer {
     const Node* node = nullptr;
 };
 
+/// Beside the scenario's interfaces, as on every machine.
+inline constexpr const char* kLoopbackInterface = "lo";
+
 inline constexpr std::size_t kMaxPath = 512;
 
 /// Builds the tree for a configuration, which must outlive it. Allocates nothing.

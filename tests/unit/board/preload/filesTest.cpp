@@ -76,7 +76,7 @@ TEST_F(Files, OfTheMachineAreReadAsEver)
 
 TEST_F(Files, AreListedInTheOrderOfTheKernel)
 {
-    EXPECT_THAT(entries("/sys/class/net/"), ElementsAre(".", "..", "enp2s0", "enp1s0"));
+    EXPECT_THAT(entries("/sys/class/net/"), ElementsAre(".", "..", "lo", "enp2s0", "enp1s0"));
     EXPECT_THAT(entries("/sys/bus/i2c/drivers/si514"),
                 ElementsAre(".", "..", "bind", "0-0055", "module", "uevent", "unbind"));
 }

@@ -163,6 +163,22 @@ TEST_F(Launcher, SumsUpATrace)
     EXPECT_EQ(shell(HALVEXBOARD " summary " + file("none").string()).code, 2);
 }
 
+TEST_F(Launcher, DoesWhatItsPageSays)
+{
+    std::ifstream page(BOARD_PAGE);
+    int commands = 0;
+    for (std::string line; std::getline(page, line);) {
+        constexpr std::string_view kCommand = "    halvexboard ";
+        if (!line.starts_with(kCommand))
+            continue;
+        ++commands;
+        const std::string command = HALVEXBOARD " " + line.substr(kCommand.size());
+        const Result result = shell("cd " + file("").string() + " && " + command);
+        EXPECT_EQ(result.code, 0) << line << "\n" << result.text;
+    }
+    EXPECT_GE(commands, 4);
+}
+
 TEST_F(Launcher, ExplainsItself)
 {
     EXPECT_THAT(shell(HALVEXBOARD " --help").text, HasSubstr("Usage: halvexboard run"));

@@ -209,6 +209,8 @@ TEST_F(Ptp, IsFoundThroughASocket)
     ASSERT_TRUE(board_->doEvent(BOARD_EVENT_INTERFACE_DOWN, BOARD_TARGET_INTERFACE(0)));
     ASSERT_EQ(ioctl(socketFd, BOARD_WIRE_SIOCGIFFLAGS, &request), 0);
     EXPECT_EQ(request.value.flags & BOARD_WIRE_IFF_UP, 0);
+    std::strcpy(request.name, "lo");
+    EXPECT_EQ(ioctl(socketFd, BOARD_WIRE_SIOCGIFFLAGS, &request), 0);
     std::strcpy(request.name, "eth0");
     EXPECT_EQ(ioctl(socketFd, BOARD_WIRE_SIOCGIFFLAGS, &request), -1);
     EXPECT_EQ(errno, ENODEV);
