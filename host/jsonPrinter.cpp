@@ -56,7 +56,9 @@ void JsonPrinter::result(const Result& result) {
     if (!result.fields.empty()) {
         ordered_json& values = object["values"] = ordered_json::object();
         for (const Field& field : result.fields) {
-            values[field.key] = field.value;
+            if (!field.key.empty()) {  // a line of text alone
+                values[field.key] = field.value;
+            }
         }
     }
     if (!result.message.empty()) {

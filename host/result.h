@@ -12,7 +12,8 @@ namespace halvexctl {
 
 enum class Outcome { ok, warning, failed, skipped };
 
-/// One value, said both ways. Keys are camelCase and carry their unit ("offsetNs"). Without a label the text leaves it out.
+/// One value, said both ways. Keys are camelCase and carry their unit ("offsetNs"). Without a label the text
+/// leaves it out, without a key the JSON does.
 struct Field {
     std::string key;
     nlohmann::ordered_json value;

@@ -12,6 +12,17 @@ void TextPrinter::line(std::FILE* stream, const std::string& text) {
     std::fflush(stream);
 }
 
+void TextPrinter::value(const Field& field, std::size_t width) {
+    std::string_view rest = field.text;
+    std::string_view label = field.label;
+    do {  // further lines of a value stand below its first
+        const std::size_t end = std::min(rest.find('\n'), rest.size());
+        line(output_, fmt::format("  {:<{}}  {}", label, width, rest.substr(0, end)));
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+        label = {};
+    } while (!rest.empty());
+}
+
 void TextPrinter::begin(const std::string& verb, const std::string& argument) {
     line(output_, argument.empty() ? verb : verb + " " + argument);
 }
@@ -27,7 +38,7 @@ void TextPrinter::result(const Result& result) {
     }
     for (const Field& field : result.fields) {
         if (!field.label.empty()) {
-            line(output_, fmt::format("  {:<{}}  {}", field.label, width, field.text));
+            value(field, width);
         }
     }
     switch (result.outcome) {

@@ -20,6 +20,7 @@ public:
     void finish() override {}
 
 private:
+    void value(const Field& field, std::size_t width);
     void line(std::FILE* stream, const std::string& text);
 
     std::FILE* output_;

@@ -22,6 +22,9 @@ void wait(Session& session, const Command& command, Result& result);
 void applyMetadata(Session& session, const Command& command, Result& result);
 void expectError(Session& session, const Command& command, Result& result);
 void clear(Session& session, const Command& command, Result& result);
+void explain(Session& session, const Command& command, Result& result);
+void map(Session& session, const Command& command, Result& result);
+void doctor(Session& session, const Command& command, Result& result);
 void remark(Session& session, const Command& command, Result& result);
 void run(Session& session, const Command& command, Result& result);
 

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "host/command.h"
+#include "host/explanation.h"
 #include "host/stepRule.h"
 #include "host/units.h"
 #include "host/usageError.h"
@@ -58,6 +59,12 @@ Argument readWaitDuration(WordReader& words, const ReadingRules&) {
 
 Argument readRemark(WordReader& words, const ReadingRules&) { return words.takeArgument("remark", "TEXT"); }
 
+Argument readExplanationTopic(WordReader& words, const ReadingRules&) {
+    const std::string& topic = words.takeArgument("explain", "CODE");
+    checkExplanationTopic(topic);
+    return topic;
+}
+
 std::string readFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     std::string text;
@@ -83,7 +90,7 @@ Argument readDocument(WordReader& words, const ReadingRules&) {
     return Document{source, std::move(text)};
 }
 
-constexpr std::array<Verb, 18> kVerbs{{
+constexpr auto kVerbs = std::to_array<Verb>({
     {"info", "", "Show the library, its name, limits and correction",
      "  One look at everything that can be asked without changing anything.", true, nullptr, &actions::info},
     {"version", "", "Show the version of the library's interface", "", false, nullptr, &actions::version},
@@ -126,6 +133,18 @@ constexpr std::array<Verb, 18> kVerbs{{
     {"clear", "", "Reset the host's status",
      "  One status serves the whole session. While it holds an error the library carries nothing out.", false, nullptr,
      &actions::clear},
+    {"explain", "CODE", "Explain an error",
+     "  CODE is a code (-52024), its name, or the place that raised it (fileWrapper:20, as the error information has\n"
+     "  it). explain all lists every code.",
+     false, &readExplanationTopic, &actions::explain},
+    {"map", "", "Show interfaces, clocks and drivers, and what the library takes",
+     "  Each interface with its PCI id, PTP clock and pins: chosen, or left out and why. Changes nothing and needs no\n"
+     "  library.",
+     false, nullptr, &actions::map},
+    {"doctor", "", "Check the controller",
+     "  Named checks, each OK, WARN or FAIL with a remedy. Changes nothing and needs no library. The exit status is 3\n"
+     "  when a check fails and 1 when one warns.",
+     false, nullptr, &actions::doctor},
     {"remark", "TEXT", "Write a line to syslog", "  At LOG_INFO, to find the place in the log again.", false,
      &readRemark, &actions::remark},
     {"finalize", "", "Finalise the library",
@@ -138,7 +157,7 @@ constexpr std::array<Verb, 18> kVerbs{{
      "  A line that fails does not end the session; clear resets the status.",
      true, nullptr, &actions::run},
     {"help", "[VERB]", "Show the help, or that of one verb", "", false, &readHelpTopic, &actions::help},
-}};
+});
 
 }  // namespace
 

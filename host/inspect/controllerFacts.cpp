@@ -1,0 +1,222 @@
+// What there is on the controller: gathered without changing anything, judged elsewhere.
+#include "host/inspect/controllerFacts.h"
+
+#include <fmt/format.h>
+#include <linux/capability.h>
+#include <sys/timex.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <charconv>
+
+#include "host/inspect/systemFiles.h"
+
+namespace halvexctl {
+namespace {
+
+constexpr const char* kNetworkDirectory = "/sys/class/net/";
+constexpr const char* kSi514Directory = "/sys/bus/i2c/drivers/si514";
+constexpr const char* kDriverRoot = "/proc/driver/zu/";
+constexpr std::string_view kFerroxIdentifier = "nZUHORLIXFERROX000_HorlixFerrox";
+constexpr std::string_view kFpgaIdentifier = "nZUHORLIXFPGA000_HorlixFpga";
+constexpr std::int32_t kPinsNeeded = 4;
+
+/// The number that a text begins with; `form` is its base, or nothing for a fraction.
+template <typename Number, typename... Form>
+std::optional<Number> readNumber(std::string_view text, Form... form) {
+    Number value{};
+    const auto read = std::from_chars(text.data(), text.data() + text.size(), value, form...);
+    return read.ec == std::errc() ? std::optional(value) : std::nullopt;
+}
+
+bool isNumber(std::string_view text) {
+    return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+void gatherClock(InterfaceFacts& facts) {
+    facts.node = fmt::format("/dev/ptp{}", *facts.ptpIndex);
+    facts.nodeIsThere = isThere(facts.node);
+    facts.nodeIsAllowed = isReadableAndWritable(facts.node);
+    if (const auto count = readFirstLine(fmt::format("/sys/class/ptp/ptp{}/n_vclocks", *facts.ptpIndex))) {
+        facts.virtualClocks = readNumber<std::int32_t>(*count);
+    }
+    PtpClock clock(facts.node);
+    facts.capabilities = clock.capabilities();
+    const std::int32_t pins = facts.capabilities ? facts.capabilities->pins : 0;
+    for (std::int32_t index = 0; index < pins; ++index) {
+        if (const auto pin = clock.pin(static_cast<std::uint32_t>(index))) {
+            facts.pins.push_back(*pin);
+        }
+    }
+    facts.error = clock.errorText();
+}
+
+InterfaceFacts gatherInterface(const std::string& name) {
+    InterfaceFacts facts;
+    facts.name = name;
+    facts.vendor = readFirstLine(kNetworkDirectory + name + "/device/vendor").value_or("");
+    facts.device = readFirstLine(kNetworkDirectory + name + "/device/device").value_or("");
+    facts.isUp = isInterfaceUp(name);
+    facts.ptpIndex = ptpIndexOf(name);
+    if (facts.ptpIndex.value_or(-1) >= 0) {
+        gatherClock(facts);
+    }
+    return facts;
+}
+
+DriverFacts gatherDriver(std::string_view identifier) {
+    DriverFacts facts;
+    for (const std::string& driver : namesIn(kDriverRoot)) {
+        const std::string interfaces = kDriverRoot + driver + "/deviceInterfaces";
+        for (const std::string& instance : namesIn(interfaces)) {
+            if (facts.directory.empty() && instance.starts_with(std::string(identifier) + "\\")) {
+                facts.directory = interfaces + "/" + instance;
+            }
+        }
+    }
+    if (!facts.directory.empty()) {
+        facts.node = readFirstLine(facts.directory + "/interfacePath").value_or("");
+        facts.nodeIsThere = !facts.node.empty() && isThere(facts.node);
+        facts.nodeIsAllowed = facts.nodeIsThere && isReadableAndWritable(facts.node);
+    }
+    return facts;
+}
+
+/// "0-0055": bus and address.
+bool isI2cClient(std::string_view name) {
+    const std::size_t dash = name.find('-');
+    return dash != std::string_view::npos && isNumber(name.substr(0, dash)) && dash + 1 < name.size() &&
+           name.find_first_not_of("0123456789abcdefABCDEF", dash + 1) == std::string_view::npos;
+}
+
+std::string si514Client() {
+    const std::vector<std::string> names = namesIn(kSi514Directory);
+    const auto client = std::find_if(names.begin(), names.end(), isI2cClient);
+    return client == names.end() ? std::string() : *client;
+}
+
+Si514Facts gatherSi514() {
+    Si514Facts facts;
+    facts.driverIsThere = isThere(kSi514Directory);
+    facts.client = si514Client();
+    if (!facts.client.empty()) {
+        const std::string directory = fmt::format("{}/{}/", kSi514Directory, facts.client);
+        facts.name = readFirstLine(directory + "name").value_or("");
+        facts.offsetText = readFirstLine(directory + "ppb_offset");
+        facts.offsetIsAllowed = isReadableAndWritable(directory + "ppb_offset");
+    }
+    return facts;
+}
+
+std::vector<ProcessFacts> gatherProcesses() {
+    std::vector<ProcessFacts> processes;
+    for (const std::string& name : namesIn("/proc")) {
+        const auto pid = isNumber(name) ? readNumber<std::int32_t>(name) : std::nullopt;
+        const auto command = pid ? readFirstLine("/proc/" + name + "/comm") : std::nullopt;
+        if (command) {
+            processes.push_back({*pid, *command});
+        }
+    }
+    return processes;
+}
+
+/// Who else has one of the clocks open, as far as this user may see it.
+void gatherUsers(std::vector<InterfaceFacts>& interfaces, const std::vector<ProcessFacts>& processes) {
+    for (const ProcessFacts& process : processes) {
+        if (process.pid == ::getpid()) {
+            continue;
+        }
+        const std::string descriptors = fmt::format("/proc/{}/fd", process.pid);
+        for (const std::string& descriptor : namesIn(descriptors)) {
+            const std::string target = linkTarget(descriptors + "/" + descriptor);
+            for (InterfaceFacts& interface : interfaces) {
+                const std::string user = fmt::format("{} ({})", process.name, process.pid);
+                const bool isUser = !interface.node.empty() && target == interface.node;
+                if (isUser && (interface.users.empty() || interface.users.back() != user)) {
+                    interface.users.push_back(user);
+                }
+            }
+        }
+    }
+}
+
+std::optional<bool> gatherTimeCapability() {
+    const std::string status = readSmallFile("/proc/self/status").value_or("");
+    static constexpr std::string_view kLabel = "CapEff:\t";
+    const std::size_t at = status.find(kLabel);
+    const auto mask = at == std::string::npos
+                          ? std::nullopt
+                          : readNumber<std::uint64_t>(std::string_view(status).substr(at + kLabel.size()), 16);
+    return mask ? std::optional(((*mask >> CAP_SYS_TIME) & 1) != 0) : std::nullopt;
+}
+
+}  // namespace
+
+Choice choiceOf(const InterfaceFacts& facts) {
+    if (!facts.isI210()) {
+        return {false, false, facts.vendor.empty() ? "no PCI device" : "not an I210 (0x8086:0x1533)"};
+    }
+    if (!facts.ptpIndex) {
+        return {false, true, "its PTP clock cannot be asked for"};
+    }
+    if (*facts.ptpIndex < 0) {
+        return {false, false, "has no PTP clock"};
+    }
+    if (!facts.nodeIsThere || !facts.nodeIsAllowed || !facts.capabilities) {
+        return {false, true,
+                !facts.nodeIsThere     ? facts.node + " is missing"
+                : !facts.nodeIsAllowed ? facts.node + " may not be read and written"
+                                       : facts.error};
+    }
+    const PtpCapabilities& can = *facts.capabilities;
+    if (can.stampChannels < 1 || can.periodicOutputs < 1 || can.pins < kPinsNeeded) {
+        return {false, false,
+                fmt::format("has {} time-stamp channels, {} outputs and {} pins; 1, 1 and {} are needed",
+                            can.stampChannels, can.periodicOutputs, can.pins, kPinsNeeded)};
+    }
+    return {true, false, facts.isUp.value_or(false) ? "usable" : "usable; aligned once it is up"};
+}
+
+std::vector<InterfaceFacts> gatherInterfaces() {
+    std::vector<InterfaceFacts> interfaces;
+    for (const std::string& name : namesIn(kNetworkDirectory)) {
+        interfaces.push_back(gatherInterface(name));
+    }
+    return interfaces;
+}
+
+KernelClockFacts readKernelClock() {
+    timex state{};
+    const int result = ::adjtimex(&state);
+    if (result < 0) {
+        return {};
+    }
+    constexpr double kFrequencyUnitsPerPpb = 65.536;  // 2^16 of them are 1 ppm
+    constexpr std::int64_t kNsPerUs = 1'000;
+    return {true, (state.status & STA_UNSYNC) == 0, state.maxerror * kNsPerUs, state.tai,
+            static_cast<double>(state.freq) / kFrequencyUnitsPerPpb};
+}
+
+std::optional<double> readSteeringPpb() {
+    const std::string client = si514Client();
+    const auto text =
+        client.empty() ? std::nullopt : readFirstLine(fmt::format("{}/{}/ppb_offset", kSi514Directory, client));
+    return text ? readNumber<double>(*text) : std::nullopt;
+}
+
+ControllerFacts gatherFacts() {
+    ControllerFacts facts;
+    facts.interfaces = gatherInterfaces();
+    facts.ferrox = gatherDriver(kFerroxIdentifier);
+    facts.fpga = gatherDriver(kFpgaIdentifier);
+    facts.si514 = gatherSi514();
+    facts.phc2sysIsThere = isThere(kPhc2SysPath);
+    facts.phc2sysIsExecutable = isExecutable(kPhc2SysPath);
+    facts.processes = gatherProcesses();
+    gatherUsers(facts.interfaces, facts.processes);
+    facts.maySetTime = gatherTimeCapability();
+    facts.kernelClock = readKernelClock();
+    return facts;
+}
+
+}  // namespace halvexctl

@@ -1,0 +1,84 @@
+// What there is on the controller: gathered without changing anything, judged elsewhere.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/inspect/ptpClock.h"
+
+namespace halvexctl {
+
+struct InterfaceFacts {
+    std::string name;
+    std::string vendor, device;  ///< PCI ids as sysfs has them ("0x8086"); empty: no PCI device.
+    std::optional<bool> isUp;
+    std::optional<std::int32_t> ptpIndex;             ///< -1: no clock; nothing: cannot be asked.
+    std::string node;                                 ///< "/dev/ptp0", or empty.
+    bool nodeIsThere = false, nodeIsAllowed = false;  ///< Allowed: for reading and writing.
+    std::string error;                                ///< Of opening or asking the clock.
+    std::optional<PtpCapabilities> capabilities;
+    std::vector<PtpPin> pins;
+    std::optional<std::int32_t> virtualClocks;
+    std::vector<std::string> users;  ///< Other processes that have the node open: "chronyd (812)".
+
+    bool isI210() const { return vendor == "0x8086" && device == "0x1533"; }
+};
+
+/// What the library does with an interface, by its own rules.
+struct Choice {
+    bool isChosen = false;
+    bool endsInitialisation = false;  ///< Not merely left out: zuqxmtk_initialize fails.
+    std::string reason;
+};
+Choice choiceOf(const InterfaceFacts& interface);
+
+/// A driver whose instances lie under /proc/driver/zu.
+struct DriverFacts {
+    std::string directory;  ///< Of the first instance; empty: none.
+    std::string node;       ///< What its interfacePath holds.
+    bool nodeIsThere = false, nodeIsAllowed = false;
+};
+
+struct Si514Facts {
+    bool driverIsThere = false;
+    std::string client;  ///< "0-0055"; empty: the driver has none.
+    std::string name;
+    std::optional<std::string> offsetText;  ///< Contents of ppb_offset; nothing: not there or not readable.
+    bool offsetIsAllowed = false;
+};
+
+struct ProcessFacts {
+    std::int32_t pid = 0;
+    std::string name;
+};
+
+struct KernelClockFacts {
+    bool isKnown = false, isSynchronised = false;
+    std::int64_t maxErrorNs = 0;
+    std::int32_t taiOffsetS = 0;
+    double frequencyPpb = 0;
+};
+
+struct ControllerFacts {
+    std::vector<InterfaceFacts> interfaces;  ///< By name, as the library takes them.
+    DriverFacts ferrox, fpga;
+    Si514Facts si514;
+    bool phc2sysIsThere = false, phc2sysIsExecutable = false;
+    std::vector<ProcessFacts> processes;
+    std::optional<bool> maySetTime;  ///< CAP_SYS_TIME; nothing: unknown.
+    KernelClockFacts kernelClock;
+};
+
+inline constexpr const char* kPhc2SysPath = "/usr/local/tarnesk/share/Horlix/TimeKeepers/phc2sys";
+
+std::vector<InterfaceFacts> gatherInterfaces();
+ControllerFacts gatherFacts();
+KernelClockFacts readKernelClock();
+
+/// The correction as the oscillator's driver has it, in ppb; nothing when it cannot be read. Touches no descriptor of
+/// others.
+std::optional<double> readSteeringPpb();
+
+}  // namespace halvexctl
