@@ -1,0 +1,56 @@
+// The virtual controller as a story sees it: the module's control files, the machine's processes, interfaces and log.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace systemtest {
+
+/// One clock at the instant of a reading.
+struct ClockTruth {
+    std::int64_t timeNs = 0;
+    std::int64_t differenceNs = 0;  ///< To the master.
+    bool isEnabled = false;
+};
+
+/// Every clock at one instant; "realtime" is the machine's CLOCK_REALTIME.
+struct Truth {
+    std::int64_t rawNs = 0;
+    std::map<std::string, ClockTruth> clocks;
+
+    const ClockTruth& operator[](const std::string& name) const { return clocks.at(name); }
+};
+
+/// A line of the board's journal.
+struct Happening {
+    std::int64_t rawNs = 0;
+    std::string kind;
+    std::string target;
+    std::map<std::string, std::string> details;
+
+    std::int64_t number(const std::string& name) const { return std::stoll(details.at(name)); }
+};
+
+/// Gives the board one command; true when it obeyed.
+bool control(const std::string& command);
+Truth readTruth();
+std::vector<Happening> takeJournal();
+
+/// Writes a file of the kernel or the machine in one go; true when all of it was taken.
+bool writeFile(const std::string& path, const std::string& text);
+std::string readFile(const std::string& path);
+
+void setInterfaceUp(const std::string& name, bool isUp);
+void waitS(double seconds);
+
+/// Process ids of the phc2sys children that are alive (zombies are not).
+std::vector<int> livingPhc2sys();
+int countDescriptors();
+
+/// Everything that reached the machine's log since the last call of clearSyslog.
+std::vector<std::string> syslogLines();
+void clearSyslog();
+
+}  // namespace systemtest
