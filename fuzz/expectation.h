@@ -1,0 +1,14 @@
+// What a fuzz target does when the library did something else than it must.
+#pragma once
+
+#include <cstdio>
+#include <cstdlib>
+
+/// Ends the process, so that the fuzzer keeps the input.
+#define EXPECT(condition)                                                                  \
+    do {                                                                                   \
+        if (!(condition)) {                                                                \
+            std::fprintf(stderr, "%s:%d: not so: %s\n", __FILE__, __LINE__, #condition);  \
+            std::abort();                                                                  \
+        }                                                                                  \
+    } while (false)

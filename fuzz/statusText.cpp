@@ -1,0 +1,171 @@
+// Error information written, merged and grown with growth functions of every temper: the text is one valid JSON object at
+// every moment, and the buffer is laid out as the contract says wherever the host leaves it in peace.
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+
+#include "fuzz/expectation.h"
+#include "zuerr/errorInformation.h"
+#include "zuerr/status.h"
+
+namespace {
+
+/// Hands out the input piece by piece; zeros when it is used up.
+class Input {
+public:
+    Input(const std::uint8_t* data, std::size_t size) : data_(data), size_(size) {}
+    bool isEmpty() const { return size_ == 0; }
+    unsigned byte() {
+        if (size_ == 0) return 0;
+        --size_;
+        return *data_++;
+    }
+    std::string_view text() {
+        const std::size_t length = std::min<std::size_t>(byte() * (byte() % 8 == 0 ? 16U : 1U), size_);
+        const std::string_view piece(reinterpret_cast<const char*>(data_), length);
+        data_ += length;
+        size_ -= length;
+        return piece;
+    }
+
+private:
+    const std::uint8_t* data_;
+    std::size_t size_;
+};
+
+enum class Temper { exact, generous, refusing, lying, shrinking, forgetful, scribbling, untidy, count };
+Temper temper = Temper::exact;
+Input* source = nullptr;
+
+bool isPeaceful() { return temper == Temper::exact || temper == Temper::generous; }
+
+/// Grows the true buffer to `size`, with or without what stood in it.
+bool grow(zuerr_Status* status, std::uint32_t size, bool keepsText) {
+    auto* const buffer = static_cast<char*>(std::calloc(1, size));
+    const std::string text = status->json != nullptr && keepsText ? status->json : "{}";
+    if (text.size() + 2 > size) return std::free(buffer), false;
+    std::memcpy(buffer, text.data(), text.size());
+    buffer[size - 1] = 'J';
+    std::free(status->json);
+    status->json = buffer;
+    status->capacity = size;
+    return true;
+}
+
+bool temperamental(zuerr_Status* status, std::uint32_t size) {
+    if (size == 0) {
+        std::free(status->json);
+        status->json = nullptr;
+        status->capacity = 0;
+        return true;
+    }
+    if (size <= status->capacity) return true;
+    if (size > 1U << 14) return false;
+    switch (temper) {
+        case Temper::exact: return grow(status, size, true);
+        case Temper::generous: return grow(status, size + source->byte(), true);
+        case Temper::refusing: return false;
+        case Temper::lying: return true;
+        case Temper::shrinking: return grow(status, 4 + size / 2, true);
+        case Temper::forgetful: return grow(status, size, false);
+        case Temper::scribbling:
+            if (!grow(status, size, true)) return false;
+            for (int i = 0; i < 4; ++i) status->json[source->byte() % status->capacity] = static_cast<char>(source->byte());
+            return true;
+        default:
+            if (!grow(status, size, true)) return false;
+            std::memset(status->json + std::strlen(status->json) + 1, 'x', size - std::strlen(status->json) - 1);
+            return source->byte() % 2 == 0;
+    }
+}
+
+bool isUtf8(std::string_view text) {
+    return nlohmann::json::accept("\"" + [&] {
+        std::string safe;
+        for (const char c : text) safe += c == '"' || c == '\\' || static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
+        return safe;
+    }() + "\"");
+}
+
+/// The text ends inside its buffer, and what follows it is as the contract says unless the host meddled.
+void checkBuffer(const zuerr_Status& status) {
+    if (status.json == nullptr) return;
+    const std::size_t length = strnlen(status.json, status.capacity);
+    EXPECT(length < status.capacity);
+    if (!isPeaceful()) return;
+    EXPECT(status.json[status.capacity - 1] == 'J');
+    const char* const tail = status.json + length;
+    const std::size_t zeros = status.capacity - 1 - length;
+    EXPECT(zeros > 0 && tail[0] == '\0' && std::memcmp(tail, tail + 1, zeros - 1) == 0);
+}
+
+/// `knowsText` is false once bytes of the host's own that are no UTF-8 may stand in the text.
+void check(const zuerr_Status& status, bool knowsText) {
+    if (status.json == nullptr) return;
+    checkBuffer(status);
+    if (knowsText && temper != Temper::scribbling) EXPECT(nlohmann::json::parse(status.json).is_object());
+}
+
+/// What was added to a status whose host is in peace, member by member.
+void build(Input& input, zuerr_Status& status, bool& knowsText) {
+    zuerr::ErrorInformation information(status);
+    for (unsigned members = input.byte() % 12; members > 0 && !input.isEmpty(); --members) {
+        const std::string key = "k" + std::to_string(members);
+        switch (input.byte() % 5) {
+            case 0: {
+                const std::string_view value = input.text();
+                knowsText = knowsText && isUtf8(value);
+                information.addString(key, {value});
+                break;
+            }
+            case 1: information.addSigned(key, static_cast<std::int32_t>(input.byte() << 24 | input.byte())); break;
+            case 2: information.addUnsigned(key, input.byte() << 24 | input.byte()); break;
+            case 3: information.openObject(key); break;
+            default: {
+                const std::string_view first = input.text();
+                const std::string_view second = input.text();
+                knowsText = knowsText && isUtf8(first) && isUtf8(second);
+                information.addString(key, {first, second});
+                break;
+            }
+        }
+        checkBuffer(status);
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    Input input(data, size);
+    source = &input;
+    temper = static_cast<Temper>(input.byte() % static_cast<unsigned>(Temper::count));
+    zuerr_Status statuses[3] = {{0, 0, temperamental, nullptr}, zuerr::makeStatus(), zuerr::makeStatus()};
+    bool knowsText = true;
+    while (!input.isEmpty()) {
+        zuerr_Status& status = statuses[input.byte() % 3];
+        switch (input.byte() % 4) {
+            case 0: {
+                const std::int32_t before = status.code;
+                const auto code = static_cast<std::int32_t>(input.byte()) - 128;
+                const bool isTaken = zuerr_setCode(&status, code);
+                EXPECT(isTaken == (code != 0 && (before == 0 || (before > 0 && code < 0))));
+                EXPECT(status.code == (isTaken ? code : before));
+                break;
+            }
+            case 1: build(input, status, knowsText); break;
+            case 2: zuerr_setJson(&status, input.byte() % 2 == 0 ? nullptr : R"({"a":1})"); break;
+            default: {
+                zuerr_Status& from = statuses[input.byte() % 3];
+                bool isCopied = false;
+                if (&from != &status) zuerr_merge(&status, &from, &isCopied);
+                break;
+            }
+        }
+        check(status, knowsText);
+    }
+    for (zuerr_Status& status : statuses) zuerr::freeJson(status);
+    return 0;
+}
