@@ -44,6 +44,8 @@ set(HALVEX_STRICT_WARNINGS -Wpedantic -Wconversion -Wsign-conversion)
 function(halvex_add_part name)
   add_library(${name} STATIC ${ARGN})
   target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
-  target_compile_options(${name} PRIVATE ${HALVEX_STRICT_WARNINGS} $<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique>
+  # Every symbol is bound at load, so calls go straight through the table of addresses, without a stub each.
+  target_compile_options(${name} PRIVATE ${HALVEX_STRICT_WARNINGS} -fno-plt
+    $<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique>
     -ffile-prefix-map=${PROJECT_BINARY_DIR}=.)
 endfunction()

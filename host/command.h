@@ -9,6 +9,7 @@
 #include <variant>
 #include <vector>
 
+#include "host/monitor.h"
 #include "host/result.h"
 
 namespace halvexctl {
@@ -22,7 +23,7 @@ struct Document {
     std::string text;
 };
 
-using Argument = std::variant<std::monostate, std::int64_t, std::int32_t, std::string, Document>;
+using Argument = std::variant<std::monostate, std::int64_t, std::int32_t, std::string, Document, MonitorOptions>;
 
 /// The words that are still to be read. Threads: thread-bound.
 class WordReader {

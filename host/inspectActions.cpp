@@ -4,6 +4,7 @@
 #include "host/explanation.h"
 #include "host/inspect/controllerFacts.h"
 #include "host/inspect/diagnosis.h"
+#include "host/monitor.h"
 #include "host/session.h"
 #include "host/verbActions.h"
 
@@ -111,6 +112,10 @@ void doctor(Session&, const Command&, Result& result) {
     }
     result.add("checks", checks, "", "");
     conclude(findings, result);
+}
+
+void monitor(Session& session, const Command& command, Result& result) {
+    watchClocks(session, std::get<MonitorOptions>(command.argument), result);
 }
 
 }  // namespace halvexctl::actions

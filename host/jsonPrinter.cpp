@@ -46,6 +46,15 @@ void JsonPrinter::call(const std::string& text) {
     std::fflush(errors_);
 }
 
+void JsonPrinter::sample(const std::function<std::string(bool inColour)>&, const ordered_json& line, bool isOnly) {
+    if (isOnly) {
+        return;  // the document has it
+    }
+    hasLines_ = true;
+    fmt::print(output_, "{}\n", line.dump(-1, ' ', false, ordered_json::error_handler_t::replace));
+    std::fflush(output_);
+}
+
 void JsonPrinter::result(const Result& result) {
     ordered_json object;
     object["verb"] = result.verb;
@@ -77,7 +86,7 @@ void JsonPrinter::complaint(const std::string& sentence) {
 
 void JsonPrinter::finish() {
     // Bytes that are no UTF-8 may come from a driver's texts; they must not cost the whole document.
-    fmt::print(output_, "{}\n", results_.dump(2, ' ', false, ordered_json::error_handler_t::replace));
+    fmt::print(output_, "{}\n", results_.dump(hasLines_ ? -1 : 2, ' ', false, ordered_json::error_handler_t::replace));
     std::fflush(output_);
 }
 

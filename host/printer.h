@@ -1,6 +1,7 @@
 // What is shown while the verbs are carried out, and how.
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "host/result.h"
@@ -15,7 +16,10 @@ public:
                        const std::string& argument) = 0;  ///< A verb is about to be carried out.
     virtual void note(const std::string& sentence) = 0;  ///< Said before something happens, or while it takes its time.
     virtual void call(const std::string& line) = 0;      ///< A call of the library, as it happens.
-    virtual void result(const Result& result) = 0;       ///< A verb is over.
+    /// A look at the clocks. `text` gives it for people, in colour or not; `isOnly`: no other follows.
+    virtual void sample(const std::function<std::string(bool inColour)>& text, const nlohmann::ordered_json& line,
+                        bool isOnly) = 0;
+    virtual void result(const Result& result) = 0;            ///< A verb is over.
     virtual void complaint(const std::string& sentence) = 0;  ///< Something typed cannot be carried out.
     virtual void finish() = 0;                                ///< Nothing follows.
 };

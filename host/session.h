@@ -37,6 +37,7 @@ public:
     ExitCode exitCode() const { return exitCode_; }
 
     // What the verbs work with.
+    bool isInitialized() const { return initialized_; }
     HostCalls& calls();  ///< Loads the library first if that is still to be done; PluginError.
     Printer& printer() { return printer_; }
     const SessionSettings& settings() const { return settings_; }

@@ -3,6 +3,8 @@
 
 #include <fmt/format.h>
 
+#include <unistd.h>
+
 #include <algorithm>
 
 namespace halvexctl {
@@ -30,6 +32,16 @@ void TextPrinter::begin(const std::string& verb, const std::string& argument) {
 void TextPrinter::note(const std::string& sentence) { line(output_, "  " + sentence); }
 
 void TextPrinter::call(const std::string& text) { line(output_, "  " + text); }
+
+void TextPrinter::sample(const std::function<std::string(bool inColour)>& text, const nlohmann::ordered_json&,
+                         bool isOnly) {
+    const bool isTerminal = ::isatty(::fileno(output_)) == 1;
+    if (isTerminal && !isOnly) {
+        fmt::print(output_, "\x1b[H\x1b[2J");  // the next look takes the place of the last
+    }
+    fmt::print(output_, "{}", text(isTerminal));
+    std::fflush(output_);
+}
 
 void TextPrinter::result(const Result& result) {
     std::size_t width = 0;

@@ -25,6 +25,7 @@ void clear(Session& session, const Command& command, Result& result);
 void explain(Session& session, const Command& command, Result& result);
 void map(Session& session, const Command& command, Result& result);
 void doctor(Session& session, const Command& command, Result& result);
+void monitor(Session& session, const Command& command, Result& result);
 void remark(Session& session, const Command& command, Result& result);
 void run(Session& session, const Command& command, Result& result);
 

@@ -2,12 +2,14 @@
 #include <fmt/format.h>
 
 #include <array>
+#include <charconv>
 #include <fstream>
 #include <string>
 
 #include "host/command.h"
 #include "host/explanation.h"
 #include "host/stepRule.h"
+#include "host/suggestion.h"
 #include "host/units.h"
 #include "host/usageError.h"
 #include "host/verbActions.h"
@@ -63,6 +65,54 @@ Argument readExplanationTopic(WordReader& words, const ReadingRules&) {
     const std::string& topic = words.takeArgument("explain", "CODE");
     checkExplanationTopic(topic);
     return topic;
+}
+
+constexpr std::array<std::string_view, 4> kMonitorOptions{"--once", "--interval", "--count", "--metrics"};
+
+std::uint64_t readCount(const std::string& text) {
+    std::uint64_t count = 0;
+    const auto read = std::from_chars(text.data(), text.data() + text.size(), count);
+    if (read.ec != std::errc() || read.ptr != text.data() + text.size() || count == 0) {
+        throw UsageError(fmt::format("\"{}\" is no count: a whole number above 0 is wanted", text));
+    }
+    return count;
+}
+
+std::int64_t readInterval(const std::string& text) {
+    const std::int64_t intervalNs = readDurationNs(text);
+    if (intervalNs == 0) {
+        throw UsageError("the interval must be above 0");
+    }
+    return intervalNs;
+}
+
+Argument readMonitor(WordReader& words, const ReadingRules&) {
+    MonitorOptions options;
+    while (!words.atEnd() && words.peek()->starts_with("--")) {
+        const std::string& option = words.take();
+        if (option == "--once") {
+            options.count = 1;
+        } else if (option == "--interval") {
+            options.intervalNs = readInterval(words.takeArgument("monitor", "DURATION after --interval"));
+        } else if (option == "--count") {
+            options.count = readCount(words.takeArgument("monitor", "number after --count"));
+        } else if (option == "--metrics") {
+            options.metricsPath = words.takeArgument("monitor", "FILE after --metrics");
+        } else {
+            throw UsageError(
+                fmt::format("monitor has no option \"{}\"{}", option, suggestion(option, kMonitorOptions)));
+        }
+    }
+    return options;
+}
+
+Argument readRecord(WordReader& words, const ReadingRules&) {
+    MonitorOptions options;
+    options.isQuiet = true;
+    options.recordPath = words.takeArgument("record", "FILE");
+    const std::int64_t durationNs = readInterval(words.takeArgument("record", "DURATION"));
+    options.count = static_cast<std::uint64_t>((durationNs + options.intervalNs - 1) / options.intervalNs) + 1;
+    return options;
 }
 
 std::string readFile(const std::string& path) {
@@ -145,6 +195,23 @@ constexpr auto kVerbs = std::to_array<Verb>({
      "  Named checks, each OK, WARN or FAIL with a remedy. Changes nothing and needs no library. The exit status is 3\n"
      "  when a check fails and 1 when one warns.",
      false, nullptr, &actions::doctor},
+    {"monitor", "[OPTIONS]", "Watch every clock",
+     "  A row for each PTP clock and CLOCK_REALTIME, measured by cross time stamps with a bound; nothing is changed, "
+     "and\n"
+     "  no time stamp is taken from its owner. Nothing is initialised either: init monitor also measures the master, "
+     "by\n"
+     "  the library. AWAY: more than 100 ns off for certain; JUMPED: moved faster than any steering. An alarm ends in\n"
+     "  exit status 1. With --json each sample is a line, and the results follow as one line; with --once there is "
+     "only\n"
+     "  the document.\n"
+     "    --once               one sample\n"
+     "    --count NUMBER       so many samples (otherwise until SIGINT or SIGTERM)\n"
+     "    --interval DURATION  between samples, 1s unless given\n"
+     "    --metrics FILE       keep FILE up to date for Prometheus; written aside and renamed",
+     false, &readMonitor, &actions::monitor},
+    {"record", "FILE DURATION", "Keep what monitor measures in a file",
+     "  Every second a sample, a line of JSON each, appended to FILE: init record night.jsonl 28800s.", false,
+     &readRecord, &actions::monitor},
     {"remark", "TEXT", "Write a line to syslog", "  At LOG_INFO, to find the place in the log again.", false,
      &readRemark, &actions::remark},
     {"finalize", "", "Finalise the library",

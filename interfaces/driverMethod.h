@@ -1,6 +1,7 @@
 // One method call to a driver: request number, buffers, and how its status reaches the caller.
 #pragma once
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 
@@ -58,15 +59,23 @@ inline std::int32_t callerStatusCode(const nZUPLAT000::PlatStatus& status) noexc
     return static_cast<std::int32_t>(status.code);
 }
 
+/// What the transport met becomes the caller's status.
+[[gnu::cold, gnu::noinline]] inline void mergeFailedCall(nZUPLAT000::PlatStatus* status, int error) noexcept {
+    nZUPLAT000::PlatStatus transportStatus;
+    nZUPLAT000::tDeviceInterfaceProxy::reportFailedCall(&transportStatus, error);
+    nZUPLAT000::mergeStatus(status, transportStatus);
+}
+
 /// Makes the call and hands the status on: that of a failed transport as it is, else the driver's code. The caller's
 /// status holds no error. Nothing but the buffers is written that a call without a failure does not need.
 template <typename Proxy, typename In, typename Out>
 [[gnu::always_inline]] inline MethodOutcome callDriver(Proxy& proxy, const DriverMethod& method, const In& in, Out& out,
                                                        nZUPLAT000::PlatStatus* status) noexcept {
-    nZUPLAT000::PlatStatus transportStatus;
-    proxy.ioctl(method.request, &in, sizeof in, &out, sizeof out, &transportStatus);
-    if (transportStatus.hasError()) {
-        nZUPLAT000::mergeStatus(status, transportStatus);
+    nZUPLAT000::IoctlArgs args{reinterpret_cast<std::uintptr_t>(&in), reinterpret_cast<std::uintptr_t>(&out), sizeof in,
+                               sizeof out, 0};
+    if (!proxy.makeCall(method.request, args)) {
+        const int error = errno;
+        mergeFailedCall(status, error);
         return {.hasReachedDriver = false, .hasChangedStatus = true};
     }
     if (out.statusCode == 0) return {.hasReachedDriver = true, .hasChangedStatus = false};  // no code to set

@@ -89,6 +89,34 @@ pid_t reap(pid_t pid, board_child& child) noexcept
     return answer;
 }
 
+/// A look at the board's children that reaps none: the pid of one that has ended, 0 while all run, or -ECHILD.
+pid_t endedChild(board_child& child) noexcept
+{
+    const LockGuard guard(boardLock());
+    pid_t answer = -ECHILD;
+    for (const pid_t candidate : children) {
+        if (candidate == 0 || board_child_get(model(), candidate, &child) == 0 || child.state == BOARD_CHILD_NONE)
+            continue;
+        if (child.state != BOARD_CHILD_RUNNING)
+            return candidate;
+        answer = 0;
+    }
+    return answer;
+}
+
+void tell(const board_child& child, pid_t pid, siginfo_t* info) noexcept
+{
+    if (info == nullptr)
+        return;
+    std::memset(info, 0, sizeof *info);
+    if (pid <= 0)
+        return;
+    info->si_signo = SIGCHLD;
+    info->si_pid = pid;
+    info->si_code = child.state == BOARD_CHILD_EXITED ? CLD_EXITED : CLD_KILLED;
+    info->si_status = child.status;
+}
+
 pid_t waitForChild(pid_t pid, int options, board_child& child) noexcept
 {
     DeviceCall call(BOARD_CALL_WAITPID, BOARD_TARGET_PHC2SYS, BOARD_FILE_ANY);
@@ -181,20 +209,21 @@ HALVEXBOARD_SHIM pid_t wait3(int* status, int options, rusage* usage) noexcept
 
 HALVEXBOARD_SHIM int waitid(idtype_t kind, id_t id, siginfo_t* info, int options)
 {
+    if (isActive() && kind == P_ALL && childCount > 0 && (options & WNOWAIT) != 0 && (options & WNOHANG) != 0) {
+        board_child child{};
+        const pid_t ended = endedChild(child);
+        if (ended >= 0) {
+            tell(child, ended, info);
+            return 0;
+        }
+    }
     if (!isActive() || kind != P_PID || !isSimulatedChild(static_cast<pid_t>(id))) {
         const ExternalCall external;
         return real_waitid(kind, id, info, options);
     }
     board_child child{};
     const pid_t reaped = waitForChild(static_cast<pid_t>(id), options, child);
-    if (info != nullptr)
-        std::memset(info, 0, sizeof *info);
-    if (reaped > 0 && info != nullptr) {
-        info->si_signo = SIGCHLD;
-        info->si_pid = reaped;
-        info->si_code = child.state == BOARD_CHILD_EXITED ? CLD_EXITED : CLD_KILLED;
-        info->si_status = child.status;
-    }
+    tell(child, reaped, info);
     return reaped < 0 ? -1 : 0;
 }
 

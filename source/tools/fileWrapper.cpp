@@ -60,12 +60,11 @@ void FileWrapper::resetOffset(std::int64_t offset) {
 std::int64_t FileWrapper::write(const char* buffer, std::size_t length, bool, std::uint32_t attempts) {
     // A kernel attribute takes one whole value per write: what was cut short is written again from the start.
     const auto wanted = static_cast<ssize_t>(length);
-    ssize_t written = 0;
-    for (std::uint32_t attempt = 0; attempt < attempts && written != wanted; ++attempt) {
+    if (wanted == 0) return 0;
+    for (; attempts > 0; --attempts) {
         resetOffset();
-        written = ::write(fd_, buffer, length);
+        if (::write(fd_, buffer, length) == wanted) return wanted;
     }
-    if (written == wanted) return written;
     // Kept on purpose: without attempts the error tells whatever errno held before.
     const int error = errno;
     raiseForFile(kWriteFailed, "Error writing file: ", path_, error);

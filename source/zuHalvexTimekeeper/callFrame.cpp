@@ -21,8 +21,6 @@ void reportCurrentException(const char* exportName, zuerr_Status& status) noexce
            zuerr::jsonOrNull(status));
 }
 
-void requireOutput(const void* output) {
-    if (output == nullptr) raise(kNoOutput, {"The output pointer is null."});
-}
+void throwNoOutput() { raise(kNoOutput, {"The output pointer is null."}); }
 
 }  // namespace halvexTimekeeper

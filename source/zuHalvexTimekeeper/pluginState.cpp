@@ -11,15 +11,6 @@ namespace {
 constexpr zuerr::ErrorSite kNotInitialized{zuerr::zuplaterr_resourceNotInitialized, "zuplaterr_resourceNotInitialized",
                                            "halvexTimekeeperPlugin", 160};
 
-/// Out of line, so that a call that meets no error pays for a comparison only.
-[[noreturn, gnu::cold, gnu::noinline]] void throwMonitorError() {
-    zuerr_Status status = zuerr::makeStatus();
-    zuerr_merge(&status, &g_monitorStatus);
-    g_monitorStatus.code = 0;
-    zuerr::freeJson(g_monitorStatus);
-    throw zuerr::Exception(status);
-}
-
 }  // namespace
 
 std::shared_ptr<TimekeeperInterface> g_timekeeper;
@@ -29,18 +20,16 @@ std::future<void> g_monitorFuture;
 zuerr_Status g_monitorStatus = zuerr::makeStatus();
 std::mutex g_monitorStatusMutex;
 
-void throwIfMonitorFailed() {
-    const std::lock_guard lock(g_monitorStatusMutex);
-    // Kept on purpose: a warning stays where it is and fails no call.
-    if (g_monitorStatus.code < 0) throwMonitorError();
+void throwMonitorError() {
+    zuerr_Status status = zuerr::makeStatus();
+    zuerr_merge(&status, &g_monitorStatus);
+    g_monitorStatus.code = 0;
+    zuerr::freeJson(g_monitorStatus);
+    throw zuerr::Exception(status);
 }
 
-TimekeeperInterface& checkInitialized() {
-    if (!g_timekeeper) {
-        raise(kNotInitialized,
-              {"zuqxmtk_initialize was not called or did not successfully initialize the timekeeper."});
-    }
-    return *g_timekeeper;
+void throwNotInitialized() {
+    raise(kNotInitialized, {"zuqxmtk_initialize was not called or did not successfully initialize the timekeeper."});
 }
 
 }  // namespace halvexTimekeeper

@@ -9,11 +9,12 @@
 
 #include <array>
 #include <cerrno>
-#include <charconv>
 #include <cmath>
 #include <cstddef>
+#include <iterator>
 #include <limits>
 #include <memory>
+#include <mutex>
 #include <stdexcept>
 #include <string_view>
 
@@ -92,6 +93,31 @@ std::string readDeviceName(const std::string& modulePath) {
     return {text.data(), strnlen(text.data(), text.size())};
 }
 
+constexpr std::string_view kFraction = ".000000";
+constexpr std::size_t kWholeCapacity = std::numeric_limits<std::int32_t>::digits10 + 2;
+using OffsetText = char[kWholeCapacity + kFraction.size()];
+
+/// What "%f" prints of a whole number in the C locale, at a thirtieth of its cost: written from the last digit back, before
+/// a fraction that never changes. The result lies in `text`.
+std::string_view writePpb(std::int32_t ppb, OffsetText& text) noexcept {
+    kFraction.copy(text + kWholeCapacity, kFraction.size());
+    char* first = text + kWholeCapacity;
+    auto rest = ppb < 0 ? 0U - static_cast<std::uint32_t>(ppb) : static_cast<std::uint32_t>(ppb);
+    do {
+        *--first = static_cast<char>('0' + rest % 10);
+        rest /= 10;
+    } while (rest > 0);
+    if (ppb < 0) *--first = '-';
+    return {first, static_cast<std::size_t>(std::end(text) - first)};
+}
+
+// Kept on purpose: the bounds are printed maximum first.
+[[noreturn, gnu::cold, gnu::noinline]] void raiseOutOfRange(std::int32_t correctionPpb, std::int64_t limitPpb) {
+    zuerr::raise(kOutOfRange, {"si514: requested ppb value ", DecimalText(correctionPpb),
+                               " is beyond the supported range: [", DecimalText(limitPpb), ", ", DecimalText(-limitPpb),
+                               "]"});
+}
+
 /// What strtod makes of `text` in the C locale, rounded with halves away from zero.
 std::int32_t parsePpb(const char* text) {
     const int callersError = errno;
@@ -136,20 +162,11 @@ std::int32_t Si514FreqSteeringDevice::getCorrectionPerSecond() {
 void Si514FreqSteeringDevice::setCorrectionPerSecond(std::int32_t correctionPpb) {
     // Kept on purpose: the maximum bounds both directions, the minimum none.
     const std::int64_t limitPpb = maxPpb_;
-    if (correctionPpb < -limitPpb || correctionPpb > limitPpb) {
-        // Kept on purpose: the bounds are printed maximum first.
-        zuerr::raise(kOutOfRange, {"si514: requested ppb value ", DecimalText(correctionPpb),
-                                   " is beyond the supported range: [", DecimalText(limitPpb), ", ",
-                                   DecimalText(-limitPpb), "]"});
-    }
-    // What "%f" prints in the C locale, at a thirtieth of its cost.
-    constexpr std::string_view kFraction = ".000000";
-    std::array<char, kOffsetTextCapacity> text;
-    char* const point = std::to_chars(text.data(), text.data() + text.size(), correctionPpb).ptr;
-    char* const end = point + kFraction.copy(point, kFraction.size());
-
+    if (std::abs(std::int64_t{correctionPpb}) > limitPpb) raiseOutOfRange(correctionPpb, limitPpb);
+    OffsetText buffer;
+    const std::string_view text = writePpb(correctionPpb, buffer);
     const std::lock_guard lock(mutex_);
-    ppbFile_.write(text.data(), static_cast<std::size_t>(end - text.data()), false, kWriteAttempts);
+    ppbFile_.write(text.data(), text.size(), false, kWriteAttempts);
 }
 
 }  // namespace halvexTimekeeper

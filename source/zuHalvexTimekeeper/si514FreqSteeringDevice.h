@@ -2,10 +2,10 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 #include <string>
 
 #include "source/tools/fileWrapper.h"
+#include "source/tools/leafMutex.h"
 #include "source/zuHalvexTimekeeper/freqSteeringDeviceInterface.h"
 
 namespace halvexTimekeeper {
@@ -32,7 +32,7 @@ private:
     std::int32_t maxPpb_;
     std::int32_t minPpb_;
     FileWrapper ppbFile_;  ///< Its offset and content are used under mutex_.
-    std::mutex mutex_;
+    LeafMutex mutex_;
 };
 
 }  // namespace halvexTimekeeper

@@ -34,6 +34,8 @@ namespace faults {
 namespace {
 
 constinit std::atomic<World*> current{nullptr};
+constinit std::atomic<bool> areThreadsFree{false};
+constinit std::atomic<void (*)()> selectHook{nullptr};
 
 /// The monitoring thread and the sweep take turns.
 struct Monitor {
@@ -122,6 +124,9 @@ void answerFrom(World* world) { current.store(world); }
 InsideLibrary::InsideLibrary() { isInsideLibrary = true; }
 InsideLibrary::~InsideLibrary() { isInsideLibrary = false; }
 
+void letThreadsRun(bool freely) { areThreadsFree = freely; }
+void beforeEachSelect(void (*hook)()) { selectHook = hook; }
+
 void awaitMonitorIdle() {
     const Outside outside;
     monitor.idle.acquire();
@@ -209,6 +214,7 @@ int select(int nfds, fd_set* readable, fd_set* writable, fd_set* exceptional, ti
         return static_cast<int>(
             systemCall(SYS_select, nfds, address(readable), address(writable), address(exceptional), address(timeout)));
     }
+    if (void (*const hook)() = selectHook.load()) hook();
     const auto* const words = reinterpret_cast<const unsigned long*>(readable);
     const auto bit = static_cast<unsigned>(nfds - 1);
     return static_cast<int>(
@@ -222,7 +228,7 @@ int socket(int domain, int type, int protocol) noexcept {
 }
 
 int clock_gettime(clockid_t clock, timespec* time) noexcept {
-    World* const world = current.load();
+    World* const world = clock == CLOCK_MONOTONIC && areThreadsFree ? nullptr : current.load();
     if (world == nullptr) return static_cast<int>(systemCall(SYS_clock_gettime, clock, address(time)));
     return static_cast<int>(Outside().finish(world->readClock(clock, time->tv_sec, time->tv_nsec)));
 }
@@ -385,7 +391,7 @@ int pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attri
 }
 
 int pthread_cond_signal(pthread_cond_t* condition) noexcept {
-    if (current.load() == nullptr) return next<int(pthread_cond_t*)>("pthread_cond_signal")(condition);
+    if (current.load() == nullptr || areThreadsFree) return next<int(pthread_cond_t*)>("pthread_cond_signal")(condition);
     if (!monitor.isWaiting) return 0;
     monitor.isSignalled = true;
     if (!monitor.isHeld) monitor.mayGoOn.release();
@@ -397,6 +403,15 @@ int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, co
     World* const world = current.load();
     if (world == nullptr) return next<Function>("pthread_cond_timedwait")(condition, mutex, deadline);
     Outside outside;
+    if (areThreadsFree) {
+        timespec soon;
+        systemCall(SYS_clock_gettime, CLOCK_MONOTONIC, address(&soon));
+        soon.tv_nsec += 200'000;
+        if (soon.tv_nsec >= 1'000'000'000) soon = {soon.tv_sec + 1, soon.tv_nsec - 1'000'000'000};
+        static const auto real =
+            reinterpret_cast<Function*>(dlvsym(RTLD_NEXT, "pthread_cond_timedwait", "GLIBC_2.3.2"));
+        return real(condition, mutex, &soon);
+    }
     monitor.isSignalled = false;
     monitor.isWaiting = true;
     pthread_mutex_unlock(mutex);

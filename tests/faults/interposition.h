@@ -17,6 +17,12 @@ public:
     InsideLibrary& operator=(const InsideLibrary&) = delete;
 };
 
+/// The threads of the library run as they like: the monitoring thread makes a pass every 200 us, the monotonic clock is the
+/// system's. Until it is taken back.
+void letThreadsRun(bool freely);
+/// Called in the calling thread before each select; null for nothing.
+void beforeEachSelect(void (*hook)());
+
 void awaitMonitorIdle();    ///< Until the monitoring thread waits for its event.
 void endMonitorPeriod();    ///< Lets its wait end as after 2 s.
 void holdMonitor();         ///< A set event does not end the wait before the release.

@@ -84,6 +84,7 @@ void World::disarm() { plan_.reset(); }
 
 void World::note(std::string line) {
     const std::lock_guard lock(mutex_);
+    if (isQuiet) journal_.clear();
     journal_.push_back(std::move(line));
 }
 
@@ -99,6 +100,7 @@ void World::noteWhatIsLeft() {
 /// Writes the call down and says whether it is to fail.
 const Outcome* World::enter(Call call, std::string line, bool isDriver) {
     nowNs_ += kCallNs;
+    if (isQuiet) journal_.clear();
     journal_.push_back(std::move(line));
     if (!plan_) return nullptr;
     ++position_;
@@ -400,6 +402,10 @@ Answer World::ioctl(int fd, unsigned long request, void* argument) {
     const Outcome* const fault = enter(Call::ioctl, describeRequest(fd, request, argument), isDriver);
     if (fault != nullptr && fault->error != 0) return finish({-1, fault->error});
     if (descriptor == nullptr) return finish({-1, EBADF});
+    if (isFpga && (request & 0xFF) == 2 && refusesMetadata.exchange(false)) {
+        ++refusedMetadata;
+        return finish({-1, EIO});
+    }
     if (isDriver) return finish(driverRequest(isFpga, request, argument, fault != nullptr ? fault->driverStatus : 0));
     if (descriptor->path == "socket") return finish(interfaceRequest(request, argument));
     Interface* const phc = phcOf(fd);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <map>
@@ -107,6 +108,9 @@ public:
     const std::vector<std::string>& journal() const { return journal_; }
 
     std::array<Interface, 2> interfaces;
+    bool isQuiet = false;                ///< Keeps no journal, so that a long life needs no memory.
+    std::atomic<bool> refusesMetadata{false};  ///< The next record that the FPGA gets fails, once.
+    std::atomic<long> refusedMetadata{0};
     std::size_t mostDescriptors = 1000;  ///< One more is EMFILE.
     bool fpgaIsRunning = true;
     bool fpgaReadsZero = false;

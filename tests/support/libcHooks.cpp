@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/syscall.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -28,6 +29,10 @@ CapturedLog& capturedLog() {
     static auto& log = *new CapturedLog;
     return log;
 }
+
+/// False until the program is loaded: a sanitizer maps memory before it is ready for anything else.
+constinit bool isLoaded = false;
+[[gnu::constructor]] void noteThatItIsLoaded() { isLoaded = true; }
 
 template <typename Function>
 Function* realFunction(const char* name) {
@@ -248,12 +253,16 @@ int nanosleep(const timespec* request, timespec* remainder) {
 }
 
 void* mmap(void* address, size_t length, int protection, int flags, int fd, off_t offset) noexcept {
+    if (!testsupport::isLoaded) {
+        return reinterpret_cast<void*>(syscall(SYS_mmap, address, length, protection, flags, fd, offset));
+    }
     static const auto real = realFunction<void*(void*, size_t, int, int, int, off_t)>("mmap");
     return libcHooks().mmap ? libcHooks().mmap(address, length, protection, flags, fd, offset)
                             : real(address, length, protection, flags, fd, offset);
 }
 
 int munmap(void* address, size_t length) noexcept {
+    if (!testsupport::isLoaded) return static_cast<int>(syscall(SYS_munmap, address, length));
     static const auto real = realFunction<int(void*, size_t)>("munmap");
     return libcHooks().munmap ? libcHooks().munmap(address, length) : real(address, length);
 }

@@ -51,6 +51,37 @@ TEST(Verbs, HaveNamesOfTheirOwnASummaryAndSomethingToDo) {
     EXPECT_EQ(verbHelpText("nonsense"), "");
 }
 
+TEST(ReadCommands, TakesTheOptionsOfMonitorUpToTheNextVerb) {
+    const std::vector<Command> commands =
+        read({"monitor", "--interval", "250ms", "--count", "7", "--metrics", "/m", "get", "monitor", "--once"});
+    ASSERT_EQ(commands.size(), 3u);
+    const auto& options = std::get<MonitorOptions>(commands[0].argument);
+    EXPECT_EQ(options.intervalNs, 250'000'000);
+    EXPECT_EQ(options.count, 7u);
+    EXPECT_EQ(options.metricsPath, "/m");
+    EXPECT_EQ(std::get<MonitorOptions>(commands[2].argument).count, 1u);
+}
+
+TEST(ReadCommands, RefusesWrongOptionsOfMonitorAndRecord) {
+    EXPECT_EQ(refusal({"monitor", "--onec"}), "monitor has no option \"--onec\"; did you mean \"--once\"?");
+    EXPECT_EQ(refusal({"monitor", "--count", "0"}), "\"0\" is no count: a whole number above 0 is wanted");
+    EXPECT_EQ(refusal({"monitor", "--interval", "0"}), "the interval must be above 0");
+    EXPECT_NE(refusal({"monitor", "--metrics"}).find("needs its FILE"), std::string::npos);
+    EXPECT_NE(refusal({"record", "/r"}).find("record needs its DURATION"), std::string::npos);
+}
+
+TEST(ReadCommands, TakesASampleASecondForARecord) {
+    const auto options = std::get<MonitorOptions>(read({"record", "/r", "90s"})[0].argument);
+    EXPECT_EQ(options.recordPath, "/r");
+    EXPECT_EQ(options.count, 91u);
+    EXPECT_TRUE(options.isQuiet);
+}
+
+TEST(ReadCommands, RefusesToExplainWhatIsNoError) {
+    EXPECT_NE(refusal({"explain", "-1"}).find("there is no error \"-1\""), std::string::npos);
+    EXPECT_EQ(refusal({"explain", "-52024"}), "accepted");
+}
+
 TEST(ReadCommands, TakesAChainWithItsArguments) {
     const std::vector<Command> commands = read({"info", "step", "+1.5ms", "wait", "2", "freq", "-1250", "freq", "get"});
     ASSERT_EQ(commands.size(), 6u);

@@ -27,12 +27,16 @@ public:
     void begin(const std::string&, const std::string&) override {}
     void note(const std::string& sentence) override { notes.push_back(sentence); }
     void call(const std::string& line) override { calls.push_back(line); }
+    void sample(const std::function<std::string(bool)>&, const nlohmann::ordered_json& line, bool) override {
+        samples.push_back(line);
+    }
     void result(const Result& result) override { results.push_back(result); }
     void complaint(const std::string& sentence) override { complaints.push_back(sentence); }
     void finish() override {}
 
     std::vector<std::string> notes, calls, complaints;
     std::vector<Result> results;
+    std::vector<nlohmann::ordered_json> samples;
 };
 
 class SessionTest : public testing::Test {
@@ -123,6 +127,29 @@ TEST_F(SessionTest, InitialisesNothingUnaskedAfterTheVerbFinalize) {
 TEST_F(SessionTest, InitialisesAgainWhenAsked) {
     EXPECT_EQ(carryOut({"init", "finalize", "init", "get"}), ExitCode::ok);
     EXPECT_THAT(plugin_->journal, ElementsAre("initialize", "finalize", "initialize", "getTime", "finalize"));
+}
+
+TEST_F(SessionTest, MonitorCountsTheLibrarysErrorsAndGoesOn) {
+    failNext("getTime", -52024);
+    EXPECT_EQ(carryOut({"init", "monitor", "--count", "2", "--interval", "1ms", "get"}), ExitCode::warnings);
+    ASSERT_EQ(printer_.samples.size(), 2u);
+    EXPECT_EQ(printer_.samples[1]["errorCount"], 1);
+    EXPECT_EQ(printer_.samples[1]["lastError"], "-52024 zuplaterr_communicationsFault");
+    EXPECT_TRUE(printer_.samples[0]["clocks"][0]["differenceNs"].is_null());
+    EXPECT_EQ(printer_.samples[1]["reference"], "master");
+    EXPECT_EQ(result(2).outcome, Outcome::ok);
+}
+
+TEST_F(SessionTest, MonitorLeavesAnErrorFromBeforeToTheUser) {
+    failNext("getTime", -52024);
+    EXPECT_EQ(carryOut({"init", "expect-error", "-52024", "get", "monitor", "--once"}), ExitCode::failure);
+    EXPECT_THAT(result(3).message, HasSubstr("clear resets it"));
+}
+
+TEST_F(SessionTest, MonitorInitialisesNothing) {
+    carryOut({"monitor", "--once"});
+    EXPECT_THAT(plugin_->journal, IsEmpty());
+    EXPECT_EQ(printer_.samples.at(0)["clocks"].back()["name"], "CLOCK_REALTIME");
 }
 
 TEST_F(SessionTest, RefusesASecondInitialisation) {

@@ -48,6 +48,22 @@ TEST_F(Children, AreZombiesUntilTheyAreReaped)
     EXPECT_EQ(errno, ESRCH);
 }
 
+TEST_F(Children, CanBeLookedAtWithoutBeingReaped)
+{
+    constexpr int kLook = WEXITED | WNOHANG | WNOWAIT;
+    pid_t pid = 0;
+    ASSERT_EQ(start(pid, "enp1s0"), 0);
+    siginfo_t child{};
+    ASSERT_EQ(waitid(P_ALL, 0, &child, kLook), 0);
+    EXPECT_EQ(child.si_pid, 0) << "it runs";
+    ASSERT_EQ(kill(pid, SIGKILL), 0);
+    ASSERT_EQ(waitid(P_ALL, 0, &child, kLook), 0);
+    EXPECT_EQ(child.si_pid, pid);
+    EXPECT_EQ(child.si_code, CLD_KILLED);
+    int status = 0;
+    EXPECT_EQ(waitpid(pid, &status, WNOHANG), pid) << "it was only looked at";
+}
+
 TEST_F(Children, ExitAtOnceWithoutAClockToFollow)
 {
     pid_t pid = 0;

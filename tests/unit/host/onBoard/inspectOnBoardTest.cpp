@@ -2,8 +2,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "tests/unit/host/programRun.h"
 
@@ -99,6 +102,100 @@ TEST_F(InspectOnBoard, LookingChangesNothing) {
         EXPECT_EQ(trace().find(change), std::string::npos) << change;
     }
     EXPECT_THAT(trace(), HasSubstr("ptp"));
+}
+
+TEST_F(InspectOnBoard, MonitorMeasuresEveryClockWithinItsBound) {
+    const nlohmann::json sample = results({"init", "wait", "5s", "monitor", "--once"})[2]["values"]["last"];
+    EXPECT_EQ(exitCode_, 0) << sample;
+    EXPECT_EQ(sample["reference"], "master");
+    ASSERT_EQ(sample["clocks"].size(), 4u);
+    for (const nlohmann::json& clock : sample["clocks"]) {
+        // The truth is within 100 ns: what was measured may be off by its bound.
+        EXPECT_LE(std::abs(clock["differenceNs"].get<double>()), clock["boundNs"].get<double>() + 100) << clock;
+        EXPECT_LT(clock["boundNs"], 10'000);
+        EXPECT_FALSE(clock["away"]);
+    }
+    EXPECT_EQ(sample["clocks"][3]["name"], "CLOCK_REALTIME");
+    EXPECT_EQ(sample["phc2sysAlive"], true);
+    EXPECT_EQ(sample["kernelSynchronised"], true);
+    EXPECT_LT(sample["kernelMaxErrorNs"], 5'000'000);
+}
+
+TEST_F(InspectOnBoard, MonitorAloneInitialisesNothingAndChangesNothing) {
+    const nlohmann::json sample = results({"monitor", "--once"})[0];
+    EXPECT_EQ(exitCode_, 1);
+    EXPECT_EQ(sample["outcome"], "warning") << "nobody aligned the clocks";
+    EXPECT_EQ(sample["values"]["last"]["reference"], "enp1s0");
+    EXPECT_EQ(sample["values"]["last"]["phc2sysAlive"], false);
+    EXPECT_TRUE(named(sample["values"]["last"]["clocks"], "enp2s0")["away"]);
+    for (const char* change : {"PTP_PIN_SETFUNC", "PTP_EXTTS_REQUEST", "settime", "spawn", "\"write\"", "select"}) {
+        EXPECT_EQ(trace().find(change), std::string::npos) << change;
+    }
+    EXPECT_EQ(trace().find(R"("call":"read","target":"enp1s0","file":"ptp")"), std::string::npos);
+}
+
+TEST_F(InspectOnBoard, MonitorNeverReadsTimeStampEventsOfTheLibrarysClocks) {
+    run({"init", "wait", "1s", "remark", "watched from here", "monitor", "--count", "3"}, "demo");
+    const std::string watched = trace().substr(trace().find("watched from here"));
+    EXPECT_EQ(watched.find(R"("call":"read","target":"enp1s0","file":"ptp")"), std::string::npos);
+    EXPECT_THAT(watched, HasSubstr("PTP_SYS_OFFSET_EXTENDED"));
+}
+
+TEST_F(InspectOnBoard, MonitorSeesASteppedClockAwayAndJumped) {
+    const std::string event = "\n[[event]]\nat = \"8 s\"\nkind = \"jump\"\ntarget = \"enp2s0\"\nby = \"2 ms\"\n";
+    const std::string output =
+        run({"--json", "init", "wait", "5s", "monitor", "--count", "5"},
+            scratchScenario("[ferrox]\n[fpga]\n[si514]\n[[interface]]\nname = \"enp1s0\"\nphc_index = 0\n"
+                            "[[interface]]\nname = \"enp2s0\"\nphc_index = 1\n" +
+                            event));
+    EXPECT_EQ(exitCode_, 1);
+    std::istringstream lines(output);
+    std::vector<nlohmann::json> samples;
+    for (std::string line; std::getline(lines, line);) {
+        samples.push_back(nlohmann::json::parse(line));
+    }
+    ASSERT_EQ(samples.size(), 6u) << "five samples, and the results as the last line";
+    EXPECT_FALSE(samples[0]["alarm"]);
+    int jumps = 0;
+    for (std::size_t i = 0; i < 5; ++i) {
+        const nlohmann::json clock = named(samples[i]["clocks"], "enp2s0");
+        if (!clock["jumpNs"].is_null()) {
+            ++jumps;
+            EXPECT_NEAR(clock["jumpNs"].get<double>(), 2e6, 1e4);
+            EXPECT_TRUE(clock["away"]);
+        }
+        EXPECT_TRUE(named(samples[i]["clocks"], "enp1s0")["jumpNs"].is_null());
+    }
+    EXPECT_EQ(jumps, 1);
+    EXPECT_TRUE(samples[5].is_array());
+}
+
+TEST_F(InspectOnBoard, MonitorKeepsAMetricsFileAndLeavesNothingBeside) {
+    const std::string metrics = directory_ / "halvex.prom";
+    results({"init", "monitor", "--once", "--metrics", metrics});
+    const std::string text = fileContents(metrics);
+    EXPECT_THAT(text, HasSubstr("# TYPE halvex_clock_difference_seconds gauge\n"));
+    EXPECT_THAT(text, HasSubstr("halvex_clock_alarm{clock=\"enp1s0\"} 0"));
+    EXPECT_THAT(text, HasSubstr("halvex_phc2sys_alive 1"));
+    for (const auto& file : std::filesystem::directory_iterator(std::filesystem::path(metrics).parent_path())) {
+        EXPECT_NE(file.path().extension(), ".new") << file.path();
+    }
+}
+
+TEST_F(InspectOnBoard, MonitorFailsWhenItsMetricsCannotBeWritten) {
+    EXPECT_EQ(results({"monitor", "--once", "--metrics", directory_ / "none" + "/m"})[0]["outcome"], "failed");
+    EXPECT_EQ(exitCode_, 3);
+}
+
+TEST_F(InspectOnBoard, RecordKeepsASampleASecond) {
+    const std::string record = directory_ / "night.jsonl";
+    results({"init", "record", record, "3s"});
+    std::istringstream lines(fileContents(record));
+    int samples = 0;
+    for (std::string line; std::getline(lines, line); ++samples) {
+        EXPECT_EQ(nlohmann::json::parse(line)["reference"], "master");
+    }
+    EXPECT_EQ(samples, 4);
 }
 
 }  // namespace

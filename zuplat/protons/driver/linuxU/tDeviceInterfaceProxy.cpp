@@ -41,11 +41,15 @@ std::uint32_t tDeviceInterfaceProxy::ioctl(std::uint32_t request, const void* in
                                            void* outBuffer, std::uint32_t outSize, PlatStatus* status) noexcept {
     if (status->hasError()) return 0;
     IoctlArgs args{addressOf(inBuffer), addressOf(outBuffer), inSize, outSize, 0};
-    if (::ioctl(descriptor_, request, &args) == -1) {
-        const int error = errno;  // here, because every reading of a time comes this way
-        reportErrno(status, error, kIoctlLine);
+    if (!makeCall(request, args)) {
+        const int error = errno;
+        reportFailedCall(status, error);
     }
     return static_cast<std::uint32_t>(args.bytesReturned);
+}
+
+void tDeviceInterfaceProxy::reportFailedCall(PlatStatus* status, int error) noexcept {
+    reportErrno(status, error, kIoctlLine);
 }
 
 std::int32_t tDeviceInterfaceProxy::read(void* buffer, std::size_t length, PlatStatus* status) noexcept {

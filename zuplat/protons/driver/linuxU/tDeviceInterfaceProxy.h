@@ -1,6 +1,8 @@
 // Carries method calls to a driver through the descriptor of its device node.
 #pragma once
 
+#include <sys/ioctl.h>
+
 #include <cstddef>
 #include <cstdint>
 
@@ -45,6 +47,13 @@ public:
     bool isOpen() const noexcept override;
     void open(const PathBuffer& path, PlatStatus* status) noexcept override;
     void open(const char* path, PlatStatus* status) noexcept override;
+
+    /// The system call of every method. False when it failed, and errno tells why.
+    bool makeCall(std::uint32_t request, IoctlArgs& args) const noexcept {
+        return ::ioctl(descriptor_, request, &args) != -1;
+    }
+    /// What a failed call of a method is reported as.
+    static void reportFailedCall(PlatStatus* status, int error) noexcept;
 
 private:
     std::int32_t descriptor_ = -1;

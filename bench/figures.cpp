@@ -1,0 +1,220 @@
+// Figures that stand alone: latencies, iterations, memory, wake-ups.
+#include "bench/figures.h"
+
+#include <malloc.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "bench/alignmentReference.h"
+#include "bench/loadedPlugin.h"
+#include "bench/slaves.h"
+#include "bench/standIn.h"
+#include "source/zuHalvexTimekeeper/ferroxEpochDevice.h"
+#include "source/zuHalvexTimekeeper/halvexTimekeeper.h"
+#include "source/zuHalvexTimekeeper/si514FreqSteeringDevice.h"
+#include "source/zuHalvexTimekeeper/systemTimeClock.h"
+#include "zuerr/status.h"
+
+namespace halvexbench {
+namespace {
+
+using namespace halvexTimekeeper;
+
+void print(const char* name, double value) { std::printf("%s %.6g\n", name, value); }
+
+double nth(std::vector<double>& values, double fraction) {
+    std::sort(values.begin(), values.end());
+    return values[static_cast<std::size_t>(fraction * static_cast<double>(values.size() - 1))];
+}
+
+template <typename Work>
+double microsecondsOf(Work&& work) {
+    const std::int64_t begin = monotonicNs();
+    work();
+    return static_cast<double>(monotonicNs() - begin) / 1000;
+}
+
+/// A snapTime that meets a service pass which does not end.
+void printGivenUp(const Plugin& plugin) {
+    zuerr_Status status = zuerr::makeStatus();
+    counters().isFpgaBlocked = true;
+    plugin.applyMetaData("{}", &status);
+    while (!counters().isFpgaWaiting) usleep(100);
+    std::vector<double> durations;
+    for (int attempt = 0; attempt < 21; ++attempt) durations.push_back(microsecondsOf([&] { plugin.snapTime(0, &status); }));
+    counters().isFpgaBlocked = false;
+    print("givenUpMs", nth(durations, 0.5) / 1000);
+    print("givenUpShortestMs", durations.front() / 1000);
+    print("givenUpLongestMs", durations.back() / 1000);
+}
+
+void printMetadataLatency(const Plugin& plugin) {
+    zuerr_Status status = zuerr::makeStatus();
+    static constexpr char kMetadata[] =
+        R"({"selectedTRInstID":"a","selectedTROffset":"7","TRs":{"a":{"type":"IEEE 1588-2008","protocolData":{"utcOffset":37}}}})";
+    std::vector<double> latencies;
+    for (int attempt = 0; attempt < 2000; ++attempt) {
+        const std::uint64_t before = counters().statusRecords;
+        const std::int64_t begin = monotonicNs();
+        plugin.applyMetaData(kMetadata, &status);
+        while (counters().statusRecords == before) usleep(50);
+        latencies.push_back(static_cast<double>(counters().lastRecordNs - begin) / 1000);
+        usleep(200);  // the thread goes back to its wait
+    }
+    print("metadataMedianUs", nth(latencies, 0.5));
+    print("metadataP99Us", nth(latencies, 0.99));
+}
+
+void printErrorTime(const Plugin& plugin) {
+    counters().isSyslogSilent = true;
+    std::vector<double> durations;
+    constexpr int kErrors = 200;
+    for (int block = 0; block < 301; ++block) {
+        durations.push_back(microsecondsOf([&] {
+            for (int error = 0; error < kErrors; ++error) {
+                zuerr_Status status = zuerr::makeStatus();
+                plugin.setCorrectionPerSecond(62'001, &status);
+                zuerr::freeJson(status);
+            }
+        }) / kErrors);
+    }
+    counters().isSyslogSilent = false;
+    print("errorUs", nth(durations, 0.5));
+    print("errorUpperQuartileUs", nth(durations, 0.75));
+}
+
+void printFinalize(const Plugin& plugin) {
+    std::vector<double> durations;
+    for (int life = 0; life < 51; ++life) {
+        durations.push_back(microsecondsOf([&] { plugin.finalize(); }));
+        reapChildren();
+        initializeOrThrow(plugin);
+        usleep(1000);
+    }
+    print("finalizeUs", nth(durations, 0.5));
+    print("finalizeLongestUs", durations.back());
+}
+
+/// Of this process, in kB.
+double privateKb() {
+    std::ifstream rollup("/proc/self/smaps_rollup");
+    std::string word;
+    double sum = 0;
+    while (rollup >> word) {
+        double value = 0;
+        if ((word == "Private_Clean:" || word == "Private_Dirty:") && rollup >> value) sum += value;
+    }
+    return sum;
+}
+
+long voluntarySwitches() {
+    long sum = 0;
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        if (task.path().filename() == std::to_string(getpid())) continue;  // the host's own thread
+        std::ifstream status(task.path() / "status");
+        std::string word;
+        long value = 0;
+        while (status >> word) {
+            if (word == "voluntary_ctxt_switches:" && status >> value) sum += value;
+        }
+    }
+    return sum;
+}
+
+void callManyTimes(const Plugin& plugin, int count) {
+    zuerr_Status status = zuerr::makeStatus();
+    std::uint64_t time = 0;
+    std::int32_t ppb = 0;
+    for (int call = 0; call < count / 4; ++call) {
+        plugin.getTime(&time, &status);
+        plugin.setCorrectionPerSecond(call % 60'000, &status);
+        plugin.getCorrectionPerSecond(&ppb, &status);
+        plugin.getMaxCorrectionPerSecond(&status);
+    }
+}
+
+}  // namespace
+
+void printIterations() {
+    constexpr StepLoss kNoLoss{};
+    constexpr StepLoss kUsualLoss{1500, 50};
+    std::mt19937_64 random(1);
+    std::uniform_int_distribution<std::int64_t> offset(-2'000'000'000, 2'000'000'000);
+    std::vector<double> withLoss;
+    double mismatches = 0;
+    double notTwo = 0;
+    for (std::uint64_t seed = 0; seed < 1000; ++seed) {
+        const std::vector<std::int64_t> differences{offset(random), offset(random), offset(random)};
+        const int library = libraryIterations(differences, seed, kUsualLoss);
+        mismatches += library != referenceIterations(differences, seed, kUsualLoss);
+        notTwo += libraryIterations(differences, seed, kNoLoss) != 2;
+    }
+    for (std::uint64_t seed = 0; seed < 1000; ++seed) {
+        const std::vector<std::int64_t> differences{offset(random), offset(random), offset(random)};
+        withLoss.push_back(libraryIterations(differences, seed, kUsualLoss));
+    }
+    print("iterationMismatches", mismatches);
+    print("iterationsNotTwo", notTwo);
+    print("iterationsMedian", nth(withLoss, 0.5));
+    print("iterationsP99", nth(withLoss, 0.99));
+}
+
+void printLatencies(const char* libraryPath) {
+    const Plugin plugin = loadPlugin(libraryPath);
+    initializeOrThrow(plugin);
+    usleep(10'000);
+    printGivenUp(plugin);
+    printMetadataLatency(plugin);
+    printErrorTime(plugin);
+    printFinalize(plugin);
+    plugin.finalize();
+    reapChildren();
+}
+
+void printMemory(const char* libraryPath) {
+    const double before = privateKb();
+    const Plugin plugin = loadPlugin(libraryPath);
+    initializeOrThrow(plugin);
+    usleep(10'000);
+    const double initialized = privateKb();
+    print("memoryKb", initialized - before);
+
+    callManyTimes(plugin, 1000);
+    const double warm = privateKb();
+    callManyTimes(plugin, 1'000'000);
+    print("growthByCallsKb", privateKb() - warm);
+    plugin.finalize();
+    reapChildren();
+
+    HalvexTimekeeper timekeeper(std::make_shared<FerroxEpochDevice>(), std::make_shared<SystemTimeClock>(false, ""),
+                                std::make_shared<Si514FreqSteeringDevice>(62'000, -62'000), makeSlaves(3));
+    for (int pass = 0; pass < 1000; ++pass) timekeeper.serviceEpochDevices();
+    const double serviced = privateKb();
+    for (int pass = 0; pass < 100'000; ++pass) timekeeper.serviceEpochDevices();
+    print("growthByPassesKb", privateKb() - serviced);
+}
+
+void printWakeUps(const char* libraryPath) {
+    constexpr unsigned kSeconds = 20;
+    const Plugin plugin = loadPlugin(libraryPath);
+    initializeOrThrow(plugin);
+    usleep(100'000);  // 1.9 s before a pass, so that as many passes fall into the time as it has periods
+    const long before = voluntarySwitches();
+    sleep(kSeconds);
+    print("wakeUpsAnHour", static_cast<double>(voluntarySwitches() - before) * 3600 / kSeconds);
+    print("threadsAtRest", static_cast<double>(std::distance(std::filesystem::directory_iterator("/proc/self/task"),
+                                                             std::filesystem::directory_iterator())) - 1);
+    plugin.finalize();
+    reapChildren();
+}
+
+}  // namespace halvexbench

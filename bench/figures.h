@@ -1,0 +1,14 @@
+// Figures that stand alone: latencies, iterations, memory, wake-ups.
+#pragma once
+
+#include <string>
+
+namespace halvexbench {
+
+/// Each loads the library by itself and prints lines "name value".
+void printIterations();
+void printLatencies(const char* libraryPath);
+void printMemory(const char* libraryPath);
+void printWakeUps(const char* libraryPath);
+
+}  // namespace halvexbench

@@ -1,0 +1,15 @@
+// The paired runs: a block of bare calls, then a block of the library's, again and again in one process.
+#pragma once
+
+#include <string>
+
+#include "bench/loadedPlugin.h"
+
+namespace halvexbench {
+
+/// The host's calls. Both functions run their pairs and write Google Benchmark's JSON to `outputPath`.
+void runCallPairs(const Plugin& plugin, const std::string& outputPath);
+/// What grows with the number of slaves, and a whole life.
+void runSlavePairs(const Plugin& plugin, const std::string& outputPath);
+
+}  // namespace halvexbench

@@ -1,0 +1,52 @@
+// One look at every clock: the values, what is alarming about them, and how they are shown.
+#pragma once
+
+#include <cstdint>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/inspect/controllerFacts.h"
+
+namespace halvexctl {
+
+inline constexpr std::int64_t kAlarmNs = 100;  ///< A clock further from its reference than this is away.
+
+/// Of one clock. Everything is measured against the system clock; the rest is computed from that.
+struct ClockSample {
+    std::string name;  ///< "master", "enp1s0", "CLOCK_REALTIME".
+    std::optional<CrossTime> cross;
+    std::optional<std::int64_t> differenceNs;  ///< From the reference, within boundNs; positive: ahead.
+    std::int64_t boundNs = 0;
+    bool isAway = false;  ///< More than 100 ns off for certain, whatever the bound hides.
+    std::optional<std::int64_t> jumpNs;
+    std::string error;
+};
+
+struct Sample {
+    std::uint64_t systemNs = 0;
+    std::int64_t rawNs = 0;          ///< CLOCK_MONOTONIC_RAW at about the same instant.
+    std::int64_t systemBoundNs = 0;  ///< Of the system time against the raw clock.
+    std::string reference;           ///< Name of the clock that the others are compared with; empty: none.
+    std::vector<ClockSample> clocks;
+    std::optional<double> steeringPpb;
+    std::optional<bool> childIsAlive;  ///< phc2sys; nothing: unknown.
+    KernelClockFacts kernelClock;
+    std::uint64_t errorCount = 0;  ///< Of the library, since the start.
+    std::string lastError;
+
+    bool hasAlarm() const;
+};
+
+/// Computes the differences from the first clock that could be measured, master first.
+void compare(Sample& sample);
+
+/// Finds clocks that moved against the raw clock by more than any steering explains since the sample before.
+void findJumps(const Sample& before, Sample& sample);
+
+nlohmann::ordered_json sampleAsJson(const Sample& sample);
+std::string sampleAsText(const Sample& sample, bool inColour);  ///< A table, one row per clock.
+std::string sampleAsMetrics(const Sample& sample);              ///< The text format that Prometheus collects.
+
+}  // namespace halvexctl

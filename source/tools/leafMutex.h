@@ -1,0 +1,35 @@
+// A mutex for a few instructions' work, beneath which no other lock is taken.
+#pragma once
+
+#include <atomic>
+
+namespace halvexTimekeeper {
+
+/// Taken and given back by one atomic operation each while nobody else wants it; whoever waits sleeps in the kernel. Not
+/// recursive. Owns nothing. Threads: thread-safe. Failure: none.
+class LeafMutex {
+public:
+    LeafMutex() = default;
+    LeafMutex(const LeafMutex&) = delete;
+    LeafMutex& operator=(const LeafMutex&) = delete;
+
+    void lock() noexcept {
+        int expected = kFree;
+        if (!state_.compare_exchange_strong(expected, kHeld)) waitUntilHeld();
+    }
+    void unlock() noexcept {
+        if (state_.exchange(kFree) == kWanted) wakeOne();
+    }
+
+private:
+    static constexpr int kFree = 0;
+    static constexpr int kHeld = 1;
+    static constexpr int kWanted = 2;  ///< Held, and somebody may be waiting.
+
+    void waitUntilHeld() noexcept;
+    void wakeOne() noexcept;
+
+    std::atomic<int> state_{kFree};
+};
+
+}  // namespace halvexTimekeeper
