@@ -31,11 +31,6 @@ struct hx_key {
 };
 
 #define KEY(structure, name, member) { name, offsetof(struct structure, member), sizeof_field(struct structure, member) }
-#define CLOCK_KEYS(structure, prefix, member) \
-	KEY(structure, prefix "offset_ns", member.offset_ns), \
-	KEY(structure, prefix "step_loss_ns", member.step_loss_ns), \
-	KEY(structure, prefix "step_jitter_ns", member.step_jitter_ns), \
-	KEY(structure, prefix "step_granularity_ns", member.step_granularity_ns)
 
 static const struct hx_key board_keys[] = {
 	KEY(board_config, "seed", seed),
@@ -48,8 +43,14 @@ static const struct hx_key board_keys[] = {
 	KEY(board_config, "si514_present", si514_present),
 	KEY(board_config, "si514_initial_ppt", si514_initial_ppt),
 	KEY(board_config, "pulse_width_ns", pulse_width_ns),
-	CLOCK_KEYS(board_config, "ferrox_", ferrox.clock),
-	CLOCK_KEYS(board_config, "fpga_", fpga.clock),
+	KEY(board_config, "ferrox_offset_ns", ferrox.clock.offset_ns),
+	KEY(board_config, "ferrox_step_loss_ns", ferrox.clock.step_loss_ns),
+	KEY(board_config, "ferrox_step_jitter_ns", ferrox.clock.step_jitter_ns),
+	KEY(board_config, "ferrox_step_granularity_ns", ferrox.clock.step_granularity_ns),
+	KEY(board_config, "fpga_offset_ns", fpga.clock.offset_ns),
+	KEY(board_config, "fpga_step_loss_ns", fpga.clock.step_loss_ns),
+	KEY(board_config, "fpga_step_jitter_ns", fpga.clock.step_jitter_ns),
+	KEY(board_config, "fpga_step_granularity_ns", fpga.clock.step_granularity_ns),
 	{ }
 };
 
@@ -63,7 +64,10 @@ static const struct hx_key interface_keys[] = {
 	KEY(board_interface_config, "interrupt_latency_ns", interrupt_latency_ns),
 	KEY(board_interface_config, "interrupt_jitter_ns", interrupt_jitter_ns),
 	KEY(board_interface_config, "lost_edges_per_million", lost_edges_per_million),
-	CLOCK_KEYS(board_interface_config, "", clock),
+	KEY(board_interface_config, "offset_ns", clock.offset_ns),
+	KEY(board_interface_config, "step_loss_ns", clock.step_loss_ns),
+	KEY(board_interface_config, "step_jitter_ns", clock.step_jitter_ns),
+	KEY(board_interface_config, "step_granularity_ns", clock.step_granularity_ns),
 	{ }
 };
 
@@ -252,7 +256,7 @@ static int obey(char *text)
 	char *word;
 	int count = 0, at;
 
-	while ((word = strsep(&text, " \n")) != NULL && count < MAX_WORDS)
+	while ((word = strsep(&text, "\n ")) != NULL && count < MAX_WORDS)
 		if (*word)
 			words[count++] = word;
 	for (at = 0; count > 0 && at < ARRAY_SIZE(commands); ++at)

@@ -34,13 +34,13 @@ static const struct board_interface_config *config_of(struct device *device)
 
 static ssize_t vendor_show(struct device *device, struct device_attribute *attribute, char *text)
 {
-	return sysfs_emit(text, "%s", config_of(device)->vendor);
+	return strscpy(text, config_of(device)->vendor, PAGE_SIZE); /* to the byte */
 }
 static DEVICE_ATTR_RO(vendor);
 
 static ssize_t device_show(struct device *device, struct device_attribute *attribute, char *text)
 {
-	return sysfs_emit(text, "%s", config_of(device)->device);
+	return strscpy(text, config_of(device)->device, PAGE_SIZE);
 }
 static DEVICE_ATTR_RO(device);
 
