@@ -108,6 +108,17 @@ void logLine(int priority, const char* format, va_list arguments) {
     world->syslog(priority, text);
 }
 
+int realTimedWait(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline) {
+    using Function = int(pthread_cond_t*, pthread_mutex_t*, const timespec*);
+#ifdef __SANITIZE_THREAD__
+    static Function* const real = next<Function>("pthread_cond_timedwait");  // the sanitizer's, as for the signal
+#else
+    static Function* const real =
+        reinterpret_cast<Function*>(dlvsym(RTLD_NEXT, "pthread_cond_timedwait", "GLIBC_2.3.2"));
+#endif
+    return real(condition, mutex, deadline);
+}
+
 long systemCall(long number, long a, long b = 0, long c = 0, long d = 0, long e = 0) {
     return ::syscall(number, a, b, c, d, e);
 }
@@ -399,18 +410,15 @@ int pthread_cond_signal(pthread_cond_t* condition) noexcept {
 }
 
 int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline) {
-    using Function = int(pthread_cond_t*, pthread_mutex_t*, const timespec*);
     World* const world = current.load();
-    if (world == nullptr) return next<Function>("pthread_cond_timedwait")(condition, mutex, deadline);
+    if (world == nullptr) return realTimedWait(condition, mutex, deadline);
     Outside outside;
     if (areThreadsFree) {
         timespec soon;
         systemCall(SYS_clock_gettime, CLOCK_MONOTONIC, address(&soon));
         soon.tv_nsec += 200'000;
         if (soon.tv_nsec >= 1'000'000'000) soon = {soon.tv_sec + 1, soon.tv_nsec - 1'000'000'000};
-        static const auto real =
-            reinterpret_cast<Function*>(dlvsym(RTLD_NEXT, "pthread_cond_timedwait", "GLIBC_2.3.2"));
-        return real(condition, mutex, &soon);
+        return realTimedWait(condition, mutex, &soon);
     }
     monitor.isSignalled = false;
     monitor.isWaiting = true;
