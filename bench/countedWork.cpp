@@ -31,10 +31,10 @@ template <typename Work>
 [[gnu::noinline]] void count(const char* name, Work&& work) {
     work();
     mark(std::string("begin ") + name);
+    CALLGRIND_START_INSTRUMENTATION;
     CALLGRIND_ZERO_STATS;
-    CALLGRIND_TOGGLE_COLLECT;
     for (int repetition = 0; repetition < kRepetitions; ++repetition) work();
-    CALLGRIND_TOGGLE_COLLECT;
+    CALLGRIND_STOP_INSTRUMENTATION;
     CALLGRIND_DUMP_STATS_AT(name);
     mark(std::string("end ") + name);
 }

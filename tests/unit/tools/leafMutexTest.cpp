@@ -1,0 +1,51 @@
+// The mutex around a few instructions' work.
+#include "source/tools/leafMutex.h"
+
+#include <gtest/gtest.h>
+
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using halvexTimekeeper::LeafMutex;
+
+TEST(LeafMutexTest, CanBeTakenAgainAfterItWasGivenBack) {
+    LeafMutex mutex;
+    for (int turn = 0; turn < 3; ++turn) const std::lock_guard lock(mutex);
+}
+
+TEST(LeafMutexTest, LetsOneThreadInAtATime) {
+    constexpr int kThreads = 4;
+    constexpr int kTurns = 20'000;
+    LeafMutex mutex;
+    long turns = 0;  // not atomic: what is counted is lost when two are in
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < kThreads; ++thread) {
+        threads.emplace_back([&] {
+            for (int turn = 0; turn < kTurns; ++turn) {
+                const std::lock_guard lock(mutex);
+                turns = turns + 1;
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(turns, long{kThreads} * kTurns);
+}
+
+TEST(LeafMutexTest, WakesWhoeverWaits) {
+    LeafMutex mutex;
+    bool isDone = false;
+    mutex.lock();
+    std::thread waiting([&] {
+        const std::lock_guard lock(mutex);
+        isDone = true;
+    });
+    EXPECT_FALSE(isDone);  // the mutex is held here
+    mutex.unlock();
+    waiting.join();
+    EXPECT_TRUE(isDone);
+}
+
+}  // namespace
