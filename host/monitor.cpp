@@ -207,6 +207,9 @@ void watchClocks(Session& session, const MonitorOptions& options, Result& result
             session.printer().sample([&sample](bool inColour) { return sampleAsText(sample, inColour); },
                                      sampleAsJson(sample), options.count == 1);
         }
+        if (options.isQuiet && session.printer().showsProgress()) {
+            session.printer().progress(fmt::format("  {} of {} samples", taken, options.count));
+        }
         if (record) {
             record->add(sampleAsJson(sample));
         }
@@ -215,6 +218,9 @@ void watchClocks(Session& session, const MonitorOptions& options, Result& result
         }
         before = std::move(sample);
         goesOn = taken != options.count && sleepNs(options.intervalNs);
+    }
+    if (options.isQuiet && session.printer().showsProgress()) {
+        session.printer().progress("");
     }
     result.add("samples", taken, taken == 1 ? "" : "samples", std::to_string(taken));
     result.add("alarms", alarms, taken == 1 ? "" : "with alarms", std::to_string(alarms));

@@ -31,6 +31,13 @@ void TextPrinter::begin(const std::string& verb, const std::string& argument) {
 
 void TextPrinter::note(const std::string& sentence) { line(output_, "  " + sentence); }
 
+bool TextPrinter::showsProgress() const { return ::isatty(::fileno(errors_)) == 1; }
+
+void TextPrinter::progress(const std::string& sentence) {
+    fmt::print(errors_, "\r\x1b[K{}", sentence);  // each takes the place of the one before
+    std::fflush(errors_);
+}
+
 void TextPrinter::call(const std::string& text) { line(output_, "  " + text); }
 
 void TextPrinter::sample(const std::function<std::string(bool inColour)>& text, const nlohmann::ordered_json&,

@@ -14,6 +14,8 @@ public:
 
     void begin(const std::string& verb, const std::string& argument) override;
     void note(const std::string& sentence) override;
+    bool showsProgress() const override;  ///< Only on a terminal.
+    void progress(const std::string& sentence) override;
     void call(const std::string& line) override;
     void sample(const std::function<std::string(bool inColour)>& text, const nlohmann::ordered_json& line,
                 bool isOnly) override;

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include <syslog.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -62,6 +63,21 @@ std::string whatTheCutDoes(std::int64_t offsetNs, std::int64_t cutNs) {
     }
     return fmt::format("{} is cut toward zero to {}, a multiple of {} ns", offsetText(offsetNs), offsetText(cutNs),
                        kStepGranularityNs);
+}
+
+/// Sleeps; on a terminal it is told every second how much is over. False when a request to stop cut it short.
+bool sleepTelling(Printer& printer, std::int64_t durationNs) {
+    constexpr std::int64_t kStepNs = 1'000'000'000;
+    if (durationNs <= kStepNs || !printer.showsProgress()) {
+        return sleepNs(durationNs);
+    }
+    bool isUndisturbed = true;
+    for (std::int64_t passedNs = 0; isUndisturbed && passedNs < durationNs; passedNs += kStepNs) {
+        printer.progress(fmt::format("  {} of {}", durationText(passedNs), durationText(durationNs)));
+        isUndisturbed = sleepNs(std::min(kStepNs, durationNs - passedNs));
+    }
+    printer.progress("");
+    return isUndisturbed;
 }
 
 /// Whether the readings say that nothing moved, although the step should have been seen.
@@ -157,7 +173,7 @@ void drift(Session& session, const Command& command, Result& result) {
     const auto durationNs = std::get<std::int64_t>(command.argument);
     session.printer().note(fmt::format("measuring for {}", durationText(durationNs)));
     const CrossReading start = readAgainstRaw(calls, kReadingsForDrift);
-    if (!sleepNs(durationNs)) {
+    if (!sleepTelling(session.printer(), durationNs)) {
         throw std::runtime_error("interrupted before the measurement was over");
     }
     const CrossReading end = readAgainstRaw(calls, kReadingsForDrift);
@@ -168,8 +184,8 @@ void drift(Session& session, const Command& command, Result& result) {
     result.add("measuredNs", end.rawNs - start.rawNs, "measured over", durationText(end.rawNs - start.rawNs));
 }
 
-void wait(Session&, const Command& command, Result&) {
-    if (!sleepNs(std::get<std::int64_t>(command.argument))) {
+void wait(Session& session, const Command& command, Result&) {
+    if (!sleepTelling(session.printer(), std::get<std::int64_t>(command.argument))) {
         throw std::runtime_error("interrupted");
     }
 }

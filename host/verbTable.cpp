@@ -210,7 +210,7 @@ constexpr auto kVerbs = std::to_array<Verb>({
      "    --metrics FILE       keep FILE up to date for Prometheus; written aside and renamed",
      false, &readMonitor, &actions::monitor},
     {"record", "FILE DURATION", "Keep what monitor measures in a file",
-     "  Every second a sample, a line of JSON each, appended to FILE: init record night.jsonl 28800s.", false,
+     "  Every second a sample, a line of JSON each, appended to FILE: init record clocks.jsonl 600s.", false,
      &readRecord, &actions::monitor},
     {"remark", "TEXT", "Write a line to syslog", "  At LOG_INFO, to find the place in the log again.", false,
      &readRemark, &actions::remark},

@@ -62,6 +62,39 @@ TEST_F(PrinterTest, TextPutsFailuresOnTheOtherStream) {
               "halvexctl: get: it broke\nhalvexctl: not carried out: freq 5\nhalvexctl: no such verb\n");
 }
 
+TEST_F(PrinterTest, TextIsNeitherColouredNorClearedWithoutATerminal) {
+    TextPrinter printer(output_.get(), errors_.get());
+    printer.sample([](bool inColour) { return std::string(inColour ? "red\n" : "plain\n"); }, {}, false);
+    EXPECT_EQ(output_.text(), "plain\n");
+    EXPECT_FALSE(printer.showsProgress());
+}
+
+TEST_F(PrinterTest, TextPutsFurtherLinesOfAValueBelowItsFirst) {
+    TextPrinter printer(output_.get(), errors_.get());
+    Result result{"map", "", Outcome::ok, {}, "", {}};
+    result.add("a", 1, "eth0", "one\ntwo");
+    printer.result(result);
+    EXPECT_EQ(output_.text(), "  eth0  one\n        two\n");
+}
+
+TEST_F(PrinterTest, JsonPrintsEachOfSeveralSamplesAsALineAndTheResultsAsOne) {
+    JsonPrinter printer(output_.get(), errors_.get());
+    printer.sample(nullptr, {{"a", 1}}, false);
+    EXPECT_EQ(output_.text(), "{\"a\":1}\n");
+    Result result{"monitor", "", Outcome::ok, {}, "", {}};
+    result.add("", nullptr, "text", "alone");
+    result.add("samples", 1, "", "");
+    printer.result(result);
+    printer.finish();
+    EXPECT_EQ(output_.text(), "{\"a\":1}\n[{\"verb\":\"monitor\",\"outcome\":\"ok\",\"values\":{\"samples\":1}}]\n");
+}
+
+TEST_F(PrinterTest, JsonLeavesTheOnlySampleToTheDocument) {
+    JsonPrinter printer(output_.get(), errors_.get());
+    printer.sample(nullptr, {{"a", 1}}, true);
+    EXPECT_EQ(output_.text(), "");
+}
+
 TEST_F(PrinterTest, TextTellsWarnings) {
     TextPrinter printer(output_.get(), errors_.get());
     printer.result({"get", "", Outcome::warning, {}, "mind this", {}});

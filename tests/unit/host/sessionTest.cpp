@@ -11,6 +11,7 @@
 
 #include "host/rawClock.h"
 #include "host/stopRequest.h"
+#include "tests/support/libcHooks.h"
 #include "tests/unit/host/fakePlugin.h"
 
 namespace halvexctl {
@@ -26,6 +27,8 @@ class PrinterJournal : public Printer {
 public:
     void begin(const std::string&, const std::string&) override {}
     void note(const std::string& sentence) override { notes.push_back(sentence); }
+    bool showsProgress() const override { return isTerminal; }
+    void progress(const std::string& sentence) override { progresses.push_back(sentence); }
     void call(const std::string& line) override { calls.push_back(line); }
     void sample(const std::function<std::string(bool)>&, const nlohmann::ordered_json& line, bool) override {
         samples.push_back(line);
@@ -34,7 +37,8 @@ public:
     void complaint(const std::string& sentence) override { complaints.push_back(sentence); }
     void finish() override {}
 
-    std::vector<std::string> notes, calls, complaints;
+    bool isTerminal = false;
+    std::vector<std::string> notes, calls, complaints, progresses;
     std::vector<Result> results;
     std::vector<nlohmann::ordered_json> samples;
 };
@@ -150,6 +154,19 @@ TEST_F(SessionTest, MonitorInitialisesNothing) {
     carryOut({"monitor", "--once"});
     EXPECT_THAT(plugin_->journal, IsEmpty());
     EXPECT_EQ(printer_.samples.at(0)["clocks"].back()["name"], "CLOCK_REALTIME");
+}
+
+TEST_F(SessionTest, TellsOnATerminalHowFarALongWaitIs) {
+    const testsupport::LibcHooksGuard guard;
+    std::vector<long> sleptNs;
+    testsupport::libcHooks().nanosleep = [&sleptNs](const timespec* request, timespec*) {
+        sleptNs.push_back(request->tv_sec * 1'000'000'000 + request->tv_nsec);
+        return 0;
+    };
+    printer_.isTerminal = true;
+    carryOut({"wait", "1001ms", "wait", "1ms"});
+    EXPECT_THAT(sleptNs, ElementsAre(1'000'000'000, 1'000'000, 1'000'000));
+    EXPECT_THAT(printer_.progresses, ElementsAre("  0 ns of 1.001 s", "  1 s of 1.001 s", ""));
 }
 
 TEST_F(SessionTest, RefusesASecondInitialisation) {

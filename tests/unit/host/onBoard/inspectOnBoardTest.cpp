@@ -2,10 +2,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
+#include <regex>
 #include <sstream>
 
 #include "tests/unit/host/programRun.h"
@@ -196,6 +199,33 @@ TEST_F(InspectOnBoard, RecordKeepsASampleASecond) {
         EXPECT_EQ(nlohmann::json::parse(line)["reference"], "master");
     }
     EXPECT_EQ(samples, 4);
+}
+
+/// The words of a command line of the manual; none of them needs quotes.
+std::vector<std::string> wordsOf(const std::string& line) {
+    std::istringstream stream(line);
+    return {std::istream_iterator<std::string>(stream), {}};
+}
+
+TEST_F(InspectOnBoard, TheManualsCommandsDoWhatTheySay) {
+    static const std::regex kCommand("`halvexctl ([a-z][^`]*)`");
+    const std::string manual = fileContents(MANUAL);
+    const std::string table = manual.substr(0, manual.find("## Exit status"));
+    int commands = 0;
+    for (std::sregex_iterator match(table.begin(), table.end(), kCommand), end; match != end; ++match) {
+        std::vector<std::string> words = wordsOf((*match)[1]);
+        if (words.back() == "VERB") {
+            words.back() = "step";
+        }
+        if (words.back() == "monitor") {
+            words.insert(words.end(), {"--count", "2"});  // it would watch for ever
+        }
+        std::replace(words.begin(), words.end(), std::string("clocks.jsonl"), directory_ / "clocks.jsonl");
+        EXPECT_NE(run(words, "demo"), "") << (*match)[1];
+        EXPECT_TRUE(exitCode_ == 0 || exitCode_ == 1) << (*match)[1] << " ended with " << exitCode_;
+        ++commands;
+    }
+    EXPECT_GE(commands, 7);
 }
 
 }  // namespace
