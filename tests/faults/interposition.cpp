@@ -93,6 +93,7 @@ void* runThread(void* given) {
     const std::unique_ptr<ThreadStart> start(static_cast<ThreadStart*>(given));
     for (int opened = gateOpened.load(); opened < start->gate; opened = gateOpened.load()) gateOpened.wait(opened);
     isInsideLibrary = true;
+    errno = 0;  // as on any new thread; waiting for the gate may have left something there
     void* const result = start->function(start->argument);
     isInsideLibrary = false;
     if (start->isHeld) heldThreadEnded.release();
