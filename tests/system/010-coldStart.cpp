@@ -56,11 +56,11 @@ TEST_F(S010_ColdStart, T014_StartsTheRealPhc2sysAgainstTheFirstInterface) {
     EXPECT_EQ(arguments, "phc2sys -O 0 -l 4 -c CLOCK_REALTIME -F 0.000001 -s enp1s0 ");
 }
 
-TEST_F(S010_ColdStart, T015_TakesLessThanATenthOfASecond) {
+TEST_F(S010_ColdStart, T015_TakesLessThanASecond) {
     switchOn();
     const std::int64_t beforeNs = readTruth().rawNs;
     initialize();
-    EXPECT_LT(readTruth().rawNs - beforeNs, 100'000'000);
+    EXPECT_LT(readTruth().rawNs - beforeNs, 1'000'000'000);
 }
 
 TEST_F(S010_ColdStart, T016_TellsTheMastersTime) {
