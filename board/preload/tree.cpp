@@ -157,7 +157,8 @@ bool isTheBoards(const char* path) noexcept
     const bool isPtp = std::strncmp(path, BOARD_WIRE_PTP_DEVICE, kPtpLength) == 0 && path[kPtpLength] >= '0' &&
                        path[kPtpLength] <= '9';
     return isPtp || isUnder(path, BOARD_WIRE_NETWORK_DIRECTORY) || isUnder(path, BOARD_WIRE_SI514_DIRECTORY) ||
-           isUnder(path, BOARD_WIRE_DRIVER_DIRECTORY) || isUnder(path, BOARD_WIRE_PHC2SYS);
+           isUnder(path, BOARD_WIRE_DRIVER_DIRECTORY) || isUnder(path, BOARD_WIRE_PHC2SYS) ||
+           isUnder(path, BOARD_WIRE_PTP_CLASS_DIRECTORY);
 }
 
 bool isThere(const Node& node) noexcept

@@ -64,6 +64,8 @@ TEST_F(Files, ThatTheBoardDoesNotHaveAreMissingEvenIfTheMachineHasThem)
     struct stat seen {};
     EXPECT_EQ(stat("/sys/class/net/eth0", &seen), -1);
     EXPECT_EQ(errno, ENOENT);
+    EXPECT_EQ(stat("/sys/class/ptp", &seen), -1);
+    EXPECT_EQ(errno, ENOENT);
 }
 
 TEST_F(Files, OfTheMachineAreReadAsEver)
