@@ -81,7 +81,10 @@ public:
         return epochTimeNs;
     }
     void reinitialize() override { enter("reinitialize"); }
-    void applyQxmMetadata(const std::string& metadata) override { enter("applyQxmMetadata", metadata); }
+    void applyQxmMetadata(const std::string& metadata) override {
+        enter("applyQxmMetadata", metadata);
+        lastMetadata = metadata;
+    }
     bool hasBeenEpochAligned() override {
         enter("hasBeenEpochAligned");
         return flag;
@@ -97,6 +100,7 @@ public:
     bool flag = false;
     std::deque<std::uint64_t> epochTimesNs;  ///< Captured times to report, before the clock's own.
     std::function<void()> onEpoch;
+    std::string lastMetadata;
     bool isJournaled = true;
 
 private:

@@ -317,4 +317,32 @@ TEST_F(Metadata, IsDroppedSilentlyWhenTheDeviceMutexIsHeldFor15Ms) {
     EXPECT_EQ(journal_.back(), "a.applyQxmMetadata({})");
 }
 
+// For the thread sanitizer: whatever may overlap, overlaps.
+TEST_F(Timekeeper, IsServicedSteppedSteeredAndReadByManyThreadsAtOnce) {
+    for (const char* name : {"a", "b"}) addSlave(name)->isJournaled = false;
+    master_->isJournaled = false;
+    systemClock_->isJournaled = false;
+    auto& timekeeper = make();
+    std::vector<std::thread> threads;
+    threads.emplace_back([&] {
+        for (int pass = 0; pass < 300; ++pass) timekeeper.serviceEpochDevices();
+    });
+    threads.emplace_back([&] {
+        for (int step = 0; step < 100; ++step) timekeeper.snapTime(step % 2 == 0 ? 200 : -200);
+    });
+    threads.emplace_back([&] {
+        for (int text = 0; text < 1000; ++text) timekeeper.applyMetaData("{\"text\":" + std::to_string(text) + "}");
+    });
+    threads.emplace_back([&] {
+        for (int call = 0; call < 1000; ++call) {
+            timekeeper.getMaxCorrectionPerSecond();
+            timekeeper.isSeeded();
+            timekeeper.getName();
+        }
+    });
+    for (auto& thread : threads) thread.join();
+    timekeeper_.reset();
+    EXPECT_THAT(syslog_.getTexts(LOG_ERR), IsEmpty());
+}
+
 }  // namespace
