@@ -59,6 +59,24 @@ protected:
         return 0;
     }
 
+    /// Makes a call while a service pass on another thread holds the device mutex.
+    template <typename Call>
+    void whileServicing(Call&& call) {
+        const auto slave = addSlave("a");
+        makeAndForget();
+        std::latch isServicing(1);
+        std::promise<void> mayGoOn;
+        slave->failNext("applyQxmMetadata", [&] {
+            isServicing.count_down();
+            mayGoOn.get_future().wait();
+        });
+        std::thread service([this] { timekeeper_->serviceEpochDevices(); });
+        isServicing.wait();
+        call();
+        mayGoOn.set_value();
+        service.join();
+    }
+
     template <typename Operation>
     std::int32_t codeOf(Operation&& operation) {
         try {
@@ -184,21 +202,12 @@ TEST_F(SnapTime, ReturnsWithoutWaitingForTheAlignment) {
 }
 
 TEST_F(SnapTime, GivesUpSilentlyWhenTheDeviceMutexIsHeldFor15Ms) {
-    const auto slave = addSlave("a");
-    makeAndForget();
-    std::latch isServicing(1);
-    std::promise<void> mayGoOn;
-    slave->failNext("applyQxmMetadata", [&] {
-        isServicing.count_down();
-        mayGoOn.get_future().wait();
+    std::chrono::steady_clock::duration waited{};
+    whileServicing([&] {
+        const auto before = std::chrono::steady_clock::now();
+        timekeeper_->snapTime(1000);
+        waited = std::chrono::steady_clock::now() - before;
     });
-    std::thread service([this] { timekeeper_->serviceEpochDevices(); });
-    isServicing.wait();
-    const auto before = std::chrono::steady_clock::now();
-    timekeeper_->snapTime(1000);
-    const auto waited = std::chrono::steady_clock::now() - before;
-    mayGoOn.set_value();
-    service.join();
     EXPECT_GE(waited, std::chrono::milliseconds(15));
     EXPECT_LT(waited, std::chrono::milliseconds(500));
     EXPECT_THAT(journal_, Not(Contains(HasSubstr("adjustTime"))));
@@ -300,19 +309,7 @@ TEST_F(Metadata, ReachesEverySlaveOnTheNextPass) {
 }
 
 TEST_F(Metadata, IsDroppedSilentlyWhenTheDeviceMutexIsHeldFor15Ms) {
-    const auto slave = addSlave("a");
-    makeAndForget();
-    std::latch isServicing(1);
-    std::promise<void> mayGoOn;
-    slave->failNext("applyQxmMetadata", [&] {
-        isServicing.count_down();
-        mayGoOn.get_future().wait();
-    });
-    std::thread service([this] { timekeeper_->serviceEpochDevices(); });
-    isServicing.wait();
-    timekeeper_->applyMetaData("dropped");
-    mayGoOn.set_value();
-    service.join();
+    whileServicing([this] { timekeeper_->applyMetaData("dropped"); });
     timekeeper_->serviceEpochDevices();
     EXPECT_EQ(journal_.back(), "a.applyQxmMetadata({})");
 }
