@@ -39,6 +39,7 @@ void reportCurrentException(MonitorErrors errors) noexcept {
            error.getCode(), zuerr::jsonOrNull(error.getStatus()));
     const std::lock_guard lock(errors.statusMutex);
     zuerr_merge(&errors.status, &error.getStatus());
+    errors.hasError.store(true, std::memory_order_release);
 }
 
 }  // namespace

@@ -19,8 +19,13 @@ std::atomic<bool> g_running{false};
 std::future<void> g_monitorFuture;
 zuerr_Status g_monitorStatus = zuerr::makeStatus();
 std::mutex g_monitorStatusMutex;
+std::atomic<bool> g_hasMonitorError{false};
 
-void throwMonitorError() {
+void collectMonitorError() {
+    const std::lock_guard lock(g_monitorStatusMutex);
+    g_hasMonitorError.store(false, std::memory_order_relaxed);
+    // Kept on purpose: a warning stays where it is and fails no call.
+    if (g_monitorStatus.code >= 0) return;
     zuerr_Status status = zuerr::makeStatus();
     zuerr_merge(&status, &g_monitorStatus);
     g_monitorStatus.code = 0;

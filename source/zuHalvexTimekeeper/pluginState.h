@@ -21,21 +21,21 @@ extern std::atomic<bool> g_running;          ///< The monitoring thread runs whi
 extern std::future<void> g_monitorFuture;    ///< Of the monitoring thread.
 extern zuerr_Status g_monitorStatus;         ///< The first error of the monitoring thread that no call has collected.
 extern std::mutex g_monitorStatusMutex;      ///< Guards g_monitorStatus.
+extern std::atomic<bool> g_hasMonitorError;  ///< Whether g_monitorStatus may hold an error; changed under its mutex.
 #pragma GCC visibility pop
 
-/// Throws the error in g_monitorStatus, which the caller has locked; it is then gone from there.
-[[noreturn, gnu::cold]] void throwMonitorError();
+/// Throws the error in g_monitorStatus, if there is one; it is then gone from there.
+[[gnu::cold]] void collectMonitorError();
 
 /// Throws zuplaterr_resourceNotInitialized.
 [[noreturn, gnu::cold]] void throwNotInitialized();
 
 // Inline, because every call of the host passes through them.
 
-/// Hands the error that the monitoring thread recorded, if any, over as an exception; it is then gone from the record.
+/// Hands the error that the monitoring thread recorded, if any, over as an exception; it is then gone from the record. The
+/// mutex is taken only when there is something to collect.
 inline void throwIfMonitorFailed() {
-    const std::lock_guard lock(g_monitorStatusMutex);
-    // Kept on purpose: a warning stays where it is and fails no call.
-    if (g_monitorStatus.code < 0) throwMonitorError();
+    if (g_hasMonitorError.load(std::memory_order_acquire)) [[unlikely]] collectMonitorError();
 }
 
 /// The published timekeeper; throws zuplaterr_resourceNotInitialized when there is none.

@@ -7,6 +7,7 @@
 #include <syslog.h>
 
 #include <functional>
+#include <mutex>
 #include <new>
 #include <stdexcept>
 
@@ -18,7 +19,9 @@
 
 namespace {
 
+using halvexTimekeeper::g_hasMonitorError;
 using halvexTimekeeper::g_monitorStatus;
+using halvexTimekeeper::g_monitorStatusMutex;
 using halvexTimekeeper::g_timekeeper;
 using halvexTimekeeper::g_wakeEvent;
 using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::PlatStatus;
@@ -86,11 +89,13 @@ protected:
         g_wakeEvent.reset();
         zuerr::freeJson(g_monitorStatus);
         g_monitorStatus.code = 0;
+        g_hasMonitorError = false;
     }
 
     void recordMonitorError(std::int32_t code) {
         g_monitorStatus.code = code;
         zuerr_setJson(&g_monitorStatus, R"({"from":"thread"})");
+        g_hasMonitorError = true;
     }
 
     std::shared_ptr<testsupport::FakeTimekeeper> timekeeper_ = std::make_shared<testsupport::FakeTimekeeper>();
@@ -167,6 +172,11 @@ TEST_P(FramedCall, LeavesAWarningOfTheMonitoringThreadWhereItIs) {
     recordMonitorError(2);
     EXPECT_TRUE(GetParam().call(status_.get()));
     EXPECT_EQ(g_monitorStatus.code, 2);
+}
+
+TEST_P(FramedCall, TakesNoLockWhileTheMonitoringThreadHasLeftNothing) {
+    const std::lock_guard recording(g_monitorStatusMutex);
+    EXPECT_TRUE(GetParam().call(status_.get()));
 }
 
 TEST_P(FramedCall, TurnsAnErrorOfTheTimekeeperIntoTheStatusAndOneLine) {

@@ -39,7 +39,7 @@ protected:
 
     void run(int wantedPasses) {
         wantedPasses_ = wantedPasses;
-        halvexTimekeeper::runMonitoringThread(timekeeper_, event_, running_, {errors_, errorsMutex_});
+        halvexTimekeeper::runMonitoringThread(timekeeper_, event_, running_, {errors_, errorsMutex_, hasError_});
     }
 
     testsupport::LibcHooksGuard hooks_;
@@ -50,6 +50,7 @@ protected:
     std::atomic<bool> running_{true};
     zuerr_Status errors_ = zuerr::makeStatus();
     std::mutex errorsMutex_;
+    std::atomic<bool> hasError_{false};
     std::vector<long> waits_;
     int waitResult_ = ETIMEDOUT;
     int passes_ = 0;
@@ -67,6 +68,7 @@ TEST_F(MonitoringThread, ServicesTheDevicesEveryTwoSecondsOfTheMonotonicClock) {
                 ElementsAre("serviceEpochDevices()", "serviceEpochDevices()", "serviceEpochDevices()"));
     EXPECT_THAT(syslog_.getLines(), IsEmpty()) << "an expired period is no error";
     EXPECT_EQ(errors_.code, 0);
+    EXPECT_FALSE(hasError_);
 }
 
 TEST_F(MonitoringThread, ServicesTheDevicesAtOnceWhenTheEventIsSet) {
@@ -97,6 +99,7 @@ TEST_F(MonitoringThread, LogsAnErrorRecordsItAndGoesOn) {
                 ElementsAre("Monitoring thread encountered an error: FAIL(-52024," + json + ")"));
     EXPECT_EQ(errors_.code, -52024);
     EXPECT_EQ(errors_.json, json);
+    EXPECT_TRUE(hasError_);
     EXPECT_EQ(passes_, 1) << "a pass followed the one that failed";
 }
 
