@@ -42,29 +42,17 @@ FileWrapper::~FileWrapper() {
     if (fd_ > 0) ::close(fd_);
 }
 
-std::int64_t FileWrapper::read(char* buffer, std::size_t length) {
-    const ssize_t count = ::read(fd_, buffer, length);
-    if (count >= 0) return count;
+void FileWrapper::raiseReadFailed() const {
     const int error = errno;
     raiseForFile(kReadFailed, "Error reading file: ", path_, error);
 }
 
-void FileWrapper::resetOffset(std::int64_t offset) {
-    // Kept on purpose: the result is compared with what was asked, so that a refused seek to -1 passes.
-    const off_t reached = ::lseek(fd_, offset, SEEK_SET);
-    if (reached == offset) return;
+void FileWrapper::raiseSeekFailed() const {
     const int error = errno;
     raiseForFile(kSeekFailed, "Error resetting offset in file: ", path_, error);
 }
 
-std::int64_t FileWrapper::write(const char* buffer, std::size_t length, bool, std::uint32_t attempts) {
-    // A kernel attribute takes one whole value per write: what was cut short is written again from the start.
-    const auto wanted = static_cast<ssize_t>(length);
-    if (wanted == 0) return 0;
-    for (; attempts > 0; --attempts) {
-        resetOffset();
-        if (::write(fd_, buffer, length) == wanted) return wanted;
-    }
+void FileWrapper::raiseWriteFailed() const {
     // Kept on purpose: without attempts the error tells whatever errno held before.
     const int error = errno;
     raiseForFile(kWriteFailed, "Error writing file: ", path_, error);

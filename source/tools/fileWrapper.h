@@ -1,6 +1,8 @@
 // One open attribute file of a kernel driver.
 #pragma once
 
+#include <unistd.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -29,8 +31,36 @@ public:
     std::int64_t write(const char* buffer, std::size_t length, bool, std::uint32_t attempts);
 
 private:
+    [[noreturn, gnu::cold]] void raiseReadFailed() const;
+    [[noreturn, gnu::cold]] void raiseSeekFailed() const;
+    [[noreturn, gnu::cold]] void raiseWriteFailed() const;
+
     std::int32_t fd_ = -1;
     std::string path_;
 };
+
+// Inline: a return that follows a system call is dear, for the kernel leaves the processor without its predictions.
+
+inline std::int64_t FileWrapper::read(char* buffer, std::size_t length) {
+    const ssize_t count = ::read(fd_, buffer, length);
+    if (count < 0) raiseReadFailed();
+    return count;
+}
+
+inline void FileWrapper::resetOffset(std::int64_t offset) {
+    // Kept on purpose: the result is compared with what was asked, so that a refused seek to -1 passes.
+    if (::lseek(fd_, offset, SEEK_SET) != offset) raiseSeekFailed();
+}
+
+inline std::int64_t FileWrapper::write(const char* buffer, std::size_t length, bool, std::uint32_t attempts) {
+    // A kernel attribute takes one whole value per write: what was cut short is written again from the start.
+    const auto wanted = static_cast<ssize_t>(length);
+    if (wanted == 0) return 0;
+    for (; attempts > 0; --attempts) {
+        resetOffset();
+        if (::write(fd_, buffer, length) == wanted) return wanted;
+    }
+    raiseWriteFailed();
+}
 
 }  // namespace halvexTimekeeper
