@@ -244,6 +244,9 @@ static void happen(struct board *board, const struct board_pending *pending)
 		if ((uint32_t)board->processes[pending->index].child.pid == pending->mask)
 			board_phc2sys_sample(board, pending->index);
 		break;
+	case BOARD_PENDING_SECOND:
+		board_second(board, pending->stamp.time_ns);
+		break;
 	case BOARD_PENDING_EVENT:
 		board_event_now(board, &board->config.events[pending->index]);
 		break;

@@ -175,6 +175,7 @@ enum board_event_kind {
 	BOARD_EVENT_JUMP,            /* value: ns by which the target's clock jumps */
 	BOARD_EVENT_CRYSTAL,         /* value: new crystal error in ppt; target ANY or SYSTEM */
 	BOARD_EVENT_PULSE,           /* an epoch pulse nobody asked for */
+	BOARD_EVENT_PULSE_EVERY_SECOND, /* value: 1 from now on at every whole second of Ferrox, 0 no longer */
 	BOARD_EVENT_KINDS
 };
 const char *board_event_kind_name(enum board_event_kind kind);

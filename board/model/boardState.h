@@ -16,6 +16,7 @@ enum board_pending_kind {
 	BOARD_PENDING_DELIVERY,      /* stamp reaches the queue of interface `index` */
 	BOARD_PENDING_PHC2SYS,       /* child `index` takes a sample */
 	BOARD_PENDING_EVENT,         /* configured event `index` */
+	BOARD_PENDING_SECOND,        /* the master comes to the second of stamp.time_ns */
 	BOARD_PENDING_TRUTH
 };
 
@@ -81,6 +82,7 @@ struct board {
 	uint64_t fpga_offset_ns;
 	int64_t ferrox_stepped_ns;   /* sum of all steps */
 	uint64_t ferrox_epoch_ns;
+	uint8_t pulses_every_second;
 	struct board_fpga fpga;
 	struct board_system system;
 	struct board_phc phcs[BOARD_MAX_INTERFACES];
@@ -120,6 +122,8 @@ const struct board_clock_config *board_clock_configuration(const struct board *b
 /* epoch.c */
 void board_pulse(struct board *board);
 void board_falling_edge(struct board *board, uint32_t mask);
+void board_pulse_every_second(struct board *board, int is_wanted);
+void board_second(struct board *board, uint64_t second_ns);
 
 /* phc.c */
 void board_phc_enqueue(struct board *board, uint32_t interface, const struct board_phc_event *event);

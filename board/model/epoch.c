@@ -111,3 +111,50 @@ void board_falling_edge(struct board *board, uint32_t mask)
 {
 	edge(board, 1, mask);
 }
+
+/* The rate may change and the master may be stepped while a second is awaited. So all but a thousandth of the way is waited,
+ * and the rest again, until it is short: no change of rate puts a pulse off by more than the rounding of a clock. A step may
+ * cost the pulse that was awaited. */
+#define SHORT_WAY_NS 1000
+
+static void await_second(struct board *board, uint64_t second_ns)
+{
+	struct board_pending next = { 0, BOARD_PENDING_SECOND, 0, 0, { 0, 0, 0 } };
+	const uint64_t way_ns = second_ns - board_time_now(board, BOARD_CLOCK_FERROX);
+
+	next.at_ns = board->raw_ns + way_ns - (way_ns > SHORT_WAY_NS ? way_ns / SHORT_WAY_NS : 0);
+	next.stamp.time_ns = second_ns;
+	(void)board_schedule(board, &next);
+}
+
+static uint64_t next_second(const struct board *board)
+{
+	const uint64_t now_ns = board_time_now(board, BOARD_CLOCK_FERROX);
+
+	return now_ns - now_ns % (uint64_t)BOARD_NS_PER_S + (uint64_t)BOARD_NS_PER_S;
+}
+
+void board_second(struct board *board, uint64_t second_ns)
+{
+	const int64_t way_ns = (int64_t)(second_ns - board_time_now(board, BOARD_CLOCK_FERROX));
+	const int is_stepped = way_ns > BOARD_NS_PER_S || way_ns < -SHORT_WAY_NS;
+
+	if (!board->pulses_every_second)
+		return;
+	if (way_ns > 0 && !is_stepped) {
+		await_second(board, second_ns);
+		return;
+	}
+	if (!is_stepped)
+		board_pulse(board);
+	await_second(board, next_second(board));
+}
+
+void board_pulse_every_second(struct board *board, int is_wanted)
+{
+	const int was_wanted = board->pulses_every_second;
+
+	board->pulses_every_second = (uint8_t)is_wanted;
+	if (is_wanted && !was_wanted)
+		await_second(board, next_second(board));
+}

@@ -117,6 +117,8 @@ static int fits(const struct board *board, const struct board_event_config *even
 			value >= -BOARD_NS_PER_S && value <= BOARD_NS_PER_S;
 	case BOARD_EVENT_KILL_CHILD:
 		return value > 0 && value <= 64;
+	case BOARD_EVENT_PULSE_EVERY_SECOND:
+		return event->target == BOARD_TARGET_FERROX && (value == 0 || value == 1);
 	default:
 		return event->kind > BOARD_EVENT_NONE && event->kind < BOARD_EVENT_KINDS;
 	}
@@ -155,6 +157,9 @@ static void carry_out(struct board *board, const struct board_event_config *even
 		break;
 	case BOARD_EVENT_PULSE:
 		board_pulse(board);
+		break;
+	case BOARD_EVENT_PULSE_EVERY_SECOND:
+		board_pulse_every_second(board, event->value == 1);
 		break;
 	default:
 		change_interface(board, (uint32_t)interface_of(board, event->target), event);

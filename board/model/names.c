@@ -62,7 +62,8 @@ static const char *const events[BOARD_EVENT_KINDS] = {
 	[BOARD_EVENT_CAPABILITIES] = "capabilities",
 	[BOARD_EVENT_JUMP] = "jump",
 	[BOARD_EVENT_CRYSTAL] = "crystal",
-	[BOARD_EVENT_PULSE] = "pulse"
+	[BOARD_EVENT_PULSE] = "pulse",
+	[BOARD_EVENT_PULSE_EVERY_SECOND] = "pulse_every_second"
 };
 
 static const char *const happenings[BOARD_HAPPENING_KINDS] = {

@@ -83,6 +83,9 @@ void readEventValue(TableReader& reader, board_event_config& event) {
         reader.require("crystal_error_ppb");
         reader.ppb("crystal_error_ppb", event.value);
         break;
+    case BOARD_EVENT_PULSE_EVERY_SECOND:
+        event.value = 1;
+        break;
     case BOARD_EVENT_KILL_CHILD:
         event.value = reader.integer("signal", 9, 1, 64);
         break;

@@ -59,6 +59,28 @@ TEST_F(Events, OfOneInstantHappenInTheOrderGiven) {
     EXPECT_EQ(of(BOARD_HAPPENING_EPOCH).at(0).truth.difference_ns[BOARD_CLOCK_PHC(0)], 5) << "the jump came first";
 }
 
+TEST_F(Events, MakeThePulsesOfEverySecondOfTheMasterWhateverItsRateAndSteps) {
+    config.crystal_error_ppt = 50'000'000;
+    config.ferrox.clock.offset_ns = -300'000'123;
+    config.ferrox.clock.step_granularity_ns = 1;
+    addEvent(0, BOARD_EVENT_PULSE_EVERY_SECOND, BOARD_TARGET_FERROX, 1);
+    addEvent(1 * kS, BOARD_EVENT_PULSE_EVERY_SECOND, BOARD_TARGET_FERROX, 1);  // twice is once
+    addEvent(4500 * kMs, BOARD_EVENT_CRYSTAL, BOARD_TARGET_ANY, -80'000'000);
+    addEvent(8500 * kMs, BOARD_EVENT_JUMP, BOARD_TARGET_FERROX, -700'000'456);
+    addEvent(12500 * kMs, BOARD_EVENT_JUMP, BOARD_TARGET_FERROX, 2'100'000'000);
+    addEvent(20 * kS, BOARD_EVENT_PULSE_EVERY_SECOND, BOARD_TARGET_FERROX, 0);
+    board_advance(on(), 25 * kS);
+    const std::vector<Recorded> pulses = of(BOARD_HAPPENING_EPOCH);
+    std::vector<std::uint64_t> seconds;
+    for (const Recorded& pulse : pulses) {
+        const std::uint64_t masterNs = pulse.truth.time_ns[BOARD_CLOCK_FERROX];
+        EXPECT_LE(masterNs % kS, 1U) << "at " << pulse.happening.raw_ns;
+        seconds.push_back(masterNs / kS - config.start_time_ns / kS);
+    }
+    // Neither step repeats a second, and the second one passes over those from 12 to 14.
+    EXPECT_EQ(seconds, (std::vector<std::uint64_t>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 15, 16, 17, 18, 19, 20, 21}));
+}
+
 TEST_F(Events, StaleEventsFillTheQueueUpTo127) {
     ASSERT_EQ(event(kS, BOARD_EVENT_STALE_EVENTS, kFirst, 200), 0);
     EXPECT_EQ(board_phc_waiting(on(), kS, 0), 127);
@@ -107,6 +129,8 @@ TEST_F(Events, ThatFitNothingAreRefused) {
     EXPECT_EQ(event(0, BOARD_EVENT_INTERFACE_DOWN, BOARD_TARGET_INTERFACE(9)), -EINVAL);
     EXPECT_EQ(event(0, BOARD_EVENT_LOSE_EDGES, BOARD_TARGET_FERROX, 1), -EINVAL);
     EXPECT_EQ(event(0, BOARD_EVENT_LOSE_EDGES, kFirst, 0), -EINVAL);
+    EXPECT_EQ(event(0, BOARD_EVENT_PULSE_EVERY_SECOND, kFirst, 1), -EINVAL);
+    EXPECT_EQ(event(0, BOARD_EVENT_PULSE_EVERY_SECOND, BOARD_TARGET_FERROX, 2), -EINVAL);
     EXPECT_EQ(event(0, BOARD_EVENT_STALE_EVENTS, kFirst, -1), -EINVAL);
     EXPECT_EQ(event(0, BOARD_EVENT_DRIVER_GONE, BOARD_TARGET_SYSTEM), -EINVAL);
     EXPECT_EQ(event(0, BOARD_EVENT_JUMP, BOARD_TARGET_SI514, 1), -EINVAL);
