@@ -74,9 +74,13 @@ static int get_time(struct ptp_clock_info *info, struct timespec64 *time, struct
 				    system ? BOARD_WIRE_PTP_SYS_OFFSET_EXTENDED : 0, &flags, &raw_ns, &delay_ns, &error);
 
 	if (board) {
+		u64 latched_ns;
+
+		/* As a register latches it, between the system's readings; what the clock showed is worked out afterwards. */
 		ptp_read_system_prets(system);
-		error = board_phc_get_time(board, hx_raw_of(ktime_get_raw_ns()), of(info)->position, &time_ns);
+		latched_ns = ktime_get_raw_ns();
 		ptp_read_system_postts(system);
+		error = board_phc_get_time(board, hx_raw_of(latched_ns), of(info)->position, &time_ns);
 	}
 	hx_unlock(flags);
 	hx_take_time(delay_ns);
