@@ -6,12 +6,16 @@
 #include <pthread.h>
 #include <syslog.h>
 
+#include <atomic>
 #include <functional>
 #include <mutex>
 #include <new>
 #include <stdexcept>
+#include <thread>
+#include <vector>
 
 #include "include/zuqxmtk.h"
+#include "source/zuHalvexTimekeeper/monitoringThread.h"
 #include "tests/support/fakeDevices.h"
 #include "tests/support/libcHooks.h"
 #include "tests/support/statusHolder.h"
@@ -282,6 +286,40 @@ TEST_F(WakeUp, DoesNotFollowMetadataOfACallerWhoseStatusHoldsAnError) {
     zuqxmtk_applyMetaData("{}", status_.get());
     EXPECT_FALSE(isSet());
     EXPECT_THAT(timekeeper_->journal, IsEmpty()) << "the timekeeper keeps its previous metadata";
+}
+
+TEST_F(ExportsWithATimekeeper, DeliverEveryErrorOfTheMonitoringThreadToOneOfManyThreads) {
+    constexpr int kErrors = 100;
+    g_timekeeper.reset();
+    PlatStatus eventStatus;
+    tEvent event(&eventStatus);
+    std::atomic<bool> isRunning{true};
+    std::atomic<int> recorded{0}, collected{0};
+    testsupport::FakeTimekeeper failing;
+    failing.onService = [&] {
+        while (collected.load() < recorded.load()) std::this_thread::yield();  // one at a time: none may get lost
+        isRunning = ++recorded < kErrors;
+        event.set();
+        throw std::runtime_error("of this pass");
+    };
+    const auto callUntilAllAreCollected = [&] {
+        while (collected.load() < kErrors) {
+            std::this_thread::yield();
+            if (collected.load() == recorded.load()) continue;
+            StatusHolder status;
+            zuqxmtk_getMaxCorrectionPerSecond(status.get());
+            if (status->code == -52003) ++collected;
+        }
+    };
+    event.set();
+    {
+        std::vector<std::jthread> hosts;
+        for (int host = 0; host < 3; ++host) hosts.emplace_back(callUntilAllAreCollected);
+        halvexTimekeeper::runMonitoringThread(failing, event, isRunning,
+                                              {g_monitorStatus, g_monitorStatusMutex, g_hasMonitorError});
+    }
+    EXPECT_EQ(collected, kErrors);
+    EXPECT_FALSE(g_hasMonitorError);
 }
 
 using FramelessExports = ExportsWithATimekeeper;
