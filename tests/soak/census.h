@@ -1,0 +1,22 @@
+// What the process holds at one moment: descriptors by what they stand for, threads, private memory.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "board/model/board.h"
+
+namespace soak {
+
+struct Census {
+    int descriptors = 0;                                     ///< All of the process.
+    std::array<int, BOARD_TARGET_FIRST_INTERFACE + BOARD_MAX_INTERFACES> onTarget{};  ///< Of the board, by target.
+    int sockets = 0;
+    int threads = 0;
+    std::int64_t privateKiB = 0;
+};
+
+/// Allocates nothing that outlives it.
+Census takeCensus();
+
+}  // namespace soak

@@ -1,0 +1,103 @@
+// Which call fails, and how.
+#include "tests/soak/faultPlan.h"
+
+#include <cerrno>
+#include <span>
+
+namespace soak {
+namespace {
+
+constexpr int kBeyondTable = 131;  // the first number that the platform has no code of its own for
+constexpr int kFarBeyondTable = 133;
+
+constexpr int kOpen[] = {ENOENT, EACCES, EPERM, EMFILE, ENFILE, ENODEV, ENXIO, EBUSY, EINTR, ENOMEM};
+constexpr int kClose[] = {EINTR, EIO};
+constexpr int kRead[] = {EINTR, EIO, EAGAIN};
+constexpr int kReadCounts[] = {0, 1, 31};
+constexpr int kWrite[] = {EINTR, EIO, EINVAL, ENODEV, ENOSPC};
+constexpr int kWriteCounts[] = {0, 1};
+constexpr int kSeek[] = {EINVAL, ESPIPE, EBADF};
+constexpr int kSeekCounts[] = {5};
+constexpr int kRequest[] = {EINTR,      EIO,   EINVAL, ENOTTY, ENODEV,    EBUSY,        EOPNOTSUPP,
+                            EPERM,      EFAULT, ENOMEM, ETIMEDOUT, kBeyondTable, kFarBeyondTable};
+constexpr int kDriverStatus[] = {-52024, -52006, -52007, 7};
+constexpr int kSelect[] = {EINTR, EBADF, EINVAL, ENOMEM};
+constexpr int kSelectCounts[] = {0};
+constexpr int kSocket[] = {EACCES, EPERM, EAFNOSUPPORT, EMFILE, ENFILE, ENOBUFS, ENOMEM};
+constexpr int kReadClock[] = {EINVAL, EFAULT, EPERM};
+constexpr int kSetClock[] = {EPERM, EINVAL, EFAULT};
+constexpr int kAdjustClock[] = {EINVAL, EPERM, ENODEV, EBUSY, ERANGE, EOPNOTSUPP};
+constexpr int kOpenDirectory[] = {ENOENT, EACCES, EMFILE, ENFILE, ENOMEM, EINTR};
+constexpr int kReadDirectory[] = {EBADF, ENOENT};
+constexpr int kGlob[] = {ENOMEM, EACCES};
+constexpr int kReadStream[] = {EIO, EINTR};
+constexpr int kSpawn[] = {ENOENT, EACCES, EAGAIN, ENOMEM};
+constexpr int kKill[] = {ESRCH, EPERM};
+constexpr int kSleep[] = {EINTR};
+constexpr int kStartThread[] = {EAGAIN, EPERM};
+
+/// What one kind of call can come to: an errno, a short result, or an answer of a driver.
+struct Outcomes {
+    std::span<const int> errors;
+    std::span<const int> counts{};
+    std::span<const int> statuses{};
+};
+
+Outcomes outcomesOf(const board_call& call) noexcept {
+    const bool isDriver = call.target == BOARD_TARGET_FERROX || call.target == BOARD_TARGET_FPGA;
+    switch (call.kind) {
+        case BOARD_CALL_OPEN:
+        case BOARD_CALL_FOPEN: return {kOpen};
+        case BOARD_CALL_CLOSE: return {kClose};
+        case BOARD_CALL_READ: return {kRead, kReadCounts};
+        case BOARD_CALL_WRITE: return {kWrite, kWriteCounts};
+        case BOARD_CALL_LSEEK: return {kSeek, kSeekCounts};
+        case BOARD_CALL_IOCTL: return isDriver ? Outcomes{kRequest, {}, kDriverStatus} : Outcomes{kRequest};
+        case BOARD_CALL_SELECT: return {kSelect, kSelectCounts};
+        case BOARD_CALL_SOCKET: return {kSocket};
+        case BOARD_CALL_CLOCK_GETTIME: return {kReadClock};
+        case BOARD_CALL_CLOCK_SETTIME: return {kSetClock};
+        case BOARD_CALL_CLOCK_ADJTIME: return {kAdjustClock};
+        case BOARD_CALL_OPENDIR: return {kOpenDirectory};
+        case BOARD_CALL_READDIR: return {kReadDirectory};
+        case BOARD_CALL_GLOB: return {kGlob};
+        case BOARD_CALL_FREAD: return {kReadStream};
+        case BOARD_CALL_POSIX_SPAWN: return {kSpawn};
+        case BOARD_CALL_KILL: return {kKill};
+        case BOARD_CALL_NANOSLEEP: return {kSleep};
+        default: return {};
+    }
+}
+
+}  // namespace
+
+std::uint64_t Random::next() noexcept {  // splitmix64
+    std::uint64_t mixed = state_ += 0x9E3779B97F4A7C15U;
+    mixed = (mixed ^ (mixed >> 30)) * 0xBF58476D1CE4E5B9U;
+    mixed = (mixed ^ (mixed >> 27)) * 0x94D049BB133111EBU;
+    return mixed ^ (mixed >> 31);
+}
+
+bool chooseOutcome(Random& random, const board_call& call, board_fault_outcome& outcome) noexcept {
+    const Outcomes outcomes = outcomesOf(call);
+    const std::size_t total = outcomes.errors.size() + outcomes.counts.size() + outcomes.statuses.size();
+    if (total == 0) return false;
+    std::size_t chosen = random.below(total);
+    outcome = {};
+    outcome.short_count = -1;
+    if (chosen < outcomes.errors.size()) {
+        outcome.error = outcomes.errors[chosen];
+        return true;
+    }
+    chosen -= outcomes.errors.size();
+    if (chosen < outcomes.counts.size()) {
+        outcome.short_count = outcomes.counts[chosen];
+        return true;
+    }
+    outcome.driver_status = outcomes.statuses[chosen - outcomes.counts.size()];
+    return true;
+}
+
+int chooseThreadError(Random& random) noexcept { return kStartThread[random.below(std::size(kStartThread))]; }
+
+}  // namespace soak

@@ -1,0 +1,67 @@
+// A host's life with the library: an hour of random calls in a world full of faults, then a rest in which everything must
+// be in order.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "tests/soak/census.h"
+#include "tests/soak/faultPlan.h"
+#include "tests/soak/liveMemory.h"
+#include "tests/soak/world.h"
+
+namespace soak {
+
+/// What a soak comes to.
+struct Figures {
+    std::uint64_t hours = 0, hostCalls = 0, sessions = 0, restarts = 0, runaways = 0;
+    std::int64_t worstAtRestNs = 0, worstOfSystemNs = 0;
+    int descriptors = 0, threads = 0;
+    std::int64_t blocks = 0, blockBytes = 0, privateKiB = 0, privateGrowthKiB = 0;
+};
+
+/// Drives the library through its exports. Threads: bound to the one that made it. Failure: told to the ledger; the host
+/// goes on until the hour is over.
+class Host {
+public:
+    Host(World& world, std::uint64_t seed);
+    /// 57 minutes with faults, 3 minutes without, at the end of which everything is looked at.
+    void liveOneHour();
+    void finish();
+    const Figures& figures() const { return figures_; }
+
+private:
+    void act();
+    void initialize();
+    void finalize();
+    /// A call with a fresh status; the code it reports.
+    template <typename Function>
+    std::int32_t call(Function&& function);
+    void snapTime(std::int64_t offsetNs);
+    void applyMetaData(bool isGood);
+
+    void rest();
+    void collectErrors();
+    bool needsRestart();
+    void restart();
+    void setClocksThatRanAway();
+    /// Down and up again, stopped and run again, with their clocks moved meanwhile: the library aligns them unasked.
+    void flapEverything();
+    void expectAligned(const char* when);
+    void expectSystemClockFollows();
+    void expectNothingGrew();
+    void expectNothingLeft();
+    void reapChildren();
+    void demand(bool isTrue, const std::string& text);
+
+    World& world_;
+    Random random_;
+    Figures figures_;
+    Census atStart_;
+    LiveMemory afterFirstHour_;
+    std::int64_t privateAfterFirstHourKiB_ = 0;
+    std::uint32_t failedRequestsOfHour_ = 0;
+    bool isInitialized_ = false;
+};
+
+}  // namespace soak

@@ -1,0 +1,42 @@
+// Ends a soak that stands still.
+#include "tests/soak/watchdog.h"
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <ctime>
+#include <thread>
+
+#include "board/preload/futexLock.h"
+#include "tests/soak/ledger.h"
+
+namespace soak {
+namespace {
+
+/// The machine's second, not the board's.
+void sleepOneRealSecond() noexcept {
+    const timespec second{.tv_sec = 1, .tv_nsec = 0};
+    halvexboard::rawSystemCall(SYS_clock_nanosleep, CLOCK_MONOTONIC, 0, reinterpret_cast<long>(&second), 0);
+}
+
+[[noreturn]] void watch(unsigned seconds, std::string (*describe)()) noexcept {
+    std::uint64_t seen = 0;
+    for (unsigned still = 0;; ++still) {
+        sleepOneRealSecond();
+        const std::uint64_t now = ledger().callCount();
+        if (now != seen) still = 0;
+        seen = now;
+        if (still < seconds) continue;
+        std::fprintf(stderr, "soak: no call for %u s of real time: %s\n", seconds, describe().c_str());
+        ledger().printLastLines();
+        halvexboard::rawSystemCall(SYS_exit_group, 3);
+    }
+}
+
+}  // namespace
+
+void startWatchdog(unsigned seconds, std::string (*describe)()) { std::thread(watch, seconds, describe).detach(); }
+
+}  // namespace soak

@@ -1,0 +1,139 @@
+// The controller of the soak, and what happens to it.
+#include "tests/soak/world.h"
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+#include "board/preload/boardLife.h"
+#include "board/preload/waiting.h"
+#include "board/scenario/scenario.h"
+#include "tests/soak/calls.h"
+
+namespace soak {
+namespace {
+
+using halvexboard::LockGuard;
+
+constexpr const char* kScenario = R"(
+crystal_error_ppb = 3000
+[system_clock]
+crystal_error_ppb = -5000
+[ferrox]
+offset = "10 s"
+[fpga]
+offset = "-730 ms"
+step_loss = "1500 ns"
+step_jitter = "50 ns"
+[[interface]]
+name = "enp2s0"
+phc_index = 1
+offset = "3 s"
+step_loss = "1500 ns"
+step_jitter = "50 ns"
+[[interface]]
+name = "enp1s0"
+phc_index = 0
+offset = "-412 ns"
+step_loss = "1500 ns"
+step_jitter = "50 ns"
+)";
+
+constexpr std::int64_t kAllCapabilities = 2 | 2 << 8 | 4 << 16;
+constexpr double kNsPerSecond = 1e9;
+/// Of each interface: together not more than an alignment forgives, however late it comes.
+constexpr int kMostEdgesToLose = 2;
+
+}  // namespace
+
+World::World(std::uint64_t seed) {
+    board_config config = halvexboard::parseScenario(kScenario, "soak").config;
+    config.seed = seed;
+    halvexboard::CoreOptions options;
+    options.sink = sink();
+    if (!halvexboard::switchOn(config, options)) {
+        std::fputs("soak: the board cannot be switched on\n", stderr);
+        std::abort();
+    }
+}
+
+World::~World() { halvexboard::switchOff(); }
+
+void World::sleepS(double seconds) {
+    halvexboard::sleepUntil(halvexboard::deadlineAfter(static_cast<std::uint64_t>(seconds * kNsPerSecond)));
+}
+
+std::uint64_t World::rawNs() const { return halvexboard::rawNow(); }
+
+board_truth World::truth() {
+    const LockGuard guard(halvexboard::boardLock());
+    board_truth all{};
+    board_get_truth(halvexboard::model(), halvexboard::rawNow(), &all);
+    return all;
+}
+
+void World::doEvent(board_event_kind kind, int target, std::int64_t value) {
+    const LockGuard guard(halvexboard::boardLock());
+    const board_event_config event{halvexboard::rawNow(), kind, target, value};
+    if (board_do_event(halvexboard::model(), event.at_ns, &event) != 0) std::abort();
+    halvexboard::tellModelChanged();
+    ++events_;
+    if (kind == BOARD_EVENT_KILL_CHILD) wasKilled_ = true;
+}
+
+bool World::toggle(bool& isOut, board_event_kind out, board_event_kind back, int target) {
+    doEvent(isOut ? back : out, target);
+    return isOut = !isOut;
+}
+
+void World::happen(Random& random) {
+    const auto which = static_cast<std::size_t>(random.below(kInterfaces));
+    const int interface = BOARD_TARGET_INTERFACE(static_cast<int>(which));
+    switch (random.below(14)) {
+        case 0:
+        case 1: toggle(isDown_[which], BOARD_EVENT_INTERFACE_DOWN, BOARD_EVENT_INTERFACE_UP, interface); break;
+        case 2: toggle(isGone_[which], BOARD_EVENT_DRIVER_GONE, BOARD_EVENT_DRIVER_BACK, interface); break;
+        case 3: doEvent(BOARD_EVENT_PHC_RESET, interface); break;
+        case 4: doEvent(BOARD_EVENT_JUMP, interface, static_cast<std::int64_t>(random.below(2'000'000)) - 1'000'000); break;
+        case 5:
+            if (edgesToLose_[which]++ < kMostEdgesToLose) doEvent(BOARD_EVENT_LOSE_EDGES, interface, 1);
+            break;
+        case 6: doEvent(BOARD_EVENT_STALE_EVENTS, interface, static_cast<std::int64_t>(1 + random.below(200))); break;
+        case 7: toggle(isFpgaStopped_, BOARD_EVENT_FPGA_STOP, BOARD_EVENT_FPGA_RUN, BOARD_TARGET_FPGA); break;
+        case 8: toggle(isFpgaGone_, BOARD_EVENT_DRIVER_GONE, BOARD_EVENT_DRIVER_BACK, BOARD_TARGET_FPGA); break;
+        case 9: doEvent(BOARD_EVENT_CRYSTAL, BOARD_TARGET_ANY, static_cast<std::int64_t>(random.below(10'000'000))); break;
+        case 10:
+            if (random.below(4) == 0) doEvent(BOARD_EVENT_KILL_CHILD, BOARD_TARGET_PHC2SYS, SIGKILL);
+            break;
+        case 11:
+            if (!isIncapable_[which] && random.below(8) != 0) break;
+            isIncapable_[which] = !isIncapable_[which];
+            doEvent(BOARD_EVENT_CAPABILITIES, interface, isIncapable_[which] ? 0 : kAllCapabilities);
+            break;
+        case 12: toggle(isFerroxGone_, BOARD_EVENT_DRIVER_GONE, BOARD_EVENT_DRIVER_BACK, BOARD_TARGET_FERROX); break;
+        default: toggle(isSi514Gone_, BOARD_EVENT_DRIVER_GONE, BOARD_EVENT_DRIVER_BACK, BOARD_TARGET_SI514); break;
+    }
+}
+
+void World::restore() {
+    for (std::size_t at = 0; at < kInterfaces; ++at) {
+        const int interface = BOARD_TARGET_INTERFACE(static_cast<int>(at));
+        if (isGone_[at]) toggle(isGone_[at], BOARD_EVENT_DRIVER_GONE, BOARD_EVENT_DRIVER_BACK, interface);
+        if (isDown_[at]) toggle(isDown_[at], BOARD_EVENT_INTERFACE_DOWN, BOARD_EVENT_INTERFACE_UP, interface);
+        if (std::exchange(isIncapable_[at], false)) doEvent(BOARD_EVENT_CAPABILITIES, interface, kAllCapabilities);
+    }
+    if (isFpgaGone_) toggle(isFpgaGone_, BOARD_EVENT_DRIVER_GONE, BOARD_EVENT_DRIVER_BACK, BOARD_TARGET_FPGA);
+    doEvent(BOARD_EVENT_FPGA_RUN, BOARD_TARGET_FPGA);
+    isFpgaStopped_ = false;
+    if (isFerroxGone_) toggle(isFerroxGone_, BOARD_EVENT_DRIVER_GONE, BOARD_EVENT_DRIVER_BACK, BOARD_TARGET_FERROX);
+    if (isSi514Gone_) toggle(isSi514Gone_, BOARD_EVENT_DRIVER_GONE, BOARD_EVENT_DRIVER_BACK, BOARD_TARGET_SI514);
+}
+
+void World::beginHour() { edgesToLose_ = {}; }
+
+bool World::isWhole() const { return !isFpgaGone_ && !isFerroxGone_ && !isSi514Gone_; }
+
+bool World::takeWasKilled() { return std::exchange(wasKilled_, false); }
+
+}  // namespace soak
