@@ -27,6 +27,8 @@ bool mayFail() noexcept {
 
 bool mayFail(const board_call& call) noexcept {
     if (!mayFail() || call.kind == BOARD_CALL_WAITPID) return false;  // the host's own
+    const bool isOfNothing = call.target == BOARD_TARGET_ANY && call.kind != BOARD_CALL_NANOSLEEP;
+    if (isOfNothing) return false;  // what is not there cannot be opened anyhow
     const bool isRequestOfFpga = call.target == BOARD_TARGET_FPGA && call.kind == BOARD_CALL_IOCTL;
     const bool mayBeReleased = theWeather.isFinalizing || (theWeather.isInitializing && !theWeather.isWorldWhole);
     return !(isRequestOfFpga && mayBeReleased);

@@ -69,6 +69,7 @@ void Host::initialize() {
     ledger().hostCallEnded();
     weather().isInitializing = false;
     isInitialized_ = status->code == 0;
+    if (!isInitialized_) expectNothingLeft();
 }
 
 void Host::finalize() {

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iomanip>
+#include <iostream>
 #include <memory>
 #include <string>
 
@@ -66,34 +68,35 @@ void allowManyDescriptors() {
     setrlimit(RLIMIT_NOFILE, &limit);
 }
 
+double processorSeconds() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    const auto seconds = [](const timeval& time) { return static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_usec); };
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
 void printFigures(const Figures& figures, std::uint64_t events, double seconds) {
     const Ledger& book = ledger();
-    std::printf(
-        "soak: %llu h simulated, seed %llu: %llu calls, %llu faults told, %llu silent as promised, 0 missing; %llu calls of "
-        "the host, %llu happenings, %llu sessions, %llu restarts, %llu clocks run away; at rest within %lld ns of the master, the system clock within %lld ns of its source; %d descriptors (%u of refused "
-        "clocks), %d threads, %lld allocations of %lld bytes, private memory %lld KiB, at most %lld more than after the "
-        "first hour; digest %016llx; %.1f s\n",
-        static_cast<unsigned long long>(figures.hours), static_cast<unsigned long long>(options.seed),
-        static_cast<unsigned long long>(book.callCount()), static_cast<unsigned long long>(book.toldCount()),
-        static_cast<unsigned long long>(book.silentCount()), static_cast<unsigned long long>(figures.hostCalls),
-        static_cast<unsigned long long>(events), static_cast<unsigned long long>(figures.sessions),
-        static_cast<unsigned long long>(figures.restarts),
-        static_cast<unsigned long long>(figures.runaways), static_cast<long long>(figures.worstAtRestNs),
-        static_cast<long long>(figures.worstOfSystemNs), figures.descriptors, tally().refused, figures.threads, static_cast<long long>(figures.blocks),
-        static_cast<long long>(figures.blockBytes), static_cast<long long>(figures.privateKiB),
-        static_cast<long long>(figures.privateGrowthKiB), static_cast<unsigned long long>(book.digest()), seconds);
+    std::cout << std::fixed << std::setprecision(1) << "soak: " << figures.hours << " h simulated, seed " << options.seed << ": "
+              << book.callCount() << " calls, " << book.toldCount() << " faults told, " << book.silentCount()
+              << " silent as promised, 0 missing; " << figures.hostCalls << " calls of the host, " << events
+              << " happenings, " << figures.sessions << " sessions, " << figures.restarts << " restarts, "
+              << figures.runaways << " clocks run away; at rest within " << figures.worstAtRestNs
+              << " ns of the master, the system clock within " << figures.worstOfSystemNs << " ns of its source; "
+              << figures.descriptors << " descriptors (" << tally().refused << " of refused clocks), " << figures.threads
+              << " threads, " << figures.blocks << " allocations of " << figures.blockBytes << " bytes, digest " << std::hex
+              << book.digest() << std::dec << "; private memory " << figures.privateKiB << " KiB, at most "
+              << figures.privateGrowthKiB << " more than after the first hour; " << seconds << " s, "
+              << processorSeconds() << " s of processor time\n";
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     readOptions(argc, argv);
-    setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+    std::cout << options.hours << " hours, seed " << options.seed << std::endl;
     allowManyDescriptors();
     const auto begin = std::chrono::steady_clock::now();
-    const auto elapsed = [begin] {
-        return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-    };
     startWatchdog(kStillForSeconds, describe);
     seedFaults(options.seed);
     world = std::make_unique<World>(options.seed);
@@ -101,20 +104,19 @@ int main(int argc, char** argv) {
     while (host.figures().hours < options.hours && !ledger().isViolated()) {
         host.liveOneHour();
         if (host.figures().hours % kHoursPerReport == 0) {
-            std::printf("%llu h, %llu calls\n", static_cast<unsigned long long>(host.figures().hours),
-                        static_cast<unsigned long long>(ledger().callCount()));
+            std::cout << host.figures().hours << " h, " << ledger().callCount() << " calls" << std::endl;
         }
     }
     if (!ledger().isViolated()) host.finish();
-    const std::uint64_t events = world->eventCount();
     if (ledger().isViolated()) {
-        std::fprintf(stderr, "soak: %s: %s\nlast lines of syslog:\n", describe().c_str(), ledger().violation().c_str());
+        std::cerr << "soak: " << describe() << ": " << ledger().violation() << "\nlast lines of syslog:\n";
         ledger().printLastLines();
-        std::printf("soak: failed after %llu of %llu h, seed %llu\n", static_cast<unsigned long long>(host.figures().hours),
-                    static_cast<unsigned long long>(options.hours), static_cast<unsigned long long>(options.seed));
+        std::cout << "soak: failed in hour " << host.figures().hours << " of " << options.hours << ", seed " << options.seed
+                  << std::endl;
         std::_Exit(1);
     }
-    world.reset();
-    printFigures(host.figures(), events, elapsed());
+    const std::uint64_t events = world->eventCount();
+    world.reset();  // the clock is the machine's again
+    printFigures(host.figures(), events, std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count());
     return 0;
 }
