@@ -3,12 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <regex>
 #include <set>
 #include <sstream>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -41,7 +44,7 @@ std::set<std::string> devCommands() {
     return commands;
 }
 
-TEST(Documents, NameOnlyCommandsThatTheScriptKnows) {
+TEST(DocumentTexts, NameOnlyCommandsThatTheScriptKnows) {
     static const std::regex kCommand(R"(\./dev ([a-z-]+))");
     const auto known = devCommands();
     ASSERT_THAT(known, testing::IsSupersetOf({"setup", "build", "test", "demo"}));
@@ -56,34 +59,7 @@ TEST(Documents, NameOnlyCommandsThatTheScriptKnows) {
     EXPECT_GT(named, 1);
 }
 
-/// The commands of a document's shell blocks, lines that go on joined.
-std::vector<std::string> shellCommandsOf(const std::string& text) {
-    static const std::regex kBlock("```sh\n([\\s\\S]*?)```");
-    static const std::regex kGoesOn(R"(\\\n\s*)");
-    std::vector<std::string> commands;
-    for (std::sregex_iterator block(text.begin(), text.end(), kBlock), end; block != end; ++block) {
-        std::istringstream lines(std::regex_replace((*block)[1].str(), kGoesOn, " "));
-        for (std::string line; std::getline(lines, line);) commands.push_back(line);
-    }
-    return commands;
-}
-
-TEST(Documents, ShowCommandsOfTheBuildThatSucceed) {
-    static const std::regex kBuildFolder(R"(\bbuild/)");
-    int ran = 0;
-    for (const auto& document : documents()) {
-        for (const std::string& command : shellCommandsOf(contentOf(document))) {
-            if (!command.starts_with("build/bin/")) continue;
-            const std::string here = std::regex_replace(command, kBuildFolder, HALVEX_BINARY_DIR "/");
-            EXPECT_EQ(std::system(("cd '" + kRoot.string() + "' && " + here + " > /dev/null < /dev/null").c_str()), 0)
-                << document << " says " << command;
-            ++ran;
-        }
-    }
-    EXPECT_GT(ran, 1);
-}
-
-TEST(Documents, LinkOnlyToFilesThatExist) {
+TEST(DocumentTexts, LinkOnlyToFilesThatExist) {
     static const std::regex kLink(R"(\]\(([^)#:\s]+)(?:#[^)]*)?\))");
     int links = 0;
     for (const auto& document : documents()) {
@@ -94,6 +70,133 @@ TEST(Documents, LinkOnlyToFilesThatExist) {
         }
     }
     EXPECT_GT(links, 3);
+}
+
+/// What a picture writes as a name, floor by floor where it has floors.
+std::map<int, std::set<std::string>> namesIn(const fs::path& picture) {
+    static const std::regex kMark(R"re(<!-- floor (\d) -->|class="name[^"]*"[^>]*>([^<]+)<)re");
+    const std::string text = contentOf(picture);
+    std::map<int, std::set<std::string>> names;
+    int floor = -1;
+    for (std::sregex_iterator match(text.begin(), text.end(), kMark), end; match != end; ++match) {
+        if ((*match)[1].matched) {
+            floor = std::stoi((*match)[1]);
+        } else {
+            names[floor].insert((*match)[2]);
+        }
+    }
+    return names;
+}
+
+const std::map<int, std::vector<const char*>> kFloors{{6, {"include", "zuerr"}},
+                                                      {5, {"source/zuHalvexTimekeeper"}},
+                                                      {4, {"source/zuHalvexTimekeeper"}},
+                                                      {3, {"source/zuHalvexTimekeeper"}},
+                                                      {2, {"interfaces", "source/tools"}},
+                                                      {1, {"zuplat", "zujsonlh"}},
+                                                      {0, {"zuerr"}}};
+
+/// The units below the folders of one floor: their files without the ending.
+std::set<std::string> unitsOn(int floor, const std::set<std::string>& endings) {
+    std::set<std::string> units;
+    for (const char* folder : kFloors.at(floor)) {
+        for (const auto& entry : fs::recursive_directory_iterator(kRoot / folder)) {
+            if (endings.contains(entry.path().extension())) units.insert(entry.path().stem());
+        }
+    }
+    return units;
+}
+
+TEST(Pictures, PutEveryUnitOnItsFloor) {
+    const auto names = namesIn(kRoot / "docs/architecture.svg");
+    std::set<std::string> drawn;
+    for (const auto& [floor, units] : kFloors) {
+        ASSERT_TRUE(names.contains(floor)) << "no floor " << floor;
+        const auto there = unitsOn(floor, {".h", ".cpp"});
+        for (const std::string& name : names.at(floor)) {
+            const bool isOfMachine = name.find_first_of("/_") != std::string::npos && !there.contains(name);
+            EXPECT_TRUE(there.contains(fs::path(name).stem()) || isOfMachine || name == "phc2sys")
+                << name << " is not on floor " << floor;
+            drawn.insert(name);
+        }
+    }
+    for (int floor = 0; floor < 6; ++floor) {
+        for (const std::string& unit : unitsOn(floor, {".cpp"})) EXPECT_TRUE(drawn.contains(unit)) << unit << " is not drawn";
+    }
+}
+
+TEST(Pictures, NameOnlyWhatTheSourcesKnow) {
+    std::string sources = contentOf(kRoot / "packaging/abi/symbols");
+    for (const char* folder : {"include", "zuerr", "zuplat", "zujsonlh", "interfaces", "source"}) {
+        for (const auto& entry : fs::recursive_directory_iterator(kRoot / folder)) {
+            if (entry.is_regular_file()) sources += entry.path().filename().string() + "\n" + contentOf(entry.path());
+        }
+    }
+    int named = 0;
+    for (const char* picture : {"architecture", "life", "controller"}) {
+        for (const auto& [floor, names] : namesIn(kRoot / "docs" / (std::string(picture) + ".svg"))) {
+            for (const std::string& name : names) {
+                const std::string known = name == "/dev/ptpN" ? "/dev/ptp" : name;
+                EXPECT_NE(sources.find(known), std::string::npos) << picture << ".svg names " << name;
+                ++named;
+            }
+        }
+    }
+    EXPECT_GT(named, 40);
+}
+
+TEST(Pictures, CanBeReadOnLightAndOnDarkPaper) {
+    for (const char* picture : {"architecture", "life", "controller"}) {
+        const std::string text = contentOf(kRoot / "docs" / (std::string(picture) + ".svg"));
+        EXPECT_THAT(text, testing::AllOf(testing::HasSubstr("prefers-color-scheme: dark"), testing::HasSubstr("<title>"),
+                                         testing::HasSubstr("<desc>"), testing::Not(testing::HasSubstr("href"))))
+            << picture;
+    }
+}
+
+/// The texts of the log lines and the codes of the product's sources.
+std::vector<std::string> matchesIn(const std::vector<const char*>& folders, const std::regex& pattern) {
+    std::vector<std::string> found;
+    for (const char* folder : folders) {
+        for (const auto& entry : fs::recursive_directory_iterator(kRoot / folder)) {
+            const auto ending = entry.path().extension();
+            if (ending != ".h" && ending != ".cpp") continue;
+            const std::string text = contentOf(entry.path());
+            for (std::sregex_iterator match(text.begin(), text.end(), pattern), end; match != end; ++match) {
+                found.push_back((*match)[1]);
+            }
+        }
+    }
+    return found;
+}
+
+TEST(Guide, TellsCauseAndRemedyOfEveryLineInSyslog) {
+    const std::string guide = contentOf(kRoot / "docs/integration.md");
+    const auto calls = matchesIn({"zuerr", "zuplat", "zujsonlh", "interfaces", "source"}, std::regex(R"(\b(syslog)\()"));
+    const auto lines = matchesIn({"zuerr", "zuplat", "zujsonlh", "interfaces", "source"},
+                                 std::regex(R"re(\bsyslog\(LOG_[A-Z]+,\s*"([^"]+)")re"));
+    EXPECT_EQ(lines.size(), calls.size()) << "a line whose text is no literal";
+    EXPECT_GE(lines.size(), 9U);
+    for (const std::string& line : lines) {
+        if (line.starts_with("Encountered error in zuqxmtk_getName")) continue;  // one instance of the line of all calls
+        const auto row = guide.find("| `" + line + "` | ");
+        ASSERT_NE(row, std::string::npos) << line;
+        const std::string cells = guide.substr(row, guide.find('\n', row) - row);
+        EXPECT_EQ(std::count(cells.begin(), cells.end(), '|'), 4) << "cause and remedy of " << line;
+    }
+}
+
+TEST(Guide, TellsEveryCodeAndEveryFunction) {
+    const std::string guide = contentOf(kRoot / "docs/integration.md");
+    const auto codes = matchesIn({"zuerr"}, std::regex(R"(= (-52\d{3});)"));
+    EXPECT_GE(codes.size(), 20U);
+    for (const std::string& code : codes) EXPECT_THAT(guide, testing::HasSubstr("| " + code + " | "));
+    std::istringstream symbols(contentOf(kRoot / "packaging/abi/symbols"));
+    int functions = 0;
+    for (std::string function; std::getline(symbols, function); ++functions) {
+        EXPECT_THAT(guide, testing::HasSubstr("`" + function + "`"));
+    }
+    EXPECT_EQ(functions, 12);
 }
 
 }  // namespace
