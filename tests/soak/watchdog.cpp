@@ -21,15 +21,15 @@ void sleepOneRealSecond() noexcept {
     halvexboard::rawSystemCall(SYS_clock_nanosleep, CLOCK_MONOTONIC, 0, reinterpret_cast<long>(&second), 0);
 }
 
-[[noreturn]] void watch(unsigned seconds, std::string (*describe)()) noexcept {
+[[noreturn]] void watch(unsigned seconds, std::uint64_t (*progress)(), std::string (*describe)()) noexcept {
     std::uint64_t seen = 0;
     for (unsigned still = 0;; ++still) {
         sleepOneRealSecond();
-        const std::uint64_t now = ledger().callCount();
+        const std::uint64_t now = progress();
         if (now != seen) still = 0;
         seen = now;
         if (still < seconds) continue;
-        std::fprintf(stderr, "soak: no call for %u s of real time: %s\n", seconds, describe().c_str());
+        std::fprintf(stderr, "soak: no simulated hour in %u s: %s\n", seconds, describe().c_str());
         ledger().printLastLines();
         halvexboard::rawSystemCall(SYS_exit_group, 3);
     }
@@ -37,6 +37,8 @@ void sleepOneRealSecond() noexcept {
 
 }  // namespace
 
-void startWatchdog(unsigned seconds, std::string (*describe)()) { std::thread(watch, seconds, describe).detach(); }
+void startWatchdog(unsigned seconds, std::uint64_t (*progress)(), std::string (*describe)()) {
+    std::thread(watch, seconds, progress, describe).detach();
+}
 
 }  // namespace soak
