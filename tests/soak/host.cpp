@@ -263,7 +263,7 @@ void Host::expectNothingGrew() {
     demand(std::abs(memory.bytes - afterFirstHour_.bytes) <= kRoundingPerBlock * memory.blocks,
            std::to_string(memory.bytes - afterFirstHour_.bytes) + " bytes more than after the first hour");
     figures_.privateGrowthKiB = std::max(figures_.privateGrowthKiB, census.privateKiB - privateAfterFirstHourKiB_);
-    demand(figures_.privateGrowthKiB <= kPrivateSlackKiB + kBoardKiBPerDescriptor * std::int64_t{tally().refused},
+    demand(!kCountsMemory || figures_.privateGrowthKiB <= kPrivateSlackKiB + kBoardKiBPerDescriptor * std::int64_t{tally().refused},
            std::to_string(figures_.privateGrowthKiB) + " KiB more private memory than after the first hour");
     figures_.descriptors = census.descriptors;
     figures_.threads = census.threads - kWatchdogThreads;
