@@ -78,10 +78,12 @@ halvexboard::HappeningSink sink() noexcept { return {take, nullptr, nullptr}; }
 }  // namespace soak
 
 /// Instead of the model's own faults; asked before every call on the board, with the board's lock held.
-extern "C" int __wrap_board_fault_due(board* board, std::uint64_t, const board_call* call, board_fault_outcome* outcome) {
+extern "C" int __wrap_board_fault_due(board* board, std::uint64_t, const board_call* call,
+                                      board_fault_outcome* outcome) {
     using namespace soak;
     if (!mayFail(*call) || !isDue() || !chooseOutcome(faultRandom, *call, *outcome)) return 0;
-    if (outcome->error == 0 && board_present(board, call->target) == 0) return 0;  // nobody there to answer something else
+    if (outcome->error == 0 && board_present(board, call->target) == 0)
+        return 0;  // nobody there to answer something else
     ++theTally.faults;
     ledger().faultInjected(*call, *outcome);
     return 1;

@@ -9,9 +9,9 @@ namespace soak {
 
 /// What may fail at present. Changed by the host while no other thread runs.
 ///
-/// A device whose release fails ends the process, as it must. So that no such end comes by chance, the FPGA's requests are
-/// spared while the library is finalised; and what fails an initialisation fails it once, so that the way back is walked
-/// without further faults.
+/// A device whose release fails ends the process, as it must. So that no such end comes by chance, the FPGA's requests
+/// are spared while the library is finalised; and what fails an initialisation fails it once, so that the way back is
+/// walked without further faults.
 struct Weather {
     bool isFaulty = false;
     bool isInitializing = false;
@@ -31,7 +31,7 @@ struct Tally {
     std::uint32_t taken = 0;              ///< I210s that are synchronised.
     std::uint32_t spawned = 0;            ///< Since children were reaped.
     std::uint32_t failedKills = 0;        ///< The same.
-    std::uint32_t refused = 0;            ///< Clocks refused while being made: each leaves its descriptor open for good.
+    std::uint32_t refused = 0;  ///< Clocks refused while being made: each leaves its descriptor open for good.
 };
 Tally& tally() noexcept;
 

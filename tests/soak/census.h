@@ -9,7 +9,7 @@
 namespace soak {
 
 struct Census {
-    int descriptors = 0;                                     ///< All of the process.
+    int descriptors = 0;                                                              ///< All of the process.
     std::array<int, BOARD_TARGET_FIRST_INTERFACE + BOARD_MAX_INTERFACES> onTarget{};  ///< Of the board, by target.
     int sockets = 0;
     int threads = 0;

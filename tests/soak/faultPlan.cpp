@@ -18,8 +18,8 @@ constexpr int kWrite[] = {EINTR, EIO, EINVAL, ENODEV, ENOSPC};
 constexpr int kWriteCounts[] = {0, 1};
 constexpr int kSeek[] = {EINVAL, ESPIPE, EBADF};
 constexpr int kSeekCounts[] = {5};
-constexpr int kRequest[] = {EINTR,      EIO,   EINVAL, ENOTTY, ENODEV,    EBUSY,        EOPNOTSUPP,
-                            EPERM,      EFAULT, ENOMEM, ETIMEDOUT, kBeyondTable, kFarBeyondTable};
+constexpr int kRequest[] = {EINTR, EIO,    EINVAL, ENOTTY,    ENODEV,       EBUSY,          EOPNOTSUPP,
+                            EPERM, EFAULT, ENOMEM, ETIMEDOUT, kBeyondTable, kFarBeyondTable};
 constexpr int kDriverStatus[] = {-52024, -52006, -52007, 7};
 constexpr int kSelect[] = {EINTR, EBADF, EINVAL, ENOMEM};
 constexpr int kSelectCounts[] = {0};

@@ -24,7 +24,7 @@ constexpr std::int64_t kNsPerSecond = 1'000'000'000;
 constexpr std::int64_t kOneDayNs = 86'400 * kNsPerSecond;
 constexpr std::int64_t kPrivateSlackKiB = 512;
 constexpr std::int64_t kBoardKiBPerDescriptor = 8;  // what the board itself keeps of an open file: two pages at most
-constexpr std::int64_t kRoundingPerBlock = 16;  // what the allocator may give more or less for the same request
+constexpr std::int64_t kRoundingPerBlock = 16;      // what the allocator may give more or less for the same request
 
 // Texts of one length, so that what the library keeps of them has one length.
 constexpr const char* kGoodMetadata = R"({"selectedTRInstID":"a","selectedTROffset":"12","TRs":{"a":{"type":"x"}}})";
@@ -167,9 +167,9 @@ void Host::collectErrors() {
     if (call(readTime) != 0) demand(call(readTime) == 0, "an error was handed out twice");
 }
 
-/// What a host cannot mend by a step: no session, a clock that was refused, a descriptor lost, no phc2sys, or a system clock
-/// that is far off. A descriptor is
-/// lost when a request on a clock failed (it is closed then) or when the FPGA could not be found again; not otherwise.
+/// What a host cannot mend by a step: no session, a clock that was refused, a descriptor lost, no phc2sys, or a system
+/// clock that is far off. A descriptor is lost when a request on a clock failed (it is closed then) or when the FPGA could
+/// not be found again; not otherwise.
 bool Host::needsRestart() {
     failedRequestsOfHour_ += tally().failedPtpRequests;
     const bool wasKilled = world_.takeWasKilled();
@@ -179,16 +179,18 @@ bool Host::needsRestart() {
     const int held = census.onTarget[BOARD_TARGET_INTERFACE(0)] + census.onTarget[BOARD_TARGET_INTERFACE(1)];
     const int heldOfFpga = census.onTarget[BOARD_TARGET_FPGA];
     demand(held <= due && heldOfFpga <= 1, "a descriptor too many after reopening");
-    demand(held == due || tally().failedPtpRequests > 0, "a clock's descriptor was lost and no request on it had failed");
-    demand(heldOfFpga == 1 || tally().failedPtpRequests + tally().failedFpgaLoads > 0, "the FPGA was lost without a fault");
+    demand(held == due || tally().failedPtpRequests > 0,
+           "a clock's descriptor was lost and no request on it had failed");
+    demand(heldOfFpga == 1 || tally().failedPtpRequests + tally().failedFpgaLoads > 0,
+           "the FPGA was lost without a fault");
     // phc2sys steps the system clock once, when it starts; what comes later it takes off at 92 ms a second.
     const bool isSystemClockFarOff = std::abs(world_.truth().difference_ns[BOARD_CLOCK_SYSTEM]) > kNsPerSecond;
     return wasKilled || isSystemClockFarOff || tally().taken < World::kInterfaces || held < due || heldOfFpga < 1;
 }
 
-/// Kept on purpose by the library: after a failed request a clock keeps the number of a descriptor that is closed. A second
-/// clock that is opened anew gets that number, both then step the one clock, and each doubled step overshoots the other's
-/// until the time has left its range. No initialisation mends that; a host's operator sets the clock.
+/// Kept on purpose by the library: after a failed request a clock keeps the number of a descriptor that is closed. A
+/// second clock that is opened anew gets that number, both then step the one clock, and each doubled step overshoots
+/// the other's until the time has left its range. No initialisation mends that; a host's operator sets the clock.
 void Host::setClocksThatRanAway() {
     const board_truth truth = world_.truth();
     for (int at = 0; at < World::kInterfaces; ++at) {
@@ -251,8 +253,8 @@ void Host::expectNothingGrew() {
     const LiveMemory memory = liveMemory();
     constexpr int kDrivers = 3;  // Ferrox, FPGA, Si514
     const int descriptorsDue = atStart_.descriptors + static_cast<int>(tally().refused) + World::kInterfaces + kDrivers;
-    demand(census.descriptors == descriptorsDue, std::to_string(census.descriptors) + " descriptors instead of " +
-                                                     std::to_string(descriptorsDue));
+    demand(census.descriptors == descriptorsDue,
+           std::to_string(census.descriptors) + " descriptors instead of " + std::to_string(descriptorsDue));
     demand(census.threads == 2 + kWatchdogThreads, std::to_string(census.threads) + " threads");
     if (figures_.hours == 0) {
         afterFirstHour_ = memory;
@@ -263,7 +265,8 @@ void Host::expectNothingGrew() {
     demand(std::abs(memory.bytes - afterFirstHour_.bytes) <= kRoundingPerBlock * memory.blocks,
            std::to_string(memory.bytes - afterFirstHour_.bytes) + " bytes more than after the first hour");
     figures_.privateGrowthKiB = std::max(figures_.privateGrowthKiB, census.privateKiB - privateAfterFirstHourKiB_);
-    demand(!kCountsMemory || figures_.privateGrowthKiB <= kPrivateSlackKiB + kBoardKiBPerDescriptor * std::int64_t{tally().refused},
+    demand(!kCountsMemory ||
+               figures_.privateGrowthKiB <= kPrivateSlackKiB + kBoardKiBPerDescriptor * std::int64_t{tally().refused},
            std::to_string(figures_.privateGrowthKiB) + " KiB more private memory than after the first hour");
     figures_.descriptors = census.descriptors;
     figures_.threads = census.threads - kWatchdogThreads;
@@ -290,7 +293,8 @@ void Host::reapChildren() {
         world_.takeWasKilled();
         while (waitpid(-1, nullptr, WNOHANG) > 0) ++reaped;
     }
-    demand(reaped == tally().spawned, std::to_string(reaped) + " zombies for " + std::to_string(tally().spawned) + " children");
+    demand(reaped == tally().spawned,
+           std::to_string(reaped) + " zombies for " + std::to_string(tally().spawned) + " children");
     tally().spawned = tally().failedKills = 0;
 }
 

@@ -1,5 +1,5 @@
-// A host's life with the library: an hour of random calls in a world full of faults, then a rest in which everything must
-// be in order.
+// A host's life with the library: an hour of random calls in a world full of faults, then a rest in which everything
+// must be in order.
 #pragma once
 
 #include <cstdint>
@@ -20,8 +20,8 @@ struct Figures {
     std::int64_t blocks = 0, blockBytes = 0, privateKiB = 0, privateGrowthKiB = 0;
 };
 
-/// Drives the library through its exports. Threads: bound to the one that made it. Failure: told to the ledger; the host
-/// goes on until the hour is over.
+/// Drives the library through its exports. Threads: bound to the one that made it. Failure: told to the ledger; the
+/// host goes on until the hour is over.
 class Host {
 public:
     Host(World& world, std::uint64_t seed);

@@ -146,8 +146,8 @@ bool isErrorLine(std::string_view text) noexcept {
 Ledger theLedger;
 
 std::string describe(const board_call& call) {
-    return std::string("call ") + board_call_kind_name(call.kind) + " target " + std::to_string(call.target) + " file " +
-           std::to_string(call.file) + " detail " + std::to_string(call.detail);
+    return std::string("call ") + board_call_kind_name(call.kind) + " target " + std::to_string(call.target) +
+           " file " + std::to_string(call.file) + " detail " + std::to_string(call.detail);
 }
 
 }  // namespace

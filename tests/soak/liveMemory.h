@@ -12,7 +12,8 @@ struct LiveMemory {
 
 LiveMemory liveMemory() noexcept;
 
-/// Not with an address sanitizer, whose allocator is its own and keeps what was freed for a while; it looks for leaks itself.
+/// Not with an address sanitizer, whose allocator is its own and keeps what was freed for a while; it looks for leaks
+/// itself.
 #ifdef HALVEX_ADDRESS_SANITIZER
 inline constexpr bool kCountsMemory = false;
 #else

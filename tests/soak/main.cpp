@@ -73,23 +73,25 @@ void allowManyDescriptors() {
 double processorSeconds() {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
-    const auto seconds = [](const timeval& time) { return static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_usec); };
+    const auto seconds = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_usec);
+    };
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
 void printFigures(const Figures& figures, std::uint64_t events, double seconds) {
     const Ledger& book = ledger();
-    std::cout << std::fixed << std::setprecision(1) << "soak: " << figures.hours << " h simulated, seed " << options.seed << ": "
-              << book.callCount() << " calls, " << book.toldCount() << " faults told, " << book.silentCount()
-              << " silent as promised, 0 missing; " << figures.hostCalls << " calls of the host, " << events
-              << " happenings, " << figures.sessions << " sessions, " << figures.restarts << " restarts, "
+    std::cout << std::fixed << std::setprecision(1) << "soak: " << figures.hours << " h simulated, seed "
+              << options.seed << ": " << book.callCount() << " calls, " << book.toldCount() << " faults told, "
+              << book.silentCount() << " silent as promised, 0 missing; " << figures.hostCalls << " calls of the host, "
+              << events << " happenings, " << figures.sessions << " sessions, " << figures.restarts << " restarts, "
               << figures.runaways << " clocks run away; at rest within " << figures.worstAtRestNs
               << " ns of the master, the system clock within " << figures.worstOfSystemNs << " ns of its source; "
-              << figures.descriptors << " descriptors (" << tally().refused << " of refused clocks), " << figures.threads
-              << " threads, " << figures.blocks << " allocations of " << figures.blockBytes << " bytes, digest " << std::hex
-              << book.digest() << std::dec << "; private memory " << figures.privateKiB << " KiB, at most "
-              << figures.privateGrowthKiB << " more than after the first hour; " << seconds << " s, "
-              << processorSeconds() << " s of processor time\n";
+              << figures.descriptors << " descriptors (" << tally().refused << " of refused clocks), "
+              << figures.threads << " threads, " << figures.blocks << " allocations of " << figures.blockBytes
+              << " bytes, digest " << std::hex << book.digest() << std::dec << "; private memory " << figures.privateKiB
+              << " KiB, at most " << figures.privateGrowthKiB << " more than after the first hour; " << seconds
+              << " s, " << processorSeconds() << " s of processor time\n";
 }
 
 }  // namespace
@@ -99,7 +101,8 @@ int main(int argc, char** argv) {
     std::cout << options.hours << " hours, seed " << options.seed << std::endl;
     allowManyDescriptors();
     const auto begin = std::chrono::steady_clock::now();
-    startWatchdog(kSecondsPerHour, [] { return hoursLived.load(); }, describe);
+    startWatchdog(
+        kSecondsPerHour, [] { return hoursLived.load(); }, describe);
     seedFaults(options.seed);
     world = std::make_unique<World>(options.seed);
     Host host(*world, options.seed + 1);
@@ -114,12 +117,13 @@ int main(int argc, char** argv) {
     if (ledger().isViolated()) {
         std::cerr << "soak: " << describe() << ": " << ledger().violation() << "\nlast lines of syslog:\n";
         ledger().printLastLines();
-        std::cout << "soak: failed in hour " << host.figures().hours << " of " << options.hours << ", seed " << options.seed
-                  << std::endl;
+        std::cout << "soak: failed in hour " << host.figures().hours << " of " << options.hours << ", seed "
+                  << options.seed << std::endl;
         std::_Exit(1);
     }
     const std::uint64_t events = world->eventCount();
     world.reset();  // the clock is the machine's again
-    printFigures(host.figures(), events, std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count());
+    printFigures(host.figures(), events,
+                 std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count());
     return 0;
 }

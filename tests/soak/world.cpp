@@ -95,14 +95,18 @@ void World::happen(Random& random) {
         case 1: toggle(isDown_[which], BOARD_EVENT_INTERFACE_DOWN, BOARD_EVENT_INTERFACE_UP, interface); break;
         case 2: toggle(isGone_[which], BOARD_EVENT_DRIVER_GONE, BOARD_EVENT_DRIVER_BACK, interface); break;
         case 3: doEvent(BOARD_EVENT_PHC_RESET, interface); break;
-        case 4: doEvent(BOARD_EVENT_JUMP, interface, static_cast<std::int64_t>(random.below(2'000'000)) - 1'000'000); break;
+        case 4:
+            doEvent(BOARD_EVENT_JUMP, interface, static_cast<std::int64_t>(random.below(2'000'000)) - 1'000'000);
+            break;
         case 5:
             if (edgesToLose_[which]++ < kMostEdgesToLose) doEvent(BOARD_EVENT_LOSE_EDGES, interface, 1);
             break;
         case 6: doEvent(BOARD_EVENT_STALE_EVENTS, interface, static_cast<std::int64_t>(1 + random.below(200))); break;
         case 7: toggle(isFpgaStopped_, BOARD_EVENT_FPGA_STOP, BOARD_EVENT_FPGA_RUN, BOARD_TARGET_FPGA); break;
         case 8: toggle(isFpgaGone_, BOARD_EVENT_DRIVER_GONE, BOARD_EVENT_DRIVER_BACK, BOARD_TARGET_FPGA); break;
-        case 9: doEvent(BOARD_EVENT_CRYSTAL, BOARD_TARGET_ANY, static_cast<std::int64_t>(random.below(10'000'000))); break;
+        case 9:
+            doEvent(BOARD_EVENT_CRYSTAL, BOARD_TARGET_ANY, static_cast<std::int64_t>(random.below(10'000'000)));
+            break;
         case 10:
             if (random.below(4) == 0) doEvent(BOARD_EVENT_KILL_CHILD, BOARD_TARGET_PHC2SYS, SIGKILL);
             break;

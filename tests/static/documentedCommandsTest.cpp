@@ -55,10 +55,11 @@ bool isProjectsProgram(const std::string& word) {
 
 bool isKnownProgram(const std::string& word) {
     static const std::set<std::string> kPrograms{
-        "halvexctl", "halvexboard", "halvexdemo", "cc",  "c++",     "gcc",       "g++",        "cmake",   "ctest",
-        "ninja",     "make",        "apt",        "apt-get", "dpkg", "dpkg-deb", "pkg-config", "systemctl", "systemd-analyze",
-        "udevadm",   "journalctl",  "source",     "sudo",    "strace", "gdb",    "perf",       "valgrind", "git",
-        "phc_ctl",   "curl",        "ls",         "cat",     "echo", "abidiff",  "mandoc",     "lintian",  "python3"};
+        "halvexctl", "halvexboard",     "halvexdemo", "cc",         "c++",     "gcc",  "g++",      "cmake",
+        "ctest",     "ninja",           "make",       "apt",        "apt-get", "dpkg", "dpkg-deb", "pkg-config",
+        "systemctl", "systemd-analyze", "udevadm",    "journalctl", "source",  "sudo", "strace",   "gdb",
+        "perf",      "valgrind",        "git",        "phc_ctl",    "curl",    "ls",   "cat",      "echo",
+        "abidiff",   "mandoc",          "lintian",    "python3"};
     return kPrograms.contains(word);
 }
 
@@ -135,10 +136,12 @@ std::map<std::string, Listed> readList() {
 bool isRunWithThePackages(const Command& command) {
     static const std::string script = contentOf(kRoot / "tests/packages/run");
     std::smatch loop;
-    if (!command.isInShellBlock || !std::regex_search(script, loop, std::regex(R"(for document in ([^;]+);)"))) return false;
+    if (!command.isInShellBlock || !std::regex_search(script, loop, std::regex(R"(for document in ([^;]+);)")))
+        return false;
     const std::string documents = loop[1];
     const bool isNamed = documents.find("/" + command.document.string()) != std::string::npos;
-    return isNamed || (command.document.parent_path() == "docs/man" && documents.find("/docs/man/*") != std::string::npos);
+    return isNamed ||
+           (command.document.parent_path() == "docs/man" && documents.find("/docs/man/*") != std::string::npos);
 }
 
 bool runsHere(const std::string& text) {
@@ -162,7 +165,8 @@ protected:
         std::string command = std::regex_replace(text, std::regex(R"(\bbuild/)"), HALVEX_BINARY_DIR "/");
         if (isOfTool) command = "halvexboard run -- " + command;
         const std::string folder = isInRoot ? kRoot.string() : scratch_.string();
-        const std::string line = "cd '" + folder + "' && export PATH='" HALVEX_BINARY_DIR "/bin':\"$PATH\" && timeout 30 bash -c '" +
+        const std::string line = "cd '" + folder +
+                                 "' && export PATH='" HALVEX_BINARY_DIR "/bin':\"$PATH\" && timeout 30 bash -c '" +
                                  std::regex_replace(command, std::regex("'"), R"('\'')") + "' > '" +
                                  (scratch_ / "output").string() + "' 2>&1 < /dev/null";
         const int status = std::system(line.c_str());
@@ -185,8 +189,9 @@ TEST_F(Documents, ShowOnlyCommandsThatAreRun) {
             const int status = run(listed != list.end() ? listed->second.what : command.text);
             // 1 is a warning: doctor finds that somebody's rights or daemons are not those of a controller.
             const bool isWarning = status == 1 && command.text.starts_with("halvexctl ");
-            EXPECT_TRUE(status == 0 || isWarning) << command.document << " says " << command.text << ", which exits with "
-                                                  << status << ":\n" << contentOf(scratch_ / "output").substr(0, 600);
+            EXPECT_TRUE(status == 0 || isWarning)
+                << command.document << " says " << command.text << ", which exits with " << status << ":\n"
+                << contentOf(scratch_ / "output").substr(0, 600);
             ++ran;
         } else {
             ADD_FAILURE() << command.document << " says \"" << command.text << "\", which no test runs; " << kList

@@ -2,8 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -121,7 +121,8 @@ TEST(Pictures, PutEveryUnitOnItsFloor) {
         }
     }
     for (int floor = 0; floor < 6; ++floor) {
-        for (const std::string& unit : unitsOn(floor, {".cpp"})) EXPECT_TRUE(drawn.contains(unit)) << unit << " is not drawn";
+        for (const std::string& unit : unitsOn(floor, {".cpp"}))
+            EXPECT_TRUE(drawn.contains(unit)) << unit << " is not drawn";
     }
 }
 
@@ -148,8 +149,9 @@ TEST(Pictures, NameOnlyWhatTheSourcesKnow) {
 TEST(Pictures, CanBeReadOnLightAndOnDarkPaper) {
     for (const char* picture : {"architecture", "life", "controller"}) {
         const std::string text = contentOf(kRoot / "docs" / (std::string(picture) + ".svg"));
-        EXPECT_THAT(text, testing::AllOf(testing::HasSubstr("prefers-color-scheme: dark"), testing::HasSubstr("<title>"),
-                                         testing::HasSubstr("<desc>"), testing::Not(testing::HasSubstr("href"))))
+        EXPECT_THAT(text,
+                    testing::AllOf(testing::HasSubstr("prefers-color-scheme: dark"), testing::HasSubstr("<title>"),
+                                   testing::HasSubstr("<desc>"), testing::Not(testing::HasSubstr("href"))))
             << picture;
     }
 }
@@ -172,13 +174,15 @@ std::vector<std::string> matchesIn(const std::vector<const char*>& folders, cons
 
 TEST(Guide, TellsCauseAndRemedyOfEveryLineInSyslog) {
     const std::string guide = contentOf(kRoot / "docs/integration.md");
-    const auto calls = matchesIn({"zuerr", "zuplat", "zujsonlh", "interfaces", "source"}, std::regex(R"(\b(syslog)\()"));
+    const auto calls =
+        matchesIn({"zuerr", "zuplat", "zujsonlh", "interfaces", "source"}, std::regex(R"(\b(syslog)\()"));
     const auto lines = matchesIn({"zuerr", "zuplat", "zujsonlh", "interfaces", "source"},
                                  std::regex(R"re(\bsyslog\(LOG_[A-Z]+,\s*"([^"]+)")re"));
     EXPECT_EQ(lines.size(), calls.size()) << "a line whose text is no literal";
     EXPECT_GE(lines.size(), 9U);
     for (const std::string& line : lines) {
-        if (line.starts_with("Encountered error in zuqxmtk_getName")) continue;  // one instance of the line of all calls
+        if (line.starts_with("Encountered error in zuqxmtk_getName"))
+            continue;  // one instance of the line of all calls
         const auto row = guide.find("| `" + line + "` | ");
         ASSERT_NE(row, std::string::npos) << line;
         const std::string cells = guide.substr(row, guide.find('\n', row) - row);
