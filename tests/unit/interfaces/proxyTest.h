@@ -38,6 +38,7 @@ template <typename Proxy>
 struct MethodContract {
     std::string name;
     unsigned long request;
+    std::uint64_t line;  ///< Where the driver's status is reported from.
     bool hasArgument;
     bool hasResult;
     /// Calls the method, with its argument if it has one; returns what the method returned, and stores a result.

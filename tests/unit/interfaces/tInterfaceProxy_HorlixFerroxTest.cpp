@@ -18,8 +18,9 @@ using Method = testsupport::MethodContract<Proxy>;
 using FerroxMethod = testsupport::ProxyTest<Proxy>;
 
 /// A method that returns its result.
-Method returning(const char* name, unsigned long request, std::uint64_t (Proxy::*method)(PlatStatus*) noexcept) {
-    return {name, request, false, true,
+Method returning(const char* name, unsigned long request, std::uint64_t line,
+                 std::uint64_t (Proxy::*method)(PlatStatus*) noexcept) {
+    return {name, request, line, false, true,
             [method](Proxy& proxy, std::uint64_t, std::uint64_t* result, PlatStatus* status) -> std::int64_t {
                 *result = (proxy.*method)(status);
                 return 0;
@@ -27,15 +28,15 @@ Method returning(const char* name, unsigned long request, std::uint64_t (Proxy::
 }
 
 const Method kMethods[] = {
-    returning("getTime", 0x80207500, &Proxy::getTime),
-    {"generateEpochSignal", 0xC0207501, false, false,
+    returning("getTime", 0x80207500, 38, &Proxy::getTime),
+    {"generateEpochSignal", 0xC0207501, 64, false, false,
      [](Proxy& proxy, std::uint64_t, std::uint64_t*, PlatStatus* status) { return proxy.generateEpochSignal(status); }},
-    returning("getEpochTimestamp", 0x80207502, &Proxy::getEpochTimestamp),
-    {"adjustTime", 0xC0207503, true, false,
+    returning("getEpochTimestamp", 0x80207502, 90, &Proxy::getEpochTimestamp),
+    {"adjustTime", 0xC0207503, 117, true, false,
      [](Proxy& proxy, std::uint64_t argument, std::uint64_t*, PlatStatus* status) {
          return proxy.adjustTime(static_cast<std::int64_t>(argument), status);
      }},
-    returning("getTimeOffset", 0x80207504, &Proxy::getTimeOffset),
+    returning("getTimeOffset", 0x80207504, 143, &Proxy::getTimeOffset),
 };
 
 TEST_P(FerroxMethod, SendsItsRequestWithBuffersOfTheContractsSizesAndBytes) {
@@ -103,7 +104,7 @@ TEST_P(FerroxMethod, ReportsTheDriversErrorAndStillReturnsTheResult) {
     EXPECT_EQ(status.code, -52005);
     EXPECT_STREQ(status.component, "halvexTim");
     EXPECT_STREQ(status.file, "tInterfaceProxy_HorlixFerrox");
-    EXPECT_NE(status.line, 0U);
+    EXPECT_EQ(status.line, GetParam().line);
     if (GetParam().hasResult) {
         EXPECT_EQ(result, 7U);
     } else {

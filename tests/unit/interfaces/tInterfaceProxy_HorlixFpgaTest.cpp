@@ -19,17 +19,18 @@ using Method = testsupport::MethodContract<Proxy>;
 using FpgaMethod = testsupport::ProxyTest<Proxy>;
 
 /// A method that stores its result.
-Method storing(const char* name, unsigned long request,
+Method storing(const char* name, unsigned long request, std::uint64_t line,
                std::int64_t (Proxy::*method)(std::uint64_t*, PlatStatus*) noexcept) {
-    return {name, request, false, true,
+    return {name, request, line, false, true,
             [method](Proxy& proxy, std::uint64_t, std::uint64_t* result, PlatStatus* status) {
                 return (proxy.*method)(result, status);
             }};
 }
 
 template <typename Argument>
-Method taking(const char* name, unsigned long request, std::int64_t (Proxy::*method)(Argument, PlatStatus*) noexcept) {
-    return {name, request, true, false,
+Method taking(const char* name, unsigned long request, std::uint64_t line,
+              std::int64_t (Proxy::*method)(Argument, PlatStatus*) noexcept) {
+    return {name, request, line, true, false,
             [method](Proxy& proxy, std::uint64_t argument, std::uint64_t*, PlatStatus* status) {
                 Argument converted;
                 static_assert(sizeof converted == sizeof argument);
@@ -39,12 +40,12 @@ Method taking(const char* name, unsigned long request, std::int64_t (Proxy::*met
 }
 
 const Method kMethods[] = {
-    taking("adjustTime", 0xC0207500, &Proxy::adjustTime),
-    taking("requestEpochAlignment", 0xC0207501, &Proxy::requestEpochAlignment),
-    taking("setStatusInfo", 0xC0207502, &Proxy::setStatusInfo),
-    taking("getStatusInfo", 0xC0207503, &Proxy::getStatusInfo),
-    storing("getTime", 0xC0207504, &Proxy::getTime),
-    storing("getEpochTimestamp", 0xC0207505, &Proxy::getEpochTimestamp),
+    taking("adjustTime", 0xC0207500, 38, &Proxy::adjustTime),
+    taking("requestEpochAlignment", 0xC0207501, 65, &Proxy::requestEpochAlignment),
+    taking("setStatusInfo", 0xC0207502, 92, &Proxy::setStatusInfo),
+    taking("getStatusInfo", 0xC0207503, 119, &Proxy::getStatusInfo),
+    storing("getTime", 0xC0207504, 146, &Proxy::getTime),
+    storing("getEpochTimestamp", 0xC0207505, 173, &Proxy::getEpochTimestamp),
 };
 
 TEST_P(FpgaMethod, SendsItsRequestWithBuffersOfTheContractsSizesAndBytes) {
@@ -104,7 +105,7 @@ TEST_P(FpgaMethod, ReportsTheDriversErrorAndStillStoresTheResult) {
     EXPECT_EQ(status.code, -52005);
     EXPECT_STREQ(status.component, "halvexTim");
     EXPECT_STREQ(status.file, "tInterfaceProxy_HorlixFpga");
-    EXPECT_NE(status.line, 0U);
+    EXPECT_EQ(status.line, GetParam().line);
     EXPECT_EQ(result, GetParam().hasResult ? 7U : kUntouched);
 }
 

@@ -2,8 +2,12 @@
 #include "source/tools/leafMutex.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <atomic>
+#include <fstream>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -34,14 +38,25 @@ TEST(LeafMutexTest, LetsOneThreadInAtATime) {
     EXPECT_EQ(turns, long{kThreads} * kTurns);
 }
 
+/// Whether the kernel has put a thread of this process to sleep.
+bool isAsleep(pid_t thread) {
+    std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
+    std::string text;
+    std::getline(stat, text);
+    return text.substr(text.rfind(')') + 2, 1) == "S";
+}
+
 TEST(LeafMutexTest, WakesWhoeverWaits) {
     LeafMutex mutex;
     bool isDone = false;
+    std::atomic<pid_t> waitingThread = 0;
     mutex.lock();
     std::thread waiting([&] {
+        waitingThread = gettid();
         const std::lock_guard lock(mutex);
         isDone = true;
     });
+    while (waitingThread == 0 || !isAsleep(waitingThread)) std::this_thread::yield();
     EXPECT_FALSE(isDone);  // the mutex is held here
     mutex.unlock();
     waiting.join();

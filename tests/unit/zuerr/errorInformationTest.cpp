@@ -153,6 +153,68 @@ TEST(ErrorInformation, LeavesAnEmptyObjectWhenTheGrowthFunctionLosesTheText) {
     EXPECT_TRUE(isBufferLaidOut(*status.get()));
 }
 
+TEST(ErrorInformation, DropsWhatIsNestedInADroppedObjectHoweverDeep) {
+    StatusHolder status{0, limitedReallocJson};
+    g_growthsAllowed = 3;
+    ErrorInformation information(*status.get());
+    information.addSigned("a", 1);
+    information.openObject("nested object");
+    information.openObject("deeper");
+    information.closeObject();
+    g_growthsAllowed = 9;
+    information.addString("inner", "lost");
+    information.closeObject();
+    information.addSigned("b", 2);
+    EXPECT_EQ(status.getText(), R"({"a":1,"b":2})");
+}
+
+TEST(ErrorInformation, LeavesAnEmptyObjectInPlaceOfATextThatIsNoObject) {
+    for (const std::string_view text : {"", "{", "[]", "{]", "no}"}) {
+        char buffer[16] = {};
+        text.copy(buffer, text.size());
+        buffer[sizeof buffer - 1] = 'J';
+        zuerr_Status status{0, sizeof buffer, [](zuerr_Status*, std::uint32_t) { return true; }, buffer};
+        ErrorInformation information(status);
+        information.addSigned("a", 1);
+        EXPECT_STREQ(buffer, "{}") << text;
+        EXPECT_TRUE(isBufferLaidOut(status)) << text;
+    }
+}
+
+TEST(ErrorInformation, GivesUpATextThatLeavesNoByteForTheEndMark) {
+    char buffer[4] = {'{', '}', '}', 0};
+    zuerr_Status status{0, sizeof buffer, [](zuerr_Status*, std::uint32_t) { return true; }, buffer};
+    const ErrorInformation information(status);
+    EXPECT_STREQ(buffer, "{}");
+    EXPECT_TRUE(isBufferLaidOut(status));
+}
+
+TEST(ErrorInformation, KeepsATextThatLeavesOneByteForTheEndMark) {
+    char buffer[4] = {'{', '}', 0, 'J'};
+    zuerr_Status status{0, sizeof buffer, [](zuerr_Status*, std::uint32_t size) { return size <= 4; }, buffer};
+    ErrorInformation information(status);
+    information.addSigned("a", 1);
+    EXPECT_STREQ(buffer, "{}");
+    EXPECT_EQ(buffer[3], 'J');
+}
+
+TEST(ErrorInformation, AsksForNoMoreThan32BitsCanTell) {
+    static std::uint32_t largestAsked;
+    largestAsked = 0;
+    const auto refuse = [](zuerr_Status*, std::uint32_t size) {
+        largestAsked = std::max(largestAsked, size);
+        return size <= 4;
+    };
+    char buffer[8] = {'{', '}', 0, 0, 'J'};
+    for (const std::uint32_t capacity : {0x80000000U, 0x80000001U}) {  // of a host that claims more than it shows
+        zuerr_Status status{0, capacity, refuse, buffer};
+        ErrorInformation information(status);
+        information.addSigned("a", 1);
+        EXPECT_STREQ(buffer, "{}");
+        EXPECT_EQ(largestAsked, 0xFFFFFFFEU) << "twice 0x80000001 minus two would be 0x100000000";
+    }
+}
+
 TEST(ErrorInformation, FindsFreeSpaceUpToTheEndMarkOnly) {
     char buffer[32] = {'{', '}', 0, 0, 0, 'J'};  // the mark stands at byte 5 of 32
     zuerr_Status status{0, sizeof buffer, [](zuerr_Status*, std::uint32_t) { return true; }, buffer};

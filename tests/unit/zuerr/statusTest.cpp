@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstring>
 #include <string>
 
 #include "tests/support/statusHolder.h"
@@ -145,6 +146,62 @@ TEST(StatusText, ThatIsTooSmallForAnEmptyObjectIsEmptiedWhenItCannotGrow) {
     zuerr_Status status{0, buffer.size(), refusingReallocJson, buffer.data()};
     EXPECT_TRUE(zuerr_setCode(&status, -1));
     EXPECT_STREQ(status.json, "");
+}
+
+TEST(StatusText, ThatIsTooSmallForAnEmptyObjectGrowsToOne) {
+    StatusHolder status;
+    ASSERT_TRUE(exactReallocJson(status.get(), 3));
+    status->json[0] = '\0';
+    EXPECT_TRUE(zuerr_setCode(status.get(), -1));
+    EXPECT_EQ(status.getText(), "{}");
+    EXPECT_EQ(status->capacity, 4U);
+    EXPECT_TRUE(isBufferLaidOut(*status.get()));
+}
+
+TEST(StatusText, OfNoBytesIsNotTouchedWhenItCannotGrow) {
+    char untouched = 'x';
+    zuerr_Status status{0, 0, refusingReallocJson, &untouched};
+    EXPECT_TRUE(zuerr_setCode(&status, -1));
+    EXPECT_EQ(untouched, 'x');
+}
+
+TEST(StatusText, ThatItsGrowthFunctionTookAwayIsNotTouched) {
+    char text[2] = "x";
+    const auto takeAway = [](zuerr_Status* status, std::uint32_t) {
+        status->json = nullptr;
+        return false;
+    };
+    zuerr_Status status{0, 2, takeAway, text};
+    EXPECT_TRUE(zuerr_setCode(&status, -1));
+    EXPECT_EQ(status.json, nullptr);
+    EXPECT_EQ(text[0], 'x');
+}
+
+TEST(StatusText, ThatIsLongerThanItsCapacitySaysIsLeftAsItIs) {
+    const std::string text(511, 'x');
+    StatusHolder status{0, zuerr_defaultReallocJson};
+    status->json = strdup(text.c_str());
+    const char* const before = status->json;
+    EXPECT_FALSE(zuerr_defaultReallocJson(status.get(), 1)) << "511 characters, their NUL and the end mark need 513 bytes";
+    EXPECT_EQ(status->json, before);
+    EXPECT_EQ(status.getText(), text);
+    EXPECT_EQ(status->capacity, 0U);
+    status->json[510] = '\0';
+    EXPECT_TRUE(zuerr_defaultReallocJson(status.get(), 1));
+    EXPECT_EQ(status.getText(), text.substr(1));
+    EXPECT_TRUE(isBufferLaidOut(*status.get()));
+}
+
+TEST(StatusMerge, TakesTheCodeAloneWhenNeitherStatusCanGrow) {
+    char text[] = "{}";
+    zuerr_Status source{-52008, 3, nullptr, text};
+    zuerr_Status destination{0, 0, nullptr, nullptr};
+    bool copied = true;
+    EXPECT_TRUE(zuerr_merge(&destination, &source, &copied));
+    EXPECT_FALSE(copied);
+    EXPECT_EQ(destination.code, -52008);
+    EXPECT_EQ(destination.json, nullptr);
+    EXPECT_EQ(source.json, text);
 }
 
 TEST(StatusMerge, MovesTheBufferWhenBothUseOneGrowthFunction) {
