@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "tests/support/statusHolder.h"
 #include "zuerr/status.h"
@@ -199,10 +200,10 @@ TEST(ErrorInformation, KeepsATextThatLeavesOneByteForTheEndMark) {
 }
 
 TEST(ErrorInformation, AsksForNoMoreThan32BitsCanTell) {
-    static std::uint32_t largestAsked;
-    largestAsked = 0;
+    static std::vector<std::uint32_t> asked;
+    asked.clear();
     const auto refuse = [](zuerr_Status*, std::uint32_t size) {
-        largestAsked = std::max(largestAsked, size);
+        asked.push_back(size);
         return size <= 4;
     };
     char buffer[8] = {'{', '}', 0, 0, 'J'};
@@ -211,8 +212,27 @@ TEST(ErrorInformation, AsksForNoMoreThan32BitsCanTell) {
         ErrorInformation information(status);
         information.addSigned("a", 1);
         EXPECT_STREQ(buffer, "{}");
-        EXPECT_EQ(largestAsked, 0xFFFFFFFEU) << "twice 0x80000001 minus two would be 0x100000000";
     }
+    EXPECT_EQ(asked, (std::vector<std::uint32_t>{4, 0xFFFFFFFE, 4})) << "twice 0x80000001 minus two is 2^32";
+}
+
+TEST(ErrorInformation, DropsAMemberWhenTheBufferGrowsLessThanAsked) {
+    const auto growByOne = [](zuerr_Status* status, std::uint32_t size) {
+        return exactReallocJson(status, size <= 4 ? size : status->capacity + 1);
+    };
+    StatusHolder status{0, growByOne};
+    ErrorInformation information(*status.get());
+    information.addSigned("a", 1);
+    EXPECT_EQ(status.getText(), "{}");
+    EXPECT_EQ(status->capacity, 5U);
+    EXPECT_TRUE(isBufferLaidOut(*status.get()));
+}
+
+TEST(ErrorInformation, LaysOutAnEmptyObjectBehindACarelessGrowthFunction) {
+    StatusHolder status{0, carelessReallocJson};
+    const ErrorInformation information(*status.get());
+    EXPECT_EQ(status.getText(), "{}");
+    EXPECT_TRUE(isBufferLaidOut(*status.get()));
 }
 
 TEST(ErrorInformation, FindsFreeSpaceUpToTheEndMarkOnly) {

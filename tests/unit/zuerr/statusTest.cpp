@@ -220,6 +220,22 @@ TEST(StatusMerge, MovesTheBufferWhenBothUseOneGrowthFunction) {
     EXPECT_EQ(source->capacity, 0U);
 }
 
+TEST(StatusMerge, FreesTheTextThatTheMovedOneReplaces) {
+    static int freed;
+    freed = 0;
+    const auto counting = [](zuerr_Status* status, std::uint32_t size) {
+        freed += size == 0;
+        return exactReallocJson(status, size);
+    };
+    StatusHolder source{0, counting};
+    StatusHolder destination{0, counting};
+    source->code = -52008;
+    ASSERT_TRUE(zuerr_setJson(source.get(), R"({"a":1})"));
+    ASSERT_TRUE(zuerr_setJson(destination.get(), R"({"old":1})"));
+    EXPECT_TRUE(zuerr_merge(destination.get(), source.get()));
+    EXPECT_EQ(freed, 1);
+}
+
 TEST(StatusMerge, CopiesTheTextBetweenDifferentGrowthFunctions) {
     StatusHolder source{0, zuerr_defaultReallocJson};
     StatusHolder destination;

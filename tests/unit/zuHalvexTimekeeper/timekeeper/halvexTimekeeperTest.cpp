@@ -141,7 +141,9 @@ TEST_F(Construction, FailsWhenTheDifferenceOverflows) {
 TEST_F(Construction, FailsWithTheNameOfAMasterThatIsNotEnabled) {
     master_->enabled = false;
     EXPECT_EQ(codeOf([this] { make(); }), -52010);
-    EXPECT_THAT(text_, HasSubstr("\"errorInfo\":\"master needs to be enabled to allow timekeeper to work\""));
+    EXPECT_EQ(text_, R"({"error_constant":"zuplaterr_resourceNotInitialized","file":"halvexTimekeeper","line":44,)"
+                     R"("component":"halvexTimekeeper","zuhalvexTimekeeper_debug":{"errorInfo":)"
+                     R"("master needs to be enabled to allow timekeeper to work"}})");
     EXPECT_THAT(journal_, ElementsAre("master.isEnabled()"));
 }
 

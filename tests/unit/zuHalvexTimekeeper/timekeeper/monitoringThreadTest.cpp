@@ -26,19 +26,27 @@ protected:
     MonitoringThread() {
         timekeeper_.onService = [this] {
             if (++passes_ == wantedPasses_) running_ = false;
+            passEndNs_ = monotonicNowNs();
         };
         testsupport::libcHooks().pthread_cond_timedwait = [this](pthread_cond_t*, pthread_mutex_t*,
                                                                  const timespec* deadline) {
-            timespec now;
-            clock_gettime(CLOCK_MONOTONIC, &now);
-            waits_.push_back((deadline->tv_sec - now.tv_sec) * 1'000'000'000 + deadline->tv_nsec - now.tv_nsec);
+            const long deadlineNs = deadline->tv_sec * 1'000'000'000 + deadline->tv_nsec;
+            waits_.push_back(deadlineNs - monotonicNowNs());
+            periods_.push_back(deadlineNs - passEndNs_);
             return waitResult_;
         };
     }
     ~MonitoringThread() override { zuerr::freeJson(errors_); }
 
+    static long monotonicNowNs() {
+        timespec now;
+        clock_gettime(CLOCK_MONOTONIC, &now);
+        return now.tv_sec * 1'000'000'000 + now.tv_nsec;
+    }
+
     void run(int wantedPasses) {
         wantedPasses_ = wantedPasses;
+        passEndNs_ = monotonicNowNs();
         halvexTimekeeper::runMonitoringThread(timekeeper_, event_, running_, {errors_, errorsMutex_, hasError_});
     }
 
@@ -51,7 +59,9 @@ protected:
     zuerr_Status errors_ = zuerr::makeStatus();
     std::mutex errorsMutex_;
     std::atomic<bool> hasError_{false};
-    std::vector<long> waits_;
+    std::vector<long> waits_;    ///< From the moment of the wait to its deadline, in ns.
+    std::vector<long> periods_;  ///< From the end of the pass before to the deadline, in ns.
+    long passEndNs_ = 0;
     int waitResult_ = ETIMEDOUT;
     int passes_ = 0;
     int wantedPasses_ = 0;
@@ -64,6 +74,7 @@ TEST_F(MonitoringThread, ServicesTheDevicesEveryTwoSecondsOfTheMonotonicClock) {
         EXPECT_GT(waitNs, 1'900'000'000);
         EXPECT_LE(waitNs, 2'000'000'000);
     }
+    for (const long periodNs : periods_) EXPECT_GE(periodNs, 2'000'000'000);
     EXPECT_THAT(timekeeper_.journal,
                 ElementsAre("serviceEpochDevices()", "serviceEpochDevices()", "serviceEpochDevices()"));
     EXPECT_THAT(syslog_.getLines(), IsEmpty()) << "an expired period is no error";
