@@ -32,7 +32,6 @@ if(HALVEX_SANITIZE)
   add_link_options(-fsanitize=${HALVEX_SANITIZE})
 endif()
 if(HALVEX_COVERAGE)
-  add_compile_options(--coverage)
   add_link_options(--coverage)
 endif()
 
@@ -48,4 +47,12 @@ function(halvex_add_part name)
   target_compile_options(${name} PRIVATE ${HALVEX_STRICT_WARNINGS} -fno-plt
     $<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique>
     -ffile-prefix-map=${PROJECT_BINARY_DIR}=.)
+  halvex_count_lines(${name})
+endfunction()
+
+# What is counted is the product; its threads and its child processes count into the same files.
+function(halvex_count_lines name)
+  if(HALVEX_COVERAGE)
+    target_compile_options(${name} PRIVATE --coverage -fprofile-update=atomic)
+  endif()
 endfunction()

@@ -120,6 +120,14 @@ TEST(StatusText, AsksForItsLengthAndTwoMoreBytes) {
     EXPECT_EQ(empty->capacity, 4U);
 }
 
+TEST(StatusText, IsLaidOutWithinItsCapacity) {
+    std::array<char, 12> memory;
+    memory.fill('#');
+    zuerr_Status status{0, 8, lyingReallocJson, memory.data() + 2};
+    ASSERT_TRUE(zuerr_setJson(&status, "{}"));
+    EXPECT_EQ(std::string(memory.data(), memory.size()), std::string("##{}\0\0\0\0\0J##", 12));
+}
+
 TEST(StatusText, StaysWhenTheBufferCannotGrow) {
     for (const zuerr_ReallocJson function : {refusingReallocJson, lyingReallocJson, throwingReallocJson}) {
         std::array<char, 6> buffer{'{', '}', 0, 0, 0, 'J'};
