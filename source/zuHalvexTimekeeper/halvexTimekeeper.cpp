@@ -6,7 +6,6 @@
 #include <limits>
 #include <utility>
 
-#include "source/tools/backgroundTask.h"
 #include "source/zuHalvexTimekeeper/timeDifference.h"
 #include "zuerr/codes.h"
 #include "zuerr/exception.h"
@@ -60,7 +59,7 @@ void HalvexTimekeeper::snapTime(std::int64_t offsetNs) {
     const std::unique_lock lock(deviceMutex_, lockTimeoutMs_);
     if (!lock.owns_lock()) return;
 
-    finishPendingAlignment();
+    alignment_.finish();
     requireEnabledClocks();
 
     // Kept on purpose: cut toward zero, where seeding takes the nearest step.
@@ -68,7 +67,7 @@ void HalvexTimekeeper::snapTime(std::int64_t offsetNs) {
     master_->adjustTime(stepNs);
     systemClock_->adjustTime(stepNs);
 
-    pendingAlignment_ = startBackgroundTask([this] { EpochAlignment(*master_, slaves_).run(); });
+    alignment_.start();
 }
 
 std::int32_t HalvexTimekeeper::getMaxCorrectionPerSecond() { return freqSteeringDevice_->getMaxCorrectionPerSecond(); }
@@ -89,7 +88,7 @@ void HalvexTimekeeper::applyMetaData(const std::string& metadata) {
 
 void HalvexTimekeeper::serviceEpochDevices() {
     const std::lock_guard lock(deviceMutex_);
-    finishPendingAlignment();
+    alignment_.finish();
     const EpochDevices returning = reinitializeReturningSlaves();
     if (!returning.empty()) EpochAlignment(*master_, returning).run();
     for (const auto& slave : slaves_) slave->applyQxmMetadata(metadata_);
@@ -106,11 +105,6 @@ void HalvexTimekeeper::seedMaster() {
 void HalvexTimekeeper::requireEnabledClocks() const {
     requireEnabled(*master_);
     requireEnabled(*systemClock_);
-}
-
-/// Waits for the alignment that snapTime started and throws what it threw.
-void HalvexTimekeeper::finishPendingAlignment() {
-    if (pendingAlignment_.valid()) std::exchange(pendingAlignment_, {}).get();
 }
 
 /// The slaves that ask to be aligned again, each with its hardware acquired anew.

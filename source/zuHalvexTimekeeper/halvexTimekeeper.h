@@ -3,11 +3,11 @@
 
 #include <chrono>
 #include <cstdint>
-#include <future>
 #include <memory>
 #include <mutex>
 #include <string>
 
+#include "source/tools/backgroundTask.h"
 #include "source/zuHalvexTimekeeper/clockInterface.h"
 #include "source/zuHalvexTimekeeper/epochAlignment.h"
 #include "source/zuHalvexTimekeeper/epochDeviceInterface.h"
@@ -43,7 +43,6 @@ public:
 private:
     void seedMaster();
     void requireEnabledClocks() const;
-    void finishPendingAlignment();
     EpochDevices reinitializeReturningSlaves();
 
     std::string name_{"HalvexTimekeeper"};
@@ -55,7 +54,8 @@ private:
     std::timed_mutex deviceMutex_;
     std::chrono::milliseconds lockTimeoutMs_{15};
     std::string metadata_{"{}"};
-    std::future<void> pendingAlignment_;  // the last member: destroyed, and so waited for, before what it uses
+    /// The last member: destroyed, and so waited for, before what it uses.
+    BackgroundTask alignment_{[this] { EpochAlignment(*master_, slaves_).run(); }};
 };
 
 }  // namespace halvexTimekeeper

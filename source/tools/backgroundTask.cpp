@@ -1,0 +1,50 @@
+// Runs tasks on threads of their own that no signal of the host's reaches.
+#include "source/tools/backgroundTask.h"
+
+#include <cxxabi.h>
+
+#include <new>
+#include <system_error>
+
+namespace halvexTimekeeper {
+
+BackgroundTask::BackgroundTask(std::function<void()> task) : task_(std::move(task)) {
+    pthread_attr_init(&attributes_);
+    sigset_t all;
+    sigfillset(&all);
+    if (pthread_attr_setsigmask_np(&attributes_, &all) != 0) throw std::bad_alloc();
+}
+
+BackgroundTask::~BackgroundTask() {
+    join();
+    pthread_attr_destroy(&attributes_);
+}
+
+void BackgroundTask::start() {
+    const int error = pthread_create(&thread_, &attributes_, run, this);
+    if (error != 0) throw std::system_error(error, std::generic_category());
+    isStarted_ = true;
+}
+
+void BackgroundTask::finish() {
+    join();
+    if (error_) std::rethrow_exception(std::exchange(error_, nullptr));
+}
+
+void* BackgroundTask::run(void* self) {
+    auto& background = *static_cast<BackgroundTask*>(self);
+    try {
+        background.task_();
+    } catch (const abi::__forced_unwind&) {
+        throw;  // somebody cancels this thread, which must go on unwinding
+    } catch (...) {
+        background.error_ = std::current_exception();
+    }
+    return nullptr;
+}
+
+void BackgroundTask::join() noexcept {
+    if (std::exchange(isStarted_, false)) pthread_join(thread_, nullptr);
+}
+
+}  // namespace halvexTimekeeper

@@ -1,0 +1,81 @@
+// Tasks on threads of their own.
+#include "source/tools/backgroundTask.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <atomic>
+#include <stdexcept>
+#include <thread>
+
+#include "tests/support/allocationCount.h"
+
+namespace {
+
+using halvexTimekeeper::BackgroundTask;
+
+TEST(BackgroundTaskTest, RunsOnAThreadOfItsOwnEachTime) {
+    std::atomic<int> runs{0};
+    const auto host = std::this_thread::get_id();
+    BackgroundTask task([&] { runs += std::this_thread::get_id() != host; });
+    for (int run = 0; run < 3; ++run) {
+        task.start();
+        task.finish();
+    }
+    EXPECT_EQ(runs, 3);
+}
+
+TEST(BackgroundTaskTest, FinishesAtOnceWhenNothingWasStarted) {
+    BackgroundTask task([] {});
+    EXPECT_NO_THROW(task.finish());
+}
+
+TEST(BackgroundTaskTest, HandsOverWhatTheTaskThrewOnce) {
+    BackgroundTask task([] { throw std::runtime_error("thrown"); });
+    task.start();
+    EXPECT_THROW(task.finish(), std::runtime_error);
+    EXPECT_NO_THROW(task.finish());
+}
+
+TEST(BackgroundTaskTest, IsWaitedForByItsDestructor) {
+    std::atomic<bool> mayEnd{false}, hasEnded{false};
+    std::thread releasing;
+    {
+        BackgroundTask task([&] {
+            mayEnd.wait(false);
+            hasEnded = true;
+        });
+        task.start();
+        releasing = std::thread([&] {
+            mayEnd = true;
+            mayEnd.notify_one();
+        });
+    }
+    EXPECT_TRUE(hasEnded);
+    releasing.join();
+}
+
+TEST(BackgroundTaskTest, BlocksEverySignalOnItsThreadAndNoneOnTheCallers) {
+    sigset_t before, during, after;
+    pthread_sigmask(SIG_SETMASK, nullptr, &before);
+    BackgroundTask task([&] { pthread_sigmask(SIG_SETMASK, nullptr, &during); });
+    task.start();
+    pthread_sigmask(SIG_SETMASK, nullptr, &after);
+    task.finish();
+    for (const int signal : {SIGINT, SIGTERM, SIGALRM, SIGUSR1, SIGCHLD, SIGRTMIN, SIGRTMAX}) {
+        EXPECT_EQ(sigismember(&during, signal), 1) << signal;
+        EXPECT_EQ(sigismember(&after, signal), sigismember(&before, signal)) << signal;
+    }
+}
+
+TEST(BackgroundTaskTest, AllocatesNothingToStart) {
+    BackgroundTask task([] {});
+    task.start();
+    task.finish();  // the C library keeps the stack of a thread that has ended for the next one
+    const long before = testsupport::countAllocations();
+    task.start();
+    task.finish();
+    EXPECT_EQ(testsupport::countAllocations() - before, 0);
+}
+
+}  // namespace
