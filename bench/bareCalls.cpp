@@ -187,6 +187,30 @@ long bareSetCorrection(int ppbOffset) {
     return write(ppbOffset, kText, sizeof kText - 1);
 }
 
+namespace {
+
+template <int frames>
+[[gnu::noinline]] long inFrames(int ppbOffset) {
+    long result;
+    if constexpr (frames == 0) result = bareSetCorrection(ppbOffset);
+    else result = inFrames<frames - 1>(ppbOffset);
+    asm volatile("" : "+r"(result));  // something to do after the call
+    return result;
+}
+
+int locked;
+
+}  // namespace
+
+long bareSetCorrectionInFrames(int ppbOffset) { return inFrames<kExtraFrames - 1>(ppbOffset); }
+
+long bareSetCorrectionWithLocked(int ppbOffset) {
+    for (int count = 0; count < kExtraFrames / 2; ++count) __atomic_exchange_n(&locked, 1, __ATOMIC_SEQ_CST);
+    const long result = bareSetCorrection(ppbOffset);
+    for (int count = 0; count < kExtraFrames / 2; ++count) __atomic_exchange_n(&locked, 0, __ATOMIC_SEQ_CST);
+    return result;
+}
+
 void bareSnapTime(BareController& controller) {
     timespec now;
     clock_gettime(CLOCK_MONOTONIC, &now);

@@ -29,7 +29,11 @@ void interfaceName(int phc, char (&name)[16]);
 
 std::uint64_t bareGetTime(int ferrox);
 long bareGetCorrection(int ppbOffset);
-long bareSetCorrection(int ppbOffset);
+[[gnu::noinline]] long bareSetCorrection(int ppbOffset);
+/// The same below kExtraFrames more frames, and with as many locked instructions: what each of them costs.
+inline constexpr int kExtraFrames = 4;
+long bareSetCorrectionInFrames(int ppbOffset);
+long bareSetCorrectionWithLocked(int ppbOffset);
 /// The lock, the step of both clocks, and a thread that does nothing.
 void bareSnapTime(BareController& controller);
 void bareAlignment(BareController& controller);

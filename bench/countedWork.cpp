@@ -87,9 +87,7 @@ void countServicePass() {
 }  // namespace
 
 void runCountedWork(const Plugin& plugin) {
-    countAlignment(1);
-    countAlignment(8);
-    countAlignment(64);
+    for (const int slaves : {1, 2, 8, 32, 64}) countAlignment(slaves);
     countServicePass();
     initializeOrThrow(plugin);
     countCalls(plugin);

@@ -9,8 +9,10 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <memory>
 #include <random>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -104,17 +106,23 @@ void printFinalize(const Plugin& plugin) {
     print("finalizeLongestUs", durations.back());
 }
 
-/// Of this process, in kB.
-double privateKb() {
+/// The sum of these lines about the memory of this process, in kB.
+double memoryKb(std::initializer_list<std::string_view> lines) {
     std::ifstream rollup("/proc/self/smaps_rollup");
     std::string word;
     double sum = 0;
     while (rollup >> word) {
         double value = 0;
-        if ((word == "Private_Clean:" || word == "Private_Dirty:") && rollup >> value) sum += value;
+        if (std::find(lines.begin(), lines.end(), word) != lines.end() && rollup >> value) sum += value;
     }
     return sum;
 }
+
+/// What no other process shares. Pages of files that nobody has written to come and go with other processes.
+double privateKb() { return memoryKb({"Private_Clean:", "Private_Dirty:", "Swap:"}); }
+
+/// What this process has written.
+double writtenKb() { return memoryKb({"Private_Dirty:", "Swap:"}); }
 
 long voluntarySwitches() {
     long sum = 0;
@@ -182,25 +190,35 @@ void printLatencies(const char* libraryPath) {
 
 void printMemory(const char* libraryPath) {
     const double before = privateKb();
+    const double writtenBefore = writtenKb();
     const Plugin plugin = loadPlugin(libraryPath);
     initializeOrThrow(plugin);
     usleep(10'000);
-    const double initialized = privateKb();
-    print("memoryKb", initialized - before);
+    print("memoryKb", privateKb() - before);
+    print("writtenKb", writtenKb() - writtenBefore);
+    plugin.finalize();
+    reapChildren();
+}
 
+void printGrowth(const char* libraryPath) {
+    const Plugin plugin = loadPlugin(libraryPath);
+    initializeOrThrow(plugin);
     callManyTimes(plugin, 1000);
-    const double warm = privateKb();
+    zuerr_Status status = zuerr::makeStatus();
+    plugin.applyMetaData("{}", &status);
+    usleep(100'000);  // until the thread has made a pass, and has touched what it needs
+    const double warm = writtenKb();
     callManyTimes(plugin, 1'000'000);
-    print("growthByCallsKb", privateKb() - warm);
+    print("growthByCallsKb", writtenKb() - warm);
     plugin.finalize();
     reapChildren();
 
     HalvexTimekeeper timekeeper(std::make_shared<FerroxEpochDevice>(), std::make_shared<SystemTimeClock>(false, ""),
                                 std::make_shared<Si514FreqSteeringDevice>(62'000, -62'000), makeSlaves(3));
     for (int pass = 0; pass < 1000; ++pass) timekeeper.serviceEpochDevices();
-    const double serviced = privateKb();
+    const double serviced = writtenKb();
     for (int pass = 0; pass < 100'000; ++pass) timekeeper.serviceEpochDevices();
-    print("growthByPassesKb", privateKb() - serviced);
+    print("growthByPassesKb", writtenKb() - serviced);
 }
 
 void printWakeUps(const char* libraryPath) {

@@ -9,6 +9,7 @@ namespace halvexbench {
 void printIterations();
 void printLatencies(const char* libraryPath);
 void printMemory(const char* libraryPath);
+void printGrowth(const char* libraryPath);
 void printWakeUps(const char* libraryPath);
 
 }  // namespace halvexbench

@@ -11,7 +11,7 @@
 int main(int count, char** arguments) try {
     using namespace halvexbench;
     if (count < 3) {
-        std::fputs("usage: halvexbench callPairs|slavePairs|counted|iterations|latencies|memory|wakeUps LIBRARY [OUTPUT]\n", stderr);
+        std::fputs("usage: halvexbench callPairs|slavePairs|counted|iterations|latencies|memory|growth|wakeUps LIBRARY [OUTPUT]\n", stderr);
         return 2;
     }
     const std::string_view kind = arguments[1];
@@ -23,6 +23,7 @@ int main(int count, char** arguments) try {
     else if (kind == "iterations") printIterations();
     else if (kind == "latencies") printLatencies(library);
     else if (kind == "memory") printMemory(library);
+    else if (kind == "growth") printGrowth(library);
     else if (kind == "wakeUps") printWakeUps(library);
     else return 2;
     return 0;

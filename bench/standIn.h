@@ -38,6 +38,9 @@ std::int64_t& differenceNs(int clock);
 std::int64_t drawLossNs();
 void seedLosses(std::uint64_t seed, StepLoss loss);
 
+/// The descriptor that was last given out for the oscillator's offset.
+int oscillatorDescriptor();
+
 /// Collects the children that were started and have been killed.
 void reapChildren();
 

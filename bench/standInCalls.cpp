@@ -47,6 +47,7 @@ const char* g_root = nullptr;
 std::uint64_t g_masterNs = 1'000'000'000'000;
 std::uint64_t g_epochNs = 0;
 std::uint32_t g_epoch = 0;
+int g_oscillator = -1;
 int g_neverReady = -1;
 int g_nowhere = -1;
 
@@ -99,6 +100,7 @@ private:
 void remember(int fd, const char* path) {
     if (fd < 0 || fd >= kDescriptors || g_root == nullptr || strncmp(path, g_root, strlen(g_root)) != 0) return;
     const char* const file = path + strlen(g_root);
+    if (strstr(file, "/ppb_offset") != nullptr) g_oscillator = fd;
     if (strcmp(file, "/dev/ferrox") == 0) g_descriptors[fd] = {Kind::ferrox, 0, 0, g_epoch};
     if (strcmp(file, "/dev/fpga") == 0) g_descriptors[fd] = {Kind::fpga, 0, 0, g_epoch};
     if (strncmp(file, "/dev/ptp", 8) == 0) {
@@ -202,6 +204,8 @@ void halvexbench::redirectTo(const char* root) {
     g_neverReady = ends[0];
     g_nowhere = openFile("/dev/null", O_WRONLY | O_CLOEXEC, 0);
 }
+
+int halvexbench::oscillatorDescriptor() { return g_oscillator; }
 
 extern "C" {
 
