@@ -1,16 +1,13 @@
 // Where the soak sits between the library and the board.
 #include "tests/soak/calls.h"
 
-#include <dlfcn.h>
-
-#include <cerrno>
 #include <string_view>
-#include <system_error>
 
 #include "board/wire/ptp.h"
 #include "board/wire/timex.h"
 #include "tests/soak/faultPlan.h"
 #include "tests/soak/ledger.h"
+#include "tests/soak/threadStart.h"
 
 namespace soak {
 namespace {
@@ -70,7 +67,16 @@ void take(void*, const board_happening& happening) noexcept {
 
 }  // namespace
 
-void seedFaults(std::uint64_t seed) noexcept { faultRandom = Random(seed); }
+void seedFaults(std::uint64_t seed) noexcept {
+    faultRandom = Random(seed);
+    askBeforeEachThread([] {
+        if (!mayFail() || !isDue()) return 0;
+        ++theTally.faults;
+        ++theTally.threads;
+        ledger().threadRefused();
+        return chooseThreadError(faultRandom);
+    });
+}
 Weather& weather() noexcept { return theWeather; }
 Tally& tally() noexcept { return theTally; }
 halvexboard::HappeningSink sink() noexcept { return {take, nullptr, nullptr}; }
@@ -88,25 +94,3 @@ extern "C" int __wrap_board_fault_due(board* board, std::uint64_t, const board_c
     ledger().faultInjected(*call, *outcome);
     return 1;
 }
-
-namespace {
-
-using StartThread = void(void* threadObject, void* state, void (*depends)());
-
-/// std::thread's way to a new thread. In place of libstdc++'s, for the library that the program is linked with.
-void startThread(void* threadObject, void* state, void (*depends)()) asm(
-    "_ZNSt6thread15_M_start_threadESt10unique_ptrINS_6_StateESt14default_deleteIS1_EEPFvvE");
-
-__attribute__((used, visibility("default"))) void startThread(void* threadObject, void* state, void (*depends)()) {
-    using namespace soak;
-    static StartThread* const real = reinterpret_cast<StartThread*>(
-        dlsym(RTLD_NEXT, "_ZNSt6thread15_M_start_threadESt10unique_ptrINS_6_StateESt14default_deleteIS1_EEPFvvE"));
-    if (mayFail() && isDue()) {
-        ++theTally.faults;
-        ledger().threadRefused();
-        throw std::system_error(chooseThreadError(faultRandom), std::generic_category());
-    }
-    real(threadObject, state, depends);
-}
-
-}  // namespace

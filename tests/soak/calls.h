@@ -25,6 +25,7 @@ Weather& weather() noexcept;
 
 /// For the account of descriptors and children; the host sets the members back.
 struct Tally {
+    std::uint32_t threads = 0;            ///< Refused since the soak began.
     std::uint32_t faults = 0;             ///< Since the initialisation began.
     std::uint32_t failedPtpRequests = 0;  ///< The same; each closes its descriptor.
     std::uint32_t failedFpgaLoads = 0;    ///< The same; the FPGA stays closed then.

@@ -82,11 +82,11 @@ double processorSeconds() {
 void printFigures(const Figures& figures, std::uint64_t events, double seconds) {
     const Ledger& book = ledger();
     std::cout << std::fixed << std::setprecision(1) << "soak: " << figures.hours << " h simulated, seed "
-              << options.seed << ": " << book.callCount() << " calls, " << book.toldCount() << " faults told, "
-              << book.silentCount() << " silent as promised, " << book.outstandingCount() << " missing; "
-              << figures.hostCalls << " calls of the host, " << events << " happenings, " << figures.sessions
-              << " sessions, " << figures.restarts << " restarts, " << figures.runaways
-              << " clocks run away; at rest within " << figures.worstAtRestNs
+              << options.seed << ": " << book.callCount() << " calls, " << book.toldCount() << " faults told ("
+              << tally().threads << " threads that did not start), " << book.silentCount() << " silent as promised, "
+              << book.outstandingCount() << " missing; " << figures.hostCalls << " calls of the host, " << events
+              << " happenings, " << figures.sessions << " sessions, " << figures.restarts << " restarts, "
+              << figures.runaways << " clocks run away; at rest within " << figures.worstAtRestNs
               << " ns of the master, the system clock within " << figures.worstOfSystemNs << " ns of its source; "
               << figures.descriptors << " descriptors (" << tally().refused << " of refused clocks), "
               << figures.threads << " threads, " << figures.blocks << " allocations of " << figures.blockBytes
