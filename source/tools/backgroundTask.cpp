@@ -16,7 +16,10 @@ BackgroundTask::BackgroundTask(std::function<void()> task) : task_(std::move(tas
 }
 
 BackgroundTask::~BackgroundTask() {
+    int former;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &former);  // nobody may leave a destructor by unwinding
     join();
+    pthread_setcancelstate(former, nullptr);
     pthread_attr_destroy(&attributes_);
 }
 
@@ -43,8 +46,11 @@ void* BackgroundTask::run(void* self) {
     return nullptr;
 }
 
-void BackgroundTask::join() noexcept {
-    if (std::exchange(isStarted_, false)) pthread_join(thread_, nullptr);
+/// A thread that is cancelled while it waits here unwinds; the run is then still to be waited for.
+void BackgroundTask::join() {
+    if (!isStarted_) return;
+    pthread_join(thread_, nullptr);
+    isStarted_ = false;
 }
 
 }  // namespace halvexTimekeeper

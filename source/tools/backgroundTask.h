@@ -54,7 +54,7 @@ public:
 
 private:
     static void* run(void* self);
-    void join() noexcept;
+    void join();
 
     std::function<void()> task_;
     pthread_attr_t attributes_;

@@ -55,6 +55,34 @@ TEST(BackgroundTaskTest, IsWaitedForByItsDestructor) {
     releasing.join();
 }
 
+TEST(BackgroundTaskTest, IsStillWaitedForWhenAThreadThatWaitsForItIsCancelled) {
+    std::atomic<bool> mayEnd{false}, hasEnded{false};
+    BackgroundTask task([&] {
+        mayEnd.wait(false);
+        hasEnded = true;
+    });
+    task.start();
+    pthread_t host;
+    ASSERT_EQ(pthread_create(
+                  &host, nullptr,
+                  [](void* waited) -> void* {
+                      static_cast<BackgroundTask*>(waited)->finish();
+                      return nullptr;
+                  },
+                  &task),
+              0);
+    pthread_cancel(host);
+    void* result = nullptr;
+    pthread_join(host, &result);
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+    EXPECT_FALSE(hasEnded);
+
+    mayEnd = true;
+    mayEnd.notify_one();
+    task.finish();
+    EXPECT_TRUE(hasEnded);
+}
+
 TEST(BackgroundTaskTest, BlocksEverySignalOnItsThreadAndNoneOnTheCallers) {
     sigset_t before, during, after;
     pthread_sigmask(SIG_SETMASK, nullptr, &before);
