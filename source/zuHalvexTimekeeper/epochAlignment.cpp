@@ -1,6 +1,7 @@
 // Brings the clocks of slave epoch devices onto the clock of the epoch master.
 #include "source/zuHalvexTimekeeper/epochAlignment.h"
 
+#include <cxxabi.h>
 #include <syslog.h>
 
 #include <bit>
@@ -35,6 +36,8 @@ void EpochAlignment::run() {
         if (iterations_ == kMostIterations) giveUp();
         try {
             runIteration();
+        } catch (const abi::__forced_unwind&) {
+            throw;  // the host cancels the thread that initialises
         } catch (...) {
             if (!forgiveCurrentError()) throw;
         }

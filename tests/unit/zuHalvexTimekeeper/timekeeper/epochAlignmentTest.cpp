@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <syslog.h>
 
 #include <limits>
@@ -292,6 +293,27 @@ TEST_F(Alignment, OfSixtyFiveSlavesNeverEndsDoneSinceTwoShareABit) {
     master_->isJournaled = false;
     EXPECT_EQ(alignAndCatch(), -52024);
     EXPECT_THAT(text_, HasSubstr("\"errorInfo\":\"Failed to sync following slaves: \""));
+}
+
+TEST_F(Alignment, UnwindsUnreportedWhenItsThreadIsCancelled) {
+    addSlave("slave")->failNext("armEpochCapture", [] {
+        pthread_cancel(pthread_self());
+        pthread_testcancel();
+    });
+    EpochAlignment alignment(*master_, slaves_);
+    pthread_t thread;
+    ASSERT_EQ(pthread_create(
+                  &thread, nullptr,
+                  [](void* cancelled) -> void* {
+                      static_cast<EpochAlignment*>(cancelled)->run();
+                      return nullptr;
+                  },
+                  &alignment),
+              0);
+    void* result = nullptr;
+    ASSERT_EQ(pthread_join(thread, &result), 0);
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+    EXPECT_THAT(syslog_.getLines(), IsEmpty());
 }
 
 }  // namespace
