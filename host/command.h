@@ -10,6 +10,8 @@
 #include <vector>
 
 #include "host/monitor.h"
+#include "host/record/sessionRecorder.h"
+#include "host/report/reportOptions.h"
 #include "host/result.h"
 
 namespace halvexctl {
@@ -23,7 +25,8 @@ struct Document {
     std::string text;
 };
 
-using Argument = std::variant<std::monostate, std::int64_t, std::int32_t, std::string, Document, MonitorOptions>;
+using Argument = std::variant<std::monostate, std::int64_t, std::int32_t, std::string, Document, MonitorOptions,
+                              RecordOptions, ReportOptions>;
 
 /// The words that are still to be read. Threads: thread-bound.
 class WordReader {
@@ -69,8 +72,8 @@ struct Command {
 std::span<const Verb> verbs();
 const Verb* findVerb(std::string_view name);
 
-/// Reads all words or throws UsageError: unknown verbs and options with a suggestion, missing and malformed arguments, and what
-/// is refused without confirmation. Nothing has been carried out then. Reentrant.
+/// Reads all words or throws UsageError: unknown verbs and options with a suggestion, missing and malformed arguments,
+/// and what is refused without confirmation. Nothing has been carried out then. Reentrant.
 std::vector<Command> readCommands(std::span<const std::string> words, const ReadingRules& rules);
 
 }  // namespace halvexctl

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "host/errorInformation.h"
+#include "host/rawClock.h"
 #include "host/units.h"
 
 namespace halvexctl {
@@ -36,39 +37,57 @@ void HostCalls::tell(const std::string& line) {
     }
 }
 
+void HostCalls::report(const CallReport& made) {
+    if (listener_ && (!quiet_ || made.code < 0)) {
+        CallReport over = made;
+        over.endedRawNs = rawTimeNs();
+        listener_(over);
+    }
+}
+
 void HostCalls::tellResult(const std::string& text) { tell("<- " + text); }
 
 template <typename Call>
 void HostCalls::callWithStatus(const char* function, const std::string& arguments, Call call) {
     tell(fmt::format("-> {}({})", function, arguments));
     ++count_;
-    const std::int32_t codeBefore = status_.code();
-    const std::string result = call(status_.get());
-    const std::int32_t code = status_.code();
-    if (code < 0) {
-        const bool heldBefore = codeBefore < 0;
-        tellResult(heldBefore ? fmt::format("nothing done: the status already holds {}", code)
-                              : fmt::format("FAIL({},{})", code, status_.information()));
-        throw CallFailure(function, code, status_.information(), heldBefore);
+    CallReport made{function, arguments, "", 0, "", listener_ ? rawTimeNs() : 0, 0};
+    const bool isHandedOn = std::exchange(errorIsKept_, false);
+    const std::int32_t codeBefore = isHandedOn ? 0 : status_.code();
+    const std::string result = isHandedOn ? std::string() : call(status_.get());
+    made.code = status_.code();
+    made.information = made.code == 0 ? std::string() : status_.information();
+    const bool heldBefore = codeBefore < 0;
+    const bool warnsAnew = made.code > 0 && codeBefore == 0;
+    made.result = heldBefore      ? fmt::format("nothing done: the status already holds {}", made.code)
+                  : made.code < 0 ? fmt::format("FAIL({},{})", made.code, made.information)
+                  : warnsAnew     ? fmt::format("WARN({},{}) {}", made.code, made.information, result)
+                                  : result;
+    tellResult(made.result);
+    report(made);
+    if (made.code < 0) {
+        throw CallFailure(function, made.code, made.information, heldBefore);
     }
-    if (code > 0 && codeBefore == 0) {
-        tellResult(fmt::format("WARN({},{}) {}", code, status_.information(), result));
-        return;
-    }
-    tellResult(result);
 }
 
 template <typename Call>
 void HostCalls::callWithoutStatus(const char* function, Call call) {
     tell(fmt::format("-> {}()", function));
     ++count_;
+    CallReport made{function, "", "", 0, "", listener_ ? rawTimeNs() : 0, 0};
     try {
-        tellResult(call());
+        made.result = call();
     } catch (const std::exception& exception) {
-        const std::string information = exception.what();
-        tellResult(fmt::format("exception {}", information));
-        throw CallFailure(function, codeInInformation(information), information, false);
+        made.information = exception.what();
+        made.result = fmt::format("exception {}", made.information);
+        const std::optional<std::int32_t> code = codeInInformation(made.information);
+        made.code = code.value_or(-1);
+        tellResult(made.result);
+        report(made);
+        throw CallFailure(function, code, made.information, false);
     }
+    tellResult(made.result);
+    report(made);
 }
 
 std::uint32_t HostCalls::getApiVersion() {
@@ -148,6 +167,23 @@ std::uint64_t HostCalls::getTimeNs() {
     return timeNs;
 }
 
+std::uint64_t HostCalls::measureTimeNs() {
+    QxmTimestamp timeNs = 0;
+    functions_.getTime(&timeNs, measuringStatus_.get());
+    const std::int32_t code = measuringStatus_.code();
+    if (code >= 0) {
+        return timeNs;
+    }
+    const std::string information = measuringStatus_.information();
+    if (status_.code() >= 0) {
+        status_.swap(measuringStatus_);
+        errorIsKept_ = true;
+        tell(fmt::format("-- a measurement met FAIL({},{}), which the next call will fail with", code, information));
+    }
+    measuringStatus_.clear();
+    throw CallFailure("zuqxmtk_getTime", code, information, false);
+}
+
 void HostCalls::applyMetaData(const std::string& document) {
     callWithStatus("zuqxmtk_applyMetaData", fmt::format("{} bytes", document.size()), [&](zuerr_Status* status) {
         functions_.applyMetaData(document.c_str(), status);
@@ -172,6 +208,7 @@ void HostCalls::finalize() {
 void HostCalls::clearStatus() {
     tell(fmt::format("-- the host resets its status, which held {}", status_.code()));
     status_.clear();
+    errorIsKept_ = false;
 }
 
 }  // namespace halvexctl

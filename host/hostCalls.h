@@ -30,11 +30,21 @@ private:
     bool wasHeldBefore_;
 };
 
-/// Makes the calls. Borrows the library; owns the status. Threads: thread-bound. Failure: CallFailure; a warning is kept in
-/// the status and does not stop anything.
+/// A call that was made, for a record.
+struct CallReport {
+    std::string function, arguments;
+    std::string result;  ///< As the echo shows it.
+    std::int32_t code = 0;
+    std::string information;  ///< Of an error or a warning: JSON text, or empty.
+    std::int64_t beganRawNs = 0, endedRawNs = 0;
+};
+
+/// Makes the calls. Borrows the library; owns the status. Threads: thread-bound. Failure: CallFailure; a warning is
+/// kept in the status and does not stop anything.
 class HostCalls {
 public:
     using Echo = std::function<void(const std::string& line)>;
+    using Listener = std::function<void(const CallReport& report)>;
 
     HostCalls(const PluginFunctions& functions, Echo echo) : functions_(functions), echo_(std::move(echo)) {}
 
@@ -50,6 +60,13 @@ public:
     void applyMetaData(const std::string& document);
     void initialize();
     void finalize();
+
+    /// The time for a measurement of the tool's own, made with a status of its own. An error is not swallowed by that:
+    /// the next call with a status is not made and fails with it, as it would have without the measurement.
+    std::uint64_t measureTimeNs();
+
+    /// From now on each call is reported once it is over; loops of measurements are not, unless one fails.
+    void listen(Listener listener) { listener_ = std::move(listener); }
 
     const HostStatus& status() const noexcept { return status_; }
     std::uint64_t count() const noexcept { return count_; }  ///< Calls made so far.
@@ -75,10 +92,14 @@ private:
     template <typename Call>
     void callWithoutStatus(const char* function, Call call);
     void tellResult(const std::string& text);
+    void report(const CallReport& report);
 
     const PluginFunctions& functions_;
     Echo echo_;
+    Listener listener_;
     HostStatus status_;
+    HostStatus measuringStatus_;
+    bool errorIsKept_ = false;  ///< A measurement met it; the next call is to fail with it.
     bool quiet_ = false;
     std::uint64_t count_ = 0;
 };

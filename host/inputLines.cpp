@@ -22,7 +22,8 @@ namespace {
 /// Cuts what a descriptor delivers into lines; the last one needs no line feed.
 class LineSource {
 public:
-    LineSource(int fd, int stopFd) : fd_(fd), stopFd_(stopFd) {}
+    explicit LineSource(Session& session)
+        : session_(session), fd_(session.settings().inputFd), stopFd_(session.settings().stopFd) {}
 
     std::optional<std::string> next() {
         while (true) {
@@ -46,15 +47,26 @@ private:
     bool waitForInput() {
         std::array<pollfd, 2> awaited{{{fd_, POLLIN, 0}, {stopFd_, POLLIN, 0}}};
         while (!StopRequest::isMade()) {
-            if (::poll(awaited.data(), awaited.size(), -1) >= 0) {
+            const int ready = ::poll(awaited.data(), awaited.size(), patienceMs());
+            const int error = errno;
+            if (ready > 0) {
                 return !StopRequest::isMade();
             }
-            const int error = errno;
-            if (error != EINTR) {
+            if (ready == 0) {
+                session_.recorder()->sample();
+            } else if (error != EINTR) {
                 throw std::system_error(error, std::generic_category(), "poll");
             }
         }
         return false;
+    }
+
+    /// Until the next sample is due; without a recording for ever.
+    int patienceMs() {
+        constexpr std::int64_t kNsPerMs = 1'000'000;
+        constexpr std::int64_t kLongestMs = 3'600'000;
+        SessionRecorder* recorder = session_.recorder();
+        return recorder == nullptr ? -1 : static_cast<int>(std::min(recorder->untilDueNs() / kNsPerMs + 1, kLongestMs));
     }
 
     /// False at the end of the input.
@@ -78,6 +90,7 @@ private:
         return std::exchange(buffered_, {});
     }
 
+    Session& session_;
     int fd_;
     int stopFd_;
     std::string buffered_;
@@ -96,7 +109,7 @@ std::vector<Command> readLine(const std::string& line, const ReadingRules& rules
 }  // namespace
 
 void runLines(Session& session) {
-    LineSource lines(session.settings().inputFd, session.settings().stopFd);
+    LineSource lines(session);
     while (const std::optional<std::string> line = lines.next()) {
         std::vector<Command> commands;
         try {

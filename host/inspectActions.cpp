@@ -5,6 +5,7 @@
 #include "host/inspect/controllerFacts.h"
 #include "host/inspect/diagnosis.h"
 #include "host/monitor.h"
+#include "host/report/report.h"
 #include "host/session.h"
 #include "host/verbActions.h"
 
@@ -116,6 +117,40 @@ void doctor(Session&, const Command&, Result& result) {
 
 void monitor(Session& session, const Command& command, Result& result) {
     watchClocks(session, std::get<MonitorOptions>(command.argument), result);
+}
+
+void record(Session& session, const Command& command, Result& result) {
+    const auto& options = std::get<RecordOptions>(command.argument);
+    session.startRecording(options);
+    result.add("file", options.path, "", "");
+    if (!options.durationNs) {
+        return;  // the session goes on, and is kept to its end
+    }
+    MonitorOptions watching;
+    watching.isQuiet = true;
+    watching.intervalNs = options.intervalNs;
+    watching.count =
+        static_cast<std::uint64_t>((*options.durationNs + options.intervalNs - 1) / options.intervalNs) + 1;
+    watchClocks(session, watching, result);
+    session.stopRecording();
+}
+
+void report(Session& session, const Command& command, Result& result) {
+    ReportOptions options = std::get<ReportOptions>(command.argument);
+    if (options.recordPath.empty() && options.tracePath.empty()) {
+        options.recordPath = session.recordPath();
+    }
+    if (options.recordPath.empty() && options.tracePath.empty()) {
+        throw std::runtime_error(
+            "there is nothing to report: nothing was recorded, and neither --from nor --trace is given");
+    }
+    if (session.printer().showsProgress()) {
+        session.printer().progress("  reading what was kept");
+    }
+    makeReport(options, result);
+    if (session.printer().showsProgress()) {
+        session.printer().progress("");
+    }
 }
 
 }  // namespace halvexctl::actions

@@ -22,6 +22,7 @@ constexpr const char* kIntroduction =
 
 constexpr const char* kEpilogue =
     "Offsets and durations carry a unit (+1.5ms, -399ns, 10s), corrections ppb or ppm (-1250, -1250ppb, 12ppm).\n"
+    "halvexctl VERB --help says more about a verb.\n"
     "Exit status: 0 all well, 1 warnings, 2 the command line is wrong (nothing was done), 3 something failed.\n\n"
     "Example: halvexctl info get step +1.5ms wait 2s freq -1250 limits drift 10s get";
 
@@ -35,6 +36,19 @@ std::string verbTable() {
         table += fmt::format("  {:<27} {}\n", usageOf(verb), verb.summary);
     }
     return table;
+}
+
+/// The verb before the first wish for help; null: it is about everything.
+const Verb* verbAskedAbout(std::span<const char* const> words) {
+    const Verb* asked = nullptr;
+    for (const std::string_view word : words) {
+        if (word == "--help" || word == "-h") {
+            break;
+        }
+        const Verb* verb = findVerb(word);
+        asked = verb == nullptr ? asked : verb;
+    }
+    return asked;
 }
 
 /// The usual help with a usage line that shows the chain.
@@ -87,7 +101,8 @@ ReadOptions readOptions(int argc, const char* const* argv) {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {
         read.isOver = true;
-        read.text = app.help();
+        const Verb* asked = verbAskedAbout({argv, static_cast<std::size_t>(argc)});
+        read.text = asked == nullptr ? app.help() : verbHelpText(asked->name);
         return read;
     } catch (const CLI::CallForVersion&) {
         read.isOver = true;

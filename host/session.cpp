@@ -3,16 +3,36 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <exception>
 #include <utility>
 
 #include "host/errorInformation.h"
+#include "host/rawClock.h"
 #include "host/stopRequest.h"
 
 namespace halvexctl {
 namespace {
 
 std::string codeText(std::optional<std::int32_t> code) { return code ? std::to_string(*code) : "an error"; }
+
+/// Says on a terminal what is waited for while it lives: a call of the library may take seconds.
+class Progress {
+public:
+    Progress(Printer& printer, const std::string& sentence) : printer_(printer) { show(sentence); }
+    ~Progress() { show(""); }
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+private:
+    void show(const std::string& sentence) {
+        if (printer_.showsProgress()) {
+            printer_.progress(sentence);
+        }
+    }
+
+    Printer& printer_;
+};
 
 void fail(Result& result, std::string sentence) {
     result.outcome = Outcome::failed;
@@ -35,8 +55,51 @@ HostCalls& Session::calls() {
             echo = [this](const std::string& line) { printer_.call(line); };
         }
         calls_ = std::make_unique<HostCalls>(library_->functions(), std::move(echo));
+        listenToCalls();
     }
     return *calls_;
+}
+
+void Session::listenToCalls() {
+    if (calls_ && recorder_) {
+        calls_->listen([this](const CallReport& report) { recorder_->call(report); });
+    } else if (calls_) {
+        calls_->listen({});
+    }
+}
+
+void Session::startRecording(const RecordOptions& options) {
+    if (recorder_) {
+        throw std::logic_error(fmt::format("{} is being recorded already", recordPath_));
+    }
+    recorder_ = std::make_unique<SessionRecorder>(*this, options);
+    recordPath_ = options.path;
+    listenToCalls();
+}
+
+void Session::stopRecording() {
+    if (recorder_) {
+        const std::unique_ptr<SessionRecorder> over = std::exchange(recorder_, nullptr);
+        listenToCalls();
+        over->finish(exitCode_);
+    }
+}
+
+bool Session::rest(std::int64_t durationNs) {
+    const std::int64_t endRawNs = recorder_ ? rawTimeNs() + durationNs : 0;
+    while (recorder_) {
+        if (recorder_->untilDueNs() == 0) {
+            recorder_->sample();
+        }
+        const std::int64_t leftNs = endRawNs - rawTimeNs();
+        if (leftNs <= 0) {
+            return !StopRequest::isMade();
+        }
+        if (!sleepNs(std::min(leftNs, recorder_->untilDueNs()))) {
+            return false;
+        }
+    }
+    return sleepNs(durationNs);
 }
 
 void Session::initialize() {
@@ -45,12 +108,15 @@ void Session::initialize() {
     }
     HostCalls& host = calls();
     finalizeIsDue_ = true;
+    const Progress progress(printer_, "  initialising: clocks are found, seeded and aligned");
     host.initialize();
     initialized_ = true;
 }
 
 void Session::finalize() {
-    calls().finalize();
+    HostCalls& host = calls();
+    const Progress progress(printer_, "  finalising");
+    host.finalize();
     initialized_ = false;
     finalizeIsDue_ = false;
     finalizedOnRequest_ = true;
@@ -60,6 +126,7 @@ void Session::finish() {
     if (finalizeIsDue_) {
         finalizeIsDue_ = false;
         initialized_ = false;
+        const Progress progress(printer_, "  finalising");
         calls_->finalize();
     }
     if (expectation_) {
@@ -67,6 +134,12 @@ void Session::finish() {
         fail(unmet, fmt::format("{} was expected and no call followed", codeText(expectation_->code)));
         expectation_.reset();
         show(unmet);
+    }
+    try {
+        stopRecording();
+    } catch (const std::exception& exception) {
+        printer_.complaint(exception.what());
+        minded(ExitCode::failure);
     }
 }
 
@@ -79,9 +152,29 @@ void Session::carryOut(std::span<const Command> commands) {
             continue;
         }
         printer_.begin(std::string(command.verb->name), command.argumentText);
-        const Result result = carryOutOne(command);
+        const std::int64_t beganRawNs = recorder_ ? rawTimeNs() : 0;
+        Result result = carryOutOne(command);
+        keepVerb(result, beganRawNs);
         show(result);
         over = result.outcome == Outcome::failed;
+    }
+}
+
+/// A verb that makes calls is followed by a sample. The one that starts the recording is not kept: it began before.
+void Session::keepVerb(Result& result, std::int64_t beganRawNs) {
+    if (!recorder_ || beganRawNs == 0) {
+        return;
+    }
+    try {
+        recorder_->verb(result, beganRawNs);
+        if (initialized_ && calls_->count() != callsKept_) {
+            callsKept_ = calls_->count();
+            recorder_->sample();
+        }
+    } catch (const std::exception& exception) {
+        fail(result, fmt::format("the record cannot be kept: {}", exception.what()));
+        recorder_.reset();
+        listenToCalls();
     }
 }
 

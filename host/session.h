@@ -10,6 +10,7 @@
 #include "host/hostCalls.h"
 #include "host/pluginLibrary.h"
 #include "host/printer.h"
+#include "host/record/sessionRecorder.h"
 #include "host/result.h"
 
 namespace halvexctl {
@@ -22,8 +23,8 @@ struct SessionSettings {
     int stopFd = -1;  ///< Readable once a stop was requested; -1: none.
 };
 
-/// Carries out commands. Owns the library and the status; borrows the printer. Threads: thread-bound. Failure: everything ends
-/// in results and in the exit code; nothing is thrown.
+/// Carries out commands. Owns the library and the status; borrows the printer. Threads: thread-bound. Failure:
+/// everything ends in results and in the exit code; nothing is thrown.
 class Session {
 public:
     Session(SessionSettings settings, Printer& printer);
@@ -43,6 +44,11 @@ public:
     const SessionSettings& settings() const { return settings_; }
     void initialize();
     void finalize();
+    void startRecording(const RecordOptions& options);  ///< std::logic_error while a recording is under way.
+    void stopRecording();
+    SessionRecorder* recorder() { return recorder_.get(); }        ///< Null: nothing is recorded.
+    const std::string& recordPath() const { return recordPath_; }  ///< Of the latest recording; empty: none.
+    bool rest(std::int64_t durationNs);  ///< Sleeps, taking the samples that are due; false when a stop was requested.
     void expectError(std::optional<std::int32_t> code) { expectation_ = Expectation{code}; }
 
 private:
@@ -56,11 +62,16 @@ private:
     void judgeSuccess(Result& result, bool madeCalls);
     void judgeFailure(Result& result, const CallFailure& failure);
     void show(const Result& result);
+    void keepVerb(Result& result, std::int64_t beganRawNs);
+    void listenToCalls();
 
     SessionSettings settings_;
     Printer& printer_;
     std::unique_ptr<PluginLibrary> library_;
     std::unique_ptr<HostCalls> calls_;
+    std::unique_ptr<SessionRecorder> recorder_;
+    std::string recordPath_;
+    std::uint64_t callsKept_ = 0;  ///< Calls made when the last verb was kept.
     std::optional<Expectation> expectation_;
     bool initialized_ = false;
     bool finalizeIsDue_ = false;       ///< Initialising was tried, with or without success.

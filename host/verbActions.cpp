@@ -66,15 +66,16 @@ std::string whatTheCutDoes(std::int64_t offsetNs, std::int64_t cutNs) {
 }
 
 /// Sleeps; on a terminal it is told every second how much is over. False when a request to stop cut it short.
-bool sleepTelling(Printer& printer, std::int64_t durationNs) {
+bool sleepTelling(Session& session, std::int64_t durationNs) {
     constexpr std::int64_t kStepNs = 1'000'000'000;
+    Printer& printer = session.printer();
     if (durationNs <= kStepNs || !printer.showsProgress()) {
-        return sleepNs(durationNs);
+        return session.rest(durationNs);
     }
     bool isUndisturbed = true;
     for (std::int64_t passedNs = 0; isUndisturbed && passedNs < durationNs; passedNs += kStepNs) {
         printer.progress(fmt::format("  {} of {}", durationText(passedNs), durationText(durationNs)));
-        isUndisturbed = sleepNs(std::min(kStepNs, durationNs - passedNs));
+        isUndisturbed = session.rest(std::min(kStepNs, durationNs - passedNs));
     }
     printer.progress("");
     return isUndisturbed;
@@ -173,7 +174,7 @@ void drift(Session& session, const Command& command, Result& result) {
     const auto durationNs = std::get<std::int64_t>(command.argument);
     session.printer().note(fmt::format("measuring for {}", durationText(durationNs)));
     const CrossReading start = readAgainstRaw(calls, kReadingsForDrift);
-    if (!sleepTelling(session.printer(), durationNs)) {
+    if (!sleepTelling(session, durationNs)) {
         throw std::runtime_error("interrupted before the measurement was over");
     }
     const CrossReading end = readAgainstRaw(calls, kReadingsForDrift);
@@ -185,7 +186,7 @@ void drift(Session& session, const Command& command, Result& result) {
 }
 
 void wait(Session& session, const Command& command, Result&) {
-    if (!sleepTelling(session.printer(), std::get<std::int64_t>(command.argument))) {
+    if (!sleepTelling(session, std::get<std::int64_t>(command.argument))) {
         throw std::runtime_error("interrupted");
     }
 }

@@ -26,6 +26,8 @@ void explain(Session& session, const Command& command, Result& result);
 void map(Session& session, const Command& command, Result& result);
 void doctor(Session& session, const Command& command, Result& result);
 void monitor(Session& session, const Command& command, Result& result);
+void record(Session& session, const Command& command, Result& result);
+void report(Session& session, const Command& command, Result& result);
 void remark(Session& session, const Command& command, Result& result);
 void run(Session& session, const Command& command, Result& result);
 

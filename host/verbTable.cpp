@@ -106,12 +106,41 @@ Argument readMonitor(WordReader& words, const ReadingRules&) {
     return options;
 }
 
+constexpr std::array<std::string_view, 1> kRecordOptions{"--interval"};
+
 Argument readRecord(WordReader& words, const ReadingRules&) {
-    MonitorOptions options;
-    options.isQuiet = true;
-    options.recordPath = words.takeArgument("record", "FILE");
-    const std::int64_t durationNs = readInterval(words.takeArgument("record", "DURATION"));
-    options.count = static_cast<std::uint64_t>((durationNs + options.intervalNs - 1) / options.intervalNs) + 1;
+    RecordOptions options;
+    options.path = words.takeArgument("record", "FILE");
+    if (words.nextIsNumber()) {
+        options.durationNs = readInterval(words.take());
+    }
+    while (!words.atEnd() && words.peek()->starts_with("--")) {
+        const std::string& option = words.take();
+        if (option != "--interval") {
+            throw UsageError(fmt::format("record has no option \"{}\"{}", option, suggestion(option, kRecordOptions)));
+        }
+        options.intervalNs = readInterval(words.takeArgument("record", "DURATION after --interval"));
+    }
+    return options;
+}
+
+constexpr std::array<std::string_view, 3> kReportOptions{"--from", "--trace", "--title"};
+
+Argument readReport(WordReader& words, const ReadingRules&) {
+    ReportOptions options;
+    options.pagePath = words.takeArgument("report", "FILE");
+    while (!words.atEnd() && words.peek()->starts_with("--")) {
+        const std::string& option = words.take();
+        if (option == "--from") {
+            options.recordPath = words.takeArgument("report", "RECORD after --from");
+        } else if (option == "--trace") {
+            options.tracePath = words.takeArgument("report", "TRACE after --trace");
+        } else if (option == "--title") {
+            options.title = words.takeArgument("report", "TEXT after --title");
+        } else {
+            throw UsageError(fmt::format("report has no option \"{}\"{}", option, suggestion(option, kReportOptions)));
+        }
+    }
     return options;
 }
 
@@ -209,9 +238,22 @@ constexpr auto kVerbs = std::to_array<Verb>({
      "    --interval DURATION  between samples, 1s unless given\n"
      "    --metrics FILE       keep FILE up to date for Prometheus; written aside and renamed",
      false, &readMonitor, &actions::monitor},
-    {"record", "FILE DURATION", "Keep what monitor measures in a file",
-     "  Every second a sample, a line of JSON each, appended to FILE: init record clocks.jsonl 600s.", false,
-     &readRecord, &actions::monitor},
+    {"record", "FILE [DURATION]", "Keep the session in a file",
+     "  Lines of JSON, appended to FILE: a sample of every clock each second, calls and their results, verbs, what "
+     "this\n"
+     "  process writes to syslog (the library does it in this process), and changes such as a link that goes down.\n"
+     "  With a duration it watches for so long, as monitor does: init record clocks.jsonl 600s. Without one the verbs\n"
+     "  that follow are kept, to the end of the session: record session.jsonl init step +1.5ms wait 5s. Clocks are\n"
+     "  sampled while verbs wait, not while the library works. report makes a page of it.\n"
+     "    --interval DURATION  between samples, 1s unless given",
+     false, &readRecord, &actions::record},
+    {"report", "FILE [OPTIONS]", "Make a page of a recording",
+     "  One HTML file that needs no network: alignment runs, each clock's difference over time, steering, events and\n"
+     "  log lines on one time axis. Without an option it shows what this session has recorded last.\n"
+     "    --from RECORD   what record has kept\n"
+     "    --trace TRACE   a simulated board's trace; adds the truth beside what was measured\n"
+     "    --title TEXT    the page's heading",
+     false, &readReport, &actions::report},
     {"remark", "TEXT", "Write a line to syslog", "  At LOG_INFO, to find the place in the log again.", false,
      &readRemark, &actions::remark},
     {"finalize", "", "Finalise the library",

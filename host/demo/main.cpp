@@ -47,6 +47,7 @@ public:
 
     bool tell() {
         std::remove(tracePath().c_str());
+        std::remove(recordPath().c_str());
         say(fmt::format("A controller's life: two I210 ports, FPGA and Ferrox, on the simulated controller (seed {}).",
                         seed_));
         say("Times in brackets are the board's, in seconds since it was switched on.");
@@ -60,12 +61,16 @@ public:
              fmt::format("{} of {}", current_, chapters().size()));
         note(exitCode == 0, "the host ends without an error", fmt::format("exit code {}", exitCode));
         const bool summaryIsGood = sumUp();
+        const bool isReported = makeReport();
         note(summaryIsGood, "the board's own summary of the trace agrees", summaryIsGood ? "it does" : "it does not");
+        note(isReported, "record and trace make a report", isReported ? "they do" : "they do not");
         return conclude();
     }
 
 private:
     std::string tracePath() const { return build_ + "/demo-trace.jsonl"; }
+    std::string recordPath() const { return build_ + "/demo-record.jsonl"; }
+    std::string reportPath() const { return build_ + "/demo-report.html"; }
 
     std::vector<std::string> boardCommand() const {
         // clang-format off
@@ -73,6 +78,7 @@ private:
             build_ + "/bin/halvexboard", "run", "--console", "--scenario", scenario_, "--seed", seed_, "--trace", tracePath(),
             "--", build_ + "/bin/halvexctl", "--echo", "--yes", "--library", build_ + "/lib/libzuHalvexTimekeeper.so"};
         // clang-format on
+        command.insert(command.end(), {"record", recordPath()});
         for (std::size_t i = 0; i < chapters().size(); ++i) {
             command.insert(command.end(), {"remark", markOf(i + 1, chapters()[i])});
             for (const std::string_view word : chapters()[i].words) {
@@ -157,8 +163,18 @@ private:
         return summary.wait() == 0;
     }
 
+    /// A page of what the host recorded, with the truth of the trace beside it.
+    bool makeReport() {
+        BoardRun report({build_ + "/bin/halvexctl", "report", reportPath(), "--from", recordPath(), "--trace",
+                         tracePath(), "--title", "A controller's life"});
+        while (const std::optional<std::string> line = report.nextLine()) {
+            say("  " + *line);
+        }
+        return report.wait() == 0;
+    }
+
     bool conclude() {
-        say("");
+        say(fmt::format("\nReport: {}", reportPath()));
         if (failures_ != 0) {
             say(fmt::format("VERDICT: FAILED, {} of {} checks (trace: {})", failures_, checks_, tracePath()));
             return false;

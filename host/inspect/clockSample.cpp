@@ -44,6 +44,9 @@ std::string stateOf(const ClockSample& clock) {
     if (clock.jumpNs) {
         state += (state.empty() ? "" : " ") + fmt::format("JUMPED {}", offsetText(*clock.jumpNs));
     }
+    if (!clock.isUp.value_or(true)) {
+        state += state.empty() ? "link down" : ", link down";
+    }
     return state.empty() ? "ok" : state;
 }
 
@@ -131,6 +134,7 @@ ordered_json sampleAsJson(const Sample& sample) {
         clocks.push_back({{"name", clock.name},
                           {"differenceNs", orNull(clock.differenceNs)},
                           {"boundNs", clock.boundNs},
+                          {"up", orNull(clock.isUp)},
                           {"away", clock.isAway},
                           {"jumpNs", orNull(clock.jumpNs)},
                           {"error", clock.error}});

@@ -19,7 +19,8 @@ struct ClockSample {
     std::optional<CrossTime> cross;
     std::optional<std::int64_t> differenceNs;  ///< From the reference, within boundNs; positive: ahead.
     std::int64_t boundNs = 0;
-    bool isAway = false;  ///< More than 100 ns off for certain, whatever the bound hides.
+    std::optional<bool> isUp;  ///< Of the interface; nothing: no interface, or unknown.
+    bool isAway = false;       ///< More than 100 ns off for certain, whatever the bound hides.
     std::optional<std::int64_t> jumpNs;
     std::string error;
 };

@@ -67,14 +67,36 @@ TEST(ReadCommands, RefusesWrongOptionsOfMonitorAndRecord) {
     EXPECT_EQ(refusal({"monitor", "--count", "0"}), "\"0\" is no count: a whole number above 0 is wanted");
     EXPECT_EQ(refusal({"monitor", "--interval", "0"}), "the interval must be above 0");
     EXPECT_NE(refusal({"monitor", "--metrics"}).find("needs its FILE"), std::string::npos);
-    EXPECT_NE(refusal({"record", "/r"}).find("record needs its DURATION"), std::string::npos);
+    EXPECT_NE(refusal({"record"}).find("record needs its FILE"), std::string::npos);
+    EXPECT_EQ(refusal({"record", "/r", "--intervall", "1s"}),
+              "record has no option \"--intervall\"; did you mean \"--interval\"?");
+    EXPECT_EQ(refusal({"record", "/r", "0s"}), "the interval must be above 0");
+    EXPECT_EQ(refusal({"report", "/p", "--form", "/r"}), "report has no option \"--form\"; did you mean \"--from\"?");
+    EXPECT_NE(refusal({"report"}).find("report needs its FILE"), std::string::npos);
+    EXPECT_NE(refusal({"report", "/p", "--trace"}).find("needs its TRACE"), std::string::npos);
 }
 
-TEST(ReadCommands, TakesASampleASecondForARecord) {
-    const auto options = std::get<MonitorOptions>(read({"record", "/r", "90s"})[0].argument);
+TEST(ReadCommands, TakesARecordingForAWhileOrForTheRestOfTheSession) {
+    const std::vector<Command> commands = read({"record", "/r", "90s", "--interval", "2s", "record", "/s", "get"});
+    ASSERT_EQ(commands.size(), 3u);
+    const auto& some = std::get<RecordOptions>(commands[0].argument);
+    EXPECT_EQ(some.path, "/r");
+    EXPECT_EQ(some.durationNs, 90'000'000'000);
+    EXPECT_EQ(some.intervalNs, 2'000'000'000);
+    const auto& rest = std::get<RecordOptions>(commands[1].argument);
+    EXPECT_FALSE(rest.durationNs);
+    EXPECT_EQ(rest.intervalNs, 1'000'000'000);
+}
+
+TEST(ReadCommands, TakesTheSourcesOfAReport) {
+    const std::vector<Command> commands =
+        read({"report", "/p", "--from", "/r", "--trace", "/t", "--title", "A night", "get"});
+    ASSERT_EQ(commands.size(), 2u);
+    const auto& options = std::get<ReportOptions>(commands[0].argument);
+    EXPECT_EQ(options.pagePath, "/p");
     EXPECT_EQ(options.recordPath, "/r");
-    EXPECT_EQ(options.count, 91u);
-    EXPECT_TRUE(options.isQuiet);
+    EXPECT_EQ(options.tracePath, "/t");
+    EXPECT_EQ(options.title, "A night");
 }
 
 TEST(ReadCommands, RefusesToExplainWhatIsNoError) {

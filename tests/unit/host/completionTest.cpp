@@ -68,6 +68,13 @@ TEST(Completion, OffersTheOptionsOfMonitorOnlyBehindIt) {
     EXPECT_THAT(completionsOf("halvexctl --"), Not(Contains("--once")));
 }
 
+TEST(Completion, OffersTheOptionsOfRecordAndReportBehindThem) {
+    EXPECT_THAT(completionsOf("halvexctl record file 5s --i"), ElementsAre("--interval"));
+    EXPECT_THAT(completionsOf("halvexctl record file get --i"), IsEmpty());
+    EXPECT_THAT(completionsOf("halvexctl report page.html --from session.jsonl --t"),
+                UnorderedElementsAreArray({"--trace", "--title"}));
+}
+
 TEST(Completion, OffersFilesWhereAFileIsDue) {
     const ScratchDirectory directory;
     const std::string file = directory / "metadata.json";

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include "host/command.h"
+
 namespace halvexctl {
 namespace {
 
@@ -53,6 +55,16 @@ TEST(ReadOptions, ShowsHelpWithEveryVerbAndOption) {
     }
     EXPECT_NE(line.text.find("step OFFSET"), std::string::npos);
     EXPECT_NE(line.text.find("Exit status"), std::string::npos);
+}
+
+TEST(ReadOptions, ShowsTheHelpOfTheVerbBeforeTheWish) {
+    for (const Verb& verb : verbs()) {
+        const ReadOptions line = read({verb.name.data(), "--help"});
+        EXPECT_TRUE(line.isOver);
+        EXPECT_EQ(line.text, verbHelpText(verb.name));
+        EXPECT_NE(line.text.find(verb.summary), std::string::npos);
+    }
+    EXPECT_EQ(read({"step", "+1ms", "get", "-h", "freq"}).text, verbHelpText("get"));
 }
 
 TEST(ReadOptions, ShowsItsVersion) {

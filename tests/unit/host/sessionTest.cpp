@@ -169,6 +169,13 @@ TEST_F(SessionTest, TellsOnATerminalHowFarALongWaitIs) {
     EXPECT_THAT(printer_.progresses, ElementsAre("  0 ns of 1.001 s", "  1 s of 1.001 s", ""));
 }
 
+TEST_F(SessionTest, TellsOnATerminalWhatIsWaitedFor) {
+    printer_.isTerminal = true;
+    carryOut({"init", "finalize"});
+    EXPECT_THAT(printer_.progresses,
+                ElementsAre("  initialising: clocks are found, seeded and aligned", "", "  finalising", ""));
+}
+
 TEST_F(SessionTest, RefusesASecondInitialisation) {
     EXPECT_EQ(carryOut({"init", "init"}), ExitCode::failure);
     EXPECT_THAT(plugin_->journal, ElementsAre("initialize", "finalize"));

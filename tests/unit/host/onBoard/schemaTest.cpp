@@ -69,6 +69,7 @@ protected:
 
     PublishedSchema document_{"halvexctl.schema.json"};
     PublishedSchema sample_{"halvexctl-sample.schema.json"};
+    PublishedSchema record_{"halvexctl-record.schema.json"};
     ScratchDirectory directory_;
     std::set<std::string> seen_;
 };
@@ -79,8 +80,8 @@ TEST_F(JsonSchema, HoldsForEveryVerb) {
     expectValid({"info",   "version", "name",   "seeded", "get",  "step", "+1.5ms", "freq",
                  "-1250",  "freq",    "limits", "drift",  "1s",   "wait", "1ms",    "apply-metadata",
                  metadata, "clear",   "remark", "here",   "help", "get"});
-    expectValid({"init", "monitor", "--once", "record", directory_ / "record", "1s", "run", "finalize", "expect-error",
-                 "-52010", "get"});
+    expectValid({"init", "monitor", "--once", "record", directory_ / "record", "1s", "report", directory_ / "page",
+                 "run", "finalize", "expect-error", "-52010", "get"});
     expectValid({"explain", "all", "explain", "-52004", "explain", "fileWrapper:20", "explain", "fpgaEpochDevice:97"});
     expectValid({"map", "doctor"});
     for (const Verb& verb : verbs()) {
@@ -96,9 +97,8 @@ TEST_F(JsonSchema, HoldsForFailuresAndWhatFollowsThem) {
     expectValid({"map"}, "unusableInterfaces");
 }
 
-TEST_F(JsonSchema, HoldsForEverySampleOfAWatchAndOfARecord) {
-    const std::string record = directory_ / "record";
-    std::istringstream lines(run({"init", "record", record, "2s", "monitor", "--count", "2"}));
+TEST_F(JsonSchema, HoldsForEverySampleOfAWatch) {
+    std::istringstream lines(run({"init", "monitor", "--count", "2"}));
     std::vector<json> values;
     for (std::string line; std::getline(lines, line);) {
         values.push_back(json::parse(line));
@@ -107,10 +107,34 @@ TEST_F(JsonSchema, HoldsForEverySampleOfAWatchAndOfARecord) {
     EXPECT_EQ(sample_.complaintsAbout(values[0]), "");
     EXPECT_EQ(sample_.complaintsAbout(values[1]), "");
     EXPECT_EQ(document_.complaintsAbout(values[2]), "");
+}
+
+TEST_F(JsonSchema, HoldsForEveryLineOfARecord) {
+    const std::string record = directory_ / "record";
+    run({"--yes", "record", record, "init", "wait", "97s", "step", "+1ms", "expect-error", "get", "clear", "freq",
+         "-100"});
+    std::istringstream recorded(fileContents(record));
+    std::set<std::string> kinds;
+    for (std::string line; std::getline(recorded, line);) {
+        const json object = json::parse(line);
+        EXPECT_EQ(record_.complaintsAbout(object), "") << line;
+        kinds.insert(object["kind"].get<std::string>());
+        json broken = object;
+        broken["surprise"] = 1;
+        EXPECT_NE(record_.complaintsAbout(broken), "") << line;
+    }
+    EXPECT_EQ(kinds, (std::set<std::string>{"call", "end", "event", "log", "sample", "start", "verb"}));
+}
+
+TEST_F(JsonSchema, HoldsForARecordOfAGivenLength) {
+    const std::string record = directory_ / "record";
+    run({"init", "record", record, "2s"});
     std::istringstream recorded(fileContents(record));
     int samples = 0;
-    for (std::string line; std::getline(recorded, line); ++samples) {
-        EXPECT_EQ(sample_.complaintsAbout(json::parse(line)), "");
+    for (std::string line; std::getline(recorded, line);) {
+        const json object = json::parse(line);
+        EXPECT_EQ(record_.complaintsAbout(object), "") << line;
+        samples += object["kind"] == "sample" ? 1 : 0;
     }
     EXPECT_EQ(samples, 3);
 }

@@ -1,0 +1,64 @@
+// The lines that this process hands to syslog, kept for a record: the library's are among them.
+#include "host/record/logLines.h"
+
+#include <time.h>
+
+#include <atomic>
+#include <mutex>
+#include <utility>
+
+namespace halvexctl {
+namespace {
+
+constexpr std::int64_t kNsPerSecond = 1'000'000'000;
+constexpr std::size_t kMostWaiting = 10'000;
+
+// Threads of the library come here, whenever they like.
+std::atomic<bool> isKept{false};
+std::mutex waitingMutex;
+std::vector<LogLine> waiting;
+std::uint64_t lostCount = 0;
+
+std::int64_t readNs(clockid_t clock) noexcept {
+    timespec now{};
+    return ::clock_gettime(clock, &now) == 0 ? now.tv_sec * kNsPerSecond + now.tv_nsec : 0;
+}
+
+}  // namespace
+
+LogLines::LogLines() {
+    const std::lock_guard guard(waitingMutex);
+    waiting.clear();
+    lostCount = 0;
+    isKept = true;
+}
+
+LogLines::~LogLines() { isKept = false; }
+
+std::vector<LogLine> LogLines::take() {
+    const std::lock_guard guard(waitingMutex);
+    return std::exchange(waiting, {});
+}
+
+std::uint64_t LogLines::lost() const {
+    const std::lock_guard guard(waitingMutex);
+    return lostCount;
+}
+
+bool areLogLinesKept() noexcept { return isKept; }
+
+void keepLogLine(int priority, const char* text) noexcept {
+    const std::int64_t rawNs = readNs(CLOCK_MONOTONIC_RAW);
+    const auto systemNs = static_cast<std::uint64_t>(readNs(CLOCK_REALTIME));
+    const std::lock_guard guard(waitingMutex);
+    try {
+        if (waiting.size() < kMostWaiting) {
+            waiting.push_back({rawNs, systemNs, priority, text});
+            return;
+        }
+    } catch (const std::exception&) {  // no memory: the library must not notice
+    }
+    ++lostCount;
+}
+
+}  // namespace halvexctl

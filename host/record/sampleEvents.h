@@ -1,0 +1,22 @@
+// What changed between two looks at the clocks.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/inspect/clockSample.h"
+
+namespace halvexctl {
+
+/// A change that somebody will ask for later.
+struct SampleEvent {
+    std::string event;    ///< "link-down", "clock-away", "phc2sys-gone" ...
+    std::string subject;  ///< The clock, or empty.
+    bool isGood = false;  ///< Whether it is a change for the better.
+    std::string text;     ///< A sentence for people.
+};
+
+/// The changes since `before`; of a first sample, what is already amiss.
+std::vector<SampleEvent> eventsBetween(const Sample* before, const Sample& now);
+
+}  // namespace halvexctl

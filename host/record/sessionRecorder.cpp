@@ -1,0 +1,131 @@
+// Keeps a session in a file: samples of every clock, calls and their results, verbs, log lines, and what changed.
+#include "host/record/sessionRecorder.h"
+
+#include <syslog.h>
+#include <time.h>
+
+#include <algorithm>
+#include <array>
+
+#include "host/inspect/clockSample.h"
+#include "host/rawClock.h"
+#include "host/record/sampleEvents.h"
+#include "host/session.h"
+
+namespace halvexctl {
+namespace {
+
+using nlohmann::ordered_json;
+
+constexpr int kFormat = 1;
+constexpr std::int64_t kNsPerSecond = 1'000'000'000;
+constexpr std::array<const char*, 8> kPriorities{"emergency", "alert",  "critical", "error",
+                                                 "warning",   "notice", "info",     "debug"};
+
+std::uint64_t systemNowNs() {
+    timespec now{};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    return static_cast<std::uint64_t>(now.tv_sec) * kNsPerSecond + static_cast<std::uint64_t>(now.tv_nsec);
+}
+
+const char* outcomeName(Outcome outcome) {
+    switch (outcome) {
+        case Outcome::ok:
+            return "ok";
+        case Outcome::warning:
+            return "warning";
+        case Outcome::failed:
+            return "failed";
+        case Outcome::skipped:
+            return "skipped";
+    }
+    return "failed";
+}
+
+}  // namespace
+
+SessionRecorder::SessionRecorder(Session& session, const RecordOptions& options)
+    : file_(options.path), watch_(session, LibraryErrors::handOn), intervalNs_(options.intervalNs) {
+    dueRawNs_ = rawTimeNs();
+    add("start", dueRawNs_,
+        {{"systemNs", systemNowNs()},
+         {"format", kFormat},
+         {"library", session.settings().libraryPath},
+         {"intervalNs", intervalNs_}});
+}
+
+void SessionRecorder::add(const char* kind, std::int64_t rawNs, const ordered_json& members) {
+    ordered_json line{{"kind", kind}, {"rawNs", rawNs}};
+    line.update(members);
+    file_.add(line);
+}
+
+void SessionRecorder::call(const CallReport& report) {
+    takeLogLines();
+    add("call", report.beganRawNs,
+        {{"endedRawNs", report.endedRawNs},
+         {"function", report.function},
+         {"arguments", report.arguments},
+         {"result", report.result},
+         {"code", report.code},
+         {"information", report.information}});
+}
+
+void SessionRecorder::verb(const Result& result, std::int64_t beganRawNs) {
+    takeLogLines();
+    add("verb", beganRawNs,
+        {{"endedRawNs", rawTimeNs()},
+         {"verb", result.verb},
+         {"argument", result.argument},
+         {"outcome", outcomeName(result.outcome)},
+         {"message", result.message}});
+}
+
+void SessionRecorder::sample() {
+    takeLogLines();
+    Sample sample = watch_.take();
+    if (before_) {
+        findJumps(*before_, sample);
+    }
+    keep(sample);
+}
+
+void SessionRecorder::keep(const Sample& sample) {
+    takeLogLines();
+    ordered_json line{{"kind", "sample"}};
+    line.update(sampleAsJson(sample));
+    file_.add(line);
+    for (const SampleEvent& event : eventsBetween(before_ ? &*before_ : nullptr, sample)) {
+        add("event", sample.rawNs,
+            {{"systemNs", sample.systemNs},
+             {"event", event.event},
+             {"subject", event.subject},
+             {"good", event.isGood},
+             {"text", event.text}});
+    }
+    before_ = sample;
+    // Missed ones are not made up for.
+    dueRawNs_ += intervalNs_;
+    if (dueRawNs_ <= sample.rawNs) {
+        dueRawNs_ = sample.rawNs + intervalNs_;
+    }
+}
+
+std::int64_t SessionRecorder::untilDueNs() const { return std::max<std::int64_t>(dueRawNs_ - rawTimeNs(), 0); }
+
+void SessionRecorder::finish(ExitCode exitCode) {
+    takeLogLines();
+    add("end", rawTimeNs(),
+        {{"systemNs", systemNowNs()}, {"exitCode", static_cast<int>(exitCode)}, {"logLinesLost", logLines_.lost()}});
+}
+
+void SessionRecorder::takeLogLines() {
+    for (const LogLine& line : logLines_.take()) {
+        add("log", line.rawNs,
+            {{"systemNs", line.systemNs},
+             {"priority", kPriorities[static_cast<std::size_t>(LOG_PRI(line.priority))]},
+             {"text", line.text}});
+    }
+}
+
+}  // namespace halvexctl

@@ -1,0 +1,49 @@
+// Keeps a session in a file: samples of every clock, calls and their results, verbs, log lines, and what changed.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "host/clockWatch.h"
+#include "host/hostCalls.h"
+#include "host/record/logLines.h"
+#include "host/record/recordFile.h"
+#include "host/result.h"
+
+namespace halvexctl {
+
+/// What a session is told to keep.
+struct RecordOptions {
+    std::string path;
+    std::int64_t intervalNs = 1'000'000'000;
+    std::optional<std::int64_t> durationNs;  ///< Nothing: to the end of the session.
+};
+
+/// Writes lines as things happen; log lines when the session has time for them. Borrows the session. Threads:
+/// thread-bound; log lines may come from any. Failure: std::system_error when the file cannot be written.
+class SessionRecorder {
+public:
+    SessionRecorder(Session& session, const RecordOptions& options);
+
+    const std::string& path() const { return file_.path(); }
+    void call(const CallReport& report);
+    void verb(const Result& result, std::int64_t beganRawNs);
+    void keep(const Sample& sample);  ///< One that somebody else took.
+    void sample();                    ///< Takes one now.
+    std::int64_t untilDueNs() const;  ///< Until the next sample; 0 when it is due.
+    void finish(ExitCode exitCode);   ///< The last line.
+
+private:
+    void add(const char* kind, std::int64_t rawNs, const nlohmann::ordered_json& members);
+    void takeLogLines();
+
+    RecordFile file_;
+    LogLines logLines_;
+    ClockWatch watch_;
+    std::int64_t intervalNs_;
+    std::int64_t dueRawNs_ = 0;
+    std::optional<Sample> before_;
+};
+
+}  // namespace halvexctl

@@ -1,0 +1,91 @@
+// What happened in a session, gathered from a record, a board's trace or both, ready to be shown on one time axis.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace halvexctl {
+
+/// Values at common instants, a column each; NaN: none. Instants need not be in order before sort().
+class Table {
+public:
+    struct Column {
+        std::string name;
+        std::vector<double> values;
+        std::vector<double> bounds;  ///< Each value is right to within this; NaN: unknown.
+    };
+
+    void addRow(std::int64_t rawNs);  ///< The row that set() fills.
+    void set(std::string_view column, double value, double bound);
+    void sort();
+    Table keeping(const std::vector<std::size_t>& rows) const;
+
+    const std::vector<std::int64_t>& instantsNs() const { return instantsNs_; }
+    const std::vector<Column>& columns() const { return columns_; }
+    const Column* find(std::string_view name) const;
+
+private:
+    std::vector<std::int64_t> instantsNs_;
+    std::vector<Column> columns_;
+};
+
+enum class Lane { verbs, calls, steps, events, log };
+enum class Level { info, good, warning, error };
+
+/// Something at an instant, or from one to another.
+struct Mark {
+    std::int64_t rawNs = 0;
+    std::int64_t durationNs = 0;
+    Lane lane = Lane::events;
+    Level level = Level::info;
+    std::string text;
+    std::string detail;
+};
+
+/// What one slave did in one iteration of an alignment, in ns.
+struct SlaveIteration {
+    std::optional<std::int64_t> measuredNs;  ///< Its time stamp less the master's epoch.
+    std::optional<std::int64_t> trueNs;
+    std::optional<std::int64_t> askedNs, movedNs;  ///< The step that followed; nothing: none.
+};
+
+struct AlignmentIteration {
+    std::int64_t rawNs = 0;
+    std::map<std::string, SlaveIteration> slaves;
+};
+
+struct AlignmentRun {
+    std::int64_t beganRawNs = 0, endedRawNs = 0;
+    bool isAligned = false;
+    std::optional<std::int64_t> saidIterations;  ///< By the log line.
+    std::vector<std::string> errors;             ///< Log lines about errors met on the way.
+    std::vector<AlignmentIteration> iterations;  ///< Only a board's trace shows them.
+};
+
+/// Where the chronicle comes from.
+struct Source {
+    std::string kind;  ///< "record" or "trace".
+    std::string name;
+    std::uint64_t lines = 0;
+    std::uint64_t unreadLines = 0;  ///< Were no JSON, or of no known shape.
+    std::string remark;
+};
+
+struct Chronicle {
+    std::string title;
+    std::vector<Source> sources;
+    std::optional<std::int64_t> systemLessRawNs;     ///< The system time at an instant, less the raw clock.
+    std::map<std::int64_t, std::string> references;  ///< From that instant on clocks were compared with this one.
+    Table measured;                                  ///< ns from the reference.
+    Table truth;                                     ///< ns from the same reference.
+    Table state;                                     ///< "steeringPpb", "kernelMaxErrorNs", "kernelFrequencyPpb".
+    Table trueState;                                 ///< "steeringPpb" as the oscillator has it.
+    std::vector<Mark> marks;
+    std::vector<AlignmentRun> alignments;
+};
+
+}  // namespace halvexctl

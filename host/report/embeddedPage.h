@@ -1,0 +1,11 @@
+// The report's page as it is built into the program.
+#pragma once
+
+#include <string_view>
+
+namespace halvexctl {
+
+/// Complete but for the data, whose place is marked.
+std::string_view embeddedPage() noexcept;
+
+}  // namespace halvexctl

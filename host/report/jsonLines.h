@@ -1,0 +1,17 @@
+// The lines of a file, each a JSON object.
+#pragma once
+
+#include <functional>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "host/report/chronicle.h"
+
+namespace halvexctl {
+
+/// Hands over each object and counts lines. A line that is no object, or that `take` finds of another shape than it
+/// expects, is counted as unread: a recording may have been cut off. Throws std::system_error when the file cannot be
+/// read.
+Source readJsonLines(const std::string& path, const std::function<void(const nlohmann::json& line)>& take);
+
+}  // namespace halvexctl

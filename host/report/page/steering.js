@@ -1,0 +1,76 @@
+// The chart of the frequencies: the oscillator's correction, and how fast the kernel lets the system clock run.
+
+const STEERING_SERIES = [
+  { table: "state", column: "steeringPpb", label: "oscillator\u2019s correction", colour: "accent", isStep: true },
+  { table: "trueState", column: "steeringPpb", label: "the same, true", colour: "accent", isStep: false, isTruth: true },
+  { table: "state", column: "kernelFrequencyPpb", label: "system clock\u2019s frequency", colour: "warning", isStep: true },
+];
+
+function steeringSeries() {
+  return STEERING_SERIES.map((one) => ({ ...one, t: chronicle[one.table].t, data: columnOf(chronicle[one.table], one.column) }))
+    .filter((one) => one.data && one.data.values.some((value) => value !== null));
+}
+
+function steeringRows(series) {
+  const rows = series.flatMap((one, index) => one.t.map((at, row) => {
+    const cells = series.map(() => null);
+    cells[index] = one.data.values[row] ?? NaN;
+    return [at, ...cells];
+  }));
+  return rows.length ? rows.sort((one, other) => one[0] - other[0]) : [[0, null]];
+}
+
+function steeringRange(series) {
+  const values = series.flatMap((one) => one.data.values.filter((value) => value !== null));
+  const low = Math.min(0, ...extremes(values)), high = Math.max(0, ...extremes(values));
+  const air = Math.max((high - low) * 0.12, 1);
+  return [low - air, high + air];
+}
+
+/** Lowest and highest, without spreading a long list into arguments. */
+function extremes(values) {
+  return values.length ? [values.reduce((a, b) => Math.min(a, b)), values.reduce((a, b) => Math.max(a, b))] : [0];
+}
+
+function ppbTicks(low, high, pixels) {
+  const step = niceStep((high - low) / Math.max(pixels / 34, 2));
+  const ticks = [];
+  for (let at = Math.ceil(low / step) * step; at <= high; at += step) ticks.push({ v: at, label: at === 0 ? "0" : ppbText(at) });
+  return ticks;
+}
+
+function steeringOptions(series) {
+  return chartOptions(false, {
+    labels: ["t", ...(series.length ? series.map((one) => one.label) : ["nothing"])],
+    connectSeparatedPoints: true,
+    strokeWidth: 1.6,
+    colors: series.length ? series.map((one) => styleOf(one.colour)) : ["transparent"],
+    series: Object.fromEntries(series.map((one) => [one.label, { stepPlot: one.isStep, strokePattern: one.isTruth ? [5, 3] : null }])),
+    valueRange: steeringRange(series),
+    axes: { y: { ticker: ppbTicks } },
+  });
+}
+
+function makeSteeringChart() {
+  const series = steeringSeries();
+  const chart = new Dygraph(document.getElementById("steering"), steeringRows(series), steeringOptions(series));
+  return {
+    chart,
+    follow() { chart.updateOptions({ dateWindow: [view.begin, view.end] }); },
+    restyle() { chart.updateOptions(steeringOptions(series)); },
+  };
+}
+
+/** Which line is which. */
+function nameSteering() {
+  const names = steeringSeries().map((one) => element("span", { class: "lineName" }, lineSample(styleOf(one.colour), one.isTruth), one.label));
+  document.getElementById("steeringName").replaceChildren(names.length ? "Frequencies" : "No frequency was recorded", ...names);
+}
+
+/** The frequencies in force at an instant, for people. */
+function frequenciesAt(ns) {
+  return steeringSeries().map((one) => {
+    const row = lastAtOrBefore(one.t, ns);
+    return row < 0 ? null : { label: one.label, text: ppbText(one.data.values[row]) };
+  }).filter((one) => one && one.text !== "\u2013");
+}

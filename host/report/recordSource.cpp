@@ -1,0 +1,159 @@
+// Reads a record, that is what halvexctl record kept of a session.
+#include <fmt/format.h>
+
+#include <limits>
+
+#include "host/report/alignmentFinder.h"
+#include "host/report/jsonLines.h"
+#include "host/report/sources.h"
+
+namespace halvexctl {
+namespace {
+
+using nlohmann::json;
+
+constexpr double kNothing = std::numeric_limits<double>::quiet_NaN();
+
+Level levelOfPriority(const std::string& priority) {
+    return priority == "info" || priority == "notice" || priority == "debug" ? Level::info
+           : priority == "warning"                                           ? Level::warning
+                                                                             : Level::error;
+}
+
+Level levelOfOutcome(const std::string& outcome) {
+    return outcome == "ok" ? Level::info : outcome == "warning" ? Level::warning : Level::error;
+}
+
+/// One session's lines. Borrows the chronicle.
+class RecordReader {
+public:
+    explicit RecordReader(Chronicle& chronicle) : chronicle_(chronicle) {}
+
+    void take(const json& line) {
+        const std::string kind = line.value("kind", "sample");  // lines without a kind are bare samples
+        if (kind == "start") {
+            start(line);
+        } else if (kind == "sample") {
+            sample(line);
+        } else if (kind == "call") {
+            call(line);
+        } else if (kind == "verb") {
+            verb(line);
+        } else if (kind == "log") {
+            log(line);
+        } else if (kind == "event") {
+            event(line);
+        }
+    }
+
+    std::uint64_t sessions() const { return sessions_; }
+    std::vector<AlignmentRun> alignments() { return alignments_.take(); }
+
+private:
+    /// What was read before is another session's, whose raw clock may be another boot's.
+    void start(const json& line) {
+        ++sessions_;
+        const std::vector<Source> sources = chronicle_.sources;
+        const std::string title = chronicle_.title;
+        chronicle_ = Chronicle{};
+        chronicle_.sources = sources;
+        chronicle_.title = title;
+        alignments_ = AlignmentFinder{};
+        reference_.reset();
+        rememberSystemTime(line);
+    }
+
+    void rememberSystemTime(const json& line) {
+        if (!chronicle_.systemLessRawNs) {
+            chronicle_.systemLessRawNs = static_cast<std::int64_t>(line.at("systemNs").get<std::uint64_t>()) -
+                                         line.at("rawNs").get<std::int64_t>();
+        }
+    }
+
+    void sample(const json& line) {
+        const std::int64_t rawNs = line.at("rawNs");
+        rememberSystemTime(line);
+        const std::string reference = line.at("reference");
+        if (reference_ != reference) {
+            reference_ = reference;
+            chronicle_.references[rawNs] = reference;
+        }
+        chronicle_.measured.addRow(rawNs);
+        for (const json& clock : line.at("clocks")) {
+            const json& difference = clock.at("differenceNs");
+            if (!difference.is_null()) {
+                chronicle_.measured.set(clock.at("name").get<std::string>(), difference.get<double>(),
+                                        clock.at("boundNs").get<double>());
+            }
+        }
+        chronicle_.state.addRow(rawNs);
+        const json& steering = line.at("steeringPpb");
+        chronicle_.state.set("steeringPpb", steering.is_null() ? kNothing : steering.get<double>(), kNothing);
+        chronicle_.state.set("kernelMaxErrorNs", line.at("kernelMaxErrorNs").get<double>(), kNothing);
+        chronicle_.state.set("kernelFrequencyPpb", line.at("kernelFrequencyPpb").get<double>(), kNothing);
+    }
+
+    void call(const json& line) {
+        Mark mark = markOf(line, Lane::calls);
+        const std::int64_t code = line.at("code");
+        mark.level = code < 0 ? Level::error : code > 0 ? Level::warning : Level::info;
+        mark.text =
+            fmt::format("{}({})", line.at("function").get<std::string>(), line.at("arguments").get<std::string>());
+        mark.detail = line.at("result");
+        chronicle_.marks.push_back(std::move(mark));
+    }
+
+    void verb(const json& line) {
+        Mark mark = markOf(line, Lane::verbs);
+        const std::string argument = line.at("argument");
+        mark.level = levelOfOutcome(line.at("outcome"));
+        mark.text = line.at("verb").get<std::string>() + (argument.empty() ? "" : " " + argument);
+        mark.detail = line.at("message");
+        chronicle_.marks.push_back(std::move(mark));
+    }
+
+    void log(const json& line) {
+        Mark mark = markOf(line, Lane::log);
+        mark.level = levelOfPriority(line.at("priority"));
+        mark.text = line.at("text");
+        alignments_.logLine(mark.rawNs, mark.text);
+        chronicle_.marks.push_back(std::move(mark));
+    }
+
+    void event(const json& line) {
+        Mark mark = markOf(line, Lane::events);
+        mark.level = line.at("good").get<bool>() ? Level::good : Level::warning;
+        mark.text = line.at("text");
+        chronicle_.marks.push_back(std::move(mark));
+    }
+
+    static Mark markOf(const json& line, Lane lane) {
+        Mark mark;
+        mark.lane = lane;
+        mark.rawNs = line.at("rawNs");
+        mark.durationNs = line.value("endedRawNs", mark.rawNs) - mark.rawNs;
+        return mark;
+    }
+
+    Chronicle& chronicle_;
+    AlignmentFinder alignments_;
+    std::optional<std::string> reference_;
+    std::uint64_t sessions_ = 0;
+};
+
+}  // namespace
+
+void readRecord(const std::string& path, Chronicle& chronicle) {
+    RecordReader reader(chronicle);
+    Source source = readJsonLines(path, [&reader](const json& line) { reader.take(line); });
+    source.kind = "record";
+    if (reader.sessions() > 1) {
+        source.remark = fmt::format("the last of {} sessions", reader.sessions());
+    }
+    chronicle.sources.push_back(std::move(source));
+    chronicle.alignments = reader.alignments();
+    chronicle.measured.sort();
+    chronicle.state.sort();
+}
+
+}  // namespace halvexctl

@@ -1,0 +1,90 @@
+// The verb report: a page made of a record, a board's trace, or both.
+#include "host/report/report.h"
+
+#include <fmt/format.h>
+
+#include <cstddef>
+#include <set>
+#include <stdexcept>
+#include <string_view>
+
+#include "host/report/chronicleJson.h"
+#include "host/report/embeddedPage.h"
+#include "host/report/sources.h"
+#include "host/wholeFile.h"
+
+namespace halvexctl {
+namespace {
+
+constexpr std::string_view kPlaceOfData = "@CHRONICLE@";
+
+std::string titleOf(const ReportOptions& options) {
+    return options.title.empty() ? std::string("Timekeeper report") : options.title;
+}
+
+std::size_t countOfClocks(const Chronicle& chronicle) {
+    std::set<std::string> names;
+    for (const Table* table : {&chronicle.measured, &chronicle.truth}) {
+        for (const Table::Column& column : table->columns()) {
+            names.insert(column.name);
+        }
+    }
+    return names.size();
+}
+
+void addCount(Result& result, const char* key, std::size_t count, const char* label) {
+    result.add(key, count, label, std::to_string(count));
+}
+
+void mindSources(const Chronicle& chronicle, Result& result) {
+    std::uint64_t lines = 0;
+    for (const Source& source : chronicle.sources) {
+        lines += source.lines - source.unreadLines;
+        if (source.unreadLines > 0) {
+            result.warn(
+                fmt::format("{} of {} lines of {} could not be read", source.unreadLines, source.lines, source.name));
+        }
+    }
+    if (lines == 0) {
+        result.warn("there was nothing to read; the page is empty");
+    }
+}
+
+}  // namespace
+
+Chronicle readChronicle(const ReportOptions& options) {
+    Chronicle chronicle;
+    chronicle.title = titleOf(options);
+    if (!options.recordPath.empty()) {
+        readRecord(options.recordPath, chronicle);
+    }
+    if (!options.tracePath.empty()) {
+        readTrace(options.tracePath, chronicle);
+    }
+    return chronicle;
+}
+
+std::string pageOf(const Chronicle& chronicle) {
+    std::string page(embeddedPage());
+    const std::size_t place = page.find(kPlaceOfData);
+    if (place == std::string::npos) {
+        throw std::logic_error("the embedded page has no place for data");
+    }
+    return page.replace(place, kPlaceOfData.size(), asPageText(chronicleAsJson(chronicle)));
+}
+
+void makeReport(const ReportOptions& options, Result& result) {
+    const Chronicle chronicle = readChronicle(options);
+    const std::string page = pageOf(chronicle);
+    replaceFile(options.pagePath, page);
+    result.add("page", options.pagePath, "page", fmt::format("{} ({} kB)", options.pagePath, page.size() / 1000));
+    result.add("bytes", page.size(), "", "");
+    addCount(result, "clocks", countOfClocks(chronicle), "clocks");
+    addCount(result, "samples", chronicle.measured.instantsNs().size(), "samples");
+    addCount(result, "truths", chronicle.truth.instantsNs().size(), "truths of the board");
+    addCount(result, "marks", chronicle.marks.size(), "marks");
+    addCount(result, "alignments", chronicle.alignments.size(), "alignment runs");
+    mindSources(chronicle, result);
+}
+
+}  // namespace halvexctl

@@ -1,0 +1,204 @@
+// Tests of reading records and traces, and of the page that is made of them.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <fstream>
+#include <system_error>
+
+#include "host/report/chronicleJson.h"
+#include "host/report/report.h"
+#include "host/report/sources.h"
+#include "tests/unit/host/programRun.h"
+
+namespace halvexctl {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+
+constexpr const char* kStart =
+    R"({"kind":"start","rawNs":1000,"systemNs":5001000,"format":1,"library":"l","intervalNs":1})";
+
+std::string sampleAt(std::int64_t rawNs, std::int64_t differenceNs, const std::string& reference = "master") {
+    return R"({"kind":"sample","timeIso":"","systemNs":)" + std::to_string(rawNs + 5'000'000) + R"(,"rawNs":)" +
+           std::to_string(rawNs) + R"(,"reference":")" + reference +
+           R"(","clocks":[{"name":"master","differenceNs":0,"boundNs":0},{"name":"enp1s0","differenceNs":)" +
+           std::to_string(differenceNs) +
+           R"(,"boundNs":7},{"name":"enp2s0","differenceNs":null,"boundNs":0}],"steeringPpb":-3.5,)"
+           R"("kernelMaxErrorNs":500,"kernelFrequencyPpb":1})";
+}
+
+std::string logAt(std::int64_t rawNs, const std::string& text) {
+    return R"({"kind":"log","rawNs":)" + std::to_string(rawNs) + R"(,"systemNs":1,"priority":"info","text":")" + text +
+           R"("})";
+}
+
+class Report : public testing::Test {
+protected:
+    std::string file(const std::string& name, const std::vector<std::string>& lines) {
+        std::ofstream out(directory_ / name);
+        for (const std::string& line : lines) {
+            out << line << "\n";
+        }
+        return directory_ / name;
+    }
+
+    Chronicle recordOf(const std::vector<std::string>& lines) {
+        Chronicle chronicle;
+        readRecord(file("record", lines), chronicle);
+        return chronicle;
+    }
+
+    ScratchDirectory directory_;
+};
+
+TEST_F(Report, ReadsTheSamplesOfARecord) {
+    const Chronicle chronicle = recordOf({kStart, sampleAt(2'000, 40), sampleAt(3'000, -50)});
+    EXPECT_THAT(chronicle.measured.instantsNs(), ElementsAre(2'000, 3'000));
+    EXPECT_THAT(chronicle.measured.find("enp1s0")->values, ElementsAre(40, -50));
+    EXPECT_THAT(chronicle.measured.find("enp1s0")->bounds, ElementsAre(7, 7));
+    EXPECT_EQ(chronicle.measured.find("enp2s0"), nullptr);
+    EXPECT_THAT(chronicle.state.find("steeringPpb")->values, ElementsAre(-3.5, -3.5));
+    EXPECT_EQ(chronicle.systemLessRawNs, 5'000'000);
+}
+
+TEST_F(Report, ReadsCallsVerbsLogLinesAndEventsAsMarks) {
+    const Chronicle chronicle = recordOf(
+        {kStart,
+         R"({"kind":"call","rawNs":5,"endedRawNs":9,"function":"zuqxmtk_snapTime","arguments":"+5 ns","result":"FAIL","code":-7,"information":"{}"})",
+         R"({"kind":"verb","rawNs":4,"endedRawNs":10,"verb":"step","argument":"+5ns","outcome":"failed","message":"why"})",
+         logAt(6, "hello"),
+         R"({"kind":"event","rawNs":7,"systemNs":1,"event":"link-up","subject":"enp1s0","good":true,"text":"up"})"});
+    ASSERT_THAT(chronicle.marks, SizeIs(4));
+    EXPECT_EQ(chronicle.marks[0].text, "zuqxmtk_snapTime(+5 ns)");
+    EXPECT_EQ(chronicle.marks[0].durationNs, 4);
+    EXPECT_EQ(chronicle.marks[0].level, Level::error);
+    EXPECT_EQ(chronicle.marks[1].text, "step +5ns");
+    EXPECT_EQ(chronicle.marks[1].detail, "why");
+    EXPECT_EQ(chronicle.marks[2].lane, Lane::log);
+    EXPECT_EQ(chronicle.marks[3].level, Level::good);
+}
+
+TEST_F(Report, ShowsTheLastSessionOfARecordThatHoldsSeveral) {
+    const Chronicle chronicle = recordOf({kStart, sampleAt(9'000, 1), logAt(1, "old"), kStart, sampleAt(2'000, 2)});
+    EXPECT_THAT(chronicle.measured.instantsNs(), ElementsAre(2'000));
+    EXPECT_THAT(chronicle.marks, IsEmpty());
+    EXPECT_EQ(chronicle.sources.at(0).remark, "the last of 2 sessions");
+}
+
+TEST_F(Report, ReadsBareSamplesWithoutAKind) {
+    std::string bare = sampleAt(2'000, 40);
+    bare.erase(1, std::string(R"("kind":"sample",)").size());
+    EXPECT_THAT(recordOf({bare}).measured.instantsNs(), ElementsAre(2'000));
+}
+
+TEST_F(Report, CountsLinesThatCannotBeReadAndGoesOn) {
+    const Chronicle chronicle =
+        recordOf({kStart, "{\"kind\":\"sample\"}", "no JSON", sampleAt(2'000, 1), "{\"kind\":\"sam"});
+    EXPECT_EQ(chronicle.sources.at(0).unreadLines, 3u);
+    EXPECT_EQ(chronicle.sources.at(0).lines, 5u);
+    EXPECT_THAT(chronicle.measured.instantsNs(), SizeIs(1));
+}
+
+TEST_F(Report, RefusesAFileThatIsNotThere) {
+    Chronicle chronicle;
+    EXPECT_THROW(readRecord(directory_ / "nothing", chronicle), std::system_error);
+    EXPECT_THROW(readTrace(directory_ / "nothing", chronicle), std::system_error);
+}
+
+TEST_F(Report, MovesATraceToTheTimeOfTheRecordByTheLogLinesOfBoth) {
+    Chronicle chronicle = recordOf({kStart, logAt(10'060, "one"), logAt(10'990, "two")});
+    readTrace(file("trace", {R"({"seq":0,"raw_ns":0,"kind":"start","seed":3,"start_time_ns":9,"clocks":["ferrox"]})",
+                             R"({"seq":1,"raw_ns":62,"kind":"syslog","priority":6,"text":"one"})",
+                             R"({"seq":1,"raw_ns":990,"kind":"syslog","priority":6,"text":"two"})"}),
+              chronicle);
+    ASSERT_THAT(chronicle.marks, SizeIs(2)) << "log lines are shown once";
+    EXPECT_EQ(chronicle.marks[0].rawNs, 10'062);
+    EXPECT_EQ(chronicle.sources.at(1).remark, "seed 3");
+}
+
+TEST_F(Report, SaysWhenATraceHasNothingInCommonWithTheRecord) {
+    Chronicle chronicle = recordOf({kStart, logAt(10'060, "one")});
+    readTrace(file("trace", {R"({"seq":1,"raw_ns":62,"kind":"syslog","priority":6,"text":"another"})"}), chronicle);
+    EXPECT_THAT(chronicle.sources.at(1).remark, HasSubstr("no log line is in both"));
+}
+
+TEST_F(Report, ComparesTheTruthWithTheReferenceOfTheRecord) {
+    Chronicle chronicle = recordOf({kStart, sampleAt(1'000, 0, "enp1s0"), logAt(1'000, "one")});
+    readTrace(file("trace", {R"({"seq":1,"raw_ns":1000,"kind":"syslog","priority":6,"text":"one"})",
+                             R"({"seq":2,"raw_ns":2000,"kind":"truth","tick_ns":1,"clocks":{)"
+                             R"("ferrox":{"difference_ns":0,"time_ns":5,"enabled":true},)"
+                             R"("system":{"difference_ns":9,"time_ns":5,"enabled":false},)"
+                             R"("enp1s0":{"difference_ns":30,"time_ns":5,"enabled":true}}})"}),
+              chronicle);
+    EXPECT_THAT(chronicle.truth.find("master")->values, ElementsAre(-30));
+    EXPECT_THAT(chronicle.truth.find("enp1s0")->values, ElementsAre(0));
+    EXPECT_TRUE(std::isnan(chronicle.truth.find("CLOCK_REALTIME")->values[0])) << "it is not kept then";
+}
+
+TEST_F(Report, LetsNoTextOutOfItsPlaceInThePage) {
+    const std::string evil = R"(</script><script>alert(1)</script><!-- & %n%s \u2028 \" @CHRONICLE@)";
+    const Chronicle chronicle = recordOf({kStart, logAt(1, evil)});
+    const std::string text = asPageText(chronicleAsJson(chronicle));
+    EXPECT_THAT(text, Not(HasSubstr("<")));
+    EXPECT_THAT(text, Not(HasSubstr(">")));
+    EXPECT_THAT(text, Not(HasSubstr("&")));
+    const nlohmann::json read = nlohmann::json::parse(text);
+    EXPECT_EQ(read["marks"][0]["text"], chronicle.marks[0].text);
+    EXPECT_EQ(pageOf(chronicle).find("alert(1)</script>"), std::string::npos);
+}
+
+TEST_F(Report, SurvivesBytesThatAreNoText) {
+    Chronicle chronicle;
+    chronicle.marks.push_back({1, 0, Lane::log, Level::info, "\xff\xfe\x01", ""});
+    EXPECT_TRUE(nlohmann::json::accept(asPageText(chronicleAsJson(chronicle))));
+}
+
+TEST_F(Report, KeepsWarningsAndErrorsWhenThereAreTooManyMarks) {
+    Chronicle chronicle;
+    for (int i = 0; i < 20'010; ++i) {
+        chronicle.marks.push_back({i, 0, Lane::log, i == 20'005 ? Level::error : Level::info, "x", ""});
+    }
+    const nlohmann::ordered_json document = chronicleAsJson(chronicle);
+    EXPECT_EQ(document["marks"].size(), 20'000u);
+    EXPECT_EQ(document["marksLeftOut"], 10);
+    EXPECT_EQ(document["marks"].back()["level"], "error");
+}
+
+TEST_F(Report, LoadsNothingFromElsewhereAndKeepsTheLibrarysLicence) {
+    const std::string page = pageOf(Chronicle());
+    for (const char* part : {"default-src 'none'", "Permission is hereby granted", "&lt;danvdk@gmail.com&gt;"}) {
+        EXPECT_NE(page.find(part), std::string::npos) << part;
+    }
+    for (const char* loader : {"src=\"http", "src=\"/", "sourceMappingURL", "@import", "<link rel=\"stylesheet\"",
+                               "url(http", "@STYLE@", "@SCRIPTS@", "@DYGRAPHS@", "@LICENCE@"}) {
+        EXPECT_EQ(page.find(loader), std::string::npos) << loader;
+    }
+}
+
+TEST_F(Report, WritesThePageAndSaysWhatItHolds) {
+    ReportOptions options;
+    options.pagePath = directory_ / "page.html";
+    options.recordPath = file("record", {kStart, sampleAt(2'000, 40)});
+    Result result;
+    makeReport(options, result);
+    EXPECT_EQ(result.outcome, Outcome::ok);
+    EXPECT_EQ(fileContents(options.pagePath), pageOf(readChronicle(options)));
+}
+
+TEST_F(Report, WarnsOfAnEmptyRecordAndMakesAPageThatSaysSo) {
+    ReportOptions options;
+    options.pagePath = directory_ / "page.html";
+    options.recordPath = file("record", {});
+    Result result;
+    makeReport(options, result);
+    EXPECT_EQ(result.outcome, Outcome::warning);
+    EXPECT_THAT(fileContents(options.pagePath), HasSubstr("<html"));
+}
+
+}  // namespace
+}  // namespace halvexctl
