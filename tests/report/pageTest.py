@@ -238,8 +238,8 @@ class PageOfTheDemo(Page):
 
     def test_fits_a_narrow_window(self):
         self.browser.set_window_size(500, 900)
-        self.assertLessEqual(self.browser.execute_script("return document.documentElement.scrollWidth"),
-                             self.browser.execute_script("return innerWidth"))
+        self.wait_for(lambda: self.browser.execute_script("return document.documentElement.scrollWidth <= innerWidth"),
+                      "charts that fit")
 
 
 class PageOfOtherRecordings(Page):
