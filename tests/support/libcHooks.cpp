@@ -278,6 +278,34 @@ int pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attrib
     return libcHooks().pthread_mutex_init ? libcHooks().pthread_mutex_init(mutex, attributes) : real(mutex, attributes);
 }
 
+int pthread_mutexattr_init(pthread_mutexattr_t* attributes) noexcept {
+    static const auto real = realFunction<int(pthread_mutexattr_t*)>("pthread_mutexattr_init");
+    return libcHooks().pthread_mutexattr_init ? libcHooks().pthread_mutexattr_init(attributes) : real(attributes);
+}
+
+int pthread_mutexattr_settype(pthread_mutexattr_t* attributes, int type) noexcept {
+    static const auto real = realFunction<int(pthread_mutexattr_t*, int)>("pthread_mutexattr_settype");
+    return libcHooks().pthread_mutexattr_settype ? libcHooks().pthread_mutexattr_settype(attributes, type)
+                                                 : real(attributes, type);
+}
+
+int pthread_mutexattr_setprotocol(pthread_mutexattr_t* attributes, int protocol) noexcept {
+    static const auto real = realFunction<int(pthread_mutexattr_t*, int)>("pthread_mutexattr_setprotocol");
+    return libcHooks().pthread_mutexattr_setprotocol ? libcHooks().pthread_mutexattr_setprotocol(attributes, protocol)
+                                                     : real(attributes, protocol);
+}
+
+int pthread_condattr_init(pthread_condattr_t* attributes) noexcept {
+    static const auto real = realFunction<int(pthread_condattr_t*)>("pthread_condattr_init");
+    return libcHooks().pthread_condattr_init ? libcHooks().pthread_condattr_init(attributes) : real(attributes);
+}
+
+int pthread_condattr_setclock(pthread_condattr_t* attributes, clockid_t clock) noexcept {
+    static const auto real = realFunction<int(pthread_condattr_t*, clockid_t)>("pthread_condattr_setclock");
+    return libcHooks().pthread_condattr_setclock ? libcHooks().pthread_condattr_setclock(attributes, clock)
+                                                 : real(attributes, clock);
+}
+
 int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline) {
     using Function = int(pthread_cond_t*, pthread_mutex_t*, const timespec*);
     static const auto real = reinterpret_cast<Function*>(dlvsym(RTLD_NEXT, "pthread_cond_timedwait", "GLIBC_2.3.2"));

@@ -42,6 +42,11 @@ struct LibcHooks {
     std::function<int(pthread_cond_t* condition, const pthread_condattr_t* attributes)> pthread_cond_init;
     std::function<int(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes)> pthread_mutex_init;
     std::function<int(pthread_cond_t*, pthread_mutex_t*, const timespec* deadline)> pthread_cond_timedwait;
+    std::function<int(pthread_mutexattr_t* attributes)> pthread_mutexattr_init;
+    std::function<int(pthread_mutexattr_t* attributes, int type)> pthread_mutexattr_settype;
+    std::function<int(pthread_mutexattr_t* attributes, int protocol)> pthread_mutexattr_setprotocol;
+    std::function<int(pthread_condattr_t* attributes)> pthread_condattr_init;
+    std::function<int(pthread_condattr_t* attributes, clockid_t clock)> pthread_condattr_setclock;
 
     /// Path prefixes and the directories that stand for them in open, opendir, fopen and glob.
     std::vector<std::pair<std::string, std::string>> redirectedPrefixes;

@@ -68,6 +68,38 @@ TEST_F(TEvent, ReportsAConditionThatCannotBeMadeAndCanStillBeSetAndDestroyed) {
     EXPECT_EQ(waiting.code, -52008);
 }
 
+TEST_F(TEvent, ReportsAMutexWhoseAttributesAreRefused) {
+    const auto refuseInit = [](pthread_mutexattr_t*) { return ENOMEM; };
+    const auto refuse = [](pthread_mutexattr_t*, int) { return ENOTSUP; };
+    for (int refused = 0; refused < 3; ++refused) {
+        const testsupport::LibcHooksGuard restore;
+        if (refused == 0) libcHooks().pthread_mutexattr_init = refuseInit;
+        if (refused == 1) libcHooks().pthread_mutexattr_settype = refuse;
+        if (refused == 2) libcHooks().pthread_mutexattr_setprotocol = refuse;
+        PlatStatus making;
+        tEvent event(&making);
+        EXPECT_EQ(making.code, -52003) << refused;
+        EXPECT_EQ(making.line, 655U) << refused;
+        event.set();
+    }
+}
+
+TEST_F(TEvent, ReportsAConditionWhoseAttributesAreRefused) {
+    for (const bool refusesInit : {true, false}) {
+        const testsupport::LibcHooksGuard restore;
+        if (refusesInit) {
+            libcHooks().pthread_condattr_init = [](pthread_condattr_t*) { return ENOMEM; };
+        } else {
+            libcHooks().pthread_condattr_setclock = [](pthread_condattr_t*, clockid_t) { return EINVAL; };
+        }
+        PlatStatus making;
+        tEvent event(&making);
+        EXPECT_EQ(making.code, -52008) << refusesInit;
+        EXPECT_EQ(making.line, 1717U) << refusesInit;
+        event.set();
+    }
+}
+
 TEST_F(TEvent, LetsOneWaitThroughForOneSetAndForgetsIt) {
     tEvent event(&status);
     event.set();
