@@ -44,6 +44,7 @@ private:
     void collectErrors();
     bool needsRestart();
     void restart();
+    void initializeAnew();
     void setClocksThatRanAway();
     /// Down and up again, stopped and run again, with their clocks moved meanwhile: the library aligns them unasked.
     void flapEverything();
