@@ -108,13 +108,19 @@ Si514Facts gatherSi514() {
     return facts;
 }
 
+bool hasEnded(const std::string& pid) {
+    const std::string status = readFirstLine("/proc/" + pid + "/stat").value_or("");
+    const std::size_t end = status.rfind(") ");  // a name may hold anything
+    return end != std::string::npos && status.compare(end, 3, ") Z") == 0;
+}
+
 std::vector<ProcessFacts> gatherProcesses() {
     std::vector<ProcessFacts> processes;
     for (const std::string& name : namesIn("/proc")) {
         const auto pid = isNumber(name) ? readNumber<std::int32_t>(name) : std::nullopt;
         const auto command = pid ? readFirstLine("/proc/" + name + "/comm") : std::nullopt;
         if (command) {
-            processes.push_back({*pid, *command});
+            processes.push_back({*pid, *command, hasEnded(name)});
         }
     }
     return processes;

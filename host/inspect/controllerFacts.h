@@ -52,6 +52,7 @@ struct Si514Facts {
 struct ProcessFacts {
     std::int32_t pid = 0;
     std::string name;
+    bool hasEnded = false;  ///< And nobody has taken notice: a zombie.
 };
 
 struct KernelClockFacts {

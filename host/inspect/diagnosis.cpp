@@ -204,12 +204,40 @@ Names running(const ControllerFacts& facts, const std::function<bool(std::string
     return found;
 }
 
-Finding phc2sysProcess(const ControllerFacts& facts) {
-    const Names found = running(facts, [](std::string_view name) { return name == "phc2sys"; });
-    if (found.size() > 1) {
-        return warn(joined(found) + ": they fight over the system clock", "End those that no host has started.");
+/// Each locked update of phc2sys zeroes the kernel's bound, which then grows by 500 ppm.
+Finding phc2sysUpdates(const KernelClockFacts& clock, const std::string& process) {
+    constexpr std::int64_t kLongestWithoutUpdateS = 10;
+    constexpr std::int64_t kGrowthNsPerS = 500'000;
+    if (!clock.isKnown) {
+        return well(process);
     }
-    return well(found.empty() ? "none is running: no host is up" : joined(found));
+    if (!clock.isSynchronised) {
+        return warn(process + " runs and has not disciplined the system clock yet",
+                    "In its first seconds that is normal; afterwards look whether its clock runs: halvexctl monitor.");
+    }
+    if (clock.maxErrorNs > kLongestWithoutUpdateS * kGrowthNsPerS) {
+        return warn(fmt::format("{} runs, but the system clock has not been updated for some {} s", process,
+                                clock.maxErrorNs / kGrowthNsPerS),
+                    "Does its clock still run? halvexctl monitor; then let the host finalize and initialise again.");
+    }
+    return well(process);
+}
+
+Finding phc2sysProcess(const ControllerFacts& facts) {
+    Names alive, ended;
+    for (const ProcessFacts& process : facts.processes) {
+        if (process.name == "phc2sys") {
+            (process.hasEnded ? ended : alive).push_back(fmt::format("{} ({})", process.name, process.pid));
+        }
+    }
+    if (alive.size() > 1) {
+        return warn(joined(alive) + ": they fight over the system clock", "End those that no host has started.");
+    }
+    if (alive.empty() && !ended.empty()) {
+        return warn(joined(ended) + " has ended: the system clock runs free",
+                    "Nothing starts it again; let the host finalize and initialise again.");
+    }
+    return alive.empty() ? well("none is running: no host is up") : phc2sysUpdates(facts.kernelClock, alive.front());
 }
 
 Finding timeDaemons(const ControllerFacts& facts) {

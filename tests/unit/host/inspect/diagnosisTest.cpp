@@ -180,6 +180,24 @@ TEST_F(Doctor, WarnsOfMoreThanOnePhc2sys) {
     expect("phc2sys-process", Health::warn, "phc2sys (812), phc2sys (813)");
 }
 
+TEST_F(Doctor, WarnsOfAPhc2sysThatHasEnded) {
+    facts_.processes.back().hasEnded = true;
+    expect("phc2sys-process", Health::warn, "phc2sys (812) has ended");
+    facts_.processes.push_back({813, "phc2sys"});
+    EXPECT_EQ(found(facts_, "phc2sys-process").text, "phc2sys (813)");
+}
+
+TEST_F(Doctor, WarnsOfAPhc2sysThatDoesNotUpdateTheSystemClock) {
+    facts_.kernelClock.maxErrorNs = 5'000'000;
+    EXPECT_EQ(found(facts_, "phc2sys-process").health, Health::ok);
+    facts_.kernelClock.maxErrorNs = 16'000'000;
+    expect("phc2sys-process", Health::warn, "not been updated for some 32 s");
+    facts_.kernelClock.isSynchronised = false;
+    expect("phc2sys-process", Health::warn, "has not disciplined the system clock yet");
+    facts_.kernelClock.isKnown = false;
+    EXPECT_EQ(found(facts_, "phc2sys-process").health, Health::ok);
+}
+
 TEST_F(Doctor, WarnsOfOtherTimeDaemons) {
     facts_.processes.push_back({77, "chronyd"});
     expect("time-daemons", Health::warn, "chronyd (77)");
