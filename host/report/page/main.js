@@ -55,6 +55,7 @@ function explainNothing() {
   notice.textContent = "There is nothing to show. " + (read ? "Read: " + read + ", without a sample, a truth or a line about what happened. " : "") +
     "A session is kept with: halvexctl record FILE init \u2026";
   notice.hidden = false;
+  document.getElementById("subtitle").textContent = "";
   for (const panel of document.querySelectorAll(".panel, .tiles")) panel.hidden = true;
 }
 
