@@ -140,6 +140,15 @@ TEST_F(HostOnBoard, DemoPasses) {
     EXPECT_THAT(told_, HasSubstr("-> zuqxmtk_snapTime(-399 ns)"));
 }
 
+TEST_F(HostOnBoard, DemoNamesTheReportItMade) {
+    ASSERT_EQ(demo("demo"), 0);
+    const std::string page = directory_ / "build" + "/demo-report.html";
+    EXPECT_THAT(told_, HasSubstr("\nReport: " + page + "\n"));
+    const std::string text = fileContents(page);
+    EXPECT_NE(text.find("demo 9: Shutdown"), std::string::npos) << "the record's and the trace's log lines";
+    EXPECT_NE(text.find("\"name\":\"fpga\""), std::string::npos) << "the trace's truth";
+}
+
 TEST_F(HostOnBoard, DemoFailsWhenSomethingExpectedDoesNotHappen) {
     const std::string scenario = fileContents(DEMO_SCENARIO);
     EXPECT_EQ(demo(scratchScenario(scenario.substr(0, scenario.find("[[fault]]")))), 1);
