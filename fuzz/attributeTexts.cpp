@@ -33,12 +33,14 @@ using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::PlatStatus;
 using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::readInterfaceFile;
 
 constexpr int kFileDescriptor = 1'000'000;
+constexpr const char* kInterfaceFile = "interfacePath";
 bool isAnswering = false;
 std::string content;           ///< What every file holds while the target answers.
 std::string entryName;         ///< The one entry of every directory.
 std::size_t position = 0;      ///< Of the file that is open.
 bool isEntryRead = false;
 char theDirectory;
+char theStream;
 
 /// Answers for the attribute files while it lives.
 struct Answering {
@@ -88,7 +90,7 @@ void checkInterfacePath() {
     PathBuffer buffer;
     const PathBuffer before = buffer;
     PlatStatus status;
-    readInterfaceFile("interfacePath", &buffer, &status);
+    readInterfaceFile(kInterfaceFile, &buffer, &status);
     if (content.size() > 255) {
         EXPECT(status.code == -52019);
         EXPECT(buffer.length == before.length);
@@ -111,7 +113,9 @@ void checkDiscovery() {
 extern "C" {
 
 int open(const char* path, int flags, ...) {
-    if (!isAnswering) return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, 0644));
+    if (!isAnswering || !std::string_view(path).starts_with("/sys/")) {
+        return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, 0644));
+    }
     position = 0;
     return kFileDescriptor;
 }
@@ -138,13 +142,34 @@ int close(int fd) { return fd == kFileDescriptor ? 0 : static_cast<int>(syscall(
 
 FILE* fopen(const char* path, const char* mode) {
     static const auto real = reinterpret_cast<FILE* (*)(const char*, const char*)>(dlsym(RTLD_NEXT, "fopen"));
-    if (!isAnswering) return real(path, mode);
-    return content.empty() ? real("/dev/null", mode) : fmemopen(content.data(), content.size(), "r");
+    if (!isAnswering || std::string_view(path) != kInterfaceFile) return real(path, mode);  // a finding is written down
+    position = 0;
+    return reinterpret_cast<FILE*>(&theStream);
+}
+
+size_t fread(void* buffer, size_t size, size_t count, FILE* stream) {
+    static const auto real = reinterpret_cast<size_t (*)(void*, size_t, size_t, FILE*)>(dlsym(RTLD_NEXT, "fread"));
+    if (stream != reinterpret_cast<FILE*>(&theStream)) return real(buffer, size, count, stream);
+    return static_cast<size_t>(read(kFileDescriptor, buffer, size * count)) / size;
+}
+
+size_t __fread_chk(void* buffer, size_t, size_t size, size_t count, FILE* stream) {
+    return fread(buffer, size, count, stream);
+}
+
+int ferror(FILE* stream) noexcept {
+    static const auto real = reinterpret_cast<int (*)(FILE*)>(dlsym(RTLD_NEXT, "ferror"));
+    return stream == reinterpret_cast<FILE*>(&theStream) ? 0 : real(stream);
+}
+
+int fclose(FILE* stream) {
+    static const auto real = reinterpret_cast<int (*)(FILE*)>(dlsym(RTLD_NEXT, "fclose"));
+    return stream == reinterpret_cast<FILE*>(&theStream) ? 0 : real(stream);
 }
 
 DIR* opendir(const char* path) {
     static const auto real = reinterpret_cast<DIR* (*)(const char*)>(dlsym(RTLD_NEXT, "opendir"));
-    if (!isAnswering) return real(path);
+    if (!isAnswering || !std::string_view(path).starts_with("/sys/")) return real(path);
     isEntryRead = false;
     return reinterpret_cast<DIR*>(&theDirectory);
 }

@@ -1,5 +1,6 @@
 // Error information written, merged and grown with growth functions of every temper: the text is one valid JSON object at
 // every moment, and the buffer is laid out as the contract says wherever the host leaves it in peace.
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -83,6 +84,7 @@ bool temperamental(zuerr_Status* status, std::uint32_t size) {
 }
 
 bool isUtf8(std::string_view text) {
+    if (std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; })) return true;
     return nlohmann::json::accept("\"" + [&] {
         std::string safe;
         for (const char c : text) safe += c == '"' || c == '\\' || static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
@@ -106,31 +108,39 @@ void checkBuffer(const zuerr_Status& status) {
 void check(const zuerr_Status& status, bool knowsText) {
     if (status.json == nullptr) return;
     checkBuffer(status);
-    if (knowsText && temper != Temper::scribbling) EXPECT(nlohmann::json::parse(status.json).is_object());
+    if (!knowsText || temper == Temper::scribbling) return;
+    EXPECT(*status.json == '{' && nlohmann::json::accept(status.json));
 }
 
-/// What was added to a status whose host is in peace, member by member.
+/// What was just added stands in the text as another JSON writer writes it, unless the host meddles or the text is too long.
+void expectMember(const zuerr_Status& status, const std::string& key, const nlohmann::json& value) {
+    if (!isPeaceful() || status.json == nullptr || status.capacity > 1U << 13) return;
+    EXPECT(std::string_view(status.json).find('"' + key + "\":" + value.dump()) != std::string_view::npos);
+}
+
+/// Adds members of every kind; `knowsText` is left true as long as all of them are texts in UTF-8.
 void build(Input& input, zuerr_Status& status, bool& knowsText) {
     zuerr::ErrorInformation information(status);
     for (unsigned members = input.byte() % 12; members > 0 && !input.isEmpty(); --members) {
         const std::string key = "k" + std::to_string(members);
-        switch (input.byte() % 5) {
-            case 0: {
-                const std::string_view value = input.text();
-                knowsText = knowsText && isUtf8(value);
-                information.addString(key, {value});
-                break;
-            }
-            case 1: information.addSigned(key, static_cast<std::int32_t>(input.byte() << 24 | input.byte())); break;
-            case 2: information.addUnsigned(key, input.byte() << 24 | input.byte()); break;
-            case 3: information.openObject(key); break;
-            default: {
-                const std::string_view first = input.text();
-                const std::string_view second = input.text();
-                knowsText = knowsText && isUtf8(first) && isUtf8(second);
-                information.addString(key, {first, second});
-                break;
-            }
+        const unsigned kind = input.byte() % 5;
+        if (kind == 1) {
+            const auto value = static_cast<std::int32_t>(input.byte() << 24 | input.byte());
+            information.addSigned(key, value);
+            expectMember(status, key, value);
+        } else if (kind == 2) {
+            const unsigned value = input.byte() << 24 | input.byte();
+            information.addUnsigned(key, value);
+            expectMember(status, key, value);
+        } else if (kind == 3) {
+            information.openObject(key);
+        } else {
+            const std::string_view first = input.text();
+            const std::string_view second = kind == 4 ? input.text() : std::string_view();
+            information.addString(key, {first, second});
+            const std::string value = std::string(first) + std::string(second);
+            if (!isUtf8(value)) knowsText = false;
+            if (knowsText) expectMember(status, key, value);
         }
         checkBuffer(status);
     }
