@@ -85,7 +85,7 @@ void forgetAllocations() {
 }  // namespace faults
 
 // A sanitizer has an allocator of its own, which is left in its place: operator new alone is then refused.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef HALVEX_SANITIZER
 
 void* operator new(std::size_t size) {
     if (faults::isRefused()) throw std::bad_alloc();

@@ -5,7 +5,7 @@
 
 #include "tests/support/controller.h"
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef HALVEX_SANITIZER
 // A sanitizer counts and owns the allocations itself.
 #else
 
