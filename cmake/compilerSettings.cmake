@@ -30,6 +30,13 @@ endif()
 if(HALVEX_SANITIZE)
   add_compile_options(-fsanitize=${HALVEX_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${HALVEX_SANITIZE})
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND HALVEX_SANITIZE MATCHES "address")
+    # As a library of its own, as with gcc: the timekeeper's library may leave no symbol open.
+    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libclang_rt.asan-x86_64.so
+      OUTPUT_VARIABLE sanitizerRuntime OUTPUT_STRIP_TRAILING_WHITESPACE)
+    cmake_path(GET sanitizerRuntime PARENT_PATH sanitizerRuntimeFolder)
+    add_link_options(-shared-libsan LINKER:-rpath,${sanitizerRuntimeFolder})
+  endif()
 endif()
 if(HALVEX_COVERAGE)
   add_link_options(--coverage)
@@ -45,7 +52,7 @@ function(halvex_add_part name)
   target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
   # Every symbol is bound at load, so calls go straight through the table of addresses, without a stub each.
   target_compile_options(${name} PRIVATE ${HALVEX_STRICT_WARNINGS} -fno-plt
-    $<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique>
+    $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-fno-gnu-unique>
     -ffile-prefix-map=${PROJECT_BINARY_DIR}=.)
   halvex_count_lines(${name})
 endfunction()

@@ -35,7 +35,7 @@ public:
 
 private:
     cJSON* object_;
-    int index_ = -1;  // Kept on purpose: never read.
+    [[maybe_unused]] int index_ = -1;  // Kept on purpose: never read.
     std::vector<Member> members_;
     OwnedItem keyHolder_;
     OwnedItem nullItem_;

@@ -13,7 +13,6 @@ protected:
         waitS(1);
         board_->clearTrace();
     }
-    static constexpr int kFirst = BOARD_TARGET_INTERFACE(1);
     static constexpr int kSecond = BOARD_TARGET_INTERFACE(0);
 };
 
