@@ -4,7 +4,9 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <memory>
+#include <new>
 #include <utility>
 
 #include "source/tools/backgroundTask.h"
@@ -75,11 +77,18 @@ std::future<void> startMonitoringThread() {
     });
 }
 
+/// Moves an object where nothing destroys it; no allocation that could fail.
+template <typename Object>
+void abandon(Object& object) noexcept {
+    alignas(Object) static std::byte place[sizeof(Object)];
+    new (place) Object(std::move(object));
+}
+
 /// Forgets what belongs to the parent process, without destroying it.
 void abandonEverything() noexcept {
-    new std::future<void>(std::move(g_monitorFuture));
-    new std::shared_ptr<TimekeeperInterface>(std::move(g_timekeeper));
-    new std::shared_ptr<tEvent>(std::move(g_wakeEvent));
+    abandon(g_monitorFuture);
+    abandon(g_timekeeper);
+    abandon(g_wakeEvent);
 }
 
 }  // namespace
