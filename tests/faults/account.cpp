@@ -355,7 +355,7 @@ void Account::tick() {
 
 /// One turn of the monitoring thread: the end of its wait, the service, and the clock read for the next wait.
 void Account::pass(bool isSignalled) {
-    const Answer ended = world_.wait(isSignalled);
+    const Answer ended = world_.wait(isSignalled, 2'000'000'000);
     try {
         if (ended.value != 0 && ended.value != 110) {
             throw Error{-52008, "{\"file\":\"synchronization\",\"line\":1760,\"component\":\"halvexTim\"}"};

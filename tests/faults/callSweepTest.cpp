@@ -102,6 +102,19 @@ TEST_F(CallSweep, TheCorrectionCallsReportEveryFault) { sweep("steering"); }
 TEST_F(CallSweep, GetTimeReportsEveryFault) { sweep("getTime"); }
 TEST_F(CallSweep, FinalizeEndsTheProcessOrLeavesNothingBehind) { sweep("finalize"); }
 
+TEST(AnEdge, ThatTheFpgaMissesIsLookedFor101TimesWith10MsBetween) {
+    const Story& usual = storyNamed("service of a stopped FPGA");
+    const Story story{"missed edge", usual.before,
+                      [](Subject& subject, World& world) {
+                          world.edgesThatTheFpgaMisses = 1;
+                          subject.tick();
+                      },
+                      usual.after};
+    const Expected expected = expect(story, {});
+    EXPECT_EQ(std::count(expected.journal.begin(), expected.journal.end(), "sleep 0.10000000 = 0"), 101);
+    EXPECT_EQ(runHere(story, {}, expected), "");
+}
+
 TEST(CallSweepItself, NoticesACallThatIsMissingAndAMessageThatDiffers) {
     const Expected expected = expect(storyNamed("getTime"), {1, {5, std::nullopt, 0}, false});
     Journal shorter = expected.journal;

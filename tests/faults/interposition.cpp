@@ -469,6 +469,7 @@ int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, co
         if (soon.tv_nsec >= 1'000'000'000) soon = {soon.tv_sec + 1, soon.tv_nsec - 1'000'000'000};
         return realTimedWait(condition, mutex, &soon);
     }
+    const std::int64_t lengthNs = world->nsUntil(deadline->tv_sec, deadline->tv_nsec);
     monitor.isSignalled = false;
     monitor.isWaiting = true;
     pthread_mutex_unlock(mutex);
@@ -476,7 +477,7 @@ int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, co
     monitor.mayGoOn.acquire();
     pthread_mutex_lock(mutex);
     monitor.isWaiting = false;
-    return static_cast<int>(outside.finish(world->wait(monitor.isSignalled)));
+    return static_cast<int>(outside.finish(world->wait(monitor.isSignalled, lengthNs)));
 }
 
 void syslog(int priority, const char* format, ...) {

@@ -93,7 +93,9 @@ public:
     Answer startThread() { return plain(Call::startThread, "start thread"); }
     Answer makeMutex() { return plain(Call::makeMutex, "make mutex"); }
     Answer makeCondition() { return plain(Call::makeCondition, "make condition"); }
-    Answer wait(bool isSignalled);
+    Answer wait(bool isSignalled, std::int64_t lengthNs);
+    /// From now to a time of the monotonic clock.
+    std::int64_t nsUntil(std::int64_t seconds, std::int64_t nanoseconds) const;
     void syslog(int priority, std::string_view text);
 
     void arm(const FaultPlan& plan);   ///< Positions count from here.
@@ -114,6 +116,7 @@ public:
     std::size_t mostDescriptors = 1000;  ///< One more is EMFILE.
     bool fpgaIsRunning = true;
     bool fpgaReadsZero = false;
+    long edgesThatTheFpgaMisses = 0;
 
 private:
     struct Descriptor { std::string path; std::size_t offset = 0; std::size_t directoryPosition = 0; };
