@@ -1,6 +1,5 @@
+/* Keeps QEMU's two threads in step, so that virtual time repeats to the nanosecond. Preloaded into QEMU by ./run. */
 /*
- * Keeps QEMU's two threads in step, so that virtual time repeats to the nanosecond. Preloaded into QEMU by ./run.
- *
  * When the guest's processor halts, QEMU's main thread moves the virtual clock to the next timer. It does so as soon as it finds
  * the processor halted, and may find that a moment before the other thread has accounted for the instructions it has just
  * run: then the clock jumps too far by those. On a busy host that happens now and then, and a log differs by a tick. Here the
