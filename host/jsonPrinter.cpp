@@ -8,20 +8,6 @@ namespace {
 
 using nlohmann::ordered_json;
 
-const char* outcomeName(Outcome outcome) {
-    switch (outcome) {
-        case Outcome::ok:
-            return "ok";
-        case Outcome::warning:
-            return "warning";
-        case Outcome::failed:
-            return "failed";
-        case Outcome::skipped:
-            return "skipped";
-    }
-    return "failed";
-}
-
 /// The information as an object when it is JSON, as text when it is not, null when there is none.
 ordered_json informationAsJson(const std::string& information) {
     if (information.empty()) {

@@ -12,6 +12,21 @@ namespace halvexctl {
 
 enum class Outcome { ok, warning, failed, skipped };
 
+/// As JSON has it.
+constexpr const char* outcomeName(Outcome outcome) {
+    switch (outcome) {
+        case Outcome::ok:
+            return "ok";
+        case Outcome::warning:
+            return "warning";
+        case Outcome::failed:
+            break;
+        case Outcome::skipped:
+            return "skipped";
+    }
+    return "failed";
+}
+
 /// One value, said both ways. Keys are camelCase and carry their unit ("offsetNs"). Without a label the text
 /// leaves it out, without a key the JSON does.
 struct Field {

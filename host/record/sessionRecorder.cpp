@@ -28,20 +28,6 @@ std::uint64_t systemNowNs() {
     return static_cast<std::uint64_t>(now.tv_sec) * kNsPerSecond + static_cast<std::uint64_t>(now.tv_nsec);
 }
 
-const char* outcomeName(Outcome outcome) {
-    switch (outcome) {
-        case Outcome::ok:
-            return "ok";
-        case Outcome::warning:
-            return "warning";
-        case Outcome::failed:
-            return "failed";
-        case Outcome::skipped:
-            return "skipped";
-    }
-    return "failed";
-}
-
 }  // namespace
 
 SessionRecorder::SessionRecorder(Session& session, const RecordOptions& options)

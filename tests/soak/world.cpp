@@ -10,35 +10,12 @@
 #include "board/preload/waiting.h"
 #include "board/scenario/scenario.h"
 #include "tests/soak/calls.h"
+#include "tests/support/usualBoard.h"
 
 namespace soak {
 namespace {
 
 using halvexboard::LockGuard;
-
-constexpr const char* kScenario = R"(
-crystal_error_ppb = 3000
-[system_clock]
-crystal_error_ppb = -5000
-[ferrox]
-offset = "10 s"
-[fpga]
-offset = "-730 ms"
-step_loss = "1500 ns"
-step_jitter = "50 ns"
-[[interface]]
-name = "enp2s0"
-phc_index = 1
-offset = "3 s"
-step_loss = "1500 ns"
-step_jitter = "50 ns"
-[[interface]]
-name = "enp1s0"
-phc_index = 0
-offset = "-412 ns"
-step_loss = "1500 ns"
-step_jitter = "50 ns"
-)";
 
 constexpr std::int64_t kAllCapabilities = 2 | 2 << 8 | 4 << 16;
 constexpr double kNsPerSecond = 1e9;
@@ -48,7 +25,7 @@ constexpr int kMostEdgesToLose = 2;
 }  // namespace
 
 World::World(std::uint64_t seed) {
-    board_config config = halvexboard::parseScenario(kScenario, "soak").config;
+    board_config config = halvexboard::parseScenario(testsupport::kUsualBoard, "soak").config;
     config.seed = seed;
     halvexboard::CoreOptions options;
     options.sink = sink();

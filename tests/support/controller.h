@@ -16,6 +16,7 @@
 #include "board/preload/linkedBoard.h"
 #include "include/zuqxmtk.h"
 #include "tests/support/statusHolder.h"
+#include "tests/support/usualBoard.h"
 
 namespace testsupport {
 
@@ -24,31 +25,6 @@ inline std::uint64_t seedOfRun() {
     const char* const chosen = std::getenv("HALVEX_SEED");
     return chosen != nullptr ? std::strtoull(chosen, nullptr, 0) : 1;
 }
-
-/// Two I210s (the kernel lists the second first), FPGA and Ferrox, every step short by 1.5 us with 50 ns jitter.
-inline constexpr std::string_view kUsualBoard = R"(
-crystal_error_ppb = 3000
-[system_clock]
-crystal_error_ppb = -5000
-[ferrox]
-offset = "10 s"
-[fpga]
-offset = "-730 ms"
-step_loss = "1500 ns"
-step_jitter = "50 ns"
-[[interface]]
-name = "enp2s0"
-phc_index = 1
-offset = "3 s"
-step_loss = "1500 ns"
-step_jitter = "50 ns"
-[[interface]]
-name = "enp1s0"
-phc_index = 0
-offset = "-412 ns"
-step_loss = "1500 ns"
-step_jitter = "50 ns"
-)";
 
 /// A board that is on for the length of a test, and a host that calls the library on it. Threads: one.
 class Controller : public testing::Test {
