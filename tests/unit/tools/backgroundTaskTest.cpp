@@ -83,6 +83,24 @@ TEST(BackgroundTaskTest, IsStillWaitedForWhenAThreadThatWaitsForItIsCancelled) {
     EXPECT_TRUE(hasEnded);
 }
 
+TEST(BackgroundTaskTest, IsWaitedForByItsDestructorOnAThreadThatIsBeingCancelled) {
+    static std::atomic<bool> hasEnded;
+    hasEnded = false;
+    pthread_t host;
+    ASSERT_EQ(pthread_create(
+                  &host, nullptr,
+                  [](void*) -> void* {
+                      BackgroundTask task([] { hasEnded = true; });
+                      task.start();
+                      pthread_cancel(pthread_self());
+                      return nullptr;
+                  },
+                  nullptr),
+              0);
+    pthread_join(host, nullptr);
+    EXPECT_TRUE(hasEnded);
+}
+
 TEST(BackgroundTaskTest, BlocksEverySignalOnItsThreadAndNoneOnTheCallers) {
     sigset_t before, during, after;
     pthread_sigmask(SIG_SETMASK, nullptr, &before);
