@@ -91,6 +91,7 @@ TEST_F(InterfaceFile, Of256BytesIsRefusedAndLeavesTheBufferAlone) {
     directory.writeFile("file", std::string(256, 'p'));
     EXPECT_EQ(read(), 256U);
     expectNothingRead(-52019);
+    EXPECT_EQ(status.line, 61U);
 }
 
 TEST_F(InterfaceFile, Of5000BytesIsReadUpTo4096InOneReadAndRefused) {

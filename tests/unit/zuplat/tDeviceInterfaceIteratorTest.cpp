@@ -107,8 +107,19 @@ TEST_F(DeviceInterfaceIterator, ReportsASearchThatFailsAndIsAtEnd) {
         EXPECT_EQ(failed.code, -52003);
         EXPECT_STREQ(failed.component, "halvexTim");
         EXPECT_STREQ(failed.file, "tDeviceInterfaceIterator");
+        EXPECT_EQ(failed.line, 58U);
         EXPECT_TRUE(isAtEnd(iterator));
     }
+}
+
+TEST_F(DeviceInterfaceIterator, IsAtEndWhenItStartsAgainAndFails) {
+    addInstance("fpga", "nZUHORLIXFPGA000_HorlixFpga\\0", "/dev/zu0");
+    startEnumeration(&iterator, kIdentifier, &status);
+    ASSERT_FALSE(isAtEnd(iterator));
+    libcHooks().glob = [](const char*, int, int (*)(const char*, int), glob_t*) { return GLOB_NOSPACE; };
+    startEnumeration(&iterator, kIdentifier, &status);
+    EXPECT_TRUE(isAtEnd(iterator));
+    releaseEnumeration(&iterator);
 }
 
 TEST_F(DeviceInterfaceIterator, SearchesWhateverTheStatusHolds) {
@@ -174,6 +185,8 @@ TEST_F(DeviceInterfaceIterator, RefusesToReadWithoutABuffer) {
     startEnumeration(&iterator, kIdentifier, &status);
     readInterfacePath(iterator, nullptr, &status);
     EXPECT_EQ(status.code, -52019);
+    EXPECT_STREQ(status.file, "linuxDevEnumHelper");
+    EXPECT_EQ(status.line, 61U);
 }
 
 TEST_F(DeviceInterfaceIterator, IsAtEndOnceReleasedAndMayBeReleasedAgain) {
