@@ -40,11 +40,11 @@ struct DeviceInterfaceProxy : testing::Test {
         if (proxy.isOpen()) proxy.close();
     }
     void openProxy() { proxy.open("/dev/zu0", &status); }
-    void expectReported(std::int64_t code) {
+    void expectReported(std::int64_t code, std::uint64_t line) {
         EXPECT_EQ(status.code, code);
         EXPECT_STREQ(status.component, "halvexTim");
         EXPECT_STREQ(status.file, "tDeviceInterfaceProxy");
-        EXPECT_NE(status.line, 0U);
+        EXPECT_EQ(status.line, line);
     }
 
     testsupport::LibcHooksGuard hooks;
@@ -100,7 +100,7 @@ TEST_F(DeviceInterfaceProxy, ReportsAPathThatEndsInANewlineAsNotFound) {
     std::strcpy(path.text, "/dev/null\n");
     path.length = 11;
     proxy.open(path, &status);
-    expectReported(-52006);
+    expectReported(-52006, 47);
     EXPECT_FALSE(proxy.isOpen());
 }
 
@@ -110,7 +110,7 @@ TEST_F(DeviceInterfaceProxy, StaysClosedWhenOpeningFails) {
         return -1;
     };
     openProxy();
-    expectReported(-52026);
+    expectReported(-52026, 47);
     EXPECT_FALSE(proxy.isOpen());
 }
 
@@ -132,7 +132,7 @@ TEST_F(DeviceInterfaceProxy, OpensWhenTheStatusHoldsAWarningAndReportsAnErrorOve
         return -1;
     };
     openProxy();
-    expectReported(-52006);
+    expectReported(-52006, 47);
 }
 
 TEST_F(DeviceInterfaceProxy, ClosesItsDescriptorOnce) {
@@ -198,7 +198,7 @@ TEST_F(DeviceInterfaceProxy, ReportsACallThatFailsAndStillReturnsTheBytesReturne
         return -1;
     };
     EXPECT_EQ(proxy.ioctl(1, nullptr, 0, nullptr, 0, &status), 9U);
-    expectReported(-52002);
+    expectReported(-52002, 71);
 }
 
 TEST_F(DeviceInterfaceProxy, ReportsAnErrnoOf131AndMoreAsAFaultOfTheSystem) {
@@ -210,7 +210,7 @@ TEST_F(DeviceInterfaceProxy, ReportsAnErrnoOf131AndMoreAsAFaultOfTheSystem) {
         };
         status = PlatStatus();
         proxy.ioctl(1, nullptr, 0, nullptr, 0, &status);
-        expectReported(-52008);
+        expectReported(-52008, 71);
     }
 }
 
@@ -232,12 +232,12 @@ TEST_F(DeviceInterfaceProxy, CallsTheSystemWithDescriptorMinusOneWhenClosedAndRe
     };
     EXPECT_EQ(proxy.ioctl(1, nullptr, 0, nullptr, 0, &status), 0U);
     EXPECT_EQ(asked, -1);
-    expectReported(-52006);
+    expectReported(-52006, 71);
 }
 
 TEST_F(DeviceInterfaceProxy, TheSystemItselfAnswersACallOnAClosedProxyWithNotFound) {
     proxy.ioctl(1, nullptr, 0, nullptr, 0, &status);
-    expectReported(-52006);
+    expectReported(-52006, 71);
 }
 
 TEST_F(DeviceInterfaceProxy, DoesNothingButReturnZeroWhenTheStatusHoldsAnError) {
@@ -279,7 +279,7 @@ TEST_F(DeviceInterfaceProxy, ReportsAReadThatFails) {
         return ssize_t{-1};
     };
     EXPECT_EQ(proxy.read(buffer, 8, &status), -1);
-    expectReported(-52024);
+    expectReported(-52024, 88);
 }
 
 TEST_F(DeviceInterfaceProxy, WritesOnceAndReturnsTheCount) {
@@ -302,7 +302,7 @@ TEST_F(DeviceInterfaceProxy, ReportsAWriteThatFails) {
         return ssize_t{-1};
     };
     EXPECT_EQ(proxy.write("x", 1, &status), -1);
-    expectReported(-52012);
+    expectReported(-52012, 101);
 }
 
 TEST_F(DeviceInterfaceProxy, MapsSharedPagesForReadingOrForBoth) {
@@ -348,7 +348,7 @@ TEST_F(DeviceInterfaceProxy, ReportsAMappingThatFailsAndLeavesItNull) {
     EXPECT_EQ(address, nullptr);
     EXPECT_EQ(mapping.address, nullptr);
     EXPECT_EQ(mapping.length, 0U);
-    expectReported(-52000);
+    expectReported(-52000, 123);
 }
 
 TEST_F(DeviceInterfaceProxy, UnmapsAMappingOnceAndWhateverTheStatus) {
