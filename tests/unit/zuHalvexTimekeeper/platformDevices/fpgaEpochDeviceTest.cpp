@@ -547,7 +547,7 @@ TEST_F(FpgaDevice, TellsThatTheStatusCannotBeSet) {
 
 TEST_F(FpgaDevice, AllocatesNothingForATimeAStepAnEpochAndTheFlag) {
     device();
-    libcHooks().ioctl = [this, time = std::uint64_t{1}](int, unsigned long request, void* block) mutable {
+    libcHooks().ioctl = [time = std::uint64_t{1}](int, unsigned long request, void* block) mutable {
         std::uint64_t out;
         std::memcpy(&out, static_cast<char*>(block) + 8, sizeof out);
         if (request == kGetTime || request == kGetEpochTimestamp) std::memcpy(reinterpret_cast<void*>(out), &++time, 8);
