@@ -41,6 +41,7 @@ public:
 private:
     void load();
     void reset();
+    void resetOrTerminate() noexcept;
     bool isRunning();
 
     nHALVEXTIMEKEEPER_18_1::tInterfaceProxy_HorlixFpga proxy_;

@@ -19,9 +19,12 @@ void* allocate(std::size_t size) {
 
 long testsupport::countAllocations() { return allocations; }
 
+// The C++ library must find all of them; clang would hide the sized forms, which it does not know to be the system's.
+#pragma GCC visibility push(default)
 void* operator new(std::size_t size) { return allocate(size); }
 void* operator new[](std::size_t size) { return allocate(size); }
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete[](void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+#pragma GCC visibility pop
