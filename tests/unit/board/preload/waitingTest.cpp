@@ -258,6 +258,18 @@ TEST_F(Waiting, InARunningThreadDoesNotStarveTheOthers)
     setter.join();
 }
 
+TEST_F(Waiting, ByYieldingTakesTimeBesideOthersAndNoneWhenAlone)
+{
+    const auto yieldOften = [] {
+        for (int i = 0; i < 1000; ++i)
+            std::this_thread::yield();
+    };
+    EXPECT_LT(spanOf(yieldOften), kMillisecond / 10) << "a leak checker waits like this for its helper, which is nobody here";
+    std::thread sleeper([] { std::this_thread::sleep_for(5ms); });
+    expectAbout(spanOf(yieldOften), kMillisecond);
+    sleeper.join();
+}
+
 TEST_F(Waiting, OverTwentyMinutesOfTwoSecondWakesIsQuick)
 {
     timespec start{};
