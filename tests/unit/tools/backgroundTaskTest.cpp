@@ -101,6 +101,26 @@ TEST(BackgroundTaskTest, IsWaitedForByItsDestructorOnAThreadThatIsBeingCancelled
     EXPECT_TRUE(hasEnded);
 }
 
+TEST(BackgroundTaskTest, LetsAThreadThatIsCancelledUnwindAndRunsAgain) {
+    int runs = 0, unwound = 0;
+    struct Unwound {
+        int& count;
+        ~Unwound() { ++count; }
+    };
+    BackgroundTask task([&] {
+        const Unwound atTheEnd{unwound};
+        if (++runs == 1) pthread_cancel(pthread_self());
+        pthread_testcancel();
+    });
+    task.start();
+    EXPECT_NO_THROW(task.finish());
+    EXPECT_EQ(unwound, 1);
+    task.start();
+    EXPECT_NO_THROW(task.finish());
+    EXPECT_EQ(runs, 2);
+    EXPECT_EQ(unwound, 2);
+}
+
 TEST(BackgroundTaskTest, BlocksEverySignalOnItsThreadAndNoneOnTheCallers) {
     sigset_t before, during, after;
     pthread_sigmask(SIG_SETMASK, nullptr, &before);
