@@ -279,6 +279,14 @@ TEST(StatusMerge, LeavesEverythingWhenTheCodeIsNotTaken) {
     EXPECT_EQ(source.getText(), R"({"a":1})");
 }
 
+TEST(StatusOfTheLibrary, IsMadeCleanWithoutABuffer) {
+    const zuerr_Status status = zuerr::makeStatus();
+    EXPECT_EQ(status.code, 0);
+    EXPECT_EQ(status.capacity, 0U);
+    EXPECT_EQ(status.reallocJson, zuerr_defaultReallocJson);
+    EXPECT_EQ(status.json, nullptr);
+}
+
 TEST(StatusWords, NameTheSeverityAndTheMissingText) {
     EXPECT_STREQ(zuerr::severityWord(-1), "FAIL");
     EXPECT_STREQ(zuerr::severityWord(1), "WARN");
