@@ -5,15 +5,16 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <fstream>
 #include <mutex>
-#include <string>
 #include <thread>
 #include <vector>
+
+#include "tests/support/sleepingThread.h"
 
 namespace {
 
 using halvexTimekeeper::LeafMutex;
+using testsupport::isAsleep;
 
 TEST(LeafMutexTest, CanBeTakenAgainAfterItWasGivenBack) {
     LeafMutex mutex;
@@ -36,14 +37,6 @@ TEST(LeafMutexTest, LetsOneThreadInAtATime) {
     }
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(turns, long{kThreads} * kTurns);
-}
-
-/// Whether the kernel has put a thread of this process to sleep.
-bool isAsleep(pid_t thread) {
-    std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
-    std::string text;
-    std::getline(stat, text);
-    return text.substr(text.rfind(')') + 2, 1) == "S";
 }
 
 TEST(LeafMutexTest, WakesWhoeverWaits) {

@@ -147,6 +147,7 @@ TEST_F(InterfaceFile, ThatCannotBeReadIsAFaultOfTheCommunication) {
     directory.makeDirectory("file");  // it opens, and reading it fails
     EXPECT_EQ(read(), 0U);
     expectNothingRead(-52024);
+    EXPECT_EQ(status.line, 53U);
 }
 
 }  // namespace

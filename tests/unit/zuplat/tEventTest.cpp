@@ -2,16 +2,20 @@
 #include "zuplat/quarks/synchronization/tEvent.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <limits>
 #include <thread>
 
 #include "tests/support/libcHooks.h"
+#include "tests/support/sleepingThread.h"
 
 namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000 {
 namespace {
 
+using testsupport::isAsleep;
 using testsupport::libcHooks;
 
 constexpr std::uint64_t kPast = 1;
@@ -157,6 +161,26 @@ TEST_F(TEvent, GoesOnWaitingWhenItIsWokenWithoutBeingSet) {
     event.waitUntil(kNever, &status);
     EXPECT_EQ(waits, 3);
     EXPECT_EQ(status.code, 0);
+}
+
+TEST_F(TEvent, IsNotSetBetweenAWaitersLookAndItsSleep) {
+    tEvent event(&status);
+    std::thread setting;
+    std::atomic<pid_t> settingThread = 0;
+    std::atomic<bool> hasSet = false;
+    // The waiter has looked and has the mutex still: whoever sets now must wait, or the signal finds nobody asleep.
+    libcHooks().pthread_cond_timedwait = [&](pthread_cond_t*, pthread_mutex_t*, const timespec*) {
+        setting = std::thread([&] {
+            settingThread = gettid();
+            event.set();
+            hasSet = true;
+        });
+        while (!hasSet && (settingThread == 0 || !isAsleep(settingThread))) std::this_thread::yield();
+        EXPECT_FALSE(hasSet);
+        return ETIMEDOUT;
+    };
+    event.waitUntil(kNever, &status);
+    setting.join();
 }
 
 TEST_F(TEvent, CountsAsSetWhenTheSetComesWithTheDeadline) {
