@@ -329,6 +329,14 @@ TEST_F(FpgaDevice, DoesNotRememberTheEpochThatItReturned) {
     EXPECT_TRUE(sleeps.empty());
 }
 
+TEST_F(FpgaDevice, RemembersAnEpochOfZeroBeforeItIsArmed) {
+    device();
+    driver.answers[kGetEpochTimestamp] = {.value = 0};
+    EXPECT_EQ(raisedBy([&] { device().getEpochTimestamp(); }).code, -52007);
+    driver.answers[kGetEpochTimestamp] = {.value = 1};
+    EXPECT_EQ(device().getEpochTimestamp(), 1U);
+}
+
 TEST_F(FpgaDevice, TakesAnEpochThatWentBackForANewOne) {
     device();
     driver.answers[kGetEpochTimestamp] = {.value = 10};
