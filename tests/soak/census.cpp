@@ -23,13 +23,14 @@ void forEachEntry(const char* directory, Action action) {
     closedir(stream);
 }
 
-std::int64_t readPrivateKiB() {
+/// Written memory alone: a page of a file that is only read becomes private by itself when the other processes that map it end.
+std::int64_t readWrittenKiB() {
     std::FILE* const file = std::fopen("/proc/self/smaps_rollup", "re");
     if (file == nullptr) std::abort();
     std::int64_t total = 0;
     char line[256];
     while (std::fgets(line, sizeof line, file) != nullptr) {
-        if (std::strncmp(line, "Private_", 8) == 0) total += std::atoll(std::strchr(line, ':') + 1);
+        if (std::strncmp(line, "Private_Dirty:", 14) == 0) total += std::atoll(std::strchr(line, ':') + 1);
     }
     std::fclose(file);
     return total;
@@ -49,7 +50,7 @@ Census takeCensus() {
         }
     });
     forEachEntry("/proc/self/task", [&census](int, int) { ++census.threads; });
-    census.privateKiB = readPrivateKiB();
+    census.writtenKiB = readWrittenKiB();
     return census;
 }
 

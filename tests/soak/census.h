@@ -1,4 +1,4 @@
-// What the process holds at one moment: descriptors by what they stand for, threads, private memory.
+// What the process holds at one moment: descriptors by what they stand for, threads, written memory.
 #pragma once
 
 #include <array>
@@ -13,7 +13,7 @@ struct Census {
     std::array<int, BOARD_TARGET_FIRST_INTERFACE + BOARD_MAX_INTERFACES> onTarget{};  ///< Of the board, by target.
     int sockets = 0;
     int threads = 0;
-    std::int64_t privateKiB = 0;
+    std::int64_t writtenKiB = 0;
 };
 
 /// Allocates nothing that outlives it.

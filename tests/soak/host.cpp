@@ -22,7 +22,7 @@ constexpr std::int64_t kToleranceNs = 100;
 constexpr std::int64_t kServoToleranceNs = 60;
 constexpr std::int64_t kNsPerSecond = 1'000'000'000;
 constexpr std::int64_t kOneDayNs = 86'400 * kNsPerSecond;
-constexpr std::int64_t kPrivateSlackKiB = 512;
+constexpr std::int64_t kWrittenSlackKiB = 512;
 constexpr std::int64_t kBoardKiBPerDescriptor = 8;  // what the board itself keeps of an open file: two pages at most
 constexpr std::int64_t kRoundingPerBlock = 16;      // what the allocator may give more or less for the same request
 
@@ -267,21 +267,21 @@ void Host::expectNothingGrew() {
     demand(census.threads == 2 + kWatchdogThreads, std::to_string(census.threads) + " threads");
     if (figures_.hours == 0) {
         afterFirstHour_ = memory;
-        privateAfterFirstHourKiB_ = census.privateKiB;
+        writtenAfterFirstHourKiB_ = census.writtenKiB;
     }
     const std::int64_t newBlocks = memory.blocks - afterFirstHour_.blocks;
     demand(newBlocks == 0, std::to_string(newBlocks) + " more allocations than after the first hour");
     demand(std::abs(memory.bytes - afterFirstHour_.bytes) <= kRoundingPerBlock * memory.blocks,
            std::to_string(memory.bytes - afterFirstHour_.bytes) + " bytes more than after the first hour");
-    figures_.privateGrowthKiB = std::max(figures_.privateGrowthKiB, census.privateKiB - privateAfterFirstHourKiB_);
+    figures_.writtenGrowthKiB = std::max(figures_.writtenGrowthKiB, census.writtenKiB - writtenAfterFirstHourKiB_);
     demand(!kCountsMemory ||
-               figures_.privateGrowthKiB <= kPrivateSlackKiB + kBoardKiBPerDescriptor * std::int64_t{tally().refused},
-           std::to_string(figures_.privateGrowthKiB) + " KiB more private memory than after the first hour");
+               figures_.writtenGrowthKiB <= kWrittenSlackKiB + kBoardKiBPerDescriptor * std::int64_t{tally().refused},
+           std::to_string(figures_.writtenGrowthKiB) + " KiB more written memory than after the first hour");
     figures_.descriptors = census.descriptors;
     figures_.threads = census.threads - kWatchdogThreads;
     figures_.blocks = memory.blocks;
     figures_.blockBytes = memory.bytes;
-    figures_.privateKiB = census.privateKiB;
+    figures_.writtenKiB = census.writtenKiB;
 }
 
 void Host::expectNothingLeft() {

@@ -17,7 +17,7 @@ struct Figures {
     std::uint64_t hours = 0, hostCalls = 0, sessions = 0, restarts = 0, runaways = 0;
     std::int64_t worstAtRestNs = 0, worstOfSystemNs = 0;
     int descriptors = 0, threads = 0;
-    std::int64_t blocks = 0, blockBytes = 0, privateKiB = 0, privateGrowthKiB = 0;
+    std::int64_t blocks = 0, blockBytes = 0, writtenKiB = 0, writtenGrowthKiB = 0;
 };
 
 /// Drives the library through its exports. Threads: bound to the one that made it. Failure: told to the ledger; the
@@ -60,7 +60,7 @@ private:
     Figures figures_;
     Census atStart_;
     LiveMemory afterFirstHour_;
-    std::int64_t privateAfterFirstHourKiB_ = 0;
+    std::int64_t writtenAfterFirstHourKiB_ = 0;
     std::uint32_t failedRequestsOfHour_ = 0;
     bool isInitialized_ = false;
 };

@@ -90,8 +90,8 @@ void printFigures(const Figures& figures, std::uint64_t events, double seconds) 
               << " ns of the master, the system clock within " << figures.worstOfSystemNs << " ns of its source; "
               << figures.descriptors << " descriptors (" << tally().refused << " of refused clocks), "
               << figures.threads << " threads, " << figures.blocks << " allocations of " << figures.blockBytes
-              << " bytes, digest " << std::hex << book.digest() << std::dec << "; private memory " << figures.privateKiB
-              << " KiB, at most " << figures.privateGrowthKiB << " more than after the first hour; " << seconds
+              << " bytes, digest " << std::hex << book.digest() << std::dec << "; written memory " << figures.writtenKiB
+              << " KiB, at most " << figures.writtenGrowthKiB << " more than after the first hour; " << seconds
               << " s, " << processorSeconds() << " s of processor time\n";
 }
 
