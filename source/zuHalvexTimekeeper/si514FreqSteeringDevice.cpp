@@ -154,7 +154,7 @@ std::int32_t Si514FreqSteeringDevice::getCorrectionPerSecond() {
     {
         const std::lock_guard lock(mutex_);
         ppbFile_.resetOffset();
-        ppbFile_.read(text.data(), kOffsetTextCapacity);
+        ppbFile_.read(text.data(), text.size() - 1);
     }
     return parsePpb(text.data());
 }
