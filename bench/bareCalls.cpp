@@ -192,8 +192,10 @@ namespace {
 template <int frames>
 [[gnu::noinline]] long inFrames(int ppbOffset) {
     long result;
-    if constexpr (frames == 0) result = bareSetCorrection(ppbOffset);
-    else result = inFrames<frames - 1>(ppbOffset);
+    if constexpr (frames == 0)
+        result = bareSetCorrection(ppbOffset);
+    else
+        result = inFrames<frames - 1>(ppbOffset);
     asm volatile("" : "+r"(result));  // something to do after the call
     return result;
 }
@@ -334,7 +336,8 @@ void* waitAndService(void* argument) {
 void seedMaster(BareController& controller) {
     timespec now;
     clock_gettime(CLOCK_REALTIME, &now);
-    const std::int64_t difference = now.tv_sec * 1'000'000'000LL + now.tv_nsec - (std::int64_t)bareGetTime(controller.ferrox);
+    const std::int64_t difference =
+        now.tv_sec * 1'000'000'000LL + now.tv_nsec - (std::int64_t)bareGetTime(controller.ferrox);
     callDriver(controller.ferrox, BOARD_WIRE_FERROX_ADJUST_TIME, (std::uint64_t)(difference / 200 * 200));
 }
 

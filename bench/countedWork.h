@@ -5,8 +5,8 @@
 
 namespace halvexbench {
 
-/// Under callgrind, writes one profile per operation, named after it; under strace, encloses each operation's system calls
-/// in calls of access on "begin NAME" and "end NAME".
+/// Under callgrind, writes one profile per operation, named after it; under strace, encloses each operation's system
+/// calls in calls of access on "begin NAME" and "end NAME".
 void runCountedWork(const Plugin& plugin);
 
 }  // namespace halvexbench

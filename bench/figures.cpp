@@ -52,7 +52,8 @@ void printGivenUp(const Plugin& plugin) {
     plugin.applyMetaData("{}", &status);
     while (!counters().isFpgaWaiting) usleep(100);
     std::vector<double> durations;
-    for (int attempt = 0; attempt < 21; ++attempt) durations.push_back(microsecondsOf([&] { plugin.snapTime(0, &status); }));
+    for (int attempt = 0; attempt < 21; ++attempt)
+        durations.push_back(microsecondsOf([&] { plugin.snapTime(0, &status); }));
     counters().isFpgaBlocked = false;
     print("givenUpMs", nth(durations, 0.5) / 1000);
     print("givenUpShortestMs", durations.front() / 1000);
@@ -82,12 +83,13 @@ void printErrorTime(const Plugin& plugin) {
     constexpr int kErrors = 200;
     for (int block = 0; block < 301; ++block) {
         durations.push_back(microsecondsOf([&] {
-            for (int error = 0; error < kErrors; ++error) {
-                zuerr_Status status = zuerr::makeStatus();
-                plugin.setCorrectionPerSecond(62'001, &status);
-                zuerr::freeJson(status);
-            }
-        }) / kErrors);
+                                for (int error = 0; error < kErrors; ++error) {
+                                    zuerr_Status status = zuerr::makeStatus();
+                                    plugin.setCorrectionPerSecond(62'001, &status);
+                                    zuerr::freeJson(status);
+                                }
+                            }) /
+                            kErrors);
     }
     counters().isSyslogSilent = false;
     print("errorUs", nth(durations, 0.5));
@@ -230,7 +232,8 @@ void printWakeUps(const char* libraryPath) {
     sleep(kSeconds);
     print("wakeUpsAnHour", static_cast<double>(voluntarySwitches() - before) * 3600 / kSeconds);
     print("threadsAtRest", static_cast<double>(std::distance(std::filesystem::directory_iterator("/proc/self/task"),
-                                                             std::filesystem::directory_iterator())) - 1);
+                                                             std::filesystem::directory_iterator())) -
+                               1);
     plugin.finalize();
     reapChildren();
 }

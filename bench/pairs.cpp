@@ -91,21 +91,33 @@ void registerCalls(const Plugin& plugin, const BareController& bare) {
     static std::int32_t ppb = 0;
     constexpr int kCalls = 1000;
     constexpr clockid_t kOwnTime = CLOCK_THREAD_CPUTIME_ID;  // they never sleep, and others use the machine too
-    registerPair({.name = "getTime", .clock = kOwnTime, .callsPerBlock = kCalls,
+    registerPair({.name = "getTime",
+                  .clock = kOwnTime,
+                  .callsPerBlock = kCalls,
                   .bare = repeated(kCalls, [&bare] { time = bareGetTime(bare.ferrox); }),
                   .library = repeated(kCalls, [&plugin] { plugin.getTime(&time, &status); })});
-    registerPair({.name = "getCorrection", .clock = kOwnTime, .callsPerBlock = kCalls,
+    registerPair({.name = "getCorrection",
+                  .clock = kOwnTime,
+                  .callsPerBlock = kCalls,
                   .bare = repeated(kCalls, [&bare] { benchmark::DoNotOptimize(bareGetCorrection(bare.ppbOffset)); }),
                   .library = repeated(kCalls, [&plugin] { plugin.getCorrectionPerSecond(&ppb, &status); })});
-    registerPair({.name = "setCorrection", .clock = kOwnTime, .callsPerBlock = kCalls,
+    registerPair({.name = "setCorrection",
+                  .clock = kOwnTime,
+                  .callsPerBlock = kCalls,
                   .bare = repeated(kCalls, [&bare] { benchmark::DoNotOptimize(bareSetCorrection(bare.ppbOffset)); }),
                   .library = repeated(kCalls, [&plugin] { plugin.setCorrectionPerSecond(-61999, &status); })});
-    registerPair({.name = "frames", .clock = kOwnTime, .callsPerBlock = kCalls,
+    registerPair({.name = "frames",
+                  .clock = kOwnTime,
+                  .callsPerBlock = kCalls,
                   .bare = repeated(kCalls, [&bare] { benchmark::DoNotOptimize(bareSetCorrection(bare.ppbOffset)); }),
-                  .library = repeated(kCalls, [&bare] { benchmark::DoNotOptimize(bareSetCorrectionInFrames(bare.ppbOffset)); })});
-    registerPair({.name = "locked", .clock = kOwnTime, .callsPerBlock = kCalls,
+                  .library = repeated(
+                      kCalls, [&bare] { benchmark::DoNotOptimize(bareSetCorrectionInFrames(bare.ppbOffset)); })});
+    registerPair({.name = "locked",
+                  .clock = kOwnTime,
+                  .callsPerBlock = kCalls,
                   .bare = repeated(kCalls, [&bare] { benchmark::DoNotOptimize(bareSetCorrection(bare.ppbOffset)); }),
-                  .library = repeated(kCalls, [&bare] { benchmark::DoNotOptimize(bareSetCorrectionWithLocked(bare.ppbOffset)); })});
+                  .library = repeated(
+                      kCalls, [&bare] { benchmark::DoNotOptimize(bareSetCorrectionWithLocked(bare.ppbOffset)); })});
 }
 
 void registerSnapTime(const Plugin& plugin, BareController& bare) {
@@ -117,8 +129,11 @@ void registerSnapTime(const Plugin& plugin, BareController& bare) {
         seen = counters().alignments;
         usleep(300);
     };
-    registerPair({.name = "snapTime", .blocks = 401, .bare = [&bare] { bareSnapTime(bare); },
-                  .library = [&plugin] { plugin.snapTime(0, &status); }, .between = settle});
+    registerPair({.name = "snapTime",
+                  .blocks = 401,
+                  .bare = [&bare] { bareSnapTime(bare); },
+                  .library = [&plugin] { plugin.snapTime(0, &status); },
+                  .between = settle});
 }
 
 /// A step of every slave, then agreement: two iterations.
@@ -128,10 +143,19 @@ void registerAlignment(int slaveCount) {
     const auto bare = std::make_shared<BareController>();
     bare->open(phcCountOf(slaveCount), hasFpga(slaveCount));
     const int runs = std::max(1, 32 / slaveCount);
-    registerPair({.name = "alignment/" + std::to_string(slaveCount), .clock = CLOCK_THREAD_CPUTIME_ID,
-                  .callsPerBlock = 2 * runs, .blocks = 201,
-                  .bare = repeated(runs, [=] { disturb(slaveCount, 1000); bareAlignment(*bare); }),
-                  .library = repeated(runs, [=] { disturb(slaveCount, 1000); EpochAlignment(*master, *slaves).run(); })});
+    registerPair({.name = "alignment/" + std::to_string(slaveCount),
+                  .clock = CLOCK_THREAD_CPUTIME_ID,
+                  .callsPerBlock = 2 * runs,
+                  .blocks = 201,
+                  .bare = repeated(runs,
+                                   [=] {
+                                       disturb(slaveCount, 1000);
+                                       bareAlignment(*bare);
+                                   }),
+                  .library = repeated(runs, [=] {
+                      disturb(slaveCount, 1000);
+                      EpochAlignment(*master, *slaves).run();
+                  })});
 }
 
 void registerServicePass(int slaveCount) {
@@ -143,8 +167,11 @@ void registerServicePass(int slaveCount) {
         std::make_shared<Si514FreqSteeringDevice>(62'000, -62'000), makeSlaves(slaveCount));
     timekeeper->serviceEpochDevices();
     const int runs = std::max(4, 64 / slaveCount);
-    registerPair({.name = "servicePass/" + std::to_string(slaveCount), .clock = CLOCK_THREAD_CPUTIME_ID,
-                  .callsPerBlock = runs, .blocks = 201, .bare = repeated(runs, [=] { bareServicePass(*bare); }),
+    registerPair({.name = "servicePass/" + std::to_string(slaveCount),
+                  .clock = CLOCK_THREAD_CPUTIME_ID,
+                  .callsPerBlock = runs,
+                  .blocks = 201,
+                  .bare = repeated(runs, [=] { bareServicePass(*bare); }),
                   .library = repeated(runs, [=] { timekeeper->serviceEpochDevices(); })});
 }
 
@@ -153,7 +180,11 @@ void registerLife(const Plugin& plugin) {
         initializeOrThrow(plugin);
         plugin.finalize();
     };
-    registerPair({.name = "life", .clock = CLOCK_PROCESS_CPUTIME_ID, .blocks = 151, .bare = bareLife, .library = live,
+    registerPair({.name = "life",
+                  .clock = CLOCK_PROCESS_CPUTIME_ID,
+                  .blocks = 151,
+                  .bare = bareLife,
+                  .library = live,
                   .between = reapChildren});
 }
 

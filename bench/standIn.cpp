@@ -56,8 +56,8 @@ void makeTree(const fs::path& root) {
     }
     const fs::path client = root / "sys/bus/i2c/drivers/si514/0-0055";
     writeFile(client / "name", "si514\n");
-    // An attribute of the kernel's that takes and gives back a short text, and does nothing else: the one that is named,
-    // or this process's name.
+    // An attribute of the kernel's that takes and gives back a short text, and does nothing else: the one that is
+    // named, or this process's name.
     const char* const attribute = std::getenv("HALVEX_BENCH_ATTRIBUTE");
     fs::create_symlink(attribute != nullptr ? attribute : "/proc/self/comm", client / "ppb_offset");
     std::ofstream(client / "ppb_offset") << "0.000000";

@@ -8,9 +8,9 @@
 #include <functional>
 #include <string>
 
-// The program defines and exports the functions of the C library that reach hardware, so the library that it loads calls
-// these. What is measured and what it is measured against pay the same system call and the same answer; the system call is
-// real, and the cheapest of its kind, so that the ratio is the worst that any hardware can show.
+// The program defines and exports the functions of the C library that reach hardware, so the library that it loads
+// calls these. What is measured and what it is measured against pay the same system call and the same answer; the
+// system call is real, and the cheapest of its kind, so that the ratio is the worst that any hardware can show.
 namespace halvexbench {
 
 inline constexpr int kMostPhcs = 64;
@@ -45,13 +45,13 @@ int oscillatorDescriptor();
 void reapChildren();
 
 struct Counters {
-    std::atomic<long> alignments{0};        ///< Successful ones, by their syslog line.
-    std::atomic<long> iterations{0};        ///< Of the last alignment.
-    std::atomic<std::uint64_t> statusRecords{0};   ///< That the FPGA has received.
-    std::atomic<std::int64_t> lastRecordNs{0};     ///< When it received the last, on the monotonic clock.
-    std::atomic<bool> isFpgaBlocked{false};        ///< While set, a status record is not taken.
-    std::atomic<bool> isFpgaWaiting{false};        ///< A record is waiting to be taken.
-    std::atomic<bool> isSyslogSilent{false};       ///< Lines are thrown away unformatted.
+    std::atomic<long> alignments{0};              ///< Successful ones, by their syslog line.
+    std::atomic<long> iterations{0};              ///< Of the last alignment.
+    std::atomic<std::uint64_t> statusRecords{0};  ///< That the FPGA has received.
+    std::atomic<std::int64_t> lastRecordNs{0};    ///< When it received the last, on the monotonic clock.
+    std::atomic<bool> isFpgaBlocked{false};       ///< While set, a status record is not taken.
+    std::atomic<bool> isFpgaWaiting{false};       ///< A record is waiting to be taken.
+    std::atomic<bool> isSyslogSilent{false};      ///< Lines are thrown away unformatted.
 };
 Counters& counters();
 

@@ -1,5 +1,5 @@
-// Texts of attribute files and names of directory entries: the oscillator's offset, name and client directory, the path of a
-// driver's node, and the vendor of a network interface.
+// Texts of attribute files and names of directory entries: the oscillator's offset, name and client directory, the path
+// of a driver's node, and the vendor of a network interface.
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -35,9 +35,9 @@ using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::readInterfaceFile;
 constexpr int kFileDescriptor = 1'000'000;
 constexpr const char* kInterfaceFile = "interfacePath";
 bool isAnswering = false;
-std::string content;           ///< What every file holds while the target answers.
-std::string entryName;         ///< The one entry of every directory.
-std::size_t position = 0;      ///< Of the file that is open.
+std::string content;       ///< What every file holds while the target answers.
+std::string entryName;     ///< The one entry of every directory.
+std::size_t position = 0;  ///< Of the file that is open.
 bool isEntryRead = false;
 char theDirectory;
 char theStream;
@@ -197,7 +197,8 @@ void __syslog_chk(int, int, const char*, ...) {}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view input(reinterpret_cast<const char*>(data), size);
-    const std::size_t end = std::min(input.find('\0'), input.size());  // an entry's name, a NUL, and what the files hold
+    const std::size_t end =
+        std::min(input.find('\0'), input.size());  // an entry's name, a NUL, and what the files hold
     entryName = input.substr(0, std::min<std::size_t>(end, 200));
     content = input.substr(std::min(end + 1, input.size()));
     checkOscillator();

@@ -5,10 +5,10 @@
 #include <cstdlib>
 
 /// Ends the process, so that the fuzzer keeps the input.
-#define EXPECT(condition)                                                                  \
-    do {                                                                                   \
-        if (!(condition)) {                                                                \
-            std::fprintf(stderr, "%s:%d: not so: %s\n", __FILE__, __LINE__, #condition);  \
-            std::abort();                                                                  \
-        }                                                                                  \
+#define EXPECT(condition)                                                                \
+    do {                                                                                 \
+        if (!(condition)) {                                                              \
+            std::fprintf(stderr, "%s:%d: not so: %s\n", __FILE__, __LINE__, #condition); \
+            std::abort();                                                                \
+        }                                                                                \
     } while (false)

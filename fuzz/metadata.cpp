@@ -78,7 +78,8 @@ std::int32_t clampedNumber(std::string_view text) {
         if (value < __int128{1} << 80) value = value * 10 + (text[at] - '0');
     }
     if (isNegative) value = -value;
-    value = std::clamp<__int128>(value, std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max());
+    value =
+        std::clamp<__int128>(value, std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max());
     return static_cast<std::int32_t>(value);
 }
 
@@ -144,8 +145,8 @@ bool repeatsAKey(std::string_view text) {
     return isRepeated;
 }
 
-/// Where the two parsers must agree: strict JSON without a NUL in a text, a number of a line's length, deep nests, or one
-/// key twice.
+/// Where the two parsers must agree: strict JSON without a NUL in a text, a number of a line's length, deep nests, or
+/// one key twice.
 bool isCommonGround(std::string_view text) {
     if (text.find("\\u0000") != std::string_view::npos || !Json::accept(text)) return false;
     std::size_t digits = 0;
@@ -177,7 +178,8 @@ End applyToDevice(halvexTimekeeper::FpgaEpochDevice& device, const std::string& 
 
 halvexTimekeeper::FpgaEpochDevice& theDevice() {
     static auto& device = *[] {
-        driverDirectory = (std::filesystem::temp_directory_path() / ("halvex-fuzz-" + std::to_string(getpid()))).string();
+        driverDirectory =
+            (std::filesystem::temp_directory_path() / ("halvex-fuzz-" + std::to_string(getpid()))).string();
         std::filesystem::create_directories(driverDirectory);
         std::ofstream(driverDirectory + "/interfacePath") << "/dev/null";
         auto* const made = new halvexTimekeeper::FpgaEpochDevice(4'000'000'000);

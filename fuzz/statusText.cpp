@@ -1,5 +1,5 @@
-// Error information written, merged and grown with growth functions of every temper: the text is one valid JSON object at
-// every moment, and the buffer is laid out as the contract says wherever the host leaves it in peace.
+// Error information written, merged and grown with growth functions of every temper: the text is one valid JSON object
+// at every moment, and the buffer is laid out as the contract says wherever the host leaves it in peace.
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
@@ -66,15 +66,22 @@ bool temperamental(zuerr_Status* status, std::uint32_t size) {
     if (size <= status->capacity) return true;
     if (size > 1U << 14) return false;
     switch (temper) {
-        case Temper::exact: return grow(status, size, true);
-        case Temper::generous: return grow(status, size + source->byte(), true);
-        case Temper::refusing: return false;
-        case Temper::lying: return true;
-        case Temper::shrinking: return grow(status, 4 + size / 2, true);
-        case Temper::forgetful: return grow(status, size, false);
+        case Temper::exact:
+            return grow(status, size, true);
+        case Temper::generous:
+            return grow(status, size + source->byte(), true);
+        case Temper::refusing:
+            return false;
+        case Temper::lying:
+            return true;
+        case Temper::shrinking:
+            return grow(status, 4 + size / 2, true);
+        case Temper::forgetful:
+            return grow(status, size, false);
         case Temper::scribbling:
             if (!grow(status, size, true)) return false;
-            for (int i = 0; i < 4; ++i) status->json[source->byte() % status->capacity] = static_cast<char>(source->byte());
+            for (int i = 0; i < 4; ++i)
+                status->json[source->byte() % status->capacity] = static_cast<char>(source->byte());
             return true;
         default:
             if (!grow(status, size, true)) return false;
@@ -112,7 +119,8 @@ void check(const zuerr_Status& status, bool knowsText) {
     EXPECT(*status.json == '{' && nlohmann::json::accept(status.json));
 }
 
-/// What was just added stands in the text as another JSON writer writes it, unless the host meddles or the text is too long.
+/// What was just added stands in the text as another JSON writer writes it, unless the host meddles or the text is too
+/// long.
 void expectMember(const zuerr_Status& status, const std::string& key, const nlohmann::json& value) {
     if (!isPeaceful() || status.json == nullptr || status.capacity > 1U << 13) return;
     EXPECT(std::string_view(status.json).find('"' + key + "\":" + value.dump()) != std::string_view::npos);
@@ -165,8 +173,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 EXPECT(status.code == (isTaken ? code : before));
                 break;
             }
-            case 1: build(input, status, knowsText); break;
-            case 2: zuerr_setJson(&status, input.byte() % 2 == 0 ? nullptr : R"({"a":1})"); break;
+            case 1:
+                build(input, status, knowsText);
+                break;
+            case 2:
+                zuerr_setJson(&status, input.byte() % 2 == 0 ? nullptr : R"({"a":1})");
+                break;
             default: {
                 zuerr_Status& from = statuses[input.byte() % 3];
                 bool isCopied = false;

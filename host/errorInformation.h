@@ -7,7 +7,8 @@
 
 namespace halvexctl {
 
-/// "-52024 zuplaterr_communicationsFault: <message> (<file>:<line>)", as much of it as is known. Reentrant; any text will do.
+/// "-52024 zuplaterr_communicationsFault: <message> (<file>:<line>)", as much of it as is known. Reentrant; any text
+/// will do.
 std::string describeError(std::optional<std::int32_t> code, const std::string& information);
 
 /// The code whose name the information carries under "error_constant".

@@ -7,8 +7,8 @@
 
 namespace halvexctl {
 
-/// Blanks part words; '...' and "..." keep them together; a backslash outside '...' takes the next character as it is; an
-/// unquoted # at the start of a word ends the line. Throws UsageError when a quote stays open.
+/// Blanks part words; '...' and "..." keep them together; a backslash outside '...' takes the next character as it is;
+/// an unquoted # at the start of a word ends the line. Throws UsageError when a quote stays open.
 std::vector<std::string> cutWords(std::string_view line);
 
 }  // namespace halvexctl

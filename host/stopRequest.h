@@ -3,9 +3,9 @@
 
 namespace halvexctl {
 
-/// While it lives, SIGINT, SIGTERM, SIGHUP and SIGPIPE are remembered instead of ending the process. One at a time. Owns a
-/// pipe that becomes readable with the first of them. Threads: made and asked on the main thread; std::system_error when
-/// the operating system refuses.
+/// While it lives, SIGINT, SIGTERM, SIGHUP and SIGPIPE are remembered instead of ending the process. One at a time.
+/// Owns a pipe that becomes readable with the first of them. Threads: made and asked on the main thread;
+/// std::system_error when the operating system refuses.
 class StopRequest {
 public:
     StopRequest();

@@ -15,14 +15,22 @@ constexpr std::uint32_t kEmptyObjectRoom = 4;  // "{}", its NUL and the closing 
 /// The letter of a backslash form, 0 when the character stands for itself or needs the long form.
 constexpr char shortEscape(char character) noexcept {
     switch (character) {
-        case '\b': return 'b';
-        case '\t': return 't';
-        case '\n': return 'n';
-        case '\f': return 'f';
-        case '\r': return 'r';
-        case '"': return '"';
-        case '\\': return '\\';
-        default: return 0;
+        case '\b':
+            return 'b';
+        case '\t':
+            return 't';
+        case '\n':
+            return 'n';
+        case '\f':
+            return 'f';
+        case '\r':
+            return 'r';
+        case '"':
+            return '"';
+        case '\\':
+            return '\\';
+        default:
+            return 0;
     }
 }
 

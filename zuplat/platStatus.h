@@ -6,8 +6,8 @@
 
 namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000 {
 
-/// What a platform operation reports: the first error wins, a warning yields to an error. Owns nothing. Threads: bound to
-/// the thread that made it. Failure: nothing here fails. The operations write the descriptive fields only when the
+/// What a platform operation reports: the first error wins, a warning yields to an error. Owns nothing. Threads: bound
+/// to the thread that made it. Failure: nothing here fails. The operations write the descriptive fields only when the
 /// declared size covers the whole record.
 struct PlatStatus {
     static constexpr std::size_t kComponentCapacity = 10;

@@ -30,7 +30,10 @@ struct hx_key {
 	u32 offset, size;
 };
 
-#define KEY(structure, name, member) { name, offsetof(struct structure, member), sizeof_field(struct structure, member) }
+#define KEY(structure, name, member)                                                             \
+	{                                                                                        \
+		name, offsetof(struct structure, member), sizeof_field(struct structure, member) \
+	}
 
 static const struct hx_key board_keys[] = {
 	KEY(board_config, "seed", seed),
@@ -51,7 +54,7 @@ static const struct hx_key board_keys[] = {
 	KEY(board_config, "fpga_step_loss_ns", fpga.clock.step_loss_ns),
 	KEY(board_config, "fpga_step_jitter_ns", fpga.clock.step_jitter_ns),
 	KEY(board_config, "fpga_step_granularity_ns", fpga.clock.step_granularity_ns),
-	{ }
+	{}
 };
 
 static const struct hx_key interface_keys[] = {
@@ -68,7 +71,7 @@ static const struct hx_key interface_keys[] = {
 	KEY(board_interface_config, "step_loss_ns", clock.step_loss_ns),
 	KEY(board_interface_config, "step_jitter_ns", clock.step_jitter_ns),
 	KEY(board_interface_config, "step_granularity_ns", clock.step_granularity_ns),
-	{ }
+	{}
 };
 
 static int set_number(const struct hx_key *key, void *structure, const char *name, const char *text)
@@ -246,8 +249,14 @@ static const struct {
 	const char *name;
 	int (*act)(int count, char **words);
 } commands[] = {
-	{ "defaults", defaults }, { "interface", add_interface }, { "set", set }, { "text", set_text },
-	{ "on", on }, { "off", off }, { "event", do_event }, { "fault", add_fault },
+	{ "defaults", defaults },
+	{ "interface", add_interface },
+	{ "set", set },
+	{ "text", set_text },
+	{ "on", on },
+	{ "off", off },
+	{ "event", do_event },
+	{ "fault", add_fault },
 };
 
 static int obey(char *text)
@@ -307,8 +316,8 @@ static int show_truth(struct seq_file *file, void *unused)
 			   ktime_to_ns(snapshot.real) - (s64)truth->time_ns[BOARD_CLOCK_FERROX]);
 		for (clock = 0; clock < truth->clock_count; ++clock)
 			if (clock != BOARD_CLOCK_SYSTEM)
-				seq_printf(file, "%s %llu %lld %u\n", board_clock_name(board, clock), truth->time_ns[clock],
-					   truth->difference_ns[clock], truth->enabled[clock]);
+				seq_printf(file, "%s %llu %lld %u\n", board_clock_name(board, clock),
+					   truth->time_ns[clock], truth->difference_ns[clock], truth->enabled[clock]);
 	}
 	kfree(truth);
 	return 0;

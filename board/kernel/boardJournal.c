@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0
 /*
- * The journal: what happened on the board, a line each, in /proc/halvexboard/journal. Reading takes lines out. What nobody
- * has read when it is full is lost, and its number told.
+ * The journal: what happened on the board, a line each, in /proc/halvexboard/journal. Reading takes lines out. What
+ * nobody has read when it is full is lost, and its number told.
  */
 #include <linux/kfifo.h>
 #include <linux/proc_fs.h>
@@ -15,7 +15,7 @@
 
 static DECLARE_KFIFO_PTR(journal, char);
 static void *storage;
-static DEFINE_SPINLOCK(lock);   /* taken inside the board's */
+static DEFINE_SPINLOCK(lock); /* taken inside the board's */
 static u64 lost;
 static bool is_muted;
 
@@ -74,7 +74,8 @@ void hx_journal_observe(void *context, const struct board_happening *happening)
 
 	if (is_muted)
 		return;
-	length = scnprintf(line, sizeof(line), "%llu %s %s", happening->raw_ns, board_happening_kind_name(happening->kind),
+	length = scnprintf(line, sizeof(line), "%llu %s %s", happening->raw_ns,
+			   board_happening_kind_name(happening->kind),
 			   board_target_name(happening->where, happening->target));
 	details = write_details(happening, line + length, sizeof(line) - length - 1);
 	if (details < 0)

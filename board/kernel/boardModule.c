@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0
 /*
- * The simulated controller as a kernel module: owns the one board, its lock, its time, and the timer that lets happen what
- * happens by itself.
+ * The simulated controller as a kernel module: owns the one board, its lock, its time, and the timer that lets happen
+ * what happens by itself.
  *
  * Time: the board's true instant is CLOCK_MONOTONIC_RAW since it was switched on. CLOCK_REALTIME is the machine's own.
  * Threads: every call on the board is made under one spinlock; time stamps reach the PTP core after it is dropped.
@@ -23,7 +23,7 @@ struct board_config hx_config;
 
 static DEFINE_SPINLOCK(lock);
 static DEFINE_MUTEX(switching);
-static struct board *board;     /* NULL: switched off */
+static struct board *board; /* NULL: switched off */
 static void *memory;
 static u64 start_raw_ns;
 static struct hrtimer timer;
@@ -178,7 +178,7 @@ static void forget_board(void)
 	hrtimer_cancel(&timer);
 }
 
-/* The devices come first: the kernel decides which index a PTP clock gets. They answer ENODEV until the board is there. */
+/* Devices first: the kernel assigns the PTP clock indexes. They return -ENODEV until the board exists. */
 int hx_switch_on(void)
 {
 	struct system_time_snapshot snapshot;

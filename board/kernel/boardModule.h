@@ -17,7 +17,7 @@ struct hx_interface {
 	int position;                   /* in the board's configuration */
 	struct platform_device *device; /* carries the vendor and device files */
 	struct net_device *net;
-	struct ptp_clock *clock;        /* NULL: none */
+	struct ptp_clock *clock; /* NULL: none */
 	struct ptp_clock_info info;
 	struct ptp_pin_desc pins[BOARD_MAX_PINS];
 };
@@ -28,16 +28,16 @@ struct hx_interface {
  */
 struct board *hx_lock(unsigned long *flags, u64 *raw_ns);
 void hx_unlock(unsigned long flags);
-u64 hx_raw_of(u64 kernel_raw_ns);       /* instant of a reading of CLOCK_MONOTONIC_RAW */
+u64 hx_raw_of(u64 kernel_raw_ns); /* instant of a reading of CLOCK_MONOTONIC_RAW */
 u64 hx_start_raw_ns(void);
-extern struct board_config hx_config;   /* of the next board; only changed while it is off */
+extern struct board_config hx_config; /* of the next board; only changed while it is off */
 bool hx_is_on(void);
 int hx_switch_on(void);
 void hx_switch_off(void);
 
 /*
- * Asks the board whether this call is to fail, with the lock held. 0: it goes on; else a negative errno. A delay is left
- * in *delay_ns for hx_take_time(), which sleeps and wants no lock.
+ * Asks the board whether this call is to fail, with the lock held. 0: it goes on; else a negative errno. A delay is
+ * left in *delay_ns for hx_take_time(), which sleeps and wants no lock.
  */
 int hx_fault(struct board *board, u64 raw_ns, struct board_call *call, struct board_fault_outcome *outcome);
 void hx_take_time(u64 delay_ns);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-2.0
-/* The Ferrox and FPGA drivers: device nodes that take method calls, and the files under /proc/driver/zu that lead there. */
+/* The Ferrox and FPGA drivers: device nodes that take method calls, and the files under /proc/driver/zu that lead
+ * there. */
 #include <linux/miscdevice.h>
 #include <linux/module.h>
 #include <linux/proc_fs.h>
@@ -24,7 +25,7 @@ static const struct file_operations node_ops = {
 struct hx_driver {
 	int target;
 	const char *name;
-	const char *instance;   /* identifier, backslash, instance */
+	const char *instance; /* identifier, backslash, instance */
 	struct miscdevice node;
 	struct proc_dir_entry *directory;
 };
@@ -51,7 +52,8 @@ static struct hx_driver *driver_of(int target)
 }
 
 /* Whether a call of this kind is to fail. */
-static int fault(int target, enum board_call_kind kind, enum board_file file, u32 detail, struct board_fault_outcome *outcome)
+static int fault(int target, enum board_call_kind kind, enum board_file file, u32 detail,
+		 struct board_fault_outcome *outcome)
 {
 	struct board_call call = { .kind = kind, .target = target, .file = file, .detail = detail };
 	unsigned long flags;
@@ -160,8 +162,9 @@ static int show_path(struct seq_file *file, void *unused)
 {
 	const struct hx_driver *driver = file->private;
 
-	seq_puts(file, driver->target == BOARD_TARGET_FERROX ? hx_config.ferrox.interface_path
-		 : hx_config.fpga.interface_path);
+	seq_puts(file,
+		 driver->target == BOARD_TARGET_FERROX ? hx_config.ferrox.interface_path
+						       : hx_config.fpga.interface_path);
 	return 0;
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-2.0
-/* The network interfaces: they carry no traffic, but can be found, brought up and down, and asked for their PTP clock. */
+/* The network interfaces: without traffic, but with sysfs identity, up/down state and a PTP clock. */
 #include <linux/etherdevice.h>
 #include <linux/ethtool.h>
 #include <linux/net_tstamp.h>
@@ -96,7 +96,9 @@ static const struct net_device_ops net_ops = {
 static int get_ts_info(struct net_device *net, struct ethtool_ts_info *info)
 {
 	const struct hx_interface *interface = of(net);
-	struct board_call call = { .kind = BOARD_CALL_IOCTL, .file = BOARD_FILE_SOCKET, .detail = BOARD_WIRE_SIOCETHTOOL };
+	struct board_call call = { .kind = BOARD_CALL_IOCTL,
+				   .file = BOARD_FILE_SOCKET,
+				   .detail = BOARD_WIRE_SIOCETHTOOL };
 	struct board_fault_outcome outcome;
 	unsigned long flags;
 	u64 raw_ns;
@@ -111,7 +113,8 @@ static int get_ts_info(struct net_device *net, struct ethtool_ts_info *info)
 	info->so_timestamping = SOF_TIMESTAMPING_RX_SOFTWARE | SOF_TIMESTAMPING_SOFTWARE;
 	if (!interface->clock)
 		return error;
-	info->so_timestamping |= SOF_TIMESTAMPING_TX_HARDWARE | SOF_TIMESTAMPING_RX_HARDWARE | SOF_TIMESTAMPING_RAW_HARDWARE;
+	info->so_timestamping |=
+		SOF_TIMESTAMPING_TX_HARDWARE | SOF_TIMESTAMPING_RX_HARDWARE | SOF_TIMESTAMPING_RAW_HARDWARE;
 	info->tx_types = BIT(HWTSTAMP_TX_OFF) | BIT(HWTSTAMP_TX_ON);
 	info->rx_filters = BIT(HWTSTAMP_FILTER_NONE) | BIT(HWTSTAMP_FILTER_ALL);
 	return error;

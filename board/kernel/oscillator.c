@@ -61,7 +61,8 @@ static ssize_t ppb_offset_show(struct device *device, struct device_attribute *a
 	return result;
 }
 
-static ssize_t ppb_offset_store(struct device *device, struct device_attribute *attribute, const char *text, size_t size)
+static ssize_t ppb_offset_store(struct device *device, struct device_attribute *attribute, const char *text,
+				size_t size)
 {
 	unsigned long flags;
 	u64 raw_ns, delay_ns;
@@ -84,7 +85,7 @@ static int probe(struct i2c_client *found)
 	return 0;
 }
 
-static const struct i2c_device_id ids[] = { { "si514", 0 }, { } };
+static const struct i2c_device_id ids[] = { { "si514", 0 }, {} };
 
 static struct i2c_driver driver = {
 	.driver = { .name = "si514", .dev_groups = si514_groups },

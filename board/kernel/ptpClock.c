@@ -11,7 +11,7 @@ static struct hx_interface *of(struct ptp_clock_info *info)
 	return container_of(info, struct hx_interface, info);
 }
 
-/* One call on the clock, as faults know it: NULL with *error set when it must not go on; the lock is held in any case. */
+/* Begins one call on the clock and applies faults to it. NULL: refused, *error is set. Returns with the lock held. */
 static struct board *begin(struct hx_interface *interface, enum board_call_kind kind, u32 detail, unsigned long *flags,
 			   u64 *raw_ns, u64 *delay_ns, int *error)
 {
@@ -34,7 +34,8 @@ static int adjust(struct ptp_clock_info *info, struct board_timex *timex)
 	unsigned long flags;
 	u64 raw_ns, delay_ns;
 	int error;
-	struct board *board = begin(of(info), BOARD_CALL_CLOCK_ADJTIME, timex->modes, &flags, &raw_ns, &delay_ns, &error);
+	struct board *board =
+		begin(of(info), BOARD_CALL_CLOCK_ADJTIME, timex->modes, &flags, &raw_ns, &delay_ns, &error);
 
 	if (board)
 		error = board_phc_adjtime(board, raw_ns, of(info)->position, timex);
@@ -70,13 +71,15 @@ static int get_time(struct ptp_clock_info *info, struct timespec64 *time, struct
 	u64 raw_ns, delay_ns, time_ns = 0;
 	int error;
 	/* Only the offset requests want the system's readings around the clock's own. */
-	struct board *board = begin(of(info), system ? BOARD_CALL_IOCTL : BOARD_CALL_CLOCK_GETTIME,
-				    system ? BOARD_WIRE_PTP_SYS_OFFSET_EXTENDED : 0, &flags, &raw_ns, &delay_ns, &error);
+	struct board *board =
+		begin(of(info), system ? BOARD_CALL_IOCTL : BOARD_CALL_CLOCK_GETTIME,
+		      system ? BOARD_WIRE_PTP_SYS_OFFSET_EXTENDED : 0, &flags, &raw_ns, &delay_ns, &error);
 
 	if (board) {
 		u64 latched_ns;
 
-		/* As a register latches it, between the system's readings; what the clock showed is worked out afterwards. */
+		/* As a register latches it, between the system's readings; what the clock showed is worked out
+		 * afterwards. */
 		ptp_read_system_prets(system);
 		latched_ns = ktime_get_raw_ns();
 		ptp_read_system_postts(system);
@@ -136,7 +139,8 @@ static int enable(struct ptp_clock_info *info, struct ptp_clock_request *request
 	if (board) {
 		copy_pins(board, raw_ns, interface);
 		error = board_phc_extts(board, raw_ns, interface->position, request->extts.index,
-					is_on ? (asked & ~(u32)PTP_STRICT_FLAGS) | PTP_ENABLE_FEATURE : 0, is_on && is_strict);
+					is_on ? (asked & ~(u32)PTP_STRICT_FLAGS) | PTP_ENABLE_FEATURE : 0,
+					is_on && is_strict);
 	}
 	hx_unlock(flags);
 	hx_take_time(delay_ns);

@@ -13,8 +13,7 @@ constexpr int kNotAligned = 1;
 constexpr int kUsageExit = 2;
 constexpr int kCannotStart = 125;
 
-int summarise(const std::string& path)
-{
+int summarise(const std::string& path) {
     std::ifstream trace(path);
     if (!trace) {
         std::cerr << "halvexboard: cannot read " << path << '\n';
@@ -25,23 +24,21 @@ int summarise(const std::string& path)
     return summary.isAligned() ? 0 : kNotAligned;
 }
 
-int act(const halvexboard::Options& options)
-{
+int act(const halvexboard::Options& options) {
     switch (options.action) {
-    case halvexboard::Options::Action::run:
-        halvexboard::runOnBoard(options);
-    case halvexboard::Options::Action::summary:
-        return summarise(options.summaryOf);
-    default:
-        std::cout << halvexboard::kUsage;
-        return 0;
+        case halvexboard::Options::Action::run:
+            halvexboard::runOnBoard(options);
+        case halvexboard::Options::Action::summary:
+            return summarise(options.summaryOf);
+        default:
+            std::cout << halvexboard::kUsage;
+            return 0;
     }
 }
 
-} // namespace
+}  // namespace
 
-int main(int count, char** words)
-{
+int main(int count, char** words) {
     try {
         return act(halvexboard::parseOptions({words + 1, words + count}));
     } catch (const halvexboard::UsageError& error) {

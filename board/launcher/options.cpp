@@ -13,7 +13,8 @@ const char* const kUsage =
     "run starts COMMAND on a simulated controller; summary prints what a trace says about the clocks and exits with 1\n"
     "unless every enabled clock ended within 100 ns of the master.\n"
     "\n"
-    "  --scenario FILE    the board and what happens to it: a file, or the name of a ready-made scenario (default: plain)\n"
+    "  --scenario FILE    the board and what happens to it: a file, or the name of a ready-made scenario (default: "
+    "plain)\n"
     "  --seed N           another run of the same scenario (default: the scenario's own seed)\n"
     "  --trace FILE       write what happens, one JSON object a line\n"
     "  --console          show syslog lines, faults and events on stderr as they happen\n"
@@ -23,8 +24,7 @@ const char* const kUsage =
 
 namespace {
 
-std::uint64_t parseSeed(const std::string& text)
-{
+std::uint64_t parseSeed(const std::string& text) {
     std::uint64_t seed = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seed);
     if (error != std::errc{} || end != text.data() + text.size() || text.empty())
@@ -32,8 +32,7 @@ std::uint64_t parseSeed(const std::string& text)
     return seed;
 }
 
-bool parseTime(const std::string& text)
-{
+bool parseTime(const std::string& text) {
     if (text != "virtual" && text != "real")
         throw UsageError(std::string("--time is virtual or real, not ").append(text));
     return text == "real";
@@ -45,8 +44,7 @@ public:
     explicit Words(const std::vector<std::string>& words) : words_(words) {}
 
     bool atEnd() const { return at_ == words_.size(); }
-    std::string next()
-    {
+    std::string next() {
         std::string word = words_[at_++];
         const std::size_t equals = word.find('=');
         if (word.starts_with("--") && equals != std::string::npos) {
@@ -55,21 +53,15 @@ public:
         }
         return word;
     }
-    std::string value(const std::string& option)
-    {
-        if (attached_)
-            return std::exchange(attached_, std::nullopt).value();
-        if (atEnd())
-            throw UsageError(option + " wants a value");
+    std::string value(const std::string& option) {
+        if (attached_) return std::exchange(attached_, std::nullopt).value();
+        if (atEnd()) throw UsageError(option + " wants a value");
         return words_[at_++];
     }
-    void refuseValue(const std::string& option) const
-    {
-        if (attached_)
-            throw UsageError(option + " takes no value");
+    void refuseValue(const std::string& option) const {
+        if (attached_) throw UsageError(option + " takes no value");
     }
-    std::vector<std::string> rest()
-    {
+    std::vector<std::string> rest() {
         const auto first = words_.begin() + static_cast<std::ptrdiff_t>(at_);
         at_ = words_.size();
         return {first, words_.end()};
@@ -81,8 +73,7 @@ private:
     std::optional<std::string> attached_;
 };
 
-void parseRunOption(const std::string& word, Words& words, Options& options)
-{
+void parseRunOption(const std::string& word, Words& words, Options& options) {
     if (word == "--scenario")
         options.scenario = words.value(word);
     else if (word == "--seed")
@@ -100,8 +91,7 @@ void parseRunOption(const std::string& word, Words& words, Options& options)
     words.refuseValue(word);
 }
 
-Options parseRun(Words& words)
-{
+Options parseRun(Words& words) {
     Options options;
     options.action = Options::Action::run;
     while (!words.atEnd()) {
@@ -121,38 +111,29 @@ Options parseRun(Words& words)
         }
         parseRunOption(word, words, options);
     }
-    if (options.command.empty())
-        throw UsageError("run wants a command to run");
+    if (options.command.empty()) throw UsageError("run wants a command to run");
     return options;
 }
 
-Options parseSummary(Words& words)
-{
+Options parseSummary(Words& words) {
     Options options;
     options.action = Options::Action::summary;
-    if (words.atEnd())
-        throw UsageError("summary wants a trace");
+    if (words.atEnd()) throw UsageError("summary wants a trace");
     options.summaryOf = words.next();
-    if (!words.atEnd())
-        throw UsageError("summary takes one trace");
+    if (!words.atEnd()) throw UsageError("summary takes one trace");
     return options;
 }
 
-} // namespace
+}  // namespace
 
-Options parseOptions(const std::vector<std::string>& arguments)
-{
+Options parseOptions(const std::vector<std::string>& arguments) {
     Words words(arguments);
-    if (words.atEnd())
-        throw UsageError("say what to do: run or summary");
+    if (words.atEnd()) throw UsageError("say what to do: run or summary");
     const std::string action = words.next();
-    if (action == "run")
-        return parseRun(words);
-    if (action == "summary")
-        return parseSummary(words);
-    if (action == "--help" || action == "-h" || action == "help")
-        return {};
+    if (action == "run") return parseRun(words);
+    if (action == "summary") return parseSummary(words);
+    if (action == "--help" || action == "-h" || action == "help") return {};
     throw UsageError(std::string("unknown action ").append(action));
 }
 
-} // namespace halvexboard
+}  // namespace halvexboard

@@ -19,7 +19,7 @@ struct Options {
     enum class Action { run, summary, help };
 
     Action action = Action::help;
-    std::string scenario; ///< File, or name of a ready-made scenario; empty: "plain".
+    std::string scenario;  ///< File, or name of a ready-made scenario; empty: "plain".
     std::optional<std::uint64_t> seed;
     std::string traceFile;
     bool console = false;
@@ -34,4 +34,4 @@ Options parseOptions(const std::vector<std::string>& arguments);
 
 extern const char* const kUsage;
 
-} // namespace halvexboard
+}  // namespace halvexboard

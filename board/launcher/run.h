@@ -8,4 +8,4 @@ namespace halvexboard {
 /// Replaces this process by the command. Returns only by throwing std::runtime_error (or ScenarioError).
 [[noreturn]] void runOnBoard(const Options& options);
 
-} // namespace halvexboard
+}  // namespace halvexboard

@@ -54,17 +54,19 @@ void board_interface_defaults(struct board_interface_config *interface, const ch
 
 static int clock_is_sane(const struct board_clock_config *clock)
 {
-	return clock->step_granularity_ns >= 0 && clock->step_jitter_ns >= 0 && clock->step_jitter_ns <= MAX_JITTER_NS &&
-		clock->step_loss_ns >= -MAX_LOSS_NS && clock->step_loss_ns <= MAX_LOSS_NS;
+	return clock->step_granularity_ns >= 0 && clock->step_jitter_ns >= 0 &&
+		clock->step_jitter_ns <= MAX_JITTER_NS && clock->step_loss_ns >= -MAX_LOSS_NS &&
+		clock->step_loss_ns <= MAX_LOSS_NS;
 }
 
 static int interface_is_sane(const struct board_interface_config *interface)
 {
 	return interface->name[0] != '\0' && clock_is_sane(&interface->clock) && interface->n_ext_ts >= 0 &&
 		interface->n_ext_ts <= BOARD_MAX_CHANNELS && interface->n_per_out >= 0 &&
-		interface->n_per_out <= BOARD_MAX_CHANNELS && interface->n_pins >= 0 && interface->n_pins <= BOARD_MAX_PINS &&
-		interface->max_adj_ppb >= 0 && interface->max_adj_ppb <= 500000000 &&
-		interface->interrupt_latency_ns <= MAX_DELAY_NS && interface->interrupt_jitter_ns <= MAX_DELAY_NS;
+		interface->n_per_out <= BOARD_MAX_CHANNELS && interface->n_pins >= 0 &&
+		interface->n_pins <= BOARD_MAX_PINS && interface->max_adj_ppb >= 0 &&
+		interface->max_adj_ppb <= 500000000 && interface->interrupt_latency_ns <= MAX_DELAY_NS &&
+		interface->interrupt_jitter_ns <= MAX_DELAY_NS;
 }
 
 static int crystal_is_sane(int64_t ppt)
@@ -83,11 +85,12 @@ static int config_is_sane(const struct board_config *config)
 	    !crystal_is_sane(config->si514_initial_ppt) || !crystal_is_sane(config->si514_max_ppt) ||
 	    config->si514_resolution_ppt < 0 || config->si514_resolution_ppt > MAX_CRYSTAL_PPT)
 		return 0;
-	if (!clock_is_sane(&config->system) || !clock_is_sane(&config->ferrox.clock) || !clock_is_sane(&config->fpga.clock))
+	if (!clock_is_sane(&config->system) || !clock_is_sane(&config->ferrox.clock) ||
+	    !clock_is_sane(&config->fpga.clock))
 		return 0;
-	if (config->phc2sys.interval_ns == 0 || config->phc2sys.noise_ns < 0 || config->phc2sys.noise_ns > MAX_JITTER_NS ||
-	    config->phc2sys.max_slew_ppb < 0 || config->phc2sys.max_slew_ppb > 100000000 ||
-	    config->pulse_width_ns > MAX_DELAY_NS)
+	if (config->phc2sys.interval_ns == 0 || config->phc2sys.noise_ns < 0 ||
+	    config->phc2sys.noise_ns > MAX_JITTER_NS || config->phc2sys.max_slew_ppb < 0 ||
+	    config->phc2sys.max_slew_ppb > 100000000 || config->pulse_width_ns > MAX_DELAY_NS)
 		return 0;
 	for (at = 0; at < config->interface_count; ++at)
 		if (!interface_is_sane(&config->interfaces[at]))
@@ -307,7 +310,8 @@ void board_tell_call(struct board *board, uint64_t raw_ns, const struct board_ca
 	board_tell(board, &happening);
 }
 
-static void tell_text(struct board *board, enum board_happening_kind kind, int64_t value, const char *text, uint32_t text_size)
+static void tell_text(struct board *board, enum board_happening_kind kind, int64_t value, const char *text,
+		      uint32_t text_size)
 {
 	struct board_happening happening = { .kind = kind };
 

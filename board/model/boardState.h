@@ -12,11 +12,11 @@
 
 /* Something that will happen by itself. */
 enum board_pending_kind {
-	BOARD_PENDING_FALLING_EDGE,  /* mask: clocks that lose this pulse */
-	BOARD_PENDING_DELIVERY,      /* stamp reaches the queue of interface `index` */
-	BOARD_PENDING_PHC2SYS,       /* child `index` takes a sample */
-	BOARD_PENDING_EVENT,         /* configured event `index` */
-	BOARD_PENDING_SECOND,        /* the master comes to the second of stamp.time_ns */
+	BOARD_PENDING_FALLING_EDGE, /* mask: clocks that lose this pulse */
+	BOARD_PENDING_DELIVERY,     /* stamp reaches the queue of interface `index` */
+	BOARD_PENDING_PHC2SYS,      /* child `index` takes a sample */
+	BOARD_PENDING_EVENT,        /* configured event `index` */
+	BOARD_PENDING_SECOND,       /* the master comes to the second of stamp.time_ns */
 	BOARD_PENDING_TRUTH
 };
 
@@ -29,8 +29,8 @@ struct board_pending {
 };
 
 struct board_phc {
-	struct board_line line;      /* over the common tick */
-	int64_t frequency;           /* as dialled: ppm with 16 fractional bits */
+	struct board_line line; /* over the common tick */
+	int64_t frequency;      /* as dialled: ppm with 16 fractional bits */
 	uint32_t pin_function[BOARD_MAX_PINS];
 	uint32_t pin_channel[BOARD_MAX_PINS];
 	uint8_t stamping[BOARD_MAX_CHANNELS];
@@ -49,10 +49,10 @@ struct board_fpga {
 };
 
 struct board_system {
-	struct board_line line;      /* over raw */
-	int64_t frequency;           /* ppm with 16 fractional bits */
-	int64_t tick;                /* us per 10 ms */
-	int64_t maxerror_us;         /* at maxerror_raw_ns */
+	struct board_line line; /* over raw */
+	int64_t frequency;      /* ppm with 16 fractional bits */
+	int64_t tick;           /* us per 10 ms */
+	int64_t maxerror_us;    /* at maxerror_raw_ns */
 	uint64_t maxerror_raw_ns;
 	int64_t esterror_us;
 	int32_t status;
@@ -62,8 +62,8 @@ struct board_system {
 struct board_process {
 	struct board_child child;
 	struct board_phc2sys_options options;
-	int sample_count;            /* 0, 1, then 2: locked */
-	int64_t offset_ns;           /* of the first sample */
+	int sample_count;  /* 0, 1, then 2: locked */
+	int64_t offset_ns; /* of the first sample */
 	uint64_t local_ns;
 	int64_t drift_ppt;
 	struct board_random random;
@@ -78,9 +78,9 @@ struct board {
 	struct board_line oscillator; /* the common tick over raw */
 	int64_t crystal_ppt, steering_ppt;
 	uint8_t gone[BOARD_TARGET_FIRST_INTERFACE + BOARD_MAX_INTERFACES];
-	uint64_t ferrox_offset_ns;   /* of each clock to the common tick, wrapping */
+	uint64_t ferrox_offset_ns; /* of each clock to the common tick, wrapping */
 	uint64_t fpga_offset_ns;
-	int64_t ferrox_stepped_ns;   /* sum of all steps */
+	int64_t ferrox_stepped_ns; /* sum of all steps */
 	uint64_t ferrox_epoch_ns;
 	uint8_t pulses_every_second;
 	struct board_fpga fpga;
@@ -105,7 +105,7 @@ enum board_stream {
 };
 
 /* board.c */
-uint64_t board_enter(struct board *board, uint64_t raw_ns);  /* advances; gives the instant that counts */
+uint64_t board_enter(struct board *board, uint64_t raw_ns);              /* advances; gives the instant that counts */
 void board_tell(struct board *board, struct board_happening *happening); /* sequence and raw are filled in */
 int board_schedule(struct board *board, const struct board_pending *pending); /* 0 when there is no room */
 
@@ -116,7 +116,7 @@ void board_shift(struct board *board, int clock, int64_t by_ns);
 void board_step_clock(struct board *board, int clock, int64_t asked_ns, int by_phc2sys);
 void board_truth_now(const struct board *board, struct board_truth *truth);
 void board_tell_truth_now(struct board *board, enum board_happening_kind kind);
-void board_set_rate(struct board *board);                    /* after crystal_ppt or steering_ppt changed */
+void board_set_rate(struct board *board); /* after crystal_ppt or steering_ppt changed */
 const struct board_clock_config *board_clock_configuration(const struct board *board, int clock);
 
 /* epoch.c */
@@ -134,10 +134,11 @@ void board_event_now(struct board *board, const struct board_event_config *event
 int board_event_fits(const struct board *board, const struct board_event_config *event);
 
 /* systemClock.c */
-void board_system_set_rate(struct board *board, int64_t correction_ppt); /* as phc2sys sets it, maxerror zeroed by the caller */
+void board_system_set_rate(struct board *board,
+			   int64_t correction_ppt); /* as phc2sys sets it, maxerror zeroed by the caller */
 void board_system_synchronised(struct board *board);
 void board_system_unsynchronised(struct board *board);
-int64_t board_system_correction(const struct board *board);              /* ppt */
+int64_t board_system_correction(const struct board *board); /* ppt */
 
 /* phc2sys.c */
 void board_phc2sys_sample(struct board *board, uint32_t index);

@@ -55,8 +55,8 @@ void board_step_clock(struct board *board, int clock, int64_t asked_ns, int by_p
 {
 	const struct board_clock_config *config = board_clock_configuration(board, clock);
 	const int64_t granularity_ns = config->step_granularity_ns > 1 ? config->step_granularity_ns : 1;
-	const int64_t loss_ns = config->step_loss_ns +
-		board_random_gaussian(&board->step_random[clock], config->step_jitter_ns);
+	const int64_t loss_ns =
+		config->step_loss_ns + board_random_gaussian(&board->step_random[clock], config->step_jitter_ns);
 	const int64_t cut_ns = asked_ns - asked_ns % granularity_ns;
 	const int64_t real_ns = (int64_t)((uint64_t)cut_ns - (uint64_t)loss_ns);
 	struct board_step step = { clock, asked_ns, real_ns, 0, 0, (uint8_t)by_phc2sys };
@@ -69,8 +69,9 @@ void board_step_clock(struct board *board, int clock, int64_t asked_ns, int by_p
 		board->ferrox_stepped_ns = (int64_t)((uint64_t)board->ferrox_stepped_ns + (uint64_t)real_ns);
 	happening.step = &step;
 	happening.target = clock >= BOARD_CLOCK_FIRST_PHC ? BOARD_TARGET_INTERFACE(clock - BOARD_CLOCK_FIRST_PHC)
-		: clock == BOARD_CLOCK_FERROX ? BOARD_TARGET_FERROX
-		: clock == BOARD_CLOCK_FPGA ? BOARD_TARGET_FPGA : BOARD_TARGET_SYSTEM;
+		: clock == BOARD_CLOCK_FERROX             ? BOARD_TARGET_FERROX
+		: clock == BOARD_CLOCK_FPGA               ? BOARD_TARGET_FPGA
+							  : BOARD_TARGET_SYSTEM;
 	board_tell(board, &happening);
 }
 
@@ -87,8 +88,8 @@ static int is_enabled(const struct board *board, int clock)
 		return board_system_disciplined(board);
 	default:
 		interface = &board->config.interfaces[clock - BOARD_CLOCK_FIRST_PHC];
-		return board_present(board, BOARD_TARGET_INTERFACE(clock - BOARD_CLOCK_FIRST_PHC)) && interface->is_up &&
-			interface->phc_index >= 0;
+		return board_present(board, BOARD_TARGET_INTERFACE(clock - BOARD_CLOCK_FIRST_PHC)) &&
+			interface->is_up && interface->phc_index >= 0;
 	}
 }
 

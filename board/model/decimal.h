@@ -5,7 +5,8 @@
 #include "board/model/platform.h"
 
 /* Reads "  -12.5" times 10^digits into *value, blanks before it skipped, further decimals rounded half away from zero.
- * Returns how many characters it used, 0 when there is no number or it does not fit in 62 bits. Stops at `size` or a zero. */
+ * Returns how many characters it used, 0 when there is no number or it does not fit in 62 bits. Stops at `size` or a
+ * zero. */
 uint32_t board_decimal_read(const char *text, uint32_t size, uint32_t digits, int64_t *value);
 /* Writes value / 10^digits, decimals only when there are any; returns the length, 0 when `size` is too small. */
 uint32_t board_decimal_write(char *text, uint32_t size, uint32_t digits, int64_t value);

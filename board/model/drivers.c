@@ -5,11 +5,22 @@
 #define STATUS_SIZE BOARD_WIRE_STATUS_BUFFER_SIZE
 #define VALUE_SIZE ((uint32_t)sizeof(struct board_wire_value_buffer))
 
-#define PLAIN(name, request) { name, request, STATUS_SIZE, STATUS_SIZE, 0, 0, BOARD_RECORD_NONE, 0 }
-#define TAKES(name, request) { name, request, VALUE_SIZE, STATUS_SIZE, 1, 0, BOARD_RECORD_NONE, 0 }
-#define GIVES(name, request) { name, request, STATUS_SIZE, VALUE_SIZE, 0, 1, BOARD_RECORD_NONE, 0 }
-#define RECORD(name, request, way, record) \
-	{ name, request, VALUE_SIZE, STATUS_SIZE, 1, 0, way, (uint32_t)sizeof(struct record) }
+#define PLAIN(name, request)                                                        \
+	{                                                                           \
+		name, request, STATUS_SIZE, STATUS_SIZE, 0, 0, BOARD_RECORD_NONE, 0 \
+	}
+#define TAKES(name, request)                                                       \
+	{                                                                          \
+		name, request, VALUE_SIZE, STATUS_SIZE, 1, 0, BOARD_RECORD_NONE, 0 \
+	}
+#define GIVES(name, request)                                                       \
+	{                                                                          \
+		name, request, STATUS_SIZE, VALUE_SIZE, 0, 1, BOARD_RECORD_NONE, 0 \
+	}
+#define RECORD(name, request, way, record)                                                         \
+	{                                                                                          \
+		name, request, VALUE_SIZE, STATUS_SIZE, 1, 0, way, (uint32_t)sizeof(struct record) \
+	}
 
 static const struct board_driver_method ferrox_methods[] = {
 	GIVES("getTime", BOARD_WIRE_FERROX_GET_TIME),
@@ -33,7 +44,8 @@ static const struct board_driver_method fpga_methods[] = {
 const struct board_driver_method *board_driver_find(int driver, uint32_t request)
 {
 	const struct board_driver_method *method = driver == BOARD_TARGET_FERROX ? ferrox_methods
-		: driver == BOARD_TARGET_FPGA ? fpga_methods : NULL;
+		: driver == BOARD_TARGET_FPGA                                    ? fpga_methods
+										 : NULL;
 
 	for (; method != NULL && method->name != NULL; ++method)
 		if (method->request == request)
@@ -130,7 +142,8 @@ int board_driver_do(struct board *board, uint64_t raw_ns, int driver, struct boa
 {
 	const struct board_driver_method *method = board_driver_find(driver, call->request);
 	const int32_t refused = call->forced_status < 0 ? call->forced_status
-		: call->caller_status < 0 ? call->caller_status : 0;
+		: call->caller_status < 0               ? call->caller_status
+							: 0;
 
 	board_enter(board, raw_ns);
 	if (!board_present(board, driver))

@@ -7,14 +7,14 @@ static void tell_stamp(struct board *board, int clock, uint32_t channel, int fal
 	struct board_happening happening = { .kind = BOARD_HAPPENING_STAMP };
 
 	stamp.time_ns = board_time_now(board, clock);
-	happening.target = clock == BOARD_CLOCK_FPGA ? BOARD_TARGET_FPGA
-		: BOARD_TARGET_INTERFACE(clock - BOARD_CLOCK_FIRST_PHC);
+	happening.target =
+		clock == BOARD_CLOCK_FPGA ? BOARD_TARGET_FPGA : BOARD_TARGET_INTERFACE(clock - BOARD_CLOCK_FIRST_PHC);
 	happening.stamp = &stamp;
 	board_tell(board, &happening);
 }
 
-/* The event follows its edge after the interrupt's latency; an edge that comes while an interrupt is still on its way is handled
- * by that one, so events never overtake each other. */
+/* The event follows its edge after the interrupt's latency; an edge that comes while an interrupt is still on its way
+ * is handled by that one, so events never overtake each other. */
 static void deliver(struct board *board, uint32_t interface, uint32_t channel)
 {
 	struct board_phc *phc = &board->phcs[interface];
@@ -112,9 +112,9 @@ void board_falling_edge(struct board *board, uint32_t mask)
 	edge(board, 1, mask);
 }
 
-/* The rate may change and the master may be stepped while a second is awaited. So all but a thousandth of the way is waited,
- * and the rest again, until it is short: no change of rate puts a pulse off by more than the rounding of a clock. A step may
- * cost the pulse that was awaited. */
+/* The rate may change and the master may be stepped while a second is awaited. So all but a thousandth of the way is
+ * waited, and the rest again, until it is short: no change of rate puts a pulse off by more than the rounding of a
+ * clock. A step may cost the pulse that was awaited. */
 #define SHORT_WAY_NS 1000
 
 static void await_second(struct board *board, uint64_t second_ns)

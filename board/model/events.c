@@ -102,8 +102,9 @@ static int fits(const struct board *board, const struct board_event_config *even
 	case BOARD_EVENT_STALE_EVENTS:
 		return is_interface && value > 0 && value <= 1000;
 	case BOARD_EVENT_CAPABILITIES:
-		return is_interface && (value & 0xFF) <= BOARD_MAX_CHANNELS && ((value >> 8) & 0xFF) <= BOARD_MAX_CHANNELS &&
-			value >> 16 >= 0 && value >> 16 <= BOARD_MAX_PINS;
+		return is_interface && (value & 0xFF) <= BOARD_MAX_CHANNELS &&
+			((value >> 8) & 0xFF) <= BOARD_MAX_CHANNELS && value >> 16 >= 0 &&
+			value >> 16 <= BOARD_MAX_PINS;
 	case BOARD_EVENT_LOSE_EDGES:
 		return (is_interface || event->target == BOARD_TARGET_FPGA) && value > 0 && value <= MOST_LOST_PULSES;
 	case BOARD_EVENT_DRIVER_GONE:

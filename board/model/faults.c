@@ -5,8 +5,7 @@
 
 static int matches(const struct board *board, const struct board_fault_config *fault, const struct board_call *call)
 {
-	return board->raw_ns >= fault->from_ns &&
-		(fault->kind == BOARD_CALL_ANY || fault->kind == call->kind) &&
+	return board->raw_ns >= fault->from_ns && (fault->kind == BOARD_CALL_ANY || fault->kind == call->kind) &&
 		(fault->target == BOARD_TARGET_ANY || fault->target == call->target) &&
 		(fault->file == BOARD_FILE_ANY || fault->file == call->file) &&
 		(!fault->has_detail || fault->detail == call->detail);
@@ -27,7 +26,8 @@ static void tell_fault(struct board *board, const struct board_call *call, const
 	board_tell(board, &happening);
 }
 
-int board_fault_due(struct board *board, uint64_t raw_ns, const struct board_call *call, struct board_fault_outcome *outcome)
+int board_fault_due(struct board *board, uint64_t raw_ns, const struct board_call *call,
+		    struct board_fault_outcome *outcome)
 {
 	uint32_t at;
 	int found = 0;
@@ -72,34 +72,18 @@ int board_add_fault(struct board *board, const struct board_fault_config *fault)
 
 /* ns of a call on a small machine; measured where the call never reaches hardware. */
 static const uint32_t kind_costs_ns[BOARD_CALL_KINDS] = {
-	[BOARD_CALL_ANY] = 100,
-	[BOARD_CALL_OPEN] = 2000,
-	[BOARD_CALL_CLOSE] = 300,
-	[BOARD_CALL_READ] = 450,
-	[BOARD_CALL_WRITE] = 470,
-	[BOARD_CALL_LSEEK] = 146,
-	[BOARD_CALL_IOCTL] = 148,
-	[BOARD_CALL_SELECT] = 254,
-	[BOARD_CALL_POLL] = 254,
-	[BOARD_CALL_MMAP] = 600,
-	[BOARD_CALL_SOCKET] = 1440,
-	[BOARD_CALL_CLOCK_GETTIME] = 22,
-	[BOARD_CALL_CLOCK_SETTIME] = 900,
-	[BOARD_CALL_CLOCK_ADJTIME] = 822,
-	[BOARD_CALL_OPENDIR] = 2500,
-	[BOARD_CALL_READDIR] = 200,
-	[BOARD_CALL_FOPEN] = 2600,
-	[BOARD_CALL_FREAD] = 450,
-	[BOARD_CALL_GLOB] = 20000,
-	[BOARD_CALL_POSIX_SPAWN] = 55000,
-	[BOARD_CALL_KILL] = 300,
-	[BOARD_CALL_WAITPID] = 300,
-	[BOARD_CALL_NANOSLEEP] = 60,
-	[BOARD_CALL_SYSLOG] = 2000,
+	[BOARD_CALL_ANY] = 100,           [BOARD_CALL_OPEN] = 2000,         [BOARD_CALL_CLOSE] = 300,
+	[BOARD_CALL_READ] = 450,          [BOARD_CALL_WRITE] = 470,         [BOARD_CALL_LSEEK] = 146,
+	[BOARD_CALL_IOCTL] = 148,         [BOARD_CALL_SELECT] = 254,        [BOARD_CALL_POLL] = 254,
+	[BOARD_CALL_MMAP] = 600,          [BOARD_CALL_SOCKET] = 1440,       [BOARD_CALL_CLOCK_GETTIME] = 22,
+	[BOARD_CALL_CLOCK_SETTIME] = 900, [BOARD_CALL_CLOCK_ADJTIME] = 822, [BOARD_CALL_OPENDIR] = 2500,
+	[BOARD_CALL_READDIR] = 200,       [BOARD_CALL_FOPEN] = 2600,        [BOARD_CALL_FREAD] = 450,
+	[BOARD_CALL_GLOB] = 20000,        [BOARD_CALL_POSIX_SPAWN] = 55000, [BOARD_CALL_KILL] = 300,
+	[BOARD_CALL_WAITPID] = 300,       [BOARD_CALL_NANOSLEEP] = 60,      [BOARD_CALL_SYSLOG] = 2000,
 	[BOARD_CALL_THREAD] = 33
 };
 
-#define REGISTER_ACCESS_NS 1500  /* one access across the bus to the controller or the chip */
+#define REGISTER_ACCESS_NS 1500 /* one access across the bus to the controller or the chip */
 
 /* How many hardware registers a call touches. */
 static uint32_t register_accesses(const struct board_call *call)
@@ -120,7 +104,9 @@ static uint32_t register_accesses(const struct board_call *call)
 		if (!is_interface)
 			return 0;
 		return call->detail == BOARD_WIRE_PTP_PIN_SETFUNC || call->detail == BOARD_WIRE_PTP_PIN_SETFUNC2 ? 3
-			: call->detail == BOARD_WIRE_PTP_EXTTS_REQUEST || call->detail == BOARD_WIRE_PTP_EXTTS_REQUEST2 ? 4 : 0;
+			: call->detail == BOARD_WIRE_PTP_EXTTS_REQUEST || call->detail == BOARD_WIRE_PTP_EXTTS_REQUEST2
+			? 4
+			: 0;
 	case BOARD_CALL_WRITE: /* the oscillator sits on a slow bus */
 		return call->target == BOARD_TARGET_SI514 ? 400 : 0;
 	default:

@@ -1,7 +1,7 @@
 /* A time line: counts along with another one at a slightly different rate, exactly.
  *
- * value(x) = whole + (x - anchor) + (x - anchor) * rate / 1e12, the remainder kept in `fraction` (1e-12 ns), so that any number
- * of rate changes adds no rounding. Rates stay within +-1e12 ppt, distances within 2^63 ns. */
+ * value(x) = whole + (x - anchor) + (x - anchor) * rate / 1e12, the remainder kept in `fraction` (1e-12 ns), so that
+ * any number of rate changes adds no rounding. Rates stay within +-1e12 ppt, distances within 2^63 ns. */
 #ifndef HALVEX_BOARD_MODEL_LINE_H
 #define HALVEX_BOARD_MODEL_LINE_H
 

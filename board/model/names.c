@@ -5,98 +5,92 @@
 #include "board/wire/netInterface.h"
 #include "board/wire/ptp.h"
 
-static const char *const call_kinds[BOARD_CALL_KINDS] = {
-	[BOARD_CALL_ANY] = "any",
-	[BOARD_CALL_OPEN] = "open",
-	[BOARD_CALL_CLOSE] = "close",
-	[BOARD_CALL_READ] = "read",
-	[BOARD_CALL_WRITE] = "write",
-	[BOARD_CALL_LSEEK] = "lseek",
-	[BOARD_CALL_IOCTL] = "ioctl",
-	[BOARD_CALL_SELECT] = "select",
-	[BOARD_CALL_POLL] = "poll",
-	[BOARD_CALL_MMAP] = "mmap",
-	[BOARD_CALL_SOCKET] = "socket",
-	[BOARD_CALL_CLOCK_GETTIME] = "clock_gettime",
-	[BOARD_CALL_CLOCK_SETTIME] = "clock_settime",
-	[BOARD_CALL_CLOCK_ADJTIME] = "clock_adjtime",
-	[BOARD_CALL_OPENDIR] = "opendir",
-	[BOARD_CALL_READDIR] = "readdir",
-	[BOARD_CALL_FOPEN] = "fopen",
-	[BOARD_CALL_FREAD] = "fread",
-	[BOARD_CALL_GLOB] = "glob",
-	[BOARD_CALL_POSIX_SPAWN] = "posix_spawn",
-	[BOARD_CALL_KILL] = "kill",
-	[BOARD_CALL_WAITPID] = "waitpid",
-	[BOARD_CALL_NANOSLEEP] = "nanosleep",
-	[BOARD_CALL_SYSLOG] = "syslog",
-	[BOARD_CALL_THREAD] = "thread"
-};
+static const char *const call_kinds[BOARD_CALL_KINDS] = { [BOARD_CALL_ANY] = "any",
+							  [BOARD_CALL_OPEN] = "open",
+							  [BOARD_CALL_CLOSE] = "close",
+							  [BOARD_CALL_READ] = "read",
+							  [BOARD_CALL_WRITE] = "write",
+							  [BOARD_CALL_LSEEK] = "lseek",
+							  [BOARD_CALL_IOCTL] = "ioctl",
+							  [BOARD_CALL_SELECT] = "select",
+							  [BOARD_CALL_POLL] = "poll",
+							  [BOARD_CALL_MMAP] = "mmap",
+							  [BOARD_CALL_SOCKET] = "socket",
+							  [BOARD_CALL_CLOCK_GETTIME] = "clock_gettime",
+							  [BOARD_CALL_CLOCK_SETTIME] = "clock_settime",
+							  [BOARD_CALL_CLOCK_ADJTIME] = "clock_adjtime",
+							  [BOARD_CALL_OPENDIR] = "opendir",
+							  [BOARD_CALL_READDIR] = "readdir",
+							  [BOARD_CALL_FOPEN] = "fopen",
+							  [BOARD_CALL_FREAD] = "fread",
+							  [BOARD_CALL_GLOB] = "glob",
+							  [BOARD_CALL_POSIX_SPAWN] = "posix_spawn",
+							  [BOARD_CALL_KILL] = "kill",
+							  [BOARD_CALL_WAITPID] = "waitpid",
+							  [BOARD_CALL_NANOSLEEP] = "nanosleep",
+							  [BOARD_CALL_SYSLOG] = "syslog",
+							  [BOARD_CALL_THREAD] = "thread" };
 
-static const char *const files[BOARD_FILE_KINDS] = {
-	[BOARD_FILE_ANY] = "any",
-	[BOARD_FILE_VENDOR] = "vendor",
-	[BOARD_FILE_DEVICE] = "device",
-	[BOARD_FILE_PTP] = "ptp",
-	[BOARD_FILE_NODE] = "node",
-	[BOARD_FILE_INTERFACE_PATH] = "interfacePath",
-	[BOARD_FILE_NAME] = "name",
-	[BOARD_FILE_PPB_OFFSET] = "ppb_offset",
-	[BOARD_FILE_DIRECTORY] = "directory",
-	[BOARD_FILE_SOCKET] = "socket"
-};
+static const char *const files[BOARD_FILE_KINDS] = { [BOARD_FILE_ANY] = "any",
+						     [BOARD_FILE_VENDOR] = "vendor",
+						     [BOARD_FILE_DEVICE] = "device",
+						     [BOARD_FILE_PTP] = "ptp",
+						     [BOARD_FILE_NODE] = "node",
+						     [BOARD_FILE_INTERFACE_PATH] = "interfacePath",
+						     [BOARD_FILE_NAME] = "name",
+						     [BOARD_FILE_PPB_OFFSET] = "ppb_offset",
+						     [BOARD_FILE_DIRECTORY] = "directory",
+						     [BOARD_FILE_SOCKET] = "socket" };
 
-static const char *const events[BOARD_EVENT_KINDS] = {
-	[BOARD_EVENT_NONE] = "none",
-	[BOARD_EVENT_INTERFACE_UP] = "interface_up",
-	[BOARD_EVENT_INTERFACE_DOWN] = "interface_down",
-	[BOARD_EVENT_PHC_RESET] = "phc_reset",
-	[BOARD_EVENT_FPGA_STOP] = "fpga_stop",
-	[BOARD_EVENT_FPGA_RUN] = "fpga_run",
-	[BOARD_EVENT_FPGA_ZERO] = "fpga_zero",
-	[BOARD_EVENT_LOSE_EDGES] = "lose_edges",
-	[BOARD_EVENT_STALE_EVENTS] = "stale_events",
-	[BOARD_EVENT_DRIVER_GONE] = "driver_gone",
-	[BOARD_EVENT_DRIVER_BACK] = "driver_back",
-	[BOARD_EVENT_KILL_CHILD] = "kill_phc2sys",
-	[BOARD_EVENT_CAPABILITIES] = "capabilities",
-	[BOARD_EVENT_JUMP] = "jump",
-	[BOARD_EVENT_CRYSTAL] = "crystal",
-	[BOARD_EVENT_PULSE] = "pulse",
-	[BOARD_EVENT_PULSE_EVERY_SECOND] = "pulse_every_second"
-};
+static const char *const events[BOARD_EVENT_KINDS] = { [BOARD_EVENT_NONE] = "none",
+						       [BOARD_EVENT_INTERFACE_UP] = "interface_up",
+						       [BOARD_EVENT_INTERFACE_DOWN] = "interface_down",
+						       [BOARD_EVENT_PHC_RESET] = "phc_reset",
+						       [BOARD_EVENT_FPGA_STOP] = "fpga_stop",
+						       [BOARD_EVENT_FPGA_RUN] = "fpga_run",
+						       [BOARD_EVENT_FPGA_ZERO] = "fpga_zero",
+						       [BOARD_EVENT_LOSE_EDGES] = "lose_edges",
+						       [BOARD_EVENT_STALE_EVENTS] = "stale_events",
+						       [BOARD_EVENT_DRIVER_GONE] = "driver_gone",
+						       [BOARD_EVENT_DRIVER_BACK] = "driver_back",
+						       [BOARD_EVENT_KILL_CHILD] = "kill_phc2sys",
+						       [BOARD_EVENT_CAPABILITIES] = "capabilities",
+						       [BOARD_EVENT_JUMP] = "jump",
+						       [BOARD_EVENT_CRYSTAL] = "crystal",
+						       [BOARD_EVENT_PULSE] = "pulse",
+						       [BOARD_EVENT_PULSE_EVERY_SECOND] = "pulse_every_second" };
 
-static const char *const happenings[BOARD_HAPPENING_KINDS] = {
-	[BOARD_HAPPENING_START] = "start",
-	[BOARD_HAPPENING_CALL] = "call",
-	[BOARD_HAPPENING_STEP] = "step",
-	[BOARD_HAPPENING_EPOCH] = "epoch",
-	[BOARD_HAPPENING_TRUTH] = "truth",
-	[BOARD_HAPPENING_STAMP] = "stamp",
-	[BOARD_HAPPENING_FAULT] = "fault",
-	[BOARD_HAPPENING_EVENT] = "event",
-	[BOARD_HAPPENING_STEERING] = "steering",
-	[BOARD_HAPPENING_STATUS_RECORD] = "status_record",
-	[BOARD_HAPPENING_ALIGNMENT_REQUEST] = "alignment_request",
-	[BOARD_HAPPENING_PHC2SYS] = "phc2sys",
-	[BOARD_HAPPENING_SYSLOG] = "syslog",
-	[BOARD_HAPPENING_NOTE] = "note"
-};
+static const char *const happenings[BOARD_HAPPENING_KINDS] = { [BOARD_HAPPENING_START] = "start",
+							       [BOARD_HAPPENING_CALL] = "call",
+							       [BOARD_HAPPENING_STEP] = "step",
+							       [BOARD_HAPPENING_EPOCH] = "epoch",
+							       [BOARD_HAPPENING_TRUTH] = "truth",
+							       [BOARD_HAPPENING_STAMP] = "stamp",
+							       [BOARD_HAPPENING_FAULT] = "fault",
+							       [BOARD_HAPPENING_EVENT] = "event",
+							       [BOARD_HAPPENING_STEERING] = "steering",
+							       [BOARD_HAPPENING_STATUS_RECORD] = "status_record",
+							       [BOARD_HAPPENING_ALIGNMENT_REQUEST] =
+								       "alignment_request",
+							       [BOARD_HAPPENING_PHC2SYS] = "phc2sys",
+							       [BOARD_HAPPENING_SYSLOG] = "syslog",
+							       [BOARD_HAPPENING_NOTE] = "note" };
 
-static const struct { uint32_t request; const char *name; } interface_requests[] = {
-	{ BOARD_WIRE_PTP_GETCAPS, "PTP_CLOCK_GETCAPS" },
-	{ BOARD_WIRE_PTP_EXTTS_REQUEST, "PTP_EXTTS_REQUEST" },
-	{ BOARD_WIRE_PTP_SYS_OFFSET, "PTP_SYS_OFFSET" },
-	{ BOARD_WIRE_PTP_PIN_GETFUNC, "PTP_PIN_GETFUNC" },
-	{ BOARD_WIRE_PTP_PIN_SETFUNC, "PTP_PIN_SETFUNC" },
-	{ BOARD_WIRE_PTP_SYS_OFFSET_EXTENDED, "PTP_SYS_OFFSET_EXTENDED" },
-	{ BOARD_WIRE_PTP_GETCAPS2, "PTP_CLOCK_GETCAPS2" },
-	{ BOARD_WIRE_PTP_EXTTS_REQUEST2, "PTP_EXTTS_REQUEST2" },
-	{ BOARD_WIRE_PTP_PIN_GETFUNC2, "PTP_PIN_GETFUNC2" },
-	{ BOARD_WIRE_PTP_PIN_SETFUNC2, "PTP_PIN_SETFUNC2" },
-	{ BOARD_WIRE_SIOCETHTOOL, "SIOCETHTOOL" },
-	{ BOARD_WIRE_SIOCGIFFLAGS, "SIOCGIFFLAGS" }
-};
+static const struct {
+	uint32_t request;
+	const char *name;
+} interface_requests[] = { { BOARD_WIRE_PTP_GETCAPS, "PTP_CLOCK_GETCAPS" },
+			   { BOARD_WIRE_PTP_EXTTS_REQUEST, "PTP_EXTTS_REQUEST" },
+			   { BOARD_WIRE_PTP_SYS_OFFSET, "PTP_SYS_OFFSET" },
+			   { BOARD_WIRE_PTP_PIN_GETFUNC, "PTP_PIN_GETFUNC" },
+			   { BOARD_WIRE_PTP_PIN_SETFUNC, "PTP_PIN_SETFUNC" },
+			   { BOARD_WIRE_PTP_SYS_OFFSET_EXTENDED, "PTP_SYS_OFFSET_EXTENDED" },
+			   { BOARD_WIRE_PTP_GETCAPS2, "PTP_CLOCK_GETCAPS2" },
+			   { BOARD_WIRE_PTP_EXTTS_REQUEST2, "PTP_EXTTS_REQUEST2" },
+			   { BOARD_WIRE_PTP_PIN_GETFUNC2, "PTP_PIN_GETFUNC2" },
+			   { BOARD_WIRE_PTP_PIN_SETFUNC2, "PTP_PIN_SETFUNC2" },
+			   { BOARD_WIRE_SIOCETHTOOL, "SIOCETHTOOL" },
+			   { BOARD_WIRE_SIOCGIFFLAGS, "SIOCGIFFLAGS" } };
 
 const char *board_call_kind_name(enum board_call_kind kind)
 {
@@ -136,12 +130,8 @@ const char *board_request_name(int target, uint32_t request)
 const char *board_target_name(const struct board *board, int target)
 {
 	static const char *const fixed[] = {
-		[BOARD_TARGET_ANY] = "board",
-		[BOARD_TARGET_FERROX] = "ferrox",
-		[BOARD_TARGET_FPGA] = "fpga",
-		[BOARD_TARGET_SYSTEM] = "system",
-		[BOARD_TARGET_SI514] = "si514",
-		[BOARD_TARGET_PHC2SYS] = "phc2sys",
+		[BOARD_TARGET_ANY] = "board",      [BOARD_TARGET_FERROX] = "ferrox", [BOARD_TARGET_FPGA] = "fpga",
+		[BOARD_TARGET_SYSTEM] = "system",  [BOARD_TARGET_SI514] = "si514",   [BOARD_TARGET_PHC2SYS] = "phc2sys",
 		[BOARD_TARGET_NETWORK] = "network"
 	};
 	const int interface = target - BOARD_TARGET_FIRST_INTERFACE;

@@ -1,4 +1,5 @@
-/* The PTP hardware clocks: capabilities, time, steps, pins and time-stamp queues, as the kernel and its driver give them. */
+/* The PTP hardware clocks: capabilities, time, steps, pins and time-stamp queues, as the kernel and its driver give
+ * them. */
 #include "board/model/boardState.h"
 #include "board/wire/ptp.h"
 #include "board/wire/timex.h"
@@ -9,7 +10,8 @@ static struct board_phc *phc_of(struct board *board, uint64_t raw_ns, int interf
 	board_enter(board, raw_ns);
 	if (interface < 0 || (uint32_t)interface >= board->config.interface_count)
 		return NULL;
-	if (!board_present(board, BOARD_TARGET_INTERFACE(interface)) || board->config.interfaces[interface].phc_index < 0)
+	if (!board_present(board, BOARD_TARGET_INTERFACE(interface)) ||
+	    board->config.interfaces[interface].phc_index < 0)
 		return NULL;
 	return &board->phcs[interface];
 }
@@ -134,7 +136,8 @@ static int function_fits(const struct board_interface_config *config, uint32_t f
 	}
 }
 
-int board_phc_set_pin(struct board *board, uint64_t raw_ns, int interface, uint32_t pin, uint32_t function, uint32_t channel)
+int board_phc_set_pin(struct board *board, uint64_t raw_ns, int interface, uint32_t pin, uint32_t function,
+		      uint32_t channel)
 {
 	struct board_phc *phc = phc_of(board, raw_ns, interface);
 	const struct board_interface_config *config;
@@ -150,7 +153,8 @@ int board_phc_set_pin(struct board *board, uint64_t raw_ns, int interface, uint3
 	if (!function_fits(config, function, channel))
 		return -EINVAL;
 	for (other = 0; other < (uint32_t)config->n_pins; ++other)
-		if (function != BOARD_WIRE_PIN_NONE && phc->pin_function[other] == function && phc->pin_channel[other] == channel)
+		if (function != BOARD_WIRE_PIN_NONE && phc->pin_function[other] == function &&
+		    phc->pin_channel[other] == channel)
 			end_function(phc, other);
 	end_function(phc, pin);
 	phc->pin_function[pin] = function;
@@ -158,7 +162,8 @@ int board_phc_set_pin(struct board *board, uint64_t raw_ns, int interface, uint3
 	return 0;
 }
 
-int board_phc_get_pin(struct board *board, uint64_t raw_ns, int interface, uint32_t pin, uint32_t *function, uint32_t *channel)
+int board_phc_get_pin(struct board *board, uint64_t raw_ns, int interface, uint32_t pin, uint32_t *function,
+		      uint32_t *channel)
 {
 	struct board_phc *phc = phc_of(board, raw_ns, interface);
 
@@ -246,8 +251,8 @@ int board_phc_take(struct board *board, uint64_t raw_ns, int interface, struct b
 	return (int)taken;
 }
 
-/* What a reset of the adapter does: time := system time, hardware frequency and stamping off. The PTP core is not told: pins keep
- * their functions and the queue its events. */
+/* What a reset of the adapter does: time := system time, hardware frequency and stamping off. The PTP core is not told:
+ * pins keep their functions and the queue its events. */
 void board_phc_reset(struct board *board, uint32_t interface)
 {
 	struct board_phc *phc = &board->phcs[interface];

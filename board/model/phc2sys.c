@@ -7,7 +7,7 @@
 #define LOCKED 2
 #define PROPORTIONAL_TENTHS 7
 #define INTEGRAL_TENTHS 3
-#define PPT_PER_NS_PER_S 1000LL         /* 1 ns in 1 s */
+#define PPT_PER_NS_PER_S 1000LL /* 1 ns in 1 s */
 #define LARGEST_SERVO_OFFSET_NS 100000000000LL
 
 /* ------------------------------------------------------------------------------------------------ command line -- */
@@ -173,8 +173,8 @@ static struct board_process *find_process(const struct board *board, int32_t pid
 /* Signals that phc2sys neither blocks nor survives: HUP INT QUIT ABRT KILL SEGV PIPE ALRM TERM. */
 static int is_deadly(int32_t signal)
 {
-	return signal == 1 || signal == 2 || signal == 3 || signal == 6 || signal == 9 || signal == 11 || signal == 13 ||
-		signal == 14 || signal == 15;
+	return signal == 1 || signal == 2 || signal == 3 || signal == 6 || signal == 9 || signal == 11 ||
+		signal == 13 || signal == 14 || signal == 15;
 }
 
 /* INT, TERM and HUP are handled: phc2sys leaves its loop and exits with 0. */
@@ -243,7 +243,8 @@ int board_system_disciplined(const struct board *board)
 	uint32_t index;
 
 	for (index = 0; index < BOARD_MAX_CHILDREN; ++index)
-		if (board->processes[index].child.state == BOARD_CHILD_RUNNING && board->processes[index].sample_count == LOCKED)
+		if (board->processes[index].child.state == BOARD_CHILD_RUNNING &&
+		    board->processes[index].sample_count == LOCKED)
 			return 1;
 	return 0;
 }
@@ -282,7 +283,8 @@ static void take_later_sample(struct board *board, struct board_process *process
 	const int64_t limit_ppt = board->config.phc2sys.max_slew_ppb * PPT_PER_NS_PER_S;
 	const int64_t bounded_ns = limited(offset_ns, LARGEST_SERVO_OFFSET_NS);
 	const int64_t integral_ppt = bounded_ns * PPT_PER_NS_PER_S * INTEGRAL_TENTHS / 10;
-	const int64_t wanted_ppt = bounded_ns * PPT_PER_NS_PER_S * PROPORTIONAL_TENTHS / 10 + process->drift_ppt + integral_ppt;
+	const int64_t wanted_ppt =
+		bounded_ns * PPT_PER_NS_PER_S * PROPORTIONAL_TENTHS / 10 + process->drift_ppt + integral_ppt;
 	const int64_t rate_ppt = limited(wanted_ppt, limit_ppt);
 
 	if (rate_ppt == wanted_ppt) /* a saturated servo does not wind up */

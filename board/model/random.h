@@ -1,4 +1,4 @@
-/* Repeatable randomness: one small generator per purpose, so that an extra call of one kind does not shift the others. */
+/* Repeatable randomness: one small generator per purpose, so that an extra draw for one does not shift the others. */
 #ifndef HALVEX_BOARD_MODEL_RANDOM_H
 #define HALVEX_BOARD_MODEL_RANDOM_H
 
@@ -10,7 +10,8 @@ struct board_random {
 
 void board_random_seed(struct board_random *random, uint64_t seed, uint64_t stream);
 uint64_t board_random_next(struct board_random *random);
-uint64_t board_random_below(struct board_random *random, uint64_t limit);    /* 0 .. limit - 1; 0 for limit 0 */
-int64_t board_random_gaussian(struct board_random *random, int64_t sigma);   /* mean 0, at most 6 sigma; |sigma| <= 1e12 */
+uint64_t board_random_below(struct board_random *random, uint64_t limit); /* 0 .. limit - 1; 0 for limit 0 */
+int64_t board_random_gaussian(struct board_random *random,
+			      int64_t sigma); /* mean 0, at most 6 sigma; |sigma| <= 1e12 */
 
 #endif

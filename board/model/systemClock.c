@@ -3,11 +3,11 @@
 #include "board/wire/timex.h"
 
 #define NOMINAL_TICK_US 10000
-#define PPT_PER_TICK_US 100000000LL     /* 1 us in 10 ms is 100 ppm */
-#define MAX_FREQUENCY 32768000LL        /* 500 ppm with 16 fractional bits */
+#define PPT_PER_TICK_US 100000000LL /* 1 us in 10 ms is 100 ppm */
+#define MAX_FREQUENCY 32768000LL    /* 500 ppm with 16 fractional bits */
 #define PHASE_LIMIT_US 16000000LL
-#define NS_PER_ERROR_US 2000000ULL      /* maxerror grows by 500 us a second */
-#define LATEST_SECOND 8277292036LL      /* the kernel keeps 30 years to the end of its time */
+#define NS_PER_ERROR_US 2000000ULL /* maxerror grows by 500 us a second */
+#define LATEST_SECOND 8277292036LL /* the kernel keeps 30 years to the end of its time */
 
 int64_t board_system_correction(const struct board *board)
 {
@@ -74,7 +74,8 @@ int board_system_set_time(struct board *board, uint64_t raw_ns, int64_t seconds,
 	target_ns = (uint64_t)seconds * (uint64_t)BOARD_NS_PER_S + (uint64_t)nanoseconds;
 	if (target_ns < board->raw_ns)
 		return -EINVAL;
-	board_step_clock(board, BOARD_CLOCK_SYSTEM, (int64_t)(target_ns - board_time_now(board, BOARD_CLOCK_SYSTEM)), 0);
+	board_step_clock(board, BOARD_CLOCK_SYSTEM, (int64_t)(target_ns - board_time_now(board, BOARD_CLOCK_SYSTEM)),
+			 0);
 	board_system_unsynchronised(board);
 	return 0;
 }
@@ -101,7 +102,8 @@ static void adjust(struct board *board, const struct board_timex *timex)
 		board->system.status = timex->status;
 	if (timex->modes & BOARD_WIRE_ADJ_FREQUENCY)
 		board->system.frequency = timex->freq > MAX_FREQUENCY ? MAX_FREQUENCY
-			: timex->freq < -MAX_FREQUENCY ? -MAX_FREQUENCY : timex->freq;
+			: timex->freq < -MAX_FREQUENCY                ? -MAX_FREQUENCY
+								      : timex->freq;
 	if (timex->modes & BOARD_WIRE_ADJ_TICK)
 		board->system.tick = timex->tick;
 	if (timex->modes & BOARD_WIRE_ADJ_MAXERROR)
@@ -139,7 +141,7 @@ int board_system_adjtime(struct board *board, uint64_t raw_ns, struct board_time
 	timex->tick = board->system.tick;
 	timex->tai = 0;
 	timex->time_sec = (int64_t)(now_ns / (uint64_t)BOARD_NS_PER_S);
-	timex->time_usec = (int64_t)(now_ns % (uint64_t)BOARD_NS_PER_S) /
-		(board->system.status & BOARD_WIRE_STA_NANO ? 1 : 1000);
+	timex->time_usec =
+		(int64_t)(now_ns % (uint64_t)BOARD_NS_PER_S) / (board->system.status & BOARD_WIRE_STA_NANO ? 1 : 1000);
 	return board->system.status & BOARD_WIRE_STA_UNSYNC ? BOARD_WIRE_TIME_ERROR : BOARD_WIRE_TIME_OK;
 }

@@ -1,10 +1,10 @@
 // The running board of this process: its instant, its sink, the frame around every device call.
 #include "board/preload/boardCore.h"
 
-#include <cerrno>
-#include <cstring>
 #include <sys/mman.h>
 #include <sys/syscall.h>
+#include <cerrno>
+#include <cstring>
 
 #include "board/preload/console.h"
 
@@ -30,29 +30,22 @@ struct Core {
 
 constinit Core core;
 
-std::uint64_t realClockNs(clockid_t clock) noexcept
-{
+std::uint64_t realClockNs(clockid_t clock) noexcept {
     timespec now{};
     rawSystemCall(SYS_clock_gettime, clock, reinterpret_cast<long>(&now));
     return static_cast<std::uint64_t>(now.tv_sec) * kNsPerSecond + static_cast<std::uint64_t>(now.tv_nsec);
 }
 
-void observe(void*, const board_happening* happening) noexcept
-{
-    if (core.sink.take != nullptr)
-        core.sink.take(core.sink.context, *happening);
-    if (core.consoleFd < 0 || !isForConsole(*happening))
-        return;
+void observe(void*, const board_happening* happening) noexcept {
+    if (core.sink.take != nullptr) core.sink.take(core.sink.context, *happening);
+    if (core.consoleFd < 0 || !isForConsole(*happening)) return;
     // Whoever sees the line may look into the trace at once, and finds everything up to this happening there.
-    if (core.sink.flush != nullptr)
-        core.sink.flush(core.sink.context);
+    if (core.sink.flush != nullptr) core.sink.flush(core.sink.context);
     showOnConsole(core.consoleFd, *happening);
 }
 
-void jumpTo(std::uint64_t rawNs) noexcept
-{
-    if (rawNs > core.virtualNs.load(std::memory_order_relaxed))
-        core.virtualNs.store(rawNs, std::memory_order_relaxed);
+void jumpTo(std::uint64_t rawNs) noexcept {
+    if (rawNs > core.virtualNs.load(std::memory_order_relaxed)) core.virtualNs.store(rawNs, std::memory_order_relaxed);
     board_advance(core.model, rawNs);
     scheduler().wake(scheduler().modelKey(), static_cast<int>(Scheduler::kMaxThreads));
 }
@@ -61,41 +54,36 @@ std::uint64_t hookNextChange() noexcept { return board_next_change(core.model); 
 
 std::uint64_t hookSystem() noexcept { return board_system_get_time(core.model, rawNow()); }
 
-} // namespace
+}  // namespace
 
-bool startCore(const board_config& config, const CoreOptions& options) noexcept
-{
+bool startCore(const board_config& config, const CoreOptions& options) noexcept {
     const LockGuard guard(boardLock());
     core.memorySize = board_size();
     // Anonymous memory instead of the heap: a program's own allocation counters see nothing of the board.
     core.memory = mmap(nullptr, core.memorySize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (core.memory == MAP_FAILED)
-        return false;
+    if (core.memory == MAP_FAILED) return false;
     core.virtualTime = options.virtualTime;
     core.withScheduler = options.withScheduler && options.virtualTime;
     core.consoleFd = options.consoleFd;
     core.sink = options.sink;
     core.virtualNs.store(0, std::memory_order_relaxed);
     core.realStartNs = realClockNs(CLOCK_MONOTONIC_RAW);
-    core.model = board_init(core.memory, &config, [](void* context, const board_happening* happening) {
-        observe(context, happening);
-    }, nullptr);
+    core.model = board_init(
+        core.memory, &config, [](void* context, const board_happening* happening) { observe(context, happening); },
+        nullptr);
     if (core.model == nullptr) {
         munmap(core.memory, core.memorySize);
         return false;
     }
-    if (core.withScheduler)
-        scheduler().start({rawNow, hookSystem, hookNextChange, jumpTo});
+    if (core.withScheduler) scheduler().start({rawNow, hookSystem, hookNextChange, jumpTo});
     coreActive.store(true, std::memory_order_release);
     return true;
 }
 
-void stopCore() noexcept
-{
+void stopCore() noexcept {
     const LockGuard guard(boardLock());
     coreActive.store(false, std::memory_order_release);
-    if (core.withScheduler)
-        scheduler().stop();
+    if (core.withScheduler) scheduler().stop();
     core.model = nullptr;
     munmap(core.memory, core.memorySize);
 }
@@ -104,36 +92,28 @@ board* model() noexcept { return core.model; }
 
 bool isTimeVirtual() noexcept { return core.virtualTime; }
 
-std::uint64_t rawNow() noexcept
-{
-    if (core.virtualTime)
-        return core.virtualNs.load(std::memory_order_relaxed);
+std::uint64_t rawNow() noexcept {
+    if (core.virtualTime) return core.virtualNs.load(std::memory_order_relaxed);
     return realClockNs(CLOCK_MONOTONIC_RAW) - core.realStartNs;
 }
 
-std::uint64_t monotonicNow() noexcept
-{
+std::uint64_t monotonicNow() noexcept {
     return core.virtualTime ? kMonotonicAtStartNs + rawNow() : realClockNs(CLOCK_MONOTONIC);
 }
 
-std::uint64_t rawFromMonotonic(std::uint64_t monotonicNs) noexcept
-{
-    if (core.virtualTime)
-        return monotonicNs > kMonotonicAtStartNs ? monotonicNs - kMonotonicAtStartNs : 0;
+std::uint64_t rawFromMonotonic(std::uint64_t monotonicNs) noexcept {
+    if (core.virtualTime) return monotonicNs > kMonotonicAtStartNs ? monotonicNs - kMonotonicAtStartNs : 0;
     const std::uint64_t now = monotonicNow();
     return monotonicNs > now ? rawNow() + (monotonicNs - now) : rawNow();
 }
 
-std::uint64_t systemNow() noexcept
-{
+std::uint64_t systemNow() noexcept {
     const LockGuard guard(boardLock());
     return board_system_get_time(core.model, rawNow());
 }
 
-void spend(std::uint64_t ns) noexcept
-{
-    if (!core.virtualTime)
-        return;
+void spend(std::uint64_t ns) noexcept {
+    if (!core.virtualTime) return;
     if (core.withScheduler && ns >= Scheduler::kSliceNs && Scheduler::self() != nullptr) {
         scheduler().wait(nullptr, Deadline::atRaw(rawNow() + ns), false);
         return;
@@ -141,22 +121,16 @@ void spend(std::uint64_t ns) noexcept
     {
         const LockGuard guard(boardLock());
         core.virtualNs.fetch_add(ns, std::memory_order_relaxed);
-        if (board_next_change(core.model) <= rawNow())
-            jumpTo(rawNow());
+        if (board_next_change(core.model) <= rawNow()) jumpTo(rawNow());
     }
-    if (core.withScheduler && Scheduler::self() != nullptr)
-        scheduler().yieldWhenSliceIsSpent();
+    if (core.withScheduler && Scheduler::self() != nullptr) scheduler().yieldWhenSliceIsSpent();
 }
 
-void tellModelChanged() noexcept
-{
-    scheduler().wake(scheduler().modelKey(), static_cast<int>(Scheduler::kMaxThreads));
-}
+void tellModelChanged() noexcept { scheduler().wake(scheduler().modelKey(), static_cast<int>(Scheduler::kMaxThreads)); }
 
 // ------------------------------------------------------------------------------------------------------ DeviceCall --
 
-DeviceCall::DeviceCall(board_call_kind kind, int target, board_file file, std::uint32_t detail) noexcept
-{
+DeviceCall::DeviceCall(board_call_kind kind, int target, board_file file, std::uint32_t detail) noexcept {
     boardLock().lock();
     call_.kind = kind;
     call_.target = target;
@@ -166,40 +140,33 @@ DeviceCall::DeviceCall(board_call_kind kind, int target, board_file file, std::u
     rawNs_ = rawNow();
 }
 
-DeviceCall::~DeviceCall()
-{
-    if (!finished_)
-        finish();
+DeviceCall::~DeviceCall() {
+    if (!finished_) finish();
 }
 
-DeviceCall& DeviceCall::with(std::int64_t argument) noexcept
-{
+DeviceCall& DeviceCall::with(std::int64_t argument) noexcept {
     if (call_.argument_count < sizeof call_.arguments / sizeof call_.arguments[0])
         call_.arguments[call_.argument_count++] = argument;
     return *this;
 }
 
-bool DeviceCall::isFaulted() noexcept
-{
+bool DeviceCall::isFaulted() noexcept {
     if (board_fault_due(core.model, rawNs_, &call_, &outcome_) == 0) {
         outcome_ = {};
         outcome_.short_count = -1;
         return false;
     }
-    if (outcome_.error == 0)
-        return false;
+    if (outcome_.error == 0) return false;
     fail(outcome_.error);
     return true;
 }
 
-void DeviceCall::succeed(std::int64_t result) noexcept
-{
+void DeviceCall::succeed(std::int64_t result) noexcept {
     call_.result = result < 0 ? -1 : result;
     call_.error = result < 0 ? static_cast<std::int32_t>(-result) : 0;
 }
 
-int DeviceCall::finishWithError() noexcept
-{
+int DeviceCall::finishWithError() noexcept {
     finished_ = true;
     const std::uint64_t costNs = board_call_cost(core.model, &call_) + outcome_.delay_ns + extraNs_;
     board_tell_call(core.model, rawNs_, &call_);
@@ -208,12 +175,10 @@ int DeviceCall::finishWithError() noexcept
     return call_.error;
 }
 
-long DeviceCall::finish() noexcept
-{
+long DeviceCall::finish() noexcept {
     const int error = finishWithError();
-    if (error != 0)
-        errno = error;
+    if (error != 0) errno = error;
     return static_cast<long>(call_.result);
 }
 
-} // namespace halvexboard
+}  // namespace halvexboard

@@ -14,14 +14,14 @@ namespace halvexboard {
 /// Where happenings go. Called with the board's lock held; must not allocate and must not call interposed functions.
 struct HappeningSink {
     void (*take)(void* context, const board_happening& happening) noexcept = nullptr;
-    void (*flush)(void* context) noexcept = nullptr; ///< Make everything taken so far visible to others.
+    void (*flush)(void* context) noexcept = nullptr;  ///< Make everything taken so far visible to others.
     void* context = nullptr;
 };
 
 struct CoreOptions {
-    bool virtualTime = true;   ///< Otherwise the instant is the machine's raw clock since the start.
-    bool withScheduler = true; ///< One thread at a time; needs virtual time and the interposed thread functions.
-    int consoleFd = -1;        ///< Where syslog lines and faults are shown as they happen; -1: nowhere.
+    bool virtualTime = true;    ///< Otherwise the instant is the machine's raw clock since the start.
+    bool withScheduler = true;  ///< One thread at a time; needs virtual time and the interposed thread functions.
+    int consoleFd = -1;         ///< Where syslog lines and faults are shown as they happen; -1: nowhere.
     HappeningSink sink;
 };
 
@@ -44,8 +44,8 @@ std::uint64_t monotonicNow() noexcept;
 std::uint64_t systemNow() noexcept;
 std::uint64_t rawFromMonotonic(std::uint64_t monotonicNs) noexcept;
 
-/// Lets `ns` of virtual time pass for the calling thread; long stretches are spent as a wait, so that others run meanwhile.
-/// Called without the lock. Does nothing in real time.
+/// Lets `ns` of virtual time pass for the calling thread; long stretches are spent as a wait, so that others run
+/// meanwhile. Called without the lock. Does nothing in real time.
 void spend(std::uint64_t ns) noexcept;
 
 /// After a model call that may have made somebody's descriptor readable: lets those look who wait for it.
@@ -91,4 +91,4 @@ private:
     bool finished_ = false;
 };
 
-} // namespace halvexboard
+}  // namespace halvexboard

@@ -17,8 +17,7 @@ void beforeFork() { boardLock().lock(); }
 
 void afterForkInParent() { boardLock().unlock(); }
 
-void afterForkInChild()
-{
+void afterForkInChild() {
     boardLock().resetAfterFork();
     scheduler().resetAfterFork();
     resetFileShimsAfterFork();
@@ -26,35 +25,29 @@ void afterForkInChild()
     forgetChildren();
 }
 
-void watchForks() noexcept
-{
+void watchForks() noexcept {
     static bool watching = false;
-    if (!watching)
-        watching = pthread_atfork(beforeFork, afterForkInParent, afterForkInChild) == 0;
+    if (!watching) watching = pthread_atfork(beforeFork, afterForkInParent, afterForkInChild) == 0;
 }
 
-} // namespace
+}  // namespace
 
-bool switchOn(const board_config& config, const CoreOptions& options) noexcept
-{
+bool switchOn(const board_config& config, const CoreOptions& options) noexcept {
     const bool canSchedule = hasThreadShims != nullptr;
     if (options.withScheduler && options.virtualTime) {
-        if (!canSchedule)
-            return false;
+        if (!canSchedule) return false;
         prepareThreadShims();
     }
     watchForks();
-    if (!startCore(config, options))
-        return false;
+    if (!startCore(config, options)) return false;
     buildTree(*board_configuration(model()));
     return true;
 }
 
-void switchOff() noexcept
-{
+void switchOff() noexcept {
     forgetAllDescriptors();
     forgetChildren();
     stopCore();
 }
 
-} // namespace halvexboard
+}  // namespace halvexboard

@@ -11,4 +11,4 @@ bool switchOn(const board_config& config, const CoreOptions& options) noexcept;
 /// Switches it off: descriptors given out stay open but mean nothing any more.
 void switchOff() noexcept;
 
-} // namespace halvexboard
+}  // namespace halvexboard

@@ -9,4 +9,4 @@ namespace halvexboard {
 inline constinit FutexLock theBoardLock;
 constexpr FutexLock& boardLock() noexcept { return theBoardLock; }
 
-} // namespace halvexboard
+}  // namespace halvexboard

@@ -5,9 +5,9 @@
 
 namespace halvexboard {
 
-/// Writes one line for a syslog entry, an injected fault or an event; nothing for anything else. Called with the board's
-/// lock held; allocates nothing. A line that cannot be written is lost: it is a view, the trace is the record.
+/// Writes one line for a syslog entry, an injected fault or an event; nothing for anything else. Called with the
+/// board's lock held; allocates nothing. A line that cannot be written is lost: it is a view, the trace is the record.
 void showOnConsole(int fd, const board_happening& happening) noexcept;
 bool isForConsole(const board_happening& happening) noexcept;
 
-} // namespace halvexboard
+}  // namespace halvexboard

@@ -10,15 +10,15 @@ namespace halvexboard {
 
 /// An open file of the board, shared by the descriptors duplicated from one another.
 struct OpenFile {
-    static constexpr std::size_t kContentSize = 4096; ///< A sysfs attribute is one page at most.
+    static constexpr std::size_t kContentSize = 4096;  ///< A sysfs attribute is one page at most.
 
     const Node* node = nullptr;
-    int flags = 0; ///< As given to open().
+    int flags = 0;  ///< As given to open().
     std::int64_t offset = 0;
     std::uint32_t references = 0;
-    bool isStream = false; ///< Opened through stdio, whose inner reads the shim does not see.
+    bool isStream = false;  ///< Opened through stdio, whose inner reads the shim does not see.
     std::uint32_t contentSize = 0;
-    char content[kContentSize] = {}; ///< What the attribute held when it was last read from its start.
+    char content[kContentSize] = {};  ///< What the attribute held when it was last read from its start.
 
     bool canRead() const noexcept;
     bool canWrite() const noexcept;
@@ -41,4 +41,4 @@ void forgetAllDescriptors() noexcept;
 void noteSocket(int fd) noexcept;
 bool isNotedSocket(int fd) noexcept;
 
-} // namespace halvexboard
+}  // namespace halvexboard

@@ -1,11 +1,11 @@
 // What opening, reading, writing and seeking on the board's files do.
 #include "board/preload/deviceFiles.h"
 
+#include <fcntl.h>
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fcntl.h>
 
 #include "board/preload/boardCore.h"
 #include "board/preload/waiting.h"
@@ -18,26 +18,24 @@ namespace {
 constexpr std::uint64_t kNsPerSecond = 1'000'000'000;
 
 /// sysfs refuses an access mode that the attribute's permission bits do not have, whoever asks.
-int accessError(const Node& node, int flags) noexcept
-{
+int accessError(const Node& node, int flags) noexcept {
     const int mode = flags & O_ACCMODE;
     switch (node.kind) {
-    case NodeKind::directory:
-    case NodeKind::directoryLink:
-        return mode == O_RDONLY ? 0 : EISDIR;
-    case NodeKind::constantText:
-        return mode == O_RDONLY ? 0 : EACCES;
-    case NodeKind::writeOnly:
-        return mode == O_WRONLY ? 0 : EACCES;
-    case NodeKind::program:
-        return mode == O_RDONLY ? 0 : ETXTBSY;
-    default:
-        return (flags & O_DIRECTORY) != 0 ? ENOTDIR : 0;
+        case NodeKind::directory:
+        case NodeKind::directoryLink:
+            return mode == O_RDONLY ? 0 : EISDIR;
+        case NodeKind::constantText:
+            return mode == O_RDONLY ? 0 : EACCES;
+        case NodeKind::writeOnly:
+            return mode == O_WRONLY ? 0 : EACCES;
+        case NodeKind::program:
+            return mode == O_RDONLY ? 0 : ETXTBSY;
+        default:
+            return (flags & O_DIRECTORY) != 0 ? ENOTDIR : 0;
     }
 }
 
-ssize_t readEvents(DeviceCall& call, OpenFile& file, void* buffer, std::size_t size) noexcept
-{
+ssize_t readEvents(DeviceCall& call, OpenFile& file, void* buffer, std::size_t size) noexcept {
     if (size % sizeof(board_wire_ptp_extts_event) != 0) {
         call.fail(EINVAL);
         return call.finish();
@@ -68,17 +66,14 @@ ssize_t readEvents(DeviceCall& call, OpenFile& file, void* buffer, std::size_t s
         std::memcpy(out, &event, sizeof event);
         out += sizeof event;
     }
-    if (taken > 0)
-        call.with(static_cast<std::int64_t>(events[0].time_ns));
+    if (taken > 0) call.with(static_cast<std::int64_t>(events[0].time_ns));
     std::int64_t transferred = out - static_cast<unsigned char*>(buffer);
-    if (call.shortCount() >= 0)
-        transferred = std::min<std::int64_t>(transferred, call.shortCount());
+    if (call.shortCount() >= 0) transferred = std::min<std::int64_t>(transferred, call.shortCount());
     call.succeed(transferred);
     return call.finish();
 }
 
-ssize_t readText(DeviceCall& call, OpenFile& file, void* buffer, std::size_t size) noexcept
-{
+ssize_t readText(DeviceCall& call, OpenFile& file, void* buffer, std::size_t size) noexcept {
     // As in the kernel, an attribute is shown afresh when it is read from its start and continued otherwise.
     if (file.offset == 0) {
         const int rendered = renderContent(file, call.rawNs());
@@ -89,19 +84,16 @@ ssize_t readText(DeviceCall& call, OpenFile& file, void* buffer, std::size_t siz
     }
     const std::int64_t left = std::max<std::int64_t>(0, file.contentSize - file.offset);
     auto count = std::min<std::int64_t>(left, static_cast<std::int64_t>(std::min<std::size_t>(size, SSIZE_MAX)));
-    if (call.shortCount() >= 0)
-        count = std::min<std::int64_t>(count, call.shortCount());
-    if (count > 0)
-        std::memcpy(buffer, file.content + file.offset, static_cast<std::size_t>(count));
+    if (call.shortCount() >= 0) count = std::min<std::int64_t>(count, call.shortCount());
+    if (count > 0) std::memcpy(buffer, file.content + file.offset, static_cast<std::size_t>(count));
     file.offset += count;
     call.succeed(count);
     return call.finish();
 }
 
-} // namespace
+}  // namespace
 
-int openNode(const Node& node, int flags) noexcept
-{
+int openNode(const Node& node, int flags) noexcept {
     DeviceCall call(BOARD_CALL_OPEN, node.target, node.file);
     call.with(flags);
     if (!call.isFaulted()) {
@@ -112,16 +104,13 @@ int openNode(const Node& node, int flags) noexcept
     return static_cast<int>(call.finish());
 }
 
-int openMissing() noexcept
-{
+int openMissing() noexcept {
     DeviceCall call(BOARD_CALL_OPEN, BOARD_TARGET_ANY, BOARD_FILE_ANY);
-    if (!call.isFaulted())
-        call.fail(ENOENT);
+    if (!call.isFaulted()) call.fail(ENOENT);
     return static_cast<int>(call.finish());
 }
 
-ssize_t readFile(OpenFile& file, void* buffer, std::size_t size) noexcept
-{
+ssize_t readFile(OpenFile& file, void* buffer, std::size_t size) noexcept {
     const bool fromStream = file.isStream;
     DeviceCall call(fromStream ? BOARD_CALL_FREAD : BOARD_CALL_READ, file.node->target, file.node->file);
     call.with(static_cast<std::int64_t>(size));
@@ -135,15 +124,14 @@ ssize_t readFile(OpenFile& file, void* buffer, std::size_t size) noexcept
         return readEvents(call, file, buffer, size);
     else if (file.node->kind == NodeKind::directory || file.node->kind == NodeKind::directoryLink)
         call.fail(EISDIR);
-    else if (file.node->kind == NodeKind::driverNode) // the drivers have no read method
+    else if (file.node->kind == NodeKind::driverNode)  // the drivers have no read method
         call.fail(EINVAL);
     else
         return readText(call, file, buffer, size);
     return call.finish();
 }
 
-ssize_t writeFile(OpenFile& file, const void* buffer, std::size_t size) noexcept
-{
+ssize_t writeFile(OpenFile& file, const void* buffer, std::size_t size) noexcept {
     DeviceCall call(BOARD_CALL_WRITE, file.node->target, file.node->file);
     call.with(static_cast<std::int64_t>(size));
     if (!file.canWrite())
@@ -153,33 +141,31 @@ ssize_t writeFile(OpenFile& file, const void* buffer, std::size_t size) noexcept
     else if (board_present(model(), file.node->target) == 0)
         call.fail(ENODEV);
     else if (file.node->kind == NodeKind::writeOnly)
-        call.fail(ENODEV); // no such device to bind
+        call.fail(ENODEV);  // no such device to bind
     else if (file.node->kind != NodeKind::ppbOffset)
         call.fail(EINVAL);
     else if (call.shortCount() >= 0)
-        call.succeed(std::min<std::int64_t>(call.shortCount(), static_cast<std::int64_t>(size))); // the driver saw nothing
+        call.succeed(
+            std::min<std::int64_t>(call.shortCount(), static_cast<std::int64_t>(size)));  // the driver saw nothing
     else {
         const auto length = static_cast<std::uint32_t>(std::min<std::size_t>(size, OpenFile::kContentSize));
         const int stored = board_si514_store(model(), call.rawNs(), static_cast<const char*>(buffer), length);
-        if (stored > 0)
-            file.offset += stored;
+        if (stored > 0) file.offset += stored;
         call.succeed(stored);
     }
     return call.finish();
 }
 
-off_t seekFile(OpenFile& file, off_t offset, int whence) noexcept
-{
+off_t seekFile(OpenFile& file, off_t offset, int whence) noexcept {
     DeviceCall call(BOARD_CALL_LSEEK, file.node->target, file.node->file);
     call.with(offset).with(whence);
-    if (call.isFaulted())
-        return call.finish();
+    if (call.isFaulted()) return call.finish();
     const bool isStreamDevice = file.node->kind == NodeKind::ptpDevice || file.node->kind == NodeKind::driverNode;
     std::int64_t base = 0;
     if (whence == SEEK_CUR)
         base = file.offset;
     else if (whence == SEEK_END)
-        base = static_cast<std::int64_t>(OpenFile::kContentSize); // what sysfs says the size is
+        base = static_cast<std::int64_t>(OpenFile::kContentSize);  // what sysfs says the size is
     if (isStreamDevice)
         call.fail(ESPIPE);
     else if ((whence != SEEK_SET && whence != SEEK_CUR && whence != SEEK_END) || base + offset < 0)
@@ -193,16 +179,13 @@ off_t seekFile(OpenFile& file, off_t offset, int whence) noexcept
     return call.finish();
 }
 
-bool closeFile(OpenFile& file) noexcept
-{
+bool closeFile(OpenFile& file) noexcept {
     DeviceCall call(BOARD_CALL_CLOSE, file.node->target, file.node->file);
-    if (!call.isFaulted())
-        call.succeed(0);
+    if (!call.isFaulted()) call.succeed(0);
     return call.finish() == 0;
 }
 
-int renderContent(OpenFile& file, std::uint64_t rawNs) noexcept
-{
+int renderContent(OpenFile& file, std::uint64_t rawNs) noexcept {
     int length = 0;
     if (file.node->kind == NodeKind::ppbOffset) {
         length = board_si514_show(model(), rawNs, file.content, OpenFile::kContentSize);
@@ -216,9 +199,8 @@ int renderContent(OpenFile& file, std::uint64_t rawNs) noexcept
 
 bool isAlwaysReady(const OpenFile& file) noexcept { return file.node->kind != NodeKind::ptpDevice; }
 
-bool isReadable(const OpenFile& file) noexcept
-{
+bool isReadable(const OpenFile& file) noexcept {
     return isAlwaysReady(file) || board_phc_waiting(model(), rawNow(), file.interface()) != 0;
 }
 
-} // namespace halvexboard
+}  // namespace halvexboard

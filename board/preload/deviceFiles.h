@@ -1,15 +1,16 @@
 // What the calls on a descriptor of the board do. The shims named like the C library's functions only forward to these.
 #pragma once
 
+#include <sys/types.h>
 #include <cstddef>
 #include <cstdint>
-#include <sys/types.h>
 
 #include "board/preload/descriptors.h"
 
 namespace halvexboard {
 
-// Each returns what the system call of that name returns, with errno set on -1, and is one call for faults and the trace.
+// Each returns what the system call of that name returns, with errno set on -1, and is one call for faults and the
+// trace.
 
 int openNode(const Node& node, int flags) noexcept;
 /// A path of the board's that is not there. Faults and the trace see the attempt.
@@ -30,4 +31,4 @@ bool isAlwaysReady(const OpenFile& file) noexcept;
 /// Requests about a network interface on a socket. False: not the board's business.
 bool requestOnSocket(int fd, unsigned long request, void* argument, int& result) noexcept;
 
-} // namespace halvexboard
+}  // namespace halvexboard

@@ -1,10 +1,10 @@
 // The requests of the board's devices: PTP clocks, the two drivers, network interfaces.
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 
 #include "board/preload/boardCore.h"
 #include "board/preload/deviceFiles.h"
@@ -25,24 +25,20 @@ constexpr std::uint32_t kMaxSamples = 25;
 bool isAddress(const void* pointer) noexcept { return reinterpret_cast<std::uintptr_t>(pointer) >= 4096; }
 
 template <typename Record>
-Record copyIn(const void* from) noexcept
-{
+Record copyIn(const void* from) noexcept {
     Record record;
     std::memcpy(&record, from, sizeof record);
     return record;
 }
 
-board_wire_ptp_time wireTime(std::uint64_t ns) noexcept
-{
+board_wire_ptp_time wireTime(std::uint64_t ns) noexcept {
     return {static_cast<std::int64_t>(ns / kNsPerSecond), static_cast<std::uint32_t>(ns % kNsPerSecond), 0};
 }
 
-int getCaps(DeviceCall& call, int interface, void* argument) noexcept
-{
+int getCaps(DeviceCall& call, int interface, void* argument) noexcept {
     struct board_phc_caps caps {};
     const int result = board_phc_get_caps(model(), call.rawNs(), interface, &caps);
-    if (result < 0)
-        return result;
+    if (result < 0) return result;
     board_wire_ptp_caps out{};
     out.max_adj = caps.max_adj;
     out.n_alarm = caps.n_alarm;
@@ -55,30 +51,24 @@ int getCaps(DeviceCall& call, int interface, void* argument) noexcept
     return 0;
 }
 
-int requestStamps(DeviceCall& call, int interface, const void* argument, bool strict) noexcept
-{
+int requestStamps(DeviceCall& call, int interface, const void* argument, bool strict) noexcept {
     const auto request = copyIn<board_wire_ptp_extts_request>(argument);
     call.with(request.index).with(request.flags);
-    if (strict && (request.reserved[0] != 0 || request.reserved[1] != 0))
-        return -EINVAL;
+    if (strict && (request.reserved[0] != 0 || request.reserved[1] != 0)) return -EINVAL;
     return board_phc_extts(model(), call.rawNs(), interface, request.index, request.flags, strict ? 1 : 0);
 }
 
-int setPin(DeviceCall& call, int interface, const void* argument) noexcept
-{
+int setPin(DeviceCall& call, int interface, const void* argument) noexcept {
     const auto pin = copyIn<board_wire_ptp_pin>(argument);
     call.with(pin.index).with(pin.function).with(pin.channel);
     return board_phc_set_pin(model(), call.rawNs(), interface, pin.index, pin.function, pin.channel);
 }
 
-int getPin(DeviceCall& call, int interface, void* argument) noexcept
-{
+int getPin(DeviceCall& call, int interface, void* argument) noexcept {
     auto pin = copyIn<board_wire_ptp_pin>(argument);
     call.with(pin.index);
-    const int result =
-        board_phc_get_pin(model(), call.rawNs(), interface, pin.index, &pin.function, &pin.channel);
-    if (result < 0)
-        return result;
+    const int result = board_phc_get_pin(model(), call.rawNs(), interface, pin.index, &pin.function, &pin.channel);
+    if (result < 0) return result;
     std::memset(pin.name, 0, sizeof pin.name);
     std::snprintf(pin.name, sizeof pin.name, "SDP%u", pin.index);
     std::memset(pin.reserved, 0, sizeof pin.reserved);
@@ -87,11 +77,9 @@ int getPin(DeviceCall& call, int interface, void* argument) noexcept
 }
 
 /// Readings of the system clock before and after each of the PHC's.
-int sampleOffsets(DeviceCall& call, int interface, void* argument, bool extended) noexcept
-{
+int sampleOffsets(DeviceCall& call, int interface, void* argument, bool extended) noexcept {
     const auto samples = copyIn<std::uint32_t>(argument);
-    if (samples == 0 || samples > kMaxSamples)
-        return -EINVAL;
+    if (samples == 0 || samples > kMaxSamples) return -EINVAL;
     board_wire_ptp_sys_offset plain{};
     board_wire_ptp_sys_offset_extended brackets{};
     std::uint64_t rawNs = call.rawNs();
@@ -99,8 +87,7 @@ int sampleOffsets(DeviceCall& call, int interface, void* argument, bool extended
         std::uint64_t phcNs = 0;
         const std::uint64_t beforeNs = board_system_get_time(model(), rawNs);
         const int result = board_phc_get_time(model(), rawNs + kRegisterReadNs / 2, interface, &phcNs);
-        if (result < 0)
-            return result;
+        if (result < 0) return result;
         rawNs += kRegisterReadNs;
         plain.time[2 * i] = brackets.time[i][0] = wireTime(beforeNs);
         plain.time[2 * i + 1] = brackets.time[i][1] = wireTime(phcNs);
@@ -115,26 +102,24 @@ int sampleOffsets(DeviceCall& call, int interface, void* argument, bool extended
     return 0;
 }
 
-int ptpRequest(DeviceCall& call, OpenFile& file, std::uint32_t request, void* argument) noexcept
-{
+int ptpRequest(DeviceCall& call, OpenFile& file, std::uint32_t request, void* argument) noexcept {
     const int interface = file.interface();
     switch (request) {
-    case BOARD_WIRE_PTP_GETCAPS:
-    case BOARD_WIRE_PTP_GETCAPS2:
-    case BOARD_WIRE_PTP_EXTTS_REQUEST:
-    case BOARD_WIRE_PTP_EXTTS_REQUEST2:
-    case BOARD_WIRE_PTP_PIN_SETFUNC:
-    case BOARD_WIRE_PTP_PIN_SETFUNC2:
-    case BOARD_WIRE_PTP_PIN_GETFUNC:
-    case BOARD_WIRE_PTP_PIN_GETFUNC2:
-    case BOARD_WIRE_PTP_SYS_OFFSET:
-    case BOARD_WIRE_PTP_SYS_OFFSET_EXTENDED:
-        break;
-    default:
-        return -ENOTTY;
+        case BOARD_WIRE_PTP_GETCAPS:
+        case BOARD_WIRE_PTP_GETCAPS2:
+        case BOARD_WIRE_PTP_EXTTS_REQUEST:
+        case BOARD_WIRE_PTP_EXTTS_REQUEST2:
+        case BOARD_WIRE_PTP_PIN_SETFUNC:
+        case BOARD_WIRE_PTP_PIN_SETFUNC2:
+        case BOARD_WIRE_PTP_PIN_GETFUNC:
+        case BOARD_WIRE_PTP_PIN_GETFUNC2:
+        case BOARD_WIRE_PTP_SYS_OFFSET:
+        case BOARD_WIRE_PTP_SYS_OFFSET_EXTENDED:
+            break;
+        default:
+            return -ENOTTY;
     }
-    if (!isAddress(argument))
-        return -EFAULT;
+    if (!isAddress(argument)) return -EFAULT;
     if (request == BOARD_WIRE_PTP_GETCAPS || request == BOARD_WIRE_PTP_GETCAPS2)
         return getCaps(call, interface, argument);
     if (request == BOARD_WIRE_PTP_EXTTS_REQUEST || request == BOARD_WIRE_PTP_EXTTS_REQUEST2)
@@ -147,8 +132,7 @@ int ptpRequest(DeviceCall& call, OpenFile& file, std::uint32_t request, void* ar
 }
 
 /// Puts a method's result and status where the caller's output buffer has them.
-void copyOut(const board_driver_method& method, const board_driver_call& made, void* out) noexcept
-{
+void copyOut(const board_driver_method& method, const board_driver_call& made, void* out) noexcept {
     if (method.has_result != 0) {
         const board_wire_value_buffer value{made.result, made.driver_status, 0};
         std::memcpy(out, &value, sizeof value);
@@ -157,20 +141,15 @@ void copyOut(const board_driver_method& method, const board_driver_call& made, v
     }
 }
 
-int driverRequest(DeviceCall& call, int driver, std::uint32_t request, void* argument) noexcept
-{
+int driverRequest(DeviceCall& call, int driver, std::uint32_t request, void* argument) noexcept {
     const board_driver_method* const method = board_driver_find(driver, request);
-    if (method == nullptr)
-        return -ENOTTY;
-    if (!isAddress(argument))
-        return -EFAULT;
+    if (method == nullptr) return -ENOTTY;
+    if (!isAddress(argument)) return -EFAULT;
     auto block = copyIn<board_wire_ioctl_block>(argument);
     const auto* const in = reinterpret_cast<const unsigned char*>(block.in_address);
     auto* const out = reinterpret_cast<unsigned char*>(block.out_address);
-    if (block.in_size < method->in_size || block.out_size < method->out_size)
-        return -EINVAL;
-    if (!isAddress(in) || !isAddress(out))
-        return -EFAULT;
+    if (block.in_size < method->in_size || block.out_size < method->out_size) return -EINVAL;
+    if (!isAddress(in) || !isAddress(out)) return -EFAULT;
     board_driver_call made{};
     made.request = request;
     made.forced_status = call.forcedDriverStatus();
@@ -183,55 +162,45 @@ int driverRequest(DeviceCall& call, int driver, std::uint32_t request, void* arg
     }
     auto* const record = reinterpret_cast<unsigned char*>(made.argument);
     if (method->record == BOARD_RECORD_NONE) {
-        if (method->has_argument != 0)
-            call.with(static_cast<std::int64_t>(made.argument));
+        if (method->has_argument != 0) call.with(static_cast<std::int64_t>(made.argument));
     } else {
-        if (!isAddress(record))
-            return -EFAULT;
+        if (!isAddress(record)) return -EFAULT;
         std::memcpy(made.record, record, method->record_size);
     }
     const int result = board_driver_do(model(), call.rawNs(), driver, &made);
-    if (result < 0)
-        return result;
-    if (method->record == BOARD_RECORD_IN_OUT)
-        std::memcpy(record, made.record, method->record_size);
+    if (result < 0) return result;
+    if (method->record == BOARD_RECORD_IN_OUT) std::memcpy(record, made.record, method->record_size);
     copyOut(*method, made, out);
     block.bytes_returned = made.bytes_returned;
     std::memcpy(argument, &block, sizeof block);
-    if (method->has_result != 0)
-        call.with(static_cast<std::int64_t>(made.result));
+    if (method->has_result != 0) call.with(static_cast<std::int64_t>(made.result));
     call.with(made.driver_status);
     return 0;
 }
 
-int timestampingInfo(DeviceCall& call, int interface, void* data) noexcept
-{
-    if (!isAddress(data))
-        return -EFAULT;
+int timestampingInfo(DeviceCall& call, int interface, void* data) noexcept {
+    if (!isAddress(data)) return -EFAULT;
     const auto command = copyIn<std::uint32_t>(data);
     call.with(command);
-    if (command != BOARD_WIRE_ETHTOOL_GET_TS_INFO)
-        return -EOPNOTSUPP;
+    if (command != BOARD_WIRE_ETHTOOL_GET_TS_INFO) return -EOPNOTSUPP;
     const std::int32_t phcIndex = board_interface_phc_index(model(), call.rawNs(), interface);
     board_wire_ts_info info{};
     info.command = command;
     info.phc_index = phcIndex;
-    constexpr std::uint32_t kSoftwareOnly = 0x18;   // receive and report in software
-    constexpr std::uint32_t kWithHardware = 0x5f;   // and transmit, receive and report in hardware
+    constexpr std::uint32_t kSoftwareOnly = 0x18;  // receive and report in software
+    constexpr std::uint32_t kWithHardware = 0x5f;  // and transmit, receive and report in hardware
     info.so_timestamping = phcIndex >= 0 ? kWithHardware : kSoftwareOnly;
     if (phcIndex >= 0) {
-        info.tx_types = 3;   // off, on
-        info.rx_filters = 3; // none, all
+        info.tx_types = 3;    // off, on
+        info.rx_filters = 3;  // none, all
     }
     std::memcpy(data, &info, sizeof info);
     return 0;
 }
 
-int interfaceFlags(DeviceCall& call, int interface, void* argument) noexcept
-{
+int interfaceFlags(DeviceCall& call, int interface, void* argument) noexcept {
     const int isUp = board_interface_is_up(model(), call.rawNs(), interface);
-    if (isUp < 0)
-        return isUp;
+    if (isUp < 0) return isUp;
     auto request = copyIn<board_wire_ifreq>(argument);
     constexpr int kAlways = BOARD_WIRE_IFF_BROADCAST | BOARD_WIRE_IFF_MULTICAST;
     const int flags = kAlways | (isUp != 0 ? BOARD_WIRE_IFF_UP | BOARD_WIRE_IFF_RUNNING : 0);
@@ -241,8 +210,7 @@ int interfaceFlags(DeviceCall& call, int interface, void* argument) noexcept
     return 0;
 }
 
-int loopbackFlags(void* argument) noexcept
-{
+int loopbackFlags(void* argument) noexcept {
     constexpr std::int16_t kLoopback = 0x0008;
     auto request = copyIn<board_wire_ifreq>(argument);
     request.value.flags = kLoopback | BOARD_WIRE_IFF_UP | BOARD_WIRE_IFF_RUNNING;
@@ -250,19 +218,17 @@ int loopbackFlags(void* argument) noexcept
     return 0;
 }
 
-bool isSocket(int fd) noexcept
-{
+bool isSocket(int fd) noexcept {
     int type = 0;
     unsigned size = sizeof type;
     return rawSystemCall(SYS_getsockopt, fd, SOL_SOCKET, SO_TYPE, reinterpret_cast<long>(&type),
                          reinterpret_cast<long>(&size)) == 0;
 }
 
-} // namespace
+}  // namespace
 
-int requestOnFile(OpenFile& file, unsigned long request, void* argument) noexcept
-{
-    const auto number = static_cast<std::uint32_t>(request); // the kernel takes 32 bits of it
+int requestOnFile(OpenFile& file, unsigned long request, void* argument) noexcept {
+    const auto number = static_cast<std::uint32_t>(request);  // the kernel takes 32 bits of it
     const int target = file.node->target;
     DeviceCall call(BOARD_CALL_IOCTL, target, file.node->file, number);
     if (!call.isFaulted()) {
@@ -280,13 +246,10 @@ int requestOnFile(OpenFile& file, unsigned long request, void* argument) noexcep
     return result;
 }
 
-bool requestOnSocket(int fd, unsigned long request, void* argument, int& result) noexcept
-{
-    if ((request != BOARD_WIRE_SIOCETHTOOL && request != BOARD_WIRE_SIOCGIFFLAGS) || !isSocket(fd))
-        return false;
+bool requestOnSocket(int fd, unsigned long request, void* argument, int& result) noexcept {
+    if ((request != BOARD_WIRE_SIOCETHTOOL && request != BOARD_WIRE_SIOCGIFFLAGS) || !isSocket(fd)) return false;
     char name[BOARD_NAME_SIZE] = {};
-    if (isAddress(argument))
-        std::memcpy(name, argument, sizeof name - 1);
+    if (isAddress(argument)) std::memcpy(name, argument, sizeof name - 1);
     const LockGuard guard(boardLock());
     const int interface = board_interface_find(model(), name);
     const int target = interface >= 0 ? BOARD_TARGET_INTERFACE(interface) : BOARD_TARGET_NETWORK;
@@ -307,4 +270,4 @@ bool requestOnSocket(int fd, unsigned long request, void* argument, int& result)
     return true;
 }
 
-} // namespace halvexboard
+}  // namespace halvexboard

@@ -1,12 +1,12 @@
 // The board's one internal lock, and the two futex operations that everything here waits with.
 #pragma once
 
+#include <linux/futex.h>
+#include <sys/syscall.h>
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
 #include <ctime>
-#include <linux/futex.h>
-#include <sys/syscall.h>
 
 #ifdef HALVEXBOARD_THREAD_SANITIZER
 extern "C" void __tsan_acquire(void* address);
@@ -16,8 +16,8 @@ extern "C" void __tsan_release(void* address);
 namespace halvexboard {
 
 /// A system call made by instruction: the libc function `syscall` is itself interposed. Returns -errno on failure.
-inline long rawSystemCall(long number, long a = 0, long b = 0, long c = 0, long d = 0, long e = 0, long f = 0) noexcept
-{
+inline long rawSystemCall(long number, long a = 0, long b = 0, long c = 0, long d = 0, long e = 0,
+                          long f = 0) noexcept {
     register long r10 asm("r10") = d;
     register long r8 asm("r8") = e;
     register long r9 asm("r9") = f;
@@ -29,11 +29,12 @@ inline long rawSystemCall(long number, long a = 0, long b = 0, long c = 0, long 
     return result;
 }
 
-/// Sleeps while `word` holds `seen`. `timeoutNs` below 0 means for ever. Returns 0 or -errno (EINTR, EAGAIN, ETIMEDOUT).
-inline int futexWait(std::atomic<std::uint32_t>& word, std::uint32_t seen, std::int64_t timeoutNs) noexcept
-{
+/// Sleeps while `word` holds `seen`. `timeoutNs` below 0 means for ever. Returns 0 or -errno (EINTR, EAGAIN,
+/// ETIMEDOUT).
+inline int futexWait(std::atomic<std::uint32_t>& word, std::uint32_t seen, std::int64_t timeoutNs) noexcept {
     constexpr std::int64_t kNsPerSecond = 1'000'000'000;
-    // A wait with a time-out is the only kind that reports every signal handler as EINTR, so "for ever" is a day at a time.
+    // A wait with a time-out is the only kind that reports every signal handler as EINTR, so "for ever" is a day at a
+    // time.
     constexpr std::int64_t kOneDayNs = 86'400 * kNsPerSecond;
     const std::int64_t spanNs = timeoutNs < 0 ? kOneDayNs : timeoutNs;
     const timespec span{spanNs / kNsPerSecond, spanNs % kNsPerSecond};
@@ -41,17 +42,14 @@ inline int futexWait(std::atomic<std::uint32_t>& word, std::uint32_t seen, std::
                                           static_cast<long>(seen), reinterpret_cast<long>(&span)));
 }
 
-inline void futexWake(std::atomic<std::uint32_t>& word, int count) noexcept
-{
+inline void futexWake(std::atomic<std::uint32_t>& word, int count) noexcept {
     rawSystemCall(SYS_futex, reinterpret_cast<long>(&word), FUTEX_WAKE_PRIVATE, count);
 }
 
 /// Kernel id of the calling thread, fetched once a thread. Initial-exec storage: reading it never allocates.
-inline std::uint32_t currentThreadId() noexcept
-{
+inline std::uint32_t currentThreadId() noexcept {
     static thread_local std::uint32_t cachedId = 0;
-    if (cachedId == 0)
-        cachedId = static_cast<std::uint32_t>(rawSystemCall(SYS_gettid));
+    if (cachedId == 0) cachedId = static_cast<std::uint32_t>(rawSystemCall(SYS_gettid));
     return cachedId;
 }
 
@@ -60,8 +58,7 @@ inline std::uint32_t currentThreadId() noexcept
 /// program's own code or a blocking call runs.
 class FutexLock {
 public:
-    void lock() noexcept
-    {
+    void lock() noexcept {
         const std::uint32_t me = currentThreadId();
         if (owner_.load(std::memory_order_relaxed) == me) {
             ++depth_;
@@ -69,8 +66,7 @@ public:
         }
         std::uint32_t expected = kFree;
         if (!word_.compare_exchange_strong(expected, kHeld, std::memory_order_acquire)) {
-            while (word_.exchange(kContended, std::memory_order_acquire) != kFree)
-                futexWait(word_, kContended, -1);
+            while (word_.exchange(kContended, std::memory_order_acquire) != kFree) futexWait(word_, kContended, -1);
         }
         owner_.store(me, std::memory_order_relaxed);
         depth_ = 1;
@@ -79,38 +75,32 @@ public:
 #endif
     }
 
-    void unlock() noexcept
-    {
-        if (--depth_ != 0)
-            return;
+    void unlock() noexcept {
+        if (--depth_ != 0) return;
 #ifdef HALVEXBOARD_THREAD_SANITIZER
         __tsan_release(&word_);
 #endif
         owner_.store(0, std::memory_order_relaxed);
-        if (word_.exchange(kFree, std::memory_order_release) == kContended)
-            futexWake(word_, 1);
+        if (word_.exchange(kFree, std::memory_order_release) == kContended) futexWake(word_, 1);
     }
 
     bool isMine() const noexcept { return owner_.load(std::memory_order_relaxed) == currentThreadId(); }
 
     /// Lets go of every level at once; returns how many there were, for retake().
-    std::uint32_t releaseAll() noexcept
-    {
+    std::uint32_t releaseAll() noexcept {
         const std::uint32_t depth = depth_;
         depth_ = 1;
         unlock();
         return depth;
     }
 
-    void retake(std::uint32_t depth) noexcept
-    {
+    void retake(std::uint32_t depth) noexcept {
         lock();
         depth_ = depth;
     }
 
     /// The forked child has one thread, and it is the one that forked: whatever another thread held is void.
-    void resetAfterFork() noexcept
-    {
+    void resetAfterFork() noexcept {
         word_.store(kFree, std::memory_order_relaxed);
         owner_.store(0, std::memory_order_relaxed);
         depth_ = 0;
@@ -150,4 +140,4 @@ private:
     std::uint32_t depth_;
 };
 
-} // namespace halvexboard
+}  // namespace halvexboard

@@ -1,10 +1,10 @@
 // The board linked into a test executable: start, look, stop.
 #include "board/preload/linkedBoard.h"
 
-#include <cstring>
-#include <stdexcept>
 #include <sys/mman.h>
 #include <unistd.h>
+#include <cstring>
+#include <stdexcept>
 
 #include "board/preload/boardLife.h"
 #include "board/preload/threadShims.h"
@@ -25,30 +25,25 @@ struct Arena {
     std::size_t size = 0;
     std::size_t used = 0;
 
-    void reserve(std::size_t wanted)
-    {
-        if (memory != nullptr)
-            return;
+    void reserve(std::size_t wanted) {
+        if (memory != nullptr) return;
         void* const mapped =
             mmap(nullptr, wanted, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-        if (mapped == MAP_FAILED)
-            throw std::runtime_error("no address space for the trace of the board");
+        if (mapped == MAP_FAILED) throw std::runtime_error("no address space for the trace of the board");
         memory = static_cast<char*>(mapped);
         size = wanted;
     }
 };
 
 Arena traceArena;
-Arena syslogArena; // texts, each with a terminating zero
+Arena syslogArena;  // texts, each with a terminating zero
 bool boardIsOn = false;
 
-void keepHappening(void*, const board_happening& happening) noexcept
-{
+void keepHappening(void*, const board_happening& happening) noexcept {
     if (traceArena.size - traceArena.used < kMaxTraceLine)
-        __builtin_trap(); // a test that fills a gigabyte of trace has gone wrong
+        __builtin_trap();  // a test that fills a gigabyte of trace has gone wrong
     traceArena.used += formatHappening(*happening.where, happening, traceArena.memory + traceArena.used, kMaxTraceLine);
-    if (happening.kind != BOARD_HAPPENING_SYSLOG || syslogArena.size - syslogArena.used <= happening.text_size)
-        return;
+    if (happening.kind != BOARD_HAPPENING_SYSLOG || syslogArena.size - syslogArena.used <= happening.text_size) return;
     char* const text = syslogArena.memory + syslogArena.used;
     std::memcpy(text, happening.text, happening.text_size);
     text[happening.text_size] = '\0';
@@ -57,30 +52,24 @@ void keepHappening(void*, const board_happening& happening) noexcept
 
 board_config parse(std::string_view text) { return parseScenario(text, "scenario").config; }
 
-} // namespace
+}  // namespace
 
 LinkedBoard::LinkedBoard(std::string_view scenarioText, const LinkedBoardOptions& options)
-    : LinkedBoard(parse(scenarioText), options)
-{
-}
+    : LinkedBoard(parse(scenarioText), options) {}
 
-LinkedBoard::LinkedBoard(const board_config& config, const LinkedBoardOptions& options) : config_(config), options_(options)
-{
-    if (boardIsOn)
-        throw std::logic_error("a board is on already");
-    if (options_.seed)
-        config_.seed = *options_.seed;
+LinkedBoard::LinkedBoard(const board_config& config, const LinkedBoardOptions& options)
+    : config_(config), options_(options) {
+    if (boardIsOn) throw std::logic_error("a board is on already");
+    if (options_.seed) config_.seed = *options_.seed;
     start();
 }
 
-LinkedBoard::~LinkedBoard()
-{
+LinkedBoard::~LinkedBoard() {
     switchOff();
     boardIsOn = false;
 }
 
-void LinkedBoard::start()
-{
+void LinkedBoard::start() {
     traceArena.reserve(kArenaSize);
     syslogArena.reserve(kSyslogArenaSize);
     traceArena.used = 0;
@@ -90,19 +79,16 @@ void LinkedBoard::start()
     core.withScheduler = options_.virtualTime && options_.withScheduler.value_or(hasThreadShims != nullptr);
     core.consoleFd = options_.console ? STDERR_FILENO : -1;
     core.sink = {keepHappening, nullptr, nullptr};
-    if (!switchOn(config_, core))
-        throw std::runtime_error("the board cannot be switched on like this");
+    if (!switchOn(config_, core)) throw std::runtime_error("the board cannot be switched on like this");
     boardIsOn = true;
 }
 
-void LinkedBoard::reset()
-{
+void LinkedBoard::reset() {
     switchOff();
     start();
 }
 
-void LinkedBoard::reset(std::uint64_t seed)
-{
+void LinkedBoard::reset(std::uint64_t seed) {
     config_.seed = seed;
     reset();
 }
@@ -111,15 +97,13 @@ std::uint64_t LinkedBoard::rawNs() const { return rawNow(); }
 
 void LinkedBoard::sleepNs(std::uint64_t ns) { sleepUntil(deadlineAfter(ns)); }
 
-void LinkedBoard::withModel(const std::function<void(board&, std::uint64_t)>& action)
-{
+void LinkedBoard::withModel(const std::function<void(board&, std::uint64_t)>& action) {
     const LockGuard guard(boardLock());
     action(*model(), rawNow());
     tellModelChanged();
 }
 
-board_truth LinkedBoard::truth()
-{
+board_truth LinkedBoard::truth() {
     board_truth all{};
     withModel([&all](board& board, std::uint64_t rawNs) { board_get_truth(&board, rawNs, &all); });
     return all;
@@ -127,8 +111,7 @@ board_truth LinkedBoard::truth()
 
 std::int64_t LinkedBoard::differenceNs(int clock) { return truth().difference_ns[clock]; }
 
-bool LinkedBoard::doEvent(board_event_kind kind, int target, std::int64_t value)
-{
+bool LinkedBoard::doEvent(board_event_kind kind, int target, std::int64_t value) {
     int result = 0;
     withModel([&](board& board, std::uint64_t rawNs) {
         const board_event_config event{rawNs, kind, target, value};
@@ -137,14 +120,12 @@ bool LinkedBoard::doEvent(board_event_kind kind, int target, std::int64_t value)
     return result == 0;
 }
 
-std::string LinkedBoard::traceText() const
-{
+std::string LinkedBoard::traceText() const {
     const LockGuard guard(boardLock());
     return {traceArena.memory, traceArena.used};
 }
 
-std::vector<std::string> LinkedBoard::trace() const
-{
+std::vector<std::string> LinkedBoard::trace() const {
     const std::string text = traceText();
     std::vector<std::string> lines;
     for (std::size_t at = 0; at < text.size();) {
@@ -155,8 +136,7 @@ std::vector<std::string> LinkedBoard::trace() const
     return lines;
 }
 
-std::vector<std::string> LinkedBoard::syslogLines() const
-{
+std::vector<std::string> LinkedBoard::syslogLines() const {
     const LockGuard guard(boardLock());
     std::vector<std::string> lines;
     for (std::size_t at = 0; at < syslogArena.used; at += lines.back().size() + 1)
@@ -164,11 +144,10 @@ std::vector<std::string> LinkedBoard::syslogLines() const
     return lines;
 }
 
-void LinkedBoard::clearTrace()
-{
+void LinkedBoard::clearTrace() {
     const LockGuard guard(boardLock());
     traceArena.used = 0;
     syslogArena.used = 0;
 }
 
-} // namespace halvexboard
+}  // namespace halvexboard

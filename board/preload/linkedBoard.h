@@ -14,18 +14,18 @@
 namespace halvexboard {
 
 struct LinkedBoardOptions {
-    std::optional<std::uint64_t> seed; ///< Instead of the scenario's.
+    std::optional<std::uint64_t> seed;  ///< Instead of the scenario's.
     bool virtualTime = true;
-    /// One thread at a time, deterministic. Needs the thread shims in the program (link halvexboard_threads); by default it
-    /// follows from their being there.
+    /// One thread at a time, deterministic. Needs the thread shims in the program (link halvexboard_threads); by
+    /// default it follows from their being there.
     std::optional<bool> withScheduler;
-    bool console = false; ///< Syslog lines and faults on stderr as they happen.
+    bool console = false;  ///< Syslog lines and faults on stderr as they happen.
 };
 
-/// One simulated board in this process. While it lives, the C library's functions named in docs/board.md answer from it.
-/// Owns: the model and the trace. Threads: made and destroyed by one thread, with no other program thread left at the end;
-/// everything else is thread-safe. One at a time: a second one throws std::logic_error.
-/// Failure: the constructor throws ScenarioError for a scenario that is wrong, std::runtime_error when the board cannot start.
+/// One simulated board in this process. While it lives, the C library's functions named in docs/board.md answer from
+/// it. Owns: the model and the trace. Threads: made and destroyed by one thread, with no other program thread left at
+/// the end; everything else is thread-safe. One at a time: a second one throws std::logic_error. Failure: the
+/// constructor throws ScenarioError for a scenario that is wrong, std::runtime_error when the board cannot start.
 class LinkedBoard {
 public:
     explicit LinkedBoard(std::string_view scenarioText, const LinkedBoardOptions& options = {});
@@ -34,7 +34,8 @@ public:
     LinkedBoard(const LinkedBoard&) = delete;
     LinkedBoard& operator=(const LinkedBoard&) = delete;
 
-    /// Switches the board off and on again in its first state; the trace starts anew, descriptors mean nothing any more.
+    /// Switches the board off and on again in its first state; the trace starts anew, descriptors mean nothing any
+    /// more.
     void reset();
     void reset(std::uint64_t seed);
 
@@ -67,4 +68,4 @@ private:
     LinkedBoardOptions options_;
 };
 
-} // namespace halvexboard
+}  // namespace halvexboard

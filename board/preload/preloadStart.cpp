@@ -1,10 +1,10 @@
 // Start and end of the preloaded library: reads its orders from the environment before the program's own code runs.
+#include <unistd.h>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
-#include <unistd.h>
 
 #include "board/preload/boardLife.h"
 #include "board/preload/environment.h"
@@ -16,45 +16,36 @@ namespace halvexboard {
 
 namespace {
 
-constexpr int kCannotStart = 125; ///< Exit code for "the board could not be switched on", as other launchers have it.
+constexpr int kCannotStart = 125;  ///< Exit code for "the board could not be switched on", as other launchers have it.
 
-[[noreturn]] void giveUp(const std::string& why)
-{
+[[noreturn]] void giveUp(const std::string& why) {
     std::fprintf(stderr, "halvexboard: %s\n", why.c_str());
     _exit(kCannotStart);
 }
 
-bool isSetTo(const char* variable, const char* wanted) noexcept
-{
+bool isSetTo(const char* variable, const char* wanted) noexcept {
     const char* const value = std::getenv(variable);
     return value != nullptr && std::strcmp(value, wanted) == 0;
 }
 
-board_config readConfiguration()
-{
+board_config readConfiguration() {
     const char* const path = std::getenv(kScenarioVariable);
     Scenario scenario = path != nullptr ? loadScenario(path) : parseScenario("", "no scenario");
-    if (const char* const seed = std::getenv(kSeedVariable))
-        scenario.config.seed = std::strtoull(seed, nullptr, 10);
+    if (const char* const seed = std::getenv(kSeedVariable)) scenario.config.seed = std::strtoull(seed, nullptr, 10);
     return scenario.config;
 }
 
-void openTrace()
-{
+void openTrace() {
     const char* const path = std::getenv(kTraceVariable);
-    if (path == nullptr)
-        return;
+    if (path == nullptr) return;
     std::string name = path;
-    if (std::getenv(kNestedVariable) != nullptr)
-        name += "." + std::to_string(getpid());
+    if (std::getenv(kNestedVariable) != nullptr) name += "." + std::to_string(getpid());
     const int error = openTraceFile(name.c_str());
-    if (error != 0)
-        giveUp("cannot write the trace " + name + ": " + std::strerror(error));
+    if (error != 0) giveUp("cannot write the trace " + name + ": " + std::strerror(error));
 }
 
 /// The programs that this one starts see the machine as it is, unless they were asked for.
-void tidyEnvironment()
-{
+void tidyEnvironment() {
     if (isSetTo(kChildrenVariable, "1")) {
         setenv(kNestedVariable, "1", 1);
         return;
@@ -69,8 +60,7 @@ void tidyEnvironment()
         unsetenv(variable);
 }
 
-__attribute__((constructor)) void startPreloaded()
-{
+__attribute__((constructor)) void startPreloaded() {
     CoreOptions options;
     options.virtualTime = !isSetTo(kTimeVariable, "real");
     options.withScheduler = options.virtualTime;
@@ -81,8 +71,7 @@ __attribute__((constructor)) void startPreloaded()
         options.sink = traceFileSink();
         tidyEnvironment();
         setFlushAtExit(finishTraceFile);
-        if (!switchOn(config, options))
-            giveUp("the scenario asks for more than the board can be");
+        if (!switchOn(config, options)) giveUp("the scenario asks for more than the board can be");
     } catch (const std::exception& error) {
         giveUp(error.what());
     }
@@ -90,6 +79,6 @@ __attribute__((constructor)) void startPreloaded()
 
 __attribute__((destructor)) void endPreloaded() { flushAtExit(); }
 
-} // namespace
+}  // namespace
 
-} // namespace halvexboard
+}  // namespace halvexboard

@@ -7,14 +7,12 @@ namespace halvexboard {
 
 namespace {
 constinit std::atomic<void (*)() noexcept> flushFunction{nullptr};
-} // namespace
+}  // namespace
 
 void setFlushAtExit(void (*flush)() noexcept) noexcept { flushFunction.store(flush, std::memory_order_release); }
 
-void flushAtExit() noexcept
-{
-    if (auto* const flush = flushFunction.load(std::memory_order_acquire))
-        flush();
+void flushAtExit() noexcept {
+    if (auto* const flush = flushFunction.load(std::memory_order_acquire)) flush();
 }
 
-} // namespace halvexboard
+}  // namespace halvexboard

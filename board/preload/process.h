@@ -10,4 +10,4 @@ void setFlushAtExit(void (*flush)() noexcept) noexcept;
 void forgetChildren() noexcept;
 void resetFileShimsAfterFork() noexcept;
 
-} // namespace halvexboard
+}  // namespace halvexboard

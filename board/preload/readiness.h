@@ -3,9 +3,9 @@
 
 namespace halvexboard {
 
-/// Returns once a read of the descriptor would not block, the other threads running meanwhile. At once when nobody else could
-/// run, when the descriptor is ready, or when it says nothing about being ready.
+/// Returns once a read of the descriptor would not block, the other threads running meanwhile. At once when nobody else
+/// could run, when the descriptor is ready, or when it says nothing about being ready.
 void awaitReadable(int fd) noexcept;
 void awaitWritable(int fd) noexcept;
 
-} // namespace halvexboard
+}  // namespace halvexboard

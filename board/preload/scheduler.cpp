@@ -13,29 +13,25 @@ constexpr std::int64_t kNsPerSecond = 1'000'000'000;
 
 enum class State : std::uint8_t {
     unused,
-    ready,    // would run, waits for the token
-    running,  // has the token
-    waiting,  // for a key, a deadline or both
-    external, // in a call that blocks outside the board
-    left,     // has run to its end, not yet joined
+    ready,     // would run, waits for the token
+    running,   // has the token
+    waiting,   // for a key, a deadline or both
+    external,  // in a call that blocks outside the board
+    left,      // has run to its end, not yet joined
 };
 
-std::int64_t realMonotonicNs() noexcept
-{
+std::int64_t realMonotonicNs() noexcept {
     timespec now{};
     rawSystemCall(SYS_clock_gettime, CLOCK_MONOTONIC, reinterpret_cast<long>(&now));
     return now.tv_sec * kNsPerSecond + now.tv_nsec;
 }
 
-std::uint64_t saturatingAdd(std::uint64_t a, std::uint64_t b) noexcept
-{
-    return a > kNever - b ? kNever : a + b;
-}
+std::uint64_t saturatingAdd(std::uint64_t a, std::uint64_t b) noexcept { return a > kNever - b ? kNever : a + b; }
 
-} // namespace
+}  // namespace
 
 struct Scheduler::Thread {
-    std::atomic<std::uint32_t> word{0}; // moves whenever the thread has something to look at
+    std::atomic<std::uint32_t> word{0};  // moves whenever the thread has something to look at
     State state = State::unused;
     bool detached = false;
     bool interruptible = false;
@@ -43,7 +39,7 @@ struct Scheduler::Thread {
     const void* key = nullptr;
     std::uint32_t bits = 0;
     Deadline deadline;
-    std::uint64_t turn = 0; // smaller goes first
+    std::uint64_t turn = 0;  // smaller goes first
     pthread_t handle{};
     bool named = false;
     void* (*body)(void*) = nullptr;
@@ -56,7 +52,7 @@ constinit Scheduler::Thread threadTable[Scheduler::kMaxThreads];
 thread_local Scheduler::Thread* callingThread = nullptr;
 constinit Scheduler theScheduler{boardLock()};
 
-} // namespace
+}  // namespace
 
 Scheduler& scheduler() noexcept { return theScheduler; }
 
@@ -64,8 +60,7 @@ Scheduler::Thread* Scheduler::self() noexcept { return callingThread; }
 
 // ---------------------------------------------------------------------------------------------------------- threads --
 
-void Scheduler::start(const TimeHooks& hooks) noexcept
-{
+void Scheduler::start(const TimeHooks& hooks) noexcept {
     const LockGuard guard(lock_);
     hooks_ = hooks;
     Thread& me = threadTable[0];
@@ -84,12 +79,10 @@ void Scheduler::start(const TimeHooks& hooks) noexcept
     running_.store(true, std::memory_order_release);
 }
 
-void Scheduler::stop() noexcept
-{
+void Scheduler::stop() noexcept {
     const LockGuard guard(lock_);
     running_.store(false, std::memory_order_release);
-    for (std::size_t i = 0; i < used_; ++i)
-        threadTable[i].state = State::unused;
+    for (std::size_t i = 0; i < used_; ++i) threadTable[i].state = State::unused;
     callingThread = nullptr;
     holder_ = nullptr;
     keeper_ = nullptr;
@@ -97,13 +90,11 @@ void Scheduler::stop() noexcept
     used_ = 0;
 }
 
-Scheduler::Thread* Scheduler::prepareThread(void* (*body)(void*), void* argument, bool detached) noexcept
-{
+Scheduler::Thread* Scheduler::prepareThread(void* (*body)(void*), void* argument, bool detached) noexcept {
     const LockGuard guard(lock_);
     for (std::size_t i = 0; i < kMaxThreads; ++i) {
         Thread& entry = threadTable[i];
-        if (entry.state != State::unused)
-            continue;
+        if (entry.state != State::unused) continue;
         entry.state = State::ready;
         entry.turn = nextTurn_++;
         entry.detached = detached;
@@ -118,42 +109,35 @@ Scheduler::Thread* Scheduler::prepareThread(void* (*body)(void*), void* argument
     return nullptr;
 }
 
-void Scheduler::abandonThread(Thread* thread) noexcept
-{
+void Scheduler::abandonThread(Thread* thread) noexcept {
     const LockGuard guard(lock_);
     thread->state = State::unused;
     --registered_;
 }
 
-void Scheduler::nameThread(Thread* thread, pthread_t handle) noexcept
-{
+void Scheduler::nameThread(Thread* thread, pthread_t handle) noexcept {
     const LockGuard guard(lock_);
     thread->handle = handle;
     thread->named = true;
 }
 
-void Scheduler::enterThread(Thread* thread) noexcept
-{
+void Scheduler::enterThread(Thread* thread) noexcept {
     const LockGuard guard(lock_);
     callingThread = thread;
     thread->handle = pthread_self();
     thread->named = true;
-    if (holder_ == nullptr)
-        dispatch();
+    if (holder_ == nullptr) dispatch();
     awaitGrant(*thread);
 }
 
-void Scheduler::runThread(Thread* thread, void* (*&body)(void*), void*& argument) noexcept
-{
+void Scheduler::runThread(Thread* thread, void* (*&body)(void*), void*& argument) noexcept {
     body = thread->body;
     argument = thread->argument;
 }
 
-void Scheduler::leaveThread() noexcept
-{
+void Scheduler::leaveThread() noexcept {
     Thread* const me = callingThread;
-    if (me == nullptr || !isRunning())
-        return;
+    if (me == nullptr || !isRunning()) return;
     const LockGuard guard(lock_);
     callingThread = nullptr;
     me->state = me->detached ? State::unused : State::left;
@@ -165,19 +149,16 @@ void Scheduler::leaveThread() noexcept
     }
 }
 
-bool Scheduler::awaitEnd(pthread_t handle, Deadline deadline, WaitResult& result) noexcept
-{
+bool Scheduler::awaitEnd(pthread_t handle, Deadline deadline, WaitResult& result) noexcept {
     const LockGuard guard(lock_);
     for (std::size_t i = 0; i < used_; ++i) {
         Thread& entry = threadTable[i];
-        if (entry.state == State::unused || !entry.named || pthread_equal(entry.handle, handle) == 0)
-            continue;
-        if (&entry == callingThread) // joining oneself: the C library says EDEADLK
+        if (entry.state == State::unused || !entry.named || pthread_equal(entry.handle, handle) == 0) continue;
+        if (&entry == callingThread)  // joining oneself: the C library says EDEADLK
             return false;
         while (entry.state != State::left) {
             result = wait(&entry, deadline, false);
-            if (result == WaitResult::timedOut && entry.state != State::left)
-                return true;
+            if (result == WaitResult::timedOut && entry.state != State::left) return true;
         }
         result = WaitResult::woken;
         entry.state = State::unused;
@@ -186,38 +167,31 @@ bool Scheduler::awaitEnd(pthread_t handle, Deadline deadline, WaitResult& result
     return false;
 }
 
-void Scheduler::detach(pthread_t handle) noexcept
-{
+void Scheduler::detach(pthread_t handle) noexcept {
     const LockGuard guard(lock_);
     for (std::size_t i = 0; i < used_; ++i) {
         Thread& entry = threadTable[i];
-        if (entry.state == State::unused || !entry.named || pthread_equal(entry.handle, handle) == 0)
-            continue;
+        if (entry.state == State::unused || !entry.named || pthread_equal(entry.handle, handle) == 0) continue;
         entry.detached = true;
-        if (entry.state == State::left)
-            entry.state = State::unused;
+        if (entry.state == State::left) entry.state = State::unused;
     }
 }
 
-void Scheduler::resetAfterFork() noexcept
-{
+void Scheduler::resetAfterFork() noexcept {
     for (Thread& entry : threadTable) {
-        if (&entry != callingThread)
-            entry.state = State::unused;
+        if (&entry != callingThread) entry.state = State::unused;
     }
     registered_ = callingThread != nullptr ? 1 : 0;
     externals_ = 0;
     waitingCount_.store(0, std::memory_order_relaxed);
     keeper_ = nullptr;
     holder_ = callingThread;
-    if (callingThread != nullptr)
-        callingThread->state = State::running;
+    if (callingThread != nullptr) callingThread->state = State::running;
 }
 
 // ---------------------------------------------------------------------------------------------------------- waiting --
 
-void Scheduler::prepareWait(const void* key, Deadline deadline, bool interruptible, std::uint32_t bits) noexcept
-{
+void Scheduler::prepareWait(const void* key, Deadline deadline, bool interruptible, std::uint32_t bits) noexcept {
     const LockGuard guard(lock_);
     Thread& me = *callingThread;
     me.state = State::waiting;
@@ -229,34 +203,28 @@ void Scheduler::prepareWait(const void* key, Deadline deadline, bool interruptib
     waitingCount_.fetch_add(1, std::memory_order_relaxed);
 }
 
-WaitResult Scheduler::commitWait() noexcept
-{
+WaitResult Scheduler::commitWait() noexcept {
     const LockGuard guard(lock_);
     Thread& me = *callingThread;
     leaveToken(me);
     return me.result;
 }
 
-void Scheduler::cancelWait() noexcept
-{
+void Scheduler::cancelWait() noexcept {
     const LockGuard guard(lock_);
     Thread& me = *callingThread;
-    if (me.state == State::waiting)
-        waitingCount_.fetch_sub(1, std::memory_order_relaxed);
+    if (me.state == State::waiting) waitingCount_.fetch_sub(1, std::memory_order_relaxed);
     me.state = State::running;
 }
 
-WaitResult Scheduler::wait(const void* key, Deadline deadline, bool interruptible, std::uint32_t bits) noexcept
-{
+WaitResult Scheduler::wait(const void* key, Deadline deadline, bool interruptible, std::uint32_t bits) noexcept {
     const LockGuard guard(lock_);
     prepareWait(key, deadline, interruptible, bits);
     return commitWait();
 }
 
-int Scheduler::wake(const void* key, int count, std::uint32_t bits) noexcept
-{
-    if (!anyoneWaits())
-        return 0;
+int Scheduler::wake(const void* key, int count, std::uint32_t bits) noexcept {
+    if (!anyoneWaits()) return 0;
     const LockGuard guard(lock_);
     int woken = 0;
     while (woken < count) {
@@ -267,26 +235,22 @@ int Scheduler::wake(const void* key, int count, std::uint32_t bits) noexcept
                 (first == nullptr || entry.turn < first->turn))
                 first = &entry;
         }
-        if (first == nullptr)
-            break;
+        if (first == nullptr) break;
         makeReady(*first, WaitResult::woken);
         ++woken;
     }
-    if (woken != 0 && holder_ == nullptr && !jumping_)
-        dispatch();
+    if (woken != 0 && holder_ == nullptr && !jumping_) dispatch();
     return woken;
 }
 
-void Scheduler::makeReady(Thread& thread, WaitResult result) noexcept
-{
+void Scheduler::makeReady(Thread& thread, WaitResult result) noexcept {
     thread.state = State::ready;
     thread.result = result;
     thread.turn = nextTurn_++;
     waitingCount_.fetch_sub(1, std::memory_order_relaxed);
 }
 
-void Scheduler::yield() noexcept
-{
+void Scheduler::yield() noexcept {
     const LockGuard guard(lock_);
     Thread& me = *callingThread;
     wakeDue();
@@ -297,18 +261,14 @@ void Scheduler::yield() noexcept
 
 bool Scheduler::sliceIsSpent() const noexcept { return hooks_.rawNs() - sliceStartNs_ >= kSliceNs; }
 
-void Scheduler::yieldWhenSliceIsSpent() noexcept
-{
-    if (registered_ > 1 && sliceIsSpent())
-        yield();
+void Scheduler::yieldWhenSliceIsSpent() noexcept {
+    if (registered_ > 1 && sliceIsSpent()) yield();
 }
 
-bool Scheduler::beginExternal() noexcept
-{
+bool Scheduler::beginExternal() noexcept {
     const LockGuard guard(lock_);
     Thread* const me = callingThread;
-    if (me == nullptr || holder_ != me || registered_ < 2)
-        return false;
+    if (me == nullptr || holder_ != me || registered_ < 2) return false;
     me->state = State::external;
     ++externals_;
     holder_ = nullptr;
@@ -316,80 +276,65 @@ bool Scheduler::beginExternal() noexcept
     return true;
 }
 
-void Scheduler::endExternal() noexcept
-{
+void Scheduler::endExternal() noexcept {
     const LockGuard guard(lock_);
     Thread& me = *callingThread;
     --externals_;
     me.state = State::ready;
     me.turn = nextTurn_++;
-    if (holder_ == nullptr)
-        dispatch();
+    if (holder_ == nullptr) dispatch();
     awaitGrant(me);
 }
 
 // --------------------------------------------------------------------------------------------------- who runs next --
 
 /// Gives the token up and comes back when it is granted again. The caller has said in its state why it stops.
-void Scheduler::leaveToken(Thread& me) noexcept
-{
-    if (holder_ == &me)
-        holder_ = nullptr;
-    if (holder_ == nullptr)
-        dispatch();
+void Scheduler::leaveToken(Thread& me) noexcept {
+    if (holder_ == &me) holder_ = nullptr;
+    if (holder_ == nullptr) dispatch();
     awaitGrant(me);
 }
 
-std::uint64_t Scheduler::dueAt(const Thread& thread) const noexcept
-{
-    if (thread.deadline.clock == Deadline::Clock::none)
-        return kNever;
-    if (thread.deadline.clock == Deadline::Clock::raw)
-        return thread.deadline.ns;
+std::uint64_t Scheduler::dueAt(const Thread& thread) const noexcept {
+    if (thread.deadline.clock == Deadline::Clock::none) return kNever;
+    if (thread.deadline.clock == Deadline::Clock::raw) return thread.deadline.ns;
     // The system clock runs at its own rate and may be stepped: aim by its present reading and look again on arrival.
     const std::uint64_t systemNs = hooks_.systemNs();
     const std::uint64_t rawNs = hooks_.rawNs();
     return thread.deadline.ns <= systemNs ? rawNs : saturatingAdd(rawNs, thread.deadline.ns - systemNs);
 }
 
-void Scheduler::wakeDue() noexcept
-{
+void Scheduler::wakeDue() noexcept {
     const std::uint64_t now = hooks_.rawNs();
-    for (;;) { // in order of deadline, then of waiting: not of table position
+    for (;;) {  // in order of deadline, then of waiting: not of table position
         Thread* first = nullptr;
         std::uint64_t firstAt = 0;
         for (std::size_t i = 0; i < used_; ++i) {
             Thread& entry = threadTable[i];
-            if (entry.state != State::waiting)
-                continue;
+            if (entry.state != State::waiting) continue;
             const std::uint64_t at = dueAt(entry);
-            if (at > now)
-                continue;
+            if (at > now) continue;
             if (first == nullptr || at < firstAt || (at == firstAt && entry.turn < first->turn)) {
                 first = &entry;
                 firstAt = at;
             }
         }
-        if (first == nullptr)
-            return;
+        if (first == nullptr) return;
         makeReady(*first, WaitResult::timedOut);
     }
 }
 
-Scheduler::Thread* Scheduler::firstReady() noexcept
-{
+Scheduler::Thread* Scheduler::firstReady() noexcept {
     Thread* first = nullptr;
     for (std::size_t i = 0; i < used_; ++i) {
         Thread& entry = threadTable[i];
-        if (entry.state == State::ready && (first == nullptr || entry.turn < first->turn))
-            first = &entry;
+        if (entry.state == State::ready && (first == nullptr || entry.turn < first->turn)) first = &entry;
     }
     return first;
 }
 
 /// Finds the next thread to run, letting time jump for as long as there is none. Called without a holder.
-void Scheduler::dispatch() noexcept
-{
+void Scheduler::dispatch() noexcept {
     for (;;) {
         wakeDue();
         if (Thread* const next = firstReady()) {
@@ -401,17 +346,14 @@ void Scheduler::dispatch() noexcept
         bool someoneHasADeadline = false;
         for (std::size_t i = 0; i < used_; ++i) {
             const Thread& entry = threadTable[i];
-            if (entry.state != State::waiting)
-                continue;
+            if (entry.state != State::waiting) continue;
             at = std::min(at, dueAt(entry));
             someoneWatchesTheModel |= entry.key == modelKey();
             someoneHasADeadline |= entry.deadline.clock != Deadline::Clock::none;
         }
         // A board that ticks for nobody would turn a program at rest into a busy loop.
-        if (someoneWatchesTheModel || someoneHasADeadline)
-            at = std::min(at, hooks_.nextChangeNs());
-        if (at == kNever)
-            return;
+        if (someoneWatchesTheModel || someoneHasADeadline) at = std::min(at, hooks_.nextChangeNs());
+        if (at == kNever) return;
         if (externals_ != 0) {
             appointKeeper(at);
             return;
@@ -420,35 +362,30 @@ void Scheduler::dispatch() noexcept
     }
 }
 
-void Scheduler::jumpTo(std::uint64_t rawNs) noexcept
-{
+void Scheduler::jumpTo(std::uint64_t rawNs) noexcept {
     jumping_ = true;
     hooks_.advanceTo(std::max(rawNs, hooks_.rawNs()));
     jumping_ = false;
 }
 
-void Scheduler::grant(Thread& thread) noexcept
-{
+void Scheduler::grant(Thread& thread) noexcept {
     thread.state = State::running;
     holder_ = &thread;
     keeper_ = nullptr;
     sliceStartNs_ = hooks_.rawNs();
     thread.word.fetch_add(1, std::memory_order_release);
-    if (&thread != callingThread)
-        futexWake(thread.word, 1);
+    if (&thread != callingThread) futexWake(thread.word, 1);
 }
 
-/// While some thread blocks outside the board, virtual time goes no faster than real time: one waiting thread keeps watch.
-void Scheduler::appointKeeper(std::uint64_t atNs) noexcept
-{
+/// While some thread blocks outside the board, virtual time goes no faster than real time: one waiting thread keeps
+/// watch.
+void Scheduler::appointKeeper(std::uint64_t atNs) noexcept {
     Thread* chosen = nullptr;
     for (std::size_t i = 0; i < used_; ++i) {
         Thread& entry = threadTable[i];
-        if (entry.state == State::waiting && (chosen == nullptr || dueAt(entry) < dueAt(*chosen)))
-            chosen = &entry;
+        if (entry.state == State::waiting && (chosen == nullptr || dueAt(entry) < dueAt(*chosen))) chosen = &entry;
     }
-    if (chosen == nullptr)
-        return;
+    if (chosen == nullptr) return;
     const std::uint64_t rawNs = hooks_.rawNs();
     const std::uint64_t spanNs = atNs > rawNs ? atNs - rawNs : 0;
     constexpr std::uint64_t kOneHourNs = 3'600'000'000'000;
@@ -456,12 +393,10 @@ void Scheduler::appointKeeper(std::uint64_t atNs) noexcept
     keeperTargetNs_ = atNs;
     keeperUntilNs_ = realMonotonicNs() + static_cast<std::int64_t>(std::min(spanNs, kOneHourNs));
     chosen->word.fetch_add(1, std::memory_order_release);
-    if (chosen != callingThread)
-        futexWake(chosen->word, 1);
+    if (chosen != callingThread) futexWake(chosen->word, 1);
 }
 
-void Scheduler::awaitGrant(Thread& me) noexcept
-{
+void Scheduler::awaitGrant(Thread& me) noexcept {
     while (me.state != State::running) {
         const std::uint32_t seen = me.word.load(std::memory_order_acquire);
         std::int64_t spanNs = -1;
@@ -481,10 +416,9 @@ void Scheduler::awaitGrant(Thread& me) noexcept
         }
         if (outcome == -EINTR && me.interruptible && me.state == State::waiting) {
             makeReady(me, WaitResult::interrupted);
-            if (holder_ == nullptr)
-                dispatch();
+            if (holder_ == nullptr) dispatch();
         }
     }
 }
 
-} // namespace halvexboard
+}  // namespace halvexboard

@@ -1,10 +1,10 @@
 // The cooperative scheduler: runs one thread of the program at a time and lets virtual time jump when all of them wait.
 #pragma once
 
+#include <pthread.h>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <pthread.h>
 
 #include "board/preload/futexLock.h"
 
@@ -15,7 +15,7 @@ struct Deadline {
     enum class Clock : std::uint8_t { none, raw, system };
 
     Clock clock = Clock::none;
-    std::uint64_t ns = 0; ///< Instant of that clock, in ns.
+    std::uint64_t ns = 0;  ///< Instant of that clock, in ns.
 
     static constexpr Deadline never() noexcept { return {}; }
     static constexpr Deadline atRaw(std::uint64_t rawNs) noexcept { return {Clock::raw, rawNs}; }
@@ -29,16 +29,16 @@ enum class WaitResult : std::uint8_t { woken, timedOut, interrupted };
 struct TimeHooks {
     std::uint64_t (*rawNs)() noexcept;
     std::uint64_t (*systemNs)() noexcept;
-    std::uint64_t (*nextChangeNs)() noexcept;      ///< Raw instant at which the model changes by itself, kNever if never.
-    void (*advanceTo)(std::uint64_t rawNs) noexcept; ///< Jumps; lets happen what is due.
+    std::uint64_t (*nextChangeNs)() noexcept;  ///< Raw instant at which the model changes by itself, kNever if never.
+    void (*advanceTo)(std::uint64_t rawNs) noexcept;  ///< Jumps; lets happen what is due.
 };
 
 inline constexpr std::uint64_t kNever = ~std::uint64_t{0};
 
-/// Hands one token from thread to thread. A thread runs until it waits in here, ends, or has used up its slice of virtual
-/// time; who is next depends on nothing but the order of those hand-overs, so that equal runs are equal to the last call.
-/// Owns: the table of threads, of fixed size. Threads: thread-safe; every thread that is not registered (started by means
-/// the shim does not see) is "foreign", runs freely and waits with the C library's own functions.
+/// Hands one token from thread to thread. A thread runs until it waits in here, ends, or has used up its slice of
+/// virtual time; who is next depends on nothing but the order of those hand-overs, so that equal runs are equal to the
+/// last call. Owns: the table of threads, of fixed size. Threads: thread-safe; every thread that is not registered
+/// (started by means the shim does not see) is "foreign", runs freely and waits with the C library's own functions.
 /// Failure: a full table makes further threads foreign.
 class Scheduler {
 public:
@@ -129,11 +129,11 @@ private:
     std::size_t used_ = 0;
     int registered_ = 0;
     int externals_ = 0;
-    bool jumping_ = false; // whoever becomes ready by the jump is found afterwards, once
+    bool jumping_ = false;  // whoever becomes ready by the jump is found afterwards, once
     char modelKey_ = 0;
 };
 
 /// The one scheduler of the process.
 Scheduler& scheduler() noexcept;
 
-} // namespace halvexboard
+}  // namespace halvexboard

@@ -1,8 +1,8 @@
 // Shims: reading, setting and adjusting clocks.
-#include <cerrno>
-#include <cstring>
 #include <sys/time.h>
 #include <sys/timex.h>
+#include <cerrno>
+#include <cstring>
 #include <ctime>
 
 #include "board/preload/boardCore.h"
@@ -33,32 +33,28 @@ constexpr long kNsPerMicrosecond = 1'000;
 
 enum class ClockKind { foreign, system, monotonic, hardware, invalid };
 
-ClockKind kindOf(clockid_t clock, OpenFile*& file) noexcept
-{
+ClockKind kindOf(clockid_t clock, OpenFile*& file) noexcept {
     switch (clock) {
-    case CLOCK_REALTIME:
-    case CLOCK_REALTIME_COARSE:
-    case CLOCK_TAI:
-        return ClockKind::system;
-    case CLOCK_MONOTONIC:
-    case CLOCK_MONOTONIC_RAW:
-    case CLOCK_MONOTONIC_COARSE:
-    case CLOCK_BOOTTIME:
-        return isTimeVirtual() ? ClockKind::monotonic : ClockKind::foreign;
-    default:
-        break;
+        case CLOCK_REALTIME:
+        case CLOCK_REALTIME_COARSE:
+        case CLOCK_TAI:
+            return ClockKind::system;
+        case CLOCK_MONOTONIC:
+        case CLOCK_MONOTONIC_RAW:
+        case CLOCK_MONOTONIC_COARSE:
+        case CLOCK_BOOTTIME:
+            return isTimeVirtual() ? ClockKind::monotonic : ClockKind::foreign;
+        default:
+            break;
     }
-    if (!BOARD_WIRE_IS_CLOCK_FD(clock))
-        return ClockKind::foreign;
+    if (!BOARD_WIRE_IS_CLOCK_FD(clock)) return ClockKind::foreign;
     file = findDescriptor(BOARD_WIRE_CLOCK_TO_FD(clock));
-    if (file == nullptr)
-        return ClockKind::foreign;
+    if (file == nullptr) return ClockKind::foreign;
     return file->node->kind == NodeKind::ptpDevice ? ClockKind::hardware : ClockKind::invalid;
 }
 
 /// The cost of looking at a clock that is none of the board's devices: neither faults nor a line in the trace.
-void spendForReading() noexcept
-{
+void spendForReading() noexcept {
     board_call call{};
     call.kind = BOARD_CALL_CLOCK_GETTIME;
     std::uint64_t costNs = 0;
@@ -69,8 +65,7 @@ void spendForReading() noexcept
     spend(costNs);
 }
 
-int readSystem(timespec* out) noexcept
-{
+int readSystem(timespec* out) noexcept {
     DeviceCall call(BOARD_CALL_CLOCK_GETTIME, BOARD_TARGET_SYSTEM, BOARD_FILE_ANY);
     if (!call.isFaulted()) {
         const std::uint64_t ns = board_system_get_time(model(), call.rawNs());
@@ -81,8 +76,7 @@ int readSystem(timespec* out) noexcept
     return static_cast<int>(call.finish());
 }
 
-int readHardware(OpenFile& file, timespec* out) noexcept
-{
+int readHardware(OpenFile& file, timespec* out) noexcept {
     DeviceCall call(BOARD_CALL_CLOCK_GETTIME, file.node->target, BOARD_FILE_PTP);
     if (!call.isFaulted()) {
         std::uint64_t ns = 0;
@@ -96,19 +90,16 @@ int readHardware(OpenFile& file, timespec* out) noexcept
     return static_cast<int>(call.finish());
 }
 
-int setSystem(std::int64_t seconds, std::int64_t nanoseconds) noexcept
-{
+int setSystem(std::int64_t seconds, std::int64_t nanoseconds) noexcept {
     DeviceCall call(BOARD_CALL_CLOCK_SETTIME, BOARD_TARGET_SYSTEM, BOARD_FILE_ANY);
     call.with(seconds).with(nanoseconds);
-    if (!call.isFaulted())
-        call.succeed(board_system_set_time(model(), call.rawNs(), seconds, nanoseconds));
+    if (!call.isFaulted()) call.succeed(board_system_set_time(model(), call.rawNs(), seconds, nanoseconds));
     const auto result = static_cast<int>(call.finish());
     tellModelChanged();
     return result;
 }
 
-int setHardware(OpenFile& file, const timespec& time) noexcept
-{
+int setHardware(OpenFile& file, const timespec& time) noexcept {
     DeviceCall call(BOARD_CALL_CLOCK_SETTIME, file.node->target, BOARD_FILE_PTP);
     call.with(time.tv_sec).with(time.tv_nsec);
     if (!call.isFaulted()) {
@@ -122,8 +113,7 @@ int setHardware(OpenFile& file, const timespec& time) noexcept
     return static_cast<int>(call.finish());
 }
 
-board_timex fromWire(const board_wire_timex& from) noexcept
-{
+board_timex fromWire(const board_wire_timex& from) noexcept {
     board_timex to{};
     to.modes = from.modes;
     to.status = from.status;
@@ -141,8 +131,7 @@ board_timex fromWire(const board_wire_timex& from) noexcept
     return to;
 }
 
-void toWire(const board_timex& from, board_wire_timex& to) noexcept
-{
+void toWire(const board_timex& from, board_wire_timex& to) noexcept {
     to.status = from.status;
     to.tai = from.tai;
     to.offset = from.offset;
@@ -158,8 +147,7 @@ void toWire(const board_timex& from, board_wire_timex& to) noexcept
 }
 
 /// `file` null: the system clock.
-int adjust(OpenFile* file, timex* argument) noexcept
-{
+int adjust(OpenFile* file, timex* argument) noexcept {
     static_assert(sizeof(timex) == sizeof(board_wire_timex), "the record that programs hand over");
     board_wire_timex wire;
     std::memcpy(&wire, argument, sizeof wire);
@@ -187,86 +175,76 @@ int adjust(OpenFile* file, timex* argument) noexcept
     return result;
 }
 
-int refuse(int error) noexcept
-{
+int refuse(int error) noexcept {
     errno = error;
     return -1;
 }
 
-} // namespace
+}  // namespace
 
-HALVEXBOARD_SHIM int clock_gettime(clockid_t clock, timespec* out) noexcept
-{
+HALVEXBOARD_SHIM int clock_gettime(clockid_t clock, timespec* out) noexcept {
     OpenFile* file = nullptr;
     switch (isActive() ? kindOf(clock, file) : ClockKind::foreign) {
-    case ClockKind::system:
-        return readSystem(out);
-    case ClockKind::monotonic:
-        *out = toTimespec(monotonicNow());
-        spendForReading();
-        return 0;
-    case ClockKind::hardware:
-        return readHardware(*file, out);
-    case ClockKind::invalid:
-        return refuse(EINVAL);
-    default:
-        return real_clock_gettime(clock, out);
+        case ClockKind::system:
+            return readSystem(out);
+        case ClockKind::monotonic:
+            *out = toTimespec(monotonicNow());
+            spendForReading();
+            return 0;
+        case ClockKind::hardware:
+            return readHardware(*file, out);
+        case ClockKind::invalid:
+            return refuse(EINVAL);
+        default:
+            return real_clock_gettime(clock, out);
     }
 }
 
-HALVEXBOARD_SHIM int clock_settime(clockid_t clock, const timespec* time) noexcept
-{
+HALVEXBOARD_SHIM int clock_settime(clockid_t clock, const timespec* time) noexcept {
     OpenFile* file = nullptr;
     switch (isActive() ? kindOf(clock, file) : ClockKind::foreign) {
-    case ClockKind::system:
-        return clock == CLOCK_REALTIME ? setSystem(time->tv_sec, time->tv_nsec) : refuse(EINVAL);
-    case ClockKind::hardware:
-        return setHardware(*file, *time);
-    case ClockKind::foreign:
-        return real_clock_settime(clock, time);
-    default:
-        return refuse(EINVAL);
+        case ClockKind::system:
+            return clock == CLOCK_REALTIME ? setSystem(time->tv_sec, time->tv_nsec) : refuse(EINVAL);
+        case ClockKind::hardware:
+            return setHardware(*file, *time);
+        case ClockKind::foreign:
+            return real_clock_settime(clock, time);
+        default:
+            return refuse(EINVAL);
     }
 }
 
-HALVEXBOARD_SHIM int clock_getres(clockid_t clock, timespec* out) noexcept
-{
+HALVEXBOARD_SHIM int clock_getres(clockid_t clock, timespec* out) noexcept {
     OpenFile* file = nullptr;
-    if (!isActive() || kindOf(clock, file) != ClockKind::hardware)
-        return real_clock_getres(clock, out);
-    if (out != nullptr)
-        *out = {0, 1};
+    if (!isActive() || kindOf(clock, file) != ClockKind::hardware) return real_clock_getres(clock, out);
+    if (out != nullptr) *out = {0, 1};
     return 0;
 }
 
-HALVEXBOARD_SHIM int clock_adjtime(clockid_t clock, timex* change) noexcept
-{
+HALVEXBOARD_SHIM int clock_adjtime(clockid_t clock, timex* change) noexcept {
     OpenFile* file = nullptr;
     switch (isActive() ? kindOf(clock, file) : ClockKind::foreign) {
-    case ClockKind::system:
-        return clock == CLOCK_REALTIME ? adjust(nullptr, change) : refuse(EOPNOTSUPP);
-    case ClockKind::hardware:
-        return adjust(file, change);
-    case ClockKind::foreign:
-        return real_clock_adjtime(clock, change);
-    case ClockKind::monotonic:
-        return refuse(EOPNOTSUPP);
-    default:
-        return refuse(EINVAL);
+        case ClockKind::system:
+            return clock == CLOCK_REALTIME ? adjust(nullptr, change) : refuse(EOPNOTSUPP);
+        case ClockKind::hardware:
+            return adjust(file, change);
+        case ClockKind::foreign:
+            return real_clock_adjtime(clock, change);
+        case ClockKind::monotonic:
+            return refuse(EOPNOTSUPP);
+        default:
+            return refuse(EINVAL);
     }
 }
 
-HALVEXBOARD_SHIM int adjtimex(timex* change) noexcept
-{
+HALVEXBOARD_SHIM int adjtimex(timex* change) noexcept {
     return isActive() ? adjust(nullptr, change) : real_adjtimex(change);
 }
 
 HALVEXBOARD_SHIM int ntp_adjtime(timex* change) noexcept { return adjtimex(change); }
 
-HALVEXBOARD_SHIM int ntp_gettime(ntptimeval* out) noexcept
-{
-    if (!isActive())
-        return real_ntp_gettime(out);
+HALVEXBOARD_SHIM int ntp_gettime(ntptimeval* out) noexcept {
+    if (!isActive()) return real_ntp_gettime(out);
     timex state{};
     const int result = adjust(nullptr, &state);
     std::memset(out, 0, sizeof *out);
@@ -277,44 +255,34 @@ HALVEXBOARD_SHIM int ntp_gettime(ntptimeval* out) noexcept
     return result;
 }
 
-HALVEXBOARD_SHIM int adjtime(const timeval* delta, timeval* left) noexcept
-{
+HALVEXBOARD_SHIM int adjtime(const timeval* delta, timeval* left) noexcept {
     // The board has no such slew; the real clock must not be slewed instead.
     return isActive() ? refuse(EPERM) : real_adjtime(delta, left);
 }
 
-HALVEXBOARD_SHIM int gettimeofday(timeval* out, void* zone) noexcept
-{
-    if (!isActive())
-        return real_gettimeofday(out, zone);
+HALVEXBOARD_SHIM int gettimeofday(timeval* out, void* zone) noexcept {
+    if (!isActive()) return real_gettimeofday(out, zone);
     const timespec now = toTimespec(systemNow());
     *out = {now.tv_sec, now.tv_nsec / kNsPerMicrosecond};
     spendForReading();
     return 0;
 }
 
-HALVEXBOARD_SHIM int settimeofday(const timeval* time, const struct timezone* zone) noexcept
-{
-    if (!isActive() || time == nullptr)
-        return real_settimeofday(time, zone);
+HALVEXBOARD_SHIM int settimeofday(const timeval* time, const struct timezone* zone) noexcept {
+    if (!isActive() || time == nullptr) return real_settimeofday(time, zone);
     return setSystem(time->tv_sec, time->tv_usec * kNsPerMicrosecond);
 }
 
-HALVEXBOARD_SHIM time_t time(time_t* out) noexcept
-{
-    if (!isActive())
-        return real_time(out);
+HALVEXBOARD_SHIM time_t time(time_t* out) noexcept {
+    if (!isActive()) return real_time(out);
     const auto seconds = static_cast<time_t>(systemNow() / kNsPerSecond);
     spendForReading();
-    if (out != nullptr)
-        *out = seconds;
+    if (out != nullptr) *out = seconds;
     return seconds;
 }
 
-HALVEXBOARD_SHIM int timespec_get(timespec* out, int base) noexcept
-{
-    if (!isActive() || base != TIME_UTC)
-        return real_timespec_get(out, base);
+HALVEXBOARD_SHIM int timespec_get(timespec* out, int base) noexcept {
+    if (!isActive() || base != TIME_UTC) return real_timespec_get(out, base);
     *out = toTimespec(systemNow());
     spendForReading();
     return base;

@@ -1,12 +1,12 @@
 // Shims: directory listings and glob.
-#include <cerrno>
-#include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
 #include <glob.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
+#include <cerrno>
+#include <cstring>
 
 #include "board/preload/boardCore.h"
 #include "board/preload/descriptors.h"
@@ -38,22 +38,20 @@ struct Listing {
     int fd = -1;
     char realPath[kMaxPath] = {};
     std::size_t position = 0;
-    int dots = 0; // "." and ".." come first
+    int dots = 0;  // "." and ".." come first
     dirent entry{};
 };
 
 constexpr std::size_t kMaxListings = 64;
 constinit Listing listings[kMaxListings];
 
-Listing* listingOf(DIR* stream) noexcept
-{
+Listing* listingOf(DIR* stream) noexcept {
     auto* const address = reinterpret_cast<Listing*>(stream);
     const bool isOurs = address >= listings && address < listings + kMaxListings;
     return isOurs ? address : nullptr;
 }
 
-Listing* takeListing() noexcept
-{
+Listing* takeListing() noexcept {
     const LockGuard guard(boardLock());
     for (Listing& listing : listings) {
         if (!listing.used) {
@@ -66,28 +64,25 @@ Listing* takeListing() noexcept
     return nullptr;
 }
 
-bool isDirectory(const Node& node) noexcept
-{
+bool isDirectory(const Node& node) noexcept {
     return node.kind == NodeKind::directory || node.kind == NodeKind::directoryLink;
 }
 
-unsigned char entryType(const Node& node) noexcept
-{
+unsigned char entryType(const Node& node) noexcept {
     switch (node.kind) {
-    case NodeKind::directory:
-        return DT_DIR;
-    case NodeKind::directoryLink:
-        return DT_LNK;
-    case NodeKind::ptpDevice:
-    case NodeKind::driverNode:
-        return DT_CHR;
-    default:
-        return DT_REG;
+        case NodeKind::directory:
+            return DT_DIR;
+        case NodeKind::directoryLink:
+            return DT_LNK;
+        case NodeKind::ptpDevice:
+        case NodeKind::driverNode:
+            return DT_CHR;
+        default:
+            return DT_REG;
     }
 }
 
-dirent* fillEntry(Listing& listing, const char* name, unsigned char type) noexcept
-{
+dirent* fillEntry(Listing& listing, const char* name, unsigned char type) noexcept {
     dirent& entry = listing.entry;
     std::strncpy(entry.d_name, name, sizeof entry.d_name - 1);
     entry.d_name[sizeof entry.d_name - 1] = '\0';
@@ -99,46 +94,38 @@ dirent* fillEntry(Listing& listing, const char* name, unsigned char type) noexce
 }
 
 /// An entry of the machine that a file of the board hides.
-bool isHidden(const Listing& listing, const char* name) noexcept
-{
+bool isHidden(const Listing& listing, const char* name) noexcept {
     char path[kMaxPath];
     if (std::snprintf(path, sizeof path, "%s/%s", listing.realPath, name) >= static_cast<int>(sizeof path))
         return false;
     return findPath(path).what != PathClass::foreign;
 }
 
-dirent* nextEntry(Listing& listing) noexcept
-{
+dirent* nextEntry(Listing& listing) noexcept {
     if (listing.directory != nullptr) {
-        if (listing.dots < 2)
-            return fillEntry(listing, listing.dots++ == 0 ? "." : "..", DT_DIR);
+        if (listing.dots < 2) return fillEntry(listing, listing.dots++ == 0 ? "." : "..", DT_DIR);
         const Node* const child = nextChild(*listing.directory, listing.position);
         return child != nullptr ? fillEntry(listing, child->name, entryType(*child)) : nullptr;
     }
     while (listing.real != nullptr) {
         dirent* const entry = real_readdir(listing.real);
-        if (entry == nullptr)
-            break;
-        if (!isHidden(listing, entry->d_name))
-            return entry;
+        if (entry == nullptr) break;
+        if (!isHidden(listing, entry->d_name)) return entry;
     }
     const Node* const guest = nextGuest(listing.realPath, listing.position);
     return guest != nullptr ? fillEntry(listing, guest->name, entryType(*guest)) : nullptr;
 }
 
-DIR* startListing(const Node& node, int fd) noexcept
-{
+DIR* startListing(const Node& node, int fd) noexcept {
     Listing* const listing = takeListing();
-    if (listing == nullptr)
-        return nullptr;
+    if (listing == nullptr) return nullptr;
     listing->directory = &node;
     listing->fd = fd;
     return reinterpret_cast<DIR*>(listing);
 }
 
 /// True when the board answers for the directory. Without faults, cost and trace: glob's own look goes here too.
-bool openOnBoard(const char* path, DIR*& stream) noexcept
-{
+bool openOnBoard(const char* path, DIR*& stream) noexcept {
     stream = nullptr;
     const PathAnswer answer = findPath(path);
     char plain[kMaxPath];
@@ -147,18 +134,17 @@ bool openOnBoard(const char* path, DIR*& stream) noexcept
         return true;
     }
     if (answer.what == PathClass::present) {
-        const int fd = isDirectory(*answer.node) ? makeDescriptor(*answer.node, O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -ENOTDIR;
+        const int fd =
+            isDirectory(*answer.node) ? makeDescriptor(*answer.node, O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -ENOTDIR;
         if (fd < 0)
             errno = -fd;
         else
             stream = startListing(*answer.node, fd);
         return true;
     }
-    if (!isActive() || !plainPath(path, plain) || !hasGuests(plain))
-        return false;
+    if (!isActive() || !plainPath(path, plain) || !hasGuests(plain)) return false;
     Listing* const listing = takeListing();
-    if (listing == nullptr)
-        return true;
+    if (listing == nullptr) return true;
     std::memcpy(listing->realPath, plain, sizeof plain);
     listing->real = real_opendir(path);
     stream = reinterpret_cast<DIR*>(listing);
@@ -166,11 +152,9 @@ bool openOnBoard(const char* path, DIR*& stream) noexcept
 }
 
 /// The program's own opendir is a call on the board only where the board has a whole directory.
-bool isCounted(const char* path, int& target, board_file& file) noexcept
-{
+bool isCounted(const char* path, int& target, board_file& file) noexcept {
     const PathAnswer answer = findPath(path);
-    if (answer.what == PathClass::foreign)
-        return false;
+    if (answer.what == PathClass::foreign) return false;
     target = answer.node != nullptr ? answer.node->target : BOARD_TARGET_ANY;
     file = answer.node != nullptr ? answer.node->file : BOARD_FILE_DIRECTORY;
     char plain[kMaxPath];
@@ -181,31 +165,26 @@ bool isCounted(const char* path, int& target, board_file& file) noexcept
     return true;
 }
 
-} // namespace
+}  // namespace
 
-HALVEXBOARD_SHIM DIR* opendir(const char* path)
-{
+HALVEXBOARD_SHIM DIR* opendir(const char* path) {
     int target = BOARD_TARGET_ANY;
     board_file file = BOARD_FILE_ANY;
     DIR* stream = nullptr;
-    if (!isCounted(path, target, file))
-        return openOnBoard(path, stream) ? stream : real_opendir(path);
+    if (!isCounted(path, target, file)) return openOnBoard(path, stream) ? stream : real_opendir(path);
     DeviceCall call(BOARD_CALL_OPENDIR, target, file);
     if (!call.isFaulted()) {
         openOnBoard(path, stream);
-        if (Listing* const listing = stream != nullptr ? listingOf(stream) : nullptr)
-            listing->counted = true;
+        if (Listing* const listing = stream != nullptr ? listingOf(stream) : nullptr) listing->counted = true;
         call.succeed(stream != nullptr ? 0 : -errno);
     }
     call.finish();
     return stream;
 }
 
-HALVEXBOARD_SHIM DIR* fdopendir(int fd)
-{
+HALVEXBOARD_SHIM DIR* fdopendir(int fd) {
     OpenFile* const file = isActive() ? findDescriptor(fd) : nullptr;
-    if (file == nullptr)
-        return real_fdopendir(fd);
+    if (file == nullptr) return real_fdopendir(fd);
     if (!isDirectory(*file->node)) {
         errno = ENOTDIR;
         return nullptr;
@@ -213,37 +192,29 @@ HALVEXBOARD_SHIM DIR* fdopendir(int fd)
     return startListing(*file->node, fd);
 }
 
-HALVEXBOARD_SHIM dirent* readdir(DIR* stream)
-{
+HALVEXBOARD_SHIM dirent* readdir(DIR* stream) {
     Listing* const listing = listingOf(stream);
-    if (listing == nullptr)
-        return real_readdir(stream);
-    if (!listing->counted || !isActive())
-        return isActive() ? nextEntry(*listing) : nullptr;
+    if (listing == nullptr) return real_readdir(stream);
+    if (!listing->counted || !isActive()) return isActive() ? nextEntry(*listing) : nullptr;
     int target = listing->directory->target;
-    if (std::strcmp(listing->directory->path, BOARD_WIRE_NETWORK_DIRECTORY) == 0)
-        target = BOARD_TARGET_NETWORK;
+    if (std::strcmp(listing->directory->path, BOARD_WIRE_NETWORK_DIRECTORY) == 0) target = BOARD_TARGET_NETWORK;
     DeviceCall call(BOARD_CALL_READDIR, target, BOARD_FILE_DIRECTORY);
     dirent* entry = nullptr;
     if (!call.isFaulted()) {
         entry = nextEntry(*listing);
         call.succeed(entry != nullptr ? 1 : 0);
     }
-    const int error = errno; // the end of a listing leaves errno alone
-    if (call.finish() >= 0)
-        errno = error;
+    const int error = errno;  // the end of a listing leaves errno alone
+    if (call.finish() >= 0) errno = error;
     return entry;
 }
 
 HALVEXBOARD_SHIM dirent64* readdir64(DIR* stream) { return reinterpret_cast<dirent64*>(readdir(stream)); }
 
-HALVEXBOARD_SHIM int closedir(DIR* stream)
-{
+HALVEXBOARD_SHIM int closedir(DIR* stream) {
     Listing* const listing = listingOf(stream);
-    if (listing == nullptr)
-        return real_closedir(stream);
-    if (listing->real != nullptr)
-        real_closedir(listing->real);
+    if (listing == nullptr) return real_closedir(stream);
+    if (listing->real != nullptr) real_closedir(listing->real);
     if (listing->fd >= 0) {
         forgetDescriptor(listing->fd);
         rawSystemCall(SYS_close, listing->fd);
@@ -253,8 +224,7 @@ HALVEXBOARD_SHIM int closedir(DIR* stream)
     return 0;
 }
 
-HALVEXBOARD_SHIM void rewinddir(DIR* stream) noexcept
-{
+HALVEXBOARD_SHIM void rewinddir(DIR* stream) noexcept {
     Listing* const listing = listingOf(stream);
     if (listing == nullptr) {
         real_rewinddir(stream);
@@ -262,31 +232,27 @@ HALVEXBOARD_SHIM void rewinddir(DIR* stream) noexcept
     }
     listing->position = 0;
     listing->dots = 0;
-    if (listing->real != nullptr)
-        real_rewinddir(listing->real);
+    if (listing->real != nullptr) real_rewinddir(listing->real);
 }
 
-HALVEXBOARD_SHIM int dirfd(DIR* stream) noexcept
-{
+HALVEXBOARD_SHIM int dirfd(DIR* stream) noexcept {
     Listing* const listing = listingOf(stream);
-    if (listing == nullptr)
-        return real_dirfd(stream);
+    if (listing == nullptr) return real_dirfd(stream);
     return listing->real != nullptr ? real_dirfd(listing->real) : listing->fd;
 }
 
-// --------------------------------------------------------------------------------------------------------------- glob --
+// --------------------------------------------------------------------------------------------------------------- glob
+// --
 
 namespace {
 
 // glob calls back with these instead of calling libc where no shim sees it.
-void* globOpen(const char* path)
-{
+void* globOpen(const char* path) {
     DIR* stream = nullptr;
     return openOnBoard(path, stream) ? stream : real_opendir(path);
 }
 
-dirent* globRead(void* stream)
-{
+dirent* globRead(void* stream) {
     auto* const directory = static_cast<DIR*>(stream);
     Listing* const listing = listingOf(directory);
     return listing != nullptr ? nextEntry(*listing) : real_readdir(directory);
@@ -305,12 +271,9 @@ struct GlobCalls {
     decltype(Result::gl_lstat) lstat;
 };
 
-int globTarget(const char* pattern) noexcept
-{
-    if (std::strstr(pattern, BOARD_WIRE_FERROX_IDENTIFIER) != nullptr)
-        return BOARD_TARGET_FERROX;
-    if (std::strstr(pattern, BOARD_WIRE_FPGA_IDENTIFIER) != nullptr)
-        return BOARD_TARGET_FPGA;
+int globTarget(const char* pattern) noexcept {
+    if (std::strstr(pattern, BOARD_WIRE_FERROX_IDENTIFIER) != nullptr) return BOARD_TARGET_FERROX;
+    if (std::strstr(pattern, BOARD_WIRE_FPGA_IDENTIFIER) != nullptr) return BOARD_TARGET_FPGA;
     return BOARD_TARGET_ANY;
 }
 
@@ -318,8 +281,7 @@ int globError(int error) noexcept { return error == ENOMEM ? GLOB_NOSPACE : GLOB
 
 template <typename Result, typename Real>
 int globOnBoard(Real& realGlob, const char* pattern, int flags, int (*onError)(const char*, int), Result* result,
-                const GlobCalls<Result>& calls)
-{
+                const GlobCalls<Result>& calls) {
     // A caller with directory functions of its own has said where to look.
     if (!isActive() || pattern[0] != '/' || (flags & GLOB_ALTDIRFUNC) != 0)
         return realGlob(pattern, flags, onError, result);
@@ -332,24 +294,22 @@ int globOnBoard(Real& realGlob, const char* pattern, int flags, int (*onError)(c
     if (std::strncmp(pattern, BOARD_WIRE_DRIVER_DIRECTORY, kPrefix) != 0)
         return realGlob(pattern, flags | GLOB_ALTDIRFUNC, onError, result);
     DeviceCall call(BOARD_CALL_GLOB, globTarget(pattern), BOARD_FILE_DIRECTORY);
-    if (call.isFaulted())
-        return globError(call.finishWithError());
+    if (call.isFaulted()) return globError(call.finishWithError());
     const int outcome = realGlob(pattern, flags | GLOB_ALTDIRFUNC, onError, result);
     call.succeed(outcome == 0 ? static_cast<std::int64_t>(result->gl_pathc) : 0);
     call.finish();
     return outcome;
 }
 
-} // namespace
+}  // namespace
 
-HALVEXBOARD_SHIM int glob(const char* pattern, int flags, int (*onError)(const char*, int), glob_t* result) noexcept
-{
+HALVEXBOARD_SHIM int glob(const char* pattern, int flags, int (*onError)(const char*, int), glob_t* result) noexcept {
     return globOnBoard(real_glob, pattern, flags, onError, result,
                        GlobCalls<glob_t>{globOpen, globRead, globClose, stat, lstat});
 }
 
-HALVEXBOARD_SHIM int glob64(const char* pattern, int flags, int (*onError)(const char*, int), glob64_t* result) noexcept
-{
+HALVEXBOARD_SHIM int glob64(const char* pattern, int flags, int (*onError)(const char*, int),
+                            glob64_t* result) noexcept {
     return globOnBoard(real_glob64, pattern, flags, onError, result,
                        GlobCalls<glob64_t>{globOpen, globRead64, globClose, stat64, lstat64});
 }

@@ -1,16 +1,16 @@
 // Shims: open, close, read, write, lseek, ioctl, dup, fcntl, mmap, socket.
-#include <cerrno>
-#include <cstdarg>
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <cerrno>
+#include <cstdarg>
 
 #include "board/preload/boardCore.h"
 #include "board/preload/deviceFiles.h"
-#include "board/preload/realCalls.h"
 #include "board/preload/readiness.h"
+#include "board/preload/realCalls.h"
 #include "board/preload/waiting.h"
 
 using namespace halvexboard;
@@ -41,32 +41,25 @@ HALVEXBOARD_REAL(socket);
 /// A child between vfork and exec shares this process's memory but not its descriptors: it must not forget them for us.
 pid_t boardProcess = 0;
 
-bool isThisProcess() noexcept
-{
+bool isThisProcess() noexcept {
     const auto me = static_cast<pid_t>(rawSystemCall(SYS_getpid));
-    if (boardProcess == 0)
-        boardProcess = me;
+    if (boardProcess == 0) boardProcess = me;
     return boardProcess == me;
 }
 
 /// True when the board answers for the path; `fd` is then the result.
-bool openOnBoard(const char* path, int flags, int& fd) noexcept
-{
+bool openOnBoard(const char* path, int flags, int& fd) noexcept {
     const PathAnswer answer = findPath(path);
-    if (answer.what == PathClass::foreign)
-        return false;
+    if (answer.what == PathClass::foreign) return false;
     fd = answer.what == PathClass::present ? openNode(*answer.node, flags) : openMissing();
     return true;
 }
 
 /// A path relative to a directory descriptor of the board. False when it is something else.
-bool openBelow(int directory, const char* path, int flags, int& fd) noexcept
-{
-    if (path != nullptr && path[0] == '/')
-        return openOnBoard(path, flags, fd);
+bool openBelow(int directory, const char* path, int flags, int& fd) noexcept {
+    if (path != nullptr && path[0] == '/') return openOnBoard(path, flags, fd);
     const OpenFile* const file = isActive() && path != nullptr ? findDescriptor(directory) : nullptr;
-    if (file == nullptr)
-        return false;
+    if (file == nullptr) return false;
     char joined[kMaxPath];
     if (std::snprintf(joined, sizeof joined, "%s/%s", file->node->path, path) >= static_cast<int>(sizeof joined)) {
         errno = ENAMETOOLONG;
@@ -76,24 +69,22 @@ bool openBelow(int directory, const char* path, int flags, int& fd) noexcept
     return openOnBoard(joined, flags, fd);
 }
 
-mode_t modeArgument(int flags, va_list arguments) noexcept
-{
+mode_t modeArgument(int flags, va_list arguments) noexcept {
     const bool creates = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
     return creates ? va_arg(arguments, mode_t) : 0;
 }
 
 OpenFile* ours(int fd) noexcept { return isActive() ? findDescriptor(fd) : nullptr; }
 
-} // namespace
+}  // namespace
 
 namespace halvexboard {
 
 void resetFileShimsAfterFork() noexcept { boardProcess = 0; }
 
-} // namespace halvexboard
+}  // namespace halvexboard
 
-HALVEXBOARD_SHIM int open(const char* path, int flags, ...)
-{
+HALVEXBOARD_SHIM int open(const char* path, int flags, ...) {
     va_list arguments;
     va_start(arguments, flags);
     const mode_t mode = modeArgument(flags, arguments);
@@ -102,8 +93,7 @@ HALVEXBOARD_SHIM int open(const char* path, int flags, ...)
     return openOnBoard(path, flags, fd) ? fd : real_open(path, flags, mode);
 }
 
-HALVEXBOARD_SHIM int open64(const char* path, int flags, ...)
-{
+HALVEXBOARD_SHIM int open64(const char* path, int flags, ...) {
     va_list arguments;
     va_start(arguments, flags);
     const mode_t mode = modeArgument(flags, arguments);
@@ -112,20 +102,17 @@ HALVEXBOARD_SHIM int open64(const char* path, int flags, ...)
     return openOnBoard(path, flags, fd) ? fd : real_open64(path, flags, mode);
 }
 
-HALVEXBOARD_SHIM int __open_2(const char* path, int flags)
-{
+HALVEXBOARD_SHIM int __open_2(const char* path, int flags) {
     int fd = -1;
     return openOnBoard(path, flags, fd) ? fd : real_open(path, flags, mode_t{0});
 }
 
-HALVEXBOARD_SHIM int __open64_2(const char* path, int flags)
-{
+HALVEXBOARD_SHIM int __open64_2(const char* path, int flags) {
     int fd = -1;
     return openOnBoard(path, flags, fd) ? fd : real_open64(path, flags, mode_t{0});
 }
 
-HALVEXBOARD_SHIM int openat(int directory, const char* path, int flags, ...)
-{
+HALVEXBOARD_SHIM int openat(int directory, const char* path, int flags, ...) {
     va_list arguments;
     va_start(arguments, flags);
     const mode_t mode = modeArgument(flags, arguments);
@@ -134,8 +121,7 @@ HALVEXBOARD_SHIM int openat(int directory, const char* path, int flags, ...)
     return openBelow(directory, path, flags, fd) ? fd : real_openat(directory, path, flags, mode);
 }
 
-HALVEXBOARD_SHIM int openat64(int directory, const char* path, int flags, ...)
-{
+HALVEXBOARD_SHIM int openat64(int directory, const char* path, int flags, ...) {
     va_list arguments;
     va_start(arguments, flags);
     const mode_t mode = modeArgument(flags, arguments);
@@ -144,140 +130,108 @@ HALVEXBOARD_SHIM int openat64(int directory, const char* path, int flags, ...)
     return openBelow(directory, path, flags, fd) ? fd : real_openat64(directory, path, flags, mode);
 }
 
-HALVEXBOARD_SHIM int __openat_2(int directory, const char* path, int flags)
-{
+HALVEXBOARD_SHIM int __openat_2(int directory, const char* path, int flags) {
     int fd = -1;
     return openBelow(directory, path, flags, fd) ? fd : real_openat(directory, path, flags, mode_t{0});
 }
 
-HALVEXBOARD_SHIM int __openat64_2(int directory, const char* path, int flags)
-{
+HALVEXBOARD_SHIM int __openat64_2(int directory, const char* path, int flags) {
     int fd = -1;
     return openBelow(directory, path, flags, fd) ? fd : real_openat64(directory, path, flags, mode_t{0});
 }
 
-HALVEXBOARD_SHIM int creat(const char* path, mode_t mode)
-{
+HALVEXBOARD_SHIM int creat(const char* path, mode_t mode) {
     int fd = -1;
     return openOnBoard(path, O_WRONLY | O_CREAT | O_TRUNC, fd) ? fd : real_creat(path, mode);
 }
 
 namespace {
 
-bool closeSocket() noexcept
-{
+bool closeSocket() noexcept {
     DeviceCall call(BOARD_CALL_CLOSE, BOARD_TARGET_NETWORK, BOARD_FILE_SOCKET);
-    if (!call.isFaulted())
-        call.succeed(0);
+    if (!call.isFaulted()) call.succeed(0);
     return call.finish() == 0;
 }
 
-} // namespace
+}  // namespace
 
-HALVEXBOARD_SHIM int close(int fd)
-{
+HALVEXBOARD_SHIM int close(int fd) {
     OpenFile* const file = ours(fd);
-    if ((file == nullptr && !(isActive() && isNotedSocket(fd))) || !isThisProcess())
-        return real_close(fd);
+    if ((file == nullptr && !(isActive() && isNotedSocket(fd))) || !isThisProcess()) return real_close(fd);
     const bool succeeded = file != nullptr ? closeFile(*file) : closeSocket();
     const int error = errno;
     forgetDescriptor(fd);
     const int result = real_close(fd);
-    if (succeeded)
-        return result;
+    if (succeeded) return result;
     errno = error;
     return -1;
 }
 
-HALVEXBOARD_SHIM ssize_t read(int fd, void* buffer, size_t size)
-{
-    if (OpenFile* const file = ours(fd))
-        return readFile(*file, buffer, size);
+HALVEXBOARD_SHIM ssize_t read(int fd, void* buffer, size_t size) {
+    if (OpenFile* const file = ours(fd)) return readFile(*file, buffer, size);
     awaitReadable(fd);
     return real_read(fd, buffer, size);
 }
 
-HALVEXBOARD_SHIM ssize_t __read_chk(int fd, void* buffer, size_t size, size_t room)
-{
-    if (size > room)
-        __builtin_trap();
+HALVEXBOARD_SHIM ssize_t __read_chk(int fd, void* buffer, size_t size, size_t room) {
+    if (size > room) __builtin_trap();
     return read(fd, buffer, size);
 }
 
-HALVEXBOARD_SHIM ssize_t pread(int fd, void* buffer, size_t size, off_t offset)
-{
+HALVEXBOARD_SHIM ssize_t pread(int fd, void* buffer, size_t size, off_t offset) {
     OpenFile* const file = ours(fd);
-    if (file == nullptr)
-        return real_pread(fd, buffer, size, offset);
-    if (seekFile(*file, offset, SEEK_SET) < 0)
-        return -1;
+    if (file == nullptr) return real_pread(fd, buffer, size, offset);
+    if (seekFile(*file, offset, SEEK_SET) < 0) return -1;
     return readFile(*file, buffer, size);
 }
 
-HALVEXBOARD_SHIM ssize_t pread64(int fd, void* buffer, size_t size, off64_t offset)
-{
+HALVEXBOARD_SHIM ssize_t pread64(int fd, void* buffer, size_t size, off64_t offset) {
     return pread(fd, buffer, size, offset);
 }
 
-HALVEXBOARD_SHIM ssize_t write(int fd, const void* buffer, size_t size)
-{
-    if (OpenFile* const file = ours(fd))
-        return writeFile(*file, buffer, size);
+HALVEXBOARD_SHIM ssize_t write(int fd, const void* buffer, size_t size) {
+    if (OpenFile* const file = ours(fd)) return writeFile(*file, buffer, size);
     return real_write(fd, buffer, size);
 }
 
-HALVEXBOARD_SHIM ssize_t pwrite(int fd, const void* buffer, size_t size, off_t offset)
-{
-    if (OpenFile* const file = ours(fd))
-        return writeFile(*file, buffer, size);
+HALVEXBOARD_SHIM ssize_t pwrite(int fd, const void* buffer, size_t size, off_t offset) {
+    if (OpenFile* const file = ours(fd)) return writeFile(*file, buffer, size);
     return real_pwrite(fd, buffer, size, offset);
 }
 
-HALVEXBOARD_SHIM ssize_t pwrite64(int fd, const void* buffer, size_t size, off64_t offset)
-{
+HALVEXBOARD_SHIM ssize_t pwrite64(int fd, const void* buffer, size_t size, off64_t offset) {
     return pwrite(fd, buffer, size, offset);
 }
 
-HALVEXBOARD_SHIM off_t lseek(int fd, off_t offset, int whence) noexcept
-{
-    if (OpenFile* const file = ours(fd))
-        return seekFile(*file, offset, whence);
+HALVEXBOARD_SHIM off_t lseek(int fd, off_t offset, int whence) noexcept {
+    if (OpenFile* const file = ours(fd)) return seekFile(*file, offset, whence);
     return real_lseek(fd, offset, whence);
 }
 
-HALVEXBOARD_SHIM off64_t lseek64(int fd, off64_t offset, int whence) noexcept
-{
-    if (OpenFile* const file = ours(fd))
-        return seekFile(*file, offset, whence);
+HALVEXBOARD_SHIM off64_t lseek64(int fd, off64_t offset, int whence) noexcept {
+    if (OpenFile* const file = ours(fd)) return seekFile(*file, offset, whence);
     return real_lseek64(fd, offset, whence);
 }
 
-HALVEXBOARD_SHIM int ioctl(int fd, unsigned long request, ...) noexcept
-{
+HALVEXBOARD_SHIM int ioctl(int fd, unsigned long request, ...) noexcept {
     va_list arguments;
     va_start(arguments, request);
     void* const argument = va_arg(arguments, void*);
     va_end(arguments);
-    if (!isActive())
-        return real_ioctl(fd, request, argument);
-    if (OpenFile* const file = findDescriptor(fd))
-        return requestOnFile(*file, request, argument);
+    if (!isActive()) return real_ioctl(fd, request, argument);
+    if (OpenFile* const file = findDescriptor(fd)) return requestOnFile(*file, request, argument);
     int result = -1;
     return requestOnSocket(fd, request, argument, result) ? result : real_ioctl(fd, request, argument);
 }
 
-HALVEXBOARD_SHIM int dup(int fd) noexcept
-{
+HALVEXBOARD_SHIM int dup(int fd) noexcept {
     const int copy = real_dup(fd);
-    if (copy >= 0 && ours(fd) != nullptr && isThisProcess())
-        shareDescriptor(fd, copy);
+    if (copy >= 0 && ours(fd) != nullptr && isThisProcess()) shareDescriptor(fd, copy);
     return copy;
 }
 
-HALVEXBOARD_SHIM int dup2(int fd, int wanted) noexcept
-{
-    if (fd == wanted || !isActive() || !isThisProcess())
-        return real_dup2(fd, wanted);
+HALVEXBOARD_SHIM int dup2(int fd, int wanted) noexcept {
+    if (fd == wanted || !isActive() || !isThisProcess()) return real_dup2(fd, wanted);
     const int copy = real_dup2(fd, wanted);
     if (copy >= 0) {
         forgetDescriptor(copy);
@@ -286,8 +240,7 @@ HALVEXBOARD_SHIM int dup2(int fd, int wanted) noexcept
     return copy;
 }
 
-HALVEXBOARD_SHIM int dup3(int fd, int wanted, int flags) noexcept
-{
+HALVEXBOARD_SHIM int dup3(int fd, int wanted, int flags) noexcept {
     const int copy = real_dup3(fd, wanted, flags);
     if (copy >= 0 && isActive() && isThisProcess()) {
         forgetDescriptor(copy);
@@ -299,8 +252,7 @@ HALVEXBOARD_SHIM int dup3(int fd, int wanted, int flags) noexcept
 namespace {
 
 template <typename Real>
-int controlFile(Real& realFcntl, int fd, int command, void* argument) noexcept
-{
+int controlFile(Real& realFcntl, int fd, int command, void* argument) noexcept {
     OpenFile* const file = ours(fd);
     if (command == F_SETLKW || command == F_OFD_SETLKW) {
         const ExternalCall external;
@@ -314,10 +266,9 @@ int controlFile(Real& realFcntl, int fd, int command, void* argument) noexcept
     return result;
 }
 
-} // namespace
+}  // namespace
 
-HALVEXBOARD_SHIM int fcntl(int fd, int command, ...)
-{
+HALVEXBOARD_SHIM int fcntl(int fd, int command, ...) {
     va_list arguments;
     va_start(arguments, command);
     void* const argument = va_arg(arguments, void*);
@@ -325,8 +276,7 @@ HALVEXBOARD_SHIM int fcntl(int fd, int command, ...)
     return controlFile(real_fcntl, fd, command, argument);
 }
 
-HALVEXBOARD_SHIM int fcntl64(int fd, int command, ...)
-{
+HALVEXBOARD_SHIM int fcntl64(int fd, int command, ...) {
     va_list arguments;
     va_start(arguments, command);
     void* const argument = va_arg(arguments, void*);
@@ -334,11 +284,9 @@ HALVEXBOARD_SHIM int fcntl64(int fd, int command, ...)
     return controlFile(real_fcntl64, fd, command, argument);
 }
 
-HALVEXBOARD_SHIM void* mmap(void* address, size_t length, int protection, int flags, int fd, off_t offset) noexcept
-{
+HALVEXBOARD_SHIM void* mmap(void* address, size_t length, int protection, int flags, int fd, off_t offset) noexcept {
     OpenFile* const file = fd >= 0 ? ours(fd) : nullptr;
-    if (file == nullptr)
-        return real_mmap(address, length, protection, flags, fd, offset);
+    if (file == nullptr) return real_mmap(address, length, protection, flags, fd, offset);
     DeviceCall call(BOARD_CALL_MMAP, file->node->target, file->node->file);
     call.with(static_cast<std::int64_t>(length)).with(offset);
     void* mapped = MAP_FAILED;
@@ -353,13 +301,12 @@ HALVEXBOARD_SHIM void* mmap(void* address, size_t length, int protection, int fl
     return mapped;
 }
 
-HALVEXBOARD_SHIM void* mmap64(void* address, size_t length, int protection, int flags, int fd, off64_t offset) noexcept
-{
+HALVEXBOARD_SHIM void* mmap64(void* address, size_t length, int protection, int flags, int fd,
+                              off64_t offset) noexcept {
     return mmap(address, length, protection, flags, fd, offset);
 }
 
-HALVEXBOARD_SHIM int socket(int domain, int type, int protocol) noexcept
-{
+HALVEXBOARD_SHIM int socket(int domain, int type, int protocol) noexcept {
     // Only the kind of socket that interface requests are made on is the board's business.
     if (!isActive() || (type & ~(SOCK_CLOEXEC | SOCK_NONBLOCK)) != SOCK_DGRAM)
         return real_socket(domain, type, protocol);

@@ -1,12 +1,12 @@
 // Shims: starting, signalling and reaping phc2sys; waiting for other children; ending this process.
-#include <cerrno>
-#include <csignal>
-#include <cstdlib>
-#include <cstring>
 #include <spawn.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
 
 #include "board/preload/boardCore.h"
 #include "board/preload/process.h"
@@ -30,95 +30,79 @@ HALVEXBOARD_REAL(abort);
 pid_t children[BOARD_MAX_CHILDREN];
 std::size_t childCount = 0;
 
-bool isSimulatedProgram(const char* path) noexcept
-{
+bool isSimulatedProgram(const char* path) noexcept {
     const PathAnswer answer = findPath(path);
     return answer.what == PathClass::present && answer.node->kind == NodeKind::program;
 }
 
 /// As posix_spawn: 0 or an errno value. errno itself is left as the C library leaves it when the program cannot be run.
-int startChild(pid_t* pid, char* const* arguments) noexcept
-{
+int startChild(pid_t* pid, char* const* arguments) noexcept {
     DeviceCall call(BOARD_CALL_POSIX_SPAWN, BOARD_TARGET_PHC2SYS, BOARD_FILE_ANY);
     if (!call.isFaulted()) {
         std::uint32_t count = 0;
-        while (arguments[count] != nullptr)
-            ++count;
+        while (arguments[count] != nullptr) ++count;
         board_phc2sys_options options{};
         board_phc2sys_parse(count, const_cast<const char* const*>(arguments), &options);
         const std::int32_t started = board_phc2sys_start(model(), call.rawNs(), &options);
         call.succeed(started);
         if (started > 0) {
-            if (pid != nullptr)
-                *pid = started;
+            if (pid != nullptr) *pid = started;
             children[childCount++ % BOARD_MAX_CHILDREN] = started;
         }
     }
     const int error = call.finishWithError();
-    if (error != 0)
-        errno = error;
+    if (error != 0) errno = error;
     tellModelChanged();
     return error;
 }
 
-bool isSimulatedChild(pid_t pid) noexcept
-{
+bool isSimulatedChild(pid_t pid) noexcept {
     board_child child{};
     const LockGuard guard(boardLock());
     return pid > 0 && board_child_get(model(), pid, &child) != 0;
 }
 
-int waitStatusOf(const board_child& child) noexcept
-{
+int waitStatusOf(const board_child& child) noexcept {
     return child.state == BOARD_CHILD_EXITED ? (child.status & 0xff) << 8 : child.status & 0x7f;
 }
 
 /// Reaps one child of the board: its pid, 0 while it runs, or -ECHILD. Pid -1: any of them.
-pid_t reap(pid_t pid, board_child& child) noexcept
-{
+pid_t reap(pid_t pid, board_child& child) noexcept {
     const LockGuard guard(boardLock());
-    if (pid > 0)
-        return board_child_reap(model(), rawNow(), pid, &child);
+    if (pid > 0) return board_child_reap(model(), rawNow(), pid, &child);
     pid_t answer = -ECHILD;
     for (const pid_t candidate : children) {
         const pid_t reaped = candidate != 0 ? board_child_reap(model(), rawNow(), candidate, &child) : -ECHILD;
-        if (reaped > 0)
-            return reaped;
+        if (reaped > 0) return reaped;
         answer = reaped == 0 ? 0 : answer;
     }
     return answer;
 }
 
 /// A look at the board's children that reaps none: the pid of one that has ended, 0 while all run, or -ECHILD.
-pid_t endedChild(board_child& child) noexcept
-{
+pid_t endedChild(board_child& child) noexcept {
     const LockGuard guard(boardLock());
     pid_t answer = -ECHILD;
     for (const pid_t candidate : children) {
         if (candidate == 0 || board_child_get(model(), candidate, &child) == 0 || child.state == BOARD_CHILD_NONE)
             continue;
-        if (child.state != BOARD_CHILD_RUNNING)
-            return candidate;
+        if (child.state != BOARD_CHILD_RUNNING) return candidate;
         answer = 0;
     }
     return answer;
 }
 
-void tell(const board_child& child, pid_t pid, siginfo_t* info) noexcept
-{
-    if (info == nullptr)
-        return;
+void tell(const board_child& child, pid_t pid, siginfo_t* info) noexcept {
+    if (info == nullptr) return;
     std::memset(info, 0, sizeof *info);
-    if (pid <= 0)
-        return;
+    if (pid <= 0) return;
     info->si_signo = SIGCHLD;
     info->si_pid = pid;
     info->si_code = child.state == BOARD_CHILD_EXITED ? CLD_EXITED : CLD_KILLED;
     info->si_status = child.status;
 }
 
-pid_t waitForChild(pid_t pid, int options, board_child& child) noexcept
-{
+pid_t waitForChild(pid_t pid, int options, board_child& child) noexcept {
     DeviceCall call(BOARD_CALL_WAITPID, BOARD_TARGET_PHC2SYS, BOARD_FILE_ANY);
     call.with(pid).with(options);
     if (!call.isFaulted()) {
@@ -135,80 +119,65 @@ pid_t waitForChild(pid_t pid, int options, board_child& child) noexcept
     return static_cast<pid_t>(call.finish());
 }
 
-} // namespace
+}  // namespace
 
 HALVEXBOARD_SHIM int posix_spawn(pid_t* pid, const char* path, const posix_spawn_file_actions_t* actions,
-                                 const posix_spawnattr_t* attributes, char* const arguments[], char* const environment[])
-{
-    if (isSimulatedProgram(path))
-        return startChild(pid, arguments);
+                                 const posix_spawnattr_t* attributes, char* const arguments[],
+                                 char* const environment[]) {
+    if (isSimulatedProgram(path)) return startChild(pid, arguments);
     return real_posix_spawn(pid, path, actions, attributes, arguments, environment);
 }
 
 HALVEXBOARD_SHIM int posix_spawnp(pid_t* pid, const char* path, const posix_spawn_file_actions_t* actions,
-                                  const posix_spawnattr_t* attributes, char* const arguments[], char* const environment[])
-{
-    if (isSimulatedProgram(path))
-        return startChild(pid, arguments);
+                                  const posix_spawnattr_t* attributes, char* const arguments[],
+                                  char* const environment[]) {
+    if (isSimulatedProgram(path)) return startChild(pid, arguments);
     return real_posix_spawnp(pid, path, actions, attributes, arguments, environment);
 }
 
-HALVEXBOARD_SHIM int kill(pid_t pid, int signal) noexcept
-{
-    if (!isActive() || !isSimulatedChild(pid))
-        return real_kill(pid, signal);
+HALVEXBOARD_SHIM int kill(pid_t pid, int signal) noexcept {
+    if (!isActive() || !isSimulatedChild(pid)) return real_kill(pid, signal);
     DeviceCall call(BOARD_CALL_KILL, BOARD_TARGET_PHC2SYS, BOARD_FILE_ANY);
     call.with(pid).with(signal);
-    if (!call.isFaulted())
-        call.succeed(board_child_signal(model(), call.rawNs(), pid, signal));
+    if (!call.isFaulted()) call.succeed(board_child_signal(model(), call.rawNs(), pid, signal));
     const auto result = static_cast<int>(call.finish());
     tellModelChanged();
     return result;
 }
 
-HALVEXBOARD_SHIM pid_t wait4(pid_t pid, int* status, int options, rusage* usage) noexcept
-{
+HALVEXBOARD_SHIM pid_t wait4(pid_t pid, int* status, int options, rusage* usage) noexcept {
     if (isActive() && isSimulatedChild(pid)) {
         board_child child{};
         const pid_t reaped = waitForChild(pid, options, child);
-        if (reaped > 0 && status != nullptr)
-            *status = waitStatusOf(child);
-        if (reaped > 0 && usage != nullptr)
-            std::memset(usage, 0, sizeof *usage);
+        if (reaped > 0 && status != nullptr) *status = waitStatusOf(child);
+        if (reaped > 0 && usage != nullptr) std::memset(usage, 0, sizeof *usage);
         return reaped;
     }
     const ExternalCall external;
     return real_wait4(pid, status, options, usage);
 }
 
-HALVEXBOARD_SHIM pid_t waitpid(pid_t pid, int* status, int options)
-{
-    if (!isActive() || pid != -1 || childCount == 0)
-        return wait4(pid, status, options, nullptr);
+HALVEXBOARD_SHIM pid_t waitpid(pid_t pid, int* status, int options) {
+    if (!isActive() || pid != -1 || childCount == 0) return wait4(pid, status, options, nullptr);
     // Any child: those of the board first, then those of the machine; the board's last when there are no others.
     board_child child{};
     pid_t reaped = reap(-1, child);
     if (reaped == 0) {
         const pid_t real = wait4(-1, status, options | WNOHANG, nullptr);
-        if (real > 0 || (options & WNOHANG) != 0)
-            return real > 0 ? real : 0;
+        if (real > 0 || (options & WNOHANG) != 0) return real > 0 ? real : 0;
         reaped = waitForChild(-1, options, child);
     }
-    if (reaped == -ECHILD)
-        return wait4(-1, status, options, nullptr);
-    if (reaped > 0 && status != nullptr)
-        *status = waitStatusOf(child);
+    if (reaped == -ECHILD) return wait4(-1, status, options, nullptr);
+    if (reaped > 0 && status != nullptr) *status = waitStatusOf(child);
     return reaped;
 }
 
 HALVEXBOARD_SHIM pid_t wait(int* status) { return waitpid(-1, status, 0); }
-HALVEXBOARD_SHIM pid_t wait3(int* status, int options, rusage* usage) noexcept
-{
+HALVEXBOARD_SHIM pid_t wait3(int* status, int options, rusage* usage) noexcept {
     return wait4(-1, status, options, usage);
 }
 
-HALVEXBOARD_SHIM int waitid(idtype_t kind, id_t id, siginfo_t* info, int options)
-{
+HALVEXBOARD_SHIM int waitid(idtype_t kind, id_t id, siginfo_t* info, int options) {
     if (isActive() && kind == P_ALL && childCount > 0 && (options & WNOWAIT) != 0 && (options & WNOHANG) != 0) {
         board_child child{};
         const pid_t ended = endedChild(child);
@@ -229,8 +198,7 @@ HALVEXBOARD_SHIM int waitid(idtype_t kind, id_t id, siginfo_t* info, int options
 
 // The trace is kept in memory for a while: the ways out that run no destructors write it out first.
 
-HALVEXBOARD_SHIM __attribute__((noreturn)) void _exit(int status)
-{
+HALVEXBOARD_SHIM __attribute__((noreturn)) void _exit(int status) {
     flushAtExit();
     real__exit(status);
     __builtin_unreachable();
@@ -238,8 +206,7 @@ HALVEXBOARD_SHIM __attribute__((noreturn)) void _exit(int status)
 
 HALVEXBOARD_SHIM __attribute__((noreturn)) void _Exit(int status) noexcept { _exit(status); }
 
-HALVEXBOARD_SHIM __attribute__((noreturn)) void abort() noexcept
-{
+HALVEXBOARD_SHIM __attribute__((noreturn)) void abort() noexcept {
     flushAtExit();
     real_abort();
     __builtin_unreachable();
@@ -247,10 +214,9 @@ HALVEXBOARD_SHIM __attribute__((noreturn)) void abort() noexcept
 
 namespace halvexboard {
 
-void forgetChildren() noexcept
-{
+void forgetChildren() noexcept {
     std::memset(children, 0, sizeof children);
     childCount = 0;
 }
 
-} // namespace halvexboard
+}  // namespace halvexboard

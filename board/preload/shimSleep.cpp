@@ -1,12 +1,12 @@
 // Shims: sleeping, and waiting for descriptors.
-#include <algorithm>
-#include <cerrno>
-#include <csignal>
-#include <cstring>
 #include <poll.h>
 #include <sched.h>
 #include <sys/select.h>
 #include <unistd.h>
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
 
 #include "board/preload/boardCore.h"
 #include "board/preload/deviceFiles.h"
@@ -32,14 +32,10 @@ constexpr std::uint64_t kNsPerMillisecond = 1'000'000;
 constexpr std::uint64_t kNsPerMicrosecond = 1'000;
 
 /// A thread outside the scheduler sleeps for real; so does everybody when time is real.
-bool sleepsHere() noexcept
-{
-    return isActive() && isTimeVirtual() && (isScheduled() || !scheduler().isRunning());
-}
+bool sleepsHere() noexcept { return isActive() && isTimeVirtual() && (isScheduled() || !scheduler().isRunning()); }
 
 /// 0, or the errno that ended it. `leftNs` is what was left when a signal ended it.
-int sleepOnBoard(Deadline deadline, std::uint64_t& leftNs) noexcept
-{
+int sleepOnBoard(Deadline deadline, std::uint64_t& leftNs) noexcept {
     DeviceCall call(BOARD_CALL_NANOSLEEP, BOARD_TARGET_ANY, BOARD_FILE_ANY);
     const std::uint64_t now = deadline.clock == Deadline::Clock::system ? systemNow() : rawNow();
     call.with(static_cast<std::int64_t>(deadline.ns > now ? deadline.ns - now : 0));
@@ -52,63 +48,51 @@ int sleepOnBoard(Deadline deadline, std::uint64_t& leftNs) noexcept
     return call.finishWithError();
 }
 
-} // namespace
+}  // namespace
 
-HALVEXBOARD_SHIM int nanosleep(const timespec* span, timespec* left)
-{
-    if (!sleepsHere() || span == nullptr)
-        return real_nanosleep(span, left);
+HALVEXBOARD_SHIM int nanosleep(const timespec* span, timespec* left) {
+    if (!sleepsHere() || span == nullptr) return real_nanosleep(span, left);
     if (!isValid(*span) || span->tv_sec < 0) {
         errno = EINVAL;
         return -1;
     }
     std::uint64_t leftNs = 0;
     const int error = sleepOnBoard(deadlineAfter(toNs(*span)), leftNs);
-    if (error == 0)
-        return 0;
-    if (error == EINTR && left != nullptr)
-        *left = toTimespec(leftNs);
+    if (error == 0) return 0;
+    if (error == EINTR && left != nullptr) *left = toTimespec(leftNs);
     errno = error;
     return -1;
 }
 
-HALVEXBOARD_SHIM int clock_nanosleep(clockid_t clock, int flags, const timespec* span, timespec* left)
-{
-    const bool isKnown = clock == CLOCK_REALTIME || clock == CLOCK_MONOTONIC || clock == CLOCK_BOOTTIME || clock == CLOCK_TAI;
-    if (!sleepsHere() || !isKnown || span == nullptr)
-        return real_clock_nanosleep(clock, flags, span, left);
-    if (!isValid(*span) || span->tv_sec < 0)
-        return EINVAL;
+HALVEXBOARD_SHIM int clock_nanosleep(clockid_t clock, int flags, const timespec* span, timespec* left) {
+    const bool isKnown =
+        clock == CLOCK_REALTIME || clock == CLOCK_MONOTONIC || clock == CLOCK_BOOTTIME || clock == CLOCK_TAI;
+    if (!sleepsHere() || !isKnown || span == nullptr) return real_clock_nanosleep(clock, flags, span, left);
+    if (!isValid(*span) || span->tv_sec < 0) return EINVAL;
     const bool isAbsolute = (flags & TIMER_ABSTIME) != 0;
     std::uint64_t leftNs = 0;
     const int error = sleepOnBoard(isAbsolute ? deadlineAt(clock, *span) : deadlineAfter(toNs(*span)), leftNs);
-    if (error == EINTR && left != nullptr && !isAbsolute)
-        *left = toTimespec(leftNs);
+    if (error == EINTR && left != nullptr && !isAbsolute) *left = toTimespec(leftNs);
     return error;
 }
 
-HALVEXBOARD_SHIM int usleep(useconds_t microseconds)
-{
-    if (!sleepsHere())
-        return real_usleep(microseconds);
+HALVEXBOARD_SHIM int usleep(useconds_t microseconds) {
+    if (!sleepsHere()) return real_usleep(microseconds);
     const timespec span = toTimespec(microseconds * kNsPerMicrosecond);
     return nanosleep(&span, nullptr);
 }
 
-HALVEXBOARD_SHIM unsigned sleep(unsigned seconds)
-{
-    if (!sleepsHere())
-        return real_sleep(seconds);
+HALVEXBOARD_SHIM unsigned sleep(unsigned seconds) {
+    if (!sleepsHere()) return real_sleep(seconds);
     const timespec span{static_cast<time_t>(seconds), 0};
     timespec left{};
     return nanosleep(&span, &left) == 0 ? 0 : static_cast<unsigned>(left.tv_sec + (left.tv_nsec != 0 ? 1 : 0));
 }
 
-HALVEXBOARD_SHIM int sched_yield() noexcept
-{
-    // Nobody on the board can be waited for by a thread that is alone; the end of whoever it waits for takes no virtual time.
-    if (!isScheduled() || !scheduler().hasOthers())
-        return real_sched_yield();
+HALVEXBOARD_SHIM int sched_yield() noexcept {
+    // Nobody on the board can be waited for by a thread that is alone; the end of whoever it waits for takes no virtual
+    // time.
+    if (!isScheduled() || !scheduler().hasOthers()) return real_sched_yield();
     // Time passes for those who wait by yielding in a loop, too.
     spend(kNsPerMicrosecond);
     scheduler().yield();
@@ -134,18 +118,14 @@ struct Watch {
     int count;
 };
 
-short readinessOf(const OpenFile& file, short events) noexcept
-{
-    if (board_present(model(), file.node->target) == 0)
-        return POLLERR | POLLHUP;
-    if (isAlwaysReady(file))
-        return static_cast<short>(events & (POLLIN | POLLOUT | POLLRDNORM | POLLWRNORM));
+short readinessOf(const OpenFile& file, short events) noexcept {
+    if (board_present(model(), file.node->target) == 0) return POLLERR | POLLHUP;
+    if (isAlwaysReady(file)) return static_cast<short>(events & (POLLIN | POLLOUT | POLLRDNORM | POLLWRNORM));
     return isReadable(file) ? static_cast<short>(events & (POLLIN | POLLRDNORM)) : short{0};
 }
 
 /// Looks at every descriptor once. Those of the machine are asked without waiting, or for `realSpan` when given.
-int look(Watch& watch, bool withReal, const timespec* realSpan) noexcept
-{
+int look(Watch& watch, bool withReal, const timespec* realSpan) noexcept {
     int ready = 0;
     for (int i = 0; i < watch.count; ++i) {
         Watched& item = watch.items[i];
@@ -162,25 +142,22 @@ int look(Watch& watch, bool withReal, const timespec* realSpan) noexcept
     return ready;
 }
 
-bool hasReal(const Watch& watch) noexcept
-{
+bool hasReal(const Watch& watch) noexcept {
     return std::any_of(watch.items, watch.items + watch.count,
                        [](const Watched& item) { return findDescriptor(item.fd) == nullptr; });
 }
 
-const OpenFile* firstOfBoard(const Watch& watch) noexcept
-{
+const OpenFile* firstOfBoard(const Watch& watch) noexcept {
     for (int i = 0; i < watch.count; ++i) {
-        if (const OpenFile* const file = findDescriptor(watch.items[i].fd))
-            return file;
+        if (const OpenFile* const file = findDescriptor(watch.items[i].fd)) return file;
     }
     return nullptr;
 }
 
 /// Waits until something is ready or the deadline has passed. Number of ready ones, 0, or -EINTR.
-int watchUntil(Watch& watch, Deadline deadline, DeviceCall& call) noexcept
-{
-    // Descriptors of the machine wake nobody here: between looks at them a little virtual and a little real time may pass.
+int watchUntil(Watch& watch, Deadline deadline, DeviceCall& call) noexcept {
+    // Descriptors of the machine wake nobody here: between looks at them a little virtual and a little real time may
+    // pass.
     constexpr std::uint64_t kLookAgainNs = 10 * kNsPerMillisecond;
     constexpr timespec kNoWait{0, 0};
     constexpr timespec kShortWait{0, static_cast<long>(kNsPerMillisecond)};
@@ -194,23 +171,20 @@ int watchUntil(Watch& watch, Deadline deadline, DeviceCall& call) noexcept
         Deadline until = deadline;
         if (mixed) {
             until = deadlineAfter(kLookAgainNs);
-            if (deadline.clock == Deadline::Clock::raw && deadline.ns < until.ns)
-                until = deadline;
+            if (deadline.clock == Deadline::Clock::raw && deadline.ns < until.ns) until = deadline;
         }
-        if (waitForModel(until) == WaitResult::interrupted)
-            return -EINTR;
+        if (waitForModel(until) == WaitResult::interrupted) return -EINTR;
     }
 }
 
 /// The whole of a waiting call that concerns at least one descriptor of the board.
-int watchOnBoard(board_call_kind kind, const OpenFile& first, Watch& watch, Deadline deadline, std::int64_t spanNs) noexcept
-{
+int watchOnBoard(board_call_kind kind, const OpenFile& first, Watch& watch, Deadline deadline,
+                 std::int64_t spanNs) noexcept {
     DeviceCall call(kind, first.node->target, first.node->file);
     call.with(spanNs);
     if (!call.isFaulted()) {
-        if (call.shortCount() == 0) { // "nothing became ready", at the cost of the whole wait
-            for (int i = 0; i < watch.count; ++i)
-                watch.items[i].ready = 0;
+        if (call.shortCount() == 0) {  // "nothing became ready", at the cost of the whole wait
+            for (int i = 0; i < watch.count; ++i) watch.items[i].ready = 0;
             sleepUntil(deadline);
             call.refresh();
             call.succeed(0);
@@ -222,62 +196,50 @@ int watchOnBoard(board_call_kind kind, const OpenFile& first, Watch& watch, Dead
 }
 
 /// After a real wait that timed out: virtual time has to get there as well.
-void catchUp(std::uint64_t startNs, std::int64_t spanNs) noexcept
-{
+void catchUp(std::uint64_t startNs, std::int64_t spanNs) noexcept {
     const int error = errno;
-    if (sleepsHere() && spanNs > 0)
-        sleepUntil(Deadline::atRaw(startNs + static_cast<std::uint64_t>(spanNs)));
+    if (sleepsHere() && spanNs > 0) sleepUntil(Deadline::atRaw(startNs + static_cast<std::uint64_t>(spanNs)));
     errno = error;
 }
 
-Deadline deadlineOf(std::int64_t spanNs) noexcept
-{
+Deadline deadlineOf(std::int64_t spanNs) noexcept {
     return spanNs < 0 ? Deadline::never() : deadlineAfter(static_cast<std::uint64_t>(spanNs));
 }
 
 thread_local Watched watchedStorage[kMaxWatched];
 
-// ------------------------------------------------------------------------------------------------------------ select --
+// ------------------------------------------------------------------------------------------------------------ select
+// --
 
 constexpr int kBitsPerWord = 8 * static_cast<int>(sizeof(fd_mask));
 
 /// The sets are read by words, as the kernel does: descriptors of FD_SETSIZE and more are no different.
-bool isInSet(const fd_set* set, int fd) noexcept
-{
-    if (set == nullptr)
-        return false;
+bool isInSet(const fd_set* set, int fd) noexcept {
+    if (set == nullptr) return false;
     const auto* const words = reinterpret_cast<const fd_mask*>(set);
     return (static_cast<unsigned long>(words[fd / kBitsPerWord]) >> (fd % kBitsPerWord) & 1UL) != 0;
 }
 
-void keepInSet(fd_set* set, int fd, bool keep) noexcept
-{
-    if (set == nullptr)
-        return;
+void keepInSet(fd_set* set, int fd, bool keep) noexcept {
+    if (set == nullptr) return;
     auto* const words = reinterpret_cast<unsigned long*>(set);
     const unsigned long bit = 1UL << (fd % kBitsPerWord);
     words[fd / kBitsPerWord] = keep ? words[fd / kBitsPerWord] | bit : words[fd / kBitsPerWord] & ~bit;
 }
 
-Watch collectSets(int count, const fd_set* reading, const fd_set* writing, const fd_set* exceptional) noexcept
-{
+Watch collectSets(int count, const fd_set* reading, const fd_set* writing, const fd_set* exceptional) noexcept {
     Watch watch{watchedStorage, 0};
     for (int fd = 0; fd < count && watch.count < kMaxWatched; ++fd) {
         short events = 0;
-        if (isInSet(reading, fd))
-            events = static_cast<short>(events | POLLIN);
-        if (isInSet(writing, fd))
-            events = static_cast<short>(events | POLLOUT);
-        if (isInSet(exceptional, fd))
-            events = static_cast<short>(events | POLLPRI);
-        if (events != 0)
-            watch.items[watch.count++] = {fd, events, 0};
+        if (isInSet(reading, fd)) events = static_cast<short>(events | POLLIN);
+        if (isInSet(writing, fd)) events = static_cast<short>(events | POLLOUT);
+        if (isInSet(exceptional, fd)) events = static_cast<short>(events | POLLPRI);
+        if (events != 0) watch.items[watch.count++] = {fd, events, 0};
     }
     return watch;
 }
 
-int deliverSets(const Watch& watch, fd_set* reading, fd_set* writing, fd_set* exceptional) noexcept
-{
+int deliverSets(const Watch& watch, fd_set* reading, fd_set* writing, fd_set* exceptional) noexcept {
     int bits = 0;
     for (int i = 0; i < watch.count; ++i) {
         const Watched& item = watch.items[i];
@@ -293,8 +255,8 @@ int deliverSets(const Watch& watch, fd_set* reading, fd_set* writing, fd_set* ex
 }
 
 /// False: no descriptor of the board is concerned, and it is no mere sleep.
-bool selectOnBoard(int count, fd_set* reading, fd_set* writing, fd_set* exceptional, std::int64_t spanNs, int& result) noexcept
-{
+bool selectOnBoard(int count, fd_set* reading, fd_set* writing, fd_set* exceptional, std::int64_t spanNs,
+                   int& result) noexcept {
     Watch watch = collectSets(count, reading, writing, exceptional);
     if (watch.count == 0 && sleepsHere() && spanNs >= 0) {
         std::uint64_t leftNs = 0;
@@ -304,27 +266,24 @@ bool selectOnBoard(int count, fd_set* reading, fd_set* writing, fd_set* exceptio
         return true;
     }
     const OpenFile* const first = firstOfBoard(watch);
-    if (first == nullptr)
-        return false;
+    if (first == nullptr) return false;
     result = watchOnBoard(BOARD_CALL_SELECT, *first, watch, deadlineOf(spanNs), spanNs);
-    if (result >= 0)
-        result = deliverSets(watch, reading, writing, exceptional);
+    if (result >= 0) result = deliverSets(watch, reading, writing, exceptional);
     return true;
 }
 
-} // namespace
+}  // namespace
 
-HALVEXBOARD_SHIM int select(int count, fd_set* reading, fd_set* writing, fd_set* exceptional, timeval* span)
-{
-    if (!isActive() || count < 0)
-        return real_select(count, reading, writing, exceptional, span);
+HALVEXBOARD_SHIM int select(int count, fd_set* reading, fd_set* writing, fd_set* exceptional, timeval* span) {
+    if (!isActive() || count < 0) return real_select(count, reading, writing, exceptional, span);
     std::int64_t spanNs = -1;
     if (span != nullptr) {
         if (span->tv_sec < 0 || span->tv_usec < 0) {
             errno = EINVAL;
             return -1;
         }
-        spanNs = static_cast<std::int64_t>(toNs({span->tv_sec, 0})) + span->tv_usec * static_cast<long>(kNsPerMicrosecond);
+        spanNs =
+            static_cast<std::int64_t>(toNs({span->tv_sec, 0})) + span->tv_usec * static_cast<long>(kNsPerMicrosecond);
     }
     const std::uint64_t startNs = rawNow();
     int result = 0;
@@ -341,43 +300,37 @@ HALVEXBOARD_SHIM int select(int count, fd_set* reading, fd_set* writing, fd_set*
         const ExternalCall external;
         result = real_select(count, reading, writing, exceptional, span);
     }
-    if (result == 0)
-        catchUp(startNs, spanNs);
+    if (result == 0) catchUp(startNs, spanNs);
     return result;
 }
 
 HALVEXBOARD_SHIM int pselect(int count, fd_set* reading, fd_set* writing, fd_set* exceptional, const timespec* span,
-                             const sigset_t* mask)
-{
+                             const sigset_t* mask) {
     if (!isActive() || count < 0 || (span != nullptr && (!isValid(*span) || span->tv_sec < 0)))
         return real_pselect(count, reading, writing, exceptional, span, mask);
     const std::int64_t spanNs = span != nullptr ? static_cast<std::int64_t>(toNs(*span)) : -1;
     const std::uint64_t startNs = rawNow();
     sigset_t before;
-    if (mask != nullptr)
-        pthread_sigmask(SIG_SETMASK, mask, &before);
+    if (mask != nullptr) pthread_sigmask(SIG_SETMASK, mask, &before);
     int result = 0;
     const bool onBoard = selectOnBoard(count, reading, writing, exceptional, spanNs, result);
-    if (mask != nullptr)
-        pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    if (onBoard)
-        return result;
+    if (mask != nullptr) pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    if (onBoard) return result;
     {
         const ExternalCall external;
         result = real_pselect(count, reading, writing, exceptional, span, mask);
     }
-    if (result == 0)
-        catchUp(startNs, spanNs);
+    if (result == 0) catchUp(startNs, spanNs);
     return result;
 }
 
-// -------------------------------------------------------------------------------------------------------------- poll --
+// -------------------------------------------------------------------------------------------------------------- poll
+// --
 
 namespace {
 
 /// False: no descriptor of the board is concerned, and it is no mere sleep.
-bool pollOnBoard(pollfd* entries, nfds_t count, std::int64_t spanNs, int& result) noexcept
-{
+bool pollOnBoard(pollfd* entries, nfds_t count, std::int64_t spanNs, int& result) noexcept {
     Watch watch{watchedStorage, 0};
     for (nfds_t i = 0; i < count && watch.count < kMaxWatched; ++i)
         watch.items[watch.count++] = {entries[i].fd, entries[i].events, 0};
@@ -389,68 +342,53 @@ bool pollOnBoard(pollfd* entries, nfds_t count, std::int64_t spanNs, int& result
         return true;
     }
     const OpenFile* const first = firstOfBoard(watch);
-    if (first == nullptr)
-        return false;
+    if (first == nullptr) return false;
     result = watchOnBoard(BOARD_CALL_POLL, *first, watch, deadlineOf(spanNs), spanNs);
-    for (int i = 0; result >= 0 && i < watch.count; ++i)
-        entries[i].revents = watch.items[i].ready;
+    for (int i = 0; result >= 0 && i < watch.count; ++i) entries[i].revents = watch.items[i].ready;
     return true;
 }
 
-} // namespace
+}  // namespace
 
-HALVEXBOARD_SHIM int poll(pollfd* entries, nfds_t count, int milliseconds)
-{
+HALVEXBOARD_SHIM int poll(pollfd* entries, nfds_t count, int milliseconds) {
     const std::int64_t spanNs = milliseconds < 0 ? -1 : milliseconds * static_cast<std::int64_t>(kNsPerMillisecond);
     int result = 0;
-    if (!isActive())
-        return real_poll(entries, count, milliseconds);
-    if (pollOnBoard(entries, count, spanNs, result))
-        return result;
+    if (!isActive()) return real_poll(entries, count, milliseconds);
+    if (pollOnBoard(entries, count, spanNs, result)) return result;
     const std::uint64_t startNs = rawNow();
     {
         const ExternalCall external;
         result = real_poll(entries, count, milliseconds);
     }
-    if (result == 0)
-        catchUp(startNs, spanNs);
+    if (result == 0) catchUp(startNs, spanNs);
     return result;
 }
 
-HALVEXBOARD_SHIM int __poll_chk(pollfd* entries, nfds_t count, int milliseconds, size_t room)
-{
-    if (room / sizeof(pollfd) < count)
-        __builtin_trap();
+HALVEXBOARD_SHIM int __poll_chk(pollfd* entries, nfds_t count, int milliseconds, size_t room) {
+    if (room / sizeof(pollfd) < count) __builtin_trap();
     return poll(entries, count, milliseconds);
 }
 
-HALVEXBOARD_SHIM int ppoll(pollfd* entries, nfds_t count, const timespec* span, const sigset_t* mask)
-{
+HALVEXBOARD_SHIM int ppoll(pollfd* entries, nfds_t count, const timespec* span, const sigset_t* mask) {
     const std::int64_t spanNs = span != nullptr ? static_cast<std::int64_t>(toNs(*span)) : -1;
-    if (!isActive())
-        return real_ppoll(entries, count, span, mask);
+    if (!isActive()) return real_ppoll(entries, count, span, mask);
     sigset_t before;
-    if (mask != nullptr)
-        pthread_sigmask(SIG_SETMASK, mask, &before);
+    if (mask != nullptr) pthread_sigmask(SIG_SETMASK, mask, &before);
     int result = 0;
     const bool onBoard = pollOnBoard(entries, count, spanNs, result);
-    if (mask != nullptr)
-        pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    if (onBoard)
-        return result;
+    if (mask != nullptr) pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    if (onBoard) return result;
     const std::uint64_t startNs = rawNow();
     {
         const ExternalCall external;
         result = real_ppoll(entries, count, span, mask);
     }
-    if (result == 0)
-        catchUp(startNs, spanNs);
+    if (result == 0) catchUp(startNs, spanNs);
     return result;
 }
 
-HALVEXBOARD_SHIM int __ppoll_chk(pollfd* entries, nfds_t count, const timespec* span, const sigset_t* mask, size_t room)
-{
-    if (room / sizeof(pollfd) < count)
-        __builtin_trap();
+HALVEXBOARD_SHIM int __ppoll_chk(pollfd* entries, nfds_t count, const timespec* span, const sigset_t* mask,
+                                 size_t room) {
+    if (room / sizeof(pollfd) < count) __builtin_trap();
     return ppoll(entries, count, span, mask);
 }

@@ -1,11 +1,11 @@
 // Shims: fopen, fclose, and the stdio reads that could block with the token in hand.
+#include <fcntl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fcntl.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
 #include "board/preload/boardCore.h"
 #include "board/preload/deviceFiles.h"
@@ -29,26 +29,22 @@ HALVEXBOARD_REAL(getchar);
 HALVEXBOARD_REAL(getline);
 HALVEXBOARD_REAL(getdelim);
 
-int openFlags(const char* mode) noexcept
-{
+int openFlags(const char* mode) noexcept {
     const bool both = std::strchr(mode, '+') != nullptr;
     int flags = both ? O_RDWR : (mode[0] == 'r' ? O_RDONLY : O_WRONLY);
-    if (std::strchr(mode, 'e') != nullptr)
-        flags |= O_CLOEXEC;
+    if (std::strchr(mode, 'e') != nullptr) flags |= O_CLOEXEC;
     return flags;
 }
 
 /// The C library reads a stream's descriptor where no shim sees it, so the contents are put behind the descriptor.
-void fillBacking(int fd, OpenFile& file) noexcept
-{
+void fillBacking(int fd, OpenFile& file) noexcept {
     const LockGuard guard(boardLock());
     if (file.canRead() && renderContent(file, rawNow()) > 0)
         rawSystemCall(SYS_pwrite64, fd, reinterpret_cast<long>(file.content), static_cast<long>(file.contentSize), 0);
     file.isStream = true;
 }
 
-FILE* openStream(const Node& node, const char* mode) noexcept
-{
+FILE* openStream(const Node& node, const char* mode) noexcept {
     int fd = -1;
     {
         const int flags = openFlags(mode);
@@ -59,8 +55,7 @@ FILE* openStream(const Node& node, const char* mode) noexcept
         }
         fd = static_cast<int>(call.finish());
     }
-    if (fd < 0)
-        return nullptr;
+    if (fd < 0) return nullptr;
     fillBacking(fd, *findDescriptor(fd));
     FILE* const stream = real_fdopen(fd, mode);
     if (stream == nullptr) {
@@ -71,18 +66,15 @@ FILE* openStream(const Node& node, const char* mode) noexcept
 }
 
 /// True when the board answers for the path.
-bool openOnBoard(const char* path, const char* mode, FILE*& stream) noexcept
-{
+bool openOnBoard(const char* path, const char* mode, FILE*& stream) noexcept {
     const PathAnswer answer = findPath(path);
-    if (answer.what == PathClass::foreign || mode == nullptr)
-        return false;
+    if (answer.what == PathClass::foreign || mode == nullptr) return false;
     stream = nullptr;
     if (answer.what == PathClass::present) {
         stream = openStream(*answer.node, mode);
     } else {
         DeviceCall call(BOARD_CALL_FOPEN, BOARD_TARGET_ANY, BOARD_FILE_ANY);
-        if (!call.isFaulted())
-            call.fail(ENOENT);
+        if (!call.isFaulted()) call.fail(ENOENT);
         call.finish();
     }
     return true;
@@ -91,88 +83,70 @@ bool openOnBoard(const char* path, const char* mode, FILE*& stream) noexcept
 OpenFile* oursOf(FILE* stream) noexcept { return isActive() ? findDescriptor(fileno(stream)) : nullptr; }
 
 /// What was printed into an attribute through stdio lies behind the descriptor: hand it to the driver.
-int storePrinted(FILE* stream, OpenFile& file) noexcept
-{
-    if (file.node->kind != NodeKind::ppbOffset || !file.canWrite())
-        return 0;
+int storePrinted(FILE* stream, OpenFile& file) noexcept {
+    if (file.node->kind != NodeKind::ppbOffset || !file.canWrite()) return 0;
     std::fflush(stream);
     char text[OpenFile::kContentSize];
     const long length = rawSystemCall(SYS_pread64, fileno(stream), reinterpret_cast<long>(text), sizeof text, 0);
     const bool unchanged = length == static_cast<long>(file.contentSize) &&
                            std::memcmp(text, file.content, static_cast<std::size_t>(length)) == 0;
-    if (length <= 0 || unchanged)
-        return 0;
+    if (length <= 0 || unchanged) return 0;
     return writeFile(file, text, static_cast<std::size_t>(length)) < 0 ? -1 : 0;
 }
 
 /// Before a stdio read: a stream of the board may be due to fail; one of the machine may have to wait for its input.
-bool mayRead(FILE* stream) noexcept
-{
-    if (!isActive())
-        return true;
+bool mayRead(FILE* stream) noexcept {
+    if (!isActive()) return true;
     if (OpenFile* const file = oursOf(stream)) {
         DeviceCall call(BOARD_CALL_FREAD, file->node->target, file->node->file);
-        if (!call.isFaulted())
-            return true;
+        if (!call.isFaulted()) return true;
         call.finish();
         stream->_flags |= _IO_ERR_SEEN;
         return false;
     }
-    if (stream->_IO_read_ptr >= stream->_IO_read_end)
-        awaitReadable(fileno(stream));
+    if (stream->_IO_read_ptr >= stream->_IO_read_end) awaitReadable(fileno(stream));
     return true;
 }
 
-} // namespace
+}  // namespace
 
-HALVEXBOARD_SHIM FILE* fopen(const char* path, const char* mode)
-{
+HALVEXBOARD_SHIM FILE* fopen(const char* path, const char* mode) {
     FILE* stream = nullptr;
     return openOnBoard(path, mode, stream) ? stream : real_fopen(path, mode);
 }
 
-HALVEXBOARD_SHIM FILE* fopen64(const char* path, const char* mode)
-{
+HALVEXBOARD_SHIM FILE* fopen64(const char* path, const char* mode) {
     FILE* stream = nullptr;
     return openOnBoard(path, mode, stream) ? stream : real_fopen64(path, mode);
 }
 
-HALVEXBOARD_SHIM int fclose(FILE* stream)
-{
+HALVEXBOARD_SHIM int fclose(FILE* stream) {
     OpenFile* const file = stream != nullptr ? oursOf(stream) : nullptr;
-    if (file == nullptr)
-        return real_fclose(stream);
+    if (file == nullptr) return real_fclose(stream);
     const int stored = storePrinted(stream, *file);
     const int error = errno;
     forgetDescriptor(fileno(stream));
     const int result = real_fclose(stream);
-    if (stored == 0)
-        return result;
+    if (stored == 0) return result;
     errno = error;
     return EOF;
 }
 
-HALVEXBOARD_SHIM size_t fread(void* buffer, size_t size, size_t count, FILE* stream)
-{
+HALVEXBOARD_SHIM size_t fread(void* buffer, size_t size, size_t count, FILE* stream) {
     return mayRead(stream) ? real_fread(buffer, size, count, stream) : 0;
 }
 
-HALVEXBOARD_SHIM size_t __fread_chk(void* buffer, size_t room, size_t size, size_t count, FILE* stream)
-{
-    if (size != 0 && count > room / size)
-        __builtin_trap();
+HALVEXBOARD_SHIM size_t __fread_chk(void* buffer, size_t room, size_t size, size_t count, FILE* stream) {
+    if (size != 0 && count > room / size) __builtin_trap();
     return fread(buffer, size, count, stream);
 }
 
-HALVEXBOARD_SHIM char* fgets(char* buffer, int size, FILE* stream)
-{
+HALVEXBOARD_SHIM char* fgets(char* buffer, int size, FILE* stream) {
     return mayRead(stream) ? real_fgets(buffer, size, stream) : nullptr;
 }
 
-HALVEXBOARD_SHIM char* __fgets_chk(char* buffer, size_t room, int size, FILE* stream)
-{
-    if (size > 0 && static_cast<size_t>(size) > room)
-        __builtin_trap();
+HALVEXBOARD_SHIM char* __fgets_chk(char* buffer, size_t room, int size, FILE* stream) {
+    if (size > 0 && static_cast<size_t>(size) > room) __builtin_trap();
     return fgets(buffer, size, stream);
 }
 
@@ -180,17 +154,14 @@ HALVEXBOARD_SHIM int fgetc(FILE* stream) { return mayRead(stream) ? real_fgetc(s
 HALVEXBOARD_SHIM int getc(FILE* stream) { return mayRead(stream) ? real_getc(stream) : EOF; }
 HALVEXBOARD_SHIM int getchar() { return mayRead(stdin) ? real_getchar() : EOF; }
 
-HALVEXBOARD_SHIM ssize_t getline(char** line, size_t* size, FILE* stream)
-{
+HALVEXBOARD_SHIM ssize_t getline(char** line, size_t* size, FILE* stream) {
     return mayRead(stream) ? real_getline(line, size, stream) : -1;
 }
 
-HALVEXBOARD_SHIM ssize_t getdelim(char** line, size_t* size, int delimiter, FILE* stream)
-{
+HALVEXBOARD_SHIM ssize_t getdelim(char** line, size_t* size, int delimiter, FILE* stream) {
     return mayRead(stream) ? real_getdelim(line, size, delimiter, stream) : -1;
 }
 
-HALVEXBOARD_SHIM ssize_t __getdelim(char** line, size_t* size, int delimiter, FILE* stream)
-{
+HALVEXBOARD_SHIM ssize_t __getdelim(char** line, size_t* size, int delimiter, FILE* stream) {
     return getdelim(line, size, delimiter, stream);
 }

@@ -1,8 +1,8 @@
 // Shims: syslog. Lines go to the trace and the console of the board, not to the machine's log.
+#include <syslog.h>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
-#include <syslog.h>
 
 #include "board/preload/boardCore.h"
 #include "board/preload/realCalls.h"
@@ -15,18 +15,17 @@ HALVEXBOARD_REAL(vsyslog);
 
 constexpr std::size_t kMaxLine = 4096;
 
-void writeLine(int priority, const char* format, va_list arguments) noexcept
-{
+void writeLine(int priority, const char* format, va_list arguments) noexcept {
     if (!isActive()) {
         real_vsyslog(priority, format, arguments);
         return;
     }
-    const int error = errno; // %m is the errno of the caller
+    const int error = errno;  // %m is the errno of the caller
     char line[kMaxLine];
     const int length = std::vsnprintf(line, sizeof line, format, arguments);
-    if (length < 0)
-        return;
-    const std::size_t size = static_cast<std::size_t>(length) < sizeof line ? static_cast<std::size_t>(length) : sizeof line - 1;
+    if (length < 0) return;
+    const std::size_t size =
+        static_cast<std::size_t>(length) < sizeof line ? static_cast<std::size_t>(length) : sizeof line - 1;
     board_call call{};
     call.kind = BOARD_CALL_SYSLOG;
     std::uint64_t costNs = 0;
@@ -39,30 +38,26 @@ void writeLine(int priority, const char* format, va_list arguments) noexcept
     errno = error;
 }
 
-} // namespace
+}  // namespace
 
-HALVEXBOARD_SHIM void vsyslog(int priority, const char* format, va_list arguments)
-{
+HALVEXBOARD_SHIM void vsyslog(int priority, const char* format, va_list arguments) {
     writeLine(priority, format, arguments);
 }
 
-HALVEXBOARD_SHIM void syslog(int priority, const char* format, ...)
-{
+HALVEXBOARD_SHIM void syslog(int priority, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
     writeLine(priority, format, arguments);
     va_end(arguments);
 }
 
-HALVEXBOARD_SHIM void __syslog_chk(int priority, int, const char* format, ...)
-{
+HALVEXBOARD_SHIM void __syslog_chk(int priority, int, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
     writeLine(priority, format, arguments);
     va_end(arguments);
 }
 
-HALVEXBOARD_SHIM void __vsyslog_chk(int priority, int, const char* format, va_list arguments)
-{
+HALVEXBOARD_SHIM void __vsyslog_chk(int priority, int, const char* format, va_list arguments) {
     writeLine(priority, format, arguments);
 }

@@ -1,12 +1,12 @@
 // Shims: threads, mutexes, condition variables and everything else that threads wait for each other with.
 // An object of its own: a thread sanitizer intercepts the same names and cannot live with this one beside it.
-#include <cerrno>
-#include <climits>
-#include <cstdarg>
 #include <pthread.h>
 #include <semaphore.h>
 #include <sys/syscall.h>
 #include <unistd.h>
+#include <cerrno>
+#include <climits>
+#include <cstdarg>
 
 #include "board/preload/boardCore.h"
 #include "board/preload/realCalls.h"
@@ -48,7 +48,7 @@ HALVEXBOARD_REAL(syscall);
 
 // The older functions under these names work on a condition variable of another layout.
 #define HALVEXBOARD_REAL_CONDITION(NAME) \
-    constinit halvexboard::RealCall<decltype(::NAME)> real_##NAME{#NAME, "GLIBC_2.3.2"}
+    constinit halvexboard::RealCall<decltype(::NAME)> real_##NAME { #NAME, "GLIBC_2.3.2" }
 HALVEXBOARD_REAL_CONDITION(pthread_cond_wait);
 HALVEXBOARD_REAL_CONDITION(pthread_cond_timedwait);
 HALVEXBOARD_REAL_CONDITION(pthread_cond_signal);
@@ -62,9 +62,9 @@ constexpr int kEveryone = INT_MAX;
 pthread_key_t leaveKey;
 bool hasLeaveKey = false;
 
-/// Runs when a thread ends, in whatever way. Puts itself off to the last round, so that other destructors keep the token.
-void leave(void* round)
-{
+/// Runs when a thread ends, in whatever way. Puts itself off to the last round, so that other destructors keep the
+/// token.
+void leave(void* round) {
     const auto done = reinterpret_cast<std::intptr_t>(round);
     if (done < PTHREAD_DESTRUCTOR_ITERATIONS) {
         pthread_setspecific(leaveKey, reinterpret_cast<void*>(done + 1));
@@ -73,8 +73,7 @@ void leave(void* round)
     scheduler().leaveThread();
 }
 
-void* runScheduled(void* argument)
-{
+void* runScheduled(void* argument) {
     auto* const thread = static_cast<Scheduler::Thread*>(argument);
     void* (*body)(void*) = nullptr;
     void* bodyArgument = nullptr;
@@ -84,36 +83,32 @@ void* runScheduled(void* argument)
     return body(bodyArgument);
 }
 
-bool isDetached(const pthread_attr_t* attributes) noexcept
-{
+bool isDetached(const pthread_attr_t* attributes) noexcept {
     int state = PTHREAD_CREATE_JOINABLE;
-    if (attributes != nullptr)
-        pthread_attr_getdetachstate(attributes, &state);
+    if (attributes != nullptr) pthread_attr_getdetachstate(attributes, &state);
     return state == PTHREAD_CREATE_DETACHED;
 }
 
 /// Joins through the scheduler: 0 when the thread has left (and only the real join is to be done), or ETIMEDOUT.
-int awaitThread(pthread_t thread, Deadline deadline) noexcept
-{
+int awaitThread(pthread_t thread, Deadline deadline) noexcept {
     WaitResult result = WaitResult::woken;
-    if (scheduler().awaitEnd(thread, deadline, result) && result == WaitResult::timedOut)
-        return ETIMEDOUT;
+    if (scheduler().awaitEnd(thread, deadline, result) && result == WaitResult::timedOut) return ETIMEDOUT;
     return 0;
 }
 
-// ------------------------------------------------------------------------------------------------ trying and waiting --
+// ------------------------------------------------------------------------------------------------ trying and waiting
+// --
 
-/// Tries until it works, waiting in between for whoever lets go of `key`. What `attempt` returns when it is busy is `busy`.
+/// Tries until it works, waiting in between for whoever lets go of `key`. What `attempt` returns when it is busy is
+/// `busy`.
 template <typename Attempt>
-int tryUntil(const void* key, int busy, Deadline deadline, Attempt attempt) noexcept
-{
+int tryUntil(const void* key, int busy, Deadline deadline, Attempt attempt) noexcept {
     for (;;) {
         const int result = attempt();
-        if (result != busy)
-            return result;
-        if (hasPassed(deadline))
-            return ETIMEDOUT;
-        // A thread outside the scheduler may let go between the attempt and the wait: announce the wait, then try again.
+        if (result != busy) return result;
+        if (hasPassed(deadline)) return ETIMEDOUT;
+        // A thread outside the scheduler may let go between the attempt and the wait: announce the wait, then try
+        // again.
         scheduler().prepareWait(key, deadline, false);
         const int second = attempt();
         if (second != busy) {
@@ -124,43 +119,35 @@ int tryUntil(const void* key, int busy, Deadline deadline, Attempt attempt) noex
     }
 }
 
-void wakeWaiters(const void* key, int count) noexcept
-{
-    if (isActive() && scheduler().isRunning() && scheduler().anyoneWaits())
-        scheduler().wake(key, count);
+void wakeWaiters(const void* key, int count) noexcept {
+    if (isActive() && scheduler().isRunning() && scheduler().anyoneWaits()) scheduler().wake(key, count);
 }
 
 /// The thread would wait for itself, and the kind of mutex says so instead.
-bool wouldReportDeadlock(const pthread_mutex_t& mutex) noexcept
-{
+bool wouldReportDeadlock(const pthread_mutex_t& mutex) noexcept {
     constexpr int kKindMask = 3;
     return (mutex.__data.__kind & kKindMask) == PTHREAD_MUTEX_ERRORCHECK_NP &&
            static_cast<std::uint32_t>(mutex.__data.__owner) == currentThreadId();
 }
 
-int lockMutex(pthread_mutex_t* mutex, Deadline deadline) noexcept
-{
-    if (wouldReportDeadlock(*mutex))
-        return real_pthread_mutex_lock(mutex);
+int lockMutex(pthread_mutex_t* mutex, Deadline deadline) noexcept {
+    if (wouldReportDeadlock(*mutex)) return real_pthread_mutex_lock(mutex);
     return tryUntil(mutex, EBUSY, deadline, [mutex] { return real_pthread_mutex_trylock(mutex); });
 }
 
-int unlockMutex(pthread_mutex_t* mutex) noexcept
-{
+int unlockMutex(pthread_mutex_t* mutex) noexcept {
     const int result = real_pthread_mutex_unlock(mutex);
     wakeWaiters(mutex, 1);
     return result;
 }
 
 /// The clock that the variable's attributes named; glibc keeps it in the second bit of the waiters' word.
-clockid_t clockOf(const pthread_cond_t& condition) noexcept
-{
+clockid_t clockOf(const pthread_cond_t& condition) noexcept {
     constexpr unsigned kMonotonicBit = 2;
     return (condition.__data.__wrefs & kMonotonicBit) != 0 ? CLOCK_MONOTONIC : CLOCK_REALTIME;
 }
 
-int waitOnCondition(pthread_cond_t* condition, pthread_mutex_t* mutex, Deadline deadline) noexcept
-{
+int waitOnCondition(pthread_cond_t* condition, pthread_mutex_t* mutex, Deadline deadline) noexcept {
     scheduler().prepareWait(condition, deadline, false);
     unlockMutex(mutex);
     const WaitResult result = scheduler().commitWait();
@@ -168,39 +155,36 @@ int waitOnCondition(pthread_cond_t* condition, pthread_mutex_t* mutex, Deadline 
     return result == WaitResult::timedOut ? ETIMEDOUT : 0;
 }
 
-/// In real time only the simulated system clock differs from the machine's: such deadlines move over to the monotonic clock.
+/// In real time only the simulated system clock differs from the machine's: such deadlines move over to the monotonic
+/// clock.
 bool isOnSimulatedClock(clockid_t clock) noexcept { return isActive() && !isTimeVirtual() && clock == CLOCK_REALTIME; }
 
-timespec onMonotonicClock(const timespec& instant) noexcept
-{
+timespec onMonotonicClock(const timespec& instant) noexcept {
     const std::uint64_t now = systemNow();
     const std::uint64_t at = instant.tv_sec < 0 ? 0 : toNs(instant);
     return toTimespec(monotonicNow() + (at > now ? at - now : 0));
 }
 
-} // namespace
+}  // namespace
 
 namespace halvexboard {
 
-void prepareThreadShims() noexcept
-{
-    if (!hasLeaveKey)
-        hasLeaveKey = pthread_key_create(&leaveKey, leave) == 0;
+void prepareThreadShims() noexcept {
+    if (!hasLeaveKey) hasLeaveKey = pthread_key_create(&leaveKey, leave) == 0;
 }
 
 bool hasThreadShims() noexcept { return true; }
 
-} // namespace halvexboard
+}  // namespace halvexboard
 
-// ----------------------------------------------------------------------------------------------------------- threads --
+// ----------------------------------------------------------------------------------------------------------- threads
+// --
 
 HALVEXBOARD_SHIM int pthread_create(pthread_t* handle, const pthread_attr_t* attributes, void* (*body)(void*),
-                                    void* argument) noexcept
-{
+                                    void* argument) noexcept {
     Scheduler::Thread* const thread =
         isScheduled() ? scheduler().prepareThread(body, argument, isDetached(attributes)) : nullptr;
-    if (thread == nullptr)
-        return real_pthread_create(handle, attributes, body, argument);
+    if (thread == nullptr) return real_pthread_create(handle, attributes, body, argument);
     const int result = real_pthread_create(handle, attributes, runScheduled, thread);
     if (result != 0)
         scheduler().abandonThread(thread);
@@ -209,222 +193,193 @@ HALVEXBOARD_SHIM int pthread_create(pthread_t* handle, const pthread_attr_t* att
     return result;
 }
 
-HALVEXBOARD_SHIM int pthread_join(pthread_t thread, void** result)
-{
-    if (isScheduled())
-        awaitThread(thread, Deadline::never());
+HALVEXBOARD_SHIM int pthread_join(pthread_t thread, void** result) {
+    if (isScheduled()) awaitThread(thread, Deadline::never());
     return real_pthread_join(thread, result);
 }
 
-HALVEXBOARD_SHIM int pthread_tryjoin_np(pthread_t thread, void** result) noexcept
-{
-    if (isScheduled() && awaitThread(thread, Deadline::atRaw(0)) == ETIMEDOUT)
-        return EBUSY;
+HALVEXBOARD_SHIM int pthread_tryjoin_np(pthread_t thread, void** result) noexcept {
+    if (isScheduled() && awaitThread(thread, Deadline::atRaw(0)) == ETIMEDOUT) return EBUSY;
     return isScheduled() ? real_pthread_join(thread, result) : real_pthread_tryjoin_np(thread, result);
 }
 
-HALVEXBOARD_SHIM int pthread_timedjoin_np(pthread_t thread, void** result, const timespec* until)
-{
-    if (!isScheduled() || until == nullptr)
-        return real_pthread_timedjoin_np(thread, result, until);
+HALVEXBOARD_SHIM int pthread_timedjoin_np(pthread_t thread, void** result, const timespec* until) {
+    if (!isScheduled() || until == nullptr) return real_pthread_timedjoin_np(thread, result, until);
     const int outcome = awaitThread(thread, deadlineAt(CLOCK_REALTIME, *until));
     return outcome != 0 ? outcome : real_pthread_join(thread, result);
 }
 
-HALVEXBOARD_SHIM int pthread_clockjoin_np(pthread_t thread, void** result, clockid_t clock, const timespec* until)
-{
-    if (!isScheduled() || until == nullptr)
-        return real_pthread_clockjoin_np(thread, result, clock, until);
+HALVEXBOARD_SHIM int pthread_clockjoin_np(pthread_t thread, void** result, clockid_t clock, const timespec* until) {
+    if (!isScheduled() || until == nullptr) return real_pthread_clockjoin_np(thread, result, clock, until);
     const int outcome = awaitThread(thread, deadlineAt(clock, *until));
     return outcome != 0 ? outcome : real_pthread_join(thread, result);
 }
 
-HALVEXBOARD_SHIM int pthread_detach(pthread_t thread) noexcept
-{
-    if (scheduler().isRunning())
-        scheduler().detach(thread);
+HALVEXBOARD_SHIM int pthread_detach(pthread_t thread) noexcept {
+    if (scheduler().isRunning()) scheduler().detach(thread);
     return real_pthread_detach(thread);
 }
 
-// ----------------------------------------------------------------------------------------------------------- mutexes --
+// ----------------------------------------------------------------------------------------------------------- mutexes
+// --
 
-HALVEXBOARD_SHIM int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept
-{
+HALVEXBOARD_SHIM int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
     return isScheduled() ? lockMutex(mutex, Deadline::never()) : real_pthread_mutex_lock(mutex);
 }
 
-HALVEXBOARD_SHIM int pthread_mutex_clocklock(pthread_mutex_t* mutex, clockid_t clock, const timespec* until) noexcept
-{
+HALVEXBOARD_SHIM int pthread_mutex_clocklock(pthread_mutex_t* mutex, clockid_t clock, const timespec* until) noexcept {
     if (isOnSimulatedClock(clock)) {
         const timespec monotonic = onMonotonicClock(*until);
         return real_pthread_mutex_clocklock(mutex, CLOCK_MONOTONIC, &monotonic);
     }
-    if (!isScheduled())
-        return real_pthread_mutex_clocklock(mutex, clock, until);
+    if (!isScheduled()) return real_pthread_mutex_clocklock(mutex, clock, until);
     const int first = real_pthread_mutex_trylock(mutex);
-    if (first != EBUSY)
-        return first;
+    if (first != EBUSY) return first;
     return isValid(*until) ? lockMutex(mutex, deadlineAt(clock, *until)) : EINVAL;
 }
 
-HALVEXBOARD_SHIM int pthread_mutex_timedlock(pthread_mutex_t* mutex, const timespec* until) noexcept
-{
+HALVEXBOARD_SHIM int pthread_mutex_timedlock(pthread_mutex_t* mutex, const timespec* until) noexcept {
     if (isScheduled() || isOnSimulatedClock(CLOCK_REALTIME))
         return pthread_mutex_clocklock(mutex, CLOCK_REALTIME, until);
     return real_pthread_mutex_timedlock(mutex, until);
 }
 
-HALVEXBOARD_SHIM int pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept
-{
+HALVEXBOARD_SHIM int pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept {
     const int result = unlockMutex(mutex);
     // Whoever waits for the mutex gets a turn once the slice is over, even if this thread would take it again at once.
-    if (isScheduled() && scheduler().anyoneWaits())
-        scheduler().yieldWhenSliceIsSpent();
+    if (isScheduled() && scheduler().anyoneWaits()) scheduler().yieldWhenSliceIsSpent();
     return result;
 }
 
-// ----------------------------------------------------------------------------------------------- condition variables --
+// ----------------------------------------------------------------------------------------------- condition variables
+// --
 
-HALVEXBOARD_SHIM int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex)
-{
-    return isScheduled() ? waitOnCondition(condition, mutex, Deadline::never()) : real_pthread_cond_wait(condition, mutex);
+HALVEXBOARD_SHIM int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
+    return isScheduled() ? waitOnCondition(condition, mutex, Deadline::never())
+                         : real_pthread_cond_wait(condition, mutex);
 }
 
 HALVEXBOARD_SHIM int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex, clockid_t clock,
-                                            const timespec* until)
-{
+                                            const timespec* until) {
     if (isOnSimulatedClock(clock)) {
         const timespec monotonic = onMonotonicClock(*until);
         return real_pthread_cond_clockwait(condition, mutex, CLOCK_MONOTONIC, &monotonic);
     }
-    if (!isScheduled())
-        return real_pthread_cond_clockwait(condition, mutex, clock, until);
-    if (!isValid(*until) || (clock != CLOCK_MONOTONIC && clock != CLOCK_REALTIME))
-        return EINVAL;
+    if (!isScheduled()) return real_pthread_cond_clockwait(condition, mutex, clock, until);
+    if (!isValid(*until) || (clock != CLOCK_MONOTONIC && clock != CLOCK_REALTIME)) return EINVAL;
     return waitOnCondition(condition, mutex, deadlineAt(clock, *until));
 }
 
-HALVEXBOARD_SHIM int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* until)
-{
+HALVEXBOARD_SHIM int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* until) {
     const clockid_t clock = clockOf(*condition);
-    if (isScheduled() || isOnSimulatedClock(clock))
-        return pthread_cond_clockwait(condition, mutex, clock, until);
+    if (isScheduled() || isOnSimulatedClock(clock)) return pthread_cond_clockwait(condition, mutex, clock, until);
     return real_pthread_cond_timedwait(condition, mutex, until);
 }
 
-HALVEXBOARD_SHIM int pthread_cond_signal(pthread_cond_t* condition) noexcept
-{
-    if (isActive() && scheduler().isRunning() && scheduler().wake(condition, 1) != 0)
-        return 0;
-    return real_pthread_cond_signal(condition); // a thread outside the scheduler may wait for it
+HALVEXBOARD_SHIM int pthread_cond_signal(pthread_cond_t* condition) noexcept {
+    if (isActive() && scheduler().isRunning() && scheduler().wake(condition, 1) != 0) return 0;
+    return real_pthread_cond_signal(condition);  // a thread outside the scheduler may wait for it
 }
 
-HALVEXBOARD_SHIM int pthread_cond_broadcast(pthread_cond_t* condition) noexcept
-{
+HALVEXBOARD_SHIM int pthread_cond_broadcast(pthread_cond_t* condition) noexcept {
     wakeWaiters(condition, kEveryone);
     return real_pthread_cond_broadcast(condition);
 }
 
-// ---------------------------------------------------------------------------------------------------- read-write locks --
+// ---------------------------------------------------------------------------------------------------- read-write locks
+// --
 
 namespace {
 
-int lockReading(pthread_rwlock_t* lock, Deadline deadline) noexcept
-{
+int lockReading(pthread_rwlock_t* lock, Deadline deadline) noexcept {
     return tryUntil(lock, EBUSY, deadline, [lock] { return real_pthread_rwlock_tryrdlock(lock); });
 }
 
-int lockWriting(pthread_rwlock_t* lock, Deadline deadline) noexcept
-{
+int lockWriting(pthread_rwlock_t* lock, Deadline deadline) noexcept {
     return tryUntil(lock, EBUSY, deadline, [lock] { return real_pthread_rwlock_trywrlock(lock); });
 }
 
-} // namespace
+}  // namespace
 
-HALVEXBOARD_SHIM int pthread_rwlock_rdlock(pthread_rwlock_t* lock) noexcept
-{
+HALVEXBOARD_SHIM int pthread_rwlock_rdlock(pthread_rwlock_t* lock) noexcept {
     return isScheduled() ? lockReading(lock, Deadline::never()) : real_pthread_rwlock_rdlock(lock);
 }
 
-HALVEXBOARD_SHIM int pthread_rwlock_wrlock(pthread_rwlock_t* lock) noexcept
-{
+HALVEXBOARD_SHIM int pthread_rwlock_wrlock(pthread_rwlock_t* lock) noexcept {
     return isScheduled() ? lockWriting(lock, Deadline::never()) : real_pthread_rwlock_wrlock(lock);
 }
 
-HALVEXBOARD_SHIM int pthread_rwlock_timedrdlock(pthread_rwlock_t* lock, const timespec* until) noexcept
-{
-    return isScheduled() ? lockReading(lock, deadlineAt(CLOCK_REALTIME, *until)) : real_pthread_rwlock_timedrdlock(lock, until);
+HALVEXBOARD_SHIM int pthread_rwlock_timedrdlock(pthread_rwlock_t* lock, const timespec* until) noexcept {
+    return isScheduled() ? lockReading(lock, deadlineAt(CLOCK_REALTIME, *until))
+                         : real_pthread_rwlock_timedrdlock(lock, until);
 }
 
-HALVEXBOARD_SHIM int pthread_rwlock_timedwrlock(pthread_rwlock_t* lock, const timespec* until) noexcept
-{
-    return isScheduled() ? lockWriting(lock, deadlineAt(CLOCK_REALTIME, *until)) : real_pthread_rwlock_timedwrlock(lock, until);
+HALVEXBOARD_SHIM int pthread_rwlock_timedwrlock(pthread_rwlock_t* lock, const timespec* until) noexcept {
+    return isScheduled() ? lockWriting(lock, deadlineAt(CLOCK_REALTIME, *until))
+                         : real_pthread_rwlock_timedwrlock(lock, until);
 }
 
-HALVEXBOARD_SHIM int pthread_rwlock_clockrdlock(pthread_rwlock_t* lock, clockid_t clock, const timespec* until) noexcept
-{
-    return isScheduled() ? lockReading(lock, deadlineAt(clock, *until)) : real_pthread_rwlock_clockrdlock(lock, clock, until);
+HALVEXBOARD_SHIM int pthread_rwlock_clockrdlock(pthread_rwlock_t* lock, clockid_t clock,
+                                                const timespec* until) noexcept {
+    return isScheduled() ? lockReading(lock, deadlineAt(clock, *until))
+                         : real_pthread_rwlock_clockrdlock(lock, clock, until);
 }
 
-HALVEXBOARD_SHIM int pthread_rwlock_clockwrlock(pthread_rwlock_t* lock, clockid_t clock, const timespec* until) noexcept
-{
-    return isScheduled() ? lockWriting(lock, deadlineAt(clock, *until)) : real_pthread_rwlock_clockwrlock(lock, clock, until);
+HALVEXBOARD_SHIM int pthread_rwlock_clockwrlock(pthread_rwlock_t* lock, clockid_t clock,
+                                                const timespec* until) noexcept {
+    return isScheduled() ? lockWriting(lock, deadlineAt(clock, *until))
+                         : real_pthread_rwlock_clockwrlock(lock, clock, until);
 }
 
-HALVEXBOARD_SHIM int pthread_rwlock_unlock(pthread_rwlock_t* lock) noexcept
-{
+HALVEXBOARD_SHIM int pthread_rwlock_unlock(pthread_rwlock_t* lock) noexcept {
     const int result = real_pthread_rwlock_unlock(lock);
     wakeWaiters(lock, kEveryone);
     return result;
 }
 
-HALVEXBOARD_SHIM int pthread_barrier_wait(pthread_barrier_t* barrier) noexcept
-{
+HALVEXBOARD_SHIM int pthread_barrier_wait(pthread_barrier_t* barrier) noexcept {
     const ExternalCall external;
     return real_pthread_barrier_wait(barrier);
 }
 
-// --------------------------------------------------------------------------------------------------------- semaphores --
+// --------------------------------------------------------------------------------------------------------- semaphores
+// --
 
 namespace {
 
 /// 0 or -1 with errno, as the semaphore functions have it.
-int takeSemaphore(sem_t* semaphore, Deadline deadline) noexcept
-{
-    const int error = tryUntil(semaphore, EAGAIN, deadline, [semaphore] {
-        return real_sem_trywait(semaphore) == 0 ? 0 : errno;
-    });
-    if (error == 0)
-        return 0;
+int takeSemaphore(sem_t* semaphore, Deadline deadline) noexcept {
+    const int error =
+        tryUntil(semaphore, EAGAIN, deadline, [semaphore] { return real_sem_trywait(semaphore) == 0 ? 0 : errno; });
+    if (error == 0) return 0;
     errno = error;
     return -1;
 }
 
-} // namespace
+}  // namespace
 
-HALVEXBOARD_SHIM int sem_wait(sem_t* semaphore)
-{
+HALVEXBOARD_SHIM int sem_wait(sem_t* semaphore) {
     return isScheduled() ? takeSemaphore(semaphore, Deadline::never()) : real_sem_wait(semaphore);
 }
 
-HALVEXBOARD_SHIM int sem_timedwait(sem_t* semaphore, const timespec* until)
-{
-    return isScheduled() ? takeSemaphore(semaphore, deadlineAt(CLOCK_REALTIME, *until)) : real_sem_timedwait(semaphore, until);
+HALVEXBOARD_SHIM int sem_timedwait(sem_t* semaphore, const timespec* until) {
+    return isScheduled() ? takeSemaphore(semaphore, deadlineAt(CLOCK_REALTIME, *until))
+                         : real_sem_timedwait(semaphore, until);
 }
 
-HALVEXBOARD_SHIM int sem_clockwait(sem_t* semaphore, clockid_t clock, const timespec* until)
-{
-    return isScheduled() ? takeSemaphore(semaphore, deadlineAt(clock, *until)) : real_sem_clockwait(semaphore, clock, until);
+HALVEXBOARD_SHIM int sem_clockwait(sem_t* semaphore, clockid_t clock, const timespec* until) {
+    return isScheduled() ? takeSemaphore(semaphore, deadlineAt(clock, *until))
+                         : real_sem_clockwait(semaphore, clock, until);
 }
 
-HALVEXBOARD_SHIM int sem_post(sem_t* semaphore) noexcept
-{
+HALVEXBOARD_SHIM int sem_post(sem_t* semaphore) noexcept {
     const int result = real_sem_post(semaphore);
     wakeWaiters(semaphore, 1);
     return result;
 }
 
-// ------------------------------------------------------------------------------------------------------- pthread_once --
+// ------------------------------------------------------------------------------------------------------- pthread_once
+// --
 
 namespace {
 
@@ -434,11 +389,9 @@ struct OnceTable {
     const void* keys[kSize];
     const void* owners[kSize];
 
-    std::size_t find(const void* key) const noexcept
-    {
+    std::size_t find(const void* key) const noexcept {
         std::size_t i = 0;
-        while (i < kSize && keys[i] != key)
-            ++i;
+        while (i < kSize && keys[i] != key) ++i;
         return i;
     }
 };
@@ -448,19 +401,15 @@ constinit OnceTable onceTable{};
 /// Marks an initialisation for as long as it runs, exceptions included.
 class OnceMark {
 public:
-    explicit OnceMark(const void* key) noexcept
-    {
+    explicit OnceMark(const void* key) noexcept {
         const LockGuard guard(boardLock());
         position_ = onceTable.find(nullptr);
-        if (position_ == OnceTable::kSize)
-            return;
+        if (position_ == OnceTable::kSize) return;
         onceTable.keys[position_] = key;
         onceTable.owners[position_] = Scheduler::self();
     }
-    ~OnceMark()
-    {
-        if (position_ == OnceTable::kSize)
-            return;
+    ~OnceMark() {
+        if (position_ == OnceTable::kSize) return;
         const void* const key = onceTable.keys[position_];
         onceTable.keys[position_] = nullptr;
         scheduler().wake(key, kEveryone);
@@ -472,30 +421,29 @@ private:
     std::size_t position_;
 };
 
-} // namespace
+}  // namespace
 
-HALVEXBOARD_SHIM int pthread_once(pthread_once_t* control, void (*initialise)())
-{
-    constexpr int kDone = 2; // glibc's value of a control whose initialisation is over
+HALVEXBOARD_SHIM int pthread_once(pthread_once_t* control, void (*initialise)()) {
+    constexpr int kDone = 2;  // glibc's value of a control whose initialisation is over
     if (!isScheduled() || __atomic_load_n(control, __ATOMIC_ACQUIRE) == kDone)
         return real_pthread_once(control, initialise);
     for (;;) {
         const std::size_t position = onceTable.find(control);
-        if (position == OnceTable::kSize || onceTable.owners[position] == Scheduler::self())
-            break;
+        if (position == OnceTable::kSize || onceTable.owners[position] == Scheduler::self()) break;
         scheduler().wait(control, Deadline::never(), false);
     }
     const OnceMark mark(control);
     return real_pthread_once(control, initialise);
 }
 
-// -------------------------------------------------------------------------------------------------------------- futex --
+// -------------------------------------------------------------------------------------------------------------- futex
+// --
 
 namespace {
 
 /// What std::atomic::wait, std::future and guards of static variables wait with.
-long waitOnFutex(const std::uint32_t* word, int operation, std::uint32_t seen, const timespec* span, std::uint32_t bits) noexcept
-{
+long waitOnFutex(const std::uint32_t* word, int operation, std::uint32_t seen, const timespec* span,
+                 std::uint32_t bits) noexcept {
     if (__atomic_load_n(word, __ATOMIC_SEQ_CST) != seen) {
         errno = EAGAIN;
         return -1;
@@ -510,52 +458,46 @@ long waitOnFutex(const std::uint32_t* word, int operation, std::uint32_t seen, c
     else if (span != nullptr)
         deadline = deadlineAt((operation & FUTEX_CLOCK_REALTIME) != 0 ? CLOCK_REALTIME : CLOCK_MONOTONIC, *span);
     const WaitResult result = scheduler().wait(word, deadline, true, bits);
-    if (result == WaitResult::woken)
-        return 0;
+    if (result == WaitResult::woken) return 0;
     errno = result == WaitResult::timedOut ? ETIMEDOUT : EINTR;
     return -1;
 }
 
 /// False: not a wait or wake that the scheduler knows.
-bool futexOnScheduler(long a, long b, long c, long d, long f, long& result) noexcept
-{
+bool futexOnScheduler(long a, long b, long c, long d, long f, long& result) noexcept {
     const auto operation = static_cast<int>(b);
     const auto* const word = reinterpret_cast<const std::uint32_t*>(a);
     const auto* const span = reinterpret_cast<const timespec*>(d);
     const auto bits = static_cast<std::uint32_t>(f);
     switch (operation & FUTEX_CMD_MASK) {
-    case FUTEX_WAIT:
-        result = waitOnFutex(word, operation, static_cast<std::uint32_t>(c), span, FUTEX_BITSET_MATCH_ANY);
-        return true;
-    case FUTEX_WAIT_BITSET:
-        result = waitOnFutex(word, operation, static_cast<std::uint32_t>(c), span, bits);
-        return true;
-    default:
-        return false;
+        case FUTEX_WAIT:
+            result = waitOnFutex(word, operation, static_cast<std::uint32_t>(c), span, FUTEX_BITSET_MATCH_ANY);
+            return true;
+        case FUTEX_WAIT_BITSET:
+            result = waitOnFutex(word, operation, static_cast<std::uint32_t>(c), span, bits);
+            return true;
+        default:
+            return false;
     }
 }
 
 /// Threads of the scheduler first; then whoever waits in the kernel.
-long wakeFutex(long a, long b, long c, long f) noexcept
-{
+long wakeFutex(long a, long b, long c, long f) noexcept {
     const auto operation = static_cast<int>(b) & FUTEX_CMD_MASK;
     const auto bits = operation == FUTEX_WAKE_BITSET ? static_cast<std::uint32_t>(f) : FUTEX_BITSET_MATCH_ANY;
     const int woken = scheduler().wake(reinterpret_cast<const void*>(a), static_cast<int>(c), bits);
-    if (woken >= c)
-        return woken;
+    if (woken >= c) return woken;
     const long others = rawSystemCall(SYS_futex, a, b, c - woken, 0, 0, f);
     return woken + (others > 0 ? others : 0);
 }
 
-} // namespace
+}  // namespace
 
-HALVEXBOARD_SHIM long syscall(long number, ...) noexcept
-{
+HALVEXBOARD_SHIM long syscall(long number, ...) noexcept {
     va_list arguments;
     va_start(arguments, number);
     long values[6];
-    for (long& value : values)
-        value = va_arg(arguments, long);
+    for (long& value : values) value = va_arg(arguments, long);
     va_end(arguments);
     if (number == SYS_futex && isActive() && scheduler().isRunning()) {
         const auto operation = static_cast<int>(values[1]) & FUTEX_CMD_MASK;

@@ -8,4 +8,4 @@ __attribute__((weak)) bool hasThreadShims() noexcept;
 /// To be called once before the scheduler starts, early enough to get one of the first thread-specific keys.
 __attribute__((weak)) void prepareThreadShims() noexcept;
 
-} // namespace halvexboard
+}  // namespace halvexboard

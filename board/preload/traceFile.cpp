@@ -1,11 +1,11 @@
 // The trace as a file: lines collected in memory of fixed size and written out in pieces.
 #include "board/preload/traceFile.h"
 
-#include <algorithm>
-#include <cerrno>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
+#include <algorithm>
+#include <cerrno>
 
 #include "board/trace/traceLine.h"
 
@@ -24,20 +24,17 @@ struct TraceFile {
 
 constinit TraceFile file{};
 
-void complain() noexcept
-{
+void complain() noexcept {
     static constexpr char kText[] = "halvexboard: the trace cannot be written; it ends here\n";
     rawSystemCall(SYS_write, 2, reinterpret_cast<long>(kText), sizeof kText - 1);
 }
 
-void writeOut() noexcept
-{
+void writeOut() noexcept {
     std::size_t done = 0;
     while (file.fd >= 0 && done < file.used) {
         const long written = rawSystemCall(SYS_write, file.fd, reinterpret_cast<long>(file.buffer + done),
                                            static_cast<long>(file.used - done));
-        if (written == -EINTR)
-            continue;
+        if (written == -EINTR) continue;
         if (written <= 0) {
             complain();
             file.fd = -1;
@@ -48,61 +45,53 @@ void writeOut() noexcept
     file.used = 0;
 }
 
-void take(void*, const board_happening& happening) noexcept
-{
-    if (file.fd < 0)
-        return;
-    if (kBufferSize - file.used < kMaxTraceLine)
-        writeOut();
+void take(void*, const board_happening& happening) noexcept {
+    if (file.fd < 0) return;
+    if (kBufferSize - file.used < kMaxTraceLine) writeOut();
     file.used += formatHappening(*happening.where, happening, file.buffer + file.used, kBufferSize - file.used);
-    if (file.unbuffered)
-        writeOut();
+    if (file.unbuffered) writeOut();
 }
 
 /// High enough that the program's own descriptors keep the numbers they have without the board.
-int outOfTheWay(int fd) noexcept
-{
+int outOfTheWay(int fd) noexcept {
     constexpr rlim_t kRoomAbove = 8;
     constexpr rlim_t kHighest = 65'000;
     rlimit limit{};
     getrlimit(RLIMIT_NOFILE, &limit);
     const rlim_t wanted = std::min(limit.rlim_cur, kHighest);
-    const long moved = rawSystemCall(SYS_fcntl, fd, F_DUPFD_CLOEXEC, static_cast<long>(wanted > kRoomAbove ? wanted - kRoomAbove : 0));
-    if (moved < 0)
-        return fd;
+    const long moved =
+        rawSystemCall(SYS_fcntl, fd, F_DUPFD_CLOEXEC, static_cast<long>(wanted > kRoomAbove ? wanted - kRoomAbove : 0));
+    if (moved < 0) return fd;
     rawSystemCall(SYS_close, fd);
     return static_cast<int>(moved);
 }
 
-} // namespace
+}  // namespace
 
-int openTraceFile(const char* path) noexcept
-{
+int openTraceFile(const char* path) noexcept {
     constexpr long kMode = 0644;
     const long fd = rawSystemCall(SYS_openat, AT_FDCWD, reinterpret_cast<long>(path),
                                   O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kMode);
-    if (fd < 0)
-        return static_cast<int>(-fd);
+    if (fd < 0) return static_cast<int>(-fd);
     file.fd = outOfTheWay(static_cast<int>(fd));
     file.used = 0;
     return 0;
 }
 
-HappeningSink traceFileSink() noexcept { return {take, [](void*) noexcept { writeOut(); }, nullptr}; }
+HappeningSink traceFileSink() noexcept {
+    return {take, [](void*) noexcept { writeOut(); }, nullptr};
+}
 
-void finishTraceFile() noexcept
-{
+void finishTraceFile() noexcept {
     const LockGuard guard(boardLock());
     file.unbuffered = true;
     writeOut();
 }
 
-void abandonTraceFile() noexcept
-{
-    if (file.fd >= 0)
-        rawSystemCall(SYS_close, file.fd);
+void abandonTraceFile() noexcept {
+    if (file.fd >= 0) rawSystemCall(SYS_close, file.fd);
     file.fd = -1;
     file.used = 0;
 }
 
-} // namespace halvexboard
+}  // namespace halvexboard

@@ -5,7 +5,8 @@
 
 namespace halvexboard {
 
-/// Opens (and empties) the file on a descriptor number near the process's limit, out of the program's way. 0, or an errno.
+/// Opens (and empties) the file on a descriptor number near the process's limit, out of the program's way. 0, or an
+/// errno.
 int openTraceFile(const char* path) noexcept;
 /// The sink that formats every happening into the file.
 HappeningSink traceFileSink() noexcept;
@@ -14,4 +15,4 @@ void finishTraceFile() noexcept;
 /// In a forked child: the file is the parent's.
 void abandonTraceFile() noexcept;
 
-} // namespace halvexboard
+}  // namespace halvexboard

@@ -13,16 +13,13 @@ namespace {
 constexpr std::uint64_t kNsPerSecond = 1'000'000'000;
 
 /// How far away the deadline is as seen now; kNever when there is none.
-std::uint64_t remainingNs(Deadline deadline) noexcept
-{
-    if (deadline.clock == Deadline::Clock::none)
-        return kNever;
+std::uint64_t remainingNs(Deadline deadline) noexcept {
+    if (deadline.clock == Deadline::Clock::none) return kNever;
     const std::uint64_t now = deadline.clock == Deadline::Clock::system ? systemNow() : rawNow();
     return deadline.ns > now ? deadline.ns - now : 0;
 }
 
-std::uint64_t remainingToChangeNs() noexcept
-{
+std::uint64_t remainingToChangeNs() noexcept {
     const LockGuard guard(boardLock());
     const std::uint64_t at = board_next_change(model());
     const std::uint64_t now = rawNow();
@@ -30,8 +27,7 @@ std::uint64_t remainingToChangeNs() noexcept
 }
 
 /// A wait of this thread alone, without the scheduler.
-WaitResult pauseFor(std::uint64_t ns) noexcept
-{
+WaitResult pauseFor(std::uint64_t ns) noexcept {
     // A thread outside a running scheduler must not push the others' time: it waits for real.
     if (isTimeVirtual() && !scheduler().isRunning() && ns != kNever) {
         spend(ns);
@@ -41,80 +37,64 @@ WaitResult pauseFor(std::uint64_t ns) noexcept
     const std::int64_t spanNs = ns == kNever ? -1 : static_cast<std::int64_t>(std::min<std::uint64_t>(ns, INT64_MAX));
     const std::uint32_t depth = boardLock().isMine() ? boardLock().releaseAll() : 0;
     const int outcome = futexWait(nobodyMovesThis, 0, spanNs);
-    if (depth != 0)
-        boardLock().retake(depth);
+    if (depth != 0) boardLock().retake(depth);
     return outcome == -EINTR ? WaitResult::interrupted : WaitResult::woken;
 }
 
-} // namespace
+}  // namespace
 
 bool isScheduled() noexcept { return isActive() && scheduler().isRunning() && Scheduler::self() != nullptr; }
 
-WaitResult waitForModel(Deadline deadline) noexcept
-{
-    if (isScheduled())
-        return scheduler().wait(scheduler().modelKey(), deadline, true);
+WaitResult waitForModel(Deadline deadline) noexcept {
+    if (isScheduled()) return scheduler().wait(scheduler().modelKey(), deadline, true);
     // Other threads may change the model at any time: look again every millisecond at the latest.
     constexpr std::uint64_t kLookAgainNs = 1'000'000;
     std::uint64_t ns = std::min(remainingNs(deadline), remainingToChangeNs());
-    if (!isTimeVirtual() || ns == kNever)
-        ns = std::min(ns, kLookAgainNs);
+    if (!isTimeVirtual() || ns == kNever) ns = std::min(ns, kLookAgainNs);
     return pauseFor(ns);
 }
 
-WaitResult sleepUntil(Deadline deadline) noexcept
-{
-    if (isScheduled())
-        return scheduler().wait(nullptr, deadline, true);
+WaitResult sleepUntil(Deadline deadline) noexcept {
+    if (isScheduled()) return scheduler().wait(nullptr, deadline, true);
     while (!hasPassed(deadline)) {
-        if (pauseFor(remainingNs(deadline)) == WaitResult::interrupted)
-            return WaitResult::interrupted;
+        if (pauseFor(remainingNs(deadline)) == WaitResult::interrupted) return WaitResult::interrupted;
     }
     return WaitResult::timedOut;
 }
 
 bool hasPassed(Deadline deadline) noexcept { return remainingNs(deadline) == 0; }
 
-Deadline deadlineAt(clockid_t clock, const timespec& instant) noexcept
-{
-    if (instant.tv_sec < 0)
-        return Deadline::atRaw(0);
-    if (clock == CLOCK_REALTIME || clock == CLOCK_TAI)
-        return Deadline::atSystem(toNs(instant));
+Deadline deadlineAt(clockid_t clock, const timespec& instant) noexcept {
+    if (instant.tv_sec < 0) return Deadline::atRaw(0);
+    if (clock == CLOCK_REALTIME || clock == CLOCK_TAI) return Deadline::atSystem(toNs(instant));
     return Deadline::atRaw(rawFromMonotonic(toNs(instant)));
 }
 
-Deadline deadlineAfter(std::uint64_t ns) noexcept
-{
+Deadline deadlineAfter(std::uint64_t ns) noexcept {
     const std::uint64_t now = rawNow();
     return Deadline::atRaw(ns > kNever - now ? kNever : now + ns);
 }
 
-bool isValid(const timespec& time) noexcept
-{
+bool isValid(const timespec& time) noexcept {
     return time.tv_nsec >= 0 && time.tv_nsec < static_cast<long>(kNsPerSecond);
 }
 
-std::uint64_t toNs(const timespec& time) noexcept
-{
+std::uint64_t toNs(const timespec& time) noexcept {
     constexpr std::uint64_t kMostSeconds = kNever / kNsPerSecond - 1;
     return std::min(static_cast<std::uint64_t>(time.tv_sec), kMostSeconds) * kNsPerSecond +
            static_cast<std::uint64_t>(time.tv_nsec);
 }
 
-timespec toTimespec(std::uint64_t ns) noexcept
-{
+timespec toTimespec(std::uint64_t ns) noexcept {
     return {static_cast<time_t>(ns / kNsPerSecond), static_cast<long>(ns % kNsPerSecond)};
 }
 
 ExternalCall::ExternalCall() noexcept : given_(isScheduled() && scheduler().beginExternal()) {}
 
-ExternalCall::~ExternalCall()
-{
-    const int error = errno; // of the call that this stands around
-    if (given_)
-        scheduler().endExternal();
+ExternalCall::~ExternalCall() {
+    const int error = errno;  // of the call that this stands around
+    if (given_) scheduler().endExternal();
     errno = error;
 }
 
-} // namespace halvexboard
+}  // namespace halvexboard

@@ -10,8 +10,8 @@ namespace halvexboard {
 /// True while the calling thread waits through the scheduler: it is registered and the scheduler runs.
 bool isScheduled() noexcept;
 
-/// Waits until the model changed, or the deadline. May return early; the caller looks and waits again. The board's lock may be
-/// held; it is let go of meanwhile.
+/// Waits until the model changed, or the deadline. May return early; the caller looks and waits again. The board's lock
+/// may be held; it is let go of meanwhile.
 WaitResult waitForModel(Deadline deadline) noexcept;
 
 /// Sleeps until the deadline or until a signal handler ran.
@@ -38,4 +38,4 @@ private:
     bool given_;
 };
 
-} // namespace halvexboard
+}  // namespace halvexboard

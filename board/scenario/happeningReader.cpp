@@ -13,57 +13,48 @@ constexpr std::int64_t kMostTimes = static_cast<std::int64_t>(BOARD_FOREVER) - 1
 
 int readTarget(TableReader& reader, const board_config& config) {
     const std::string name = reader.text("target", "");
-    if (!reader.has("target"))
-        return BOARD_TARGET_ANY;
+    if (!reader.has("target")) return BOARD_TARGET_ANY;
     const auto target = targetNamed(config, name);
-    if (!target)
-        reader.refuse("target", "'" + name + "' is no part of the board");
+    if (!target) reader.refuse("target", "'" + name + "' is no part of the board");
     return *target;
 }
 
 board_call_kind readCallKind(TableReader& reader) {
     const std::string name = reader.text("call", "any");
     const auto kind = callKindNamed(name);
-    if (!kind)
-        reader.refuse("call", "'" + name + "' is no call the board takes part in");
+    if (!kind) reader.refuse("call", "'" + name + "' is no call the board takes part in");
     return *kind;
 }
 
 // A name, or a number for requests without one.
 bool readRequest(TableReader& reader, int target, std::uint32_t& detail) {
     const toml::node* const found = reader.node("request");
-    if (found == nullptr)
-        return false;
+    if (found == nullptr) return false;
     if (found->is_integer()) {
         detail = static_cast<std::uint32_t>(reader.integer("request", 0, 0, 0xFFFFFFFFLL));
         return true;
     }
     const std::string name = reader.text("request", "");
     const auto request = requestNamed(target, name);
-    if (!request)
-        reader.refuse("request", "'" + name + "' is no request of that target");
+    if (!request) reader.refuse("request", "'" + name + "' is no request of that target");
     detail = *request;
     return true;
 }
 
 std::int32_t readError(TableReader& reader) {
     const toml::node* const found = reader.node("error");
-    if (found == nullptr)
-        return 0;
-    if (found->is_integer())
-        return static_cast<std::int32_t>(reader.integer("error", 0, 1, 4095));
+    if (found == nullptr) return 0;
+    if (found->is_integer()) return static_cast<std::int32_t>(reader.integer("error", 0, 1, 4095));
     const std::string name = reader.text("error", "");
     const auto error = errnoNamed(name);
-    if (!error)
-        reader.refuse("error", "'" + name + "' is no errno");
+    if (!error) reader.refuse("error", "'" + name + "' is no errno");
     return *error;
 }
 
 std::uint32_t readTimes(TableReader& reader) {
     const toml::node* const found = reader.node("times");
     if (found != nullptr && found->is_string()) {
-        if (reader.text("times", "") != "forever")
-            reader.refuse("times", "wants a number or \"forever\"");
+        if (reader.text("times", "") != "forever") reader.refuse("times", "wants a number or \"forever\"");
         return BOARD_FOREVER;
     }
     return static_cast<std::uint32_t>(reader.integer("times", 1, 1, kMostTimes));
@@ -71,31 +62,31 @@ std::uint32_t readTimes(TableReader& reader) {
 
 void readEventValue(TableReader& reader, board_event_config& event) {
     switch (event.kind) {
-    case BOARD_EVENT_LOSE_EDGES:
-    case BOARD_EVENT_STALE_EVENTS:
-        event.value = reader.integer("count", 1, 1, kMostInt32);
-        break;
-    case BOARD_EVENT_JUMP:
-        reader.require("by");
-        reader.duration("by", event.value);
-        break;
-    case BOARD_EVENT_CRYSTAL:
-        reader.require("crystal_error_ppb");
-        reader.ppb("crystal_error_ppb", event.value);
-        break;
-    case BOARD_EVENT_PULSE_EVERY_SECOND:
-        event.value = 1;
-        break;
-    case BOARD_EVENT_KILL_CHILD:
-        event.value = reader.integer("signal", 9, 1, 64);
-        break;
-    case BOARD_EVENT_CAPABILITIES:
-        event.value = reader.integer("n_ext_ts", 2, 0, BOARD_MAX_CHANNELS) |
-                      reader.integer("n_per_out", 2, 0, BOARD_MAX_CHANNELS) << 8 |
-                      reader.integer("n_pins", BOARD_MAX_PINS, 0, BOARD_MAX_PINS) << 16;
-        break;
-    default:
-        break;
+        case BOARD_EVENT_LOSE_EDGES:
+        case BOARD_EVENT_STALE_EVENTS:
+            event.value = reader.integer("count", 1, 1, kMostInt32);
+            break;
+        case BOARD_EVENT_JUMP:
+            reader.require("by");
+            reader.duration("by", event.value);
+            break;
+        case BOARD_EVENT_CRYSTAL:
+            reader.require("crystal_error_ppb");
+            reader.ppb("crystal_error_ppb", event.value);
+            break;
+        case BOARD_EVENT_PULSE_EVERY_SECOND:
+            event.value = 1;
+            break;
+        case BOARD_EVENT_KILL_CHILD:
+            event.value = reader.integer("signal", 9, 1, 64);
+            break;
+        case BOARD_EVENT_CAPABILITIES:
+            event.value = reader.integer("n_ext_ts", 2, 0, BOARD_MAX_CHANNELS) |
+                          reader.integer("n_per_out", 2, 0, BOARD_MAX_CHANNELS) << 8 |
+                          reader.integer("n_pins", BOARD_MAX_PINS, 0, BOARD_MAX_PINS) << 16;
+            break;
+        default:
+            break;
     }
 }
 
@@ -103,8 +94,7 @@ void readEventValue(TableReader& reader, board_event_config& event) {
 void checkOutcome(const TableReader& reader) {
     const int outcomes = static_cast<int>(reader.has("error")) + static_cast<int>(reader.has("short_count")) +
                          static_cast<int>(reader.has("driver_status"));
-    if (outcomes > 1)
-        reader.refuse("only one of error, short_count and driver_status can be given");
+    if (outcomes > 1) reader.refuse("only one of error, short_count and driver_status can be given");
     if (outcomes == 0 && !reader.has("delay"))
         reader.refuse("one of error, short_count, driver_status and delay is missing");
 }
@@ -117,8 +107,7 @@ void readEvent(TableReader& reader, const board_config& config, board_event_conf
     reader.delay("at", event.at_ns);
     const std::string name = reader.text("kind", "");
     const auto kind = eventKindNamed(name);
-    if (!kind)
-        reader.refuse("kind", "'" + name + "' is no kind of event");
+    if (!kind) reader.refuse("kind", "'" + name + "' is no kind of event");
     event.kind = *kind;
     event.target = readTarget(reader, config);
     readEventValue(reader, event);
@@ -130,8 +119,7 @@ void readFault(TableReader& reader, const board_config& config, board_fault_conf
     fault.target = readTarget(reader, config);
     const std::string file = reader.text("file", "any");
     const auto known = fileNamed(file);
-    if (!known)
-        reader.refuse("file", "'" + file + "' is no file the board has");
+    if (!known) reader.refuse("file", "'" + file + "' is no file the board has");
     fault.file = *known;
     fault.has_detail = readRequest(reader, fault.target, fault.detail) ? 1 : 0;
     reader.delay("from", fault.from_ns);

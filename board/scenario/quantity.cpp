@@ -24,16 +24,13 @@ constexpr double kLargestPpb = 1e9;
 
 std::optional<std::int64_t> unitOf(std::string_view name) {
     for (const Unit& unit : kUnits)
-        if (unit.name == name)
-            return unit.ns;
+        if (unit.name == name) return unit.ns;
     return std::nullopt;
 }
 
 std::string_view trimmed(std::string_view text) {
-    while (!text.empty() && text.front() == ' ')
-        text.remove_prefix(1);
-    while (!text.empty() && text.back() == ' ')
-        text.remove_suffix(1);
+    while (!text.empty() && text.front() == ' ') text.remove_prefix(1);
+    while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
     return text;
 }
 
@@ -42,8 +39,7 @@ bool isDigit(char character) { return character >= '0' && character <= '9'; }
 // Takes the digits at the front of the text.
 std::string_view takeDigits(std::string_view& text) {
     std::size_t count = 0;
-    while (count < text.size() && isDigit(text[count]))
-        ++count;
+    while (count < text.size() && isDigit(text[count])) ++count;
     const std::string_view digits = text.substr(0, count);
     text.remove_prefix(count);
     return digits;
@@ -52,8 +48,7 @@ std::string_view takeDigits(std::string_view& text) {
 std::optional<std::int64_t> wholePart(std::string_view digits, std::int64_t unitNs) {
     std::int64_t value = 0;
     for (const char digit : digits) {
-        if (value > (kLargestNs / unitNs - (digit - '0')) / 10)
-            return std::nullopt;
+        if (value > (kLargestNs / unitNs - (digit - '0')) / 10) return std::nullopt;
         value = value * 10 + (digit - '0');
     }
     return value * unitNs;
@@ -64,8 +59,7 @@ std::optional<std::int64_t> fraction(std::string_view digits, std::int64_t unitN
     std::int64_t value = 0;
     for (const char digit : digits) {
         const bool isDivisible = unitNs % 10 == 0;
-        if (!isDivisible && digit != '0')
-            return std::nullopt;
+        if (!isDivisible && digit != '0') return std::nullopt;
         unitNs = isDivisible ? unitNs / 10 : unitNs;
         value += (digit - '0') * unitNs;
     }
@@ -77,8 +71,7 @@ std::optional<std::int64_t> fraction(std::string_view digits, std::int64_t unitN
 std::optional<std::int64_t> parseDuration(std::string_view text) {
     text = trimmed(text);
     const bool isNegative = !text.empty() && text.front() == '-';
-    if (!text.empty() && (text.front() == '-' || text.front() == '+'))
-        text.remove_prefix(1);
+    if (!text.empty() && (text.front() == '-' || text.front() == '+')) text.remove_prefix(1);
     const std::string_view whole = takeDigits(text);
     std::string_view decimals;
     if (!text.empty() && text.front() == '.') {
@@ -86,19 +79,16 @@ std::optional<std::int64_t> parseDuration(std::string_view text) {
         decimals = takeDigits(text);
     }
     const auto unitNs = unitOf(trimmed(text));
-    if (whole.empty() || !unitNs)
-        return std::nullopt;
+    if (whole.empty() || !unitNs) return std::nullopt;
     const auto wholeNs = wholePart(whole, *unitNs);
     const auto fractionNs = fraction(decimals, *unitNs);
-    if (!wholeNs || !fractionNs)
-        return std::nullopt;
+    if (!wholeNs || !fractionNs) return std::nullopt;
     const std::int64_t valueNs = *wholeNs + *fractionNs;
     return isNegative ? -valueNs : valueNs;
 }
 
 std::optional<std::int64_t> ppbToPpt(double ppb) {
-    if (!(ppb >= -kLargestPpb && ppb <= kLargestPpb))
-        return std::nullopt;
+    if (!(ppb >= -kLargestPpb && ppb <= kLargestPpb)) return std::nullopt;
     return std::llround(ppb * 1000);
 }
 

@@ -8,8 +8,8 @@
 
 namespace halvexboard {
 
-/// "1.5 ms" in ns; units ns us ms s min h d, sign and blanks allowed. Exact: nothing when the text is no duration, is finer
-/// than 1 ns or beyond 146 years.
+/// "1.5 ms" in ns; units ns us ms s min h d, sign and blanks allowed. Exact: nothing when the text is no duration, is
+/// finer than 1 ns or beyond 146 years.
 std::optional<std::int64_t> parseDuration(std::string_view text);
 
 /// ppb in ppt, rounded to the nearest; nothing beyond +-1e9 ppb or when not a number.

@@ -29,8 +29,7 @@ void readClock(TableReader& reader, board_clock_config& clock) {
 // A date and time with its offset to UTC; the clock then starts there.
 void readStartTime(TableReader& reader, board_config& config) {
     const toml::node* const found = reader.node("start_time");
-    if (found == nullptr)
-        return;
+    if (found == nullptr) return;
     const auto value = found->value_exact<toml::date_time>();
     if (!value || !value->offset)
         reader.refuse("start_time", "wants a date and time with an offset, such as 2024-03-01T12:00:00Z");
@@ -39,10 +38,9 @@ void readStartTime(TableReader& reader, board_config& config) {
     const std::int64_t year = value->date.year - (value->date.month < 3 ? 1 : 0);
     const std::int64_t dayOfYear = (month * 306 + 5) / 10 + value->date.day - 1;
     const std::int64_t day = 365 * year + year / 4 - year / 100 + year / 400 + dayOfYear - kDaysTo1970;
-    const std::int64_t seconds = ((day * 24 + value->time.hour) * 60 + value->time.minute - value->offset->minutes) * 60 +
-                                 value->time.second;
-    if (seconds < 0 || seconds >= kMostInt64 / kNsPerS)
-        reader.refuse("start_time", "wants a time from 1970 to 2262");
+    const std::int64_t seconds =
+        ((day * 24 + value->time.hour) * 60 + value->time.minute - value->offset->minutes) * 60 + value->time.second;
+    if (seconds < 0 || seconds >= kMostInt64 / kNsPerS) reader.refuse("start_time", "wants a time from 1970 to 2262");
     config.start_time_ns = static_cast<std::uint64_t>(seconds * kNsPerS) + value->time.nanosecond;
 }
 
@@ -76,7 +74,8 @@ void readPhc2sys(TableReader& reader, board_config& config) {
     config.phc2sys.max_slew_ppb = reader.integer("max_slew_ppb", config.phc2sys.max_slew_ppb, 0, 100'000'000);
 }
 
-std::int32_t small(TableReader& reader, const char* key, std::int32_t otherwise, std::int64_t least, std::int64_t most) {
+std::int32_t small(TableReader& reader, const char* key, std::int32_t otherwise, std::int64_t least,
+                   std::int64_t most) {
     return static_cast<std::int32_t>(reader.integer(key, otherwise, least, most));
 }
 
@@ -106,19 +105,22 @@ void readInterface(TableReader& reader, board_interface_config& interface, std::
     readCapabilities(reader, interface);
     reader.delay("interrupt_latency", interface.interrupt_latency_ns);
     reader.delay("interrupt_jitter", interface.interrupt_jitter_ns);
-    interface.lost_edges_per_million = static_cast<std::uint32_t>(reader.integer("lost_edges_per_million", 0, 0, 1'000'000));
+    interface.lost_edges_per_million =
+        static_cast<std::uint32_t>(reader.integer("lost_edges_per_million", 0, 0, 1'000'000));
     reader.flag("virtual_clocks", interface.virtual_clocks);
 }
 
 /// Walks one scenario file. Borrows the parsed file.
 class ScenarioReader {
 public:
-    ScenarioReader(const toml::table& root, std::string source) : source_(std::move(source)), root_(root, "scenario", source_) {}
+    ScenarioReader(const toml::table& root, std::string source)
+        : source_(std::move(source)), root_(root, "scenario", source_) {}
 
     Scenario read();
 
 private:
-    template <typename Reader> void table(const char* key, Reader readInto);
+    template <typename Reader>
+    void table(const char* key, Reader readInto);
     template <typename Reader>
     void tables(const char* key, std::uint32_t& count, std::size_t most, Reader readInto);
     void readBoard();
@@ -131,15 +133,15 @@ private:
     TableReader root_;
     Scenario scenario_{};
     std::vector<std::uint32_t> eventLines_;
-    std::unique_ptr<std::uint64_t[]> storage_ = std::make_unique<std::uint64_t[]>(board_size() / sizeof(std::uint64_t) + 1);
+    std::unique_ptr<std::uint64_t[]> storage_ =
+        std::make_unique<std::uint64_t[]>(board_size() / sizeof(std::uint64_t) + 1);
 };
 
-template <typename Reader> void ScenarioReader::table(const char* key, Reader readInto) {
+template <typename Reader>
+void ScenarioReader::table(const char* key, Reader readInto) {
     const toml::node* const found = root_.node(key);
-    if (found == nullptr)
-        return;
-    if (!found->is_table())
-        root_.refuse(key, std::string("wants a table [") + key + "]");
+    if (found == nullptr) return;
+    if (!found->is_table()) root_.refuse(key, std::string("wants a table [") + key + "]");
     TableReader reader(*found->as_table(), std::string("[") + key + "]", source_);
     readInto(reader, scenario_.config);
     reader.finish();
@@ -148,13 +150,11 @@ template <typename Reader> void ScenarioReader::table(const char* key, Reader re
 template <typename Reader>
 void ScenarioReader::tables(const char* key, std::uint32_t& count, std::size_t most, Reader readInto) {
     const toml::node* const found = root_.node(key);
-    if (found == nullptr)
-        return;
+    if (found == nullptr) return;
     const toml::array* const array = found->as_array();
     if (array == nullptr || !array->is_array_of_tables())
         root_.refuse(key, std::string("wants tables [[") + key + "]]");
-    if (array->size() > most)
-        root_.refuse(key, "can be given " + std::to_string(most) + " times at most");
+    if (array->size() > most) root_.refuse(key, "can be given " + std::to_string(most) + " times at most");
     for (const toml::node& element : *array) {
         TableReader reader(*element.as_table(), std::string("[[") + key + "]]", source_);
         readInto(reader, count);
@@ -187,8 +187,7 @@ void ScenarioReader::readInterfaces() {
     std::set<std::int32_t> indices;
     tables("interface", config.interface_count, BOARD_MAX_INTERFACES, [&](TableReader& reader, std::uint32_t at) {
         readInterface(reader, config.interfaces[at], static_cast<std::int32_t>(at));
-        if (!names.insert(config.interfaces[at].name).second)
-            reader.refuse("name", "is taken by an interface above");
+        if (!names.insert(config.interfaces[at].name).second) reader.refuse("name", "is taken by an interface above");
         if (config.interfaces[at].phc_index >= 0 && !indices.insert(config.interfaces[at].phc_index).second)
             reader.refuse("phc_index", "is taken by an interface above");
     });
@@ -212,8 +211,7 @@ bool ScenarioReader::isAccepted(const board_config& config) const {
 
 // The model has the last word; it is asked for each part alone, so that the message can name the line.
 void ScenarioReader::check(const char* what, std::uint32_t line, const board_config& config) const {
-    if (!isAccepted(config))
-        throw ScenarioError(source_ + ":" + std::to_string(line) + ": " + what);
+    if (!isAccepted(config)) throw ScenarioError(source_ + ":" + std::to_string(line) + ": " + what);
 }
 
 Scenario ScenarioReader::read() {
@@ -248,8 +246,7 @@ Scenario parseScenario(std::string_view text, const std::string& source) {
 Scenario loadScenario(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     std::ostringstream text;
-    if (!file || !(text << file.rdbuf()))
-        throw ScenarioError(path + ":1: cannot be read, or is empty");
+    if (!file || !(text << file.rdbuf())) throw ScenarioError(path + ":1: cannot be read, or is empty");
     return parseScenario(text.str(), path);
 }
 

@@ -33,20 +33,16 @@ const toml::node* TableReader::node(const char* key) {
 bool TableReader::has(const char* key) const { return table_.contains(key); }
 
 void TableReader::require(const char* key) const {
-    if (!has(key))
-        refuse(std::string(key) + " is missing");
+    if (!has(key)) refuse(std::string(key) + " is missing");
 }
 
 void TableReader::duration(const char* key, std::int64_t& target, std::int64_t least) {
     const toml::node* const found = node(key);
-    if (found == nullptr)
-        return;
+    if (found == nullptr) return;
     const auto text = found->value_exact<std::string>();
     const auto parsed = text ? parseDuration(*text) : std::nullopt;
-    if (!parsed)
-        refuse(key, "wants a duration with a unit, such as \"1.5 ms\"");
-    if (*parsed < least)
-        refuse(key, "cannot be negative");
+    if (!parsed) refuse(key, "wants a duration with a unit, such as \"1.5 ms\"");
+    if (*parsed < least) refuse(key, "cannot be negative");
     target = *parsed;
 }
 
@@ -58,29 +54,24 @@ void TableReader::delay(const char* key, std::uint64_t& target) {
 
 void TableReader::ppb(const char* key, std::int64_t& targetPpt) {
     const toml::node* const found = node(key);
-    if (found == nullptr)
-        return;
+    if (found == nullptr) return;
     const auto number = found->is_number() ? found->value<double>() : std::nullopt;
     const auto ppt = number ? ppbToPpt(*number) : std::nullopt;
-    if (!ppt)
-        refuse(key, "wants a number of ppb");
+    if (!ppt) refuse(key, "wants a number of ppb");
     targetPpt = *ppt;
 }
 
 void TableReader::flag(const char* key, std::uint8_t& target) {
     const toml::node* const found = node(key);
-    if (found == nullptr)
-        return;
+    if (found == nullptr) return;
     const auto value = found->value_exact<bool>();
-    if (!value)
-        refuse(key, "wants true or false");
+    if (!value) refuse(key, "wants true or false");
     target = *value ? 1 : 0;
 }
 
 std::int64_t TableReader::integer(const char* key, std::int64_t otherwise, std::int64_t least, std::int64_t most) {
     const toml::node* const found = node(key);
-    if (found == nullptr)
-        return otherwise;
+    if (found == nullptr) return otherwise;
     const auto value = found->value_exact<std::int64_t>();
     if (!value || *value < least || *value > most)
         refuse(key, "wants an integer from " + std::to_string(least) + " to " + std::to_string(most));
@@ -89,11 +80,9 @@ std::int64_t TableReader::integer(const char* key, std::int64_t otherwise, std::
 
 std::string TableReader::text(const char* key, const std::string& otherwise) {
     const toml::node* const found = node(key);
-    if (found == nullptr)
-        return otherwise;
+    if (found == nullptr) return otherwise;
     const auto value = found->value_exact<std::string>();
-    if (!value)
-        refuse(key, "wants a text");
+    if (!value) refuse(key, "wants a text");
     return *value;
 }
 
@@ -103,12 +92,9 @@ void TableReader::copyCharacters(const char* key, char* target, std::size_t size
         return;
     }
     std::string value = text(key, "");
-    if (!value.ends_with(suffix))
-        value += suffix;
-    if (value.size() >= size)
-        refuse(key, "is longer than " + std::to_string(size - 1) + " characters");
-    if (value.find('\0') != std::string::npos)
-        refuse(key, "cannot hold a zero character");
+    if (!value.ends_with(suffix)) value += suffix;
+    if (value.size() >= size) refuse(key, "is longer than " + std::to_string(size - 1) + " characters");
+    if (value.find('\0') != std::string::npos) refuse(key, "cannot hold a zero character");
     std::memset(target, 0, size);
     std::memcpy(target, value.data(), value.size());
 }
@@ -116,8 +102,8 @@ void TableReader::copyCharacters(const char* key, char* target, std::size_t size
 void TableReader::finish() const {
     for (const auto& [key, value] : table_)
         if (std::find(known_.begin(), known_.end(), key.str()) == known_.end())
-            throw ScenarioError(source_ + ":" + std::to_string(key.source().begin.line) + ": " + name_ + ": unknown key '" +
-                                std::string(key.str()) + "'");
+            throw ScenarioError(source_ + ":" + std::to_string(key.source().begin.line) + ": " + name_ +
+                                ": unknown key '" + std::string(key.str()) + "'");
 }
 
 }  // namespace halvexboard

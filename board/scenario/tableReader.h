@@ -26,7 +26,8 @@ public:
     std::int64_t integer(const char* key, std::int64_t otherwise, std::int64_t least, std::int64_t most);
     std::string text(const char* key, const std::string& otherwise);
     /// As text(), into a C array that keeps a terminating zero; too long is an error.
-    template <std::size_t size> void characters(const char* key, char (&target)[size], const std::string& suffix = "");
+    template <std::size_t size>
+    void characters(const char* key, char (&target)[size], const std::string& suffix = "");
     const toml::node* node(const char* key);  ///< Marks the key as known; nullptr when absent.
     void require(const char* key) const;
 

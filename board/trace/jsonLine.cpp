@@ -23,13 +23,11 @@ void JsonLine::put(char character) {
 }
 
 void JsonLine::put(std::string_view characters) {
-    for (const char character : characters)
-        put(character);
+    for (const char character : characters) put(character);
 }
 
 void JsonLine::separate() {
-    if (needsComma_)
-        put(',');
+    if (needsComma_) put(',');
     needsComma_ = true;
 }
 
@@ -80,8 +78,7 @@ void JsonLine::hex(const char* key, const std::uint8_t* bytes, std::size_t size)
 
 // Bytes above 127 pass as they are: they are UTF-8 in every text the board knows.
 bool JsonLine::putEscaped(unsigned char character, std::size_t reserve) {
-    if (length_ + 6 + reserve > capacity_)
-        return false;
+    if (length_ + 6 + reserve > capacity_) return false;
     if (character == '"' || character == '\\') {
         put('\\');
         put(static_cast<char>(character));
@@ -98,8 +95,7 @@ bool JsonLine::putEscaped(unsigned char character, std::size_t reserve) {
 void JsonLine::putString(std::string_view value) {
     put('"');
     for (const char character : value)
-        if (!putEscaped(static_cast<unsigned char>(character), kReserve))
-            break;
+        if (!putEscaped(static_cast<unsigned char>(character), kReserve)) break;
     put('"');
 }
 

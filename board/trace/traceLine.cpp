@@ -35,36 +35,28 @@ void addRequest(JsonLine& line, const board_call& call) {
 void addAskedCall(JsonLine& line, const board& theBoard, const board_call& call) {
     line.text("call", board_call_kind_name(call.kind));
     line.text("target", board_target_name(&theBoard, call.target));
-    if (call.file != BOARD_FILE_ANY)
-        line.text("file", board_file_name(call.file));
+    if (call.file != BOARD_FILE_ANY) line.text("file", board_file_name(call.file));
     addRequest(line, call);
-    if (call.argument_count == 0)
-        return;
+    if (call.argument_count == 0) return;
     line.openArray("arguments");
-    for (std::uint32_t at = 0; at < call.argument_count && at < 4; ++at)
-        line.element(call.arguments[at]);
+    for (std::uint32_t at = 0; at < call.argument_count && at < 4; ++at) line.element(call.arguments[at]);
     line.closeArray();
 }
 
 void addCall(JsonLine& line, const board& theBoard, const board_happening& happening) {
     addAskedCall(line, theBoard, *happening.call);
     line.number("result", happening.call->result);
-    if (happening.call->error != 0)
-        addError(line, happening.call->error);
+    if (happening.call->error != 0) addError(line, happening.call->error);
 }
 
 void addFault(JsonLine& line, const board& theBoard, const board_happening& happening) {
     const board_fault_outcome& outcome = *happening.outcome;
     line.count("fault", outcome.fault);
     addAskedCall(line, theBoard, *happening.call);
-    if (outcome.error != 0)
-        addError(line, outcome.error);
-    if (outcome.short_count >= 0)
-        line.number("short_count", outcome.short_count);
-    if (outcome.driver_status != 0)
-        line.number("driver_status", outcome.driver_status);
-    if (outcome.delay_ns != 0)
-        line.count("delay_ns", outcome.delay_ns);
+    if (outcome.error != 0) addError(line, outcome.error);
+    if (outcome.short_count >= 0) line.number("short_count", outcome.short_count);
+    if (outcome.driver_status != 0) line.number("driver_status", outcome.driver_status);
+    if (outcome.delay_ns != 0) line.count("delay_ns", outcome.delay_ns);
 }
 
 void addStep(JsonLine& line, const board& theBoard, const board_step& step) {
@@ -94,10 +86,8 @@ void addStamp(JsonLine& line, const board& theBoard, const board_stamp& stamp) {
     line.count("channel", stamp.channel);
     line.text("edge", stamp.falling != 0 ? "falling" : "rising");
     line.count("time_ns", stamp.time_ns);
-    if (stamp.lost != 0)
-        line.flag("lost", true);
-    if (stamp.stale != 0)
-        line.flag("stale", true);
+    if (stamp.lost != 0) line.flag("lost", true);
+    if (stamp.stale != 0) line.flag("stale", true);
 }
 
 void addOptional(JsonLine& line, const char* key, bool isPresent, std::int32_t value) {
@@ -120,10 +110,8 @@ void addStatusRecord(JsonLine& line, const board_happening& happening) {
 void addChild(JsonLine& line, const board& theBoard, const board_child& child) {
     line.number("pid", child.pid);
     line.text("state", kChildStates[child.state]);
-    if (child.state == BOARD_CHILD_EXITED)
-        line.number("exit_code", child.status);
-    if (child.state == BOARD_CHILD_KILLED)
-        line.number("signal", child.status);
+    if (child.state == BOARD_CHILD_EXITED) line.number("exit_code", child.status);
+    if (child.state == BOARD_CHILD_KILLED) line.number("signal", child.status);
     if (child.source >= 0)
         line.text("source", board_target_name(&theBoard, BOARD_TARGET_INTERFACE(child.source)));
     else
@@ -142,8 +130,7 @@ void addStart(JsonLine& line, const board& theBoard) {
 }
 
 void addText(JsonLine& line, const board_happening& happening) {
-    if (happening.kind == BOARD_HAPPENING_SYSLOG)
-        line.number("priority", happening.value);
+    if (happening.kind == BOARD_HAPPENING_SYSLOG) line.number("priority", happening.value);
     line.text("text", std::string_view(happening.text, happening.text_size));
 }
 
@@ -155,21 +142,34 @@ void addEvent(JsonLine& line, const board& theBoard, const board_happening& happ
 
 void addMembers(JsonLine& line, const board& theBoard, const board_happening& happening) {
     switch (happening.kind) {
-    case BOARD_HAPPENING_START: return addStart(line, theBoard);
-    case BOARD_HAPPENING_CALL: return addCall(line, theBoard, happening);
-    case BOARD_HAPPENING_STEP: return addStep(line, theBoard, *happening.step);
-    case BOARD_HAPPENING_EPOCH:
-    case BOARD_HAPPENING_TRUTH: return addTruth(line, theBoard, *happening.truth);
-    case BOARD_HAPPENING_STAMP: return addStamp(line, theBoard, *happening.stamp);
-    case BOARD_HAPPENING_FAULT: return addFault(line, theBoard, happening);
-    case BOARD_HAPPENING_EVENT: return addEvent(line, theBoard, happening);
-    case BOARD_HAPPENING_STEERING: return line.number("steering_ppt", happening.value);
-    case BOARD_HAPPENING_STATUS_RECORD: return addStatusRecord(line, happening);
-    case BOARD_HAPPENING_ALIGNMENT_REQUEST: return line.number("value", happening.value);
-    case BOARD_HAPPENING_PHC2SYS: return addChild(line, theBoard, *happening.child);
-    case BOARD_HAPPENING_SYSLOG:
-    case BOARD_HAPPENING_NOTE: return addText(line, happening);
-    case BOARD_HAPPENING_KINDS: return;
+        case BOARD_HAPPENING_START:
+            return addStart(line, theBoard);
+        case BOARD_HAPPENING_CALL:
+            return addCall(line, theBoard, happening);
+        case BOARD_HAPPENING_STEP:
+            return addStep(line, theBoard, *happening.step);
+        case BOARD_HAPPENING_EPOCH:
+        case BOARD_HAPPENING_TRUTH:
+            return addTruth(line, theBoard, *happening.truth);
+        case BOARD_HAPPENING_STAMP:
+            return addStamp(line, theBoard, *happening.stamp);
+        case BOARD_HAPPENING_FAULT:
+            return addFault(line, theBoard, happening);
+        case BOARD_HAPPENING_EVENT:
+            return addEvent(line, theBoard, happening);
+        case BOARD_HAPPENING_STEERING:
+            return line.number("steering_ppt", happening.value);
+        case BOARD_HAPPENING_STATUS_RECORD:
+            return addStatusRecord(line, happening);
+        case BOARD_HAPPENING_ALIGNMENT_REQUEST:
+            return line.number("value", happening.value);
+        case BOARD_HAPPENING_PHC2SYS:
+            return addChild(line, theBoard, *happening.child);
+        case BOARD_HAPPENING_SYSLOG:
+        case BOARD_HAPPENING_NOTE:
+            return addText(line, happening);
+        case BOARD_HAPPENING_KINDS:
+            return;
     }
 }
 

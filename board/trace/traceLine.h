@@ -11,8 +11,8 @@ namespace halvexboard {
 /// A buffer of this size holds every line; only the text of a long syslog line or remark is ever cut.
 inline constexpr std::size_t kMaxTraceLine = 8192;
 
-/// Writes the happening as one JSON object and a newline, without a terminating zero; returns the length, 0 when even the
-/// shortest form does not fit. Allocates nothing, reads no locale, keeps no state: same happening, same bytes.
+/// Writes the happening as one JSON object and a newline, without a terminating zero; returns the length, 0 when even
+/// the shortest form does not fit. Allocates nothing, reads no locale, keeps no state: same happening, same bytes.
 /// Every line has "seq", "raw_ns" (the true instant) and "kind"; times and differences are ns, steering is ppt.
 std::size_t formatHappening(const board& theBoard, const board_happening& happening, char* out, std::size_t capacity);
 

@@ -1,8 +1,8 @@
 // What a trace says about the clocks: reading it back, the table, the verdict.
 #include "board/trace/traceSummary.h"
 
-#include <algorithm>
 #include <cjson/cJSON.h>
+#include <algorithm>
 #include <istream>
 #include <memory>
 #include <sstream>
@@ -23,16 +23,14 @@ using Json = std::unique_ptr<cJSON, JsonDeleter>;
 
 double numberOf(const cJSON* object, const char* key, std::size_t lineNumber) {
     const cJSON* const member = cJSON_GetObjectItemCaseSensitive(object, key);
-    if (cJSON_IsNumber(member) == 0)
-        refuse(lineNumber, std::string("no number ") + key);
+    if (cJSON_IsNumber(member) == 0) refuse(lineNumber, std::string("no number ") + key);
     return member->valuedouble;
 }
 
 ClockSummary& clockNamed(TraceSummary& summary, const std::string& name) {
     const auto found = std::find_if(summary.clocks.begin(), summary.clocks.end(),
                                     [&name](const ClockSummary& clock) { return clock.name == name; });
-    if (found != summary.clocks.end())
-        return *found;
+    if (found != summary.clocks.end()) return *found;
     summary.clocks.push_back({});
     summary.clocks.back().name = name;
     return summary.clocks.back();
@@ -43,60 +41,49 @@ std::uint64_t magnitude(std::int64_t value) {
 }
 
 void addRecord(ClockSummary& clock, std::int64_t differenceNs) {
-    if (clock.records++ == 0)
-        clock.firstNs = differenceNs;
+    if (clock.records++ == 0) clock.firstNs = differenceNs;
     clock.lastNs = differenceNs;
-    if (magnitude(differenceNs) > magnitude(clock.worstNs))
-        clock.worstNs = differenceNs;
+    if (magnitude(differenceNs) > magnitude(clock.worstNs)) clock.worstNs = differenceNs;
 }
 
 void addClocks(TraceSummary& summary, const cJSON* line, std::size_t lineNumber) {
     const cJSON* const clocks = cJSON_GetObjectItemCaseSensitive(line, "clocks");
     const cJSON* clock = nullptr;
-    if (cJSON_IsObject(clocks) == 0)
-        refuse(lineNumber, "no clocks");
+    if (cJSON_IsObject(clocks) == 0) refuse(lineNumber, "no clocks");
     cJSON_ArrayForEach(clock, clocks) {
         ClockSummary& known = clockNamed(summary, clock->string);
         const auto differenceNs = static_cast<std::int64_t>(numberOf(clock, "difference_ns", lineNumber));
         known.isEnabledAtEnd = cJSON_IsTrue(cJSON_GetObjectItemCaseSensitive(clock, "enabled")) != 0;
-        if (known.isEnabledAtEnd)
-            addRecord(known, differenceNs);
+        if (known.isEnabledAtEnd) addRecord(known, differenceNs);
     }
 }
 
 void addLine(TraceSummary& summary, const std::string& text, std::size_t lineNumber) {
     const Json line(cJSON_ParseWithLength(text.c_str(), text.size()));
-    if (cJSON_IsObject(line.get()) == 0)
-        refuse(lineNumber, "not a JSON object");
+    if (cJSON_IsObject(line.get()) == 0) refuse(lineNumber, "not a JSON object");
     const cJSON* const kindMember = cJSON_GetObjectItemCaseSensitive(line.get(), "kind");
-    if (cJSON_IsString(kindMember) == 0)
-        refuse(lineNumber, "no kind");
+    if (cJSON_IsString(kindMember) == 0) refuse(lineNumber, "no kind");
     const std::string_view kind = kindMember->valuestring;
     summary.durationNs = static_cast<std::uint64_t>(numberOf(line.get(), "raw_ns", lineNumber));
-    if (kind == "start")
-        summary.seed = static_cast<std::uint64_t>(numberOf(line.get(), "seed", lineNumber));
+    if (kind == "start") summary.seed = static_cast<std::uint64_t>(numberOf(line.get(), "seed", lineNumber));
     summary.epochs += kind == "epoch" ? 1u : 0u;
     summary.steps += kind == "step" ? 1u : 0u;
     summary.faults += kind == "fault" ? 1u : 0u;
-    if (kind == "epoch" || kind == "truth")
-        addClocks(summary, line.get(), lineNumber);
+    if (kind == "epoch" || kind == "truth") addClocks(summary, line.get(), lineNumber);
 }
 
 // 1250000 as "+1 250 000 ns".
 std::string inNanoseconds(std::int64_t value) {
     std::string digits = std::to_string(magnitude(value));
-    for (std::size_t at = digits.size(); at > 3; at -= 3)
-        digits.insert(at - 3, 1, ' ');
-    if (value != 0)
-        digits.insert(digits.begin(), value < 0 ? '-' : '+');
+    for (std::size_t at = digits.size(); at > 3; at -= 3) digits.insert(at - 3, 1, ' ');
+    if (value != 0) digits.insert(digits.begin(), value < 0 ? '-' : '+');
     return digits.append(" ns");
 }
 
 using Row = std::vector<std::string>;
 
 Row rowOf(const ClockSummary& clock) {
-    if (clock.records == 0)
-        return {clock.name, "-", "-", "-", "0", "never enabled"};
+    if (clock.records == 0) return {clock.name, "-", "-", "-", "0", "never enabled"};
     return {clock.name,
             inNanoseconds(clock.firstNs),
             inNanoseconds(clock.lastNs),
@@ -126,21 +113,18 @@ bool isAway(const ClockSummary& clock) {
 }
 
 bool hasSlave(const TraceSummary& summary) {
-    return std::any_of(summary.clocks.begin(), summary.clocks.end(),
-                       [&summary](const ClockSummary& clock) { return clock.records != 0 && &clock != summary.clocks.data(); });
+    return std::any_of(summary.clocks.begin(), summary.clocks.end(), [&summary](const ClockSummary& clock) {
+        return clock.records != 0 && &clock != summary.clocks.data();
+    });
 }
 
 std::string verdictOf(const TraceSummary& summary) {
-    if (summary.isAligned())
-        return "verdict: every enabled clock within 100 ns of the master\n";
-    if (summary.epochs == 0)
-        return "verdict: FAILED, no epoch was ever generated\n";
-    if (!hasSlave(summary))
-        return "verdict: FAILED, no clock besides the master was ever enabled\n";
+    if (summary.isAligned()) return "verdict: every enabled clock within 100 ns of the master\n";
+    if (summary.epochs == 0) return "verdict: FAILED, no epoch was ever generated\n";
+    if (!hasSlave(summary)) return "verdict: FAILED, no clock besides the master was ever enabled\n";
     std::string verdict = "verdict: FAILED, further than 100 ns from the master:";
     for (const ClockSummary& clock : summary.clocks)
-        if (isAway(clock))
-            verdict += " " + clock.name + " (" + inNanoseconds(clock.lastNs) + ")";
+        if (isAway(clock)) verdict += " " + clock.name + " (" + inNanoseconds(clock.lastNs) + ")";
     return verdict + "\n";
 }
 
@@ -153,15 +137,14 @@ bool TraceSummary::isAligned() const {
 TraceSummary summariseTrace(std::istream& trace) {
     TraceSummary summary;
     std::string line;
-    for (std::size_t lineNumber = 1; std::getline(trace, line); ++lineNumber)
-        addLine(summary, line, lineNumber);
+    for (std::size_t lineNumber = 1; std::getline(trace, line); ++lineNumber) addLine(summary, line, lineNumber);
     return summary;
 }
 
 std::string formatSummary(const TraceSummary& summary) {
-    std::vector<Row> rows{{"clock", "first difference", "last difference", "worst difference", "records", "at the end"}};
-    for (const ClockSummary& clock : summary.clocks)
-        rows.push_back(rowOf(clock));
+    std::vector<Row> rows{
+        {"clock", "first difference", "last difference", "worst difference", "records", "at the end"}};
+    for (const ClockSummary& clock : summary.clocks) rows.push_back(rowOf(clock));
     const std::uint64_t durationMs = summary.durationNs / 1000000;
     const std::string milliseconds = std::to_string(1000 + durationMs % 1000).substr(1);
     std::ostringstream text;

@@ -20,8 +20,8 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// One clock's true difference to the master (clock minus master, ns) over the records in which it was enabled. Differences
-/// beyond 2^53 ns are rounded.
+/// One clock's true difference to the master (clock minus master, ns) over the records in which it was enabled.
+/// Differences beyond 2^53 ns are rounded.
 struct ClockSummary {
     std::string name;
     std::size_t records = 0;  ///< In which it was enabled; the differences below mean nothing while this is 0.
@@ -39,8 +39,8 @@ struct TraceSummary {
     std::size_t steps = 0;
     std::size_t faults = 0;
 
-    /// True when an epoch was generated, a clock besides the master was enabled at some time, and every clock that ever was
-    /// enabled ended within kAlignedWithinNs at its last enabled record.
+    /// True when an epoch was generated, a clock besides the master was enabled at some time, and every clock that ever
+    /// was enabled ended within kAlignedWithinNs at its last enabled record.
     bool isAligned() const;
 };
 

@@ -1,10 +1,10 @@
 /* Keeps QEMU's two threads in step, so that virtual time repeats to the nanosecond. Preloaded into QEMU by ./run. */
 /*
- * When the guest's processor halts, QEMU's main thread moves the virtual clock to the next timer. It does so as soon as it finds
- * the processor halted, and may find that a moment before the other thread has accounted for the instructions it has just
- * run: then the clock jumps too far by those. On a busy host that happens now and then, and a log differs by a tick. Here the
- * main thread, each time it has waited for something, goes on only while the other one waits as well, with its account
- * closed, or has no time left to run in and says so over and over.
+ * When the guest's processor halts, QEMU's main thread moves the virtual clock to the next timer. It does so as soon as
+ * it finds the processor halted, and may find that a moment before the other thread has accounted for the instructions
+ * it has just run: then the clock jumps too far by those. On a busy host that happens now and then, and a log differs
+ * by a tick. Here the main thread, each time it has waited for something, goes on only while the other one waits as
+ * well, with its account closed, or has no time left to run in and says so over and over.
  */
 #define _GNU_SOURCE
 #include <dlfcn.h>
@@ -22,63 +22,51 @@ static int calls;   /* how often such a thread has called the main one since tha
 /* One call may come from a thread that runs on. */
 #define CALLS_OF_ONE_STUCK 3
 
-static int (*real_wait)(pthread_cond_t *, pthread_mutex_t *);
-static ssize_t (*real_write)(int, const void *, size_t);
-static int (*real_ppoll)(struct pollfd *, nfds_t, const struct timespec *, const sigset_t *);
+static int (*real_wait)(pthread_cond_t*, pthread_mutex_t*);
+static ssize_t (*real_write)(int, const void*, size_t);
+static int (*real_ppoll)(struct pollfd*, nfds_t, const struct timespec*, const sigset_t*);
 
-__attribute__((constructor)) static void find(void)
-{
-	real_wait = dlvsym(RTLD_NEXT, "pthread_cond_wait", "GLIBC_2.3.2");
-	real_write = dlsym(RTLD_NEXT, "write");
-	real_ppoll = dlsym(RTLD_NEXT, "ppoll");
+__attribute__((constructor)) static void find(void) {
+    real_wait = dlvsym(RTLD_NEXT, "pthread_cond_wait", "GLIBC_2.3.2");
+    real_write = dlsym(RTLD_NEXT, "write");
+    real_ppoll = dlsym(RTLD_NEXT, "ppoll");
 }
 
-static int is_main(void)
-{
-	return getpid() == (pid_t)syscall(SYS_gettid);
+static int is_main(void) { return getpid() == (pid_t)syscall(SYS_gettid); }
+
+static void count(int* counter, int change) {
+    pthread_mutex_lock(&gate);
+    *counter += change;
+    pthread_cond_signal(&opens);
+    pthread_mutex_unlock(&gate);
 }
 
-static void count(int *counter, int change)
-{
-	pthread_mutex_lock(&gate);
-	*counter += change;
-	pthread_cond_signal(&opens);
-	pthread_mutex_unlock(&gate);
-}
+int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
+    int result;
 
-int pthread_cond_wait(pthread_cond_t *condition, pthread_mutex_t *mutex)
-{
-	int result;
-
-	if (is_main())
-		return real_wait(condition, mutex);
-	count(&waiting, 1);
-	result = real_wait(condition, mutex);
-	count(&waiting, -1);
-	return result;
+    if (is_main()) return real_wait(condition, mutex);
+    count(&waiting, 1);
+    result = real_wait(condition, mutex);
+    count(&waiting, -1);
+    return result;
 }
 
 /* Eight bytes are a call by an event descriptor. */
-ssize_t write(int file, const void *from, size_t size)
-{
-	if (size == sizeof(long) && !is_main())
-		count(&calls, 1);
-	return real_write(file, from, size);
+ssize_t write(int file, const void* from, size_t size) {
+    if (size == sizeof(long) && !is_main()) count(&calls, 1);
+    return real_write(file, from, size);
 }
 
-int ppoll(struct pollfd *files, nfds_t size, const struct timespec *timeout, const sigset_t *signals)
-{
-	int result;
+int ppoll(struct pollfd* files, nfds_t size, const struct timespec* timeout, const sigset_t* signals) {
+    int result;
 
-	if (!is_main())
-		return real_ppoll(files, size, timeout, signals);
-	pthread_mutex_lock(&gate);
-	calls = 0;
-	pthread_mutex_unlock(&gate);
-	result = real_ppoll(files, size, timeout, signals);
-	pthread_mutex_lock(&gate);
-	while (waiting == 0 && calls < CALLS_OF_ONE_STUCK)
-		real_wait(&opens, &gate);
-	pthread_mutex_unlock(&gate);
-	return result;
+    if (!is_main()) return real_ppoll(files, size, timeout, signals);
+    pthread_mutex_lock(&gate);
+    calls = 0;
+    pthread_mutex_unlock(&gate);
+    result = real_ppoll(files, size, timeout, signals);
+    pthread_mutex_lock(&gate);
+    while (waiting == 0 && calls < CALLS_OF_ONE_STUCK) real_wait(&opens, &gate);
+    pthread_mutex_unlock(&gate);
+    return result;
 }

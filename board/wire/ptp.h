@@ -52,7 +52,7 @@ BOARD_WIRE_SIZE(struct board_wire_ptp_extts_event, 32);
 BOARD_WIRE_OFFSET(struct board_wire_ptp_extts_event, index, 16);
 BOARD_WIRE_OFFSET(struct board_wire_ptp_extts_event, flags, 20);
 
-#define BOARD_WIRE_PTP_READ_MAX 30u  /* events one read() can return */
+#define BOARD_WIRE_PTP_READ_MAX 30u /* events one read() can return */
 
 struct board_wire_ptp_sys_offset {
 	uint32_t n_samples;

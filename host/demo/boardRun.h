@@ -9,7 +9,8 @@
 
 namespace halvexdemo {
 
-/// Owns the child and the pipe that both its output streams write to. Threads: thread-bound. Failure: std::system_error.
+/// Owns the child and the pipe that both its output streams write to. Threads: thread-bound. Failure:
+/// std::system_error.
 class BoardRun {
 public:
     explicit BoardRun(std::vector<std::string> command);

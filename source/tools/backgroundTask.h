@@ -12,8 +12,8 @@
 namespace halvexTimekeeper {
 
 /// Blocks every signal of the calling thread while it lives, and restores the mask it found. A thread started meanwhile
-/// inherits the blocked mask for good. Threads: bound to the thread that made it. Failure: none; a signal between the two
-/// calls stays pending and arrives afterwards.
+/// inherits the blocked mask for good. Threads: bound to the thread that made it. Failure: none; a signal between the
+/// two calls stays pending and arrives afterwards.
 class SignalsBlocked {
 public:
     SignalsBlocked() noexcept {
@@ -37,9 +37,10 @@ std::future<void> startBackgroundTask(Task&& task) {
     return std::async(std::launch::async, std::forward<Task>(task));
 }
 
-/// One task, to be run again and again, each time on a new thread with all signals blocked. What std::async would do, without
-/// its allocations and with half its system calls. Owns the thread; its destructor waits for it, and loses its error. Threads:
-/// one at a time. Failure: throws std::system_error when no thread can be started, std::bad_alloc when it cannot be made.
+/// One task, to be run again and again, each time on a new thread with all signals blocked. What std::async would do,
+/// without its allocations and with half its system calls. Owns the thread; its destructor waits for it, and loses its
+/// error. Threads: one at a time. Failure: throws std::system_error when no thread can be started, std::bad_alloc when
+/// it cannot be made.
 class BackgroundTask {
 public:
     explicit BackgroundTask(std::function<void()> task);

@@ -7,8 +7,8 @@
 
 namespace halvexTimekeeper {
 
-/// What "%ld" or "%lu" would print, whatever the locale. Threads: reentrant. Failure: none, and nothing is allocated; the
-/// text lives as long as the object.
+/// What "%ld" or "%lu" would print, whatever the locale. Threads: reentrant. Failure: none, and nothing is allocated;
+/// the text lives as long as the object.
 class DecimalText {
 public:
     template <typename Integer>

@@ -26,8 +26,8 @@ public:
     /// Goes to `offset` bytes from the start.
     void resetOffset(std::int64_t offset = 0);
 
-    /// Writes all of `buffer` from the start of the file, the whole of it again up to `attempts` times. Returns `length`.
-    /// The third argument has no effect.
+    /// Writes all of `buffer` from the start of the file, the whole of it again up to `attempts` times. Returns
+    /// `length`. The third argument has no effect.
     std::int64_t write(const char* buffer, std::size_t length, bool, std::uint32_t attempts);
 
 private:

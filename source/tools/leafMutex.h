@@ -5,8 +5,8 @@
 
 namespace halvexTimekeeper {
 
-/// Taken and given back by one atomic operation each while nobody else wants it; whoever waits sleeps in the kernel. Not
-/// recursive. Owns nothing. Threads: thread-safe. Failure: none.
+/// Taken and given back by one atomic operation each while nobody else wants it; whoever waits sleeps in the kernel.
+/// Not recursive. Owns nothing. Threads: thread-safe. Failure: none.
 class LeafMutex {
 public:
     LeafMutex() = default;

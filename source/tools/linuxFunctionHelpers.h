@@ -11,9 +11,9 @@
 
 namespace halvexTimekeeper {
 
-/// The calls of the PTP clock support and the I210 device. Every entry is the Linux function of its name unless a test has
-/// put another one in its place; the product only reads them. Owns nothing. Threads: the entries may be called from any
-/// thread, and are replaced while no other thread calls them. Failure: an entry that is empty throws
+/// The calls of the PTP clock support and the I210 device. Every entry is the Linux function of its name unless a test
+/// has put another one in its place; the product only reads them. Owns nothing. Threads: the entries may be called from
+/// any thread, and are replaced while no other thread calls them. Failure: an entry that is empty throws
 /// std::bad_function_call. `open` and `ioctl` take a fixed number of arguments: a function object holds no others.
 struct OsCalls {
     std::function<int(int clock, timespec* out)> clock_gettime;

@@ -22,13 +22,13 @@ using ArgumentVector = std::array<char*, 12>;
 
 /// Offset 0 s from the source, log level 4, and a first step as soon as the clocks differ by 1 us.
 ArgumentVector makeArguments(const std::string& source) noexcept {
-    constexpr std::array kBeforeSource{"phc2sys",        "-O", "0",        "-l", "4", "-c",
-                                       "CLOCK_REALTIME", "-F", "0.000001", "-s"};
+    constexpr std::array kBeforeSource{"phc2sys", "-O", "0", "-l", "4", "-c", "CLOCK_REALTIME", "-F", "0.000001", "-s"};
     static_assert(kBeforeSource.size() + 2 == std::tuple_size_v<ArgumentVector>);
 
     ArgumentVector arguments{};
     std::size_t slot = 0;
-    for (const char* argument : kBeforeSource) arguments[slot++] = const_cast<char*>(argument);  // posix_spawn only reads
+    for (const char* argument : kBeforeSource)
+        arguments[slot++] = const_cast<char*>(argument);  // posix_spawn only reads
     arguments[slot] = const_cast<char*>(source.c_str());
     return arguments;
 }

@@ -17,7 +17,8 @@ public:
                                          const posix_spawnattr_t* attributes, char* const argv[], char* const envp[])>;
 
     /// Starts phc2sys with `source`, what its option -s takes, as the clock to follow.
-    static std::unique_ptr<SpawnPhc2Sys> launch(const std::string& source, const PosixSpawn& posix_spawn = ::posix_spawn);
+    static std::unique_ptr<SpawnPhc2Sys> launch(const std::string& source,
+                                                const PosixSpawn& posix_spawn = ::posix_spawn);
 
     SpawnPhc2Sys(const SpawnPhc2Sys&) = delete;
     SpawnPhc2Sys& operator=(const SpawnPhc2Sys&) = delete;

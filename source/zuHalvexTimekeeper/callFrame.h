@@ -17,11 +17,10 @@ void reportCurrentException(const char* exportName, zuerr_Status& status) noexce
 [[noreturn, gnu::cold]] void throwNoOutput();
 
 template <typename Operation>
-auto callReported(const char* exportName, zuerr_Status* status, Operation operation)
-    -> std::invoke_result_t<Operation>;
+auto callReported(const char* exportName, zuerr_Status* status, Operation operation) -> std::invoke_result_t<Operation>;
 
-/// For a caller without a status. Out of line, so that the frame of all others can be inlined; operations travel by value,
-/// so that none needs a place in memory.
+/// For a caller without a status. Out of line, so that the frame of all others can be inlined; operations travel by
+/// value, so that none needs a place in memory.
 template <typename Operation>
 [[gnu::cold, gnu::noinline]] auto callWithOwnStatus(const char* exportName, Operation operation)
     -> std::invoke_result_t<Operation> {
@@ -29,8 +28,8 @@ template <typename Operation>
     return callReported(exportName, &own.getStatus(), operation);
 }
 
-/// Runs `operation`, unless the status already holds an error, and reports what it throws. A null status stands for a fresh
-/// one of the library's own. Returns the operation's result, or a zero when it did not run to its end.
+/// Runs `operation`, unless the status already holds an error, and reports what it throws. A null status stands for a
+/// fresh one of the library's own. Returns the operation's result, or a zero when it did not run to its end.
 template <typename Operation>
 [[gnu::always_inline]] inline auto callReported(const char* exportName, zuerr_Status* status, Operation operation)
     -> std::invoke_result_t<Operation> {
@@ -47,7 +46,8 @@ template <typename Operation>
     return Result();
 }
 
-/// A call that reaches the timekeeper: an error that the monitoring thread met fails it first, then the lack of a timekeeper.
+/// A call that reaches the timekeeper: an error that the monitoring thread met fails it first, then the lack of a
+/// timekeeper.
 template <typename Operation>
 auto callFramed(const char* exportName, zuerr_Status* status, Operation operation)
     -> std::invoke_result_t<Operation, TimekeeperInterface&> {

@@ -12,17 +12,17 @@ namespace halvexTimekeeper {
 
 using EpochDevices = std::vector<std::shared_ptr<EpochDeviceInterface>>;
 
-/// One alignment: the master emits an epoch, every slave captures it, a slave that differs by more than 100 ns is stepped,
-/// and so on until all agree. Owns nothing: master and slaves outlive it. Threads: bound to the thread that runs it; nobody
-/// else may use the slaves meanwhile. Failure: run throws what a device threw, zuplaterr_osFault for a difference beyond 64
-/// bits, zuplaterr_communicationsFault after 2000 iterations.
+/// One alignment: the master emits an epoch, every slave captures it, a slave that differs by more than 100 ns is
+/// stepped, and so on until all agree. Owns nothing: master and slaves outlive it. Threads: bound to the thread that
+/// runs it; nobody else may use the slaves meanwhile. Failure: run throws what a device threw, zuplaterr_osFault for a
+/// difference beyond 64 bits, zuplaterr_communicationsFault after 2000 iterations.
 class EpochAlignment {
 public:
     EpochAlignment(EpochDeviceInterface& master, const EpochDevices& slaves) noexcept
         : master_(master), slaves_(slaves) {}
 
-    /// Returns when every slave agrees or is disabled; slaves that ended done are told by setHasBeenEpochAligned(false),
-    /// but for those found disabled before the epoch.
+    /// Returns when every slave agrees or is disabled; slaves that ended done are told by
+    /// setHasBeenEpochAligned(false), but for those found disabled before the epoch.
     void run();
 
 private:
@@ -39,9 +39,9 @@ private:
 
     EpochDeviceInterface& master_;
     const EpochDevices& slaves_;
-    std::uint64_t done_ = 0;        ///< Bit i stands for the slave at position i.
-    std::int32_t iterations_ = 0;   ///< Completed so far.
-    std::int32_t retries_ = 0;      ///< Time-outs forgiven so far, all slaves together.
+    std::uint64_t done_ = 0;                   ///< Bit i stands for the slave at position i.
+    std::int32_t iterations_ = 0;              ///< Completed so far.
+    std::int32_t retries_ = 0;                 ///< Time-outs forgiven so far, all slaves together.
     EpochDeviceInterface* handled_ = nullptr;  ///< Whom an error is about.
 };
 

@@ -168,8 +168,8 @@ void FpgaEpochDevice::reset() {
     throwIfDriverFailed(requestStatus, kResetAlignment, kName);
 }
 
-/// Ends the process where the reset fails. A function of its own, for a compiler may destroy the members of an object before it
-/// ends a process whose destructor throws; the interface is to be left as it failed.
+/// Ends the process where the reset fails. A function of its own, for a compiler may destroy the members of an object
+/// before it ends a process whose destructor throws; the interface is to be left as it failed.
 void FpgaEpochDevice::resetOrTerminate() noexcept {
     // Kept on purpose: a reset that fails here ends the process. An FPGA must not go on with a status that nobody
     // renews.

@@ -16,11 +16,11 @@
 
 namespace halvexTimekeeper {
 
-/// The one TimekeeperInterface of the plug-in. Owns its components together with whoever made them, and the thread of at
-/// most one pending alignment. Threads: thread-safe; the device mutex serialises snapTime, applyMetaData and
+/// The one TimekeeperInterface of the plug-in. Owns its components together with whoever made them, and the thread of
+/// at most one pending alignment. Threads: thread-safe; the device mutex serialises snapTime, applyMetaData and
 /// serviceEpochDevices, and each of them waits for a pending alignment before it touches a device. getTime and the
-/// correction operations take no lock. Failure: throws what a component threw, and zuplaterr_resourceNotInitialized for a
-/// master or system clock that is not enabled.
+/// correction operations take no lock. Failure: throws what a component threw, and zuplaterr_resourceNotInitialized for
+/// a master or system clock that is not enabled.
 class HalvexTimekeeper final : public TimekeeperInterface {
 public:
     /// Seeds the master from the system clock and aligns all slaves; a timekeeper that cannot is never made.

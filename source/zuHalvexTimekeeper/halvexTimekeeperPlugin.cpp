@@ -15,11 +15,9 @@ extern "C" {
 
 std::uint32_t zuqxmtk_getAPIVersion(void) { return 2; }
 
-// Kept on purpose: without a status the exception of a timekeeper that is not initialised leaves the function, here and in
-// zuqxmtk_isSeeded. A null name can be reported to syslog only.
-void zuqxmtk_getName(char* name) {
-    halvexTimekeeper::copyName(halvexTimekeeper::checkInitialized().getName(), name);
-}
+// Kept on purpose: without a status the exception of a timekeeper that is not initialised leaves the function, here and
+// in zuqxmtk_isSeeded. A null name can be reported to syslog only.
+void zuqxmtk_getName(char* name) { halvexTimekeeper::copyName(halvexTimekeeper::checkInitialized().getName(), name); }
 
 bool zuqxmtk_isSeeded(void) { return halvexTimekeeper::checkInitialized().isSeeded(); }
 
@@ -44,8 +42,7 @@ void zuqxmtk_getCorrectionPerSecond(std::int32_t* correction, zuerr_Status* stat
 }
 
 void zuqxmtk_snapTime(std::int64_t offset, zuerr_Status* status) {
-    callFramed("zuqxmtk_snapTime", status,
-               [offset](TimekeeperInterface& timekeeper) { timekeeper.snapTime(offset); });
+    callFramed("zuqxmtk_snapTime", status, [offset](TimekeeperInterface& timekeeper) { timekeeper.snapTime(offset); });
 }
 
 void zuqxmtk_getTime(QxmTimestamp* time, zuerr_Status* status) {
@@ -54,8 +51,9 @@ void zuqxmtk_getTime(QxmTimestamp* time, zuerr_Status* status) {
 }
 
 void zuqxmtk_applyMetaData(const char* metadata, zuerr_Status* status) {
-    callFramed("zuqxmtk_applyMetaData", status,
-               [metadata](TimekeeperInterface& timekeeper) { halvexTimekeeper::applyMetaDataAndWake(timekeeper, metadata); });
+    callFramed("zuqxmtk_applyMetaData", status, [metadata](TimekeeperInterface& timekeeper) {
+        halvexTimekeeper::applyMetaDataAndWake(timekeeper, metadata);
+    });
 }
 
 void zuqxmtk_initialize(zuerr_Status* status) {

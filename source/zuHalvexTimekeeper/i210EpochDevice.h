@@ -8,13 +8,13 @@
 
 namespace halvexTimekeeper {
 
-/// Time-stamps the epoch pulse on pin 0 of its clock and is stepped by what it differs. Owns the descriptor of the clock
-/// device. Threads: thread-bound; the timekeeper calls it from one thread at a time. Failure: throws zuerr::Exception, with
-/// zuplaterr_communicationsFault unless told otherwise.
+/// Time-stamps the epoch pulse on pin 0 of its clock and is stepped by what it differs. Owns the descriptor of the
+/// clock device. Threads: thread-bound; the timekeeper calls it from one thread at a time. Failure: throws
+/// zuerr::Exception, with zuplaterr_communicationsFault unless told otherwise.
 class I210EpochDevice : public EpochDeviceInterface {
 public:
-    /// Finds and opens the clock of a network interface. Throws zuplaterr_featureUnsupported exactly when the interface has
-    /// no clock or its clock cannot take part. A refused clock's descriptor stays open.
+    /// Finds and opens the clock of a network interface. Throws zuplaterr_featureUnsupported exactly when the interface
+    /// has no clock or its clock cannot take part. A refused clock's descriptor stays open.
     explicit I210EpochDevice(const std::string& interfaceName);
     I210EpochDevice(const I210EpochDevice&) = delete;
     I210EpochDevice& operator=(const I210EpochDevice&) = delete;
@@ -23,11 +23,11 @@ public:
     const std::string& getName() const override;
     QxmTimestamp getTime() override;
     void adjustTime(std::int64_t offsetNs) override;
-    bool isEnabled() override;                 ///< Whether the interface is up; its link does not matter.
-    QxmTimestamp generateEpoch() override;     ///< Always refused: zuplaterr_featureUnsupported.
-    void armEpochCapture() override;           ///< Forgets earlier edges, then stamps the next.
-    QxmTimestamp getEpochTimestamp() override; ///< Waits for the edge for up to 1 s.
-    void reinitialize() override;              ///< Closes and opens the same clock device.
+    bool isEnabled() override;                  ///< Whether the interface is up; its link does not matter.
+    QxmTimestamp generateEpoch() override;      ///< Always refused: zuplaterr_featureUnsupported.
+    void armEpochCapture() override;            ///< Forgets earlier edges, then stamps the next.
+    QxmTimestamp getEpochTimestamp() override;  ///< Waits for the edge for up to 1 s.
+    void reinitialize() override;               ///< Closes and opens the same clock device.
     void applyQxmMetadata(const std::string& metadata) override;
     bool hasBeenEpochAligned() override;
     void setHasBeenEpochAligned(bool value) override;

@@ -37,15 +37,15 @@ bool hasFirstLine(const std::string& path, std::string_view line) {
     do {
         count = read(fd, text.data() + beginning.size(), text.size() - beginning.size());
         if (count > 0) beginning = {text.data(), beginning.size() + static_cast<std::size_t>(count)};
-    } while (count > 0 && beginning.size() < text.size() &&
-             beginning.find('\n') == std::string_view::npos);
+    } while (count > 0 && beginning.size() < text.size() && beginning.find('\n') == std::string_view::npos);
     close(fd);
     return count >= 0 && beginning.substr(0, beginning.find('\n')) == line;
 }
 
 bool isI210(std::string_view interfaceName) {
     const std::string deviceDirectory = kNetworkDirectory + std::string(interfaceName) + "/device/";
-    return hasFirstLine(deviceDirectory + "vendor", kIntelVendor) && hasFirstLine(deviceDirectory + "device", kI210Device);
+    return hasFirstLine(deviceDirectory + "vendor", kIntelVendor) &&
+           hasFirstLine(deviceDirectory + "device", kI210Device);
 }
 
 /// Sorted, so that the result does not depend on the order in which the directory lists its entries.

@@ -139,7 +139,8 @@ std::int64_t readExtTsEvent(std::int32_t fd, const Context& context) {
         zuerr::raise(kReadFailed, {context.before, context.subject, context.after, " Got error ", ErrnoText(error)});
     }
     // In 64 bits that wrap: a device may report any number of seconds.
-    const std::uint64_t secondsInNs = static_cast<std::uint64_t>(event.t.sec) * static_cast<std::uint64_t>(kNsPerSecond);
+    const std::uint64_t secondsInNs =
+        static_cast<std::uint64_t>(event.t.sec) * static_cast<std::uint64_t>(kNsPerSecond);
     return static_cast<std::int64_t>(secondsInNs + event.t.nsec);
 }
 

@@ -43,8 +43,8 @@ std::int32_t adjustPhc(std::int32_t fd, timex& adjustment, const Context& contex
 
 QxmTimestamp getPhcTime(std::int32_t fd, const Context& context);
 
-/// Waits until `fd` can be read, reading nothing. Returns false when it cannot within `timeout`. Works for descriptors of
-/// any size.
+/// Waits until `fd` can be read, reading nothing. Returns false when it cannot within `timeout`. Works for descriptors
+/// of any size.
 bool isEventReady(std::int32_t fd, std::string_view context, timeval timeout);
 
 /// The same for a caller that needs the event: zuplaterr_operationTimedOut when there is none within `timeout`.

@@ -18,8 +18,8 @@ struct MonitorErrors {
 };
 
 /// Services the epoch devices every 2 s, and at once when `wakeEvent` is set, while `isRunning` holds; a pass that has
-/// begun is finished. Owns nothing: all arguments outlive it. Threads: one. Failure: never throws; an error of a pass goes
-/// to syslog and into `errors`, and the next pass follows.
+/// begun is finished. Owns nothing: all arguments outlive it. Threads: one. Failure: never throws; an error of a pass
+/// goes to syslog and into `errors`, and the next pass follows.
 void runMonitoringThread(TimekeeperInterface& timekeeper, nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tEvent& wakeEvent,
                          const std::atomic<bool>& isRunning, MonitorErrors errors) noexcept;
 

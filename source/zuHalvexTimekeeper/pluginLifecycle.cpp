@@ -38,8 +38,8 @@ constexpr std::int32_t kMinCorrectionPpb = -62'000;
 /// The process that initialised: a forked child has the memory, and neither the thread nor the hardware.
 pid_t g_ownerProcess = 0;
 
-/// Takes the timekeeper down when the process exits or the library is unloaded. Made by the first initialisation, so it is
-/// destroyed before everything that was made at load.
+/// Takes the timekeeper down when the process exits or the library is unloaded. Made by the first initialisation, so it
+/// is destroyed before everything that was made at load.
 class ExitGuard {
 public:
     ExitGuard() = default;
@@ -73,7 +73,8 @@ std::shared_ptr<HalvexTimekeeper> makeTimekeeper() {
 /// The thread shares what it works on, so that neither can go before it has ended.
 std::future<void> startMonitoringThread() {
     return startBackgroundTask([timekeeper = g_timekeeper, wakeEvent = g_wakeEvent] {
-        runMonitoringThread(*timekeeper, *wakeEvent, g_running, {g_monitorStatus, g_monitorStatusMutex, g_hasMonitorError});
+        runMonitoringThread(*timekeeper, *wakeEvent, g_running,
+                            {g_monitorStatus, g_monitorStatusMutex, g_hasMonitorError});
     });
 }
 
@@ -100,8 +101,8 @@ void initializeTimekeeper() {
     g_ownerProcess = getpid();
     g_running.store(true);
     try {
-        // Kept on purpose: a former future, of an initialisation without finalisation between, is waited for here, and its
-        // thread only ends when g_running is cleared.
+        // Kept on purpose: a former future, of an initialisation without finalisation between, is waited for here, and
+        // its thread only ends when g_running is cleared.
         g_monitorFuture = startMonitoringThread();
     } catch (...) {
         g_running.store(false);

@@ -7,8 +7,8 @@
 
 namespace halvexTimekeeper {
 
-/// Makes every component, publishes the timekeeper and starts the monitoring thread. Throws what a component threw; then no
-/// timekeeper is published.
+/// Makes every component, publishes the timekeeper and starts the monitoring thread. Throws what a component threw;
+/// then no timekeeper is published.
 void initializeTimekeeper();
 
 /// Ends the monitoring thread and releases everything. In a process forked from the one that initialised it lets go of

@@ -15,7 +15,7 @@
 namespace halvexTimekeeper {
 
 #pragma GCC visibility push(hidden)  // of declarations too, so that they are reached without a detour
-extern std::shared_ptr<TimekeeperInterface> g_timekeeper;  ///< Empty unless initialised.
+extern std::shared_ptr<TimekeeperInterface> g_timekeeper;                        ///< Empty unless initialised.
 extern std::shared_ptr<nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tEvent> g_wakeEvent;  ///< Wakes the monitoring thread.
 extern std::atomic<bool> g_running;          ///< The monitoring thread runs while it is set.
 extern std::future<void> g_monitorFuture;    ///< Of the monitoring thread.
@@ -32,10 +32,11 @@ extern std::atomic<bool> g_hasMonitorError;  ///< Whether g_monitorStatus may ho
 
 // Inline, because every call of the host passes through them.
 
-/// Hands the error that the monitoring thread recorded, if any, over as an exception; it is then gone from the record. The
-/// mutex is taken only when there is something to collect.
+/// Hands the error that the monitoring thread recorded, if any, over as an exception; it is then gone from the record.
+/// The mutex is taken only when there is something to collect.
 inline void throwIfMonitorFailed() {
-    if (g_hasMonitorError.load(std::memory_order_acquire)) [[unlikely]] collectMonitorError();
+    if (g_hasMonitorError.load(std::memory_order_acquire)) [[unlikely]]
+        collectMonitorError();
 }
 
 /// The published timekeeper; throws zuplaterr_resourceNotInitialized when there is none.

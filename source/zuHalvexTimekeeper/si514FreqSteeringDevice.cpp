@@ -38,8 +38,8 @@ constexpr std::size_t kNameCapacity = 128;
 constexpr std::size_t kOffsetTextCapacity = 32;
 constexpr std::uint32_t kWriteAttempts = 5;
 
-/// The host owns the process's locale: numbers in attributes keep their point under any. Made at load; this one locale of
-/// the C library is never freed.
+/// The host owns the process's locale: numbers in attributes keep their point under any. Made at load; this one locale
+/// of the C library is never freed.
 const locale_t kCLocale = newlocale(LC_ALL_MASK, "C", nullptr);
 
 using Directory = std::unique_ptr<DIR, decltype([](DIR* directory) { closedir(directory); })>;
@@ -64,8 +64,8 @@ std::string findModulePath() {
     const Directory directory(opendir(kDriverDirectory));
     const int error = errno;
     if (!directory) {
-        zuerr::raise(kNoDirectory, {"si514: unable to open handle to directory: ", kDriverDirectory, ". Errno: ",
-                                    ErrnoText(error)});
+        zuerr::raise(kNoDirectory,
+                     {"si514: unable to open handle to directory: ", kDriverDirectory, ". Errno: ", ErrnoText(error)});
     }
     while (const dirent* entry = readdir(directory.get())) {
         if (entry->d_type != DT_LNK && entry->d_type != DT_DIR) continue;
@@ -97,8 +97,8 @@ constexpr std::string_view kFraction = ".000000";
 constexpr std::size_t kWholeCapacity = std::numeric_limits<std::int32_t>::digits10 + 2;
 using OffsetText = char[kWholeCapacity + kFraction.size()];
 
-/// What "%f" prints of a whole number in the C locale, at a thirtieth of its cost: written from the last digit back, before
-/// a fraction that never changes. The result lies in `text`.
+/// What "%f" prints of a whole number in the C locale, at a thirtieth of its cost: written from the last digit back,
+/// before a fraction that never changes. The result lies in `text`.
 std::string_view writePpb(std::int32_t ppb, OffsetText& text) noexcept {
     kFraction.copy(text + kWholeCapacity, kFraction.size());
     char* first = text + kWholeCapacity;
@@ -113,9 +113,9 @@ std::string_view writePpb(std::int32_t ppb, OffsetText& text) noexcept {
 
 // Kept on purpose: the bounds are printed maximum first.
 [[noreturn, gnu::cold, gnu::noinline]] void raiseOutOfRange(std::int32_t correctionPpb, std::int64_t limitPpb) {
-    zuerr::raise(kOutOfRange, {"si514: requested ppb value ", DecimalText(correctionPpb),
-                               " is beyond the supported range: [", DecimalText(limitPpb), ", ", DecimalText(-limitPpb),
-                               "]"});
+    zuerr::raise(kOutOfRange,
+                 {"si514: requested ppb value ", DecimalText(correctionPpb), " is beyond the supported range: [",
+                  DecimalText(limitPpb), ", ", DecimalText(-limitPpb), "]"});
 }
 
 /// What strtod makes of `text` in the C locale, rounded with halves away from zero.

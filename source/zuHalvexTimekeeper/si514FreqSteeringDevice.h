@@ -10,9 +10,10 @@
 
 namespace halvexTimekeeper {
 
-/// Reads and writes the frequency offset of the oscillator, in ppb; positive makes it run faster. Nothing is cached. Owns
-/// the open attribute. Threads: thread-safe; a leaf mutex keeps each seek together with its read or write. Failure: throws
-/// zuerr::Exception, and std::invalid_argument or std::out_of_range ("stod") when the attribute holds no usable number.
+/// Reads and writes the frequency offset of the oscillator, in ppb; positive makes it run faster. Nothing is cached.
+/// Owns the open attribute. Threads: thread-safe; a leaf mutex keeps each seek together with its read or write.
+/// Failure: throws zuerr::Exception, and std::invalid_argument or std::out_of_range ("stod") when the attribute holds
+/// no usable number.
 class Si514FreqSteeringDevice : public FreqSteeringDeviceInterface {
 public:
     /// Finds the driver's client and opens it; throws zuplaterr_resourceNotFound when there is none.

@@ -11,9 +11,9 @@
 
 namespace halvexTimekeeper {
 
-/// Reads and steps CLOCK_REALTIME by absolute times. Owns the phc2sys process that keeps it in step between steps. Threads:
-/// getTime may overlap any call, the rest is serialised by the timekeeper. Failure: throws zuplaterr_osFault; a step that
-/// fails before the write leaves the clock as it was.
+/// Reads and steps CLOCK_REALTIME by absolute times. Owns the phc2sys process that keeps it in step between steps.
+/// Threads: getTime may overlap any call, the rest is serialised by the timekeeper. Failure: throws zuplaterr_osFault;
+/// a step that fails before the write leaves the clock as it was.
 class SystemTimeClock : public ClockInterface {
 public:
     using ClockGettime = std::function<int(int clock, timespec* out)>;

@@ -119,7 +119,8 @@ static void expectNotInitialised(void) {
     api.getTime(&time, &status);
     expect(status.code == -52010, "getTime says that nothing is initialised");
     expect(time == 42, "the output stays untouched");
-    expect(status.json != NULL && strstr(status.json, "zuplaterr_resourceNotInitialized") != NULL, "the text names the error");
+    expect(status.json != NULL && strstr(status.json, "zuplaterr_resourceNotInitialized") != NULL,
+           "the text names the error");
     expect(status.json[status.capacity - 1] == 'J', "the buffer ends in its mark");
     reallocJson(&status, 0);
 }

@@ -37,7 +37,8 @@ bool firstLineIs(Caller& caller, const std::string& path, const std::string& lin
 std::vector<std::string> findCandidates(Caller& caller) {
     const long directory = caller.take(caller.world.openDirectory(kNetwork.c_str()));
     if (directory < 0) {
-        fail(-52002, "zuplaterr_featureUnsupported", "i210EpochDeviceFactory", 35, "Failed to open network devices directory.");
+        fail(-52002, "zuplaterr_featureUnsupported", "i210EpochDeviceFactory", 35,
+             "Failed to open network devices directory.");
     }
     std::vector<std::string> names;
     int error = 0;
@@ -65,7 +66,8 @@ std::vector<I210Account> discover(Caller& caller) {
                 for (I210Account& device : devices) device.release(caller);
                 throw;
             }
-            caller.world.syslog(kLogWarning, "*** warning: Interface " + name + " is not usable and will not be synchronized.");
+            caller.world.syslog(kLogWarning,
+                                "*** warning: Interface " + name + " is not usable and will not be synchronized.");
         }
     }
     return devices;
@@ -87,10 +89,16 @@ struct Slave {
     std::string getName() const { return i210 != nullptr ? i210->getName() : "fpgaEpochDevice"; }
     bool isEnabled(Caller& c) const { return i210 != nullptr ? i210->isEnabled(c) : fpga->isEnabled(c); }
     void arm(Caller& c) const { i210 != nullptr ? i210->arm(c) : fpga->arm(c); }
-    std::uint64_t read(Caller& c) const { return i210 != nullptr ? i210->getEpochTimestamp(c) : fpga->getEpochTimestamp(c); }
-    void adjust(Caller& c, std::int64_t ns) const { i210 != nullptr ? i210->adjustTime(c, ns) : fpga->adjustTime(c, ns); }
+    std::uint64_t read(Caller& c) const {
+        return i210 != nullptr ? i210->getEpochTimestamp(c) : fpga->getEpochTimestamp(c);
+    }
+    void adjust(Caller& c, std::int64_t ns) const {
+        i210 != nullptr ? i210->adjustTime(c, ns) : fpga->adjustTime(c, ns);
+    }
     void clearFlag() const { (i210 != nullptr ? i210->flag : fpga->flag) = false; }
-    bool asksForAlignment(Caller& c) const { return i210 != nullptr ? i210->hasBeenAligned(c) : fpga->hasBeenAligned(c); }
+    bool asksForAlignment(Caller& c) const {
+        return i210 != nullptr ? i210->hasBeenAligned(c) : fpga->hasBeenAligned(c);
+    }
     void reinitialize(Caller& c) const { i210 != nullptr ? i210->reinitialize(c) : fpga->reinitialize(c); }
 };
 
@@ -151,7 +159,8 @@ private:
     void giveUp() const {
         std::string names;
         for (std::size_t i = 0; i < slaves_.size(); ++i) names += done_[i] ? "" : slaves_[i].getName() + " ";
-        fail(-52024, "zuplaterr_communicationsFault", "halvexTimekeeper", 71, "Failed to sync following slaves: " + names);
+        fail(-52024, "zuplaterr_communicationsFault", "halvexTimekeeper", 71,
+             "Failed to sync following slaves: " + names);
     }
 
     Caller& caller_;

@@ -72,7 +72,9 @@ private:
 /// Either of the two driver interfaces: found, opened, called.
 class DriverAccount {
 public:
-    struct Lines { int enumerate, none, path, open; };
+    struct Lines {
+        int enumerate, none, path, open;
+    };
 
     DriverAccount(std::string deviceName, std::string unit, const char* identifier, std::string noneText, Lines lines);
     void load(Caller& caller);

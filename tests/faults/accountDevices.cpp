@@ -39,13 +39,13 @@ std::string quoted(std::string_view text) {
 /// What an error number of a driver call means to the platform layer.
 std::int32_t platformCode(int error) {
     static const std::map<int, std::int32_t> kMeanings{
-        {EPERM, -52026},    {ENOENT, -52006},       {ESRCH, -52006},      {EINTR, -52025},   {EIO, -52024},
-        {ENXIO, -52006},    {ENOMEM, -52000},       {EACCES, -52026},     {EBADF, -52006},   {EBUSY, -52031},
-        {EEXIST, -52013},   {ENODEV, -52006},       {EINVAL, -52005},     {ENFILE, -52000},  {EMFILE, -52000},
-        {ENOTTY, -52002},   {ENOSPC, -52012},       {EROFS, -52026},      {EPIPE, -52024},   {EDEADLK, -52015},
-        {ENOLCK, -52015},   {EIDRM, -52020},        {EBADMSG, -52024},    {EOVERFLOW, -52012}, {ENOTSUP, -52002},
-        {EADDRINUSE, -52013}, {ECONNABORTED, -52023}, {ECONNRESET, -52025}, {ENOBUFS, -52019}, {ETIMEDOUT, -52007},
-        {EALREADY, -52011}, {EINPROGRESS, -52011},  {EOWNERDEAD, -52014}};
+        {EPERM, -52026},      {ENOENT, -52006},       {ESRCH, -52006},      {EINTR, -52025},     {EIO, -52024},
+        {ENXIO, -52006},      {ENOMEM, -52000},       {EACCES, -52026},     {EBADF, -52006},     {EBUSY, -52031},
+        {EEXIST, -52013},     {ENODEV, -52006},       {EINVAL, -52005},     {ENFILE, -52000},    {EMFILE, -52000},
+        {ENOTTY, -52002},     {ENOSPC, -52012},       {EROFS, -52026},      {EPIPE, -52024},     {EDEADLK, -52015},
+        {ENOLCK, -52015},     {EIDRM, -52020},        {EBADMSG, -52024},    {EOVERFLOW, -52012}, {ENOTSUP, -52002},
+        {EADDRINUSE, -52013}, {ECONNABORTED, -52023}, {ECONNRESET, -52025}, {ENOBUFS, -52019},   {ETIMEDOUT, -52007},
+        {EALREADY, -52011},   {EINPROGRESS, -52011},  {EOWNERDEAD, -52014}};
     const auto found = kMeanings.find(error);
     return found == kMeanings.end() ? kOsFault : found->second;
 }
@@ -75,9 +75,11 @@ void fail(std::int32_t code, std::string_view constant, std::string_view file, i
 }
 
 void failForeign(std::string_view what) {
-    throw Error{-52003, "{\"error_constant\":\"zuplaterr_softwareFaultPLATInternalUseOnly\","
-                        "\"file\":\"zuerr/tools/exception_errStatus\",\"line\":69,\"component\":\"halvexTimekeeper\","
-                        "\"std_exception_what\":" + quoted(what) + "}"};
+    throw Error{-52003,
+                "{\"error_constant\":\"zuplaterr_softwareFaultPLATInternalUseOnly\","
+                "\"file\":\"zuerr/tools/exception_errStatus\",\"line\":69,\"component\":\"halvexTimekeeper\","
+                "\"std_exception_what\":" +
+                    quoted(what) + "}"};
 }
 
 // --- I210 -----------------------------------------------------------------------------------------------------------
@@ -97,10 +99,12 @@ int I210Account::findIndex(Caller& caller) const {
     information.cmd = 0x41;
     ifreq request = requestFor(interface);
     request.ifr_data = reinterpret_cast<char*>(&information);
-    ioctl(caller, static_cast<int>(fd), 0x8946, &request, "Failed to execute SIOCETHTOOL ioctl for interface " + interface + ".");
+    ioctl(caller, static_cast<int>(fd), 0x8946, &request,
+          "Failed to execute SIOCETHTOOL ioctl for interface " + interface + ".");
     caller.take(caller.world.close(static_cast<int>(fd)));
     if (information.phc_index < 0) {
-        fail(kUnsupported, "zuplaterr_featureUnsupported", kHelpers, 148, interface + " does not have a valid phc index.");
+        fail(kUnsupported, "zuplaterr_featureUnsupported", kHelpers, 148,
+             interface + " does not have a valid phc index.");
     }
     return information.phc_index;
 }
@@ -230,7 +234,11 @@ void I210Account::adjustTime(Caller& caller, std::int64_t offsetNs) const {
 
 DriverAccount::DriverAccount(std::string deviceName, std::string unit, const char* identifier, std::string noneText,
                              Lines lines)
-    : device(std::move(deviceName)), file(std::move(unit)), identifier_(identifier), noneText_(std::move(noneText)), lines_(lines) {}
+    : device(std::move(deviceName)),
+      file(std::move(unit)),
+      identifier_(identifier),
+      noneText_(std::move(noneText)),
+      lines_(lines) {}
 
 void DriverAccount::check(std::int32_t status, const char* failureText, int line) const {
     if (status < 0) fail(status, "status.getCode()", file, line, failureText + device);
@@ -277,10 +285,18 @@ void DriverAccount::load(Caller& caller) {
     }
 }
 
-bool DriverAccount::call(Caller& caller, std::uint32_t request, std::optional<std::uint64_t> argument, std::uint64_t* result,
-                         std::int32_t& status) {
-    struct { std::uint64_t value; std::int32_t code; std::int32_t padding; } in{argument.value_or(0), status, 0}, out{};
-    struct { std::uint64_t in, out; std::uint32_t inSize, outSize; std::uint64_t returned; } block{};
+bool DriverAccount::call(Caller& caller, std::uint32_t request, std::optional<std::uint64_t> argument,
+                         std::uint64_t* result, std::int32_t& status) {
+    struct {
+        std::uint64_t value;
+        std::int32_t code;
+        std::int32_t padding;
+    } in{argument.value_or(0), status, 0}, out{};
+    struct {
+        std::uint64_t in, out;
+        std::uint32_t inSize, outSize;
+        std::uint64_t returned;
+    } block{};
     block.in = reinterpret_cast<std::uint64_t>(argument ? static_cast<void*>(&in) : &in.code);
     block.inSize = argument ? 16 : 4;
     block.out = reinterpret_cast<std::uint64_t>(result != nullptr ? static_cast<void*>(&out) : &out.code);
@@ -382,7 +398,8 @@ std::uint64_t FpgaAccount::getEpochTimestamp(Caller& caller) {
         if (time != lastEpochNs_) return time;
         caller.take(caller.world.sleep(0, 10'000'000));
     }
-    fail(kTimedOut, "zuplaterr_operationTimedOut", "fpgaEpochDevice", 181, "Did not see the epoch signal on fpgaEpochDevice");
+    fail(kTimedOut, "zuplaterr_operationTimedOut", "fpgaEpochDevice", 181,
+         "Did not see the epoch signal on fpgaEpochDevice");
 }
 
 void FpgaAccount::adjustTime(Caller& caller, std::int64_t offsetNs) {
@@ -457,11 +474,13 @@ std::uint64_t FerroxAccount::generateEpoch(Caller& caller) {
 // --- System clock ---------------------------------------------------------------------------------------------------
 
 SystemClockAccount::SystemClockAccount(Caller& caller, const std::string& source) {
-    std::vector<std::string> words{"phc2sys", "-O", "0", "-l", "4", "-c", "CLOCK_REALTIME", "-F", "0.000001", "-s", source};
+    std::vector<std::string> words{"phc2sys",        "-O", "0",        "-l", "4",   "-c",
+                                   "CLOCK_REALTIME", "-F", "0.000001", "-s", source};
     std::vector<char*> arguments;
     for (std::string& word : words) arguments.push_back(word.data());
     arguments.push_back(nullptr);
-    const Answer answer = caller.world.spawn(pid_, "/usr/local/tarnesk/share/Horlix/TimeKeepers/phc2sys", arguments.data());
+    const Answer answer =
+        caller.world.spawn(pid_, "/usr/local/tarnesk/share/Horlix/TimeKeepers/phc2sys", arguments.data());
     if (caller.take(answer) == 0) return;
     const std::string number = std::to_string(caller.error);
     fail(kOsFault, "zuplaterr_osFault", "spawnPhc2Sys", 58,

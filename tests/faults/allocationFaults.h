@@ -6,12 +6,12 @@ namespace faults {
 /// Whether this thread is inside the library, so that what it allocates is the library's.
 extern constinit thread_local bool isInsideLibrary;
 
-/// Refuses the allocation at `position` (the first is 1; 0 refuses none), and with `forEver` every later one. Counts anew
-/// and keeps track of what is allocated from now on.
+/// Refuses the allocation at `position` (the first is 1; 0 refuses none), and with `forEver` every later one. Counts
+/// anew and keeps track of what is allocated from now on.
 void refuseAllocation(long position, bool forEver);
-void allowAllocations();              ///< Refuses nothing more; what lives is tracked on.
-long countLibraryAllocations();       ///< Since refuseAllocation.
-long countLiveAllocations();          ///< Of those tracked, the ones not freed.
-void forgetAllocations();             ///< Ends the tracking.
+void allowAllocations();         ///< Refuses nothing more; what lives is tracked on.
+long countLibraryAllocations();  ///< Since refuseAllocation.
+long countLiveAllocations();     ///< Of those tracked, the ones not freed.
+void forgetAllocations();        ///< Ends the tracking.
 
 }  // namespace faults

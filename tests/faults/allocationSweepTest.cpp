@@ -1,5 +1,5 @@
-// Refuses every allocation of the library's own, one at a time and from one on, through every export: the host is told of the
-// lack of memory or of the error there was, loses members of a text at most, and nothing stays behind.
+// Refuses every allocation of the library's own, one at a time and from one on, through every export: the host is told
+// of the lack of memory or of the error there was, loses members of a text at most, and nothing stays behind.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -67,7 +67,8 @@ struct Shortage {
 
 class AllocationSweep : public testing::Test {
 protected:
-    /// `errors` are the codes that the story itself can lead to, besides the lack of memory. With `fault` the world fails too.
+    /// `errors` are the codes that the story itself can lead to, besides the lack of memory. With `fault` the world
+    /// fails too.
     void sweep(const Story& story, std::set<std::int32_t> errors, const FaultPlan& fault = {}) {
         story_ = &story;
         errors_ = std::move(errors);
@@ -133,7 +134,8 @@ private:
         }
     }
 
-    static bool isLastCallAfterFinalize(const std::vector<std::string>& journal, std::vector<std::string>::const_iterator line) {
+    static bool isLastCallAfterFinalize(const std::vector<std::string>& journal,
+                                        std::vector<std::string>::const_iterator line) {
         const auto result = parseResult(*line);
         return result->code == kNotInitialized && std::find(journal.begin(), line, "zuqxmtk_finalize") != line;
     }
@@ -167,10 +169,14 @@ TEST_F(AllocationSweep, AServicePassThatAlignsAgainLosesNothingButMemory) {
     sweep(storyNamed("service of a returning I210"), {kUnparsable});
     sweep(storyNamed("service of a stopped FPGA"), {kUnparsable});
 }
-TEST_F(AllocationSweep, MetadataThatCannotBeParsedForLackOfMemoryIsRefused) { sweep(storyNamed("metadata"), {kUnparsable}); }
+TEST_F(AllocationSweep, MetadataThatCannotBeParsedForLackOfMemoryIsRefused) {
+    sweep(storyNamed("metadata"), {kUnparsable});
+}
 TEST_F(AllocationSweep, TheCorrectionCallsKeepTheCodeOfTheirError) { sweep(storyNamed("steering"), {-52005}); }
 TEST_F(AllocationSweep, GetTimeAllocatesNothing) { sweep(storyNamed("getTime"), {}); }
-TEST_F(AllocationSweep, FinalizeSucceedsWithoutMemory) { sweep(storyNamed("finalize"), {kNotInitialized, kMemoryFull, kUnparsable}); }
+TEST_F(AllocationSweep, FinalizeSucceedsWithoutMemory) {
+    sweep(storyNamed("finalize"), {kNotInitialized, kMemoryFull, kUnparsable});
+}
 
 TEST_F(AllocationSweep, AnErrorOfADeviceKeepsItsCodeWhenItsTextDoesNotFit) {
     sweep(storyNamed("getTime"), {-52024}, {1, {EIO, std::nullopt, 0}, true});

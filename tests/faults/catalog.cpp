@@ -10,7 +10,7 @@
 namespace faults {
 namespace {
 
-constexpr int kBeyondTable = 131;        // ENOTRECOVERABLE: the first number without an entry of the platform's
+constexpr int kBeyondTable = 131;  // ENOTRECOVERABLE: the first number without an entry of the platform's
 constexpr int kFarBeyondTable = 133;
 
 std::vector<Outcome> errors(std::initializer_list<int> numbers, std::initializer_list<long> counts = {}) {
@@ -20,8 +20,8 @@ std::vector<Outcome> errors(std::initializer_list<int> numbers, std::initializer
     return outcomes;
 }
 
-const std::vector<Outcome> kRequests = errors({EINTR, EIO, EINVAL, ENOTTY, ENODEV, EBUSY, EOPNOTSUPP, EPERM, EFAULT, ENOMEM,
-                                               ETIMEDOUT, kBeyondTable, kFarBeyondTable});
+const std::vector<Outcome> kRequests = errors({EINTR, EIO, EINVAL, ENOTTY, ENODEV, EBUSY, EOPNOTSUPP, EPERM, EFAULT,
+                                               ENOMEM, ETIMEDOUT, kBeyondTable, kFarBeyondTable});
 
 /// A driver fails the call, or takes it and answers with a status: errors, and a warning.
 std::vector<Outcome> driverOutcomes() {

@@ -29,6 +29,7 @@ Expected expect(const Story& story, const FaultPlan& plan, const WorldOptions& o
 std::string difference(const Journal& expected, const Journal& seen);
 
 /// The library through the story in this process, and where it differs.
-std::string runHere(const Story& story, const FaultPlan& plan, const Expected& expected, const WorldOptions& options = {});
+std::string runHere(const Story& story, const FaultPlan& plan, const Expected& expected,
+                    const WorldOptions& options = {});
 
 }  // namespace faults

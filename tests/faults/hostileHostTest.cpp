@@ -82,8 +82,9 @@ TEST(HostileHost, ThatHasNoDescriptorLeftAtAnyOpenIsToldSo) {
 
 TEST(HostileHost, WithAnInterfaceNamedLikeAFormatSeesItsNameInEveryLine) {
     EXPECT_EQ(tellAll({.firstName = "%n%s", .secondName = "a%d%%"}), "");
-    EXPECT_EQ(tellAll({.firstName = "a-name-of-sixteen-and-more", .secondName = "\"quoted\\"}).find("buffer out of shape"),
-              std::string::npos);
+    EXPECT_EQ(
+        tellAll({.firstName = "a-name-of-sixteen-and-more", .secondName = "\"quoted\\"}).find("buffer out of shape"),
+        std::string::npos);
 }
 
 TEST(HostileHost, ThatStepsByTheLimitsOf64BitsIsAnsweredWithoutOverflow) {
@@ -101,9 +102,11 @@ TEST(HostileHost, ThatStepsByTheLimitsOf64BitsIsAnsweredWithoutOverflow) {
 }
 
 TEST(HostileHost, ThatSteersByTheLimitsOf32BitsIsRefused) {
-    for (const std::int32_t ppb : {std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()}) {
+    for (const std::int32_t ppb :
+         {std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()}) {
         const Story story{"limits", storyNamed("steering").before,
-                          [ppb](Subject& subject, World&) { subject.setCorrection(ppb); }, storyNamed("steering").after};
+                          [ppb](Subject& subject, World&) { subject.setCorrection(ppb); },
+                          storyNamed("steering").after};
         EXPECT_EQ(runHere(story, {}, expect(story, {})), "") << ppb;
     }
 }
@@ -126,7 +129,8 @@ TEST(HostileHost, WithACommaLocaleIsSteeredByPointsAndKeepsItsLocale) {
 }
 
 TEST(HostileHost, ThatGives16MiBOfMetadataGetsThemApplied) {
-    const std::string document = std::string(R"({"filler":")") + std::string(16 << 20, 'x') + R"(",)" + (kPtpDocument + 1);
+    const std::string document =
+        std::string(R"({"filler":")") + std::string(16 << 20, 'x') + R"(",)" + (kPtpDocument + 1);
     const auto record = [](const World& world) {
         std::string last;
         for (const std::string& line : world.journal()) {
@@ -141,7 +145,15 @@ TEST(HostileHost, ThatGives16MiBOfMetadataGetsThemApplied) {
         library.initialize();
         library.applyText(isLarge ? document.c_str() : kPtpDocument);
         const std::string applied = record(world);
-        EXPECT_NE(applied.find("13000000" "01" "02000000" "fa000000" "01" "25000000" "01"), std::string::npos) << applied;
+        EXPECT_NE(applied.find("13000000"
+                               "01"
+                               "02000000"
+                               "fa000000"
+                               "01"
+                               "25000000"
+                               "01"),
+                  std::string::npos)
+            << applied;
         library.finalize();
     }
     EXPECT_EQ(difference(small.journal(), large.journal()), "");
@@ -158,7 +170,8 @@ void countSignal(int) {
 
 TEST(HostileHost, InASignalStormIsServedAndNoThreadOfTheLibraryTakesASignal) {
     hostThread = pthread_self();
-    struct sigaction storm {}, former {};
+    struct sigaction storm {
+    }, former{};
     storm.sa_handler = countSignal;  // without SA_RESTART
     sigaction(SIGALRM, &storm, &former);
     const itimerval often{{0, 100}, {0, 100}}, never{};
@@ -194,7 +207,9 @@ struct HostState {
         locale = setlocale(LC_ALL, nullptr);
     }
     bool operator==(const HostState& other) const {
-        const auto isSame = [](const struct sigaction& a, const struct sigaction& b) { return a.sa_handler == b.sa_handler; };
+        const auto isSame = [](const struct sigaction& a, const struct sigaction& b) {
+            return a.sa_handler == b.sa_handler;
+        };
         bool isSameMask = true;
         for (int number = 1; number < 32; ++number) {
             isSameMask = isSameMask && sigismember(&mask, number) == sigismember(&other.mask, number);
@@ -267,7 +282,8 @@ TEST(HostileHost, ThatUnloadsTheLibraryWithoutFinalizeNeitherHangsNorCrashes) {
     EXPECT_EQ(exitStatusOf([] {
                   void* const handle = dlopen(HALVEX_LIBRARY, RTLD_NOW | RTLD_LOCAL);
                   if (handle == nullptr) _exit(3);
-                  const auto initialize = reinterpret_cast<void (*)(zuerr_Status*)>(dlsym(handle, "zuqxmtk_initialize"));
+                  const auto initialize =
+                      reinterpret_cast<void (*)(zuerr_Status*)>(dlsym(handle, "zuqxmtk_initialize"));
                   World world;
                   answerFrom(&world);
                   testsupport::StatusHolder status;

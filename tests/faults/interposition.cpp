@@ -58,7 +58,10 @@ std::counting_semaphore<64> heldThreadEnded{0};
 class Outside {
 public:
     Outside() : wasInside_(std::exchange(isInsideLibrary, false)), error_(errno) {}
-    ~Outside() { isInsideLibrary = wasInside_; errno = error_; }
+    ~Outside() {
+        isInsideLibrary = wasInside_;
+        errno = error_;
+    }
     Outside(const Outside&) = delete;
     Outside& operator=(const Outside&) = delete;
 
@@ -109,8 +112,8 @@ RuntimeCode findSanitizerRuntime() {
 
 const RuntimeCode sanitizerRuntime = findSanitizerRuntime();
 
-/// The world that answers whoever called a stand-in. A sanitizer that writes a report reads files of the system, whichever
-/// thread it found at work, and must get them.
+/// The world that answers whoever called a stand-in. A sanitizer that writes a report reads files of the system,
+/// whichever thread it found at work, and must get them.
 World* worldOf(const void* caller) {
     const auto address = reinterpret_cast<std::uintptr_t>(caller);
     return address >= sanitizerRuntime.begin && address < sanitizerRuntime.end ? nullptr : current.load();
@@ -250,7 +253,8 @@ int ioctl(int fd, unsigned long request, ...) noexcept {
     void* const argument = va_arg(arguments, void*);
     va_end(arguments);
     World* const world = current.load();
-    if (world == nullptr) return static_cast<int>(systemCall(SYS_ioctl, fd, static_cast<long>(request), address(argument)));
+    if (world == nullptr)
+        return static_cast<int>(systemCall(SYS_ioctl, fd, static_cast<long>(request), address(argument)));
     return static_cast<int>(Outside().finish(world->ioctl(fd, request, argument)));
 }
 
@@ -263,8 +267,8 @@ int select(int nfds, fd_set* readable, fd_set* writable, fd_set* exceptional, ti
     if (void (*const hook)() = selectHook.load()) hook();
     const auto* const words = reinterpret_cast<const unsigned long*>(readable);
     const auto bit = static_cast<unsigned>(nfds - 1);
-    return static_cast<int>(
-        Outside().finish(world->select(nfds, (words[bit / 64] >> (bit % 64) & 1) != 0, timeout->tv_sec, timeout->tv_usec)));
+    return static_cast<int>(Outside().finish(
+        world->select(nfds, (words[bit / 64] >> (bit % 64) & 1) != 0, timeout->tv_sec, timeout->tv_usec)));
 }
 
 int socket(int domain, int type, int protocol) noexcept {
@@ -305,7 +309,8 @@ struct dirent* readdir(DIR* directory) {
     Outside outside;
     static struct dirent entry;
     int error = 0;
-    const auto found = world->readDirectory(static_cast<int>(reinterpret_cast<char*>(directory) - &theDirectory), error);
+    const auto found =
+        world->readDirectory(static_cast<int>(reinterpret_cast<char*>(directory) - &theDirectory), error);
     outside.finish({0, error});
     if (!found) return nullptr;
     entry.d_type = found->type;
@@ -405,7 +410,8 @@ int nanosleep(const timespec* request, timespec* remainder) {
     return static_cast<int>(Outside().finish(world->sleep(request->tv_sec, request->tv_nsec)));
 }
 
-int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*function)(void*), void* argument) noexcept {
+int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*function)(void*),
+                   void* argument) noexcept {
     using Function = int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
     static Function* const real = next<Function>("pthread_create");
     World* const world = current.load();
@@ -428,8 +434,8 @@ int pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attrib
 }
 
 #ifdef HALVEX_THREAD_SANITIZER
-// Neither gcc 12's thread sanitizer nor clang 14's knows the timed lock of a chosen clock: either would take a mutex locked
-// by it for free. They know that of the real-time clock, which nobody steps while a sanitizer looks on.
+// Neither gcc 12's thread sanitizer nor clang 14's knows the timed lock of a chosen clock: either would take a mutex
+// locked by it for free. They know that of the real-time clock, which nobody steps while a sanitizer looks on.
 int pthread_mutex_clocklock(pthread_mutex_t* mutex, clockid_t clock, const timespec* deadline) noexcept {
     timespec now, realNow;
     systemCall(SYS_clock_gettime, clock, address(&now));
@@ -451,7 +457,8 @@ int pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attri
 }
 
 int pthread_cond_signal(pthread_cond_t* condition) noexcept {
-    if (current.load() == nullptr || areThreadsFree) return next<int(pthread_cond_t*)>("pthread_cond_signal")(condition);
+    if (current.load() == nullptr || areThreadsFree)
+        return next<int(pthread_cond_t*)>("pthread_cond_signal")(condition);
     if (!monitor.isWaiting) return 0;
     monitor.isSignalled = true;
     if (!monitor.isHeld) monitor.mayGoOn.release();

@@ -17,18 +17,17 @@ public:
     InsideLibrary& operator=(const InsideLibrary&) = delete;
 };
 
-/// The threads of the library run as they like: the monitoring thread makes a pass every 200 us, the monotonic clock is the
-/// system's. Until it is taken back.
+/// The threads of the library run as they like: the monitoring thread makes a pass every 200 us, the monotonic clock is
+/// the system's. Until it is taken back.
 void letThreadsRun(bool freely);
 /// Called in the calling thread before each select; null for nothing.
 void beforeEachSelect(void (*hook)());
 
-void awaitMonitorIdle();    ///< Until the monitoring thread waits for its event.
-void endMonitorPeriod();    ///< Lets its wait end as after 2 s.
-void holdMonitor();         ///< A set event does not end the wait before the release.
-bool releaseMonitor();      ///< Whether an event was set meanwhile.
-void holdNewThreads();      ///< A thread that is started waits at its first step.
-void releaseNewThreads();   ///< Lets them go on, and waits for them to end.
-
+void awaitMonitorIdle();   ///< Until the monitoring thread waits for its event.
+void endMonitorPeriod();   ///< Lets its wait end as after 2 s.
+void holdMonitor();        ///< A set event does not end the wait before the release.
+bool releaseMonitor();     ///< Whether an event was set meanwhile.
+void holdNewThreads();     ///< A thread that is started waits at its first step.
+void releaseNewThreads();  ///< Lets them go on, and waits for them to end.
 
 }  // namespace faults

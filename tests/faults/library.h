@@ -6,7 +6,8 @@
 
 namespace faults {
 
-/// While it lives, the C library's functions answer this process from the world. Threads: one makes, drives and destroys it.
+/// While it lives, the C library's functions answer this process from the world. Threads: one makes, drives and
+/// destroys it.
 class Library : public Subject {
 public:
     explicit Library(World& world);

@@ -23,7 +23,8 @@ Journal journalOf(World& world, Life&& life) {
 }
 
 long countOf(const Journal& journal, const std::string& beginning) {
-    return std::count_if(journal.begin(), journal.end(), [&](const std::string& line) { return line.starts_with(beginning); });
+    return std::count_if(journal.begin(), journal.end(),
+                         [&](const std::string& line) { return line.starts_with(beginning); });
 }
 
 TEST(KeptOnPurpose, ARefusedI210LeavesItsDescriptorOpen) {
@@ -32,7 +33,8 @@ TEST(KeptOnPurpose, ARefusedI210LeavesItsDescriptorOpen) {
         library.initialize();
         library.finalize();
     });
-    EXPECT_EQ(countOf(journal, "syslog 4 *** warning: Interface enp2s0 is not usable and will not be synchronized."), 1);
+    EXPECT_EQ(countOf(journal, "syslog 4 *** warning: Interface enp2s0 is not usable and will not be synchronized."),
+              1);
     EXPECT_EQ(journal.back(), "left: 11=/dev/ptp1 zombie 4000");
 }
 
@@ -83,7 +85,7 @@ TEST(KeptOnPurpose, Phc2sysInheritsTheDescriptorsOfThePtpClocksAndNoneOfTheDrive
         library.initialize();
         library.finalize();
     });
-    EXPECT_EQ(countOf(journal, "open /dev/ptp0 2 = 10"), 1);        // O_RDWR alone
+    EXPECT_EQ(countOf(journal, "open /dev/ptp0 2 = 10"), 1);  // O_RDWR alone
     EXPECT_EQ(countOf(journal, "open /dev/ptp1 2 = 11"), 1);
     EXPECT_EQ(countOf(journal, "open /dev/zu/fpga0 524290 = 12"), 1);  // with O_CLOEXEC
     EXPECT_EQ(countOf(journal, "open /dev/zu/ferrox0 524290 = 13"), 1);

@@ -1,5 +1,5 @@
-// Many threads of a host at once, with the library's own: for the thread sanitizer, and against a watchdog. HALVEX_STORM_CALLS
-// says how many calls; without it they are few enough for every test run.
+// Many threads of a host at once, with the library's own: for the thread sanitizer, and against a watchdog.
+// HALVEX_STORM_CALLS says how many calls; without it they are few enough for every test run.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -59,12 +59,24 @@ std::int32_t callOnce(unsigned long turn) {
     std::int32_t ppb = 0;
     char name[64];
     switch (turn % 10) {
-        case 0: zuqxmtk_setCorrectionPerSecond(static_cast<std::int32_t>(turn % 1000), status.get()); break;
-        case 1: zuqxmtk_getCorrectionPerSecond(&ppb, status.get()); break;
-        case 2: zuqxmtk_getMinCorrectionPerSecond(status.get()); break;
-        case 3: zuqxmtk_getMaxCorrectionPerSecond(status.get()); break;
-        case 4: zuqxmtk_getName(name); return zuqxmtk_isSeeded() && zuqxmtk_getAPIVersion() != 0 ? 0 : -1;
-        default: zuqxmtk_getTime(&time, status.get()); break;
+        case 0:
+            zuqxmtk_setCorrectionPerSecond(static_cast<std::int32_t>(turn % 1000), status.get());
+            break;
+        case 1:
+            zuqxmtk_getCorrectionPerSecond(&ppb, status.get());
+            break;
+        case 2:
+            zuqxmtk_getMinCorrectionPerSecond(status.get());
+            break;
+        case 3:
+            zuqxmtk_getMaxCorrectionPerSecond(status.get());
+            break;
+        case 4:
+            zuqxmtk_getName(name);
+            return zuqxmtk_isSeeded() && zuqxmtk_getAPIVersion() != 0 ? 0 : -1;
+        default:
+            zuqxmtk_getTime(&time, status.get());
+            break;
     }
     return status->code;
 }
@@ -85,7 +97,9 @@ std::int32_t applyOnce(long document) {
 class Tally {
 public:
     explicit Tally(long calls)
-        : calls_(calls), steps(std::clamp(calls / 10'000, 1L, 1000L)), documents(std::clamp(calls / 1000, 1L, 10'000L)) {}
+        : calls_(calls),
+          steps(std::clamp(calls / 10'000, 1L, 1000L)),
+          documents(std::clamp(calls / 1000, 1L, 10'000L)) {}
 
     /// The calls of one of the threads; among them its share of the steps and documents.
     void makeCalls(long thread) {

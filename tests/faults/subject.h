@@ -19,7 +19,7 @@ public:
     virtual void getCorrection() = 0;
     virtual void getLimits() = 0;
     virtual void applyMetaData(bool isPtp) = 0;  ///< kPtpDocument, or "{}"; until the thread has handed it on.
-    virtual void tick() = 0;                     ///< The 2 s are over: one pass of the monitoring thread, if there is one.
+    virtual void tick() = 0;  ///< The 2 s are over: one pass of the monitoring thread, if there is one.
 };
 
 /// Selects a PTP reference: offset 250 and UTC offset 37 reach the FPGA.

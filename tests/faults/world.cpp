@@ -215,8 +215,9 @@ Answer World::seek(int fd, long offset) {
 
 Answer World::select(int nfds, bool isWatched, long seconds, long microseconds) {
     const std::lock_guard lock(mutex_);
-    const Outcome* const fault = enter(Call::select, "select " + text(nfds) + (isWatched ? " watched " : " unwatched ") +
-                                                         text(seconds) + "." + text(microseconds));
+    const Outcome* const fault =
+        enter(Call::select, "select " + text(nfds) + (isWatched ? " watched " : " unwatched ") + text(seconds) + "." +
+                                text(microseconds));
     if (fault != nullptr && fault->error != 0) return finish({-1, fault->error});
     if (fault != nullptr && fault->count) return finish({*fault->count, 0});
     const Interface* const phc = phcOf(nfds - 1);
@@ -246,7 +247,8 @@ Answer World::setClock(int clock, std::int64_t seconds, std::int64_t nanoseconds
     const std::lock_guard lock(mutex_);
     const std::string line = "set clock " + text(clock) + " " + text(seconds) + "." + text(nanoseconds);
     if (const Outcome* fault = enter(Call::setClock, line)) return finish({-1, fault->error});
-    const std::uint64_t target = static_cast<std::uint64_t>(seconds) * kNsPerSecond + static_cast<std::uint64_t>(nanoseconds);
+    const std::uint64_t target =
+        static_cast<std::uint64_t>(seconds) * kNsPerSecond + static_cast<std::uint64_t>(nanoseconds);
     systemOffsetNs_ = static_cast<std::int64_t>(target - nowNs_);
     return finish({});
 }
@@ -276,10 +278,12 @@ Answer World::openDirectory(const char* path) {
 
 std::optional<World::Entry> World::readDirectory(int directory, int& error) {
     const std::lock_guard lock(mutex_);
-    const std::vector<Entry> network{{".", DT_DIR}, {"..", DT_DIR}, {"lo", DT_LNK}, {options_.firstName, DT_LNK},
+    const std::vector<Entry> network{{".", DT_DIR},    {"..", DT_DIR},
+                                     {"lo", DT_LNK},   {options_.firstName, DT_LNK},
                                      {"eth7", DT_LNK}, {options_.secondName, DT_LNK}};
-    static const std::vector<Entry> kClients{{".", DT_DIR}, {"..", DT_DIR}, {"bind", DT_REG}, {"module", DT_LNK},
-                                             {"7-004g", DT_LNK}, {"0-0055", DT_LNK}, {"1-0055", DT_LNK}};
+    static const std::vector<Entry> kClients{{".", DT_DIR},      {"..", DT_DIR},     {"bind", DT_REG},
+                                             {"module", DT_LNK}, {"7-004g", DT_LNK}, {"0-0055", DT_LNK},
+                                             {"1-0055", DT_LNK}};
     const Outcome* const fault = enter(Call::readDirectory, "read directory " + text(directory));
     error = fault != nullptr ? fault->error : 0;
     Descriptor* const descriptor = find(directory);
@@ -300,18 +304,20 @@ Answer World::closeDirectory(int directory) {
 Answer World::glob(const char* pattern, int flags, std::string& found) {
     const std::lock_guard lock(mutex_);
     const std::string name = pattern;
-    if (const Outcome* fault = enter(Call::glob, "glob " + name + " " + text(flags))) return finish({fault->count.value(), 0});
+    if (const Outcome* fault = enter(Call::glob, "glob " + name + " " + text(flags)))
+        return finish({fault->count.value(), 0});
     const std::string head = "/proc/driver/zu/*/deviceInterfaces/";
-    found = name == head + "nZUHORLIXFPGA000_HorlixFpga\\\\*"         ? kFpgaDirectory
+    found = name == head + "nZUHORLIXFPGA000_HorlixFpga\\\\*"       ? kFpgaDirectory
             : name == head + "nZUHORLIXFERROX000_HorlixFerrox\\\\*" ? kFerroxDirectory
-                                                                      : "";
+                                                                    : "";
     return finish({found.empty() ? 3 : 0, 0});
 }
 
 Answer World::openStream(const char* path, const char* mode) {
     const std::lock_guard lock(mutex_);
     const std::string name = path;
-    if (const Outcome* fault = enter(Call::openStream, "open stream " + name + " " + mode)) return finish({-1, fault->error});
+    if (const Outcome* fault = enter(Call::openStream, "open stream " + name + " " + mode))
+        return finish({-1, fault->error});
     if (!files_.contains(name)) return finish({-1, ENOENT});
     return finish(makeDescriptor(name));
 }
@@ -351,7 +357,8 @@ Answer World::spawn(int& pid, const char* path, char* const arguments[]) {
 
 Answer World::kill(int pid, int signal) {
     const std::lock_guard lock(mutex_);
-    if (const Outcome* fault = enter(Call::kill, "kill " + text(pid) + " " + text(signal))) return finish({-1, fault->error});
+    if (const Outcome* fault = enter(Call::kill, "kill " + text(pid) + " " + text(signal)))
+        return finish({-1, fault->error});
     if (!children_.contains(pid)) return finish({-1, ESRCH});
     children_[pid] = false;
     return finish({});
@@ -467,15 +474,18 @@ Answer World::driverRequest(bool isFpga, unsigned long request, void* argument, 
 
 std::uint64_t World::ferroxMethod(unsigned method, std::uint64_t argument, bool isRefused) {
     switch (method) {
-        case 0: return nowNs_ + static_cast<std::uint64_t>(ferroxOffsetNs_);
+        case 0:
+            return nowNs_ + static_cast<std::uint64_t>(ferroxOffsetNs_);
         case 1:
             if (!isRefused) emitEpoch();
             return 0;
-        case 2: return ferroxEpochNs_;
+        case 2:
+            return ferroxEpochNs_;
         case 3:
             if (!isRefused) ferroxOffsetNs_ = sum(ferroxOffsetNs_, argument);
             return 0;
-        default: return 0;
+        default:
+            return 0;
     }
 }
 
@@ -487,10 +497,15 @@ std::uint64_t World::fpgaMethod(unsigned method, std::uint64_t argument, bool is
         case 1:
             if (!isRefused) fpgaIsRunning = true;
             return 0;
-        case 3: reinterpret_cast<unsigned char*>(argument)[4] = fpgaIsRunning ? 1 : 0; return 0;
-        case 4: return fpgaReadsZero ? 0 : nowNs_ + static_cast<std::uint64_t>(fpgaOffsetNs_);
-        case 5: return fpgaEpochNs_;
-        default: return 0;
+        case 3:
+            reinterpret_cast<unsigned char*>(argument)[4] = fpgaIsRunning ? 1 : 0;
+            return 0;
+        case 4:
+            return fpgaReadsZero ? 0 : nowNs_ + static_cast<std::uint64_t>(fpgaOffsetNs_);
+        case 5:
+            return fpgaEpochNs_;
+        default:
+            return 0;
     }
 }
 

@@ -1,4 +1,5 @@
-// The world around the library as a fault sweep needs it: small, single-file, repeatable, every call numbered and written down.
+// The world around the library as a fault sweep needs it: small, single-file, repeatable, every call numbered and
+// written down.
 #pragma once
 
 #include <array>
@@ -15,8 +16,30 @@
 namespace faults {
 
 enum class Call {
-    open, close, read, write, seek, ioctl, select, socket, readClock, setClock, adjustClock, openDirectory, readDirectory,
-    closeDirectory, glob, openStream, readStream, closeStream, spawn, kill, sleep, startThread, makeMutex, makeCondition,
+    open,
+    close,
+    read,
+    write,
+    seek,
+    ioctl,
+    select,
+    socket,
+    readClock,
+    setClock,
+    adjustClock,
+    openDirectory,
+    readDirectory,
+    closeDirectory,
+    glob,
+    openStream,
+    readStream,
+    closeStream,
+    spawn,
+    kill,
+    sleep,
+    startThread,
+    makeMutex,
+    makeCondition,
     wait
 };
 
@@ -60,8 +83,9 @@ struct WorldOptions {
     int pinsOfFirst = 4;
 };
 
-/// Two I210s, the FPGA, the Ferrox chip, the oscillator and the system clock, in integers. Time moves 1 us a call. Every
-/// step of a slave loses 1.5 us. Threads: thread-safe. Failure: none of its own; what the calls report is their answer.
+/// Two I210s, the FPGA, the Ferrox chip, the oscillator and the system clock, in integers. Time moves 1 us a call.
+/// Every step of a slave loses 1.5 us. Threads: thread-safe. Failure: none of its own; what the calls report is their
+/// answer.
 class World {
 public:
     explicit World(const WorldOptions& options = {});
@@ -77,9 +101,13 @@ public:
     Answer socket(int domain, int type, int protocol);
     Answer readClock(int clock, std::int64_t& seconds, std::int64_t& nanoseconds);
     Answer setClock(int clock, std::int64_t seconds, std::int64_t nanoseconds);
-    Answer adjustClock(int clock, std::uint32_t modes, std::int64_t frequency, std::int64_t seconds, std::int64_t fraction);
+    Answer adjustClock(int clock, std::uint32_t modes, std::int64_t frequency, std::int64_t seconds,
+                       std::int64_t fraction);
     Answer openDirectory(const char* path);
-    struct Entry { std::string name; unsigned char type; };
+    struct Entry {
+        std::string name;
+        unsigned char type;
+    };
     std::optional<Entry> readDirectory(int directory, int& error);
     Answer closeDirectory(int directory);
     Answer glob(const char* pattern, int flags, std::string& found);
@@ -98,19 +126,22 @@ public:
     std::int64_t nsUntil(std::int64_t seconds, std::int64_t nanoseconds) const;
     void syslog(int priority, std::string_view text);
 
-    void arm(const FaultPlan& plan);   ///< Positions count from here.
+    void arm(const FaultPlan& plan);  ///< Positions count from here.
     void disarm();
     /// The kind of the call at the armed position, and whether it went to a driver; none when no call came that far.
-    struct Met { Call call; bool isDriver; };
+    struct Met {
+        Call call;
+        bool isDriver;
+    };
     std::optional<Met> met() const { return met_; }
     long callsSinceArmed() const { return position_; }
 
-    void note(std::string text);       ///< A line of the journal that is no call.
-    void noteWhatIsLeft();             ///< Open descriptors and living children, as one line.
+    void note(std::string text);  ///< A line of the journal that is no call.
+    void noteWhatIsLeft();        ///< Open descriptors and living children, as one line.
     const std::vector<std::string>& journal() const { return journal_; }
 
     std::array<Interface, 2> interfaces;
-    bool isQuiet = false;                ///< Keeps no journal, so that a long life needs no memory.
+    bool isQuiet = false;                      ///< Keeps no journal, so that a long life needs no memory.
     std::atomic<bool> refusesMetadata{false};  ///< The next record that the FPGA gets fails, once.
     std::atomic<long> refusedMetadata{0};
     std::size_t mostDescriptors = 1000;  ///< One more is EMFILE.
@@ -119,11 +150,18 @@ public:
     long edgesThatTheFpgaMisses = 0;
 
 private:
-    struct Descriptor { std::string path; std::size_t offset = 0; std::size_t directoryPosition = 0; };
+    struct Descriptor {
+        std::string path;
+        std::size_t offset = 0;
+        std::size_t directoryPosition = 0;
+    };
 
     const Outcome* enter(Call call, std::string text, bool isDriver = false);
     void leave(const Answer& answer);
-    Answer finish(Answer answer) { leave(answer); return answer; }
+    Answer finish(Answer answer) {
+        leave(answer);
+        return answer;
+    }
     Answer plain(Call call, std::string text);
     Answer makeDescriptor(std::string path);
     Descriptor* find(int fd);

@@ -26,11 +26,11 @@ TEST_F(ColdStart, BringsTheMasterToTheSystemTimeWithinAStepOfTheMaster) {
 TEST_F(ColdStart, SaysInSyslogWhatItFound) {
     switchOn();
     initialize();
-    EXPECT_THAT(syslogLines(),
-                ElementsAre("Interface enp1s0 will be synchronized.", "Interface enp2s0 will be synchronized.",
-                            "System time will be synchronized to enp1s0.",
-                            "smbusPath: /sys/bus/i2c/drivers/si514/0-0055/",
-                            testing::ContainsRegex("^Successfully aligned all timekeeping elements after [2-9]")));
+    EXPECT_THAT(
+        syslogLines(),
+        ElementsAre("Interface enp1s0 will be synchronized.", "Interface enp2s0 will be synchronized.",
+                    "System time will be synchronized to enp1s0.", "smbusPath: /sys/bus/i2c/drivers/si514/0-0055/",
+                    testing::ContainsRegex("^Successfully aligned all timekeeping elements after [2-9]")));
     EXPECT_EQ(happenings("syslog")[3].at("priority"), 3) << "the path is told at error priority";
 }
 
@@ -66,7 +66,8 @@ TEST_F(ColdStart, AnswersWithTheMastersTime) {
     initialize();
     const std::uint64_t time = getTime();
     std::uint64_t truth = 0;
-    board_->withModel([&](board& model, std::uint64_t rawNs) { truth = board_clock_time(&model, rawNs, BOARD_CLOCK_FERROX); });
+    board_->withModel(
+        [&](board& model, std::uint64_t rawNs) { truth = board_clock_time(&model, rawNs, BOARD_CLOCK_FERROX); });
     EXPECT_LT(truth - time, 10'000U) << "not older than one driver call";
 }
 

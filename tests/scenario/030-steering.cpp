@@ -76,7 +76,8 @@ error = "EIO"
 )");
     initialize();
     EXPECT_EQ(setCorrection(500), -52024);
-    EXPECT_EQ(lastMessage(), "Error writing file: /sys/bus/i2c/drivers/si514/0-0055/ppb_offset. Error: Input/output error");
+    EXPECT_EQ(lastMessage(),
+              "Error writing file: /sys/bus/i2c/drivers/si514/0-0055/ppb_offset. Error: Input/output error");
 }
 
 TEST_F(Steering, TakesTwoCallsEachWay) {
@@ -86,8 +87,8 @@ TEST_F(Steering, TakesTwoCallsEachWay) {
     ASSERT_EQ(setCorrection(500), 0);
     std::int32_t correctionPpb = 0;
     codeOf([&](zuerr_Status* status) { zuqxmtk_getCorrectionPerSecond(&correctionPpb, status); });
-    EXPECT_THAT(calls(), testing::ElementsAre("lseek si514 ppb_offset", "write si514 ppb_offset", "lseek si514 ppb_offset",
-                                              "read si514 ppb_offset"));
+    EXPECT_THAT(calls(), testing::ElementsAre("lseek si514 ppb_offset", "write si514 ppb_offset",
+                                              "lseek si514 ppb_offset", "read si514 ppb_offset"));
 }
 
 }  // namespace

@@ -64,7 +64,8 @@ TEST_F(Metadata, ThatIsBrokenFailsOneLaterCallForEachCollection) {
 
 TEST_F(Metadata, WithAnOffsetOutOfRangeReportsTheConversion) {
     ASSERT_EQ(applyMetaData(R"({"selectedTRInstID":"a","TRs":{"a":{"type":"IEEE 1588-2008",
-        "protocolData":{"utcOffset":2147483648}}}})"), 0);
+        "protocolData":{"utcOffset":2147483648}}}})"),
+              0);
     waitS(0.1);
     EXPECT_EQ(snapTime(0), -52003);
     EXPECT_THAT(lastText_, testing::HasSubstr("bad numeric conversion: positive overflow"));

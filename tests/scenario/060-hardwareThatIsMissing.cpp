@@ -16,7 +16,8 @@ protected:
     }
 
     static long countDescriptors() {
-        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
+                             std::filesystem::directory_iterator());
     }
 
     /// Whatever failed: nothing is published, no child is left, and a finalise is harmless.
@@ -24,7 +25,8 @@ protected:
         std::uint64_t time = 42;
         EXPECT_EQ(codeOf([&](zuerr_Status* status) { zuqxmtk_getTime(&time, status); }), -52010);
         EXPECT_EQ(time, 42U);
-        EXPECT_EQ(lastMessage(), "zuqxmtk_initialize was not called or did not successfully initialize the timekeeper.");
+        EXPECT_EQ(lastMessage(),
+                  "zuqxmtk_initialize was not called or did not successfully initialize the timekeeper.");
         int running = 0;
         for (const auto& child : happenings("phc2sys")) running += child.at("state") == "running" ? 1 : -1;
         EXPECT_EQ(running, 0);
@@ -105,7 +107,9 @@ TEST_F(HardwareThatIsMissing, AnInterfaceWhoseClockCannotBeOpenedAbortsTheDiscov
 }
 
 TEST_F(HardwareThatIsMissing, AnAlignmentThatFailsFailsTheInitialisation) {
-    switchOn("[[fault]]\ncall = \"ioctl\"\ntarget = \"ferrox\"\nrequest = \"generateEpochSignal\"\ndriver_status = -52024\n");
+    switchOn(
+        "[[fault]]\ncall = \"ioctl\"\ntarget = \"ferrox\"\nrequest = \"generateEpochSignal\"\ndriver_status = "
+        "-52024\n");
     EXPECT_EQ(initializeAndCatch(), -52024);
     EXPECT_EQ(lastMessage(), "Unable to generate epoch from FerroxEpochDevice");
     EXPECT_EQ(countSyslog("trying to sync FerroxEpochDevice, retry count 0: FAIL(-52024,"), 1);
@@ -113,7 +117,9 @@ TEST_F(HardwareThatIsMissing, AnAlignmentThatFailsFailsTheInitialisation) {
 }
 
 TEST_F(HardwareThatIsMissing, AFailureLeavesNoDescriptorOpenAndASecondTrySucceeds) {
-    switchOn("[[fault]]\ncall = \"ioctl\"\ntarget = \"ferrox\"\nrequest = \"generateEpochSignal\"\ndriver_status = -52024\n");
+    switchOn(
+        "[[fault]]\ncall = \"ioctl\"\ntarget = \"ferrox\"\nrequest = \"generateEpochSignal\"\ndriver_status = "
+        "-52024\n");
     const long before = countDescriptors();
     EXPECT_EQ(initializeAndCatch(), -52024);
     zuqxmtk_finalize();

@@ -60,17 +60,16 @@ offset = "0 ns"
     waitS(0.5);
     std::vector<std::string> calls = this->calls();
     calls.erase(calls.begin(), calls.begin() + 3);  // the step itself
-    EXPECT_THAT(calls,
-                ElementsAre("socket network socket", "ioctl eth0 socket SIOCGIFFLAGS", "close network socket",
-                            // The falling edge of the last pulse is still queued.
-                            "select eth0 ptp", "read eth0 ptp", "select eth0 ptp", "ioctl eth0 ptp PTP_PIN_SETFUNC",
-                            "ioctl eth0 ptp PTP_PIN_SETFUNC",
-                            "ioctl eth0 ptp PTP_EXTTS_REQUEST", "ioctl fpga node getTime",
-                            "ioctl fpga node getEpochTimestamp", "ioctl ferrox node generateEpochSignal",
-                            "ioctl ferrox node getEpochTimestamp", "socket network socket",
-                            "ioctl eth0 socket SIOCGIFFLAGS", "close network socket", "select eth0 ptp", "read eth0 ptp",
-                            "ioctl eth0 ptp PTP_PIN_SETFUNC", "ioctl fpga node getTime",
-                            "ioctl fpga node getEpochTimestamp"));
+    EXPECT_THAT(
+        calls,
+        ElementsAre("socket network socket", "ioctl eth0 socket SIOCGIFFLAGS", "close network socket",
+                    // The falling edge of the last pulse is still queued.
+                    "select eth0 ptp", "read eth0 ptp", "select eth0 ptp", "ioctl eth0 ptp PTP_PIN_SETFUNC",
+                    "ioctl eth0 ptp PTP_PIN_SETFUNC", "ioctl eth0 ptp PTP_EXTTS_REQUEST", "ioctl fpga node getTime",
+                    "ioctl fpga node getEpochTimestamp", "ioctl ferrox node generateEpochSignal",
+                    "ioctl ferrox node getEpochTimestamp", "socket network socket", "ioctl eth0 socket SIOCGIFFLAGS",
+                    "close network socket", "select eth0 ptp", "read eth0 ptp", "ioctl eth0 ptp PTP_PIN_SETFUNC",
+                    "ioctl fpga node getTime", "ioctl fpga node getEpochTimestamp"));
 }
 
 TEST_F(WhatIsCalled, FinalisingFinishesAPassThenReleasesEverything) {

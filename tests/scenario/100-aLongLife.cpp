@@ -17,7 +17,8 @@ protected:
             board_->doEvent(BOARD_EVENT_INTERFACE_DOWN, BOARD_TARGET_INTERFACE(minute % 2));
             waitS(10);
             ASSERT_EQ(snapTime(static_cast<std::int64_t>(random() % 2'000'000'000) - 1'000'000'000), 0) << lastText_;
-            board_->doEvent(BOARD_EVENT_JUMP, BOARD_TARGET_INTERFACE(minute % 2), static_cast<std::int64_t>(random() % 100'000));
+            board_->doEvent(BOARD_EVENT_JUMP, BOARD_TARGET_INTERFACE(minute % 2),
+                            static_cast<std::int64_t>(random() % 100'000));
             waitS(10);
             board_->doEvent(BOARD_EVENT_INTERFACE_UP, BOARD_TARGET_INTERFACE(minute % 2));
             ASSERT_EQ(setCorrection(static_cast<std::int32_t>(random() % 124'001) - 62'000), 0) << lastText_;
@@ -56,7 +57,8 @@ TEST_F(ALongLife, IsTheSameTwiceForOneSeedAndAnotherForTwo) {
 TEST_F(ALongLife, LeavesNoDescriptorAndNoChildAfterAHundredLives) {
     switchOn();
     const auto countDescriptors = [] {
-        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
+                             std::filesystem::directory_iterator());
     };
     const auto before = countDescriptors();
     for (int life = 0; life < 100; ++life) {

@@ -19,7 +19,8 @@ using halvexTimekeeper::EpochDevices;
 /// A slave that gives up after a number of epochs and, when asked to, takes every step single.
 class PatientSlave final : public EpochDeviceInterface {
 public:
-    PatientSlave(EpochDeviceInterface& slave, bool takesSingleSteps) : slave_(slave), takesSingleSteps_(takesSingleSteps) {}
+    PatientSlave(EpochDeviceInterface& slave, bool takesSingleSteps)
+        : slave_(slave), takesSingleSteps_(takesSingleSteps) {}
 
     const std::string& getName() const override { return slave_.getName(); }
     halvexTimekeeper::QxmTimestamp getTime() override { return slave_.getTime(); }

@@ -23,7 +23,8 @@ void forEachEntry(const char* directory, Action action) {
     closedir(stream);
 }
 
-/// Written memory alone: a page of a file that is only read becomes private by itself when the other processes that map it end.
+/// Written memory alone: a page of a file that is only read becomes private by itself when the other processes that map
+/// it end.
 std::int64_t readWrittenKiB() {
     std::FILE* const file = std::fopen("/proc/self/smaps_rollup", "re");
     if (file == nullptr) std::abort();

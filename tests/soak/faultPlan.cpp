@@ -47,25 +47,44 @@ Outcomes outcomesOf(const board_call& call) noexcept {
     const bool isDriver = call.target == BOARD_TARGET_FERROX || call.target == BOARD_TARGET_FPGA;
     switch (call.kind) {
         case BOARD_CALL_OPEN:
-        case BOARD_CALL_FOPEN: return {kOpen};
-        case BOARD_CALL_CLOSE: return {kClose};
-        case BOARD_CALL_READ: return {kRead, kReadCounts};
-        case BOARD_CALL_WRITE: return {kWrite, kWriteCounts};
-        case BOARD_CALL_LSEEK: return {kSeek, kSeekCounts};
-        case BOARD_CALL_IOCTL: return isDriver ? Outcomes{kRequest, {}, kDriverStatus} : Outcomes{kRequest};
-        case BOARD_CALL_SELECT: return {kSelect, kSelectCounts};
-        case BOARD_CALL_SOCKET: return {kSocket};
-        case BOARD_CALL_CLOCK_GETTIME: return {kReadClock};
-        case BOARD_CALL_CLOCK_SETTIME: return {kSetClock};
-        case BOARD_CALL_CLOCK_ADJTIME: return {kAdjustClock};
-        case BOARD_CALL_OPENDIR: return {kOpenDirectory};
-        case BOARD_CALL_READDIR: return {kReadDirectory};
-        case BOARD_CALL_GLOB: return {kGlob};
-        case BOARD_CALL_FREAD: return {kReadStream};
-        case BOARD_CALL_POSIX_SPAWN: return {kSpawn};
-        case BOARD_CALL_KILL: return {kKill};
-        case BOARD_CALL_NANOSLEEP: return {kSleep};
-        default: return {};
+        case BOARD_CALL_FOPEN:
+            return {kOpen};
+        case BOARD_CALL_CLOSE:
+            return {kClose};
+        case BOARD_CALL_READ:
+            return {kRead, kReadCounts};
+        case BOARD_CALL_WRITE:
+            return {kWrite, kWriteCounts};
+        case BOARD_CALL_LSEEK:
+            return {kSeek, kSeekCounts};
+        case BOARD_CALL_IOCTL:
+            return isDriver ? Outcomes{kRequest, {}, kDriverStatus} : Outcomes{kRequest};
+        case BOARD_CALL_SELECT:
+            return {kSelect, kSelectCounts};
+        case BOARD_CALL_SOCKET:
+            return {kSocket};
+        case BOARD_CALL_CLOCK_GETTIME:
+            return {kReadClock};
+        case BOARD_CALL_CLOCK_SETTIME:
+            return {kSetClock};
+        case BOARD_CALL_CLOCK_ADJTIME:
+            return {kAdjustClock};
+        case BOARD_CALL_OPENDIR:
+            return {kOpenDirectory};
+        case BOARD_CALL_READDIR:
+            return {kReadDirectory};
+        case BOARD_CALL_GLOB:
+            return {kGlob};
+        case BOARD_CALL_FREAD:
+            return {kReadStream};
+        case BOARD_CALL_POSIX_SPAWN:
+            return {kSpawn};
+        case BOARD_CALL_KILL:
+            return {kKill};
+        case BOARD_CALL_NANOSLEEP:
+            return {kSleep};
+        default:
+            return {};
     }
 }
 

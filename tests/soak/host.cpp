@@ -89,7 +89,9 @@ void Host::act() {
     }
     switch (random_.below(12)) {
         case 0:
-        case 1: snapTime(static_cast<std::int64_t>(random_.below(4 * kNsPerSecond)) - 2 * kNsPerSecond); break;
+        case 1:
+            snapTime(static_cast<std::int64_t>(random_.below(4 * kNsPerSecond)) - 2 * kNsPerSecond);
+            break;
         case 2: {
             const auto ppb = static_cast<std::int32_t>(random_.below(124'001)) - 62'000;
             call([=](zuerr_Status* status) { zuqxmtk_setCorrectionPerSecond(ppb, status); });
@@ -107,14 +109,18 @@ void Host::act() {
                 zuqxmtk_getTime(&time, status);
             });
             break;
-        case 5: applyMetaData(random_.below(4) != 0); break;
+        case 5:
+            applyMetaData(random_.below(4) != 0);
+            break;
         case 6:
             if (random_.below(20) != 0) break;
             finalize();
             expectNothingLeft();
             initialize();
             break;
-        default: world_.happen(random_); break;
+        default:
+            world_.happen(random_);
+            break;
     }
 }
 
@@ -168,8 +174,8 @@ void Host::collectErrors() {
 }
 
 /// What a host cannot mend by a step: no session, a clock that was refused, a descriptor lost, no phc2sys, or a system
-/// clock that is far off. A descriptor is lost when a request on a clock failed (it is closed then) or when the FPGA could
-/// not be found again; not otherwise.
+/// clock that is far off. A descriptor is lost when a request on a clock failed (it is closed then) or when the FPGA
+/// could not be found again; not otherwise.
 bool Host::needsRestart() {
     failedRequestsOfHour_ += tally().failedPtpRequests;
     const bool wasKilled = world_.takeWasKilled();

@@ -30,21 +30,31 @@ constexpr std::int32_t kSilent = 0;
 std::int32_t platformCode(int error) noexcept {
     switch (error) {
         case EPERM:
-        case EACCES: return kDenied;
+        case EACCES:
+            return kDenied;
         case ENOENT:
         case ENXIO:
-        case ENODEV: return kNotFound;
-        case EINTR: return kInterrupted;
-        case EIO: return kCommunications;
+        case ENODEV:
+            return kNotFound;
+        case EINTR:
+            return kInterrupted;
+        case EIO:
+            return kCommunications;
         case ENOMEM:
         case ENFILE:
-        case EMFILE: return kMemoryFull;
-        case EBUSY: return kBusy;
-        case EINVAL: return kInvalid;
+        case EMFILE:
+            return kMemoryFull;
+        case EBUSY:
+            return kBusy;
+        case EINVAL:
+            return kInvalid;
         case ENOTTY:
-        case EOPNOTSUPP: return kUnsupported;
-        case ETIMEDOUT: return kTimedOut;
-        default: return kOsFault;
+        case EOPNOTSUPP:
+            return kUnsupported;
+        case ETIMEDOUT:
+            return kTimedOut;
+        default:
+            return kOsFault;
     }
 }
 
@@ -73,22 +83,29 @@ std::int32_t codeOfRead(const board_call& call, const board_fault_outcome& outco
     const bool isShort = outcome.error == 0;
     switch (call.file) {
         case BOARD_FILE_VENDOR:
-        case BOARD_FILE_DEVICE: return kSilent;  // no interface of ours, then
-        case BOARD_FILE_NAME: return isShort ? kSilent : kCommunications;
+        case BOARD_FILE_DEVICE:
+            return kSilent;  // no interface of ours, then
+        case BOARD_FILE_NAME:
+            return isShort ? kSilent : kCommunications;
         // An empty text is no number; a cut one is another number.
         case BOARD_FILE_PPB_OFFSET:
             return !isShort ? kCommunications : outcome.short_count == 0 ? kSoftwareFault : kSilent;
-        default: return kCommunications;
+        default:
+            return kCommunications;
     }
 }
 
 std::int32_t codeOfOpen(const board_call& call, const board_fault_outcome& outcome) noexcept {
     switch (call.file) {
         case BOARD_FILE_VENDOR:
-        case BOARD_FILE_DEVICE: return kSilent;
-        case BOARD_FILE_NODE: return platformCode(outcome.error);
-        case BOARD_FILE_PTP: return kCommunications;
-        default: return kNotFound;
+        case BOARD_FILE_DEVICE:
+            return kSilent;
+        case BOARD_FILE_NODE:
+            return platformCode(outcome.error);
+        case BOARD_FILE_PTP:
+            return kCommunications;
+        default:
+            return kNotFound;
     }
 }
 
@@ -96,8 +113,10 @@ std::int32_t codeOfOpen(const board_call& call, const board_fault_outcome& outco
 
 std::int32_t codeDue(const board_call& call, const board_call& previous, const board_fault_outcome& outcome) noexcept {
     switch (call.kind) {
-        case BOARD_CALL_OPEN: return codeOfOpen(call, outcome);
-        case BOARD_CALL_READ: return codeOfRead(call, outcome);
+        case BOARD_CALL_OPEN:
+            return codeOfOpen(call, outcome);
+        case BOARD_CALL_READ:
+            return codeOfRead(call, outcome);
         case BOARD_CALL_IOCTL:
             if (isRequestOfDriver(call.detail)) return codeOfDriverRequest(call, outcome);
             return isPartingRequest(call, previous) ? kSilent : kCommunications;
@@ -108,18 +127,26 @@ std::int32_t codeDue(const board_call& call, const board_call& previous, const b
         case BOARD_CALL_SOCKET:
         case BOARD_CALL_CLOCK_ADJTIME:
         case BOARD_CALL_LSEEK:
-        case BOARD_CALL_FREAD: return kCommunications;
-        case BOARD_CALL_CLOCK_GETTIME: return call.target == BOARD_TARGET_SYSTEM ? kOsFault : kCommunications;
+        case BOARD_CALL_FREAD:
+            return kCommunications;
+        case BOARD_CALL_CLOCK_GETTIME:
+            return call.target == BOARD_TARGET_SYSTEM ? kOsFault : kCommunications;
         case BOARD_CALL_CLOCK_SETTIME:
-        case BOARD_CALL_POSIX_SPAWN: return kOsFault;
-        case BOARD_CALL_OPENDIR: return call.target == BOARD_TARGET_SI514 ? kNotFound : kUnsupported;
-        case BOARD_CALL_READDIR: return call.target == BOARD_TARGET_SI514 ? kNotFound : kSilent;  // a shorter list
-        case BOARD_CALL_GLOB: return kSoftwareFault;
+        case BOARD_CALL_POSIX_SPAWN:
+            return kOsFault;
+        case BOARD_CALL_OPENDIR:
+            return call.target == BOARD_TARGET_SI514 ? kNotFound : kUnsupported;
+        case BOARD_CALL_READDIR:
+            return call.target == BOARD_TARGET_SI514 ? kNotFound : kSilent;  // a shorter list
+        case BOARD_CALL_GLOB:
+            return kSoftwareFault;
         // Tried again ten and five times; nothing is said about a failed attempt.
         case BOARD_CALL_FOPEN:
-        case BOARD_CALL_WRITE: return kSilent;
+        case BOARD_CALL_WRITE:
+            return kSilent;
         // Nobody is told that letting go failed, or that a pause was short.
-        default: return kSilent;
+        default:
+            return kSilent;
     }
 }
 

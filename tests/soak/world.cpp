@@ -69,18 +69,30 @@ void World::happen(Random& random) {
     const int interface = BOARD_TARGET_INTERFACE(static_cast<int>(which));
     switch (random.below(14)) {
         case 0:
-        case 1: toggle(isDown_[which], BOARD_EVENT_INTERFACE_DOWN, BOARD_EVENT_INTERFACE_UP, interface); break;
-        case 2: toggle(isGone_[which], BOARD_EVENT_DRIVER_GONE, BOARD_EVENT_DRIVER_BACK, interface); break;
-        case 3: doEvent(BOARD_EVENT_PHC_RESET, interface); break;
+        case 1:
+            toggle(isDown_[which], BOARD_EVENT_INTERFACE_DOWN, BOARD_EVENT_INTERFACE_UP, interface);
+            break;
+        case 2:
+            toggle(isGone_[which], BOARD_EVENT_DRIVER_GONE, BOARD_EVENT_DRIVER_BACK, interface);
+            break;
+        case 3:
+            doEvent(BOARD_EVENT_PHC_RESET, interface);
+            break;
         case 4:
             doEvent(BOARD_EVENT_JUMP, interface, static_cast<std::int64_t>(random.below(2'000'000)) - 1'000'000);
             break;
         case 5:
             if (edgesToLose_[which]++ < kMostEdgesToLose) doEvent(BOARD_EVENT_LOSE_EDGES, interface, 1);
             break;
-        case 6: doEvent(BOARD_EVENT_STALE_EVENTS, interface, static_cast<std::int64_t>(1 + random.below(200))); break;
-        case 7: toggle(isFpgaStopped_, BOARD_EVENT_FPGA_STOP, BOARD_EVENT_FPGA_RUN, BOARD_TARGET_FPGA); break;
-        case 8: toggle(isFpgaGone_, BOARD_EVENT_DRIVER_GONE, BOARD_EVENT_DRIVER_BACK, BOARD_TARGET_FPGA); break;
+        case 6:
+            doEvent(BOARD_EVENT_STALE_EVENTS, interface, static_cast<std::int64_t>(1 + random.below(200)));
+            break;
+        case 7:
+            toggle(isFpgaStopped_, BOARD_EVENT_FPGA_STOP, BOARD_EVENT_FPGA_RUN, BOARD_TARGET_FPGA);
+            break;
+        case 8:
+            toggle(isFpgaGone_, BOARD_EVENT_DRIVER_GONE, BOARD_EVENT_DRIVER_BACK, BOARD_TARGET_FPGA);
+            break;
         case 9:
             doEvent(BOARD_EVENT_CRYSTAL, BOARD_TARGET_ANY, static_cast<std::int64_t>(random.below(10'000'000)));
             break;
@@ -92,8 +104,12 @@ void World::happen(Random& random) {
             isIncapable_[which] = !isIncapable_[which];
             doEvent(BOARD_EVENT_CAPABILITIES, interface, isIncapable_[which] ? 0 : kAllCapabilities);
             break;
-        case 12: toggle(isFerroxGone_, BOARD_EVENT_DRIVER_GONE, BOARD_EVENT_DRIVER_BACK, BOARD_TARGET_FERROX); break;
-        default: toggle(isSi514Gone_, BOARD_EVENT_DRIVER_GONE, BOARD_EVENT_DRIVER_BACK, BOARD_TARGET_SI514); break;
+        case 12:
+            toggle(isFerroxGone_, BOARD_EVENT_DRIVER_GONE, BOARD_EVENT_DRIVER_BACK, BOARD_TARGET_FERROX);
+            break;
+        default:
+            toggle(isSi514Gone_, BOARD_EVENT_DRIVER_GONE, BOARD_EVENT_DRIVER_BACK, BOARD_TARGET_SI514);
+            break;
     }
 }
 

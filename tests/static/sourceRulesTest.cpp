@@ -104,14 +104,16 @@ std::string deviceOf(const std::string& source) {
 bool mayPluginInclude(const std::string& source, const std::string& included) {
     if (!isBelow(included, kPlugin)) {
         switch (roomOf(source)) {
-            case Room::componentInterface: return included == "source/tools/qxmTimestamp.h";
+            case Room::componentInterface:
+                return included == "source/tools/qxmTimestamp.h";
             case Room::device:
                 return isBelow(included, "zuerr") || isBelow(included, "zuplat") || isBelow(included, "zujsonlh") ||
                        isBelow(included, "interfaces") || isBelow(included, "source/tools");
             case Room::timekeeper:
                 return isBelow(included, "zuerr") || isBelow(included, "source/tools") ||
                        isBelow(included, "zuplat/quarks");
-            case Room::entry: return !isBelow(included, "board") && !isBelow(included, "tests");
+            case Room::entry:
+                return !isBelow(included, "board") && !isBelow(included, "tests");
         }
     }
     const Room from = roomOf(source);
@@ -181,10 +183,10 @@ TEST(FloorPlan, ShowsHostsAndBoundaryTestsThePublicHeadersOnly) {
     for (const std::string folder : {"host", "tests/boundary"}) {
         for (const auto& source : sourcesBelow(folder)) {
             for (const auto& included : includesOf(source)) {
-                const bool isOwn = included.find('/') == std::string::npos || isBelow(included, "host") ||
-                                   isBelow(included, "tests");
-                const bool isPublic = included == "zuqxmtk.h" || included == "include/zuqxmtk.h" ||
-                                      included == "zuerr/zuerr_Status.h";
+                const bool isOwn =
+                    included.find('/') == std::string::npos || isBelow(included, "host") || isBelow(included, "tests");
+                const bool isPublic =
+                    included == "zuqxmtk.h" || included == "include/zuqxmtk.h" || included == "zuerr/zuerr_Status.h";
                 EXPECT_TRUE(isOwn || isPublic) << source << " includes " << included;
             }
         }
@@ -192,7 +194,8 @@ TEST(FloorPlan, ShowsHostsAndBoundaryTestsThePublicHeadersOnly) {
 }
 
 TEST(Sources, SayInTheirFirstLineWhatTheyAre) {
-    for (const std::string folder : {"zuerr", "zuplat", "zujsonlh", "interfaces", "source", "include", "board", "host", "tests"}) {
+    for (const std::string folder :
+         {"zuerr", "zuplat", "zujsonlh", "interfaces", "source", "include", "board", "host", "tests"}) {
         for (const auto& source : sourcesBelow(folder)) {
             const std::string content = contentOf(kRoot / source);
             EXPECT_TRUE(content.starts_with("// ") || content.starts_with("/* ")) << source;
@@ -222,7 +225,8 @@ TEST(Sources, NameEveryErrorSiteOfAUnitOnce) {
         const std::string content = contentOf(kRoot / source);
         for (std::sregex_iterator match(content.begin(), content.end(), kSite), end; match != end; ++match) {
             const auto [earlier, isNew] = sites.emplace(std::pair{(*match)[1].str(), (*match)[2].str()}, source);
-            EXPECT_TRUE(isNew) << source << " and " << earlier->second << " report " << (*match)[1] << ":" << (*match)[2];
+            EXPECT_TRUE(isNew) << source << " and " << earlier->second << " report " << (*match)[1] << ":"
+                               << (*match)[2];
         }
     }
     EXPECT_GT(sites.size(), 5U);

@@ -112,8 +112,9 @@ protected:
         for (const auto& call : happenings("call")) {
             std::string word = call.at("call").get<std::string>() + " " + call.at("target").get<std::string>();
             if (call.contains("file")) word += " " + call.at("file").get<std::string>();
-            if (call.contains("request")) word += " " + (call.at("request").is_string() ? call.at("request").get<std::string>()
-                                                                                        : call.at("request").dump());
+            if (call.contains("request"))
+                word += " " + (call.at("request").is_string() ? call.at("request").get<std::string>()
+                                                              : call.at("request").dump());
             words.push_back(word);
         }
         return words;

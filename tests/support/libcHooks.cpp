@@ -314,8 +314,8 @@ int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, co
 }
 
 #ifdef HALVEX_THREAD_SANITIZER
-// The thread sanitizer of gcc 12 knows the timed lock of the real-time clock and not that of a chosen clock: it would take a
-// mutex locked by the latter for free. The wait is the same length on either clock, as long as nobody steps one.
+// The thread sanitizer of gcc 12 knows the timed lock of the real-time clock and not that of a chosen clock: it would
+// take a mutex locked by the latter for free. The wait is the same length on either clock, as long as nobody steps one.
 int pthread_mutex_clocklock(pthread_mutex_t* mutex, clockid_t clock, const timespec* deadline) noexcept {
     timespec now, real;
     clock_gettime(clock, &now);

@@ -26,8 +26,9 @@ inline CallFailure failFrom(int nth, int error) { return {nth, true, error}; }
 template <typename Signature>
 class OsCallGuard;
 
-/// Restores the entry on every way out: `OsCallGuard fail{osCalls().ioctl, failNth(3, EIO)};`. Guards of one entry nest. A
-/// failing call returns -1 with errno set and does nothing. Threads: made and destroyed while no other thread calls.
+/// Restores the entry on every way out: `OsCallGuard fail{osCalls().ioctl, failNth(3, EIO)};`. Guards of one entry
+/// nest. A failing call returns -1 with errno set and does nothing. Threads: made and destroyed while no other thread
+/// calls.
 template <typename Result, typename... Arguments>
 class OsCallGuard<Result(Arguments...)> {
 public:

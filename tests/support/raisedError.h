@@ -25,8 +25,8 @@ inline std::ostream& operator<<(std::ostream& stream, const RaisedError& error) 
 inline RaisedError makeError(const zuerr::ErrorSite& site, const std::string& message) {
     return {site.code, "{\"error_constant\":\"" + std::string(site.constant) + "\",\"file\":\"" + site.file +
                            "\",\"line\":" + std::to_string(site.line) +
-                           ",\"component\":\"halvexTimekeeper\",\"zuhalvexTimekeeper_debug\":{\"errorInfo\":\"" + message +
-                           "\"}}"};
+                           ",\"component\":\"halvexTimekeeper\",\"zuhalvexTimekeeper_debug\":{\"errorInfo\":\"" +
+                           message + "\"}}"};
 }
 
 /// What `action` throws; code 0 when it throws nothing. Anything but the library's own error passes through.

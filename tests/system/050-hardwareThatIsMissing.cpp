@@ -50,7 +50,8 @@ TEST_F(S050_HardwareThatIsMissing, T053_OnlyUnusableInterfaces) {
 }
 
 TEST_F(S050_HardwareThatIsMissing, T054_AnotherMakersOrAnotherChipsInterfaceIsNotTouched) {
-    switchOnBare({"interface eth0", "text eth0 device 0x1521", "interface eth1", "text eth1 vendor 0x8087", "interface eth2"});
+    switchOnBare(
+        {"interface eth0", "text eth0 device 0x1521", "interface eth1", "text eth1 vendor 0x8087", "interface eth2"});
     initialize();
     EXPECT_EQ(countSyslog("will be synchronized."), 1);
     EXPECT_EQ(countSyslog("Interface eth2 will be synchronized."), 1);

@@ -41,11 +41,24 @@ TEST_F(S080_MetadataAndErrors, T080_UtcOffset37OfAnIeee1588Reference) {
     // size 19, flag not cleared by the alignment, kind 2, offset -25 present, UTC offset 37 present; little endian
     EXPECT_EQ(recordAfter(R"({"selectedTRInstID":"ptp0","selectedTROffset":"-25","TRs":{"ptp0":
         {"name":"x","type":"IEEE 1588-2008","protocolData":{"utcOffset":37}}}})"),
-              "13000000" "01" "02000000" "e7ffffff" "01" "25000000" "01");
+              "13000000"
+              "01"
+              "02000000"
+              "e7ffffff"
+              "01"
+              "25000000"
+              "01");
 }
 
 TEST_F(S080_MetadataAndErrors, T081_AnEmptyDocumentIsOfKindOne) {
-    EXPECT_EQ(recordAfter("{}"), "13000000" "01" "01000000" "00000000" "00" "00000000" "00");
+    EXPECT_EQ(recordAfter("{}"),
+              "13000000"
+              "01"
+              "01000000"
+              "00000000"
+              "00"
+              "00000000"
+              "00");
 }
 
 TEST_F(S080_MetadataAndErrors, T082_FinalizeClearsTheRecordAndAsksForAlignment) {

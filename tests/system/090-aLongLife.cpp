@@ -19,8 +19,8 @@ protected:
     int epochs_ = 0;
     int steps_ = 0;
 
-    /// Each step of a slave is minus its true difference at the epoch before, or twice that: a time stamp of another edge, of
-    /// the falling one or of another clock would show.
+    /// Each step of a slave is minus its true difference at the epoch before, or twice that: a time stamp of another
+    /// edge, of the falling one or of another clock would show.
     void followJournal() {
         for (const Happening& happening : takeJournal()) {
             if (happening.kind == "lost") FAIL() << "the journal has overflowed";

@@ -85,10 +85,11 @@ TEST_F(S110_Halvexctl, T111_TheDoctorSeesAProcessThatHasAClockOpen) {
 TEST_F(S110_Halvexctl, T112_TheDoctorMissesTheCapabilityToSetTheTime) {
     switchOn();
     std::string found;
-    std::thread([&] { // what a thread gives up its children do not get
+    std::thread([&] {  // what a thread gives up its children do not get
         prctl(PR_CAPBSET_DROP, CAP_SYS_TIME);
         found = finding("cap-sys-time");
-    }).join();
+    })
+        .join();
     EXPECT_EQ(found, "FAIL: CAP_SYS_TIME is missing: clocks cannot be stepped");
     EXPECT_EQ(exitCode_, 3);
 }
@@ -140,7 +141,8 @@ TEST_F(S110_Halvexctl, T117_ASampleTellsTheTrueDifferencesWithinItsBound) {
     const auto truth = systemtest::readTruth();
     int compared = 0;
     for (const json& clock : sample.at("last").at("clocks")) {
-        const std::string name = clock.at("name") == "CLOCK_REALTIME" ? "realtime" : clock.at("name").get<std::string>();
+        const std::string name =
+            clock.at("name") == "CLOCK_REALTIME" ? "realtime" : clock.at("name").get<std::string>();
         if (!truth.clocks.contains(name)) continue;
         const std::int64_t trueNs = truth[name].differenceNs - truth["enp1s0"].differenceNs;
         const std::int64_t shownNs = clock.at("differenceNs").get<std::int64_t>();

@@ -42,20 +42,29 @@ protected:
         takeJournal();
     }
 
-    /// Two I210s (the kernel meets the second first), offsets up to seconds, every step short by 1.5 us with 50 ns jitter.
+    /// Two I210s (the kernel meets the second first), offsets up to seconds, every step short by 1.5 us with 50 ns
+    /// jitter.
     void switchOn(const std::vector<std::string>& further = {}) {
-        std::vector<std::string> commands = {
-            "interface enp2s0", "interface enp1s0", "set crystal_error_ppt 3000000",
-            "set ferrox_offset_ns 10000000000", "set fpga_offset_ns -730000000",
-            "set fpga_step_loss_ns 1500", "set fpga_step_jitter_ns 50",
-            "set enp2s0 offset_ns 3000000000", "set enp1s0 offset_ns -412",
-            "set enp1s0 step_loss_ns 1500", "set enp1s0 step_jitter_ns 50",
-            "set enp2s0 step_loss_ns 1500", "set enp2s0 step_jitter_ns 50"};
+        std::vector<std::string> commands = {"interface enp2s0",
+                                             "interface enp1s0",
+                                             "set crystal_error_ppt 3000000",
+                                             "set ferrox_offset_ns 10000000000",
+                                             "set fpga_offset_ns -730000000",
+                                             "set fpga_step_loss_ns 1500",
+                                             "set fpga_step_jitter_ns 50",
+                                             "set enp2s0 offset_ns 3000000000",
+                                             "set enp1s0 offset_ns -412",
+                                             "set enp1s0 step_loss_ns 1500",
+                                             "set enp1s0 step_jitter_ns 50",
+                                             "set enp2s0 step_loss_ns 1500",
+                                             "set enp2s0 step_jitter_ns 50"};
         commands.insert(commands.end(), further.begin(), further.end());
         switchOnBare(commands);
     }
 
-    void initialize() { ASSERT_EQ(codeOf([](zuerr_Status* status) { zuqxmtk_initialize(status); }), 0) << lastText_; }
+    void initialize() {
+        ASSERT_EQ(codeOf([](zuerr_Status* status) { zuqxmtk_initialize(status); }), 0) << lastText_;
+    }
 
     /// Calls `function` with a fresh status; the code it reports.
     template <typename Function>
@@ -65,7 +74,9 @@ protected:
         lastText_ = status.getText();
         return status->code;
     }
-    std::int32_t initializeAndCatch() { return codeOf([](zuerr_Status* status) { zuqxmtk_initialize(status); }); }
+    std::int32_t initializeAndCatch() {
+        return codeOf([](zuerr_Status* status) { zuqxmtk_initialize(status); });
+    }
     std::int32_t snapTime(std::int64_t offsetNs) {
         return codeOf([=](zuerr_Status* status) { zuqxmtk_snapTime(offsetNs, status); });
     }

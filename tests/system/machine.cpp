@@ -75,9 +75,7 @@ Syslog& machineLog() {
 
 [[maybe_unused]] const bool isListening = (machineLog(), true);
 
-bool isNumber(const char* text) {
-    return *text != '\0' && std::strspn(text, "0123456789") == std::strlen(text);
-}
+bool isNumber(const char* text) { return *text != '\0' && std::strspn(text, "0123456789") == std::strlen(text); }
 
 }  // namespace
 

@@ -1,5 +1,5 @@
-// 100,000 random worlds, each aligned twice: by the library, and by a telling of the alignment that is written apart from it.
-// Calls, steps, log lines and the error at the end must be the same.
+// 100,000 random worlds, each aligned twice: by the library, and by a telling of the alignment that is written apart
+// from it. Calls, steps, log lines and the error at the end must be the same.
 #include <gtest/gtest.h>
 #include <syslog.h>
 
@@ -44,8 +44,8 @@ public:
     explicit World(std::uint64_t seed) : random_(seed) {
         const unsigned kinds[] = {0, 0, 0, 5, 100, 1500};
         const auto chance = [&] { return kinds[pick(6)]; };
-        chances_ = {chance(), pick(8) == 0 ? 20U : 0U, pick(20) == 0 ? 20U : 0U, pick(20) == 0 ? 20U : 0U, chance() / 2,
-                    pick(8) == 0 ? 300U : 0U};
+        chances_ = {chance(),     pick(8) == 0 ? 20U : 0U, pick(20) == 0 ? 20U : 0U, pick(20) == 0 ? 20U : 0U,
+                    chance() / 2, pick(8) == 0 ? 300U : 0U};
         const std::size_t count = pick(10) == 0 ? pick(65) : pick(5);
         const bool isRestless = pick(400) == 0;  // jitter beyond the tolerance: 2000 iterations may not be enough
         for (std::size_t i = 0; i < count; ++i) slaves_.push_back(makeSlave(isRestless));
@@ -97,8 +97,18 @@ private:
     bool happens(unsigned chance) { return chance != 0 && pick(10'000) < chance; }
 
     Slave makeSlave(bool isRestless) {
-        const std::uint64_t far[] = {0, 1, 99, 100, 101, 1500, 1'000'000, 3'000'000'000'000, 1ULL << 62, 1ULL << 63,
-                                     (1ULL << 63) - 1, (1ULL << 63) + 1};
+        const std::uint64_t far[] = {0,
+                                     1,
+                                     99,
+                                     100,
+                                     101,
+                                     1500,
+                                     1'000'000,
+                                     3'000'000'000'000,
+                                     1ULL << 62,
+                                     1ULL << 63,
+                                     (1ULL << 63) - 1,
+                                     (1ULL << 63) + 1};
         const std::uint64_t ahead = far[pick(pick(30) == 0 ? 12 : 8)];
         return {.differenceNs = pick(2) == 0 ? ahead : 0 - ahead,
                 .driftNs = pick(4) == 0 ? pick(41) - 20 : 0,
@@ -168,7 +178,8 @@ private:
 std::string alignByLibrary(World& world) {
     Device master(world, 0, "master");
     halvexTimekeeper::EpochDevices slaves;
-    for (std::size_t i = 0; i < world.count(); ++i) slaves.push_back(std::make_shared<Device>(world, i, World::nameOf(i)));
+    for (std::size_t i = 0; i < world.count(); ++i)
+        slaves.push_back(std::make_shared<Device>(world, i, World::nameOf(i)));
     logging = &world;
     std::string end;
     try {
@@ -183,8 +194,9 @@ std::string alignByLibrary(World& world) {
 // --- The second telling ---------------------------------------------------------------------------------------------
 
 std::string textOf(const char* constant, const char* file, int line, const std::string& message) {
-    return std::string(R"({"error_constant":")") + constant + R"(","file":")" + file + R"(","line":)" + std::to_string(line) +
-           R"(,"component":"halvexTimekeeper","zuhalvexTimekeeper_debug":{"errorInfo":")" + message + R"("}})";
+    return std::string(R"({"error_constant":")") + constant + R"(","file":")" + file + R"(","line":)" +
+           std::to_string(line) + R"(,"component":"halvexTimekeeper","zuhalvexTimekeeper_debug":{"errorInfo":")" +
+           message + R"("}})";
 }
 
 class Telling {
@@ -268,7 +280,8 @@ private:
     std::string giveUp() const {
         std::string names;
         for (const std::size_t slave : remaining_) names += World::nameOf(slave) + " ";
-        return textOf("zuplaterr_communicationsFault", "halvexTimekeeper", 71, "Failed to sync following slaves: " + names);
+        return textOf("zuplaterr_communicationsFault", "halvexTimekeeper", 71,
+                      "Failed to sync following slaves: " + names);
     }
 
     void log(int priority, const std::string& text) { world_.log(priority, text.c_str()); }
@@ -306,8 +319,9 @@ TEST(RandomWorlds, AreAlignedCallByCallAsTheyMust) {
     const std::uint64_t seed = chosen != nullptr ? std::strtoull(chosen, nullptr, 0) : 1;
     Tally tally;
     for (std::uint64_t world = 0; world < 100'000 && !HasFailure(); ++world) compare(seed * 1'000'003 + world, tally);
-    std::cout << "worlds: seed " << seed << ", " << tally.worlds << " worlds, " << tally.calls << " happenings: "
-              << tally.aligned << " aligned, " << tally.failed << " failed, " << tally.gaveUp << " gave up\n";
+    std::cout << "worlds: seed " << seed << ", " << tally.worlds << " worlds, " << tally.calls
+              << " happenings: " << tally.aligned << " aligned, " << tally.failed << " failed, " << tally.gaveUp
+              << " gave up\n";
     EXPECT_GT(tally.failed, 1000);
     EXPECT_GT(tally.gaveUp, 20);
 }

@@ -5,8 +5,8 @@
 
 namespace zuerr {
 
-/// Call inside a catch-all handler. Sets the code of the exception in flight into `status` by precedence and, when it is
-/// taken, its error information. Never throws: information that finds no room is dropped, the code is still set.
+/// Call inside a catch-all handler. Sets the code of the exception in flight into `status` by precedence and, when it
+/// is taken, its error information. Never throws: information that finds no room is dropped, the code is still set.
 void setStatusFromCurrentException(zuerr_Status& status) noexcept;
 
 /// Call inside a catch-all handler. A copy of the exception in flight, converted as above when it is a foreign one; the

@@ -1,5 +1,5 @@
-// An hour on the virtual controller: how far every clock truly is from the master, second by second, as numbers and as a
-// picture. Writes the picture (SVG) to the file named by its argument; exits with 1 when a clock leaves its range.
+// An hour on the virtual controller: how far every clock truly is from the master, second by second, as numbers and as
+// a picture. Writes the picture (SVG) to the file named by its argument; exits with 1 when a clock leaves its range.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -23,8 +23,8 @@ constexpr double kPi = 3.14159265358979;
 
 struct Series {
     const char* name;
-    std::int64_t limitNs;   ///< Every sample must stay within.
-    std::int64_t rangeNs;   ///< Half the width of the picture.
+    std::int64_t limitNs;  ///< Every sample must stay within.
+    std::int64_t rangeNs;  ///< Half the width of the picture.
     std::vector<std::int64_t> samples;
 };
 
@@ -88,8 +88,8 @@ void draw(std::FILE* file, const Series& series, int row) {
     }
     std::fprintf(file, "<path d=\"M%d %dh%d\"/>\n", kLeft, top + kHeight, kBars * kWidth);
     for (const int part : {-1, 0, 1})
-        std::fprintf(file, "<text x=\"%d\" y=\"%d\" class=\"a\">%+ld ns</text>\n", kLeft + (part + 1) * kBars * kWidth / 2,
-                     top + kHeight + 16, part * series.rangeNs);
+        std::fprintf(file, "<text x=\"%d\" y=\"%d\" class=\"a\">%+ld ns</text>\n",
+                     kLeft + (part + 1) * kBars * kWidth / 2, top + kHeight + 16, part * series.rangeNs);
 }
 
 void drawAll(const char* path, const std::vector<Series>& all) {
@@ -110,8 +110,8 @@ void drawAll(const char* path, const std::vector<Series>& all) {
 
 int main(int, char** arguments) {
     // The system clock is followed in software, over a loop of a second, while the oscillator changes below it.
-    std::vector<Series> all = {{"fpga", 100, 120, {}}, {"enp1s0", 100, 120, {}}, {"enp2s0", 100, 120, {}},
-                               {"realtime", 100'000, 3'000, {}}};
+    std::vector<Series> all = {
+        {"fpga", 100, 120, {}}, {"enp1s0", 100, 120, {}}, {"enp2s0", 100, 120, {}}, {"realtime", 100'000, 3'000, {}}};
     switchOn();
     call([](zuerr_Status* status) { zuqxmtk_initialize(status); });
     waitS(30.5);
@@ -133,8 +133,8 @@ int main(int, char** arguments) {
         systemtest::takeJournal();
     }
     zuqxmtk_finalize();
-    std::printf("%-14s %8s %8s %8s %8s %8s %8s %9s   (ns)\n", "clock", "samples", "least", "1 %", "median", "99 %", "most",
-                "rms");
+    std::printf("%-14s %8s %8s %8s %8s %8s %8s %9s   (ns)\n", "clock", "samples", "least", "1 %", "median", "99 %",
+                "most", "rms");
     bool isInside = true;
     for (const Series& series : all) {
         print(series);

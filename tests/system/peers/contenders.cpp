@@ -24,7 +24,8 @@ constexpr const char* kSettings = "/tmp/ts2phc.conf";
 constexpr std::int64_t kCloseNs = 1'000'000;
 
 /// Both edges are stamped, as an I210 does it; ts2phc drops the falling one, by CLOCK_REALTIME and the
-/// width of the pulse. All else is as linuxptp has it: pulses of 500 ms, a PI servo, one step at the start for more than 20 us.
+/// width of the pulse. All else is as linuxptp has it: pulses of 500 ms, a PI servo, one step at the start for more
+/// than 20 us.
 constexpr const char* kSettingsText =
     "[global]\n"
     "use_syslog 0\n"

@@ -1,5 +1,5 @@
-// From a cold start to clocks that agree, in the virtual machine: the library and the programs of linuxptp on the same boards.
-// Usage: peers SECONDS SEEDS >RESULTS; one JSON object a line: a run each, and last what a reading costs.
+// From a cold start to clocks that agree, in the virtual machine: the library and the programs of linuxptp on the same
+// boards. Usage: peers SECONDS SEEDS >RESULTS; one JSON object a line: a run each, and last what a reading costs.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -32,10 +32,17 @@ struct Kind {
 };
 
 const std::vector<Kind> kKinds = {
-    {"library", {"enp1s0", "enp2s0", "fpga", "realtime"}, false, [] { return std::unique_ptr<Contender>(new peers::Library); }},
-    {"linuxptp", {"enp1s0", "enp2s0", "realtime"}, true,
+    {"library",
+     {"enp1s0", "enp2s0", "fpga", "realtime"},
+     false,
+     [] { return std::unique_ptr<Contender>(new peers::Library); }},
+    {"linuxptp",
+     {"enp1s0", "enp2s0", "realtime"},
+     true,
      [] { return std::unique_ptr<Contender>(new peers::Linuxptp(false)); }},
-    {"linuxptpTogether", {"enp1s0", "enp2s0", "realtime"}, true,
+    {"linuxptpTogether",
+     {"enp1s0", "enp2s0", "realtime"},
+     true,
      [] { return std::unique_ptr<Contender>(new peers::Linuxptp(true)); }},
 };
 
@@ -53,12 +60,22 @@ void switchOn(int seed, bool needsPulses) {
         return std::to_string(std::uniform_int_distribution<std::int64_t>(-rangeNs, rangeNs)(random));
     };
     const std::string offsets[] = {within(5'000'000'000), within(5'000'000'000), within(5'000'000'000)};
-    const std::string commands[] = {
-        "defaults", "set seed " + std::to_string(seed), "interface enp2s0", "interface enp1s0",
-        "set crystal_error_ppt 3000000", "set fpga_offset_ns " + offsets[0], "set enp1s0 offset_ns " + offsets[1],
-        "set enp2s0 offset_ns " + offsets[2], "set fpga_step_loss_ns 300", "set fpga_step_jitter_ns 20",
-        "set enp1s0 step_loss_ns 1500", "set enp1s0 step_jitter_ns 50", "set enp2s0 step_loss_ns 1500",
-        "set enp2s0 step_jitter_ns 50", needsPulses ? "set pulse_width_ns 500000000" : "set pulse_width_ns 1000", "on"};
+    const std::string commands[] = {"defaults",
+                                    "set seed " + std::to_string(seed),
+                                    "interface enp2s0",
+                                    "interface enp1s0",
+                                    "set crystal_error_ppt 3000000",
+                                    "set fpga_offset_ns " + offsets[0],
+                                    "set enp1s0 offset_ns " + offsets[1],
+                                    "set enp2s0 offset_ns " + offsets[2],
+                                    "set fpga_step_loss_ns 300",
+                                    "set fpga_step_jitter_ns 20",
+                                    "set enp1s0 step_loss_ns 1500",
+                                    "set enp1s0 step_jitter_ns 50",
+                                    "set enp2s0 step_loss_ns 1500",
+                                    "set enp2s0 step_jitter_ns 50",
+                                    needsPulses ? "set pulse_width_ns 500000000" : "set pulse_width_ns 1000",
+                                    "on"};
     for (const std::string& command : commands) require(control(command), command);
     const std::int64_t aside = std::uniform_int_distribution<std::int64_t>(-100'000'000, 100'000'000)(random);
     const std::int64_t startNs = systemtest::readTruth()["ferrox"].timeNs + aside;
@@ -106,8 +123,9 @@ std::string arrival(const Run& run, const std::vector<std::string>& clocks) {
     const std::size_t looks = run.pulses.size();
     std::size_t first = looks, inside = 0, settled = 0;
     for (std::size_t look = 0; look < looks; ++look) {
-        const bool isInside = std::all_of(clocks.begin(), clocks.end(),
-                                          [&](const std::string& clock) { return run.clocks.at(clock).isInside(look); });
+        const bool isInside = std::all_of(clocks.begin(), clocks.end(), [&](const std::string& clock) {
+            return run.clocks.at(clock).isInside(look);
+        });
         if (isInside && first == looks) first = look;
         inside += isInside;
         if (!isInside) settled = look + 1;
@@ -118,7 +136,8 @@ std::string arrival(const Run& run, const std::vector<std::string>& clocks) {
                   run.pulses[first], static_cast<double>(inside) / static_cast<double>(looks - first));
     std::string json = text;
     if (settled < looks) {
-        std::snprintf(text, sizeof text, ",\"settledS\":%.1f,\"settledPulses\":%ld", secondsOf(settled), run.pulses[settled]);
+        std::snprintf(text, sizeof text, ",\"settledS\":%.1f,\"settledPulses\":%ld", secondsOf(settled),
+                      run.pulses[settled]);
         json += text;
     }
     return json + "}";
@@ -126,8 +145,8 @@ std::string arrival(const Run& run, const std::vector<std::string>& clocks) {
 
 /// Of the steady part: median, 99 of 100, worst.
 std::string steady(const Series& series) {
-    std::vector<std::int64_t> sorted(series.distancesNs.begin() + static_cast<std::ptrdiff_t>(kSteadyFromS / kLookEveryS),
-                                     series.distancesNs.end());
+    std::vector<std::int64_t> sorted(
+        series.distancesNs.begin() + static_cast<std::ptrdiff_t>(kSteadyFromS / kLookEveryS), series.distancesNs.end());
     std::sort(sorted.begin(), sorted.end());
     char text[96];
     std::snprintf(text, sizeof text, "{\"p50\":%ld,\"p99\":%ld,\"max\":%ld}", sorted[sorted.size() / 2],

@@ -63,7 +63,8 @@ Cost costOfCall() {
     zuqxmtk_getTime(&time, status.get());
     const double beginWall = nowUs(CLOCK_MONOTONIC_RAW), beginCpu = nowUs(CLOCK_THREAD_CPUTIME_ID);
     for (int count = 0; count < kMore; ++count) zuqxmtk_getTime(&time, status.get());
-    const Cost cost{(nowUs(CLOCK_MONOTONIC_RAW) - beginWall) / kMore, (nowUs(CLOCK_THREAD_CPUTIME_ID) - beginCpu) / kMore};
+    const Cost cost{(nowUs(CLOCK_MONOTONIC_RAW) - beginWall) / kMore,
+                    (nowUs(CLOCK_THREAD_CPUTIME_ID) - beginCpu) / kMore};
     if (status->code != 0) std::printf("peers: %s\n", status.getText().c_str());
     zuqxmtk_finalize();
     return cost;

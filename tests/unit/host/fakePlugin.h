@@ -15,8 +15,8 @@ struct Failure {
     std::string json;
 };
 
-/// Reached through the library's own symbol `fakePlugin_state`. The clock follows CLOCK_MONOTONIC_RAW at `ratePpb` and is
-/// stepped by snapTime, which loses `stepLossNs`. A status below 0 stops a call, as the real library does it.
+/// Reached through the library's own symbol `fakePlugin_state`. The clock follows CLOCK_MONOTONIC_RAW at `ratePpb` and
+/// is stepped by snapTime, which loses `stepLossNs`. A status below 0 stops a call, as the real library does it.
 struct State {
     bool initialized = false;
     bool dropsSteps = false;  ///< As when the devices are busy: no error and no step.

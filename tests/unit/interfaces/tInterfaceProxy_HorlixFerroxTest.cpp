@@ -20,7 +20,11 @@ using FerroxMethod = testsupport::ProxyTest<Proxy>;
 /// A method that returns its result.
 Method returning(const char* name, unsigned long request, std::uint64_t line,
                  std::uint64_t (Proxy::*method)(PlatStatus*) noexcept) {
-    return {name, request, line, false, true,
+    return {name,
+            request,
+            line,
+            false,
+            true,
             [method](Proxy& proxy, std::uint64_t, std::uint64_t* result, PlatStatus* status) -> std::int64_t {
                 *result = (proxy.*method)(status);
                 return 0;

@@ -21,7 +21,11 @@ using FpgaMethod = testsupport::ProxyTest<Proxy>;
 /// A method that stores its result.
 Method storing(const char* name, unsigned long request, std::uint64_t line,
                std::int64_t (Proxy::*method)(std::uint64_t*, PlatStatus*) noexcept) {
-    return {name, request, line, false, true,
+    return {name,
+            request,
+            line,
+            false,
+            true,
             [method](Proxy& proxy, std::uint64_t, std::uint64_t* result, PlatStatus* status) {
                 return (proxy.*method)(result, status);
             }};
@@ -30,7 +34,11 @@ Method storing(const char* name, unsigned long request, std::uint64_t line,
 template <typename Argument>
 Method taking(const char* name, unsigned long request, std::uint64_t line,
               std::int64_t (Proxy::*method)(Argument, PlatStatus*) noexcept) {
-    return {name, request, line, true, false,
+    return {name,
+            request,
+            line,
+            true,
+            false,
             [method](Proxy& proxy, std::uint64_t argument, std::uint64_t*, PlatStatus* status) {
                 Argument converted;
                 static_assert(sizeof converted == sizeof argument);

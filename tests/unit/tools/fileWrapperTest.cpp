@@ -212,8 +212,9 @@ TEST_F(FileWrapperTest, LeavesTheWriteLoopThroughTheSeekErrorWhenASeekFails) {
         errno = EIO;
         return off_t{-1};
     };
-    EXPECT_EQ(raisedBy([&] { file.write("abcde", 5, false, 5); }),
-              makeError(kSeekFailed, "Error resetting offset in file: /sys/attributes/value. Error: Input/output error"));
+    EXPECT_EQ(
+        raisedBy([&] { file.write("abcde", 5, false, 5); }),
+        makeError(kSeekFailed, "Error resetting offset in file: /sys/attributes/value. Error: Input/output error"));
     EXPECT_EQ(journal, (std::vector<std::string>{"seek 0,0", "write abcde", "seek 0,0"}));
 }
 
@@ -229,9 +230,9 @@ TEST_F(FileWrapperTest, FailsAtOnceWithWhateverErrnoHeldWhenThereAreNoAttempts) 
     FileWrapper file(path, O_RDWR);
     watchSeeksAndWrites();
     errno = ENOTTY;
-    EXPECT_EQ(raisedBy([&] { file.write("abcde", 5, false, 0); }),
-              makeError(kWriteFailed,
-                        "Error writing file: /sys/attributes/value. Error: Inappropriate ioctl for device"));
+    EXPECT_EQ(
+        raisedBy([&] { file.write("abcde", 5, false, 0); }),
+        makeError(kWriteFailed, "Error writing file: /sys/attributes/value. Error: Inappropriate ioctl for device"));
     EXPECT_TRUE(journal.empty());
 }
 

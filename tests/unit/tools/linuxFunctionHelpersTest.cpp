@@ -34,11 +34,13 @@ TEST(TimespecToQxmTimestamp, CountsNanoseconds) {
 TEST(TimespecToQxmTimestamp, TakesTheLargestTimestampAndNotOneNanosecondMore) {
     EXPECT_EQ(timespecToQxmTimestamp({18'446'744'073, 709'551'615}), std::numeric_limits<QxmTimestamp>::max());
     EXPECT_EQ(raisedBy(converting(18'446'744'073, 709'551'616)),
-              makeError(kOverflow, "Overflow error while converting linux time spec to QXM timestamp. Original timespec "
-                                   "value - 18446744073 sec 709551616 nsec"));
+              makeError(kOverflow,
+                        "Overflow error while converting linux time spec to QXM timestamp. Original timespec "
+                        "value - 18446744073 sec 709551616 nsec"));
     EXPECT_EQ(raisedBy(converting(18'446'744'074, 0)),
-              makeError(kOverflow, "Overflow error while converting linux time spec to QXM timestamp. Original timespec "
-                                   "value - 18446744074 sec 0 nsec"));
+              makeError(kOverflow,
+                        "Overflow error while converting linux time spec to QXM timestamp. Original timespec "
+                        "value - 18446744074 sec 0 nsec"));
 }
 
 TEST(TimespecToQxmTimestamp, RefusesABillionNanosecondsAndTellsThemAsPassedIn) {

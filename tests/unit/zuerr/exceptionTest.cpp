@@ -108,10 +108,9 @@ TEST(Conversion, OfAStandardExceptionIsASoftwareFaultAtLine69) {
     StatusHolder status;
     convert(*status.get(), std::out_of_range("stod"));
     EXPECT_EQ(status->code, -52003);
-    EXPECT_EQ(status.getText(),
-              R"({"error_constant":"zuplaterr_softwareFaultPLATInternalUseOnly",)"
-              R"("file":"zuerr/tools/exception_errStatus","line":69,"component":"halvexTimekeeper",)"
-              R"("std_exception_what":"stod"})");
+    EXPECT_EQ(status.getText(), R"({"error_constant":"zuplaterr_softwareFaultPLATInternalUseOnly",)"
+                                R"("file":"zuerr/tools/exception_errStatus","line":69,"component":"halvexTimekeeper",)"
+                                R"("std_exception_what":"stod"})");
 }
 
 TEST(Conversion, OfAnUnknownExceptionIsASoftwareFaultAtLine74WithoutAWhat) {

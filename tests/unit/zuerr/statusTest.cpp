@@ -190,7 +190,8 @@ TEST(StatusText, ThatIsLongerThanItsCapacitySaysIsLeftAsItIs) {
     StatusHolder status{0, zuerr_defaultReallocJson};
     status->json = strdup(text.c_str());
     const char* const before = status->json;
-    EXPECT_FALSE(zuerr_defaultReallocJson(status.get(), 1)) << "511 characters, their NUL and the end mark need 513 bytes";
+    EXPECT_FALSE(zuerr_defaultReallocJson(status.get(), 1))
+        << "511 characters, their NUL and the end mark need 513 bytes";
     EXPECT_EQ(status->json, before);
     EXPECT_EQ(status.getText(), text);
     EXPECT_EQ(status->capacity, 0U);

@@ -30,8 +30,8 @@ bool makeMutex(pthread_mutex_t& mutex) noexcept {
 bool makeCondition(pthread_cond_t& condition) noexcept {
     pthread_condattr_t attributes;
     if (pthread_condattr_init(&attributes) != 0) return false;
-    const bool made = pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC) == 0 &&
-                      pthread_cond_init(&condition, &attributes) == 0;
+    const bool made =
+        pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC) == 0 && pthread_cond_init(&condition, &attributes) == 0;
     pthread_condattr_destroy(&attributes);
     return made;
 }

@@ -9,9 +9,9 @@
 
 namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000 {
 
-/// Auto-reset: one set lets one wait through, and a set without a waiter is kept for the next. Owns a recursive mutex with
-/// priority inheritance and a condition variable on the monotonic clock. Threads: thread-safe. Failure: reported in the
-/// status; an event whose making failed can be set and destroyed, and waiting on it fails.
+/// Auto-reset: one set lets one wait through, and a set without a waiter is kept for the next. Owns a recursive mutex
+/// with priority inheritance and a condition variable on the monotonic clock. Threads: thread-safe. Failure: reported
+/// in the status; an event whose making failed can be set and destroyed, and waiting on it fails.
 class tEvent {
 public:
     /// Reports -52003 when the mutex, and -52008 when the condition variable cannot be made.

@@ -18,22 +18,15 @@ void BoardFixture::addEvent(std::uint64_t atNs, board_event_kind kind, int targe
 void BoardFixture::observe(void* context, const board_happening* happening) {
     Recorded recorded;
     recorded.happening = *happening;
-    if (happening->truth != nullptr)
-        recorded.truth = *happening->truth;
-    if (happening->step != nullptr)
-        recorded.step = *happening->step;
-    if (happening->stamp != nullptr)
-        recorded.stamp = *happening->stamp;
-    if (happening->event != nullptr)
-        recorded.event = *happening->event;
-    if (happening->child != nullptr)
-        recorded.child = *happening->child;
-    if (happening->outcome != nullptr)
-        recorded.outcome = *happening->outcome;
+    if (happening->truth != nullptr) recorded.truth = *happening->truth;
+    if (happening->step != nullptr) recorded.step = *happening->step;
+    if (happening->stamp != nullptr) recorded.stamp = *happening->stamp;
+    if (happening->event != nullptr) recorded.event = *happening->event;
+    if (happening->child != nullptr) recorded.child = *happening->child;
+    if (happening->outcome != nullptr) recorded.outcome = *happening->outcome;
     if (happening->record != nullptr)
         recorded.record.assign(happening->record, happening->record + happening->record_size);
-    if (happening->text != nullptr)
-        recorded.text.assign(happening->text, happening->text_size);
+    if (happening->text != nullptr) recorded.text.assign(happening->text, happening->text_size);
     static_cast<BoardFixture*>(context)->happenings.push_back(recorded);
 }
 
@@ -48,8 +41,7 @@ board* BoardFixture::on() {
 std::vector<Recorded> BoardFixture::of(board_happening_kind kind) const {
     std::vector<Recorded> found;
     for (const Recorded& recorded : happenings)
-        if (recorded.happening.kind == kind)
-            found.push_back(recorded);
+        if (recorded.happening.kind == kind) found.push_back(recorded);
     return found;
 }
 
@@ -64,7 +56,8 @@ int BoardFixture::arm(std::uint64_t rawNs, int interface) {
     return pinError != 0 ? pinError : board_phc_extts(on(), rawNs, interface, 0, 3, 0);
 }
 
-board_driver_call BoardFixture::driverCall(std::uint64_t rawNs, int driver, std::uint32_t request, std::uint64_t argument) {
+board_driver_call BoardFixture::driverCall(std::uint64_t rawNs, int driver, std::uint32_t request,
+                                           std::uint64_t argument) {
     board_driver_call call{};
     call.request = request;
     call.argument = argument;

@@ -2,10 +2,10 @@
 #ifndef HALVEX_TESTS_UNIT_BOARD_MODEL_BOARDFIXTURE_H
 #define HALVEX_TESTS_UNIT_BOARD_MODEL_BOARDFIXTURE_H
 
+#include <gtest/gtest.h>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <gtest/gtest.h>
 #include <memory>
 #include <string>
 #include <vector>
@@ -41,7 +41,7 @@ protected:
     board* on();  ///< The board, switched on from `config` if it was not yet.
     std::vector<Recorded> of(board_happening_kind kind) const;
     std::int64_t difference(std::uint64_t rawNs, int clock);
-    int arm(std::uint64_t rawNs, int interface);  ///< Pin 0 to external time stamps, stamping on; first error.
+    int arm(std::uint64_t rawNs, int interface);       ///< Pin 0 to external time stamps, stamping on; first error.
     std::uint64_t generateEpoch(std::uint64_t rawNs);  ///< The master's time of it.
     board_driver_call driverCall(std::uint64_t rawNs, int driver, std::uint32_t request, std::uint64_t argument = 0);
     int event(std::uint64_t rawNs, board_event_kind kind, int target, std::int64_t value = 0);

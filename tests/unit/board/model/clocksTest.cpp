@@ -87,7 +87,8 @@ TEST_F(Clocks, TellWhatAStepAskedAndWhatItDid) {
 
 TEST_F(Clocks, FerroxCutsStepsTowardZeroTo200Ns) {
     on();
-    for (const auto& [asked, real] : {std::pair<std::int64_t, std::int64_t>{399, 200}, {-399, -200}, {400, 400}, {199, 0}}) {
+    for (const auto& [asked, real] :
+         {std::pair<std::int64_t, std::int64_t>{399, 200}, {-399, -200}, {400, 400}, {199, 0}}) {
         const std::uint64_t before = board_clock_time(on(), kS, BOARD_CLOCK_FERROX);
         driverCall(kS, BOARD_TARGET_FERROX, BOARD_WIRE_FERROX_ADJUST_TIME, static_cast<std::uint64_t>(asked));
         EXPECT_EQ(static_cast<std::int64_t>(board_clock_time(on(), kS, BOARD_CLOCK_FERROX) - before), real) << asked;

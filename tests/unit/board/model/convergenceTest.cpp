@@ -29,8 +29,7 @@ public:
     int align(bool isDoubledOnOdd, int limit) {
         for (int iteration = 0; iteration < limit; ++iteration) {
             const std::int64_t differenceNs = measure();
-            if (std::abs(differenceNs) <= kToleranceNs)
-                return iteration;
+            if (std::abs(differenceNs) <= kToleranceNs) return iteration;
             step(isDoubledOnOdd && iteration % 2 == 1 ? -2 * differenceNs : -differenceNs);
         }
         return limit;
@@ -40,8 +39,7 @@ private:
     // From 200 ns to seconds, either sign.
     static std::int64_t offsetOf(std::uint64_t seed) {
         std::int64_t offset = 200 + static_cast<std::int64_t>(seed * 2'654'435'761 % 997);
-        for (std::uint64_t power = seed % 7; power > 0; --power)
-            offset *= 10;
+        for (std::uint64_t power = seed % 7; power > 0; --power) offset *= 10;
         return seed % 2 == 0 ? offset : -offset;
     }
 

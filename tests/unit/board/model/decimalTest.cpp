@@ -1,6 +1,6 @@
 // Decimal texts, read and written without floating point.
-#include <cstring>
 #include <gtest/gtest.h>
+#include <cstring>
 #include <string>
 
 extern "C" {

@@ -89,12 +89,10 @@ TEST_F(Epoch, LateEventsNeverOvertakeEarlierOnes) {
     config.interfaces[1].interrupt_latency_ns = 1;
     config.interfaces[1].interrupt_jitter_ns = 100'000;
     ASSERT_EQ(arm(0, 1), 0);
-    for (std::uint64_t pulse = 1; pulse <= 50; ++pulse)
-        generateEpoch(pulse * 3000);
+    for (std::uint64_t pulse = 1; pulse <= 50; ++pulse) generateEpoch(pulse * 3000);
     board_phc_event events[100];
     ASSERT_EQ(board_phc_take(on(), kS, 1, events, 100), 100);
-    for (int at = 1; at < 100; ++at)
-        EXPECT_LT(events[at - 1].time_ns, events[at].time_ns);
+    for (int at = 1; at < 100; ++at) EXPECT_LT(events[at - 1].time_ns, events[at].time_ns);
 }
 
 TEST_F(Epoch, NobodyStampsWhoIsNotArmed) {

@@ -52,8 +52,7 @@ TEST_F(Events, OfOneInstantHappenInTheOrderGiven) {
     addEvent(kS, BOARD_EVENT_INTERFACE_UP, BOARD_TARGET_INTERFACE(1));
     board_advance(on(), kS);
     std::vector<int> kinds;
-    for (const Recorded& recorded : of(BOARD_HAPPENING_EVENT))
-        kinds.push_back(recorded.event.kind);
+    for (const Recorded& recorded : of(BOARD_HAPPENING_EVENT)) kinds.push_back(recorded.event.kind);
     EXPECT_EQ(kinds, (std::vector<int>{BOARD_EVENT_INTERFACE_DOWN, BOARD_EVENT_JUMP, BOARD_EVENT_PULSE,
                                        BOARD_EVENT_INTERFACE_UP}));
     EXPECT_EQ(of(BOARD_HAPPENING_EPOCH).at(0).truth.difference_ns[BOARD_CLOCK_PHC(0)], 5) << "the jump came first";

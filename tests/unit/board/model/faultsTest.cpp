@@ -61,9 +61,12 @@ TEST_F(Faults, CountOnlyCallsOfTheirKindTargetFileAndRequest) {
     fault.has_detail = 1;
     fault.detail = BOARD_WIRE_PTP_PIN_SETFUNC;
     EXPECT_EQ(errors(call(BOARD_CALL_READ, BOARD_TARGET_INTERFACE(1)), 1), std::vector<int>{0});
-    EXPECT_EQ(errors(call(BOARD_CALL_IOCTL, BOARD_TARGET_INTERFACE(0), BOARD_WIRE_PTP_PIN_SETFUNC), 1), std::vector<int>{0});
-    EXPECT_EQ(errors(call(BOARD_CALL_IOCTL, BOARD_TARGET_INTERFACE(1), BOARD_WIRE_PTP_GETCAPS), 1), std::vector<int>{0});
-    EXPECT_EQ(errors(call(BOARD_CALL_IOCTL, BOARD_TARGET_INTERFACE(1), BOARD_WIRE_PTP_PIN_SETFUNC), 1), std::vector<int>{EIO});
+    EXPECT_EQ(errors(call(BOARD_CALL_IOCTL, BOARD_TARGET_INTERFACE(0), BOARD_WIRE_PTP_PIN_SETFUNC), 1),
+              std::vector<int>{0});
+    EXPECT_EQ(errors(call(BOARD_CALL_IOCTL, BOARD_TARGET_INTERFACE(1), BOARD_WIRE_PTP_GETCAPS), 1),
+              std::vector<int>{0});
+    EXPECT_EQ(errors(call(BOARD_CALL_IOCTL, BOARD_TARGET_INTERFACE(1), BOARD_WIRE_PTP_PIN_SETFUNC), 1),
+              std::vector<int>{EIO});
 }
 
 TEST_F(Faults, TellFilesApart) {

@@ -9,7 +9,8 @@ namespace {
 
 class Life : public BoardFixture {
 protected:
-    /// Some minutes of a board's life that use every source of randomness; everything that can be seen of it as numbers.
+    /// Some minutes of a board's life that use every source of randomness; everything that can be seen of it as
+    /// numbers.
     static std::vector<std::int64_t> live(std::uint64_t seed) {
         struct Run : BoardFixture {
             void TestBody() override {}
@@ -24,8 +25,7 @@ protected:
                 std::strcpy(options.source, "enp1s0");
                 options.valid = 1;
                 board_phc2sys_start(on(), 0, &options);
-                for (std::uint64_t second = 1; second < 100; ++second)
-                    playSecond(second);
+                for (std::uint64_t second = 1; second < 100; ++second) playSecond(second);
                 return seen();
             }
             void playSecond(std::uint64_t second) {
@@ -74,8 +74,7 @@ TEST_F(Life, SequenceNumbersHaveNoGaps) {
     arm(0, 0);
     generateEpoch(kS);
     board_advance(on(), 2 * kS);
-    for (std::size_t at = 0; at < happenings.size(); ++at)
-        EXPECT_EQ(happenings[at].happening.sequence, at);
+    for (std::size_t at = 0; at < happenings.size(); ++at) EXPECT_EQ(happenings[at].happening.sequence, at);
 }
 
 TEST_F(Life, TextsAndCallsReachTheObserver) {

@@ -1,6 +1,6 @@
 // Time lines: exact at any rate, over any time, through any number of changes.
-#include <cstdint>
 #include <gtest/gtest.h>
+#include <cstdint>
 
 extern "C" {
 #include "board/model/line.h"
@@ -21,14 +21,15 @@ class LineAtRate : public ::testing::TestWithParam<std::int64_t> {};
 
 TEST_P(LineAtRate, AgreesWithWideArithmeticOverTwoCenturies) {
     const board_line line{0, 0, 0, GetParam()};
-    for (const std::uint64_t distance : {std::uint64_t{0}, std::uint64_t{1}, std::uint64_t{999'999}, std::uint64_t{1'000'000},
-                                         std::uint64_t{999'999'999'999}, kYearNs - 1, kYearNs, 200 * kYearNs + 12'345})
+    for (const std::uint64_t distance :
+         {std::uint64_t{0}, std::uint64_t{1}, std::uint64_t{999'999}, std::uint64_t{1'000'000},
+          std::uint64_t{999'999'999'999}, kYearNs - 1, kYearNs, 200 * kYearNs + 12'345})
         EXPECT_EQ(board_line_value(&line, distance), exactly(distance, GetParam())) << distance;
 }
 
 INSTANTIATE_TEST_SUITE_P(Rates, LineAtRate,
-                         ::testing::Values(0, 1, -1, 12'000'000, -12'000'001, 62'000'000, 1'074'000'123, -92'000'000'000,
-                                           62'499'999'999, -62'500'000'000));
+                         ::testing::Values(0, 1, -1, 12'000'000, -12'000'001, 62'000'000, 1'074'000'123,
+                                           -92'000'000'000, 62'499'999'999, -62'500'000'000));
 
 TEST(Line, LosesNothingInAMillionRateChanges) {
     board_line line{0, 0, 0, 0};

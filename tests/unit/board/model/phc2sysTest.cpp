@@ -19,7 +19,8 @@ protected:
     }
 
     static board_phc2sys_options optionsFor(const char* source) {
-        const char* const arguments[] = {"phc2sys", "-O", "0", "-l", "4", "-c", "CLOCK_REALTIME", "-F", "0.000001", "-s", source};
+        const char* const arguments[] = {"phc2sys",        "-O", "0",        "-l", "4",   "-c",
+                                         "CLOCK_REALTIME", "-F", "0.000001", "-s", source};
         board_phc2sys_options options;
         board_phc2sys_parse(11, arguments, &options);
         return options;
@@ -35,8 +36,7 @@ protected:
     }
     std::size_t stepsOfPhc2sys() const {
         std::size_t count = 0;
-        for (const Recorded& step : of(BOARD_HAPPENING_STEP))
-            count += step.step.by_phc2sys;
+        for (const Recorded& step : of(BOARD_HAPPENING_STEP)) count += step.step.by_phc2sys;
         return count;
     }
 };
@@ -86,8 +86,7 @@ TEST_F(Phc2sys, DoesNotStepWhenTheOffsetIsWithinTheThreshold) {
 
 TEST_F(Phc2sys, HoldsTheSystemClockWithin60NsOnceItHasSettled) {
     start(0);
-    for (std::uint64_t second = 30; second < 600; ++second)
-        ASSERT_LT(std::abs(toSource(second * kS)), 60) << second;
+    for (std::uint64_t second = 30; second < 600; ++second) ASSERT_LT(std::abs(toSource(second * kS)), 60) << second;
 }
 
 TEST_F(Phc2sys, KnowsTheRateFromItsFirstTwoSamples) {
@@ -194,8 +193,7 @@ TEST_F(Phc2sys, MakesTheSystemClockCountFromItsSecondSampleUntilItsDeath) {
 }
 
 TEST_F(Phc2sys, RefusesANewChildOnlyWhileAllOfThemLive) {
-    for (int child = 0; child < BOARD_MAX_CHILDREN; ++child)
-        EXPECT_EQ(start(0), 5'000'001 + child);
+    for (int child = 0; child < BOARD_MAX_CHILDREN; ++child) EXPECT_EQ(start(0), 5'000'001 + child);
     EXPECT_EQ(start(0), -EAGAIN);
     ASSERT_EQ(board_child_signal(on(), 0, 5'000'007, 9), 0);
     ASSERT_EQ(board_child_signal(on(), 0, 5'000'003, 9), 0);

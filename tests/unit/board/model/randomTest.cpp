@@ -1,6 +1,6 @@
 // Randomness that repeats: streams apart from each other, Gaussian of the right width.
-#include <cmath>
 #include <gtest/gtest.h>
+#include <cmath>
 
 extern "C" {
 #include "board/model/random.h"
@@ -44,10 +44,8 @@ TEST(Random, GaussianWithoutWidthIsNothing) {
 TEST(Random, StaysBelowTheLimit) {
     board_random random = seeded(1, 1);
     bool seen[5] = {};
-    for (int draw = 0; draw < 200; ++draw)
-        seen[board_random_below(&random, 5)] = true;
-    for (const bool one : seen)
-        EXPECT_TRUE(one);
+    for (int draw = 0; draw < 200; ++draw) seen[board_random_below(&random, 5)] = true;
+    for (const bool one : seen) EXPECT_TRUE(one);
     EXPECT_EQ(board_random_below(&random, 0), 0U);
 }
 

@@ -3,14 +3,14 @@
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
-#include <cstdint>
 #include <fcntl.h>
-#include <memory>
-#include <string>
 #include <sys/ioctl.h>
 #include <time.h>
 #include <unistd.h>
+#include <cerrno>
+#include <cstdint>
+#include <memory>
+#include <string>
 
 #include "board/preload/linkedBoard.h"
 #include "board/wire/driver.h"
@@ -43,8 +43,7 @@ offset = "350 ns"
 
 class BoardOn : public testing::Test {
 protected:
-    void switchOn(const std::string& further = "", std::uint64_t seed = 7)
-    {
+    void switchOn(const std::string& further = "", std::uint64_t seed = 7) {
         halvexboard::LinkedBoardOptions options;
         options.seed = seed;
         board_ = std::make_unique<halvexboard::LinkedBoard>(kScenario + further, options);
@@ -53,11 +52,9 @@ protected:
     /// Position of enp1s0, the interface of /dev/ptp0.
     static constexpr int kFirst = 1;
 
-    std::string traced(const std::string& part) const
-    {
+    std::string traced(const std::string& part) const {
         for (const std::string& line : board_->trace()) {
-            if (line.find(part) != std::string::npos)
-                return line;
+            if (line.find(part) != std::string::npos) return line;
         }
         return {};
     }
@@ -69,10 +66,8 @@ protected:
 class Fd {
 public:
     explicit Fd(int fd) : fd_(fd) {}
-    ~Fd()
-    {
-        if (fd_ >= 0)
-            close(fd_);
+    ~Fd() {
+        if (fd_ >= 0) close(fd_);
     }
     Fd(const Fd&) = delete;
     Fd& operator=(const Fd&) = delete;
@@ -82,15 +77,13 @@ private:
     int fd_;
 };
 
-inline std::uint64_t now(clockid_t clock)
-{
+inline std::uint64_t now(clockid_t clock) {
     timespec time{};
     EXPECT_EQ(clock_gettime(clock, &time), 0);
     return static_cast<std::uint64_t>(time.tv_sec) * kSecond + static_cast<std::uint64_t>(time.tv_nsec);
 }
 
-inline timespec after(clockid_t clock, std::uint64_t ns)
-{
+inline timespec after(clockid_t clock, std::uint64_t ns) {
     const std::uint64_t at = now(clock) + ns;
     return {static_cast<time_t>(at / kSecond), static_cast<long>(at % kSecond)};
 }
@@ -101,8 +94,7 @@ struct DriverCall {
     std::int32_t status = 0;
     std::uint64_t bytesReturned = 0;
 
-    int make(int fd, std::uint32_t request, const std::uint64_t* argument, bool hasResult)
-    {
+    int make(int fd, std::uint32_t request, const std::uint64_t* argument, bool hasResult) {
         board_wire_value_buffer in{argument != nullptr ? *argument : 0, 0, 0};
         board_wire_value_buffer out{};
         board_wire_ioctl_block block{};
@@ -110,8 +102,7 @@ struct DriverCall {
         block.out_address = reinterpret_cast<std::uint64_t>(&out);
         block.in_size = argument != nullptr ? sizeof in : BOARD_WIRE_STATUS_BUFFER_SIZE;
         block.out_size = hasResult ? sizeof out : BOARD_WIRE_STATUS_BUFFER_SIZE;
-        if (ioctl(fd, request, &block) != 0)
-            return errno;
+        if (ioctl(fd, request, &block) != 0) return errno;
         result = hasResult ? out.value : 0;
         status = hasResult ? out.status : static_cast<std::int32_t>(out.value);
         bytesReturned = block.bytes_returned;
@@ -122,18 +113,16 @@ struct DriverCall {
     int give(int fd, std::uint32_t request, std::uint64_t argument) { return make(fd, request, &argument, false); }
 };
 
-inline int setPin(int fd, std::uint32_t function)
-{
+inline int setPin(int fd, std::uint32_t function) {
     board_wire_ptp_pin pin{};
     pin.function = function;
     return ioctl(fd, BOARD_WIRE_PTP_PIN_SETFUNC, &pin);
 }
 
-inline int requestStamps(int fd)
-{
+inline int requestStamps(int fd) {
     board_wire_ptp_extts_request request{};
     request.flags = BOARD_WIRE_EXTTS_ENABLE | BOARD_WIRE_EXTTS_RISING;
     return ioctl(fd, BOARD_WIRE_PTP_EXTTS_REQUEST, &request);
 }
 
-} // namespace boardtest
+}  // namespace boardtest

@@ -1,7 +1,7 @@
 // Tests of phc2sys: started, signalled and reaped as a real child, disciplining the simulated system clock.
-#include <csignal>
 #include <spawn.h>
 #include <sys/wait.h>
+#include <csignal>
 
 #include "tests/unit/board/preload/boardOn.h"
 
@@ -13,16 +13,15 @@ class Children : public BoardOn {
 protected:
     Children() { switchOn(); }
 
-    static int start(pid_t& pid, const char* source)
-    {
-        const char* const words[] = {"phc2sys", "-O", "0", "-l", "4", "-c", "CLOCK_REALTIME", "-F", "0.000001", "-s", source, nullptr};
+    static int start(pid_t& pid, const char* source) {
+        const char* const words[] = {"phc2sys",        "-O", "0",        "-l", "4",    "-c",
+                                     "CLOCK_REALTIME", "-F", "0.000001", "-s", source, nullptr};
         return posix_spawn(&pid, BOARD_WIRE_PHC2SYS, nullptr, nullptr, const_cast<char* const*>(words), environ);
     }
     static void sleepS(unsigned seconds) { EXPECT_EQ(sleep(seconds), 0U); }
 };
 
-TEST_F(Children, StepTheSystemClockOntoTheirSource)
-{
+TEST_F(Children, StepTheSystemClockOntoTheirSource) {
     pid_t pid = 0;
     ASSERT_EQ(start(pid, "enp2s0"), 0);
     EXPECT_GT(pid, 5'000'000) << "no real process can have it";
@@ -33,8 +32,7 @@ TEST_F(Children, StepTheSystemClockOntoTheirSource)
     EXPECT_EQ(kill(pid, SIGKILL), 0);
 }
 
-TEST_F(Children, AreZombiesUntilTheyAreReaped)
-{
+TEST_F(Children, AreZombiesUntilTheyAreReaped) {
     pid_t pid = 0;
     ASSERT_EQ(start(pid, "enp1s0"), 0);
     int status = 0;
@@ -48,8 +46,7 @@ TEST_F(Children, AreZombiesUntilTheyAreReaped)
     EXPECT_EQ(errno, ESRCH);
 }
 
-TEST_F(Children, CanBeLookedAtWithoutBeingReaped)
-{
+TEST_F(Children, CanBeLookedAtWithoutBeingReaped) {
     constexpr int kLook = WEXITED | WNOHANG | WNOWAIT;
     pid_t pid = 0;
     ASSERT_EQ(start(pid, "enp1s0"), 0);
@@ -64,8 +61,7 @@ TEST_F(Children, CanBeLookedAtWithoutBeingReaped)
     EXPECT_EQ(waitpid(pid, &status, WNOHANG), pid) << "it was only looked at";
 }
 
-TEST_F(Children, ExitAtOnceWithoutAClockToFollow)
-{
+TEST_F(Children, ExitAtOnceWithoutAClockToFollow) {
     pid_t pid = 0;
     ASSERT_EQ(start(pid, "nothing0"), 0);
     int status = 0;
@@ -74,8 +70,7 @@ TEST_F(Children, ExitAtOnceWithoutAClockToFollow)
     EXPECT_EQ(WEXITSTATUS(status), 255);
 }
 
-TEST_F(Children, OfTheMachineAreStartedAndReapedAsEver)
-{
+TEST_F(Children, OfTheMachineAreStartedAndReapedAsEver) {
     pid_t pid = 0;
     const char* const words[] = {"sh", "-c", "exit 3", nullptr};
     ASSERT_EQ(posix_spawnp(&pid, "sh", nullptr, nullptr, const_cast<char* const*>(words), environ), 0);
@@ -84,13 +79,12 @@ TEST_F(Children, OfTheMachineAreStartedAndReapedAsEver)
     EXPECT_EQ(WEXITSTATUS(status), 3);
 }
 
-TEST_F(Children, ForkedFromHereLeaveTheBoardAlone)
-{
+TEST_F(Children, ForkedFromHereLeaveTheBoardAlone) {
     close(open("/dev/ptp0", O_RDWR));
     const Fd ptp(open("/dev/ptp0", O_RDWR));
     const std::size_t lines = board_->trace().size();
     const pid_t pid = fork();
-    if (pid == 0) { // with a table of descriptors of its own
+    if (pid == 0) {  // with a table of descriptors of its own
         close(ptp);
         _exit(open("/dev/null", O_RDWR) == ptp && write(ptp, "x", 1) == 1 ? 4 : 5);
     }
@@ -100,4 +94,4 @@ TEST_F(Children, ForkedFromHereLeaveTheBoardAlone)
     EXPECT_EQ(board_->trace().size(), lines);
 }
 
-} // namespace
+}  // namespace

@@ -1,7 +1,7 @@
 // Tests of the program's clocks on the board: one private system clock, monotonic clocks that follow virtual time.
-#include <chrono>
 #include <sys/time.h>
 #include <sys/timex.h>
+#include <chrono>
 
 #include "tests/unit/board/preload/boardOn.h"
 
@@ -14,19 +14,19 @@ protected:
     Clocks() { switchOn(); }
 };
 
-TEST_F(Clocks, OfTheSystemStartWhereTheScenarioSaysWhoeverReadsThem)
-{
+TEST_F(Clocks, OfTheSystemStartWhereTheScenarioSaysWhoeverReadsThem) {
     constexpr std::int64_t kStart = 1'700'000'000;
     EXPECT_EQ(static_cast<std::int64_t>(now(CLOCK_REALTIME) / kSecond), kStart);
     EXPECT_EQ(time(nullptr), kStart);
     timeval day{};
     ASSERT_EQ(gettimeofday(&day, nullptr), 0);
     EXPECT_EQ(day.tv_sec, kStart);
-    EXPECT_EQ(std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch()).count(), kStart);
+    EXPECT_EQ(
+        std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch()).count(),
+        kStart);
 }
 
-TEST_F(Clocks, OfTheSystemAreSetWithoutTheMachineNoticing)
-{
+TEST_F(Clocks, OfTheSystemAreSetWithoutTheMachineNoticing) {
     const timespec wanted{1'234'567'890, 17};
     const std::uint64_t monotonic = now(CLOCK_MONOTONIC);
     ASSERT_EQ(clock_settime(CLOCK_REALTIME, &wanted), 0);
@@ -39,26 +39,23 @@ TEST_F(Clocks, OfTheSystemAreSetWithoutTheMachineNoticing)
     EXPECT_GT(now(CLOCK_REALTIME) / kSecond, 1'700'000'000U) << "the machine's own clock is untouched";
 }
 
-TEST_F(Clocks, SayThatNobodyDisciplinesThem)
-{
+TEST_F(Clocks, SayThatNobodyDisciplinesThem) {
     timex state{};
     EXPECT_EQ(adjtimex(&state), TIME_ERROR);
     EXPECT_NE(state.status & STA_UNSYNC, 0);
 }
 
-TEST_F(Clocks, MoveByWhatCallsCost)
-{
+TEST_F(Clocks, MoveByWhatCallsCost) {
     const std::uint64_t first = now(CLOCK_MONOTONIC);
     EXPECT_GT(now(CLOCK_MONOTONIC), first);
     EXPECT_GE(now(CLOCK_MONOTONIC_RAW), first);
     EXPECT_GE(now(CLOCK_BOOTTIME), first);
 }
 
-TEST_F(Clocks, OfTheProcessorAreTheMachines)
-{
+TEST_F(Clocks, OfTheProcessorAreTheMachines) {
     timespec used{};
     EXPECT_EQ(clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used), 0);
     EXPECT_LT(used.tv_sec, 60);
 }
 
-} // namespace
+}  // namespace

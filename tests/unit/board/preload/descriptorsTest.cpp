@@ -15,8 +15,7 @@ protected:
     static constexpr const char* kOffset = "/sys/bus/i2c/drivers/si514/0-0055/ppb_offset";
 };
 
-TEST_F(Descriptors, AreTheLowestFreeNumbersOfTheProcess)
-{
+TEST_F(Descriptors, AreTheLowestFreeNumbersOfTheProcess) {
     const int expected = dup(0);
     close(expected);
     const Fd fd(open(kOffset, O_RDWR));
@@ -27,8 +26,7 @@ TEST_F(Descriptors, AreTheLowestFreeNumbersOfTheProcess)
     EXPECT_EQ(fcntl(fd, F_GETFL) & O_ACCMODE, O_RDWR);
 }
 
-TEST_F(Descriptors, RunOutAsTheKernelSays)
-{
+TEST_F(Descriptors, RunOutAsTheKernelSays) {
     rlimit before{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
     const Fd last(open(kOffset, O_RDWR));
@@ -41,8 +39,7 @@ TEST_F(Descriptors, RunOutAsTheKernelSays)
     EXPECT_EQ(error, EMFILE);
 }
 
-TEST_F(Descriptors, ThatAreDuplicatesShareTheirOffset)
-{
+TEST_F(Descriptors, ThatAreDuplicatesShareTheirOffset) {
     const Fd fd(open(kOffset, O_RDWR));
     const Fd copy(dup(fd));
     ASSERT_EQ(write(fd, "12.000000", 9), 9);
@@ -52,8 +49,7 @@ TEST_F(Descriptors, ThatAreDuplicatesShareTheirOffset)
     EXPECT_EQ(read(fd, buffer, sizeof buffer), 3);
 }
 
-TEST_F(Descriptors, MeanNothingOnceTheyAreClosed)
-{
+TEST_F(Descriptors, MeanNothingOnceTheyAreClosed) {
     const int fd = open(kOffset, O_RDWR);
     ASSERT_EQ(close(fd), 0);
     EXPECT_EQ(close(fd), -1);
@@ -66,4 +62,4 @@ TEST_F(Descriptors, MeanNothingOnceTheyAreClosed)
     EXPECT_EQ(write(again, "not a number", 12), 12) << "replaced by dup2";
 }
 
-} // namespace
+}  // namespace

@@ -9,14 +9,12 @@ namespace {
 
 class DriverNodes : public BoardOn {
 protected:
-    DriverNodes()
-    {
+    DriverNodes() {
         switchOn();
         ferrox_ = open(BOARD_WIRE_FERROX_NODE, O_RDWR | O_CLOEXEC);
         fpga_ = open(BOARD_WIRE_FPGA_NODE, O_RDWR | O_CLOEXEC);
     }
-    ~DriverNodes() override
-    {
+    ~DriverNodes() override {
         close(ferrox_);
         close(fpga_);
     }
@@ -26,8 +24,7 @@ protected:
     DriverCall call_;
 };
 
-TEST_F(DriverNodes, TellTheirTimes)
-{
+TEST_F(DriverNodes, TellTheirTimes) {
     ASSERT_EQ(call_.get(ferrox_, BOARD_WIRE_FERROX_GET_TIME), 0);
     const std::uint64_t master = call_.result;
     EXPECT_EQ(call_.status, 0);
@@ -38,16 +35,14 @@ TEST_F(DriverNodes, TellTheirTimes)
     EXPECT_EQ(call_.get(ferrox_, BOARD_WIRE_FERROX_GET_TIME_OFFSET), 0);
 }
 
-TEST_F(DriverNodes, StepTheirClocks)
-{
+TEST_F(DriverNodes, StepTheirClocks) {
     ASSERT_EQ(call_.give(ferrox_, BOARD_WIRE_FERROX_ADJUST_TIME, 1'000'000), 0);
     EXPECT_EQ(board_->differenceNs(BOARD_CLOCK_FPGA), 40'000 - 1'000'000);
     ASSERT_EQ(call_.give(fpga_, BOARD_WIRE_FPGA_ADJUST_TIME, static_cast<std::uint64_t>(-40'001)), 0);
     EXPECT_EQ(board_->differenceNs(BOARD_CLOCK_FPGA), -1'000'001);
 }
 
-TEST_F(DriverNodes, SeeTheSameEpoch)
-{
+TEST_F(DriverNodes, SeeTheSameEpoch) {
     ASSERT_EQ(call_.get(fpga_, BOARD_WIRE_FPGA_GET_EPOCH_TIMESTAMP), 0);
     const std::uint64_t before = call_.result;
     ASSERT_EQ(call_.act(ferrox_, BOARD_WIRE_FERROX_GENERATE_EPOCH_SIGNAL), 0);
@@ -58,8 +53,7 @@ TEST_F(DriverNodes, SeeTheSameEpoch)
     EXPECT_EQ(call_.result - master, 40'000U);
 }
 
-TEST_F(DriverNodes, TakeAndFillRecordsByAddress)
-{
+TEST_F(DriverNodes, TakeAndFillRecordsByAddress) {
     board_wire_fpga_status status{};
     status.size = sizeof status;
     status.reference_kind = 2;
@@ -76,16 +70,14 @@ TEST_F(DriverNodes, TakeAndFillRecordsByAddress)
     EXPECT_NE(traced("\"alignment_request\"").find("4000000000"), std::string::npos);
 }
 
-TEST_F(DriverNodes, ReportARecordOfTheWrongSizeAsADriverStatus)
-{
+TEST_F(DriverNodes, ReportARecordOfTheWrongSizeAsADriverStatus) {
     board_wire_fpga_status status{};
     status.size = 18;
     ASSERT_EQ(call_.give(fpga_, BOARD_WIRE_FPGA_SET_STATUS_INFO, reinterpret_cast<std::uint64_t>(&status)), 0);
     EXPECT_EQ(call_.status, BOARD_WIRE_STATUS_INVALID_PARAMETER);
 }
 
-TEST_F(DriverNodes, RefuseRequestsAndBuffersThatAreNotTheirs)
-{
+TEST_F(DriverNodes, RefuseRequestsAndBuffersThatAreNotTheirs) {
     EXPECT_EQ(call_.get(fpga_, BOARD_WIRE_FERROX_GET_TIME), ENOTTY) << "the two differ in their direction bits";
     EXPECT_EQ(call_.make(ferrox_, BOARD_WIRE_FERROX_GET_TIME, nullptr, false), EINVAL) << "no room for the result";
     EXPECT_EQ(ioctl(ferrox_, BOARD_WIRE_FERROX_GET_TIME, nullptr), -1);
@@ -93,20 +85,18 @@ TEST_F(DriverNodes, RefuseRequestsAndBuffersThatAreNotTheirs)
     EXPECT_EQ(call_.give(fpga_, BOARD_WIRE_FPGA_SET_STATUS_INFO, 0), EFAULT) << "the address of the record";
 }
 
-TEST_F(DriverNodes, AreGoneWithTheirDriver)
-{
+TEST_F(DriverNodes, AreGoneWithTheirDriver) {
     ASSERT_TRUE(board_->doEvent(BOARD_EVENT_DRIVER_GONE, BOARD_TARGET_FERROX));
     EXPECT_EQ(call_.get(ferrox_, BOARD_WIRE_FERROX_GET_TIME), ENODEV);
     EXPECT_EQ(open(BOARD_WIRE_FERROX_NODE, O_RDWR), -1);
     EXPECT_EQ(errno, ENOENT);
 }
 
-TEST_F(DriverNodes, CanBeMapped)
-{
+TEST_F(DriverNodes, CanBeMapped) {
     void* const mapped = mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, fpga_, 4096);
     ASSERT_NE(mapped, MAP_FAILED);
     static_cast<char*>(mapped)[0] = 'x';
     EXPECT_EQ(munmap(mapped, 4096), 0);
 }
 
-} // namespace
+}  // namespace

@@ -1,8 +1,8 @@
 // Tests of injected faults as a program meets them: errno, short counts, delays, driver statuses.
-#include <cstring>
-#include <fstream>
 #include <glob.h>
 #include <sys/select.h>
+#include <cstring>
+#include <fstream>
 
 #include "tests/unit/board/preload/boardOn.h"
 
@@ -12,8 +12,7 @@ namespace {
 
 class Faults : public BoardOn {};
 
-TEST_F(Faults, FailTheNthOpenOfAFileOnce)
-{
+TEST_F(Faults, FailTheNthOpenOfAFileOnce) {
     switchOn("[[fault]]\ncall = \"open\"\ntarget = \"si514\"\nfile = \"ppb_offset\"\nnth = 2\nerror = \"EMFILE\"\n");
     const char* const path = "/sys/bus/i2c/drivers/si514/0-0055/ppb_offset";
     EXPECT_GE(Fd(open(path, O_RDWR)), 0);
@@ -23,16 +22,14 @@ TEST_F(Faults, FailTheNthOpenOfAFileOnce)
     EXPECT_NE(traced("\"kind\":\"fault\""), "");
 }
 
-TEST_F(Faults, CutAWriteShort)
-{
+TEST_F(Faults, CutAWriteShort) {
     switchOn("[[fault]]\ncall = \"write\"\ntarget = \"si514\"\nshort_count = 3\n");
     const Fd fd(open("/sys/bus/i2c/drivers/si514/0-0055/ppb_offset", O_RDWR));
     EXPECT_EQ(write(fd, "100.000000", 10), 3);
     EXPECT_EQ(pwrite(fd, "100.000000", 10, 0), 10);
 }
 
-TEST_F(Faults, MakeAStdioReadFail)
-{
+TEST_F(Faults, MakeAStdioReadFail) {
     switchOn("[[fault]]\ncall = \"fread\"\ntarget = \"fpga\"\nerror = \"EIO\"\n");
     FILE* const file =
         fopen("/proc/driver/zu/horlixFpga/deviceInterfaces/nZUHORLIXFPGA000_HorlixFpga\\0/interfacePath", "re");
@@ -43,8 +40,7 @@ TEST_F(Faults, MakeAStdioReadFail)
     fclose(file);
 }
 
-TEST_F(Faults, MakeGlobGiveUp)
-{
+TEST_F(Faults, MakeGlobGiveUp) {
     switchOn("[[fault]]\ncall = \"glob\"\ntarget = \"ferrox\"\nerror = \"ENOMEM\"\n");
     glob_t found{};
     const char* const pattern = "/proc/driver/zu/*/deviceInterfaces/nZUHORLIXFERROX000_HorlixFerrox\\\\*";
@@ -53,8 +49,7 @@ TEST_F(Faults, MakeGlobGiveUp)
     globfree(&found);
 }
 
-TEST_F(Faults, LetADriverReportItsOwnStatus)
-{
+TEST_F(Faults, LetADriverReportItsOwnStatus) {
     switchOn("[[fault]]\ncall = \"ioctl\"\ntarget = \"ferrox\"\nrequest = \"getTime\"\ndriver_status = -52011\n");
     const Fd ferrox(open(BOARD_WIRE_FERROX_NODE, O_RDWR));
     DriverCall call;
@@ -62,8 +57,7 @@ TEST_F(Faults, LetADriverReportItsOwnStatus)
     EXPECT_EQ(call.status, -52011);
 }
 
-TEST_F(Faults, InterruptAWait)
-{
+TEST_F(Faults, InterruptAWait) {
     switchOn("[[fault]]\ncall = \"select\"\nerror = \"EINTR\"\n");
     const Fd ptp(open("/dev/ptp0", O_RDWR));
     fd_set set;
@@ -74,8 +68,7 @@ TEST_F(Faults, InterruptAWait)
     EXPECT_EQ(errno, EINTR);
 }
 
-TEST_F(Faults, TakeTheirTime)
-{
+TEST_F(Faults, TakeTheirTime) {
     switchOn("[[fault]]\ncall = \"ioctl\"\ntarget = \"ferrox\"\ndelay = \"30 ms\"\n");
     const Fd ferrox(open(BOARD_WIRE_FERROX_NODE, O_RDWR));
     DriverCall call;
@@ -84,4 +77,4 @@ TEST_F(Faults, TakeTheirTime)
     EXPECT_GE(now(CLOCK_MONOTONIC) - before, 30 * kMillisecond);
 }
 
-} // namespace
+}  // namespace

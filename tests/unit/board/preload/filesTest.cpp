@@ -1,10 +1,10 @@
 // Tests of the board's files: found at their paths, listed, read and written as the real ones are.
 #include <dirent.h>
-#include <fstream>
 #include <glob.h>
 #include <gmock/gmock.h>
-#include <sstream>
 #include <sys/stat.h>
+#include <fstream>
+#include <sstream>
 #include <vector>
 
 #include "tests/unit/board/preload/boardOn.h"
@@ -18,22 +18,18 @@ class Files : public BoardOn {
 protected:
     Files() { switchOn(); }
 
-    static std::string contents(const std::string& path)
-    {
+    static std::string contents(const std::string& path) {
         const Fd fd(open(path.c_str(), O_RDONLY));
         char buffer[512] = {};
         const ssize_t size = fd >= 0 ? read(fd, buffer, sizeof buffer) : -1;
         return size >= 0 ? std::string(buffer, static_cast<std::size_t>(size)) : "errno " + std::to_string(errno);
     }
 
-    static std::vector<std::string> entries(const char* path)
-    {
+    static std::vector<std::string> entries(const char* path) {
         std::vector<std::string> names;
         DIR* const directory = opendir(path);
-        if (directory == nullptr)
-            return {"errno " + std::to_string(errno)};
-        while (const dirent* const entry = readdir(directory))
-            names.emplace_back(entry->d_name);
+        if (directory == nullptr) return {"errno " + std::to_string(errno)};
+        while (const dirent* const entry = readdir(directory)) names.emplace_back(entry->d_name);
         closedir(directory);
         return names;
     }
@@ -41,8 +37,7 @@ protected:
     const std::string client_ = "/sys/bus/i2c/drivers/si514/0-0055/";
 };
 
-TEST_F(Files, OfAnInterfaceNameVendorAndDeviceWhoeverReadsThem)
-{
+TEST_F(Files, OfAnInterfaceNameVendorAndDeviceWhoeverReadsThem) {
     EXPECT_EQ(contents("/sys/class/net/enp1s0/device/vendor"), "0x8086\n");
     std::ifstream stream("/sys/class/net/enp1s0/device/device");
     std::string line;
@@ -56,8 +51,7 @@ TEST_F(Files, OfAnInterfaceNameVendorAndDeviceWhoeverReadsThem)
     fclose(file);
 }
 
-TEST_F(Files, ThatTheBoardDoesNotHaveAreMissingEvenIfTheMachineHasThem)
-{
+TEST_F(Files, ThatTheBoardDoesNotHaveAreMissingEvenIfTheMachineHasThem) {
     EXPECT_EQ(contents("/sys/class/net/lo/device/vendor"), "errno 2");
     EXPECT_EQ(contents("/dev/ptp7"), "errno 2");
     EXPECT_EQ(contents("/sys/class/net/enp9s0/device/vendor"), "errno 2");
@@ -68,23 +62,20 @@ TEST_F(Files, ThatTheBoardDoesNotHaveAreMissingEvenIfTheMachineHasThem)
     EXPECT_EQ(errno, ENOENT);
 }
 
-TEST_F(Files, OfTheMachineAreReadAsEver)
-{
+TEST_F(Files, OfTheMachineAreReadAsEver) {
     std::ifstream stream("/etc/passwd");
     std::string line;
     EXPECT_TRUE(std::getline(stream, line));
     EXPECT_NE(line.find("root"), std::string::npos);
 }
 
-TEST_F(Files, AreListedInTheOrderOfTheKernel)
-{
+TEST_F(Files, AreListedInTheOrderOfTheKernel) {
     EXPECT_THAT(entries("/sys/class/net/"), ElementsAre(".", "..", "lo", "enp2s0", "enp1s0"));
     EXPECT_THAT(entries("/sys/bus/i2c/drivers/si514"),
                 ElementsAre(".", "..", "bind", "0-0055", "module", "uevent", "unbind"));
 }
 
-TEST_F(Files, InAListingSayWhetherTheyAreLinks)
-{
+TEST_F(Files, InAListingSayWhetherTheyAreLinks) {
     DIR* const directory = opendir("/sys/bus/i2c/drivers/si514");
     ASSERT_NE(directory, nullptr);
     std::string links;
@@ -94,8 +85,7 @@ TEST_F(Files, InAListingSayWhetherTheyAreLinks)
     EXPECT_EQ(links, "0-0055 module ");
 }
 
-TEST_F(Files, OfADirectoryOfTheMachineStandBesideItsOwn)
-{
+TEST_F(Files, OfADirectoryOfTheMachineStandBesideItsOwn) {
     EXPECT_THAT(entries("/dev"), testing::IsSupersetOf({"ptp0", "ptp1", "null", "zu"}));
     struct stat seen {};
     EXPECT_EQ(stat("/dev/ptp0", &seen), 0);
@@ -103,10 +93,10 @@ TEST_F(Files, OfADirectoryOfTheMachineStandBesideItsOwn)
     EXPECT_EQ(access("/dev/ptp0", R_OK | W_OK), 0);
 }
 
-TEST_F(Files, OfADriverAreFoundByGlobThroughTheDoubledBackslash)
-{
+TEST_F(Files, OfADriverAreFoundByGlobThroughTheDoubledBackslash) {
     glob_t found{};
-    ASSERT_EQ(glob("/proc/driver/zu/*/deviceInterfaces/nZUHORLIXFPGA000_HorlixFpga\\\\*", GLOB_ONLYDIR, nullptr, &found), 0);
+    ASSERT_EQ(
+        glob("/proc/driver/zu/*/deviceInterfaces/nZUHORLIXFPGA000_HorlixFpga\\\\*", GLOB_ONLYDIR, nullptr, &found), 0);
     ASSERT_EQ(found.gl_pathc, 1U);
     const std::string path = found.gl_pathv[0];
     globfree(&found);
@@ -115,16 +105,15 @@ TEST_F(Files, OfADriverAreFoundByGlobThroughTheDoubledBackslash)
     EXPECT_EQ(glob("/proc/driver/zu/*/deviceInterfaces/nothing\\\\*", GLOB_ONLYDIR, nullptr, &found), GLOB_NOMATCH);
 }
 
-TEST_F(Files, OfADriverThatIsGoneAreGone)
-{
+TEST_F(Files, OfADriverThatIsGoneAreGone) {
     ASSERT_TRUE(board_->doEvent(BOARD_EVENT_DRIVER_GONE, BOARD_TARGET_FPGA));
-    EXPECT_EQ(contents("/proc/driver/zu/horlixFpga/deviceInterfaces/nZUHORLIXFPGA000_HorlixFpga\\0/interfacePath"), "errno 2");
+    EXPECT_EQ(contents("/proc/driver/zu/horlixFpga/deviceInterfaces/nZUHORLIXFPGA000_HorlixFpga\\0/interfacePath"),
+              "errno 2");
     ASSERT_TRUE(board_->doEvent(BOARD_EVENT_DRIVER_GONE, BOARD_TARGET_SI514));
     EXPECT_THAT(entries("/sys/bus/i2c/drivers/si514"), ElementsAre("errno 2"));
 }
 
-TEST_F(Files, OfTheOscillatorSteerIt)
-{
+TEST_F(Files, OfTheOscillatorSteerIt) {
     const Fd fd(open((client_ + "ppb_offset").c_str(), O_RDWR));
     ASSERT_GE(fd, 0);
     ASSERT_EQ(lseek(fd, 0, SEEK_SET), 0);
@@ -134,11 +123,11 @@ TEST_F(Files, OfTheOscillatorSteerIt)
     ASSERT_EQ(lseek(fd, 0, SEEK_SET), 0);
     EXPECT_GT(read(fd, buffer, sizeof buffer), 0);
     EXPECT_EQ(std::string(buffer), "-1250\n");
-    board_->withModel([](board& model, std::uint64_t rawNs) { EXPECT_EQ(board_si514_steering(&model, rawNs), -1'250'000); });
+    board_->withModel(
+        [](board& model, std::uint64_t rawNs) { EXPECT_EQ(board_si514_steering(&model, rawNs), -1'250'000); });
 }
 
-TEST_F(Files, OfTheOscillatorMayBePrintedIntoThroughStdio)
-{
+TEST_F(Files, OfTheOscillatorMayBePrintedIntoThroughStdio) {
     FILE* const file = fopen((client_ + "ppb_offset").c_str(), "w");
     ASSERT_NE(file, nullptr);
     fprintf(file, "%d", 777);
@@ -148,8 +137,7 @@ TEST_F(Files, OfTheOscillatorMayBePrintedIntoThroughStdio)
     EXPECT_EQ(contents(client_ + "ppb_offset"), "-5\n");
 }
 
-TEST_F(Files, OfTheOscillatorRefuseWhatIsNoNumberAndWhatIsReadOnly)
-{
+TEST_F(Files, OfTheOscillatorRefuseWhatIsNoNumberAndWhatIsReadOnly) {
     const Fd fd(open((client_ + "ppb_offset").c_str(), O_WRONLY));
     EXPECT_EQ(write(fd, "fast", 4), -1);
     EXPECT_EQ(errno, EINVAL);
@@ -162,4 +150,4 @@ TEST_F(Files, OfTheOscillatorRefuseWhatIsNoNumberAndWhatIsReadOnly)
     EXPECT_EQ(errno, EACCES);
 }
 
-} // namespace
+}  // namespace

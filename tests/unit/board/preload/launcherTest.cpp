@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sys/wait.h>
+#include <unistd.h>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -9,8 +11,6 @@
 #include <fstream>
 #include <sstream>
 #include <string>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace {
 
@@ -25,32 +25,27 @@ protected:
     };
 
     /// A shell command; what it wrote to both of its outputs.
-    static Result shell(const std::string& command)
-    {
+    static Result shell(const std::string& command) {
         FILE* const pipe = popen(("{ " + command + "; } 2>&1").c_str(), "r");
         std::string text;
         char buffer[4096];
-        while (const std::size_t size = fread(buffer, 1, sizeof buffer, pipe))
-            text.append(buffer, size);
+        while (const std::size_t size = fread(buffer, 1, sizeof buffer, pipe)) text.append(buffer, size);
         const int status = pclose(pipe);
         return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), text};
     }
 
-    static Result run(const std::string& options, const std::string& command)
-    {
+    static Result run(const std::string& options, const std::string& command) {
         return shell(HALVEXBOARD " run " + options + " -- " + command);
     }
 
-    static std::string contents(const std::filesystem::path& path)
-    {
+    static std::string contents(const std::filesystem::path& path) {
         std::ifstream file(path);
         std::ostringstream text;
         text << file.rdbuf();
         return text.str();
     }
 
-    Launcher()
-    {
+    Launcher() {
         char name[] = "/tmp/boardLauncherXXXXXX";
         folder_ = mkdtemp(name);
     }
@@ -62,29 +57,25 @@ private:
     std::filesystem::path folder_;
 };
 
-TEST_F(Launcher, SaysWhichScenarioAndSeedItPlays)
-{
+TEST_F(Launcher, SaysWhichScenarioAndSeedItPlays) {
     EXPECT_THAT(run("--seed 12", "true").text, HasSubstr("halvexboard: scenario plain, seed 12"));
 }
 
-TEST_F(Launcher, HandsOnTheExitCodeOfTheCommand)
-{
+TEST_F(Launcher, HandsOnTheExitCodeOfTheCommand) {
     EXPECT_EQ(run("", PROBE " 7").code, 7);
     EXPECT_EQ(run("", "true").code, 0);
     EXPECT_EQ(run("", "/no/such/program").code, 125);
 }
 
-TEST_F(Launcher, ShowsOrdinaryProgramsTheBoardsFiles)
-{
+TEST_F(Launcher, ShowsOrdinaryProgramsTheBoardsFiles) {
     EXPECT_THAT(run("", "cat /sys/class/net/enp1s0/device/vendor").text, HasSubstr("0x8086\n"));
     EXPECT_THAT(run("", "ls /sys/class/net /dev/ptp1 /proc/driver/zu").text, HasSubstr("horlixFerrox"));
     EXPECT_THAT(run("", PROBE " clock").text, HasSubstr("1700000000\n"));
 }
 
-TEST_F(Launcher, LeavesProgramsAloneThatDoNotTouchTheController)
-{
+TEST_F(Launcher, LeavesProgramsAloneThatDoNotTouchTheController) {
     for (const std::string command :
-         {"ls -l --time-style=full-iso /usr/include", // its short style depends on what day it is
+         {"ls -l --time-style=full-iso /usr/include",  // its short style depends on what day it is
           "cat /etc/passwd", "perl -e 'print join(\",\", map { $_ * 2 } 1..5), \"\\n\"; exit 3'",
           "sh -c 'for i in 1 2 3; do echo $i; done | sort -r; exit 4'", "find /etc -maxdepth 1 -name 'p*'",
           "sort /etc/passwd", "head -c 100000 /dev/zero", "env -i /usr/bin/env"}) {
@@ -96,8 +87,7 @@ TEST_F(Launcher, LeavesProgramsAloneThatDoNotTouchTheController)
     EXPECT_EQ(shell("printf 'a\\nb\\n' | " HALVEXBOARD " run -- " PROBE " echo 2>/dev/null").text, "a\nb\n");
 }
 
-TEST_F(Launcher, PlaysOneSeedTwiceAlikeAndTwoSeedsDifferently)
-{
+TEST_F(Launcher, PlaysOneSeedTwiceAlikeAndTwoSeedsDifferently) {
     const auto started = std::chrono::steady_clock::now();
     for (const std::string name : {"a", "b"})
         ASSERT_EQ(run("--scenario stepLoss --seed 5 --trace " + file(name).string(), PROBE " live").code, 0);
@@ -109,44 +99,38 @@ TEST_F(Launcher, PlaysOneSeedTwiceAlikeAndTwoSeedsDifferently)
     EXPECT_FALSE(first == contents(file("c")));
 }
 
-TEST_F(Launcher, WritesTheWholeTraceHoweverTheProgramEnds)
-{
+TEST_F(Launcher, WritesTheWholeTraceHoweverTheProgramEnds) {
     for (const std::string end : {"0", "_exit", "abort"}) {
         run("--trace " + file("trace").string(), std::string(PROBE) + " clock syslog " + end);
         EXPECT_THAT(contents(file("trace")), HasSubstr("a line with 5 and text")) << end;
     }
 }
 
-TEST_F(Launcher, LeavesTheTraceToTheProcessThatWasStarted)
-{
+TEST_F(Launcher, LeavesTheTraceToTheProcessThatWasStarted) {
     ASSERT_EQ(run("--trace " + file("trace").string(), PROBE " clock fork").code, 0);
     const std::string trace = contents(file("trace"));
     const std::string start = "\"kind\":\"start\"";
     EXPECT_EQ(trace.find(start), trace.rfind(start)) << "the forked child wrote it again";
 }
 
-TEST_F(Launcher, KeepsItselfOutOfTheEnvironment)
-{
+TEST_F(Launcher, KeepsItselfOutOfTheEnvironment) {
     EXPECT_THAT(run("", PROBE " environment").text, HasSubstr("\n|\n"));
     EXPECT_THAT(run("", PROBE " system").text, HasSubstr("No such file")) << "the programs it starts see the machine";
     EXPECT_THAT(run("--children", PROBE " system").text, HasSubstr("0x8086"));
 }
 
-TEST_F(Launcher, ShowsSyslogLinesOnTheConsole)
-{
+TEST_F(Launcher, ShowsSyslogLinesOnTheConsole) {
     EXPECT_THAT(run("--console", PROBE " syslog").text, HasSubstr("syslog warning a line with 5 and text\n"));
     EXPECT_THAT(run("", PROBE " syslog").text, Not(HasSubstr("a line")));
 }
 
-TEST_F(Launcher, CanLetTimeRunAsOnTheWall)
-{
+TEST_F(Launcher, CanLetTimeRunAsOnTheWall) {
     const auto started = std::chrono::steady_clock::now();
     EXPECT_EQ(run("--time real", PROBE " sleep").code, 0);
     EXPECT_GE(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(100));
 }
 
-TEST_F(Launcher, NamesTheLineOfAnUnknownKey)
-{
+TEST_F(Launcher, NamesTheLineOfAnUnknownKey) {
     std::ofstream(file("bad.toml")) << "seed = 1\n[ferrox]\noffzet = \"1 s\"\n";
     const Result result = run("--scenario " + file("bad.toml").string(), "true");
     EXPECT_EQ(result.code, 125);
@@ -154,8 +138,7 @@ TEST_F(Launcher, NamesTheLineOfAnUnknownKey)
     EXPECT_EQ(run("--scenario no-such", "true").code, 125);
 }
 
-TEST_F(Launcher, SumsUpATrace)
-{
+TEST_F(Launcher, SumsUpATrace) {
     ASSERT_EQ(run("--trace " + file("trace").string(), PROBE " clock").code, 0);
     const Result summary = shell(HALVEXBOARD " summary " + file("trace").string());
     EXPECT_EQ(summary.code, 1) << "nothing was aligned in it";
@@ -163,14 +146,12 @@ TEST_F(Launcher, SumsUpATrace)
     EXPECT_EQ(shell(HALVEXBOARD " summary " + file("none").string()).code, 2);
 }
 
-TEST_F(Launcher, DoesWhatItsPageSays)
-{
+TEST_F(Launcher, DoesWhatItsPageSays) {
     std::ifstream page(BOARD_PAGE);
     int commands = 0;
     for (std::string line; std::getline(page, line);) {
         constexpr std::string_view kCommand = "    halvexboard ";
-        if (!line.starts_with(kCommand))
-            continue;
+        if (!line.starts_with(kCommand)) continue;
         ++commands;
         const std::string command = HALVEXBOARD " " + line.substr(kCommand.size());
         const Result result = shell("cd " + file("").string() + " && " + command);
@@ -179,10 +160,9 @@ TEST_F(Launcher, DoesWhatItsPageSays)
     EXPECT_GE(commands, 4);
 }
 
-TEST_F(Launcher, ExplainsItself)
-{
+TEST_F(Launcher, ExplainsItself) {
     EXPECT_THAT(shell(HALVEXBOARD " --help").text, HasSubstr("Usage: halvexboard run"));
     EXPECT_EQ(shell(HALVEXBOARD " walk").code, 2);
 }
 
-} // namespace
+}  // namespace

@@ -7,10 +7,9 @@
 using namespace halvexboard;
 using testing::ElementsAre;
 
-TEST(Options, AreTakenUpToTheCommand)
-{
-    const Options options =
-        parseOptions({"run", "--seed=18446744073709551615", "--scenario", "x.toml", "--console", "--", "ls", "--seed", "3"});
+TEST(Options, AreTakenUpToTheCommand) {
+    const Options options = parseOptions(
+        {"run", "--seed=18446744073709551615", "--scenario", "x.toml", "--console", "--", "ls", "--seed", "3"});
     EXPECT_EQ(options.seed, 18446744073709551615U);
     EXPECT_EQ(options.scenario, "x.toml");
     EXPECT_TRUE(options.console);
@@ -18,13 +17,11 @@ TEST(Options, AreTakenUpToTheCommand)
     EXPECT_THAT(options.command, ElementsAre("ls", "--seed", "3"));
 }
 
-TEST(Options, EndAtTheFirstPlainWordToo)
-{
+TEST(Options, EndAtTheFirstPlainWordToo) {
     EXPECT_THAT(parseOptions({"run", "--time", "real", "ls", "-l", "a=b"}).command, ElementsAre("ls", "-l", "a=b"));
 }
 
-TEST(Options, ThatMakeNoSenseAreRefused)
-{
+TEST(Options, ThatMakeNoSenseAreRefused) {
     EXPECT_THROW(parseOptions({}), UsageError);
     EXPECT_THROW(parseOptions({"run"}), UsageError);
     EXPECT_THROW(parseOptions({"run", "--"}), UsageError);

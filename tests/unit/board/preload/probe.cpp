@@ -1,17 +1,17 @@
 // A program that knows nothing of the board: each word on its command line makes it do one thing.
+#include <fcntl.h>
+#include <sys/timex.h>
+#include <sys/wait.h>
+#include <syslog.h>
+#include <unistd.h>
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <mutex>
 #include <string>
-#include <sys/timex.h>
-#include <sys/wait.h>
-#include <syslog.h>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -20,16 +20,14 @@ using namespace std::chrono_literals;
 
 clockid_t clockOf(int fd) { return (~fd << 3) | 3; }
 
-void printClock()
-{
+void printClock() {
     timespec time{};
     clock_gettime(CLOCK_REALTIME, &time);
     std::printf("%ld\n", static_cast<long>(time.tv_sec));
 }
 
 /// 20 minutes of a thread that wakes every 2 s and steps a clock, beside one that reads it.
-void live()
-{
+void live() {
     const int fd = open("/dev/ptp0", O_RDWR);
     std::thread monitor([fd] {
         std::mutex mutex;
@@ -40,8 +38,7 @@ void live()
             timex step{};
             step.modes = ADJ_SETOFFSET | ADJ_NANO;
             step.time.tv_usec = i;
-            if (clock_adjtime(clockOf(fd), &step) < 0)
-                std::abort();
+            if (clock_adjtime(clockOf(fd), &step) < 0) std::abort();
         }
     });
     for (int i = 0; i < 1200; ++i) {
@@ -53,8 +50,7 @@ void live()
     close(fd);
 }
 
-int act(const std::string& word)
-{
+int act(const std::string& word) {
     if (word == "clock")
         printClock();
     else if (word == "live")
@@ -64,12 +60,12 @@ int act(const std::string& word)
     else if (word == "syslog")
         syslog(LOG_WARNING, "a line with %d and %s", 5, "text");
     else if (word == "environment")
-        std::printf("%s|%s\n", std::getenv("LD_PRELOAD") != nullptr ? "preload" : "", std::getenv("HALVEXBOARD_SCENARIO") != nullptr ? "scenario" : "");
+        std::printf("%s|%s\n", std::getenv("LD_PRELOAD") != nullptr ? "preload" : "",
+                    std::getenv("HALVEXBOARD_SCENARIO") != nullptr ? "scenario" : "");
     else if (word == "system")
         return std::system("cat /sys/class/net/enp1s0/device/vendor 2>&1");
     else if (word == "fork") {
-        if (fork() == 0)
-            std::exit(0);
+        if (fork() == 0) std::exit(0);
         wait(nullptr);
     } else if (word == "_exit")
         _exit(9);
@@ -77,21 +73,18 @@ int act(const std::string& word)
         std::abort();
     else if (word == "echo") {
         char line[64];
-        while (std::fgets(line, sizeof line, stdin) != nullptr)
-            std::fputs(line, stdout);
+        while (std::fgets(line, sizeof line, stdin) != nullptr) std::fputs(line, stdout);
     } else
         return std::atoi(word.c_str());
     return 0;
 }
 
-} // namespace
+}  // namespace
 
-int main(int count, char** words)
-{
+int main(int count, char** words) {
     for (int i = 1; i < count; ++i) {
         std::fflush(stdout);
-        if (const int code = act(words[i]))
-            return code;
+        if (const int code = act(words[i])) return code;
     }
     return 0;
 }

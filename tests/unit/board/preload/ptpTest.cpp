@@ -1,10 +1,10 @@
 // Tests of the PTP clocks: capabilities, pins, time stamps, waiting for them, and interface requests on sockets.
-#include <cstring>
 #include <poll.h>
 #include <sys/resource.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/timex.h>
+#include <cstring>
 #include <vector>
 
 #include "tests/unit/board/preload/boardOn.h"
@@ -20,8 +20,7 @@ protected:
 
 class Ptp : public SwitchedOn {
 protected:
-    static int waitUpTo(int fd, long seconds)
-    {
+    static int waitUpTo(int fd, long seconds) {
         fd_set set;
         FD_ZERO(&set);
         FD_SET(fd, &set);
@@ -29,8 +28,7 @@ protected:
         return select(fd + 1, &set, nullptr, nullptr, &span);
     }
 
-    int generateEpoch()
-    {
+    int generateEpoch() {
         DriverCall call;
         return call.act(ferrox_, BOARD_WIRE_FERROX_GENERATE_EPOCH_SIGNAL);
     }
@@ -39,8 +37,7 @@ protected:
     Fd ferrox_{open(BOARD_WIRE_FERROX_NODE, O_RDWR | O_CLOEXEC)};
 };
 
-TEST_F(Ptp, TellsWhatItCanDo)
-{
+TEST_F(Ptp, TellsWhatItCanDo) {
     board_wire_ptp_caps caps{};
     ASSERT_EQ(ioctl(ptp_, BOARD_WIRE_PTP_GETCAPS, &caps), 0);
     EXPECT_EQ(caps.n_ext_ts, 2);
@@ -49,8 +46,7 @@ TEST_F(Ptp, TellsWhatItCanDo)
     EXPECT_EQ(caps.max_adj, 62'499'999);
 }
 
-TEST_F(Ptp, WantsThePinBeforeTheRequest)
-{
+TEST_F(Ptp, WantsThePinBeforeTheRequest) {
     EXPECT_EQ(requestStamps(ptp_), -1);
     EXPECT_EQ(errno, EBUSY);
     ASSERT_EQ(setPin(ptp_, BOARD_WIRE_PIN_EXTTS), 0);
@@ -61,8 +57,7 @@ TEST_F(Ptp, WantsThePinBeforeTheRequest)
     EXPECT_STREQ(pin.name, "SDP0");
 }
 
-TEST_F(Ptp, StampsBothEdgesOfTheEpoch)
-{
+TEST_F(Ptp, StampsBothEdgesOfTheEpoch) {
     ASSERT_EQ(setPin(ptp_, BOARD_WIRE_PIN_EXTTS), 0);
     ASSERT_EQ(requestStamps(ptp_), 0);
     ASSERT_EQ(generateEpoch(), 0);
@@ -76,8 +71,7 @@ TEST_F(Ptp, StampsBothEdgesOfTheEpoch)
     EXPECT_EQ(events[1].time.nanoseconds - events[0].time.nanoseconds, 1000U) << "the width of the pulse";
 }
 
-TEST_F(Ptp, IsWaitedForInVirtualTimeAndInVain)
-{
+TEST_F(Ptp, IsWaitedForInVirtualTimeAndInVain) {
     const std::uint64_t before = now(CLOCK_MONOTONIC);
     EXPECT_EQ(waitUpTo(ptp_, 1), 0);
     const std::uint64_t waited = now(CLOCK_MONOTONIC) - before;
@@ -87,8 +81,7 @@ TEST_F(Ptp, IsWaitedForInVirtualTimeAndInVain)
     EXPECT_EQ(poll(&entry, 1, 0), 0);
 }
 
-TEST_F(Ptp, BlocksAReaderUntilAPulseComes)
-{
+TEST_F(Ptp, BlocksAReaderUntilAPulseComes) {
     board_.reset();
     switchOn("[[event]]\nat = \"5 s\"\nkind = \"pulse\"\n");
     const Fd ptp(open("/dev/ptp0", O_RDWR));
@@ -102,22 +95,20 @@ TEST_F(Ptp, BlocksAReaderUntilAPulseComes)
     EXPECT_EQ(errno, EINVAL);
 }
 
-TEST_F(Ptp, MeansNothingToTheNextBoard)
-{
+TEST_F(Ptp, MeansNothingToTheNextBoard) {
     board_->reset();
     board_wire_ptp_caps caps{};
     EXPECT_EQ(ioctl(ptp_, BOARD_WIRE_PTP_GETCAPS, &caps), -1);
 }
 
-TEST_F(Ptp, ClocksAreReadSetAndSteppedThroughTheirIds)
-{
+TEST_F(Ptp, ClocksAreReadSetAndSteppedThroughTheirIds) {
     const clockid_t clock = BOARD_WIRE_FD_TO_CLOCK(ptp_);
     const auto beforeNs = static_cast<std::int64_t>(now(clock) - now(CLOCK_REALTIME));
     EXPECT_LT(std::abs(beforeNs), 10'000);
     timex step{};
     step.modes = ADJ_SETOFFSET | ADJ_NANO;
     step.time.tv_sec = -1;
-    step.time.tv_usec = 999'999'000; // -1000 ns
+    step.time.tv_usec = 999'999'000;  // -1000 ns
     ASSERT_GE(clock_adjtime(clock, &step), 0);
     EXPECT_EQ(board_->differenceNs(BOARD_CLOCK_PHC(kFirst)), 350 - 1000);
     step.time.tv_usec = 1'000'000'000;
@@ -135,8 +126,7 @@ TEST_F(Ptp, ClocksAreReadSetAndSteppedThroughTheirIds)
     EXPECT_EQ(clock_gettime(BOARD_WIRE_FD_TO_CLOCK(ferrox_), &none), -1) << "no clock";
 }
 
-TEST_F(Ptp, MayNotBeSteppedThroughADescriptorForReading)
-{
+TEST_F(Ptp, MayNotBeSteppedThroughADescriptorForReading) {
     const Fd reader(open("/dev/ptp0", O_RDONLY));
     timex step{};
     step.modes = ADJ_SETOFFSET | ADJ_NANO;
@@ -149,8 +139,7 @@ TEST_F(Ptp, MayNotBeSteppedThroughADescriptorForReading)
     EXPECT_EQ(clock_adjtime(BOARD_WIRE_FD_TO_CLOCK(reader), &step), 0) << "looking is free";
 }
 
-TEST_F(Ptp, IsComparedWithTheSystemClock)
-{
+TEST_F(Ptp, IsComparedWithTheSystemClock) {
     board_wire_ptp_sys_offset_extended samples{};
     samples.n_samples = 3;
     ASSERT_EQ(ioctl(ptp_, BOARD_WIRE_PTP_SYS_OFFSET_EXTENDED, &samples), 0);
@@ -163,8 +152,7 @@ TEST_F(Ptp, IsComparedWithTheSystemClock)
     EXPECT_EQ(errno, EINVAL);
 }
 
-TEST_F(Ptp, WorksWithDescriptorsOf1024AndMore)
-{
+TEST_F(Ptp, WorksWithDescriptorsOf1024AndMore) {
     rlimit limit{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
     if (limit.rlim_cur < 2000) {
@@ -184,8 +172,7 @@ TEST_F(Ptp, WorksWithDescriptorsOf1024AndMore)
     EXPECT_NE(words[static_cast<std::size_t>(high) / 64], 0);
 }
 
-TEST_F(Ptp, IsNoDeviceAnyMoreOnceItsDriverIsGone)
-{
+TEST_F(Ptp, IsNoDeviceAnyMoreOnceItsDriverIsGone) {
     ASSERT_TRUE(board_->doEvent(BOARD_EVENT_DRIVER_GONE, BOARD_TARGET_INTERFACE(kFirst)));
     board_wire_ptp_caps caps{};
     EXPECT_EQ(ioctl(ptp_, BOARD_WIRE_PTP_GETCAPS, &caps), -1);
@@ -194,8 +181,7 @@ TEST_F(Ptp, IsNoDeviceAnyMoreOnceItsDriverIsGone)
     EXPECT_EQ(errno, ENOTTY);
 }
 
-TEST_F(Ptp, IsFoundThroughASocket)
-{
+TEST_F(Ptp, IsFoundThroughASocket) {
     const Fd socketFd(socket(AF_UNIX, SOCK_DGRAM, 0));
     board_wire_ts_info info{};
     info.command = BOARD_WIRE_ETHTOOL_GET_TS_INFO;
@@ -216,4 +202,4 @@ TEST_F(Ptp, IsFoundThroughASocket)
     EXPECT_EQ(errno, ENODEV);
 }
 
-} // namespace
+}  // namespace

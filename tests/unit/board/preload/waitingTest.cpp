@@ -1,17 +1,17 @@
 // Tests of waiting in virtual time: every way in which threads of a program wait for time or for each other.
+#include <poll.h>
+#include <pthread.h>
+#include <semaphore.h>
+#include <spawn.h>
+#include <sys/select.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <csignal>
 #include <future>
 #include <mutex>
-#include <poll.h>
-#include <pthread.h>
-#include <semaphore.h>
-#include <sys/select.h>
-#include <spawn.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
 #include <thread>
 
 #include "tests/unit/board/preload/boardOn.h"
@@ -27,39 +27,37 @@ protected:
 
     /// Virtual time that `action` takes.
     template <typename Action>
-    static std::uint64_t spanOf(Action&& action)
-    {
+    static std::uint64_t spanOf(Action&& action) {
         const std::uint64_t before = now(CLOCK_MONOTONIC);
         action();
         return now(CLOCK_MONOTONIC) - before;
     }
-    static void expectAbout(std::uint64_t ns, std::uint64_t expected)
-    {
+    static void expectAbout(std::uint64_t ns, std::uint64_t expected) {
         EXPECT_GE(ns, expected);
         EXPECT_LT(ns, expected + kMillisecond);
     }
 };
 
-TEST_F(Waiting, ByEverySleepTakesVirtualTimeOnly)
-{
+TEST_F(Waiting, ByEverySleepTakesVirtualTimeOnly) {
     expectAbout(spanOf([] { sleep(3600); }), 3600 * kSecond);
     expectAbout(spanOf([] { usleep(900'000); }), 900 * kMillisecond);
     expectAbout(spanOf([] { std::this_thread::sleep_for(48h); }), 48 * 3600 * kSecond);
-    expectAbout(spanOf([] { select(0, nullptr, nullptr, nullptr, std::make_unique<timeval>(timeval{7, 0}).get()); }), 7 * kSecond);
+    expectAbout(spanOf([] {
+                    select(0, nullptr, nullptr, nullptr, std::make_unique<timeval>(timeval{7, 0}).get());
+                }),
+                7 * kSecond);
     expectAbout(spanOf([] { poll(nullptr, 0, 250); }), 250 * kMillisecond);
     expectAbout(spanOf([] {
-        const timespec until = after(CLOCK_REALTIME, 5 * kSecond);
-        clock_nanosleep(CLOCK_REALTIME, TIMER_ABSTIME, &until, nullptr);
-    }), 5 * kSecond);
+                    const timespec until = after(CLOCK_REALTIME, 5 * kSecond);
+                    clock_nanosleep(CLOCK_REALTIME, TIMER_ABSTIME, &until, nullptr);
+                }),
+                5 * kSecond);
 }
 
-TEST_F(Waiting, ForAMutexInVainEndsAtTheDeadline)
-{
+TEST_F(Waiting, ForAMutexInVainEndsAtTheDeadline) {
     std::timed_mutex mutex;
     mutex.lock();
-    std::thread other([&] {
-        expectAbout(spanOf([&] { EXPECT_FALSE(mutex.try_lock_for(15ms)); }), 15 * kMillisecond);
-    });
+    std::thread other([&] { expectAbout(spanOf([&] { EXPECT_FALSE(mutex.try_lock_for(15ms)); }), 15 * kMillisecond); });
     std::this_thread::sleep_for(1s);
     mutex.unlock();
     other.join();
@@ -67,8 +65,7 @@ TEST_F(Waiting, ForAMutexInVainEndsAtTheDeadline)
     mutex.unlock();
 }
 
-TEST_F(Waiting, OnTheSystemClockEndsEarlierWhenThatClockIsStepped)
-{
+TEST_F(Waiting, OnTheSystemClockEndsEarlierWhenThatClockIsStepped) {
     pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
     pthread_mutex_lock(&mutex);
     std::thread other([&] {
@@ -82,8 +79,7 @@ TEST_F(Waiting, OnTheSystemClockEndsEarlierWhenThatClockIsStepped)
     pthread_mutex_unlock(&mutex);
 }
 
-TEST_F(Waiting, WithARecursiveMutexAndAMonotonicConditionWorks)
-{
+TEST_F(Waiting, WithARecursiveMutexAndAMonotonicConditionWorks) {
     pthread_mutexattr_t mutexAttributes;
     pthread_mutexattr_init(&mutexAttributes);
     pthread_mutexattr_settype(&mutexAttributes, PTHREAD_MUTEX_RECURSIVE);
@@ -97,9 +93,10 @@ TEST_F(Waiting, WithARecursiveMutexAndAMonotonicConditionWorks)
     ASSERT_EQ(pthread_cond_init(&condition, &attributes), 0);
     pthread_mutex_lock(&mutex);
     expectAbout(spanOf([&] {
-        const timespec until = after(CLOCK_MONOTONIC, 2 * kSecond);
-        EXPECT_EQ(pthread_cond_timedwait(&condition, &mutex, &until), ETIMEDOUT);
-    }), 2 * kSecond);
+                    const timespec until = after(CLOCK_MONOTONIC, 2 * kSecond);
+                    EXPECT_EQ(pthread_cond_timedwait(&condition, &mutex, &until), ETIMEDOUT);
+                }),
+                2 * kSecond);
     std::thread waker([&] {
         std::this_thread::sleep_for(500ms);
         pthread_mutex_lock(&mutex);
@@ -107,17 +104,17 @@ TEST_F(Waiting, WithARecursiveMutexAndAMonotonicConditionWorks)
         pthread_mutex_unlock(&mutex);
     });
     expectAbout(spanOf([&] {
-        const timespec until = after(CLOCK_MONOTONIC, 2 * kSecond);
-        EXPECT_EQ(pthread_cond_timedwait(&condition, &mutex, &until), 0);
-    }), 500 * kMillisecond);
+                    const timespec until = after(CLOCK_MONOTONIC, 2 * kSecond);
+                    EXPECT_EQ(pthread_cond_timedwait(&condition, &mutex, &until), 0);
+                }),
+                500 * kMillisecond);
     pthread_mutex_unlock(&mutex);
     waker.join();
     pthread_cond_destroy(&condition);
     pthread_mutex_destroy(&mutex);
 }
 
-TEST_F(Waiting, ForAFutureWorksWithAndWithoutALimit)
-{
+TEST_F(Waiting, ForAFutureWorksWithAndWithoutALimit) {
     auto slow = std::async(std::launch::async, [] {
         std::this_thread::sleep_for(3s);
         return 42;
@@ -128,8 +125,7 @@ TEST_F(Waiting, ForAFutureWorksWithAndWithoutALimit)
     EXPECT_THROW(failing.get(), std::runtime_error);
 }
 
-TEST_F(Waiting, ForAnAtomicASemaphoreAndAnInitialisationWorks)
-{
+TEST_F(Waiting, ForAnAtomicASemaphoreAndAnInitialisationWorks) {
     std::atomic<int> value{0};
     sem_t semaphore;
     sem_init(&semaphore, 0, 0);
@@ -159,8 +155,7 @@ TEST_F(Waiting, ForAnAtomicASemaphoreAndAnInitialisationWorks)
     third.join();
 }
 
-TEST_F(Waiting, OfALateDriverLetsTheOthersRun)
-{
+TEST_F(Waiting, OfALateDriverLetsTheOthersRun) {
     board_.reset();
     switchOn("[[fault]]\ncall = \"ioctl\"\ntarget = \"ferrox\"\ndelay = \"10 s\"\n");
     const Fd ferrox(open(BOARD_WIRE_FERROX_NODE, O_RDWR));
@@ -177,8 +172,7 @@ TEST_F(Waiting, OfALateDriverLetsTheOthersRun)
     busy.join();
 }
 
-TEST_F(Waiting, OutsideTheBoardLetsVirtualTimeGoOn)
-{
+TEST_F(Waiting, OutsideTheBoardLetsVirtualTimeGoOn) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     std::thread writer([&] {
@@ -193,10 +187,10 @@ TEST_F(Waiting, OutsideTheBoardLetsVirtualTimeGoOn)
     close(ends[1]);
 }
 
-TEST_F(Waiting, ForTheClocksOfTheBoardLeavesTheOtherDeadlinesInOrder)
-{
+TEST_F(Waiting, ForTheClocksOfTheBoardLeavesTheOtherDeadlinesInOrder) {
     pid_t child = 0;
-    const char* const words[] = {"phc2sys", "-O", "0", "-l", "4", "-c", "CLOCK_REALTIME", "-F", "0.000001", "-s", "enp1s0", nullptr};
+    const char* const words[] = {"phc2sys",        "-O", "0",        "-l", "4",      "-c",
+                                 "CLOCK_REALTIME", "-F", "0.000001", "-s", "enp1s0", nullptr};
     ASSERT_EQ(posix_spawn(&child, BOARD_WIRE_PHC2SYS, nullptr, nullptr, const_cast<char* const*>(words), environ), 0);
     const Fd ptp(open("/dev/ptp0", O_RDWR));
     std::atomic<int> timeouts{0};
@@ -213,8 +207,7 @@ TEST_F(Waiting, ForTheClocksOfTheBoardLeavesTheOtherDeadlinesInOrder)
     kill(child, SIGKILL);
 }
 
-TEST_F(Waiting, OutsideTheBoardHoldsVirtualTimeToTheRealPace)
-{
+TEST_F(Waiting, OutsideTheBoardHoldsVirtualTimeToTheRealPace) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     const pid_t child = fork();
@@ -241,45 +234,39 @@ TEST_F(Waiting, OutsideTheBoardHoldsVirtualTimeToTheRealPace)
     close(ends[1]);
 }
 
-TEST_F(Waiting, InARunningThreadDoesNotStarveTheOthers)
-{
+TEST_F(Waiting, InARunningThreadDoesNotStarveTheOthers) {
     std::atomic<bool> stop{false};
     std::thread sleeper([&] {
         std::this_thread::sleep_for(5ms);
         stop = true;
     });
-    while (!stop)
-        now(CLOCK_MONOTONIC);
+    while (!stop) now(CLOCK_MONOTONIC);
     sleeper.join();
     std::atomic<bool> yielded{false};
     std::thread setter([&] { yielded = true; });
-    while (!yielded)
-        std::this_thread::yield();
+    while (!yielded) std::this_thread::yield();
     setter.join();
 }
 
-TEST_F(Waiting, ByYieldingTakesTimeBesideOthersAndNoneWhenAlone)
-{
+TEST_F(Waiting, ByYieldingTakesTimeBesideOthersAndNoneWhenAlone) {
     const auto yieldOften = [] {
-        for (int i = 0; i < 1000; ++i)
-            std::this_thread::yield();
+        for (int i = 0; i < 1000; ++i) std::this_thread::yield();
     };
-    EXPECT_LT(spanOf(yieldOften), kMillisecond / 10) << "a leak checker waits like this for its helper, which is nobody here";
+    EXPECT_LT(spanOf(yieldOften), kMillisecond / 10)
+        << "a leak checker waits like this for its helper, which is nobody here";
     std::thread sleeper([] { std::this_thread::sleep_for(5ms); });
     expectAbout(spanOf(yieldOften), kMillisecond);
     sleeper.join();
 }
 
-TEST_F(Waiting, OverTwentyMinutesOfTwoSecondWakesIsQuick)
-{
+TEST_F(Waiting, OverTwentyMinutesOfTwoSecondWakesIsQuick) {
     timespec start{};
-    syscall(SYS_clock_gettime, CLOCK_MONOTONIC, &start); // the machine's own clock
+    syscall(SYS_clock_gettime, CLOCK_MONOTONIC, &start);  // the machine's own clock
     std::thread monitor([] {
         std::mutex mutex;
         std::condition_variable condition;
         std::unique_lock lock(mutex);
-        for (int i = 0; i < 600; ++i)
-            condition.wait_for(lock, 2s);
+        for (int i = 0; i < 600; ++i) condition.wait_for(lock, 2s);
     });
     expectAbout(spanOf([&] { monitor.join(); }), 1200 * kSecond - kMillisecond / 2);
     timespec end{};
@@ -287,4 +274,4 @@ TEST_F(Waiting, OverTwentyMinutesOfTwoSecondWakesIsQuick)
     EXPECT_LT(end.tv_sec - start.tv_sec, 5);
 }
 
-} // namespace
+}  // namespace

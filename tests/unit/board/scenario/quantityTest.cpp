@@ -1,8 +1,8 @@
 // Quantities as people write them.
 #include "board/scenario/quantity.h"
 
-#include <cmath>
 #include <gtest/gtest.h>
+#include <cmath>
 #include <limits>
 
 namespace halvexboard {
@@ -35,7 +35,8 @@ TEST(Duration, RefusesWhatIsFinerThanANanosecond) {
 }
 
 TEST(Duration, RefusesWhatIsNone) {
-    for (const char* text : {"", "5", "s", "5 parsecs", "5 s 3 ms", "--5 s", "1,5 s", ".5 s", "0x5 s", "5 S", "- 5 s", "200000 d"})
+    for (const char* text :
+         {"", "5", "s", "5 parsecs", "5 s 3 ms", "--5 s", "1,5 s", ".5 s", "0x5 s", "5 S", "- 5 s", "200000 d"})
         EXPECT_EQ(parseDuration(text), std::nullopt) << text;
 }
 

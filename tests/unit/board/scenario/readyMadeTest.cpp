@@ -1,7 +1,7 @@
 // The ready-made scenarios: all of them load, and the ones others rely on say what they are relied on for.
+#include <gtest/gtest.h>
 #include <algorithm>
 #include <filesystem>
-#include <gtest/gtest.h>
 #include <vector>
 
 #include "board/scenario/scenario.h"
@@ -30,7 +30,8 @@ TEST(ReadyMade, PlainHasTwoI210sListedUnsortedAndNothingFails) {
     EXPECT_EQ(config.interfaces[1].phc_index, 0);
     EXPECT_EQ(config.fault_count + config.event_count, 0U);
     EXPECT_EQ(config.crystal_error_ppt, 0);
-    for (const board_clock_config& clock : {config.interfaces[0].clock, config.interfaces[1].clock, config.fpga.clock}) {
+    for (const board_clock_config& clock :
+         {config.interfaces[0].clock, config.interfaces[1].clock, config.fpga.clock}) {
         EXPECT_EQ(clock.step_loss_ns, 0);
         EXPECT_EQ(clock.step_jitter_ns, 0);
     }
@@ -41,7 +42,8 @@ TEST(ReadyMade, DemoHasWhatItIsToShow) {
     EXPECT_EQ(config.crystal_error_ppt, 12'000'000);
     EXPECT_EQ(config.truth_interval_ns, 100'000'000U);
     std::vector<std::int64_t> distances;
-    for (const board_clock_config& clock : {config.interfaces[0].clock, config.interfaces[1].clock, config.fpga.clock}) {
+    for (const board_clock_config& clock :
+         {config.interfaces[0].clock, config.interfaces[1].clock, config.fpga.clock}) {
         EXPECT_EQ(clock.step_loss_ns, 1500);
         EXPECT_EQ(clock.step_jitter_ns, 50);
         distances.push_back(std::abs(clock.offset_ns - config.ferrox.clock.offset_ns));
@@ -51,7 +53,8 @@ TEST(ReadyMade, DemoHasWhatItIsToShow) {
     ASSERT_EQ(config.event_count, 3U);
     EXPECT_EQ(config.events[0].kind, BOARD_EVENT_INTERFACE_DOWN);
     EXPECT_EQ(config.events[1].kind, BOARD_EVENT_INTERFACE_UP);
-    EXPECT_EQ(config.events[2].kind, BOARD_EVENT_JUMP) << "coming up, its clock is disturbed: there is something to align";
+    EXPECT_EQ(config.events[2].kind, BOARD_EVENT_JUMP)
+        << "coming up, its clock is disturbed: there is something to align";
     EXPECT_EQ(config.events[2].at_ns, config.events[1].at_ns);
     ASSERT_EQ(config.fault_count, 1U);
     EXPECT_EQ(config.faults[0].times, 1U);

@@ -1,8 +1,8 @@
 // Scenario files: what each key means, and how mistakes are reported.
 #include "board/scenario/scenario.h"
 
-#include <cerrno>
 #include <gtest/gtest.h>
+#include <cerrno>
 
 #include "board/wire/ptp.h"
 
@@ -35,7 +35,8 @@ TEST(Scenario, AnEmptyTextIsAHealthyBoardWithoutInterfaces) {
 TEST(Scenario, ReadsTheBoardItself) {
     const Scenario scenario = parseScenario(
         "title = \"t\"\nseed = 7\ncrystal_error_ppb = -12.5\npulse_width = \"10 us\"\ntruth_interval = \"1 s\"\n"
-        "[system_clock]\noffset = \"-3 ms\"\ncrystal_error_ppb = 9\n[phc2sys]\nnoise = \"0 ns\"\ninterval = \"500 ms\"\n",
+        "[system_clock]\noffset = \"-3 ms\"\ncrystal_error_ppb = 9\n[phc2sys]\nnoise = \"0 ns\"\ninterval = \"500 "
+        "ms\"\n",
         "story.toml");
     EXPECT_EQ(scenario.title, "t");
     EXPECT_EQ(scenario.config.seed, 7U);
@@ -52,7 +53,8 @@ TEST(Scenario, ReadsTheTimeOfTheStart) {
     EXPECT_EQ(configOf("start_time = 1970-01-01T00:00:00Z").start_time_ns, 0U);
     EXPECT_EQ(configOf("start_time = 2024-02-29T12:34:56.000000789Z").start_time_ns, 1'709'210'096'000'000'789U);
     EXPECT_EQ(configOf("start_time = 2024-03-01T01:00:00+02:00").start_time_ns, 1'709'247'600'000'000'000U);
-    EXPECT_NE(mistakeOf("start_time = 2024-03-01T01:00:00").find("wants a date and time with an offset"), std::string::npos);
+    EXPECT_NE(mistakeOf("start_time = 2024-03-01T01:00:00").find("wants a date and time with an offset"),
+              std::string::npos);
     EXPECT_NE(mistakeOf("start_time = 1969-12-31T23:59:59Z").find("from 1970"), std::string::npos);
     EXPECT_NE(mistakeOf("start_time = 2300-01-01T00:00:00Z").find("to 2262"), std::string::npos);
 }
@@ -109,8 +111,9 @@ TEST(Scenario, ReadsInterfacesInTheOrderTheKernelListsThem) {
 }
 
 TEST(Scenario, ReadsEvents) {
-    const board_config config = configOf(
-        kPorts + "[[event]]\nat = \"2 s\"\nkind = \"jump\"\ntarget = \"enp1s0\"\nby = \"-3 us\"\n"
+    const board_config config =
+        configOf(kPorts +
+                 "[[event]]\nat = \"2 s\"\nkind = \"jump\"\ntarget = \"enp1s0\"\nby = \"-3 us\"\n"
                  "[[event]]\nat = \"1 s\"\nkind = \"crystal\"\ncrystal_error_ppb = 5\n"
                  "[[event]]\nat = \"1 s\"\nkind = \"kill_phc2sys\"\n"
                  "[[event]]\nat = \"1 s\"\nkind = \"lose_edges\"\ntarget = \"fpga\"\ncount = 4\n"
@@ -126,8 +129,9 @@ TEST(Scenario, ReadsEvents) {
 }
 
 TEST(Scenario, ReadsFaults) {
-    const board_config config = configOf(
-        kPorts + "[[fault]]\ncall = \"ioctl\"\ntarget = \"enp1s0\"\nrequest = \"PTP_PIN_SETFUNC\"\nnth = 3\n"
+    const board_config config =
+        configOf(kPorts +
+                 "[[fault]]\ncall = \"ioctl\"\ntarget = \"enp1s0\"\nrequest = \"PTP_PIN_SETFUNC\"\nnth = 3\n"
                  "times = \"forever\"\nerror = \"EIO\"\n"
                  "[[fault]]\ncall = \"read\"\nfile = \"ppb_offset\"\nfrom = \"5 s\"\ntimes = 2\nshort_count = 0\n"
                  "[[fault]]\ncall = \"ioctl\"\ntarget = \"ferrox\"\nrequest = \"getTime\"\ndriver_status = -52024\n"
@@ -153,7 +157,8 @@ TEST(Scenario, ReadsFaults) {
 }
 
 TEST(Scenario, ReadsCosts) {
-    const board_config config = configOf("[[cost]]\ncall = \"ioctl\"\ntarget = \"fpga\"\nrequest = \"getTime\"\ntakes = \"2 us\"\n");
+    const board_config config =
+        configOf("[[cost]]\ncall = \"ioctl\"\ntarget = \"fpga\"\nrequest = \"getTime\"\ntakes = \"2 us\"\n");
     ASSERT_EQ(config.cost_count, 1U);
     EXPECT_EQ(config.costs[0].cost_ns, 2000U);
     EXPECT_EQ(config.costs[0].detail, 0xC0207504U);
@@ -164,9 +169,12 @@ TEST(ScenarioMistake, AnUnknownKeyNamesItsLine) {
     EXPECT_EQ(mistakeOf("[fpga]\noffset = \"1 s\"\nofset = \"1 s\"\n"), "story.toml:3: [fpga]: unknown key 'ofset'");
     EXPECT_EQ(mistakeOf(kPorts + "colour = 1\n"), "story.toml:5: [[interface]]: unknown key 'colour'");
     EXPECT_EQ(mistakeOf("[ferox]\n"), "story.toml:1: scenario: unknown key 'ferox'");
-    EXPECT_EQ(mistakeOf("[[event]]\nat = \"1 s\"\nkind = \"pulse\"\nby = \"1 s\"\n"), "story.toml:4: [[event]]: unknown key 'by'");
-    EXPECT_EQ(mistakeOf("[[fault]]\ncall = \"read\"\nerror = \"EIO\"\nerrror = 1\n"), "story.toml:4: [[fault]]: unknown key 'errror'");
-    EXPECT_EQ(mistakeOf("[[cost]]\ncall = \"read\"\ntakes = \"1 us\"\nx = 1\n"), "story.toml:4: [[cost]]: unknown key 'x'");
+    EXPECT_EQ(mistakeOf("[[event]]\nat = \"1 s\"\nkind = \"pulse\"\nby = \"1 s\"\n"),
+              "story.toml:4: [[event]]: unknown key 'by'");
+    EXPECT_EQ(mistakeOf("[[fault]]\ncall = \"read\"\nerror = \"EIO\"\nerrror = 1\n"),
+              "story.toml:4: [[fault]]: unknown key 'errror'");
+    EXPECT_EQ(mistakeOf("[[cost]]\ncall = \"read\"\ntakes = \"1 us\"\nx = 1\n"),
+              "story.toml:4: [[cost]]: unknown key 'x'");
 }
 
 TEST(ScenarioMistake, BrokenTomlNamesItsLine) {
@@ -179,7 +187,8 @@ TEST(ScenarioMistake, AValueOfTheWrongKindSaysWhatIsWanted) {
               "story.toml:2: scenario: pulse_width wants a duration with a unit, such as \"1.5 ms\"");
     EXPECT_EQ(mistakeOf("pulse_width = \"-1 us\"\n"), "story.toml:1: scenario: pulse_width cannot be negative");
     EXPECT_EQ(mistakeOf("seed = \"x\"\n").substr(0, 50), "story.toml:1: scenario: seed wants an integer from");
-    EXPECT_EQ(mistakeOf("crystal_error_ppb = \"12\"\n"), "story.toml:1: scenario: crystal_error_ppb wants a number of ppb");
+    EXPECT_EQ(mistakeOf("crystal_error_ppb = \"12\"\n"),
+              "story.toml:1: scenario: crystal_error_ppb wants a number of ppb");
     EXPECT_EQ(mistakeOf("[fpga]\nrunning = 1\n"), "story.toml:2: [fpga]: running wants true or false");
     EXPECT_EQ(mistakeOf("title = 1\n"), "story.toml:1: scenario: title wants a text");
     EXPECT_EQ(mistakeOf("fpga = 1\n"), "story.toml:1: scenario: fpga wants a table [fpga]");
@@ -206,28 +215,33 @@ TEST(ScenarioMistake, InterfacesNeedNamesAndClocksOfTheirOwn) {
 
 TEST(ScenarioMistake, EventsAreCheckedAgainstTheBoard) {
     EXPECT_EQ(mistakeOf("[[event]]\nkind = \"pulse\"\n"), "story.toml:1: [[event]]: at is missing");
-    EXPECT_EQ(mistakeOf("[[event]]\nat = \"1 s\"\nkind = \"party\"\n"), "story.toml:3: [[event]]: kind 'party' is no kind of event");
+    EXPECT_EQ(mistakeOf("[[event]]\nat = \"1 s\"\nkind = \"party\"\n"),
+              "story.toml:3: [[event]]: kind 'party' is no kind of event");
     EXPECT_EQ(mistakeOf("[[event]]\nat = \"1 s\"\nkind = \"jump\"\ntarget = \"eth7\"\nby = \"1 s\"\n"),
               "story.toml:4: [[event]]: target 'eth7' is no part of the board");
     EXPECT_EQ(mistakeOf(kPorts + "[[event]]\nat = \"1 s\"\nkind = \"interface_down\"\ntarget = \"fpga\"\n"),
               "story.toml:5: [[event]]: target or value does not fit its kind");
-    EXPECT_EQ(mistakeOf("[[event]]\nat = \"1 s\"\nkind = \"jump\"\ntarget = \"fpga\"\n"), "story.toml:1: [[event]]: by is missing");
+    EXPECT_EQ(mistakeOf("[[event]]\nat = \"1 s\"\nkind = \"jump\"\ntarget = \"fpga\"\n"),
+              "story.toml:1: [[event]]: by is missing");
 }
 
 TEST(ScenarioMistake, FaultsNeedACallAndOneOutcome) {
     EXPECT_EQ(mistakeOf("[[fault]]\nerror = \"EIO\"\n"), "story.toml:1: [[fault]]: call is missing");
     EXPECT_NE(mistakeOf("[[fault]]\ncall = \"read\"\n").find("is missing"), std::string::npos);
-    EXPECT_NE(mistakeOf("[[fault]]\ncall = \"read\"\nerror = \"EIO\"\nshort_count = 1\n").find("only one of"), std::string::npos);
+    EXPECT_NE(mistakeOf("[[fault]]\ncall = \"read\"\nerror = \"EIO\"\nshort_count = 1\n").find("only one of"),
+              std::string::npos);
     EXPECT_EQ(mistakeOf("[[fault]]\ncall = \"juggle\"\nerror = \"EIO\"\n"),
               "story.toml:2: [[fault]]: call 'juggle' is no call the board takes part in");
-    EXPECT_EQ(mistakeOf("[[fault]]\ncall = \"read\"\nerror = \"EFUN\"\n"), "story.toml:3: [[fault]]: error 'EFUN' is no errno");
+    EXPECT_EQ(mistakeOf("[[fault]]\ncall = \"read\"\nerror = \"EFUN\"\n"),
+              "story.toml:3: [[fault]]: error 'EFUN' is no errno");
     EXPECT_EQ(mistakeOf("[[fault]]\ncall = \"read\"\nfile = \"diary\"\nerror = \"EIO\"\n"),
               "story.toml:3: [[fault]]: file 'diary' is no file the board has");
     EXPECT_EQ(mistakeOf("[[fault]]\ncall = \"ioctl\"\nrequest = \"getTime\"\nerror = \"EIO\"\n"),
               "story.toml:3: [[fault]]: request 'getTime' is no request of that target");
     EXPECT_EQ(mistakeOf("[[fault]]\ncall = \"read\"\ntimes = \"often\"\nerror = \"EIO\"\n"),
               "story.toml:3: [[fault]]: times wants a number or \"forever\"");
-    EXPECT_NE(mistakeOf("[[fault]]\ncall = \"read\"\nnth = 0\nerror = \"EIO\"\n").find("nth wants an integer from 1"), std::string::npos);
+    EXPECT_NE(mistakeOf("[[fault]]\ncall = \"read\"\nnth = 0\nerror = \"EIO\"\n").find("nth wants an integer from 1"),
+              std::string::npos);
 }
 
 TEST(ScenarioMistake, TooManyOfAKindAreRefused) {

@@ -27,9 +27,10 @@ TEST(JsonLine, WritesEveryKindOfMember) {
     line.element("two");
     line.closeArray();
     line.flag("j", false);
-    EXPECT_EQ(std::string(buffer, line.finish()),
-              "{\"a\":-9223372036854775808,\"b\":18446744073709551615,\"c\":true,\"d\":null,\"e\":\"x\",\"f\":\"00ab7f\","
-              "\"g\":{\"h\":1},\"i\":[1,\"two\"],\"j\":false}\n");
+    EXPECT_EQ(
+        std::string(buffer, line.finish()),
+        "{\"a\":-9223372036854775808,\"b\":18446744073709551615,\"c\":true,\"d\":null,\"e\":\"x\",\"f\":\"00ab7f\","
+        "\"g\":{\"h\":1},\"i\":[1,\"two\"],\"j\":false}\n");
 }
 
 TEST(JsonLine, EscapesWhatJsonCannotHold) {

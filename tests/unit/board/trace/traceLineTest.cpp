@@ -1,11 +1,11 @@
 // One happening, one line: its members for every kind.
 #include "board/trace/traceLine.h"
 
-#include <cerrno>
 #include <cjson/cJSON.h>
+#include <gtest/gtest.h>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <gtest/gtest.h>
 #include <memory>
 #include <new>
 #include <string>
@@ -21,8 +21,7 @@ std::size_t allocations = 0;
 void* operator new(std::size_t size) {
     ++allocations;
     void* const memory = std::malloc(size == 0 ? 1 : size);
-    if (memory == nullptr)
-        throw std::bad_alloc();
+    if (memory == nullptr) throw std::bad_alloc();
     return memory;
 }
 void operator delete(void* memory) noexcept { std::free(memory); }
@@ -43,15 +42,13 @@ protected:
     }
 
     board* on() {
-        if (board_ == nullptr)
-            board_ = board_init(storage_.get(), &config, &TraceLine::observe, this);
+        if (board_ == nullptr) board_ = board_init(storage_.get(), &config, &TraceLine::observe, this);
         return board_;
     }
     std::string lastOf(const std::string& kind) const {
         std::string found;
         for (const std::string& line : lines)
-            if (line.find("\"kind\":\"" + kind + "\"") != std::string::npos)
-                found = line;
+            if (line.find("\"kind\":\"" + kind + "\"") != std::string::npos) found = line;
         return found;
     }
     void ferrox(std::uint32_t request, std::uint64_t argument = 0) {
@@ -89,8 +86,9 @@ private:
 TEST_F(TraceLine, OfTheStart) {
     config.seed = 7;
     on();
-    EXPECT_EQ(lastOf("start"), "{\"seq\":0,\"raw_ns\":0,\"kind\":\"start\",\"seed\":7,\"crystal_error_ppt\":0,"
-                               "\"start_time_ns\":1000,\"clocks\":[\"ferrox\",\"fpga\",\"system\",\"enp1s0\"]}\n");
+    EXPECT_EQ(lastOf("start"),
+              "{\"seq\":0,\"raw_ns\":0,\"kind\":\"start\",\"seed\":7,\"crystal_error_ppt\":0,"
+              "\"start_time_ns\":1000,\"clocks\":[\"ferrox\",\"fpga\",\"system\",\"enp1s0\"]}\n");
 }
 
 TEST_F(TraceLine, OfTheTruth) {
@@ -110,8 +108,9 @@ TEST_F(TraceLine, OfAnEpochAndItsStamps) {
     ferrox(BOARD_WIRE_FERROX_GENERATE_EPOCH_SIGNAL);
     board_advance(on(), 10'000);
     EXPECT_NE(lastOf("epoch").find("\"clocks\":{\"ferrox\":{\"difference_ns\":0"), std::string::npos);
-    EXPECT_EQ(lastOf("stamp"), "{\"seq\":5,\"raw_ns\":1005,\"kind\":\"stamp\",\"clock\":\"enp1s0\",\"channel\":0,"
-                               "\"edge\":\"falling\",\"time_ns\":2005}\n");
+    EXPECT_EQ(lastOf("stamp"),
+              "{\"seq\":5,\"raw_ns\":1005,\"kind\":\"stamp\",\"clock\":\"enp1s0\",\"channel\":0,"
+              "\"edge\":\"falling\",\"time_ns\":2005}\n");
 }
 
 TEST_F(TraceLine, OfALostAndAStaleStamp) {
@@ -127,8 +126,9 @@ TEST_F(TraceLine, OfALostAndAStaleStamp) {
 
 TEST_F(TraceLine, OfAStep) {
     ferrox(BOARD_WIRE_FERROX_ADJUST_TIME, 399);
-    EXPECT_EQ(lastOf("step"), "{\"seq\":2,\"raw_ns\":5,\"kind\":\"step\",\"clock\":\"ferrox\",\"asked_ns\":399,\"real_ns\":200,"
-                              "\"before_ns\":1005,\"after_ns\":1205,\"by\":\"program\"}\n");
+    EXPECT_EQ(lastOf("step"),
+              "{\"seq\":2,\"raw_ns\":5,\"kind\":\"step\",\"clock\":\"ferrox\",\"asked_ns\":399,\"real_ns\":200,"
+              "\"before_ns\":1005,\"after_ns\":1205,\"by\":\"program\"}\n");
 }
 
 TEST_F(TraceLine, OfACall) {
@@ -140,8 +140,9 @@ TEST_F(TraceLine, OfACall) {
     call.result = -1;
     call.error = EBUSY;
     board_tell_call(on(), 9, &call);
-    EXPECT_EQ(lastOf("call"), "{\"seq\":2,\"raw_ns\":9,\"kind\":\"call\",\"call\":\"ioctl\",\"target\":\"enp1s0\",\"file\":\"ptp\","
-                              "\"request\":\"PTP_PIN_SETFUNC\",\"arguments\":[0,1,-5],\"result\":-1,\"error\":\"EBUSY\"}\n");
+    EXPECT_EQ(lastOf("call"),
+              "{\"seq\":2,\"raw_ns\":9,\"kind\":\"call\",\"call\":\"ioctl\",\"target\":\"enp1s0\",\"file\":\"ptp\","
+              "\"request\":\"PTP_PIN_SETFUNC\",\"arguments\":[0,1,-5],\"result\":-1,\"error\":\"EBUSY\"}\n");
 }
 
 TEST_F(TraceLine, OfACallWithoutNames) {
@@ -160,15 +161,17 @@ TEST_F(TraceLine, OfAFault) {
     const board_call call = ioctlCall(BOARD_TARGET_FPGA, BOARD_WIRE_FPGA_SET_STATUS_INFO);
     board_fault_outcome outcome;
     ASSERT_EQ(board_fault_due(on(), 3, &call, &outcome), 1);
-    EXPECT_EQ(lastOf("fault"), "{\"seq\":2,\"raw_ns\":3,\"kind\":\"fault\",\"fault\":0,\"call\":\"ioctl\",\"target\":\"fpga\","
-                               "\"request\":\"setStatusInfo\",\"driver_status\":-52024,\"delay_ns\":4}\n");
+    EXPECT_EQ(lastOf("fault"),
+              "{\"seq\":2,\"raw_ns\":3,\"kind\":\"fault\",\"fault\":0,\"call\":\"ioctl\",\"target\":\"fpga\","
+              "\"request\":\"setStatusInfo\",\"driver_status\":-52024,\"delay_ns\":4}\n");
 }
 
 TEST_F(TraceLine, OfAnEvent) {
     const board_event_config down{0, BOARD_EVENT_INTERFACE_DOWN, BOARD_TARGET_INTERFACE(0), 0};
     ASSERT_EQ(board_do_event(on(), 3, &down), 0);
-    EXPECT_EQ(lastOf("event"),
-              "{\"seq\":2,\"raw_ns\":3,\"kind\":\"event\",\"event\":\"interface_down\",\"target\":\"enp1s0\",\"value\":0}\n");
+    EXPECT_EQ(
+        lastOf("event"),
+        "{\"seq\":2,\"raw_ns\":3,\"kind\":\"event\",\"event\":\"interface_down\",\"target\":\"enp1s0\",\"value\":0}\n");
 }
 
 TEST_F(TraceLine, OfSteering) {
@@ -182,9 +185,10 @@ TEST_F(TraceLine, OfTheStatusRecordWithItsOptionalFields) {
     const board_wire_fpga_status record{19, 0, 2, 0, 0, 37, 1};
     std::memcpy(call.record, &record, sizeof record);
     ASSERT_EQ(board_driver_do(on(), 3, BOARD_TARGET_FPGA, &call), 0);
-    EXPECT_EQ(lastOf("status_record"),
-              "{\"seq\":2,\"raw_ns\":3,\"kind\":\"status_record\",\"record\":\"13000000000200000000000000002500000001\","
-              "\"not_aligned\":false,\"reference_kind\":2,\"reference_offset\":null,\"utc_offset\":37}\n");
+    EXPECT_EQ(
+        lastOf("status_record"),
+        "{\"seq\":2,\"raw_ns\":3,\"kind\":\"status_record\",\"record\":\"13000000000200000000000000002500000001\","
+        "\"not_aligned\":false,\"reference_kind\":2,\"reference_offset\":null,\"utc_offset\":37}\n");
 }
 
 TEST_F(TraceLine, OfAnAlignmentRequest) {
@@ -192,7 +196,8 @@ TEST_F(TraceLine, OfAnAlignmentRequest) {
     call.request = BOARD_WIRE_FPGA_REQUEST_EPOCH_ALIGNMENT;
     call.argument = 4'000'000'000;
     ASSERT_EQ(board_driver_do(on(), 3, BOARD_TARGET_FPGA, &call), 0);
-    EXPECT_EQ(lastOf("alignment_request"), "{\"seq\":2,\"raw_ns\":3,\"kind\":\"alignment_request\",\"value\":4000000000}\n");
+    EXPECT_EQ(lastOf("alignment_request"),
+              "{\"seq\":2,\"raw_ns\":3,\"kind\":\"alignment_request\",\"value\":4000000000}\n");
 }
 
 TEST_F(TraceLine, OfAChildsLife) {
@@ -200,8 +205,9 @@ TEST_F(TraceLine, OfAChildsLife) {
     std::strcpy(options.source, "enp1s0");
     options.valid = 1;
     const std::int32_t pid = board_phc2sys_start(on(), 3, &options);
-    EXPECT_EQ(lastOf("phc2sys"), "{\"seq\":2,\"raw_ns\":3,\"kind\":\"phc2sys\",\"pid\":5000001,\"state\":\"running\","
-                                 "\"source\":\"enp1s0\"}\n");
+    EXPECT_EQ(lastOf("phc2sys"),
+              "{\"seq\":2,\"raw_ns\":3,\"kind\":\"phc2sys\",\"pid\":5000001,\"state\":\"running\","
+              "\"source\":\"enp1s0\"}\n");
     ASSERT_EQ(board_child_signal(on(), 4, pid, 9), 0);
     EXPECT_NE(lastOf("phc2sys").find("\"state\":\"killed\",\"signal\":9,"), std::string::npos);
     options.source[0] = '\0';
@@ -222,7 +228,8 @@ TEST_F(TraceLine, OfTextsCutToWhatALineHolds) {
 TEST_F(TraceLine, EveryKindIsWholeJsonAndAllocatesNothing) {
     config.interface_count = BOARD_MAX_INTERFACES;
     for (int interface = 1; interface < BOARD_MAX_INTERFACES; ++interface)
-        board_interface_defaults(&config.interfaces[interface], ("longestname-e" + std::to_string(interface)).c_str(), interface);
+        board_interface_defaults(&config.interfaces[interface], ("longestname-e" + std::to_string(interface)).c_str(),
+                                 interface);
     board_tell_truth(on(), 7);
     ferrox(BOARD_WIRE_FERROX_GENERATE_EPOCH_SIGNAL);
     board_tell_note(on(), 3, "n", 1);

@@ -16,8 +16,9 @@ struct Clock {
 std::string record(const char* kind, std::uint64_t rawNs, const std::vector<Clock>& clocks) {
     std::string line = "{\"seq\":0,\"raw_ns\":" + std::to_string(rawNs) + ",\"kind\":\"" + kind + "\",\"clocks\":{";
     for (const Clock& clock : clocks)
-        line += std::string(line.back() == '{' ? "" : ",") + "\"" + clock.name + "\":{\"difference_ns\":" +
-                std::to_string(clock.differenceNs) + ",\"enabled\":" + (clock.isEnabled ? "true" : "false") + "}";
+        line += std::string(line.back() == '{' ? "" : ",") + "\"" + clock.name +
+                "\":{\"difference_ns\":" + std::to_string(clock.differenceNs) +
+                ",\"enabled\":" + (clock.isEnabled ? "true" : "false") + "}";
     return line + "}}\n";
 }
 
@@ -56,8 +57,9 @@ TEST(TraceSummary, KeepsFirstLastAndWorstOfTheEnabledRecords) {
 }
 
 TEST(TraceSummary, CountsStepsAndFaults) {
-    const TraceSummary summary = summaryOf("{\"raw_ns\":1,\"kind\":\"step\"}\n{\"raw_ns\":2,\"kind\":\"fault\"}\n"
-                                           "{\"raw_ns\":3,\"kind\":\"step\"}\n{\"raw_ns\":4,\"kind\":\"syslog\"}\n");
+    const TraceSummary summary = summaryOf(
+        "{\"raw_ns\":1,\"kind\":\"step\"}\n{\"raw_ns\":2,\"kind\":\"fault\"}\n"
+        "{\"raw_ns\":3,\"kind\":\"step\"}\n{\"raw_ns\":4,\"kind\":\"syslog\"}\n");
     EXPECT_EQ(summary.steps, 2U);
     EXPECT_EQ(summary.faults, 1U);
 }
@@ -70,8 +72,10 @@ TEST_P(Verdict, AllowsOneHundredNanosecondsEitherWay) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Limits, Verdict,
-                         ::testing::Values(std::pair<std::int64_t, bool>{100, true}, std::pair<std::int64_t, bool>{-100, true},
-                                           std::pair<std::int64_t, bool>{101, false}, std::pair<std::int64_t, bool>{-101, false}));
+                         ::testing::Values(std::pair<std::int64_t, bool>{100, true},
+                                           std::pair<std::int64_t, bool>{-100, true},
+                                           std::pair<std::int64_t, bool>{101, false},
+                                           std::pair<std::int64_t, bool>{-101, false}));
 
 TEST(TraceSummary, IsNotAlignedWithoutAnEpoch) {
     EXPECT_FALSE(summaryOf(record("truth", 0, {{"ferrox", 0, true}, {"fpga", 0, true}})).isAligned());
@@ -85,16 +89,18 @@ TEST(TraceSummary, IsNotAlignedWithoutAnyEnabledSlave) {
 }
 
 TEST(TraceSummary, AClockThatDroppedOutMisalignedStillCounts) {
-    const TraceSummary summary = summaryOf(record("epoch", 0, {{"ferrox", 0, true}, {"fpga", 5000, true}, {"enp1s0", 1, true}}) +
-                                           record("truth", 9, {{"ferrox", 0, true}, {"fpga", 0, false}, {"enp1s0", 1, true}}));
+    const TraceSummary summary =
+        summaryOf(record("epoch", 0, {{"ferrox", 0, true}, {"fpga", 5000, true}, {"enp1s0", 1, true}}) +
+                  record("truth", 9, {{"ferrox", 0, true}, {"fpga", 0, false}, {"enp1s0", 1, true}}));
     EXPECT_FALSE(summary.isAligned());
-    EXPECT_NE(formatSummary(summary).find("further than 100 ns from the master: fpga (+5 000 ns)\n"), std::string::npos);
+    EXPECT_NE(formatSummary(summary).find("further than 100 ns from the master: fpga (+5 000 ns)\n"),
+              std::string::npos);
 }
 
 TEST(TraceSummary, PrintsAlignedColumnsWithUnitsAndTheVerdictLast) {
-    const TraceSummary summary =
-        summaryOf(kStart + record("epoch", 1, {{"ferrox", 0, true}, {"enp1s0", 3200000000, true}, {"system", 5, false}}) +
-                  record("truth", 12'345'678'901, {{"ferrox", 0, true}, {"enp1s0", -41, true}, {"system", 5, false}}));
+    const TraceSummary summary = summaryOf(
+        kStart + record("epoch", 1, {{"ferrox", 0, true}, {"enp1s0", 3200000000, true}, {"system", 5, false}}) +
+        record("truth", 12'345'678'901, {{"ferrox", 0, true}, {"enp1s0", -41, true}, {"system", 5, false}}));
     EXPECT_EQ(formatSummary(summary),
               "seed 42, 12.345 s, 1 epochs, 0 steps, 0 faults injected\n"
               "clock    first difference  last difference   worst difference  records  at the end\n"
@@ -110,7 +116,8 @@ TEST(TraceSummary, NamesTheLineThatIsNoTrace) {
     EXPECT_EQ(mistakeOf("{\"raw_ns\":1}\n"), "trace line 1: no kind");
     EXPECT_EQ(mistakeOf("{\"kind\":\"call\"}\n"), "trace line 1: no number raw_ns");
     EXPECT_EQ(mistakeOf("{\"kind\":\"truth\",\"raw_ns\":1}\n"), "trace line 1: no clocks");
-    EXPECT_EQ(mistakeOf("{\"kind\":\"truth\",\"raw_ns\":1,\"clocks\":{\"fpga\":{}}}\n"), "trace line 1: no number difference_ns");
+    EXPECT_EQ(mistakeOf("{\"kind\":\"truth\",\"raw_ns\":1,\"clocks\":{\"fpga\":{}}}\n"),
+              "trace line 1: no number difference_ns");
 }
 
 }  // namespace

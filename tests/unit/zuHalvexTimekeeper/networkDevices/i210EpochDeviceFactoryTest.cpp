@@ -27,7 +27,8 @@ using Names = std::vector<std::string>;
 
 constexpr zuerr::ErrorSite kNoDirectory{-52002, "zuplaterr_featureUnsupported", "i210EpochDeviceFactory", 35};
 
-/// The directory of network interfaces with the identifiers a test writes, and the kernel that answers for their clocks.
+/// The directory of network interfaces with the identifiers a test writes, and the kernel that answers for their
+/// clocks.
 struct I210Discovery : testing::Test {
     void addInterface(const std::string& name, const std::string& vendor = "0x8086\n",
                       const std::string& device = "0x1533\n") {
@@ -112,10 +113,10 @@ TEST_F(I210Discovery, ComparesFirstLinesExactly) {
 
 TEST_F(I210Discovery, SkipsEntriesWhoseIdentifiersCannotBeRead) {
     addInterface("enp1s0");
-    directory.makeDirectory("a0");                                   // no identifiers at all
-    directory.makeDirectory("a1/device/vendor");                     // opens, and fails to read
-    directory.writeFile("a2/device/vendor", "0x8086\n");             // no device identifier
-    directory.writeFile("bonding_masters", "");                      // no directory
+    directory.makeDirectory("a0");                        // no identifiers at all
+    directory.makeDirectory("a1/device/vendor");          // opens, and fails to read
+    directory.writeFile("a2/device/vendor", "0x8086\n");  // no device identifier
+    directory.writeFile("bonding_masters", "");           // no directory
     EXPECT_EQ(findNames(), Names{"enp1s0"});
 }
 
@@ -158,9 +159,8 @@ TEST_F(I210Discovery, PassesEveryOtherFailureOnAndReleasesTheDevicesMadeBefore) 
     addInterface("enp2s0");
     addInterface("enp3s0");
     const OsCallGuard fail{osCalls().open, failNth(2, EACCES)};
-    EXPECT_EQ(raisedBy(findNames),
-              makeError({-52024, "zuplaterr_communicationsFault", "i210EpochHelpers", 40},
-                        "Couldn't open session to device /dev/ptp1. Got error Permission denied"));
+    EXPECT_EQ(raisedBy(findNames), makeError({-52024, "zuplaterr_communicationsFault", "i210EpochHelpers", 40},
+                                             "Couldn't open session to device /dev/ptp1. Got error Permission denied"));
     EXPECT_TRUE(kernel.openDevices.empty());
     EXPECT_EQ(log.getTexts(LOG_INFO), Names{"Interface enp1s0 will be synchronized."});
     EXPECT_EQ(log.getLines().size(), 1U);

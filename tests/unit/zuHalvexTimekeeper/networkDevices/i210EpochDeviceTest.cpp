@@ -32,8 +32,7 @@ RaisedError unsupported(std::int32_t line, const std::string& message) {
     return makeError({-52002, "zuplaterr_featureUnsupported", "i210EpochDevice", line}, message);
 }
 
-const std::string kLacksCapabilities =
-    "enp1s0 doesn't support PTP properly (external event time stamping capability).";
+const std::string kLacksCapabilities = "enp1s0 doesn't support PTP properly (external event time stamping capability).";
 
 const Journal kOpening{"ioctl 40 0x80503D01", "ioctl 40 0x40603D07 0", "clock_adjtime 40 0x2"};
 
@@ -58,14 +57,14 @@ struct I210EpochDeviceTest : testing::Test {
     }
 };
 
-// Construction ---------------------------------------------------------------------------------------------------------
+// Construction
+// ---------------------------------------------------------------------------------------------------------
 
 TEST_F(I210EpochDeviceTest, FindsAndOpensItsClockWithExactlyTheseCalls) {
     kernel.interfaces["enp1s0"].phcIndex = 12;
     const I210EpochDevice device("enp1s0");
-    EXPECT_EQ(kernel.journal,
-              (Journal{"socket 1,2,0", "ioctl 100 0x8946", "close 100", "open /dev/ptp12 2", "ioctl 40 0x80503D01",
-                       "ioctl 40 0x40603D07 0", "clock_adjtime 40 0x2"}));
+    EXPECT_EQ(kernel.journal, (Journal{"socket 1,2,0", "ioctl 100 0x8946", "close 100", "open /dev/ptp12 2",
+                                       "ioctl 40 0x80503D01", "ioctl 40 0x40603D07 0", "clock_adjtime 40 0x2"}));
 }
 
 TEST_F(I210EpochDeviceTest, SendsZeroedRecordsWhenItOpensItsClock) {
@@ -173,7 +172,8 @@ TEST_F(I210EpochDeviceTest, FailsToBeMadeWithACommunicationsFaultWhicheverCallFa
     }
 }
 
-// Closing --------------------------------------------------------------------------------------------------------------
+// Closing
+// --------------------------------------------------------------------------------------------------------------
 
 TEST_F(I210EpochDeviceTest, SwitchesThePinOffAndClosesWhenDestroyed) {
     makeDevice().reset();
@@ -234,15 +234,15 @@ TEST_F(I210EpochDeviceDeathTest, EndsTheProcessWhenReinitializingCannotClose) {
         "bad_function_call");
 }
 
-// Reinitialising -------------------------------------------------------------------------------------------------------
+// Reinitialising
+// -------------------------------------------------------------------------------------------------------
 
 TEST_F(I210EpochDeviceTest, ReopensTheSameClockWithoutLookingItUpAgain) {
     const auto device = makeDevice();
     kernel.interfaces["enp1s0"].phcIndex = 5;
     device->reinitialize();
-    EXPECT_EQ(kernel.journal,
-              (Journal{"ioctl 40 0x40603D07 0", "close 40", "open /dev/ptp0 2", "ioctl 41 0x80503D01",
-                       "ioctl 41 0x40603D07 0", "clock_adjtime 41 0x2"}));
+    EXPECT_EQ(kernel.journal, (Journal{"ioctl 40 0x40603D07 0", "close 40", "open /dev/ptp0 2", "ioctl 41 0x80503D01",
+                                       "ioctl 41 0x40603D07 0", "clock_adjtime 41 0x2"}));
     EXPECT_EQ(kernel.openDevices, std::set{41});
 }
 
@@ -255,9 +255,8 @@ TEST_F(I210EpochDeviceTest, KeepsTheStaleNumberAfterAFailedIoctlClosesItAgainAnd
     EXPECT_TRUE(kernel.openDevices.empty());
     kernel.journal.clear();
     device->reinitialize();
-    EXPECT_EQ(kernel.journal,
-              (Journal{"ioctl 40 0x40603D07", "close 40", "close 40", "open /dev/ptp0 2", "ioctl 41 0x80503D01",
-                       "ioctl 41 0x40603D07 0", "clock_adjtime 41 0x2"}));
+    EXPECT_EQ(kernel.journal, (Journal{"ioctl 40 0x40603D07", "close 40", "close 40", "open /dev/ptp0 2",
+                                       "ioctl 41 0x80503D01", "ioctl 41 0x40603D07 0", "clock_adjtime 41 0x2"}));
 }
 
 TEST_F(I210EpochDeviceTest, SurvivesAFailedReopeningAndCanBeReinitializedLater) {
@@ -282,7 +281,8 @@ TEST_F(I210EpochDeviceTest, RefusesAReopenedClockThatHasLostItsCapabilities) {
     EXPECT_EQ(kernel.openDevices, std::set{41});
 }
 
-// Time -----------------------------------------------------------------------------------------------------------------
+// Time
+// -----------------------------------------------------------------------------------------------------------------
 
 TEST_F(I210EpochDeviceTest, ReadsItsClock) {
     const auto device = makeDevice();
@@ -327,7 +327,8 @@ TEST_F(I210EpochDeviceTest, TellsWhyItsClockCouldNotBeStepped) {
               communicationsFault(65, "Could not adjust time on enp1s0.Got error Device or resource busy"));
 }
 
-// Enabled --------------------------------------------------------------------------------------------------------------
+// Enabled
+// --------------------------------------------------------------------------------------------------------------
 
 TEST_F(I210EpochDeviceTest, IsEnabledWhileItsInterfaceIsUp) {
     const auto device = makeDevice();
@@ -355,18 +356,21 @@ TEST_F(I210EpochDeviceTest, TellsWhyItCouldNotSeeWhetherItIsEnabled) {
     {
         const OsCallGuard fail{osCalls().socket, failNth(1, EMFILE)};
         EXPECT_EQ(raisedBy([&] { device->isEnabled(); }),
-                  communicationsFault(53, "Failed to open socket while checking if enp1s0 is enabled. Got error Too many "
-                                          "open files"));
+                  communicationsFault(53,
+                                      "Failed to open socket while checking if enp1s0 is enabled. Got error Too many "
+                                      "open files"));
     }
     const OsCallGuard fail{osCalls().ioctl, failNth(1, EIO)};
     EXPECT_EQ(raisedBy([&] { device->isEnabled(); }),
-              communicationsFault(28, "Failed to execute SIOCGIFFLAGS ioctl for interface enp1s0.Got error Input/output "
-                                      "error"));
+              communicationsFault(28,
+                                  "Failed to execute SIOCGIFFLAGS ioctl for interface enp1s0.Got error Input/output "
+                                  "error"));
     EXPECT_TRUE(kernel.openSockets.empty());
     EXPECT_EQ(kernel.openDevices, std::set{40});
 }
 
-// Epochs ---------------------------------------------------------------------------------------------------------------
+// Epochs
+// ---------------------------------------------------------------------------------------------------------------
 
 TEST_F(I210EpochDeviceTest, CannotGenerateAnEpoch) {
     const auto device = makeDevice();
@@ -378,8 +382,8 @@ TEST_F(I210EpochDeviceTest, CannotGenerateAnEpoch) {
 TEST_F(I210EpochDeviceTest, ArmsPin0ForTheNextRisingEdge) {
     const auto device = makeDevice();
     device->armEpochCapture();
-    EXPECT_EQ(kernel.journal, (Journal{"select 41 { 40 }", "ioctl 40 0x40603D07 0", "ioctl 40 0x40603D07 1",
-                                       "ioctl 40 0x40103D02"}));
+    EXPECT_EQ(kernel.journal,
+              (Journal{"select 41 { 40 }", "ioctl 40 0x40603D07 0", "ioctl 40 0x40603D07 1", "ioctl 40 0x40103D02"}));
     EXPECT_EQ(kernel.lastTimeout.tv_sec, 0);
     EXPECT_EQ(kernel.lastTimeout.tv_usec, 0);
     ptp_pin_desc pin{};
@@ -484,7 +488,8 @@ TEST_F(I210EpochDeviceTest, TakesNoMetadata) {
     EXPECT_TRUE(kernel.journal.empty());
 }
 
-// The flag that asks for an alignment ----------------------------------------------------------------------------------
+// The flag that asks for an alignment
+// ----------------------------------------------------------------------------------
 
 TEST_F(I210EpochDeviceTest, AsksForAnAlignmentFromTheStart) { EXPECT_TRUE(makeDevice()->hasBeenEpochAligned()); }
 
@@ -521,7 +526,8 @@ TEST_F(I210EpochDeviceTest, PassesOnThatItCouldNotSeeWhetherItIsEnabled) {
     EXPECT_EQ(raisedBy([&] { device->hasBeenEpochAligned(); }).code, -52024);
 }
 
-// Cost -----------------------------------------------------------------------------------------------------------------
+// Cost
+// -----------------------------------------------------------------------------------------------------------------
 
 TEST_F(I210EpochDeviceTest, AllocatesNothingOnASuccessPath) {
     const auto device = makeDevice();

@@ -129,7 +129,9 @@ TEST_F(I210EpochHelpers, TimeOutAtOnceWithoutAPendingEventWhenToldNotToWait) {
 
 TEST_F(I210EpochHelpers, TellWhyADescriptorCouldNotBeMonitored) {
     const OsCallGuard fail{osCalls().select, failNth(1, EINTR)};
-    EXPECT_EQ(raisedBy([&] { waitForEvent(device, "enp1s0", {1, 0}); }),
+    EXPECT_EQ(raisedBy([&] {
+                  waitForEvent(device, "enp1s0", {1, 0});
+              }),
               makeError(communicationsFault(97), "Failed to monitor enp1s0. Got error Interrupted system call"));
 }
 
@@ -163,7 +165,7 @@ TEST_F(I210EpochHelpers, ReadOneEventIntoAZeroedRecord) {
                                  EXPECT_EQ(std::memcmp(buffer, &event, sizeof event), 0);
                                  event.t.sec = 1'700'000'000;
                                  event.t.nsec = 999'999'999;
-                                 event.index = 1;    // another channel, which counts as well
+                                 event.index = 1;  // another channel, which counts as well
                                  event.flags = 0xFF;
                                  std::memcpy(buffer, &event, sizeof event);
                                  return 32L;
@@ -185,7 +187,9 @@ TEST_F(I210EpochHelpers, ComputeEventTimesInSigned64BitsThatWrap) {
 
 TEST_F(I210EpochHelpers, TellWhyAnEventCouldNotBeRead) {
     const OsCallGuard fail{osCalls().read, failNth(1, EIO)};
-    EXPECT_EQ(raisedBy([&] { readExtTsEvent(device, {"Doing ", "this", "."}); }),
+    EXPECT_EQ(raisedBy([&] {
+                  readExtTsEvent(device, {"Doing ", "this", "."});
+              }),
               makeError(communicationsFault(124), "Doing this. Got error Input/output error"));
 }
 
@@ -195,7 +199,9 @@ TEST_F(I210EpochHelpers, RefuseAnyOtherCountThan32EvenWithErrno0) {
                                      errno = 0;
                                      return count;
                                  }};
-        EXPECT_EQ(raisedBy([&] { readExtTsEvent(device, {"Doing ", "this", "."}); }),
+        EXPECT_EQ(raisedBy([&] {
+                      readExtTsEvent(device, {"Doing ", "this", "."});
+                  }),
                   makeError(communicationsFault(124), "Doing this. Got error Success"));
     }
 }
@@ -207,8 +213,9 @@ TEST_F(I210EpochHelpers, OpenAClockDeviceForReadingAndWritingAndNothingElse) {
 
 TEST_F(I210EpochHelpers, TellWhyAClockDeviceCouldNotBeOpened) {
     const OsCallGuard fail{osCalls().open, failNth(1, EACCES)};
-    EXPECT_EQ(raisedBy([] { openPtpDevice("/dev/ptp7"); }),
-              makeError(communicationsFault(40), "Couldn't open session to device /dev/ptp7. Got error Permission denied"));
+    EXPECT_EQ(
+        raisedBy([] { openPtpDevice("/dev/ptp7"); }),
+        makeError(communicationsFault(40), "Couldn't open session to device /dev/ptp7. Got error Permission denied"));
 }
 
 TEST_F(I210EpochHelpers, FindTheClockOfAnInterface) {
@@ -229,8 +236,7 @@ TEST_F(I210EpochHelpers, TakeTheClockIndex0ForAClock) { EXPECT_EQ(getPhcIndex("e
 
 TEST_F(I210EpochHelpers, RefuseAnInterfaceWithoutAHardwareClock) {
     kernel.interfaces["enp1s0"].phcIndex = -1;
-    EXPECT_EQ(raisedBy([] { getPhcIndex("enp1s0"); }),
-              makeError(kNoClock, "enp1s0 does not have a valid phc index."));
+    EXPECT_EQ(raisedBy([] { getPhcIndex("enp1s0"); }), makeError(kNoClock, "enp1s0 does not have a valid phc index."));
     EXPECT_TRUE(kernel.openSockets.empty());
 }
 
@@ -250,8 +256,9 @@ TEST_F(I210EpochHelpers, CutALongInterfaceNameInTheRequestAndTellItInFull) {
 TEST_F(I210EpochHelpers, TellThatTheSocketForTheClockIndexCouldNotBeOpened) {
     const OsCallGuard fail{osCalls().socket, failNth(1, EMFILE)};
     EXPECT_EQ(raisedBy([] { getPhcIndex("enp1s0"); }),
-              makeError(communicationsFault(53), "Failed to open socket while querying phc index for enp1s0. Got error Too "
-                                                 "many open files"));
+              makeError(communicationsFault(53),
+                        "Failed to open socket while querying phc index for enp1s0. Got error Too "
+                        "many open files"));
 }
 
 TEST_F(I210EpochHelpers, CloseTheSocketOnceWhenTheClockIndexCannotBeAsked) {
@@ -286,7 +293,8 @@ TEST_F(I210EpochHelpers, PassTheStandardErrorOfAnEmptyEntryOn) {
     EXPECT_THROW(getPhcIndex("enp1s0"), std::bad_function_call);
 }
 
-/// A pipe whose reading end has a descriptor above what an fd_set holds; none when the system grants no such descriptor.
+/// A pipe whose reading end has a descriptor above what an fd_set holds; none when the system grants no such
+/// descriptor.
 struct HighPipe {
     static constexpr int kHigh = 3000;
     int writingEnd = -1;

@@ -90,13 +90,13 @@ struct Si514Directory : testing::Test {
     }
 };
 
-// Finding the client ---------------------------------------------------------------------------------------------------
+// Finding the client
+// ---------------------------------------------------------------------------------------------------
 
 TEST_F(Si514Directory, LeadsToTheClientWithOneLineAtErrorPriority) {
     addClient("0-0055");
     EXPECT_EQ(raisedByMaking().code, 0);
-    EXPECT_EQ(log.getLines(),
-              (std::vector<SyslogLine>{{LOG_ERR, "smbusPath: /sys/bus/i2c/drivers/si514/0-0055/"}}));
+    EXPECT_EQ(log.getLines(), (std::vector<SyslogLine>{{LOG_ERR, "smbusPath: /sys/bus/i2c/drivers/si514/0-0055/"}}));
 }
 
 TEST_F(Si514Directory, LeadsToAClientThatIsASymbolicLink) {
@@ -114,8 +114,9 @@ TEST_F(Si514Directory, HoldsNoClientWhenOnlyTheDriversOwnEntriesAreThere) {
 
 TEST_F(Si514Directory, IsMissing) {
     std::filesystem::remove_all(directory.getRealPath());
-    EXPECT_EQ(raisedByMaking(), notFound(102, "si514: unable to open handle to directory: /sys/bus/i2c/drivers/si514. "
-                                              "Errno: No such file or directory"));
+    EXPECT_EQ(raisedByMaking(), notFound(102,
+                                         "si514: unable to open handle to directory: /sys/bus/i2c/drivers/si514. "
+                                         "Errno: No such file or directory"));
 }
 
 TEST_F(Si514Directory, IsUnreadable) {
@@ -124,8 +125,9 @@ TEST_F(Si514Directory, IsUnreadable) {
         errno = EACCES;
         return nullptr;
     };
-    EXPECT_EQ(raisedByMaking(), notFound(102, "si514: unable to open handle to directory: /sys/bus/i2c/drivers/si514. "
-                                              "Errno: Permission denied"));
+    EXPECT_EQ(raisedByMaking(), notFound(102,
+                                         "si514: unable to open handle to directory: /sys/bus/i2c/drivers/si514. "
+                                         "Errno: Permission denied"));
 }
 
 TEST_F(Si514Directory, TakesADecimalBusAndAHexadecimalAddressToTheEndForAClient) {
@@ -183,12 +185,16 @@ TEST_F(Si514Directory, IsClosedAgainWhateverIsFound) {
     EXPECT_EQ(testsupport::countOpenDescriptors(), before);
 }
 
-// Making ---------------------------------------------------------------------------------------------------------------
+// Making
+// ---------------------------------------------------------------------------------------------------------------
 
 TEST_F(Si514Directory, GivesTheNameAsReadUpToItsFirstZeroByte) {
     addClient("0-0055", "0\n", "si514\n");
     EXPECT_EQ(Si514FreqSteeringDevice(1, -1).getName(), "si514\n");
-    addClient("0-0055", "0\n", std::string("  si\0" "514", 8));
+    addClient("0-0055", "0\n",
+              std::string("  si\0"
+                          "514",
+                          8));
     EXPECT_EQ(Si514FreqSteeringDevice(1, -1).getName(), "  si");
     addClient("0-0055", "0\n", "");
     EXPECT_EQ(Si514FreqSteeringDevice(1, -1).getName(), "");
@@ -204,21 +210,23 @@ TEST_F(Si514Directory, OpensTheNameForReadingAndTheOffsetForReadingAndWriting) {
         return open64((directory.getRealPath() + std::string(path).substr(26)).c_str(), flags);
     };
     const Si514FreqSteeringDevice device(1, -1);
-    EXPECT_EQ(opened, (std::vector<std::pair<std::string, int>>{
-                          {"/sys/bus/i2c/drivers/si514/0-0055/name", O_RDONLY},
-                          {"/sys/bus/i2c/drivers/si514/0-0055/ppb_offset", O_RDWR}}));
+    EXPECT_EQ(opened,
+              (std::vector<std::pair<std::string, int>>{{"/sys/bus/i2c/drivers/si514/0-0055/name", O_RDONLY},
+                                                        {"/sys/bus/i2c/drivers/si514/0-0055/ppb_offset", O_RDWR}}));
 }
 
 TEST_F(Si514Directory, TellsThatTheNameOrTheOffsetCannotBeOpened) {
     directory.makeDirectory("0-0055");
-    EXPECT_EQ(raisedByMaking(), fileError(-52006, "zuplaterr_resourceNotFound", 20,
-                                          "Failed to open: /sys/bus/i2c/drivers/si514/0-0055/name. Error: No such file or "
-                                          "directory"));
+    EXPECT_EQ(raisedByMaking(),
+              fileError(-52006, "zuplaterr_resourceNotFound", 20,
+                        "Failed to open: /sys/bus/i2c/drivers/si514/0-0055/name. Error: No such file or "
+                        "directory"));
     directory.writeFile("0-0055/name", "si514\n");
     const int before = testsupport::countOpenDescriptors();
-    EXPECT_EQ(raisedByMaking(), fileError(-52006, "zuplaterr_resourceNotFound", 20,
-                                          "Failed to open: /sys/bus/i2c/drivers/si514/0-0055/ppb_offset. Error: No such "
-                                          "file or directory"));
+    EXPECT_EQ(raisedByMaking(),
+              fileError(-52006, "zuplaterr_resourceNotFound", 20,
+                        "Failed to open: /sys/bus/i2c/drivers/si514/0-0055/ppb_offset. Error: No such "
+                        "file or directory"));
     EXPECT_EQ(testsupport::countOpenDescriptors(), before);
 }
 
@@ -233,7 +241,8 @@ TEST_F(Si514Directory, TellsThatTheNameCannotBeRead) {
                                           "Input/output error"));
 }
 
-// Reading and writing the offset ---------------------------------------------------------------------------------------
+// Reading and writing the offset
+// ---------------------------------------------------------------------------------------
 
 struct Si514FreqSteeringDeviceTest : Si514Directory {
     Si514FreqSteeringDeviceTest() { addClient("0-0055"); }
@@ -479,7 +488,8 @@ TEST_F(Si514FreqSteeringDeviceTest, AllocatesNothingToReadACorrection) {
     EXPECT_EQ(testsupport::countAllocations(), before);
 }
 
-// Threads and locales --------------------------------------------------------------------------------------------------
+// Threads and locales
+// --------------------------------------------------------------------------------------------------
 
 TEST_F(Si514FreqSteeringDeviceTest, KeepsEverySeekTogetherWithItsReadOrWrite) {
     device();

@@ -112,8 +112,9 @@ TEST_F(SystemTimeClockTest, StepsToTheEpochAndNotBelow) {
 TEST_F(SystemTimeClockTest, StepsToTheLargestTimeAndNotBeyond) {
     now = qxmTimestampToTimespec(kLargestTime - 10);
     EXPECT_EQ(raisedBy([&] { clock.adjustTime(11); }),
-              osFault(66, "Overflow error when calculating time adjustment. Current time - 18446744073709551605 Offset - "
-                          "11"));
+              osFault(66,
+                      "Overflow error when calculating time adjustment. Current time - 18446744073709551605 Offset - "
+                      "11"));
     clock.adjustTime(10);
     EXPECT_EQ(timespecToQxmTimestamp(now), kLargestTime);
 }
@@ -125,8 +126,9 @@ TEST_F(SystemTimeClockTest, TakesTheSmallestAndTheLargestOffset) {
     clock.adjustTime(kLargestOffset);
     EXPECT_EQ(timespecToQxmTimestamp(now), (1ULL << 63U) - 1);
     EXPECT_EQ(raisedBy([&] { clock.adjustTime(kSmallestOffset); }),
-              osFault(66, "Overflow error when calculating time adjustment. Current time - 9223372036854775807 Offset - "
-                          "-9223372036854775808"));
+              osFault(66,
+                      "Overflow error when calculating time adjustment. Current time - 9223372036854775807 Offset - "
+                      "-9223372036854775808"));
 }
 
 TEST_F(SystemTimeClockTest, TellsTheErrnoOfTheMomentWhenTheClockCannotBeSet) {
@@ -181,7 +183,8 @@ TEST_F(SystemTimeClockTest, ReadsAndSetsWithItsOwnLinuxFunctionsAndNotThoseOfThe
     EXPECT_LE(timespecToQxmTimestamp(written), timespecToQxmTimestamp(after));
 }
 
-// phc2sys --------------------------------------------------------------------------------------------------------------
+// phc2sys
+// --------------------------------------------------------------------------------------------------------------
 
 struct SystemTimeClockWithPhc2Sys : testing::Test {
     testsupport::LibcHooksGuard hooks;

@@ -259,7 +259,8 @@ TEST_F(Alignment, NamesTheMasterWhenItsEpochFails) {
     addSlave("a");
     master_->failNext("generateEpoch", -52024);
     EXPECT_EQ(alignAndCatch(), -52024);
-    EXPECT_THAT(syslog_.getTexts(LOG_ERR), ElementsAre(HasSubstr("trying to sync master, retry count 0: FAIL(-52024,")));
+    EXPECT_THAT(syslog_.getTexts(LOG_ERR),
+                ElementsAre(HasSubstr("trying to sync master, retry count 0: FAIL(-52024,")));
 }
 
 TEST_F(Alignment, DoesNotRetryADifferenceThatOverflows) {

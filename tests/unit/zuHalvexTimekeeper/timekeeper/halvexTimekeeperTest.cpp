@@ -106,10 +106,10 @@ using Metadata = Timekeeper;
 TEST_F(Construction, ReadsTheSystemClockBeforeTheMasterStepsTheMasterThenAligns) {
     addSlave("a");
     EXPECT_TRUE(make().isSeeded());
-    EXPECT_THAT(journal_, ElementsAre("master.isEnabled()", "system.isEnabled()", "system.getTime()", "master.getTime()",
-                                      "master.adjustTime(0)", "a.isEnabled()", "a.armEpochCapture()",
-                                      "master.generateEpoch()", "a.isEnabled()", "a.getEpochTimestamp()",
-                                      "a.setHasBeenEpochAligned(false)"));
+    EXPECT_THAT(journal_,
+                ElementsAre("master.isEnabled()", "system.isEnabled()", "system.getTime()", "master.getTime()",
+                            "master.adjustTime(0)", "a.isEnabled()", "a.armEpochCapture()", "master.generateEpoch()",
+                            "a.isEnabled()", "a.getEpochTimestamp()", "a.setHasBeenEpochAligned(false)"));
     EXPECT_EQ(timekeeper_->getName(), "HalvexTimekeeper");
 }
 
@@ -176,7 +176,8 @@ TEST_F(Timekeeper, ForwardsCorrectionsUnchanged) {
 }
 
 TEST_F(SnapTime, CutsTheOffsetTowardZeroToAMultipleOf200Ns) {
-    for (const auto& [offsetNs, stepNs] : {std::pair{199, 0}, {-399, -200}, {200, 200}, {-200, -200}, {1'500'000, 1'500'000}}) {
+    for (const auto& [offsetNs, stepNs] :
+         {std::pair{199, 0}, {-399, -200}, {200, 200}, {-200, -200}, {1'500'000, 1'500'000}}) {
         makeAndForget().snapTime(offsetNs);
         timekeeper_.reset();
         const auto step = "(" + std::to_string(stepNs) + ")";

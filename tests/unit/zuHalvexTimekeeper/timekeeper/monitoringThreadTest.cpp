@@ -134,8 +134,8 @@ TEST_F(MonitoringThread, ConvertsForeignErrors) {
     timekeeper_.failNext("serviceEpochDevices", [] { throw 42; });
     run(1);
     EXPECT_EQ(errors_.code, -52003);
-    EXPECT_THAT(syslog_.getTexts(LOG_ERR), ElementsAre(HasSubstr("\"std_exception_what\":\"stod\""),
-                                                      HasSubstr("\"line\":74")));
+    EXPECT_THAT(syslog_.getTexts(LOG_ERR),
+                ElementsAre(HasSubstr("\"std_exception_what\":\"stod\""), HasSubstr("\"line\":74")));
 }
 
 TEST_F(MonitoringThread, ReportsAWaitThatFailsAndServicesNothingInThatPass) {
