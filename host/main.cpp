@@ -5,13 +5,13 @@
 #include <exception>
 #include <memory>
 
-#include "host/command.h"
-#include "host/jsonPrinter.h"
-#include "host/options.h"
-#include "host/session.h"
-#include "host/stopRequest.h"
-#include "host/textPrinter.h"
-#include "host/usageError.h"
+#include "host/cli/command.h"
+#include "host/cli/options.h"
+#include "host/cli/usageError.h"
+#include "host/output/jsonPrinter.h"
+#include "host/output/textPrinter.h"
+#include "host/session/session.h"
+#include "host/session/stopRequest.h"
 
 namespace halvexctl {
 namespace {

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "host/units.h"
+#include "host/output/units.h"
 
 namespace halvexctl {
 namespace {

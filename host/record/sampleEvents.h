@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "host/inspect/clockSample.h"
+#include "host/clocks/clockSample.h"
 
 namespace halvexctl {
 

@@ -7,10 +7,10 @@
 #include <algorithm>
 #include <array>
 
-#include "host/inspect/clockSample.h"
-#include "host/rawClock.h"
+#include "host/clocks/clockSample.h"
+#include "host/clocks/rawClock.h"
 #include "host/record/sampleEvents.h"
-#include "host/session.h"
+#include "host/session/session.h"
 
 namespace halvexctl {
 namespace {

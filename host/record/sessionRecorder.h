@@ -5,11 +5,11 @@
 #include <optional>
 #include <string>
 
-#include "host/clockWatch.h"
-#include "host/hostCalls.h"
+#include "host/clocks/clockWatch.h"
+#include "host/output/result.h"
 #include "host/record/logLines.h"
 #include "host/record/recordFile.h"
-#include "host/result.h"
+#include "host/session/hostCalls.h"
 
 namespace halvexctl {
 

@@ -6,9 +6,9 @@
 #include <cmath>
 #include <limits>
 
-#include "host/inspect/clockSample.h"
+#include "host/clocks/clockSample.h"
+#include "host/output/units.h"
 #include "host/report/thinning.h"
-#include "host/units.h"
 
 namespace halvexctl {
 namespace {

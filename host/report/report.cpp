@@ -8,10 +8,10 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "host/output/wholeFile.h"
 #include "host/report/chronicleJson.h"
 #include "host/report/embeddedPage.h"
 #include "host/report/sources.h"
-#include "host/wholeFile.h"
 
 namespace halvexctl {
 namespace {

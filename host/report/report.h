@@ -3,9 +3,9 @@
 
 #include <string>
 
+#include "host/output/result.h"
 #include "host/report/chronicle.h"
 #include "host/report/reportOptions.h"
-#include "host/result.h"
 
 namespace halvexctl {
 

@@ -6,10 +6,10 @@
 #include <cstdlib>
 #include <limits>
 
+#include "host/output/units.h"
 #include "host/report/alignmentFinder.h"
 #include "host/report/jsonLines.h"
 #include "host/report/sources.h"
-#include "host/units.h"
 
 namespace halvexctl {
 namespace {

@@ -9,7 +9,7 @@
 #include "host/report/chronicleJson.h"
 #include "host/report/report.h"
 #include "host/report/sources.h"
-#include "tests/unit/host/programRun.h"
+#include "tests/tool/programRun.h"
 
 namespace halvexctl {
 namespace {

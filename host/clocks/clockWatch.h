@@ -1,0 +1,41 @@
+// Takes samples of every clock: the PTP clocks that the library takes, the system clock, and the master by the library.
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/clocks/clockSample.h"
+
+namespace halvexctl {
+
+class Session;
+
+/// What becomes of an error that the library reports while the master is measured.
+enum class LibraryErrors {
+    countAndReset,  ///< As a host would do it.
+    handOn          ///< The next verb that calls fails with it, as if nothing had been measured.
+};
+
+/// Borrows the session. Threads: thread-bound. Failure: CallFailure while the session's status holds an error from
+/// before (counting only); whatever else cannot be measured says so in the sample.
+class ClockWatch {
+public:
+    ClockWatch(Session& session, LibraryErrors errors);
+
+    /// The master is measured once the session has initialised the library; nothing is initialised for it.
+    Sample take();
+
+private:
+    ClockSample master();
+    CrossTime masterCounting();
+    CrossTime masterHandingOn();
+
+    Session& session_;
+    LibraryErrors errors_;
+    std::vector<std::pair<std::string, std::string>> clocks_;  ///< Interface and node.
+    std::uint64_t errorCount_ = 0;
+    std::string lastError_;
+};
+
+}  // namespace halvexctl

@@ -1,0 +1,133 @@
+// The verb explain: what an error code, its name or the place that raised it stands for.
+#include "host/errors/explanation.h"
+
+#include <fmt/format.h>
+
+#include <charconv>
+#include <optional>
+#include <vector>
+
+#include "host/cli/suggestion.h"
+#include "host/cli/usageError.h"
+#include "host/errors/catalogue.h"
+#include "host/errors/names.h"
+#include "host/output/units.h"
+
+namespace halvexctl {
+namespace {
+
+using nlohmann::ordered_json;
+
+struct Topic {
+    const ErrorEntry* entry = nullptr;
+    const ErrorPlace* place = nullptr;
+};
+
+const ErrorPlace* readPlace(std::string_view topic) {
+    const std::size_t colon = topic.rfind(':');
+    if (colon == std::string_view::npos) {
+        return nullptr;
+    }
+    std::int32_t line = 0;
+    const char* const end = topic.data() + topic.size();
+    const auto read = std::from_chars(topic.data() + colon + 1, end, line);
+    return read.ec == std::errc() && read.ptr == end ? findErrorPlace(topic.substr(0, colon), line) : nullptr;
+}
+
+bool looksLikeCode(std::string_view topic) { return topic.find_first_not_of("+-0123456789") == std::string_view::npos; }
+
+Topic readTopic(const std::string& topic) {
+    if (const ErrorPlace* place = readPlace(topic)) {
+        return {findErrorEntry(place->code), place};
+    }
+    if (const auto code = errorCodeOf(topic)) {
+        return {findErrorEntry(*code), nullptr};
+    }
+    return {looksLikeCode(topic) ? findErrorEntry(readErrorCode(topic)) : nullptr, nullptr};
+}
+
+std::string nearestTopic(const std::string& topic) {
+    std::vector<std::string> texts{"all"};
+    for (const ErrorEntry& entry : errorEntries()) {
+        texts.push_back(std::to_string(entry.code));
+        texts.emplace_back(errorName(entry.code));
+    }
+    for (const ErrorPlace& place : errorPlaces()) {
+        texts.push_back(fmt::format("{}:{}", place.unit, place.line));
+    }
+    const std::vector<std::string_view> known(texts.begin(), texts.end());
+    const std::string nearest = suggestion(topic, known);
+    return nearest.empty() ? "; halvexctl explain all lists the codes" : nearest;
+}
+
+ordered_json placeAsJson(const ErrorPlace& place) {
+    return {{"unit", place.unit}, {"line", place.line}, {"what", place.what}};
+}
+
+std::string placeAsText(const ErrorPlace& place) {
+    return fmt::format("{}:{}  {}", place.unit, place.line, place.what);
+}
+
+void addPlaces(std::int32_t code, Result& result) {
+    ordered_json places = ordered_json::array();
+    std::string text;
+    for (const ErrorPlace& place : errorPlaces()) {
+        if (place.code == code) {
+            places.push_back(placeAsJson(place));
+            text += (text.empty() ? "" : "\n") + placeAsText(place);
+        }
+    }
+    result.add("raisedAt", places, "raised at", text.empty() ? "no place of its own: drivers and system only" : text);
+}
+
+void addEntry(const ErrorEntry& entry, Result& result) {
+    const std::string_view name = errorName(entry.code);
+    result.add("code", entry.code, "code", std::to_string(entry.code));
+    result.add("name", name.empty() ? ordered_json(nullptr) : ordered_json(name), name.empty() ? "" : "name",
+               std::string(name));
+    result.add("meaning", entry.meaning, "means", std::string(entry.meaning));
+    addPlaces(entry.code, result);
+    result.add("systemErrors", entry.systemErrors, entry.systemErrors.empty() ? "" : "or a driver's",
+               std::string(entry.systemErrors));
+    result.add("remedy", entry.remedy, "remedy", std::string(entry.remedy));
+}
+
+void listEntries(Result& result) {
+    ordered_json codes = ordered_json::array();
+    for (const ErrorEntry& entry : errorEntries()) {
+        codes.push_back({{"code", entry.code}, {"name", errorName(entry.code)}, {"meaning", entry.meaning}});
+        result.add("", nullptr, std::to_string(entry.code), std::string(entry.meaning));
+    }
+    result.fields.insert(result.fields.begin(), Field{"codes", codes, "", ""});
+}
+
+}  // namespace
+
+void checkExplanationTopic(const std::string& topic) {
+    if (topic == "all") {
+        return;
+    }
+    const Topic found = readTopic(topic);
+    if (found.entry == nullptr && found.place == nullptr) {
+        throw UsageError(fmt::format("there is no error \"{}\"{}", topic, nearestTopic(topic)));
+    }
+}
+
+void explainTopic(const std::string& topic, Result& result) {
+    if (topic == "all") {
+        listEntries(result);
+        return;
+    }
+    const Topic found = readTopic(topic);
+    if (found.place != nullptr) {
+        result.add("place", placeAsJson(*found.place), "place", placeAsText(*found.place));
+    }
+    if (found.entry != nullptr) {
+        addEntry(*found.entry, result);
+        return;
+    }
+    result.add("code", nullptr, "code",
+               "whatever the driver or the system answered: explain the code that came with it");
+}
+
+}  // namespace halvexctl

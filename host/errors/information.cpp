@@ -1,0 +1,60 @@
+// What a failed call says about itself: the JSON error information read for people.
+#include "host/errors/information.h"
+
+#include <fmt/format.h>
+
+#include <nlohmann/json.hpp>
+
+#include "host/errors/names.h"
+
+namespace halvexctl {
+namespace {
+
+nlohmann::json parse(const std::string& information) {
+    nlohmann::json document = nlohmann::json::parse(information, nullptr, false);
+    return document.is_object() ? document : nlohmann::json::object();
+}
+
+std::string textAt(const nlohmann::json& document, const char* key) {
+    const auto found = document.find(key);
+    return found != document.end() && found->is_string() ? found->get<std::string>() : std::string();
+}
+
+std::string messageOf(const nlohmann::json& document) {
+    const auto debug = document.find("zuhalvexTimekeeper_debug");
+    if (debug != document.end() && debug->is_object()) {
+        const std::string message = textAt(*debug, "errorInfo");
+        if (!message.empty()) {
+            return message;
+        }
+    }
+    return textAt(document, "std_exception_what");
+}
+
+}  // namespace
+
+std::string describeError(std::optional<std::int32_t> code, const std::string& information) {
+    const nlohmann::json document = parse(information);
+    // The code's own name goes first: what a device raises names the expression its code came from.
+    std::string name(code ? errorName(*code) : std::string_view());
+    if (name.empty()) {
+        name = textAt(document, "error_constant");
+    }
+    std::string text = code ? fmt::format("{}{}{}", *code, name.empty() ? "" : " ", name) : name;
+    const std::string message = document.empty() ? information : messageOf(document);
+    if (!message.empty()) {
+        text += (text.empty() ? "" : ": ") + message;
+    }
+    const auto line = document.find("line");
+    const std::string file = textAt(document, "file");
+    if (!file.empty() && line != document.end() && line->is_number_integer()) {
+        text += fmt::format(" ({}:{})", file, line->get<std::int64_t>());
+    }
+    return text;
+}
+
+std::optional<std::int32_t> codeInInformation(const std::string& information) {
+    return errorCodeOf(textAt(parse(information), "error_constant"));
+}
+
+}  // namespace halvexctl

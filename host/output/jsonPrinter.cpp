@@ -1,0 +1,79 @@
+// Results as one JSON document: an array with an object for each verb.
+#include "host/output/jsonPrinter.h"
+
+#include <fmt/format.h>
+
+namespace halvexctl {
+namespace {
+
+using nlohmann::ordered_json;
+
+/// The information as an object when it is JSON, as text when it is not, null when there is none.
+ordered_json informationAsJson(const std::string& information) {
+    if (information.empty()) {
+        return nullptr;
+    }
+    ordered_json parsed = ordered_json::parse(information, nullptr, false);
+    return parsed.is_discarded() ? ordered_json(information) : parsed;
+}
+
+ordered_json errorAsJson(const ErrorReport& error) {
+    ordered_json object;
+    object["function"] = error.function;
+    object["code"] = error.code ? ordered_json(*error.code) : ordered_json(nullptr);
+    object["information"] = informationAsJson(error.information);
+    return object;
+}
+
+}  // namespace
+
+void JsonPrinter::call(const std::string& text) {
+    fmt::print(errors_, "{}\n", text);
+    std::fflush(errors_);
+}
+
+void JsonPrinter::sample(const std::function<std::string(bool inColour)>&, const ordered_json& line, bool isOnly) {
+    if (isOnly) {
+        return;  // the document has it
+    }
+    hasLines_ = true;
+    fmt::print(output_, "{}\n", line.dump(-1, ' ', false, ordered_json::error_handler_t::replace));
+    std::fflush(output_);
+}
+
+void JsonPrinter::result(const Result& result) {
+    ordered_json object;
+    object["verb"] = result.verb;
+    if (!result.argument.empty()) {
+        object["argument"] = result.argument;
+    }
+    object["outcome"] = outcomeName(result.outcome);
+    if (!result.fields.empty()) {
+        ordered_json& values = object["values"] = ordered_json::object();
+        for (const Field& field : result.fields) {
+            if (!field.key.empty()) {  // a line of text alone
+                values[field.key] = field.value;
+            }
+        }
+    }
+    if (!result.message.empty()) {
+        object["message"] = result.message;
+    }
+    if (result.error) {
+        object["error"] = errorAsJson(*result.error);
+    }
+    results_.push_back(std::move(object));
+}
+
+void JsonPrinter::complaint(const std::string& sentence) {
+    fmt::print(errors_, "halvexctl: {}\n", sentence);
+    std::fflush(errors_);
+}
+
+void JsonPrinter::finish() {
+    // Bytes that are no UTF-8 may come from a driver's texts; they must not cost the whole document.
+    fmt::print(output_, "{}\n", results_.dump(hasLines_ ? -1 : 2, ' ', false, ordered_json::error_handler_t::replace));
+    std::fflush(output_);
+}
+
+}  // namespace halvexctl

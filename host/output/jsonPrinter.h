@@ -1,0 +1,33 @@
+// Results as one JSON document: an array with an object for each verb.
+#pragma once
+
+#include <cstdio>
+
+#include "host/output/printer.h"
+
+namespace halvexctl {
+
+/// {"verb", "argument"?, "outcome": "ok|warning|failed|skipped", "values": {...}?, "message"?, "error"?: {"function",
+/// "code", "information"}}. The document goes to `output` when all is over, in one line once samples went there, a line
+/// each; calls and complaints go to `errors` as they happen. Borrows both streams.
+class JsonPrinter : public Printer {
+public:
+    JsonPrinter(std::FILE* output, std::FILE* errors) : output_(output), errors_(errors) {}
+
+    void begin(const std::string&, const std::string&) override {}
+    void note(const std::string&) override {}
+    void call(const std::string& line) override;
+    void sample(const std::function<std::string(bool inColour)>& text, const nlohmann::ordered_json& line,
+                bool isOnly) override;
+    void result(const Result& result) override;
+    void complaint(const std::string& sentence) override;
+    void finish() override;
+
+private:
+    std::FILE* output_;
+    std::FILE* errors_;
+    bool hasLines_ = false;
+    nlohmann::ordered_json results_ = nlohmann::ordered_json::array();
+};
+
+}  // namespace halvexctl

@@ -1,0 +1,81 @@
+// Results as text for people: a heading for each verb, its values below in aligned columns.
+#include "host/output/textPrinter.h"
+
+#include <fmt/format.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+
+namespace halvexctl {
+
+void TextPrinter::line(std::FILE* stream, const std::string& text) {
+    fmt::print(stream, "{}\n", text);
+    std::fflush(stream);
+}
+
+void TextPrinter::value(const Field& field, std::size_t width) {
+    std::string_view rest = field.text;
+    std::string_view label = field.label;
+    do {  // further lines of a value stand below its first
+        const std::size_t end = std::min(rest.find('\n'), rest.size());
+        line(output_, fmt::format("  {:<{}}  {}", label, width, rest.substr(0, end)));
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+        label = {};
+    } while (!rest.empty());
+}
+
+void TextPrinter::begin(const std::string& verb, const std::string& argument) {
+    line(output_, argument.empty() ? verb : verb + " " + argument);
+}
+
+void TextPrinter::note(const std::string& sentence) { line(output_, "  " + sentence); }
+
+bool TextPrinter::showsProgress() const { return ::isatty(::fileno(errors_)) == 1; }
+
+void TextPrinter::progress(const std::string& sentence) {
+    fmt::print(errors_, "\r\x1b[K{}", sentence);  // each takes the place of the one before
+    std::fflush(errors_);
+}
+
+void TextPrinter::call(const std::string& text) { line(output_, "  " + text); }
+
+void TextPrinter::sample(const std::function<std::string(bool inColour)>& text, const nlohmann::ordered_json&,
+                         bool isOnly) {
+    const bool isTerminal = ::isatty(::fileno(output_)) == 1;
+    if (isTerminal && !isOnly) {
+        fmt::print(output_, "\x1b[H\x1b[2J");  // the next look takes the place of the last
+    }
+    fmt::print(output_, "{}", text(isTerminal));
+    std::fflush(output_);
+}
+
+void TextPrinter::result(const Result& result) {
+    std::size_t width = 0;
+    for (const Field& field : result.fields) {
+        width = std::max(width, field.label.size());
+    }
+    for (const Field& field : result.fields) {
+        if (!field.label.empty()) {
+            value(field, width);
+        }
+    }
+    switch (result.outcome) {
+        case Outcome::ok:
+            break;
+        case Outcome::warning:
+            line(output_, "  warning: " + result.message);
+            break;
+        case Outcome::failed:
+            line(errors_, fmt::format("halvexctl: {}: {}", result.verb, result.message));
+            break;
+        case Outcome::skipped:
+            line(errors_, fmt::format("halvexctl: not carried out: {}{}{}", result.verb,
+                                      result.argument.empty() ? "" : " ", result.argument));
+            break;
+    }
+}
+
+void TextPrinter::complaint(const std::string& sentence) { line(errors_, "halvexctl: " + sentence); }
+
+}  // namespace halvexctl

@@ -1,0 +1,126 @@
+// Lines of standard input carried out as they come, until there are no more or a stop is requested.
+#include "host/session/inputLines.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <optional>
+#include <string>
+#include <system_error>
+
+#include "host/cli/lineWords.h"
+#include "host/cli/usageError.h"
+#include "host/session/session.h"
+#include "host/session/stopRequest.h"
+
+namespace halvexctl {
+namespace {
+
+/// Cuts what a descriptor delivers into lines; the last one needs no line feed.
+class LineSource {
+public:
+    explicit LineSource(Session& session)
+        : session_(session), fd_(session.settings().inputFd), stopFd_(session.settings().stopFd) {}
+
+    std::optional<std::string> next() {
+        while (true) {
+            const std::size_t end = buffered_.find('\n');
+            if (end != std::string::npos) {
+                std::string line = buffered_.substr(0, end);
+                buffered_.erase(0, end + 1);
+                return line;
+            }
+            if (!waitForInput()) {
+                return std::nullopt;
+            }
+            if (!readMore()) {
+                return takeRest();
+            }
+        }
+    }
+
+private:
+    /// False when a stop was requested.
+    bool waitForInput() {
+        std::array<pollfd, 2> awaited{{{fd_, POLLIN, 0}, {stopFd_, POLLIN, 0}}};
+        while (!StopRequest::isMade()) {
+            const int ready = ::poll(awaited.data(), awaited.size(), patienceMs());
+            const int error = errno;
+            if (ready > 0) {
+                return !StopRequest::isMade();
+            }
+            if (ready == 0) {
+                session_.recorder()->sample();
+            } else if (error != EINTR) {
+                throw std::system_error(error, std::generic_category(), "poll");
+            }
+        }
+        return false;
+    }
+
+    /// Until the next sample is due; without a recording for ever.
+    int patienceMs() {
+        constexpr std::int64_t kNsPerMs = 1'000'000;
+        constexpr std::int64_t kLongestMs = 3'600'000;
+        SessionRecorder* recorder = session_.recorder();
+        return recorder == nullptr ? -1 : static_cast<int>(std::min(recorder->untilDueNs() / kNsPerMs + 1, kLongestMs));
+    }
+
+    /// False at the end of the input.
+    bool readMore() {
+        std::array<char, 4096> chunk;
+        const ssize_t length = ::read(fd_, chunk.data(), chunk.size());
+        const int error = errno;
+        if (length < 0 && error != EINTR && error != EAGAIN) {
+            throw std::system_error(error, std::generic_category(), "cannot read the input");
+        }
+        if (length > 0) {
+            buffered_.append(chunk.data(), static_cast<std::size_t>(length));
+        }
+        return length != 0;
+    }
+
+    std::optional<std::string> takeRest() {
+        if (buffered_.empty()) {
+            return std::nullopt;
+        }
+        return std::exchange(buffered_, {});
+    }
+
+    Session& session_;
+    int fd_;
+    int stopFd_;
+    std::string buffered_;
+};
+
+std::vector<Command> readLine(const std::string& line, const ReadingRules& rules) {
+    std::vector<Command> commands = readCommands(cutWords(line), rules);
+    const bool nested = std::any_of(commands.begin(), commands.end(),
+                                    [](const Command& command) { return command.verb->name == "run"; });
+    if (nested) {
+        throw UsageError("run is under way already");
+    }
+    return commands;
+}
+
+}  // namespace
+
+void runLines(Session& session) {
+    LineSource lines(session);
+    while (const std::optional<std::string> line = lines.next()) {
+        std::vector<Command> commands;
+        try {
+            commands = readLine(*line, session.settings().rules);
+        } catch (const UsageError& error) {
+            session.printer().complaint(error.what());
+            session.minded(ExitCode::usage);
+            continue;
+        }
+        session.carryOut(commands);
+    }
+}
+
+}  // namespace halvexctl

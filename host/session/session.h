@@ -1,0 +1,82 @@
+// One session of the host: the library loaded, initialised and finalised around the verbs that are carried out.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "host/cli/command.h"
+#include "host/output/printer.h"
+#include "host/output/result.h"
+#include "host/record/sessionRecorder.h"
+#include "host/session/hostCalls.h"
+#include "host/session/pluginLibrary.h"
+
+namespace halvexctl {
+
+struct SessionSettings {
+    std::string libraryPath;
+    bool echo = false;
+    ReadingRules rules;
+    int inputFd = 0;  ///< Where `run` reads its lines.
+    int stopFd = -1;  ///< Readable once a stop was requested; -1: none.
+};
+
+/// Carries out commands. Owns the library and the status; borrows the printer. Threads: thread-bound. Failure:
+/// everything ends in results and in the exit code; nothing is thrown.
+class Session {
+public:
+    Session(SessionSettings settings, Printer& printer);
+    ~Session();
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    void carryOut(std::span<const Command> commands);  ///< In order, up to the first that fails.
+    void finish();                                     ///< Finalises the library if that is still to be done.
+    void minded(ExitCode code) { exitCode_ = graver(exitCode_, code); }
+    ExitCode exitCode() const { return exitCode_; }
+
+    // What the verbs work with.
+    bool isInitialized() const { return initialized_; }
+    HostCalls& calls();  ///< Loads the library first if that is still to be done; PluginError.
+    Printer& printer() { return printer_; }
+    const SessionSettings& settings() const { return settings_; }
+    void initialize();
+    void finalize();
+    void startRecording(const RecordOptions& options);  ///< std::logic_error while a recording is under way.
+    void stopRecording();
+    SessionRecorder* recorder() { return recorder_.get(); }        ///< Null: nothing is recorded.
+    const std::string& recordPath() const { return recordPath_; }  ///< Of the latest recording; empty: none.
+    bool rest(std::int64_t durationNs);  ///< Sleeps, taking the samples that are due; false when a stop was requested.
+    void expectError(std::optional<std::int32_t> code) { expectation_ = Expectation{code}; }
+
+private:
+    struct Expectation {
+        std::optional<std::int32_t> code;  ///< Nothing: any error.
+    };
+
+    Result carryOutOne(const Command& command);
+    void attempt(const Command& command, Result& result);
+    void prepare();
+    void judgeSuccess(Result& result, bool madeCalls);
+    void judgeFailure(Result& result, const CallFailure& failure);
+    void show(const Result& result);
+    void keepVerb(Result& result, std::int64_t beganRawNs);
+    void listenToCalls();
+
+    SessionSettings settings_;
+    Printer& printer_;
+    std::unique_ptr<PluginLibrary> library_;
+    std::unique_ptr<HostCalls> calls_;
+    std::unique_ptr<SessionRecorder> recorder_;
+    std::string recordPath_;
+    std::uint64_t callsKept_ = 0;  ///< Calls made when the last verb was kept.
+    std::optional<Expectation> expectation_;
+    bool initialized_ = false;
+    bool finalizeIsDue_ = false;       ///< Initialising was tried, with or without success.
+    bool finalizedOnRequest_ = false;  ///< From then on nothing is initialised unasked.
+    ExitCode exitCode_ = ExitCode::ok;
+};
+
+}  // namespace halvexctl

@@ -1,0 +1,34 @@
+// What each verb does in a session; the table of verbs names them.
+#pragma once
+
+#include "host/cli/command.h"
+
+namespace halvexctl::actions {
+
+// Each fills in the result; CallFailure and other exceptions leave and are judged by the session.
+void help(Session& session, const Command& command, Result& result);
+void version(Session& session, const Command& command, Result& result);
+void name(Session& session, const Command& command, Result& result);
+void seeded(Session& session, const Command& command, Result& result);
+void info(Session& session, const Command& command, Result& result);
+void init(Session& session, const Command& command, Result& result);
+void finalize(Session& session, const Command& command, Result& result);
+void get(Session& session, const Command& command, Result& result);
+void step(Session& session, const Command& command, Result& result);
+void freq(Session& session, const Command& command, Result& result);
+void limits(Session& session, const Command& command, Result& result);
+void drift(Session& session, const Command& command, Result& result);
+void wait(Session& session, const Command& command, Result& result);
+void applyMetadata(Session& session, const Command& command, Result& result);
+void expectError(Session& session, const Command& command, Result& result);
+void clear(Session& session, const Command& command, Result& result);
+void explain(Session& session, const Command& command, Result& result);
+void map(Session& session, const Command& command, Result& result);
+void doctor(Session& session, const Command& command, Result& result);
+void monitor(Session& session, const Command& command, Result& result);
+void record(Session& session, const Command& command, Result& result);
+void report(Session& session, const Command& command, Result& result);
+void remark(Session& session, const Command& command, Result& result);
+void run(Session& session, const Command& command, Result& result);
+
+}  // namespace halvexctl::actions

@@ -1,0 +1,166 @@
+// Tests of halvexctl and of the demo with the real library on the simulated controller.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cmath>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "tests/tool/programRun.h"
+
+namespace halvexctl {
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class HostOnBoard : public testing::Test {
+protected:
+    std::vector<std::string> onBoard(const std::string& scenario, const std::string& seed,
+                                     std::vector<std::string> arguments) {
+        std::vector<std::string> command{HALVEXBOARD, "run",     "--scenario", scenario,
+                                         "--seed",    seed,      "--trace",    directory_ / "trace",
+                                         "--",        HALVEXCTL, "--library",  HALVEX_LIBRARY};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        return command;
+    }
+
+    /// The results of the verbs; the exit code is left in `exitCode_`.
+    nlohmann::json results(std::vector<std::string> verbs, const std::string& scenario = "demo") {
+        verbs.insert(verbs.begin(), "--json");
+        ProgramRun program(onBoard(scenario, "1", verbs));
+        exitCode_ = program.finish();
+        return nlohmann::json::parse(program.output());
+    }
+
+    std::string traceOf(const std::string& seed) {
+        ProgramRun program(onBoard("demo", seed, {"step", "+1.5ms", "wait", "5s", "get"}));
+        EXPECT_EQ(program.finish(), 0);
+        return fileContents(directory_ / "trace");
+    }
+
+    std::string scratchScenario(const std::string& text) {
+        const std::string path = directory_ / "scenario.toml";
+        std::ofstream(path) << text;
+        return path;
+    }
+
+    int demo(const std::string& scenario) {
+        // Runs in a build folder of its own, so that its trace is nobody else's.
+        const std::string build = directory_ / "build";
+        EXPECT_EQ(::mkdir(build.c_str(), 0700), 0);
+        EXPECT_EQ(::symlink(HALVEX_BUILD "/bin", (build + "/bin").c_str()), 0);
+        EXPECT_EQ(::symlink(HALVEX_BUILD "/lib", (build + "/lib").c_str()), 0);
+        ProgramRun program({HALVEXDEMO, build, "1", scenario});
+        const int exitCode = program.finish();
+        told_ = program.output() + program.errors();
+        return exitCode;
+    }
+
+    ScratchDirectory directory_;
+    int exitCode_ = -1;
+    std::string told_;
+};
+
+TEST_F(HostOnBoard, CarriesOutTheWholeChain) {
+    const std::string document = directory_ / "metadata.json";
+    std::ofstream(document) << R"({"selectedTRInstID":"gm"})";
+    const nlohmann::json all = results({"info", "get", "step", "+1.5ms", "wait", "2s", "freq", "-1250", "limits",
+                                        "drift", "10s", "apply-metadata", document, "get", "finalize"});
+    EXPECT_EQ(exitCode_, 0);
+    ASSERT_EQ(all.size(), 10u);
+    for (const nlohmann::json& result : all) {
+        EXPECT_EQ(result["outcome"], "ok") << result;
+    }
+    EXPECT_EQ(all[0]["values"]["name"], "HalvexTimekeeper");
+    EXPECT_EQ(all[4]["values"]["correctionPpb"], -1250);
+    const auto passedNs =
+        all[8]["values"]["timeNs"].get<std::int64_t>() - all[1]["values"]["timeNs"].get<std::int64_t>();
+    EXPECT_NEAR(static_cast<double>(passedNs), 12'001'500'000.0, 2'000'000.0);
+}
+
+TEST_F(HostOnBoard, MeasuresAStepToWithinItsBound) {
+    const nlohmann::json step = results({"step", "+1.5ms"})[0]["values"];
+    EXPECT_NEAR(step["movedNs"].get<double>(), 1'500'000.0, step["movedBoundNs"].get<double>());
+    EXPECT_LT(step["movedBoundNs"], 100'000);
+}
+
+TEST_F(HostOnBoard, MeasuresTheCrystalsErrorAndItsCorrection) {
+    const nlohmann::json all = results({"drift", "10s", "freq", "-12000", "drift", "10s"});
+    EXPECT_NEAR(all[0]["values"]["driftPpb"].get<double>(), 12'000.0, 5.0);
+    EXPECT_NEAR(all[2]["values"]["driftPpb"].get<double>(), 0.0, 5.0);
+}
+
+TEST_F(HostOnBoard, SeesTheRefusalOfALibraryThatIsNotInitialised) {
+    results({"finalize", "expect-error", "-52010", "name", "expect-error", "-52010", "seeded", "expect-error", "-52010",
+             "get", "clear", "init", "get"});
+    EXPECT_EQ(exitCode_, 0);
+}
+
+TEST_F(HostOnBoard, SeesTheLibrarysOwnRangeCheckWhenItInsists) {
+    const nlohmann::json all = results({"--yes", "expect-error", "-52005", "freq", "62001", "clear", "freq"});
+    EXPECT_EQ(exitCode_, 0) << all;
+    EXPECT_EQ(all[3]["values"]["correctionPpb"], 0);
+}
+
+TEST_F(HostOnBoard, FailsWithTheLibrarysMessageWhenNoPortIsUsable) {
+    const nlohmann::json all = results({"get"}, scratchScenario("title = \"no ports\"\n"));
+    EXPECT_EQ(exitCode_, 3);
+    EXPECT_EQ(all[0]["error"]["code"], -52010);
+    EXPECT_THAT(all[0]["message"].get<std::string>(), HasSubstr("at least one usable PHC interface"));
+}
+
+TEST_F(HostOnBoard, RunsLinesFromStandardInput) {
+    std::array<int, 2> input{};
+    ASSERT_EQ(::pipe(input.data()), 0);
+    const std::string lines = "get\nwait 10s\nget\n";
+    ASSERT_EQ(::write(input[1], lines.data(), lines.size()), static_cast<ssize_t>(lines.size()));
+    ::close(input[1]);
+    ProgramRun program(onBoard("plain", "1", {"--json", "run"}), input[0]);
+    EXPECT_EQ(program.finish(), 0);
+    ::close(input[0]);
+    EXPECT_EQ(nlohmann::json::parse(program.output()).size(), 4u);
+}
+
+TEST_F(HostOnBoard, LeavesTheSameTraceWithTheSameSeedAndAnotherWithAnother) {
+    const std::string first = traceOf("3");
+    EXPECT_GT(first.size(), 10'000u);
+    EXPECT_EQ(traceOf("3"), first);
+    EXPECT_NE(traceOf("4"), first);
+}
+
+TEST_F(HostOnBoard, DemoPasses) {
+    EXPECT_EQ(demo("demo"), 0);
+    EXPECT_THAT(told_, HasSubstr("VERDICT: passed")) << told_;
+    EXPECT_THAT(told_, testing::Not(HasSubstr("[FAIL]")));
+    EXPECT_THAT(told_, HasSubstr("-> zuqxmtk_snapTime(-399 ns)"));
+}
+
+TEST_F(HostOnBoard, DemoNamesTheReportItMade) {
+    ASSERT_EQ(demo("demo"), 0);
+    const std::string page = directory_ / "build" + "/demo-report.html";
+    EXPECT_THAT(told_, HasSubstr("\nReport: " + page + "\n"));
+    const std::string text = fileContents(page);
+    EXPECT_NE(text.find("demo 9: Shutdown"), std::string::npos) << "the record's and the trace's log lines";
+    EXPECT_NE(text.find("\"name\":\"fpga\""), std::string::npos) << "the trace's truth";
+}
+
+TEST_F(HostOnBoard, DemoFailsWhenSomethingExpectedDoesNotHappen) {
+    const std::string scenario = fileContents(DEMO_SCENARIO);
+    EXPECT_EQ(demo(scratchScenario(scenario.substr(0, scenario.find("[[fault]]")))), 1);
+    EXPECT_THAT(told_, HasSubstr("VERDICT: FAILED"));
+    EXPECT_THAT(told_, HasSubstr("[FAIL]  the FPGA's driver fails once"));
+}
+
+TEST_F(HostOnBoard, DemoFailsWhenAClockEndsFurtherThan100NsAway) {
+    const std::string jump = "\n[[event]]\nat = \"99.5 s\"\nkind = \"jump\"\ntarget = \"fpga\"\nby = \"300 ns\"\n";
+    EXPECT_EQ(demo(scratchScenario(fileContents(DEMO_SCENARIO) + jump)), 1);
+    EXPECT_THAT(told_, HasSubstr("seen: fpga (+2")) << told_;
+}
+
+}  // namespace
+}  // namespace halvexctl

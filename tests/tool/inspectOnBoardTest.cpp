@@ -1,0 +1,238 @@
+// Tests of the verbs that look at the controller, on the simulated one.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <regex>
+#include <sstream>
+
+#include "tests/tool/programRun.h"
+
+namespace halvexctl {
+namespace {
+
+using testing::HasSubstr;
+
+class InspectOnBoard : public testing::Test {
+protected:
+    std::string run(std::vector<std::string> arguments, const std::string& scenario) {
+        arguments.insert(arguments.begin(), {HALVEXBOARD, "run", "--scenario", scenario, "--seed", "1", "--trace",
+                                             directory_ / "trace", "--", HALVEXCTL, "--library", HALVEX_LIBRARY});
+        ProgramRun program(arguments);
+        exitCode_ = program.finish();
+        return program.output();
+    }
+
+    nlohmann::json results(std::vector<std::string> verbs, const std::string& scenario = "demo") {
+        verbs.insert(verbs.begin(), "--json");
+        return nlohmann::json::parse(run(verbs, scenario));
+    }
+
+    std::string scratchScenario(const std::string& text) {
+        const std::string path = directory_ / "scenario.toml";
+        std::ofstream(path) << text;
+        return path;
+    }
+
+    /// The doctor's opinion on one thing: "OK", "WARN" or "FAIL".
+    static std::string healthOf(const nlohmann::json& doctor, const std::string& check) {
+        for (const nlohmann::json& finding : doctor["values"]["checks"]) {
+            if (finding["check"] == check) {
+                return finding["health"];
+            }
+        }
+        return "absent";
+    }
+
+    static nlohmann::json named(const nlohmann::json& interfaces, const std::string& name) {
+        for (const nlohmann::json& interface : interfaces) {
+            if (interface["name"] == name) {
+                return interface;
+            }
+        }
+        ADD_FAILURE() << "no " << name;
+        return nullptr;
+    }
+
+    std::string trace() const { return fileContents(directory_ / "trace"); }
+
+    ScratchDirectory directory_;
+    int exitCode_ = -1;
+};
+
+TEST_F(InspectOnBoard, MapShowsWhatIsChosenAndWhyTheRestIsNot) {
+    const nlohmann::json interfaces = results({"map"}, "unusableInterfaces")[0]["values"]["interfaces"];
+    EXPECT_TRUE(named(interfaces, "enp1s0")["chosen"]);
+    EXPECT_EQ(named(interfaces, "enp1s0")["node"], "/dev/ptp0");
+    EXPECT_EQ(named(interfaces, "enp1s0")["pins"].size(), 4u);
+    EXPECT_EQ(named(interfaces, "enp2s0")["reason"], "not an I210 (0x8086:0x1533)");
+    EXPECT_THAT(named(interfaces, "enp3s0")["reason"].get<std::string>(), HasSubstr("0 outputs"));
+    EXPECT_EQ(named(interfaces, "enp4s0")["reason"], "has no PTP clock");
+    EXPECT_THAT(named(interfaces, "enp5s0")["reason"].get<std::string>(), HasSubstr("3 pins"));
+}
+
+TEST_F(InspectOnBoard, MapAgreesWithTheLibraryAboutWhatIsChosen) {
+    results({"map", "init"}, "unusableInterfaces");
+    EXPECT_THAT(trace(), HasSubstr("Interface enp1s0 will be synchronized."));
+    EXPECT_THAT(trace(), HasSubstr("Interface enp3s0 is not usable"));
+    EXPECT_THAT(trace(), HasSubstr("Interface enp5s0 is not usable"));
+}
+
+TEST_F(InspectOnBoard, DoctorFindsTheControllerWell) {
+    const nlohmann::json doctor = results({"doctor"})[0];
+    for (const char* check : {"interfaces", "links", "clock-nodes", "clock-rights", "clock-pins", "ferrox-driver",
+                              "ferrox-node", "fpga-driver", "fpga-node", "si514-driver", "si514-attribute",
+                              "si514-rights", "phc2sys-file", "kernel-clock"}) {
+        EXPECT_EQ(healthOf(doctor, check), "OK") << check;
+    }
+}
+
+TEST_F(InspectOnBoard, DoctorFindsWhatIsMissingAndEndsWithThree) {
+    const nlohmann::json doctor = results({"doctor"}, scratchScenario("title = \"no ports\"\n"))[0];
+    EXPECT_EQ(exitCode_, 3);
+    EXPECT_EQ(doctor["outcome"], "failed");
+    EXPECT_EQ(healthOf(doctor, "interfaces"), "FAIL");
+}
+
+TEST_F(InspectOnBoard, LookingChangesNothing) {
+    results({"map", "doctor"});
+    for (const char* change : {"PTP_PIN_SETFUNC", "PTP_EXTTS_REQUEST", "settime", "spawn", "\"write\""}) {
+        EXPECT_EQ(trace().find(change), std::string::npos) << change;
+    }
+    EXPECT_THAT(trace(), HasSubstr("ptp"));
+}
+
+TEST_F(InspectOnBoard, MonitorMeasuresEveryClockWithinItsBound) {
+    const nlohmann::json sample = results({"init", "wait", "5s", "monitor", "--once"})[2]["values"]["last"];
+    EXPECT_EQ(exitCode_, 0) << sample;
+    EXPECT_EQ(sample["reference"], "master");
+    ASSERT_EQ(sample["clocks"].size(), 4u);
+    for (const nlohmann::json& clock : sample["clocks"]) {
+        // The truth is within 100 ns: what was measured may be off by its bound.
+        EXPECT_LE(std::abs(clock["differenceNs"].get<double>()), clock["boundNs"].get<double>() + 100) << clock;
+        EXPECT_LT(clock["boundNs"], 10'000);
+        EXPECT_FALSE(clock["away"]);
+    }
+    EXPECT_EQ(sample["clocks"][3]["name"], "CLOCK_REALTIME");
+    EXPECT_EQ(sample["phc2sysAlive"], true);
+    EXPECT_EQ(sample["kernelSynchronised"], true);
+    EXPECT_LT(sample["kernelMaxErrorNs"], 5'000'000);
+}
+
+TEST_F(InspectOnBoard, MonitorAloneInitialisesNothingAndChangesNothing) {
+    const nlohmann::json sample = results({"monitor", "--once"})[0];
+    EXPECT_EQ(exitCode_, 1);
+    EXPECT_EQ(sample["outcome"], "warning") << "nobody aligned the clocks";
+    EXPECT_EQ(sample["values"]["last"]["reference"], "enp1s0");
+    EXPECT_EQ(sample["values"]["last"]["phc2sysAlive"], false);
+    EXPECT_TRUE(named(sample["values"]["last"]["clocks"], "enp2s0")["away"]);
+    for (const char* change : {"PTP_PIN_SETFUNC", "PTP_EXTTS_REQUEST", "settime", "spawn", "\"write\"", "select"}) {
+        EXPECT_EQ(trace().find(change), std::string::npos) << change;
+    }
+    EXPECT_EQ(trace().find(R"("call":"read","target":"enp1s0","file":"ptp")"), std::string::npos);
+}
+
+TEST_F(InspectOnBoard, MonitorNeverReadsTimeStampEventsOfTheLibrarysClocks) {
+    run({"init", "wait", "1s", "remark", "watched from here", "monitor", "--count", "3"}, "demo");
+    const std::string watched = trace().substr(trace().find("watched from here"));
+    EXPECT_EQ(watched.find(R"("call":"read","target":"enp1s0","file":"ptp")"), std::string::npos);
+    EXPECT_THAT(watched, HasSubstr("PTP_SYS_OFFSET_EXTENDED"));
+}
+
+TEST_F(InspectOnBoard, MonitorSeesASteppedClockAwayAndJumped) {
+    const std::string event = "\n[[event]]\nat = \"8 s\"\nkind = \"jump\"\ntarget = \"enp2s0\"\nby = \"2 ms\"\n";
+    const std::string output =
+        run({"--json", "init", "wait", "5s", "monitor", "--count", "5"},
+            scratchScenario("[ferrox]\n[fpga]\n[si514]\n[[interface]]\nname = \"enp1s0\"\nphc_index = 0\n"
+                            "[[interface]]\nname = \"enp2s0\"\nphc_index = 1\n" +
+                            event));
+    EXPECT_EQ(exitCode_, 1);
+    std::istringstream lines(output);
+    std::vector<nlohmann::json> samples;
+    for (std::string line; std::getline(lines, line);) {
+        samples.push_back(nlohmann::json::parse(line));
+    }
+    ASSERT_EQ(samples.size(), 6u) << "five samples, and the results as the last line";
+    EXPECT_FALSE(samples[0]["alarm"]);
+    int jumps = 0;
+    for (std::size_t i = 0; i < 5; ++i) {
+        const nlohmann::json clock = named(samples[i]["clocks"], "enp2s0");
+        if (!clock["jumpNs"].is_null()) {
+            ++jumps;
+            EXPECT_NEAR(clock["jumpNs"].get<double>(), 2e6, 1e4);
+            EXPECT_TRUE(clock["away"]);
+        }
+        EXPECT_TRUE(named(samples[i]["clocks"], "enp1s0")["jumpNs"].is_null());
+    }
+    EXPECT_EQ(jumps, 1);
+    EXPECT_TRUE(samples[5].is_array());
+}
+
+TEST_F(InspectOnBoard, MonitorKeepsAMetricsFileAndLeavesNothingBeside) {
+    const std::string metrics = directory_ / "halvex.prom";
+    results({"init", "monitor", "--once", "--metrics", metrics});
+    const std::string text = fileContents(metrics);
+    EXPECT_THAT(text, HasSubstr("# TYPE halvex_clock_difference_seconds gauge\n"));
+    EXPECT_THAT(text, HasSubstr("halvex_clock_alarm{clock=\"enp1s0\"} 0"));
+    EXPECT_THAT(text, HasSubstr("halvex_phc2sys_alive 1"));
+    for (const auto& file : std::filesystem::directory_iterator(std::filesystem::path(metrics).parent_path())) {
+        EXPECT_NE(file.path().extension(), ".new") << file.path();
+    }
+}
+
+TEST_F(InspectOnBoard, MonitorFailsWhenItsMetricsCannotBeWritten) {
+    EXPECT_EQ(results({"monitor", "--once", "--metrics", directory_ / "none" + "/m"})[0]["outcome"], "failed");
+    EXPECT_EQ(exitCode_, 3);
+}
+
+TEST_F(InspectOnBoard, RecordKeepsASampleASecond) {
+    const std::string record = directory_ / "night.jsonl";
+    results({"init", "record", record, "3s"});
+    std::istringstream lines(fileContents(record));
+    int samples = 0;
+    for (std::string line; std::getline(lines, line);) {
+        const nlohmann::json object = nlohmann::json::parse(line);
+        if (object["kind"] == "sample") {
+            EXPECT_EQ(object["reference"], "master");
+            ++samples;
+        }
+    }
+    EXPECT_EQ(samples, 4);
+}
+
+/// The words of a command line of the manual; none of them needs quotes.
+std::vector<std::string> wordsOf(const std::string& line) {
+    std::istringstream stream(line);
+    return {std::istream_iterator<std::string>(stream), {}};
+}
+
+TEST_F(InspectOnBoard, TheManualsCommandsDoWhatTheySay) {
+    static const std::regex kCommand("`halvexctl ([a-z][^`]*)`");
+    const std::string manual = fileContents(MANUAL);
+    const std::string table = manual.substr(0, manual.find("## Exit status"));
+    int commands = 0;
+    for (std::sregex_iterator match(table.begin(), table.end(), kCommand), end; match != end; ++match) {
+        std::vector<std::string> words = wordsOf((*match)[1]);
+        if (words.back() == "VERB") {
+            words.back() = "step";
+        }
+        if (words.back() == "monitor") {
+            words.insert(words.end(), {"--count", "2"});  // it would watch for ever
+        }
+        for (const std::string file : {"clocks.jsonl", "session.jsonl", "page.html"}) {
+            std::replace(words.begin(), words.end(), file, directory_ / file);
+        }
+        EXPECT_NE(run(words, "demo"), "") << (*match)[1];
+        EXPECT_TRUE(exitCode_ == 0 || exitCode_ == 1) << (*match)[1] << " ended with " << exitCode_;
+        ++commands;
+    }
+    EXPECT_GE(commands, 9);
+}
+
+}  // namespace
+}  // namespace halvexctl

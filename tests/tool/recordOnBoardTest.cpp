@@ -1,0 +1,147 @@
+// Tests of recording a session and reporting it, with the real library on the simulated controller.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "tests/tool/programRun.h"
+
+namespace halvexctl {
+namespace {
+
+using nlohmann::json;
+using testing::Contains;
+using testing::HasSubstr;
+
+class RecordOnBoard : public testing::Test {
+protected:
+    int run(std::vector<std::string> words, const std::string& scenario = "demo") {
+        words.insert(words.begin(), {HALVEXBOARD, "run", "--scenario", scenario, "--seed", "1", "--trace",
+                                     directory_ / "trace", "--", HALVEXCTL, "--yes", "--library", HALVEX_LIBRARY});
+        ProgramRun program(words);
+        const int exitCode = program.finish();
+        output_ = program.output() + program.errors();
+        return exitCode;
+    }
+
+    std::string record() const { return directory_ / "record"; }
+
+    /// The record's lines of one kind.
+    std::vector<json> lines(const std::string& kind) const {
+        std::vector<json> found;
+        std::istringstream text(fileContents(record()));
+        for (std::string line; std::getline(text, line);) {
+            json object = json::parse(line);
+            if (object["kind"] == kind) {
+                found.push_back(std::move(object));
+            }
+        }
+        return found;
+    }
+
+    std::vector<std::string> texts(const std::string& kind, const char* member) const {
+        std::vector<std::string> found;
+        for (const json& line : lines(kind)) {
+            found.push_back(line[member]);
+        }
+        return found;
+    }
+
+    ScratchDirectory directory_;
+    std::string output_;
+};
+
+TEST_F(RecordOnBoard, KeepsTheLibrarysLogLinesWhichStillReachSyslog) {
+    ASSERT_EQ(run({"record", record(), "init", "wait", "2s"}), 0) << output_;
+    const std::string line = "Successfully aligned all timekeeping elements after 3 iterations.";
+    EXPECT_THAT(texts("log", "text"), Contains(line));
+    EXPECT_THAT(texts("log", "text"), Contains("System time will be synchronized to enp1s0."));
+    EXPECT_THAT(texts("log", "priority"), Contains("error")) << "the one about the oscillator's path";
+    EXPECT_THAT(fileContents(directory_ / "trace"), HasSubstr(line));
+}
+
+TEST_F(RecordOnBoard, KeepsVerbsAndCallsWithTheirResultsAndTimes) {
+    ASSERT_EQ(run({"record", record(), "freq", "-1250", "wait", "1s", "expect-error", "get"}), 3);
+    const std::vector<json> calls = lines("call");
+    EXPECT_THAT(texts("call", "function"), Contains("zuqxmtk_setCorrectionPerSecond"));
+    EXPECT_EQ(calls.at(0)["function"], "zuqxmtk_initialize");
+    EXPECT_GT(calls.at(0)["endedRawNs"], calls.at(0)["rawNs"]);
+    EXPECT_THAT(texts("verb", "verb"), testing::ElementsAre("freq", "wait", "expect-error", "get"));
+    EXPECT_EQ(lines("verb").back()["outcome"], "failed");
+    EXPECT_EQ(lines("end").at(0)["exitCode"], 3);
+}
+
+TEST_F(RecordOnBoard, SamplesEverySecondThatVerbsWait) {
+    ASSERT_EQ(run({"init", "record", record(), "wait", "5s"}), 0) << output_;
+    const std::size_t samples = lines("sample").size();
+    EXPECT_GE(samples, 5u);
+    EXPECT_LE(samples, 7u);
+    EXPECT_EQ(lines("sample").back()["reference"], "master");
+}
+
+TEST_F(RecordOnBoard, SamplesAsOftenAsItIsTold) {
+    ASSERT_EQ(run({"init", "record", record(), "--interval", "100ms", "wait", "1s"}), 0) << output_;
+    EXPECT_NEAR(static_cast<double>(lines("sample").size()), 11, 1);
+}
+
+TEST_F(RecordOnBoard, SamplesWhileRunWaitsForInput) {
+    ASSERT_EQ(run({"record", record(), "run"}), 0) << output_;
+    EXPECT_THAT(texts("verb", "verb"), Contains("run"));
+}
+
+TEST_F(RecordOnBoard, NoticesALinkThatGoesDownAndUp) {
+    ASSERT_EQ(run({"init", "record", record(), "wait", "90s"}), 0) << output_;
+    EXPECT_THAT(texts("event", "event"), testing::IsSupersetOf({"link-down", "link-up"}));
+}
+
+TEST_F(RecordOnBoard, LeavesAnErrorOfTheLibrarysThreadToTheNextVerb) {
+    ASSERT_EQ(run({"record", record(), "init", "wait", "97s", "expect-error", "-52024", "get", "clear", "get"}), 0)
+        << output_;
+    EXPECT_THAT(output_, HasSubstr("failed as expected"));
+    EXPECT_THAT(texts("event", "event"), Contains("library-error"));
+}
+
+TEST_F(RecordOnBoard, SaysWhyWhenTheFileCannotBeWritten) {
+    EXPECT_EQ(run({"record", "/dev/full", "init", "get"}), 3);
+    EXPECT_THAT(output_, HasSubstr("/dev/full"));
+}
+
+TEST_F(RecordOnBoard, RefusesASecondRecordingAtATime) {
+    EXPECT_EQ(run({"record", record(), "record", directory_ / "other"}), 3);
+    EXPECT_THAT(output_, HasSubstr("is being recorded already"));
+}
+
+TEST_F(RecordOnBoard, IsReportedFromTheSameSession) {
+    ASSERT_EQ(run({"record", record(), "init", "wait", "2s", "report", directory_ / "page.html"}), 0) << output_;
+    EXPECT_THAT(fileContents(directory_ / "page.html"), HasSubstr("\"aligned\":true"));
+}
+
+TEST_F(RecordOnBoard, ReportsIterationsWithTheTruthFromTheTrace) {
+    ASSERT_EQ(run({"record", record(), "init", "wait", "2s"}), 0) << output_;
+    ProgramRun program(
+        {HALVEXCTL, "--json", "report", directory_ / "page.html", "--from", record(), "--trace", directory_ / "trace"});
+    ASSERT_EQ(program.finish(), 0) << program.errors();
+    const json values = json::parse(program.output())[0]["values"];
+    EXPECT_EQ(values["alignments"], 1);
+    EXPECT_GT(values["truths"], 20);
+    const std::string page = fileContents(directory_ / "page.html");
+    const std::size_t begin = page.find("id=\"chronicle\">") + std::string("id=\"chronicle\">").size();
+    const json chronicle = json::parse(page.substr(begin, page.find("</script>", begin) - begin));
+    const json iterations = chronicle["alignments"][0]["iterations"];
+    ASSERT_EQ(iterations.size(), 3u);
+    EXPECT_EQ(iterations[0]["slaves"].size(), 3u);
+    for (const json& slave : iterations[2]["slaves"]) {
+        EXPECT_EQ(slave["measuredNs"], slave["trueNs"]) << "the board's stamps are exact";
+        EXPECT_TRUE(slave["askedNs"].is_null());
+    }
+}
+
+TEST_F(RecordOnBoard, HasNothingToReportWithoutASource) {
+    EXPECT_EQ(run({"report", directory_ / "page.html"}), 3);
+    EXPECT_THAT(output_, HasSubstr("nothing to report"));
+}
+
+}  // namespace
+}  // namespace halvexctl

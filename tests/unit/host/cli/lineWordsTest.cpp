@@ -1,0 +1,34 @@
+// Tests of cutting a line of input into words.
+#include "host/cli/lineWords.h"
+
+#include <gtest/gtest.h>
+
+#include "host/cli/usageError.h"
+
+namespace halvexctl {
+namespace {
+
+using Words = std::vector<std::string>;
+
+TEST(CutWords, PartsAtBlanks) { EXPECT_EQ(cutWords("  get  step\t+1ms \r"), (Words{"get", "step", "+1ms"})); }
+
+TEST(CutWords, KeepsQuotedTextTogether) {
+    EXPECT_EQ(cutWords(R"(apply-metadata - '{"a": "b c"}')"), (Words{"apply-metadata", "-", R"({"a": "b c"})"}));
+    EXPECT_EQ(cutWords(R"(remark "it's time")"), (Words{"remark", "it's time"}));
+    EXPECT_EQ(cutWords("remark ''"), (Words{"remark", ""}));
+}
+
+TEST(CutWords, TakesTheCharacterAfterABackslashAsItIs) {
+    EXPECT_EQ(cutWords(R"(remark two\ words \"q\" '\n')"), (Words{"remark", "two words", "\"q\"", "\\n"}));
+}
+
+TEST(CutWords, LeavesCommentsOut) {
+    EXPECT_EQ(cutWords("get # what time is it"), (Words{"get"}));
+    EXPECT_EQ(cutWords("# nothing"), Words{});
+    EXPECT_EQ(cutWords("remark a#b"), (Words{"remark", "a#b"}));
+}
+
+TEST(CutWords, RefusesAnOpenQuote) { EXPECT_THROW(cutWords("remark 'oh"), UsageError); }
+
+}  // namespace
+}  // namespace halvexctl
