@@ -103,8 +103,8 @@ void collectFromManual(const fs::path& document, std::vector<Command>& found) {
 
 std::vector<Command> documentedCommands() {
     std::vector<Command> found;
-    collectFromMarkdown("README.md", found);
     std::set<fs::path> files;
+    for (const auto& entry : fs::directory_iterator(kRoot)) files.insert(entry.path());
     for (const auto& entry : fs::recursive_directory_iterator(kRoot / "docs")) files.insert(entry.path());
     for (const fs::path& file : files) {
         const fs::path document = fs::relative(file, kRoot);

@@ -26,7 +26,10 @@ std::string contentOf(const fs::path& path) {
 }
 
 std::vector<fs::path> documents() {
-    std::vector<fs::path> found{kRoot / "README.md"};
+    std::vector<fs::path> found;
+    for (const auto& entry : fs::directory_iterator(kRoot)) {
+        if (entry.path().extension() == ".md") found.push_back(entry.path());
+    }
     for (const auto& entry : fs::recursive_directory_iterator(kRoot / "docs")) {
         if (entry.path().extension() == ".md") found.push_back(entry.path());
     }
