@@ -1,4 +1,4 @@
-/* An example host in C: starts the timekeeper, reads, steps and steers the time, and tells what goes wrong. */
+/* An example host in C: starts the timekeeper, reads, steps and steers the time, and reports what goes wrong. */
 #include <inttypes.h>
 #include <stdio.h>
 #include <stdlib.h>

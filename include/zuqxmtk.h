@@ -106,7 +106,7 @@ ZUQXMTK_API void zuqxmtk_applyMetaData(const char* metadata, zuerr_Status* statu
  * master or the system clock is not enabled; -52006: a device or driver was not found; -52024: a device could not be
  * talked to or did not align; -52008: the operating system refused.
  *
- * Must not be called again before zuqxmtk_finalize: the call would wait for the former monitoring thread for ever.
+ * Must not be called again before zuqxmtk_finalize: the call would wait for the former monitoring thread forever.
  */
 ZUQXMTK_API void zuqxmtk_initialize(zuerr_Status* status);
 

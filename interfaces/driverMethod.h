@@ -54,7 +54,7 @@ struct MethodOutcome {
     bool hasChangedStatus;
 };
 
-/// What the driver is told of the caller's status: the low 32 bits of its code.
+/// What the driver receives of the caller's status: the low 32 bits of its code.
 inline std::int32_t callerStatusCode(const nZUPLAT000::PlatStatus& status) noexcept {
     return static_cast<std::int32_t>(status.code);
 }

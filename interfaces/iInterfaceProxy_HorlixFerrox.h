@@ -9,7 +9,7 @@
 namespace nHALVEXTIMEKEEPER_18_1 {
 
 /// The methods of the Ferrox driver. Times are in ns. Threads: calls are serialised by the caller, except getTime,
-/// which may overlap any other while the proxy is open. Failure: told in the status; a method does nothing when it
+/// which may overlap any other while the proxy is open. Failure: reported in the status; a method does nothing when it
 /// already holds an error. Results are returned, 0 when the driver was not reached; methods without a result return the
 /// error that stopped them, or whether the status was changed. Slot order is part of the contract.
 class iInterfaceProxy_HorlixFerrox : public virtual nZUPLAT000::iInterfaceProxy {

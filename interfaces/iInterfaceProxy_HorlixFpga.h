@@ -11,7 +11,7 @@ namespace nHALVEXTIMEKEEPER_18_1 {
 
 #pragma pack(push, 1)
 
-/// What the FPGA is told about the selected time reference.
+/// What the FPGA receives about the selected time reference.
 struct FpgaStatusInfo {
     std::uint32_t size = sizeof(FpgaStatusInfo);
     std::uint8_t isNotAligned = 0;
@@ -22,7 +22,7 @@ struct FpgaStatusInfo {
     std::uint8_t isUtcOffsetPresent = 0;
 };
 
-/// What the FPGA tells about its time base.
+/// What the FPGA reports about its time base.
 struct FpgaRunState {
     std::uint32_t size = sizeof(FpgaRunState);
     std::uint8_t isRunning = 0;  ///< Any value but 0: it runs.
@@ -45,9 +45,9 @@ static_assert(offsetof(FpgaRunState, isRunning) == 4);
 static_assert(offsetof(FpgaRunState, furtherFlags) == 5);
 
 /// The methods of the FPGA driver. Times are in ns. Threads: calls are serialised by the caller, except getTime, which
-/// may overlap any other while the proxy is open. Failure: told in the status; a method does nothing when it already
-/// holds an error. Results are stored when the driver was reached, whatever it then reports. Every method returns the
-/// error that stopped it, or whether the status was changed. Slot order is part of the contract.
+/// may overlap any other while the proxy is open. Failure: reported in the status; a method does nothing when it
+/// already holds an error. Results are stored when the driver was reached, whatever it then reports. Every method
+/// returns the error that stopped it, or whether the status was changed. Slot order is part of the contract.
 class iInterfaceProxy_HorlixFpga : public virtual nZUPLAT000::iInterfaceProxy {
 public:
     virtual std::int64_t adjustTime(std::int64_t adjustmentNs, nZUPLAT000::PlatStatus* status) noexcept = 0;

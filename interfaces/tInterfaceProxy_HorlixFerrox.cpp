@@ -8,7 +8,7 @@ namespace {
 
 using nZUPLAT000::PlatStatus;
 
-// This driver tells methods that only give from those that change something; the FPGA's does not.
+// This driver distinguishes methods that only read from those that change something; the FPGA's does not.
 constexpr const char* kFile = "tInterfaceProxy_HorlixFerrox";
 constexpr DriverMethod kGetTime{makeRequest(Direction::read, 0), kFile, 38};
 constexpr DriverMethod kGenerateEpochSignal{makeRequest(Direction::readWrite, 1), kFile, 64};

@@ -42,6 +42,6 @@ bool zuerr_setCode(zuerr_Status* status, std::int32_t code) noexcept;
 bool zuerr_setJson(zuerr_Status* status, const char* text) noexcept;
 
 /// Sets the code of `source` into `destination`; when it is taken the text follows, moved when both use one growth
-/// function and copied otherwise. `copied` (optional) tells whether the text arrived. Returns whether the code was
+/// function and copied otherwise. `copied` (optional) reports whether the text arrived. Returns whether the code was
 /// taken.
 bool zuerr_merge(zuerr_Status* destination, zuerr_Status* source, bool* copied = nullptr) noexcept;

@@ -15,7 +15,7 @@ typedef struct zuerr_Status zuerr_Status;
 /**
  * Grows the buffer behind `json` to at least `size` bytes, or frees it when `size` is 0.
  *
- * The function must keep the text, set `json` and `capacity`, lay out the buffer as told below and return true; or
+ * The function must keep the text, set `json` and `capacity`, lay out the buffer as described below and return true; or
  * return false and change nothing. It may be called from the thread that passed the status to an export, during that
  * call only. It must not throw.
  */

@@ -23,7 +23,7 @@ struct hx_interface {
 };
 
 /*
- * boardModule.c: the board. hx_lock() takes the one lock and tells the present instant; the board may be switched off
+ * boardModule.c: the board. hx_lock() takes the one lock and returns the present instant; the board may be switched off
  * (NULL) then. hx_unlock() arms the timer for what the board will do next by itself.
  */
 struct board *hx_lock(unsigned long *flags, u64 *raw_ns);

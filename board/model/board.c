@@ -1,4 +1,4 @@
-/* The board as a whole: switching on, the passing of time, telling the observer. */
+/* The board as a whole: switching on, the passing of time, notifying the observer. */
 #include "board/model/boardState.h"
 #include "board/model/decimal.h"
 #include "board/wire/paths.h"
@@ -289,7 +289,7 @@ uint64_t board_raw(const struct board *board)
 	return board->raw_ns;
 }
 
-/* ----------------------------------------------------------------------------------------------------- telling -- */
+/* --------------------------------------------------------------------------------------------------- notifying -- */
 
 void board_tell(struct board *board, struct board_happening *happening)
 {

@@ -113,7 +113,7 @@ const char *board_call_kind_name(enum board_call_kind kind);
 const char *board_file_name(enum board_file file);
 const char *board_request_name(int target, uint32_t request);
 
-/* One call, as it is matched against faults, priced and told to the observer. */
+/* One call, as it is matched against faults, priced and reported to the observer. */
 struct board_call {
 	enum board_call_kind kind;
 	int target; /* enum board_target */
@@ -346,7 +346,7 @@ struct board_happening {
 	uint32_t text_size;
 };
 
-/* Told of every happening as it happens; everything pointed at lives for the length of the call only. The observer may
+/* Receives every happening as it happens; everything pointed at lives for the length of the call only. The observer may
  * read from the board (names, configuration), never change it. */
 typedef void (*board_observer)(void *context, const struct board_happening *happening);
 
@@ -382,7 +382,7 @@ void board_tell_truth(struct board *board, uint64_t raw_ns); /* a TRUTH happenin
 /* ------------------------------------------------------------------------------------------- faults and costs -- */
 
 /* To be asked once before each call the board takes part in; counts the call. 1: a fault is due, `outcome` says which
- * and the caller obeys it (a FAULT happening was told); 0: go on. */
+ * and the caller obeys it (a FAULT happening was reported); 0: go on. */
 int board_fault_due(struct board *board, uint64_t raw_ns, const struct board_call *call,
 		    struct board_fault_outcome *outcome);
 /* One more fault for a board that is running; it counts from now. -ENOSPC beyond BOARD_MAX_FAULTS, -EINVAL for nth or
@@ -390,7 +390,7 @@ int board_fault_due(struct board *board, uint64_t raw_ns, const struct board_cal
 int board_add_fault(struct board *board, const struct board_fault_config *fault);
 /* How long the call takes: ns by which virtual time moves. Never 0. */
 uint64_t board_call_cost(const struct board *board, const struct board_call *call);
-/* Tells the observer of a call that is over, of a syslog line, of a remark. `text` need not end in a zero. */
+/* Reports a finished call, a syslog line or a remark to the observer. `text` need not end in a zero. */
 void board_tell_call(struct board *board, uint64_t raw_ns, const struct board_call *call);
 void board_tell_syslog(struct board *board, uint64_t raw_ns, int32_t priority, const char *text, uint32_t text_size);
 void board_tell_note(struct board *board, uint64_t raw_ns, const char *text, uint32_t text_size);

@@ -251,8 +251,8 @@ int board_phc_take(struct board *board, uint64_t raw_ns, int interface, struct b
 	return (int)taken;
 }
 
-/* What a reset of the adapter does: time := system time, hardware frequency and stamping off. The PTP core is not told:
- * pins keep their functions and the queue its events. */
+/* What a reset of the adapter does: time := system time, hardware frequency and stamping off. The PTP core is not
+ * notified: pins keep their functions and the queue its events. */
 void board_phc_reset(struct board *board, uint32_t interface)
 {
 	struct board_phc *phc = &board->phcs[interface];

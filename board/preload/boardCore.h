@@ -48,7 +48,7 @@ std::uint64_t rawFromMonotonic(std::uint64_t monotonicNs) noexcept;
 /// meanwhile. Called without the lock. Does nothing in real time.
 void spend(std::uint64_t ns) noexcept;
 
-/// After a model call that may have made somebody's descriptor readable: lets those look who wait for it.
+/// After a model call that may have made somebody's descriptor readable: wakes its waiters.
 void tellModelChanged() noexcept;
 
 /// One call on the board from entry to exit. Purpose: faults, costs and the trace are the same for every kind of call.
@@ -78,7 +78,7 @@ public:
     /// `result` below 0 is a negative errno, as the model returns it.
     void succeed(std::int64_t result) noexcept;
     void fail(int error) noexcept { succeed(-static_cast<std::int64_t>(error)); }
-    /// Charges the cost, tells the trace, lets go of the lock, sets errno. Returns the result, or -1.
+    /// Charges the cost, writes the trace, releases the lock, sets errno. Returns the result, or -1.
     long finish() noexcept;
     /// The errno value instead of -1, for functions that return it.
     int finishWithError() noexcept;

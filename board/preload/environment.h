@@ -1,4 +1,4 @@
-// How the launcher tells the preloaded library what to do: names of environment variables.
+// How the launcher configures the preloaded library: names of environment variables.
 #pragma once
 
 namespace halvexboard {

@@ -29,11 +29,11 @@ inline long rawSystemCall(long number, long a = 0, long b = 0, long c = 0, long 
     return result;
 }
 
-/// Sleeps while `word` holds `seen`. `timeoutNs` below 0 means for ever. Returns 0 or -errno (EINTR, EAGAIN,
+/// Sleeps while `word` holds `seen`. `timeoutNs` below 0 means forever. Returns 0 or -errno (EINTR, EAGAIN,
 /// ETIMEDOUT).
 inline int futexWait(std::atomic<std::uint32_t>& word, std::uint32_t seen, std::int64_t timeoutNs) noexcept {
     constexpr std::int64_t kNsPerSecond = 1'000'000'000;
-    // A wait with a time-out is the only kind that reports every signal handler as EINTR, so "for ever" is a day at a
+    // A wait with a time-out is the only kind that reports every signal handler as EINTR, so "forever" is a day at a
     // time.
     constexpr std::int64_t kOneDayNs = 86'400 * kNsPerSecond;
     const std::int64_t spanNs = timeoutNs < 0 ? kOneDayNs : timeoutNs;

@@ -19,7 +19,7 @@ struct CrossReading {
     std::int64_t halfWidthNs = 0;  ///< The true instant is within rawNs +- halfWidthNs.
 };
 
-/// Reads several times and keeps the reading with the narrowest bracket. Tells one line for all of them.
+/// Reads several times and keeps the reading with the narrowest bracket. Reports one line for all of them.
 CrossReading readAgainstRaw(HostCalls& calls, int readings);
 
 /// How far the timekeeper moved against the raw clock between two readings, wrapping in 64 bits.

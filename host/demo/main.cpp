@@ -1,4 +1,4 @@
-// halvexdemo: plays a controller's life on the simulated controller and tells it, chapter by chapter.
+// halvexdemo: plays a controller's life on the simulated controller and narrates it, chapter by chapter.
 #include <fmt/format.h>
 
 #include <cstdio>

@@ -1,4 +1,4 @@
-// The chapters of the demo: what the host is told to do, what is expected of it, and how that is checked in the trace.
+// The chapters of the demo: what the host does, what is expected of it, and how that is checked in the trace.
 #include "host/demo/story.h"
 
 #include <fmt/format.h>
@@ -90,7 +90,7 @@ void checkStart(const Evidence& evidence, Findings& findings) {
         seeds.empty() ? "no step" : groupedNs(seedNs));
     expectAlignment(evidence, findings);
     findings.check(evidence.hostValues("seeded") == std::vector<std::string>{"yes"},
-                   "the host is told that the time is seeded", listed(evidence.hostValues("seeded")));
+                   "the host sees that the time is seeded", listed(evidence.hostValues("seeded")));
 }
 
 // -- time -------------------------------------------------------------------------------------------------------------
@@ -269,7 +269,8 @@ void checkShutdown(const Evidence& evidence, Findings& findings) {
                    listed(ends));
     const std::vector<Happening> records = evidence.happenings("status_record");
     const std::string last = records.empty() ? "no record" : records.back().at("record").get<std::string>();
-    findings.check(last == kEmptyRecord, "the FPGA's status is reset: the last record is empty but for its size", last);
+    findings.check(last == kEmptyRecord, "the FPGA's status is reset: the last record is empty except for its size",
+                   last);
     const std::vector<std::string> errors = evidence.logLinesStarting("Encountered error");
     findings.check(errors.empty(), "nothing is complained about", listed(errors));
 }

@@ -1,4 +1,4 @@
-// The chapters of the demo: what the host is told to do, what is expected of it, and how that is checked in the trace.
+// The chapters of the demo: what the host does, what is expected of it, and how that is checked in the trace.
 #pragma once
 
 #include <optional>

@@ -55,7 +55,7 @@ constexpr auto kPlaces = std::to_array<ErrorPlace>({
     {-52002, "ferroxEpochDevice", 124, "the master was asked for a captured epoch"},
     {-52002, "ferroxEpochDevice", 136, "the master was given metadata"},
     {-52002, "ferroxEpochDevice", 142, "the master was asked whether it is aligned"},
-    {-52002, "ferroxEpochDevice", 149, "the master was told that it is aligned"},
+    {-52002, "ferroxEpochDevice", 149, "the master was marked as aligned"},
     {-52003, "zuerr/tools/exception_errStatus", 69, "an error of the C++ library"},
     {-52003, "zuerr/tools/exception_errStatus", 74, "an exception of unknown kind"},
     {-52003, "synchronization", 655, "an event's mutex cannot be made"},

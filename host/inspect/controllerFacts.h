@@ -52,7 +52,7 @@ struct Si514Facts {
 struct ProcessFacts {
     std::int32_t pid = 0;
     std::string name;
-    bool hasEnded = false;  ///< And nobody has taken notice: a zombie.
+    bool hasEnded = false;  ///< Exited, not reaped: a zombie.
 };
 
 struct KernelClockFacts {

@@ -64,7 +64,7 @@ std::optional<Decimal> cutDecimal(std::string_view text) {
     return parts;
 }
 
-/// whole.fraction times factor; nothing when it is too large. `inexact` tells that digits below 1 were left over.
+/// whole.fraction times factor; nothing when it is too large. `inexact` reports that digits below 1 were left over.
 std::optional<std::uint64_t> multiply(const Decimal& number, std::uint64_t factor, bool& inexact) {
     std::uint64_t value = 0;
     for (const char digit : number.whole) {

@@ -13,7 +13,7 @@
 
 namespace halvexctl {
 
-/// What a session is told to keep.
+/// What a session records.
 struct RecordOptions {
     std::string path;
     std::int64_t intervalNs = 1'000'000'000;

@@ -10,7 +10,7 @@
 
 namespace halvexctl {
 
-/// To be told things in their order. Threads: thread-bound. Failure: none.
+/// Receives events in their order. Threads: thread-bound. Failure: none.
 class AlignmentFinder {
 public:
     void epoch(std::int64_t rawNs);  ///< The master gave an epoch, for an alignment or for somebody else.

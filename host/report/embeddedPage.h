@@ -5,7 +5,7 @@
 
 namespace halvexctl {
 
-/// Complete but for the data, whose place is marked.
+/// Complete except for the data, whose place is marked.
 std::string_view embeddedPage() noexcept;
 
 }  // namespace halvexctl

@@ -237,7 +237,7 @@ private:
              "");
     }
 
-    /// Steps, not slopes: the value before is told once more.
+    /// Steps, not slopes: the value before is repeated.
     void steer(double ppb) {
         chronicle_.trueState.addRow(rawNs_);
         chronicle_.trueState.set("steeringPpb", steeringPpb_, kNothing);

@@ -1,4 +1,4 @@
-// The twelve calls as this host makes them: each one told before and after, with one status for all of them.
+// The twelve calls as this host makes them: each one reported before and after, with one status for all of them.
 #include "host/session/hostCalls.h"
 
 #include <fmt/format.h>

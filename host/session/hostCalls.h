@@ -1,4 +1,4 @@
-// The twelve calls as this host makes them: each one told before and after, with one status for all of them.
+// The twelve calls as this host makes them: each one reported before and after, with one status for all of them.
 #pragma once
 
 #include <cstdint>
@@ -72,7 +72,7 @@ public:
     std::uint64_t count() const noexcept { return count_; }  ///< Calls made so far.
     void clearStatus();
 
-    /// While it lives calls are not told; for loops of measurements, which tell their own line.
+    /// While it lives calls are not reported; for loops of measurements, which report one line.
     class Quiet {
     public:
         explicit Quiet(HostCalls& calls) : calls_(calls), before_(calls.quiet_) { calls_.quiet_ = true; }

@@ -61,7 +61,7 @@ private:
         return false;
     }
 
-    /// Until the next sample is due; without a recording for ever.
+    /// Until the next sample is due; without a recording forever.
     int patienceMs() {
         constexpr std::int64_t kNsPerMs = 1'000'000;
         constexpr std::int64_t kLongestMs = 3'600'000;

@@ -65,7 +65,7 @@ std::string whatTheCutDoes(std::int64_t offsetNs, std::int64_t cutNs) {
                        kStepGranularityNs);
 }
 
-/// Sleeps; on a terminal it is told every second how much is over. False when a request to stop cut it short.
+/// Sleeps; a terminal shows every second how much is over. False when a request to stop cut it short.
 bool sleepTelling(Session& session, std::int64_t durationNs) {
     constexpr std::int64_t kStepNs = 1'000'000'000;
     Printer& printer = session.printer();

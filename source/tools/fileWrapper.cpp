@@ -53,7 +53,7 @@ void FileWrapper::raiseSeekFailed() const {
 }
 
 void FileWrapper::raiseWriteFailed() const {
-    // Kept on purpose: without attempts the error tells whatever errno held before.
+    // Kept on purpose: without attempts the error reports whatever errno held before.
     const int error = errno;
     raiseForFile(kWriteFailed, "Error writing file: ", path_, error);
 }

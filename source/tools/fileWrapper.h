@@ -39,7 +39,7 @@ private:
     std::string path_;
 };
 
-// Inline: a return that follows a system call is dear, for the kernel leaves the processor without its predictions.
+// Inlined: an extra return after a system call is mispredicted (docs/performance.md).
 
 inline std::int64_t FileWrapper::read(char* buffer, std::size_t length) {
     const ssize_t count = ::read(fd_, buffer, length);

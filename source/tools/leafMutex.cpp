@@ -1,9 +1,9 @@
-// A mutex for a few instructions' work, beneath which no other lock is taken.
+// A leaf mutex for a few instructions' work: acquire nothing while holding it.
 #include "source/tools/leafMutex.h"
 
 namespace halvexTimekeeper {
 
-/// Takes it as wanted, for this thread cannot know whether others still wait.
+/// Acquires in the contended state: others may still wait.
 void LeafMutex::waitUntilHeld() noexcept {
     while (state_.exchange(kWanted) != kFree) state_.wait(kWanted);
 }

@@ -1,4 +1,4 @@
-// A mutex for a few instructions' work, beneath which no other lock is taken.
+// A leaf mutex for a few instructions' work: acquire nothing while holding it.
 #pragma once
 
 #include <atomic>

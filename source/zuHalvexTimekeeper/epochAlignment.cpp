@@ -60,8 +60,8 @@ void EpochAlignment::armSlaves() {
         if (handled_->isEnabled()) {
             handled_->armEpochCapture();
         } else {
-            // Kept on purpose: a slave found disabled here is not told; its flag stays, so it is aligned when it comes
-            // up.
+            // Kept on purpose: a slave found disabled here is not notified; its flag stays, so it is aligned when it
+            // comes up.
             markDone(position);
         }
     }
@@ -87,7 +87,7 @@ void EpochAlignment::alignSlave(std::size_t position, QxmTimestamp masterTime) {
         return;
     }
     // Kept on purpose: odd iterations step twice as far. A step of a PHC loses a near-constant time, so single steps
-    // would miss by the same amount for ever; overshooting once cancels the loss.
+    // would miss by the same amount every time; overshooting once cancels the loss.
     const bool isOddIteration = iterations_ % 2 != 0;
     handled_->adjustTime(correctionNs(differenceNs, isOddIteration));
 }

@@ -21,8 +21,8 @@ public:
     EpochAlignment(EpochDeviceInterface& master, const EpochDevices& slaves) noexcept
         : master_(master), slaves_(slaves) {}
 
-    /// Returns when every slave agrees or is disabled; slaves that ended done are told by
-    /// setHasBeenEpochAligned(false), but for those found disabled before the epoch.
+    /// Returns when every slave agrees or is disabled. Clears the flag of every finished slave, by
+    /// setHasBeenEpochAligned(false), except those disabled before the epoch.
     void run();
 
 private:
@@ -42,7 +42,7 @@ private:
     std::uint64_t done_ = 0;                   ///< Bit i stands for the slave at position i.
     std::int32_t iterations_ = 0;              ///< Completed so far.
     std::int32_t retries_ = 0;                 ///< Time-outs forgiven so far, all slaves together.
-    EpochDeviceInterface* handled_ = nullptr;  ///< Whom an error is about.
+    EpochDeviceInterface* handled_ = nullptr;  ///< Device named in error log lines.
 };
 
 }  // namespace halvexTimekeeper

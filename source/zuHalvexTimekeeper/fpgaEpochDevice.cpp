@@ -70,7 +70,7 @@ bool FpgaEpochDevice::isEnabled() {
         return getTime() != 0;
     } catch (const zuerr::ExceptionBase& error) {
         if (error.getCode() != zuerr::zuplaterr_resourceNotFound) throw;
-        return false;  // also what a closed proxy comes to
+        return false;  // a closed proxy reports this too
     }
 }
 

@@ -10,7 +10,7 @@
 
 namespace halvexTimekeeper {
 
-/// The epoch device that is told about the selected time reference. Owns the way to its driver. Threads: serialised by
+/// The epoch device that receives the selected time reference. Owns the way to its driver. Threads: serialised by
 /// the timekeeper. Failure: throws zuerr::Exception with the code that driver or platform reported; what only a master
 /// does is refused with zuplaterr_featureUnsupported. The device counts as enabled while its time can be read and is
 /// not 0.

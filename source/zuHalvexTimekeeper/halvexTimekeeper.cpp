@@ -55,7 +55,7 @@ HalvexTimekeeper::HalvexTimekeeper(std::shared_ptr<EpochDeviceInterface> master,
 QxmTimestamp HalvexTimekeeper::getTime() { return master_->getTime(); }
 
 void HalvexTimekeeper::snapTime(std::int64_t offsetNs) {
-    // Kept on purpose: a host that comes at a busy moment is not told; its next step will come.
+    // Kept on purpose: if the mutex stays busy the step is silently dropped; the host's next one follows.
     const std::unique_lock lock(deviceMutex_, lockTimeoutMs_);
     if (!lock.owns_lock()) return;
 

@@ -53,7 +53,8 @@ I210EpochDevice::I210EpochDevice(const std::string& interfaceName)
     : interfaceName_(interfaceName), name_("i210EpochDevice_" + interfaceName) {
     devicePath_ = "/dev/ptp";
     devicePath_ += DecimalText(getPhcIndex(interfaceName_));
-    // Kept on purpose: a descriptor that was opened before a failure stays open, for no object comes to exist.
+    // Kept on purpose: a descriptor that was opened before a failure leaks: the destructor of an object that fails to
+    // construct never runs.
     openClock();
 }
 

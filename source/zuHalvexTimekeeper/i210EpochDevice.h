@@ -10,7 +10,7 @@ namespace halvexTimekeeper {
 
 /// Time-stamps the epoch pulse on pin 0 of its clock and is stepped by what it differs. Owns the descriptor of the
 /// clock device. Threads: thread-bound; the timekeeper calls it from one thread at a time. Failure: throws
-/// zuerr::Exception, with zuplaterr_communicationsFault unless told otherwise.
+/// zuerr::Exception, with zuplaterr_communicationsFault unless stated otherwise.
 class I210EpochDevice : public EpochDeviceInterface {
 public:
     /// Finds and opens the clock of a network interface. Throws zuplaterr_featureUnsupported exactly when the interface

@@ -91,7 +91,7 @@ std::int32_t openSocket(const Context& context) {
 std::int32_t ptpIoctl(std::int32_t fd, unsigned long request, void* argument, const Context& context) {
     const int result = osCalls().ioctl(fd, request, argument);
     if (result < 0) {
-        // Kept on purpose: the descriptor is closed first, and the message tells errno as the close leaves it.
+        // Kept on purpose: the descriptor is closed first, and the message reports the errno left by close().
         osCalls().close(fd);
         const int error = errno;
         raiseWithContext(kIoctlFailed, context, error);
@@ -135,7 +135,7 @@ std::int64_t readExtTsEvent(std::int32_t fd, const Context& context) {
     const long count = osCalls().read(fd, &event, sizeof event);
     const int error = errno;
     if (count != static_cast<long>(sizeof event)) {
-        // Kept on purpose: a short read is told with whatever errno holds, which may be no error at all.
+        // Kept on purpose: a short read reports the current, possibly stale, errno.
         zuerr::raise(kReadFailed, {context.before, context.subject, context.after, " Got error ", ErrnoText(error)});
     }
     // In 64 bits that wrap: a device may report any number of seconds.

@@ -13,7 +13,7 @@
 #include "source/tools/qxmTimestamp.h"
 
 // All go through the table of operating-system calls and keep no state. Threads: reentrant; one descriptor, one thread.
-// Failure: each throws zuplaterr_communicationsFault unless told otherwise, with the caller's context ahead of the
+// Failure: each throws zuplaterr_communicationsFault unless stated otherwise, with the caller's context ahead of the
 // system's reason; an empty entry of the table throws std::bad_function_call.
 namespace halvexTimekeeper::i210EpochHelpers {
 

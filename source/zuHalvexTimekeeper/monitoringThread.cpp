@@ -26,7 +26,7 @@ std::uint64_t monotonicNowNs() noexcept {
     return static_cast<std::uint64_t>(now.tv_sec) * kNsPerSecond + static_cast<std::uint64_t>(now.tv_nsec);
 }
 
-/// Until the event is set or the period is over; that it is over is no error.
+/// Until the event is set or the period expires; expiry is not an error.
 void waitForNextPass(tEvent& wakeEvent) {
     PlatStatus status;
     wakeEvent.waitUntil(monotonicNowNs() + kServicePeriodNs, &status);

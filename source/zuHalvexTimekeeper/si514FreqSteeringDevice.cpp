@@ -129,7 +129,7 @@ std::int32_t parsePpb(const char* text) {
     if (end == text) throw std::invalid_argument("stod");
     const double rounded = std::round(ppb);
     const bool fits = rounded >= std::numeric_limits<std::int32_t>::min() &&
-                      rounded <= std::numeric_limits<std::int32_t>::max();  // no for what is no number
+                      rounded <= std::numeric_limits<std::int32_t>::max();  // false for NaN
     if (error == ERANGE || !fits) throw std::out_of_range("stod");
     return static_cast<std::int32_t>(rounded);
 }

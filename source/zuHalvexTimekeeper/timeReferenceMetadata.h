@@ -6,7 +6,7 @@
 
 namespace halvexTimekeeper {
 
-/// What one document tells about the time reference that is selected in it.
+/// What one document says about the time reference that is selected in it.
 struct TimeReferenceSelection {
     std::int32_t selectedOffset = 0;
     bool selectedOffsetPresent = false;

@@ -1,4 +1,4 @@
-// What the library must do in a world, told step by step and apart from the library: the oracle of the sweeps.
+// What the library must do in a world, step by step and written apart from the library: the oracle of the sweeps.
 #pragma once
 
 #include <cstdint>

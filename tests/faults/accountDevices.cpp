@@ -109,7 +109,7 @@ int I210Account::findIndex(Caller& caller) const {
     return information.phc_index;
 }
 
-/// A failed request closes the descriptor first and tells errno as the close leaves it.
+/// A failed request closes the descriptor first and reports the errno left by close().
 void I210Account::ioctl(Caller& caller, int fd, unsigned long request, void* argument, std::string_view context) const {
     if (caller.take(caller.world.ioctl(fd, request, argument)) >= 0) return;
     caller.take(caller.world.close(fd));

@@ -1,4 +1,4 @@
-// Refuses every allocation of the library's own, one at a time and from one on, through every export: the host is told
+// Refuses every allocation of the library's own, one at a time and from one on, through every export: the host learns
 // of the lack of memory or of the error there was, loses members of a text at most, and nothing stays behind.
 #include <gtest/gtest.h>
 
@@ -26,7 +26,7 @@ constexpr const char* kMemoryFullText =
     R"({"error_constant":"zuplaterr_memoryFull","file":"zuerr/tools/exception_errStatus","line":62,)"
     R"("component":"halvexTimekeeper","std_exception_what":"std::bad_alloc"})";
 
-/// What one export told the host.
+/// What one export reported to the host.
 struct Result {
     std::string name;
     std::int32_t code;
@@ -108,7 +108,7 @@ private:
         const long live = countLiveAllocations();
         forgetAllocations();
         SCOPED_TRACE(story_->name + ", allocation " + std::to_string(shortage.position) +
-                     (shortage.forEver ? ", for ever" : ", once"));
+                     (shortage.forEver ? ", forever" : ", once"));
         EXPECT_EQ(live, 0) << "allocations are left";
         judge(world.journal(), shortage);
         if (HasFailure()) ++figures().wrong;
@@ -120,7 +120,7 @@ private:
         for (auto line = swept; line != after; ++line) {
             if (const auto result = parseResult(*line)) judgeSwept(*result, *line, shortage);
         }
-        bool mayTellOfTheThread = true;  // the first call afterwards is told what the monitoring thread met
+        bool mayTellOfTheThread = true;  // the first call afterwards reports what the monitoring thread met
         bool isInitialized = false;
         for (auto line = after; line != journal.end(); ++line) {
             isInitialized = isInitialized || line->starts_with("zuqxmtk_initialize code 0");

@@ -1,4 +1,4 @@
-// Fails every operating-system call of every story in every plausible way, once and for ever, and compares what the
+// Fails every operating-system call of every story in every plausible way, once and forever, and compares what the
 // library did with what it had to do: calls, messages, log lines, results, and what is left open.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -50,7 +50,7 @@ std::string runInChild(const Story& story, const FaultPlan& plan, const Expected
     return "  the process was to end in std::terminate; wait status " + std::to_string(status) + '\n';
 }
 
-bool hasEverHung(const Call call) { return call == Call::wait; }  // for ever, the thread would never rest again
+bool hasEverHung(const Call call) { return call == Call::wait; }  // forever, the thread would never rest again
 
 class CallSweep : public testing::Test {
 protected:
@@ -84,7 +84,7 @@ private:
         ++wrong_;
         ++figures().wrong;
         ADD_FAILURE() << story.name << ", call " << plan.position << ", " << plan.outcome.describe()
-                      << (plan.forEver ? ", for ever\n" : ", once\n") << text;
+                      << (plan.forEver ? ", forever\n" : ", once\n") << text;
     }
 
     long runs_ = 0;

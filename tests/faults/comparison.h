@@ -13,14 +13,14 @@ namespace faults {
 
 using Journal = std::vector<std::string>;
 
-/// What a run comes to: its journal up to its end, or up to the end of the process.
+/// The result of a run: its journal up to its end, or up to the end of the process.
 struct Expected {
     Journal journal{};
     bool endsProcess = false;
     std::optional<World::Met> met{};
 };
 
-/// Tells the whole story: before, swept under the plan, after, and what is left.
+/// Plays the whole story: before, swept under the plan, after, and what is left.
 void tell(const Story& story, const FaultPlan& plan, World& world, Subject& subject);
 
 Expected expect(const Story& story, const FaultPlan& plan, const WorldOptions& options = {});

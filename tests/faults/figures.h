@@ -1,4 +1,4 @@
-// What the sweeps of this process have come to, told in one line at its end.
+// Figures of this process's sweeps, printed in one line at its end.
 #pragma once
 
 namespace faults {

@@ -1,4 +1,4 @@
-// Runs the sweeps and tells their figures last.
+// Runs the sweeps and prints their figures last.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 

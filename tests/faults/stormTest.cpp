@@ -50,7 +50,7 @@ protected:
     World world_;
 };
 
-constexpr std::int32_t kRefusedMetadata = -52024;  ///< What the monitoring thread's error comes to.
+constexpr std::int32_t kRefusedMetadata = -52024;  ///< The monitoring thread's error as the host sees it.
 
 /// One call of a kind that is neither a step nor a document; its code.
 std::int32_t callOnce(unsigned long turn) {
@@ -133,7 +133,7 @@ public:
     long failures() const { return failures_.load(std::memory_order_relaxed); }
 
 private:
-    /// A call that told an error of the monitoring thread has done nothing else.
+    /// A call that reported an error of the monitoring thread has done nothing else.
     void repeatUntilItIsMade(std::int32_t (*function)(long), long number) {
         std::int32_t code = 0;
         do note(code = function(number));

@@ -236,7 +236,7 @@ Answer World::readClock(int clock, std::int64_t& seconds, std::int64_t& nanoseco
     const std::lock_guard lock(mutex_);
     const Outcome* const fault = enter(Call::readClock, "read clock " + text(clock));
     if (fault != nullptr && clock == 0) return finish({-1, fault->error});
-    // The monotonic clock always tells the time: who reads it has no use for a failure, and the waits stay comparable.
+    // The monotonic clock never fails: who reads it has no use for a failure, and the waits stay comparable.
     const std::uint64_t timeNs = clock == 0 ? nowNs_ + static_cast<std::uint64_t>(systemOffsetNs_) : nowNs_;
     seconds = static_cast<std::int64_t>(timeNs / kNsPerSecond);
     nanoseconds = static_cast<std::int64_t>(timeNs % kNsPerSecond);

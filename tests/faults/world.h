@@ -43,7 +43,7 @@ enum class Call {
     wait
 };
 
-/// What a call comes to instead of its success: an errno, a short count, or a status the driver answers with.
+/// What a call results in instead of its success: an errno, a short count, or a status the driver answers with.
 struct Outcome {
     int error = 0;
     std::optional<long> count{};
@@ -58,7 +58,7 @@ struct Answer {
     int error = 0;
 };
 
-/// Fails the call at `position` (the first is 1); for ever means that call and every later one of its kind.
+/// Fails the call at `position` (the first is 1); forever means that call and every later one of its kind.
 struct FaultPlan {
     long position = 0;
     Outcome outcome;

@@ -31,7 +31,7 @@ TEST_F(ColdStart, SaysInSyslogWhatItFound) {
         ElementsAre("Interface enp1s0 will be synchronized.", "Interface enp2s0 will be synchronized.",
                     "System time will be synchronized to enp1s0.", "smbusPath: /sys/bus/i2c/drivers/si514/0-0055/",
                     testing::ContainsRegex("^Successfully aligned all timekeeping elements after [2-9]")));
-    EXPECT_EQ(happenings("syslog")[3].at("priority"), 3) << "the path is told at error priority";
+    EXPECT_EQ(happenings("syslog")[3].at("priority"), 3) << "the path is logged at error priority";
 }
 
 TEST_F(ColdStart, StartsPhc2sysOnTheFirstInterface) {

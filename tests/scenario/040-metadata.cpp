@@ -1,4 +1,4 @@
-// Story 040: the host tells about its time reference, and the FPGA hears of it.
+// Story 040: the host describes its time reference, and the FPGA receives it.
 #include <gmock/gmock.h>
 
 #include "tests/support/controller.h"

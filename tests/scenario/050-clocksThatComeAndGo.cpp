@@ -59,7 +59,7 @@ TEST_F(ClocksThatComeAndGo, AlignsAClockThatWasResetSilentlyWithTheNextStep) {
     ASSERT_TRUE(board_->doEvent(BOARD_EVENT_PHC_RESET, kSecond));
     board_->doEvent(BOARD_EVENT_JUMP, kSecond, 90'000);
     waitS(5);
-    EXPECT_GT(std::abs(board_->differenceNs(kSecondInterface)), 1000) << "nothing tells the library";
+    EXPECT_GT(std::abs(board_->differenceNs(kSecondInterface)), 1000) << "nothing notifies the library";
     ASSERT_EQ(snapTime(0), 0);
     waitS(3);
     expectAligned();

@@ -23,7 +23,7 @@ private:
 /// One fault in this many calls.
 inline constexpr std::uint64_t kCallsPerFault = 1000;
 
-/// What the call comes to instead of its success; false for kinds of call that cannot fail or are none of the
+/// What the call results in instead of its success; false for kinds of call that cannot fail or are none of the
 /// library's.
 bool chooseOutcome(Random& random, const board_call& call, board_fault_outcome& outcome) noexcept;
 

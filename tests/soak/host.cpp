@@ -146,7 +146,7 @@ void Host::rest() {
     if (isInitialized_) applyMetaData(true);
     world_.sleepS(20);  // an alignment that is under way ends, what came back is aligned
     collectErrors();
-    demand(ledger().outstandingCount() == 0, "a fault was never told");
+    demand(ledger().outstandingCount() == 0, "a fault was never reported");
     if (needsRestart()) restart();
     collectErrors();  // those of the session before
     snapTime(0);

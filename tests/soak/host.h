@@ -12,7 +12,7 @@
 
 namespace soak {
 
-/// What a soak comes to.
+/// Figures of a soak.
 struct Figures {
     std::uint64_t hours = 0, hostCalls = 0, sessions = 0, restarts = 0, runaways = 0;
     std::int64_t worstAtRestNs = 0, worstOfSystemNs = 0;
@@ -20,7 +20,7 @@ struct Figures {
     std::int64_t blocks = 0, blockBytes = 0, writtenKiB = 0, writtenGrowthKiB = 0;
 };
 
-/// Drives the library through its exports. Threads: bound to the one that made it. Failure: told to the ledger; the
+/// Drives the library through its exports. Threads: bound to the one that made it. Failure: reported to the ledger; the
 /// host goes on until the hour is over.
 class Host {
 public:

@@ -87,7 +87,7 @@ std::int32_t codeOfRead(const board_call& call, const board_fault_outcome& outco
             return kSilent;  // no interface of ours, then
         case BOARD_FILE_NAME:
             return isShort ? kSilent : kCommunications;
-        // An empty text is no number; a cut one is another number.
+        // An empty text is not a number; a cut one is another number.
         case BOARD_FILE_PPB_OFFSET:
             return !isShort ? kCommunications : outcome.short_count == 0 ? kSoftwareFault : kSilent;
         default:
@@ -144,7 +144,7 @@ std::int32_t codeDue(const board_call& call, const board_call& previous, const b
         case BOARD_CALL_FOPEN:
         case BOARD_CALL_WRITE:
             return kSilent;
-        // Nobody is told that letting go failed, or that a pause was short.
+        // A failed release and a short pause are not reported.
         default:
             return kSilent;
     }

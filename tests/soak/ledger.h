@@ -11,14 +11,14 @@
 
 namespace soak {
 
-/// The code that must be told because of a fault; 0 when the fault is to pass in silence. `previous` is the call that
-/// the same thread made before. Written from what the library promises, not from how it is built.
+/// The code that must be reported because of a fault; 0 when the fault is to pass in silence. `previous` is the call
+/// that the same thread made before. Written from what the library promises, not from how it is built.
 std::int32_t codeDue(const board_call& call, const board_call& previous, const board_fault_outcome& outcome) noexcept;
 /// The same for a thread that cannot be started.
 inline constexpr std::int32_t kCodeOfNoThread = -52003;
 
 /// Books faults and lines, thread by thread: between a fault and its line a thread may close descriptors, nothing else.
-/// What a call of the host met is told when that call returns at the latest. Owns: counters and the last lines, in
+/// What a call of the host met is reported when that call returns at the latest. Owns: counters and the last lines, in
 /// fixed storage. Threads: called under the board's lock, or by the only thread that runs. Failure: the first violation
 /// is kept.
 class Ledger {

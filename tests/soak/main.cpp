@@ -82,7 +82,7 @@ double processorSeconds() {
 void printFigures(const Figures& figures, std::uint64_t events, double seconds) {
     const Ledger& book = ledger();
     std::cout << std::fixed << std::setprecision(1) << "soak: " << figures.hours << " h simulated, seed "
-              << options.seed << ": " << book.callCount() << " calls, " << book.toldCount() << " faults told ("
+              << options.seed << ": " << book.callCount() << " calls, " << book.toldCount() << " faults reported ("
               << tally().threads << " threads that did not start), " << book.silentCount() << " silent as promised, "
               << book.outstandingCount() << " missing; " << figures.hostCalls << " calls of the host, " << events
               << " happenings, " << figures.sessions << " sessions, " << figures.restarts << " restarts, "

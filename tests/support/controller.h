@@ -1,4 +1,4 @@
-// One simulated controller with the built library on it: what stories of the whole plug-in are told with.
+// One simulated controller with the built library on it: what stories of the whole plug-in run on.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -87,7 +87,7 @@ protected:
 
     void waitS(double seconds) { board_->sleepNs(static_cast<std::uint64_t>(seconds * 1e9)); }
 
-    /// Every clock that is in use, but for the system clock, which phc2sys disciplines in its own time.
+    /// Every clock that is in use except the system clock, which phc2sys disciplines in its own time.
     void expectAligned() {
         const board_truth truth = board_->truth();
         for (std::uint32_t clock = 0; clock < truth.clock_count; ++clock) {

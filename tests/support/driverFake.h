@@ -59,7 +59,7 @@ public:
 
     std::map<unsigned long, DriverAnswer> answers;
     std::function<void(const DriverCall&)> onCall;  ///< Runs before the answer is looked up.
-    std::uint64_t bytesReturned = 0;                ///< What the block tells after a call.
+    std::uint64_t bytesReturned = 0;                ///< What the block holds after a call.
     std::vector<DriverCall> calls;
 
     std::vector<unsigned long> getRequests() const {

@@ -49,7 +49,7 @@ private:
     std::map<std::string, std::deque<std::function<void()>>> plans_;
 };
 
-/// One clock. Its time stands still but for its steps, each of which loses `stepLossNs`.
+/// One clock. Its time changes only by its steps, each of which loses `stepLossNs`.
 class FakeEpochDevice : public halvexTimekeeper::EpochDeviceInterface, public FaultPlan {
 public:
     FakeEpochDevice(std::string name, Journal& journal) : name_(std::move(name)), journal_(journal) {}
@@ -113,7 +113,7 @@ private:
     Journal& journal_;
 };
 
-/// An oscillator that remembers what it was told.
+/// An oscillator that remembers its settings.
 class FakeOscillator : public halvexTimekeeper::FreqSteeringDeviceInterface, public FaultPlan {
 public:
     const std::string& getName() const override { return name_; }

@@ -10,7 +10,7 @@
 namespace testsupport {
 
 /// Sets LC_NUMERIC of the process while it lives, by a locale that localedef makes in a directory of its own. Where
-/// that cannot be done it does nothing, and isSet tells so.
+/// that cannot be done it does nothing, and isSet is false.
 class NumericLocale {
 public:
     static constexpr const char* kComma = "<U002C>";

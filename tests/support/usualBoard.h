@@ -1,4 +1,4 @@
-// The simulated controller that most stories are told on.
+// The simulated controller that most stories run on.
 #pragma once
 
 #include <string_view>

@@ -69,7 +69,7 @@ TEST_F(S040_ClocksThatComeAndGo, T044_AResetBehindTheLibrarysBackIsHealedByTheNe
     ASSERT_TRUE(control("event phc_reset enp2s0 0"));
     ASSERT_TRUE(control("event jump enp2s0 90000"));
     waitS(5);
-    EXPECT_GT(std::abs(readTruth()["enp2s0"].differenceNs), 1'000) << "nothing tells the library";
+    EXPECT_GT(std::abs(readTruth()["enp2s0"].differenceNs), 1'000) << "nothing notifies the library";
     ASSERT_EQ(snapTime(0), 0);
     waitS(3);
     expectAligned();

@@ -222,7 +222,7 @@ TEST_F(InspectOnBoard, TheManualsCommandsDoWhatTheySay) {
             words.back() = "step";
         }
         if (words.back() == "monitor") {
-            words.insert(words.end(), {"--count", "2"});  // it would watch for ever
+            words.insert(words.end(), {"--count", "2"});  // it would watch forever
         }
         for (const std::string file : {"clocks.jsonl", "session.jsonl", "page.html"}) {
             std::replace(words.begin(), words.end(), file, directory_ / file);

@@ -1,5 +1,5 @@
-// 100,000 random worlds, each aligned twice: by the library, and by a telling of the alignment that is written apart
-// from it. Calls, steps, log lines and the error at the end must be the same.
+// 100,000 random worlds, each aligned twice: by the library, and by an implementation of alignment that is written
+// apart from it. Calls, steps, log lines and the error at the end must be the same.
 #include <gtest/gtest.h>
 #include <syslog.h>
 
@@ -191,7 +191,8 @@ std::string alignByLibrary(World& world) {
     return end;
 }
 
-// --- The second telling ---------------------------------------------------------------------------------------------
+// --- The second implementation
+// -------------------------------------------------------------------------------------------
 
 std::string textOf(const char* constant, const char* file, int line, const std::string& message) {
     return std::string(R"({"error_constant":")") + constant + R"(","file":")" + file + R"(","line":)" +

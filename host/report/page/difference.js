@@ -138,7 +138,7 @@ function drawBand(context, area, chart) {
 
 const PIXELS_PER_POINT = 12;
 
-/** Where single values can be told apart they are shown: between them nothing is known. */
+/** Where single values can be distinguished they are shown: between them nothing is known. */
 function pointsAreShown(isTruth) {
   const { t } = isTruth ? chronicle.truth : chronicle.measured;
   const shown = lastAtOrBefore(t, view.end) - lastAtOrBefore(t, view.begin);

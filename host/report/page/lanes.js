@@ -44,7 +44,7 @@ function drawBar(context, mark, left, right, y, colour) {
   }
 }
 
-/** Errors and warnings have shapes of their own, so that colour is not all that tells them apart. */
+/** Errors and warnings have shapes of their own, so that colour is not their only difference. */
 function drawPoint(context, mark, x, y, colour) {
   context.fillStyle = colour;
   context.beginPath();

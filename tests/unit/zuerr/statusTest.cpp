@@ -274,7 +274,7 @@ TEST(StatusMerge, LeavesEverythingWhenTheCodeIsNotTaken) {
     ASSERT_TRUE(zuerr_setJson(source.get(), R"({"a":1})"));
     bool copied = false;
     EXPECT_FALSE(zuerr_merge(destination.get(), source.get(), &copied));
-    EXPECT_TRUE(copied) << "the flag tells of a failed copy only";
+    EXPECT_TRUE(copied) << "the flag reports a failed copy only";
     EXPECT_EQ(destination->code, -1);
     EXPECT_EQ(destination->json, nullptr);
     EXPECT_EQ(source.getText(), R"({"a":1})");

@@ -189,7 +189,7 @@ TEST_F(Phc2sys, MakesTheSystemClockCountFromItsSecondSampleUntilItsDeath) {
     board_child_signal(on(), 30 * kS, 5'000'001, 9);
     board_get_truth(on(), 30 * kS, &truth);
     EXPECT_FALSE(truth.enabled[BOARD_CLOCK_SYSTEM]);
-    EXPECT_TRUE(of(BOARD_HAPPENING_TRUTH).back().truth.enabled[BOARD_CLOCK_SYSTEM]) << "its last moment is told";
+    EXPECT_TRUE(of(BOARD_HAPPENING_TRUTH).back().truth.enabled[BOARD_CLOCK_SYSTEM]) << "its last moment is reported";
 }
 
 TEST_F(Phc2sys, RefusesANewChildOnlyWhileAllOfThemLive) {

@@ -178,7 +178,7 @@ TEST_F(Phc, AResetTakesTheSystemTimeAndStopsStampingWithTheInterfaceUp) {
     EXPECT_EQ(board_phc_waiting(on(), 3 * kS, 0), 0);
     std::uint32_t function = 0, channel = 0;
     ASSERT_EQ(board_phc_get_pin(on(), 3 * kS, 0, 0, &function, &channel), 0);
-    EXPECT_EQ(function, BOARD_WIRE_PIN_EXTTS) << "the kernel's core is not told";
+    EXPECT_EQ(function, BOARD_WIRE_PIN_EXTTS) << "the kernel's core is not notified";
 }
 
 }  // namespace

@@ -121,7 +121,7 @@ TEST_F(Waiting, ForAFutureWorksWithAndWithoutALimit) {
     });
     expectAbout(spanOf([&] { EXPECT_EQ(slow.wait_for(1s), std::future_status::timeout); }), kSecond);
     expectAbout(spanOf([&] { EXPECT_EQ(slow.get(), 42); }), 2 * kSecond - kMillisecond / 2);
-    auto failing = std::async(std::launch::async, []() -> int { throw std::runtime_error("as told"); });
+    auto failing = std::async(std::launch::async, []() -> int { throw std::runtime_error("as asked"); });
     EXPECT_THROW(failing.get(), std::runtime_error);
 }
 

@@ -22,7 +22,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-/// Keeps everything it is told.
+/// Keeps everything it receives.
 class PrinterJournal : public Printer {
 public:
     void begin(const std::string&, const std::string&) override {}

@@ -199,7 +199,7 @@ TEST_F(SnapTime, ReturnsWithoutWaitingForTheAlignment) {
     makeAndForget();
     std::promise<void> mayGoOn;
     master_->onEpoch = [&] { mayGoOn.get_future().wait(); };
-    timekeeper_->snapTime(0);  // would wait for ever
+    timekeeper_->snapTime(0);  // would wait forever
     mayGoOn.set_value();
     timekeeper_.reset();
 }

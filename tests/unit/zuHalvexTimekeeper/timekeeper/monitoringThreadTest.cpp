@@ -77,7 +77,7 @@ TEST_F(MonitoringThread, ServicesTheDevicesEveryTwoSecondsOfTheMonotonicClock) {
     for (const long periodNs : periods_) EXPECT_GE(periodNs, 2'000'000'000);
     EXPECT_THAT(timekeeper_.journal,
                 ElementsAre("serviceEpochDevices()", "serviceEpochDevices()", "serviceEpochDevices()"));
-    EXPECT_THAT(syslog_.getLines(), IsEmpty()) << "an expired period is no error";
+    EXPECT_THAT(syslog_.getLines(), IsEmpty()) << "expiry is not an error";
     EXPECT_EQ(errors_.code, 0);
     EXPECT_FALSE(hasError_);
 }

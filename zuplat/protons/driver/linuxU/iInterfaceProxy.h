@@ -17,9 +17,9 @@ struct Mapping {
 
 enum class MapAccess : std::uint32_t { readOnly = 0, readWrite = 1 };
 
-/// The way to one driver interface. Threads: calls are serialised by the caller. Failure: told in the status; nothing
-/// throws, and except for close, unmap and isOpen nothing is done when the status already holds an error. Slot order is
-/// part of the contract.
+/// The way to one driver interface. Threads: calls are serialised by the caller. Failure: reported in the status;
+/// nothing throws, and except for close, unmap and isOpen nothing is done when the status already holds an error. Slot
+/// order is part of the contract.
 class iInterfaceProxy {
 public:
     virtual ~iInterfaceProxy() = default;

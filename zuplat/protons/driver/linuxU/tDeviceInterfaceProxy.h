@@ -48,7 +48,7 @@ public:
     void open(const PathBuffer& path, PlatStatus* status) noexcept override;
     void open(const char* path, PlatStatus* status) noexcept override;
 
-    /// The system call of every method. False when it failed, and errno tells why.
+    /// The system call of every method. False when it failed, and errno says why.
     bool makeCall(std::uint32_t request, IoctlArgs& args) const noexcept {
         return ::ioctl(descriptor_, request, &args) != -1;
     }

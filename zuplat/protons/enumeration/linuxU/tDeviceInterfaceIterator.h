@@ -9,13 +9,14 @@
 namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000 {
 
 /// A cursor over the instances of one interface. Owns what glob found, from startEnumeration to releaseEnumeration.
-/// Threads: bound to the thread that made it. Failure: told in the status of the operations below, which never throw.
+/// Threads: bound to the thread that made it. Failure: reported in the status of the operations below, which never
+/// throw.
 struct InterfaceIterator {
     glob_t found{};
     char** cursor = nullptr;  ///< At end when null or at a null entry.
 };
 
-/// Finds the instances of `interfaceIdentifier`, in the order of their paths; that there is none is no error. Runs
+/// Finds the instances of `interfaceIdentifier`, in the order of their paths; finding none is not an error. Runs
 /// whatever the status holds. Reports -52003 when the search itself fails. The iterator must be new or released.
 void startEnumeration(InterfaceIterator* iterator, const char* interfaceIdentifier, PlatStatus* status) noexcept;
 
