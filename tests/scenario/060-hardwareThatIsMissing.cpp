@@ -1,9 +1,8 @@
 // Story 060: initialisation on controllers that lack something, or fail.
 #include <gmock/gmock.h>
 
-#include <filesystem>
-
 #include "tests/support/controller.h"
+#include "tests/support/processCensus.h"
 
 namespace {
 
@@ -13,11 +12,6 @@ class HardwareThatIsMissing : public testsupport::Controller {
 protected:
     std::int32_t initializeAndCatch() {
         return codeOf([](zuerr_Status* status) { zuqxmtk_initialize(status); });
-    }
-
-    static long countDescriptors() {
-        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
-                             std::filesystem::directory_iterator());
     }
 
     /// Whatever failed: nothing is published, no child is left, and a finalise is harmless.
@@ -120,14 +114,14 @@ TEST_F(HardwareThatIsMissing, AFailureLeavesNoDescriptorOpenAndASecondTrySucceed
     switchOn(
         "[[fault]]\ncall = \"ioctl\"\ntarget = \"ferrox\"\nrequest = \"generateEpochSignal\"\ndriver_status = "
         "-52024\n");
-    const long before = countDescriptors();
+    const int before = testsupport::countOpenDescriptors();
     EXPECT_EQ(initializeAndCatch(), -52024);
     zuqxmtk_finalize();
-    EXPECT_EQ(countDescriptors(), before);
+    EXPECT_EQ(testsupport::countOpenDescriptors(), before);
     initialize();
     expectAligned();
     zuqxmtk_finalize();
-    EXPECT_EQ(countDescriptors(), before);
+    EXPECT_EQ(testsupport::countOpenDescriptors(), before);
 }
 
 TEST_F(HardwareThatIsMissing, AnErrorInTheStatusKeepsInitialisationFromDoingAnything) {

@@ -1,10 +1,10 @@
 // Story 100: hours with everything moving; and the same hours twice.
 #include <gmock/gmock.h>
 
-#include <filesystem>
 #include <random>
 
 #include "tests/support/controller.h"
+#include "tests/support/processCensus.h"
 
 namespace {
 
@@ -56,16 +56,12 @@ TEST_F(ALongLife, IsTheSameTwiceForOneSeedAndAnotherForTwo) {
 
 TEST_F(ALongLife, LeavesNoDescriptorAndNoChildAfterAHundredLives) {
     switchOn();
-    const auto countDescriptors = [] {
-        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
-                             std::filesystem::directory_iterator());
-    };
-    const auto before = countDescriptors();
+    const int before = testsupport::countOpenDescriptors();
     for (int life = 0; life < 100; ++life) {
         initialize();
         zuqxmtk_finalize();
     }
-    EXPECT_EQ(countDescriptors(), before);
+    EXPECT_EQ(testsupport::countOpenDescriptors(), before);
     int running = 0;
     for (const auto& child : happenings("phc2sys")) running += child.at("state") == "running" ? 1 : -1;
     EXPECT_EQ(running, 0);

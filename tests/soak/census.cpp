@@ -1,27 +1,19 @@
 // What the process holds at one moment.
 #include "tests/soak/census.h"
 
-#include <dirent.h>
+#include <sys/syscall.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 
 #include "board/preload/descriptors.h"
+#include "board/preload/futexLock.h"
+#include "tests/support/processCensus.h"
 
 namespace soak {
 namespace {
-
-template <typename Action>
-void forEachEntry(const char* directory, Action action) {
-    DIR* const stream = opendir(directory);
-    if (stream == nullptr) std::abort();
-    const int own = dirfd(stream);
-    while (const dirent* entry = readdir(stream)) {
-        if (entry->d_name[0] != '.') action(std::atoi(entry->d_name), own);
-    }
-    closedir(stream);
-}
 
 /// Written memory alone: a page of a file that is only read becomes private by itself when the other processes that map
 /// it end.
@@ -41,8 +33,7 @@ std::int64_t readWrittenKiB() {
 
 Census takeCensus() {
     Census census;
-    forEachEntry("/proc/self/fd", [&census](int fd, int own) {
-        if (fd == own) return;
+    testsupport::forEachDescriptor([&census](int fd) {
         ++census.descriptors;
         if (const halvexboard::OpenFile* file = halvexboard::findDescriptor(fd)) {
             ++census.onTarget[static_cast<std::size_t>(file->node->target)];
@@ -50,9 +41,17 @@ Census takeCensus() {
             ++census.sockets;
         }
     });
-    forEachEntry("/proc/self/task", [&census](int, int) { ++census.threads; });
+    census.threads = testsupport::countThreads();
     census.writtenKiB = readWrittenKiB();
     return census;
+}
+
+void awaitThreads(int most) {
+    constexpr int kMostMs = 30'000;
+    const timespec oneMs{.tv_sec = 0, .tv_nsec = 1'000'000};
+    for (int waitedMs = 0; testsupport::countThreads() > most && waitedMs < kMostMs; ++waitedMs) {
+        halvexboard::rawSystemCall(SYS_clock_nanosleep, CLOCK_MONOTONIC, 0, reinterpret_cast<long>(&oneMs), 0);
+    }
 }
 
 }  // namespace soak

@@ -126,15 +126,6 @@ void SyslogCapture::clear() {
     log.lines.clear();
 }
 
-int countOpenDescriptors() {
-    int count = 0;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-        (void)entry;
-        ++count;
-    }
-    return count - 1;  // the one that listed the directory
-}
-
 }  // namespace testsupport
 
 using testsupport::libcHooks;

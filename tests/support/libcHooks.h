@@ -104,7 +104,4 @@ public:
     void clear();
 };
 
-/// The number of descriptors that are open in this process.
-int countOpenDescriptors();
-
 }  // namespace testsupport

@@ -59,7 +59,6 @@ TEST_F(S070_Phc2sys, T073_IsKilledByFinalize) {
     initialize();
     EXPECT_EQ(livingPhc2sys().size(), 1U);
     zuqxmtk_finalize();
-    waitS(0.1);
     EXPECT_TRUE(livingPhc2sys().empty());
 }
 

@@ -1,7 +1,6 @@
 // How stories reach the virtual controller.
 #include "tests/system/machine.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <net/if.h>
 #include <poll.h>
@@ -10,6 +9,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -17,6 +17,8 @@
 #include <mutex>
 #include <sstream>
 #include <thread>
+
+#include "tests/support/processCensus.h"
 
 namespace systemtest {
 
@@ -75,7 +77,16 @@ Syslog& machineLog() {
 
 [[maybe_unused]] const bool isListening = (machineLog(), true);
 
-bool isNumber(const char* text) { return *text != '\0' && std::strspn(text, "0123456789") == std::strlen(text); }
+/// By /proc/PID/status: a SIGKILL stays pending for the process until it is reaped, and nothing else of it runs.
+bool isDead(const std::string& status) {
+    const auto after = [&status](const char* label) {
+        return status.c_str() + status.find(label) + std::strlen(label);
+    };
+    if (status.find("\nState:\t") == std::string::npos || status.find("\nShdPnd:\t") == std::string::npos) return true;
+    const char state = *after("\nState:\t");
+    const bool isKilled = (std::strtoull(after("\nShdPnd:\t"), nullptr, 16) >> (SIGKILL - 1) & 1) != 0;
+    return state == 'Z' || state == 'X' || isKilled;
+}
 
 }  // namespace
 
@@ -150,23 +161,11 @@ void waitS(double seconds) {
 
 std::vector<int> livingPhc2sys() {
     std::vector<int> found;
-    DIR* const directory = opendir("/proc");
-    while (const dirent* const entry = readdir(directory)) {
-        if (!isNumber(entry->d_name)) continue;
-        const std::string stat = readFile(std::string("/proc/") + entry->d_name + "/stat");
-        const auto name = stat.find("(phc2sys) ");
-        if (name != std::string::npos && stat[name + 10] != 'Z') found.push_back(std::atoi(entry->d_name));
-    }
-    closedir(directory);
+    testsupport::forEachNumber("/proc", [&found](int process, int) {
+        const std::string status = readFile("/proc/" + std::to_string(process) + "/status");
+        if (status.starts_with("Name:\tphc2sys\n") && !isDead(status)) found.push_back(process);
+    });
     return found;
-}
-
-int countDescriptors() {
-    int count = 0;
-    DIR* const directory = opendir("/proc/self/fd");
-    while (readdir(directory) != nullptr) ++count;
-    closedir(directory);
-    return count;
 }
 
 std::vector<std::string> syslogLines() { return machineLog().lines(); }

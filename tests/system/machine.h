@@ -45,9 +45,8 @@ std::string readFile(const std::string& path);
 void setInterfaceUp(const std::string& name, bool isUp);
 void waitS(double seconds);
 
-/// Process ids of the phc2sys children that are alive (zombies are not).
+/// Process ids of the phc2sys children that are alive: neither zombies nor killed, whether or not they have run since.
 std::vector<int> livingPhc2sys();
-int countDescriptors();
 
 /// Everything that reached the machine's log since the last call of clearSyslog.
 std::vector<std::string> syslogLines();

@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "tests/support/sleepingThread.h"
+#include "tests/support/processCensus.h"
 
 namespace {
 

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "tests/support/libcHooks.h"
+#include "tests/support/processCensus.h"
 
 namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000 {
 namespace {

@@ -10,7 +10,7 @@
 #include <thread>
 
 #include "tests/support/libcHooks.h"
-#include "tests/support/sleepingThread.h"
+#include "tests/support/processCensus.h"
 
 namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000 {
 namespace {

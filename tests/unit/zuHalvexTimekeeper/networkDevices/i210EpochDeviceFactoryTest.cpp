@@ -11,6 +11,7 @@
 #include <optional>
 
 #include "tests/support/libcHooks.h"
+#include "tests/support/processCensus.h"
 #include "tests/support/raisedError.h"
 #include "tests/unit/zuHalvexTimekeeper/networkDevices/fakeI210.h"
 

@@ -21,6 +21,7 @@
 
 #include "tests/support/allocationCount.h"
 #include "tests/support/libcHooks.h"
+#include "tests/support/processCensus.h"
 #include "tests/support/raisedError.h"
 
 namespace halvexTimekeeper {
