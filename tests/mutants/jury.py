@@ -10,8 +10,7 @@ from dataclasses import dataclass
 from pathlib import Path
 
 LIBRARY = "lib/libzuHalvexTimekeeper.so"
-UNIT_TESTS = ("zuerrTest", "zuplatTest", "zujsonlhTest", "interfacesTest", "toolsTest", "networkDevicesTest",
-              "platformDevicesTest", "timekeeperTest")
+UNIT_TESTS = ("zuerrTest", "zuplatTest", "zujsonlhTest", "interfacesTest", "sourceTest", "testsTest")
 FILE_LIMIT = 256 << 20
 MEMORY_LIMIT = 8 << 30
 PROCESS_LIMIT = 4000

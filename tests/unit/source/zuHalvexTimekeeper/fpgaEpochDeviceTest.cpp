@@ -9,7 +9,7 @@
 #include <optional>
 
 #include "tests/support/allocationCount.h"
-#include "tests/unit/zuHalvexTimekeeper/platformDevices/driverInterfaceTest.h"
+#include "tests/unit/source/zuHalvexTimekeeper/driverInterfaceTest.h"
 
 namespace halvexTimekeeper {
 namespace {

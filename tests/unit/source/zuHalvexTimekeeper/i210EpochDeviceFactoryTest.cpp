@@ -13,7 +13,7 @@
 #include "tests/support/libcHooks.h"
 #include "tests/support/processCensus.h"
 #include "tests/support/raisedError.h"
-#include "tests/unit/zuHalvexTimekeeper/networkDevices/fakeI210.h"
+#include "tests/unit/source/zuHalvexTimekeeper/fakeI210.h"
 
 namespace halvexTimekeeper {
 namespace {

@@ -10,7 +10,7 @@
 
 #include "tests/support/allocationCount.h"
 #include "tests/support/raisedError.h"
-#include "tests/unit/zuHalvexTimekeeper/networkDevices/fakeI210.h"
+#include "tests/unit/source/zuHalvexTimekeeper/fakeI210.h"
 
 namespace halvexTimekeeper::i210EpochHelpers {
 namespace {
