@@ -75,6 +75,10 @@ TEST(DocumentTexts, LinkOnlyToFilesThatExist) {
     EXPECT_GT(links, 3);
 }
 
+TEST(DocumentTexts, ShowTheFiguresThatCommandsPrinted) {
+    EXPECT_EQ(std::system(("'" + (kRoot / "docs/figures").string() + "' check").c_str()), 0);
+}
+
 /// What a picture writes as a name, floor by floor where it has floors.
 std::map<int, std::set<std::string>> namesIn(const fs::path& picture) {
     static const std::regex kMark(R"re(<!-- floor (\d) -->|class="name[^"]*"[^>]*>([^<]+)<)re");
