@@ -13,14 +13,14 @@ constexpr int kNotAligned = 1;
 constexpr int kUsageExit = 2;
 constexpr int kCannotStart = 125;
 
-int summarise(const std::string& path) {
-    std::ifstream trace(path);
+int summarise(const halvexboard::Options& options) {
+    std::ifstream trace(options.summaryOf);
     if (!trace) {
-        std::cerr << "halvexboard: cannot read " << path << '\n';
+        std::cerr << "halvexboard: cannot read " << options.summaryOf << '\n';
         return kUsageExit;
     }
-    const halvexboard::TraceSummary summary = halvexboard::summariseTrace(trace);
-    std::cout << halvexboard::formatSummary(summary);
+    const halvexboard::TraceSummary summary = halvexboard::summariseTrace(trace, {options.from, options.until});
+    std::cout << halvexboard::formatSummary(summary, options.isListed);
     return summary.isAligned() ? 0 : kNotAligned;
 }
 
@@ -29,7 +29,7 @@ int act(const halvexboard::Options& options) {
         case halvexboard::Options::Action::run:
             halvexboard::runOnBoard(options);
         case halvexboard::Options::Action::summary:
-            return summarise(options.summaryOf);
+            return summarise(options);
         default:
             std::cout << halvexboard::kUsage;
             return 0;
@@ -43,6 +43,9 @@ int main(int count, char** words) {
         return act(halvexboard::parseOptions({words + 1, words + count}));
     } catch (const halvexboard::UsageError& error) {
         std::cerr << "halvexboard: " << error.what() << "\n\n" << halvexboard::kUsage;
+        return kUsageExit;
+    } catch (const halvexboard::TraceError& error) {
+        std::cerr << "halvexboard: " << error.what() << '\n';
         return kUsageExit;
     } catch (const std::exception& error) {
         std::cerr << "halvexboard: " << error.what() << '\n';

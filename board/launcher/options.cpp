@@ -8,11 +8,12 @@ namespace halvexboard {
 
 const char* const kUsage =
     "Usage: halvexboard run [OPTION...] -- COMMAND [ARGUMENT...]\n"
-    "       halvexboard summary TRACE\n"
+    "       halvexboard summary [OPTION...] TRACE\n"
     "\n"
     "run starts COMMAND on a simulated controller; summary prints what a trace says about the clocks and exits with 1\n"
     "unless every enabled clock ended within 100 ns of the master.\n"
     "\n"
+    "Options of run:\n"
     "  --scenario FILE    the board and what happens to it: a file, or the name of a ready-made scenario (default: "
     "plain)\n"
     "  --seed N           another run of the same scenario (default: the scenario's own seed)\n"
@@ -20,7 +21,12 @@ const char* const kUsage =
     "  --console          show syslog lines, faults and events on stderr as they happen\n"
     "  --time MODE        virtual (default): time moves with the program's calls and waits; real: as on a wall clock\n"
     "  --children         programs that COMMAND starts get boards of their own instead of the real machine\n"
-    "  --help             this text\n";
+    "  --help             this text\n"
+    "\n"
+    "Options of summary:\n"
+    "  --from TEXT        begin at the log line TEXT\n"
+    "  --until TEXT       end before the next log line TEXT\n"
+    "  --list             list steps, steering, records, log lines, events and faults as they happened\n";
 
 namespace {
 
@@ -115,12 +121,27 @@ Options parseRun(Words& words) {
     return options;
 }
 
+void parseSummaryWord(const std::string& word, Words& words, Options& options) {
+    if (word == "--from")
+        options.from = words.value(word);
+    else if (word == "--until")
+        options.until = words.value(word);
+    else if (word == "--list")
+        options.isListed = true;
+    else if (word.starts_with("-"))
+        throw UsageError("unknown option " + word);
+    else if (!options.summaryOf.empty())
+        throw UsageError("summary takes one trace");
+    else
+        options.summaryOf = word;
+    words.refuseValue(word);
+}
+
 Options parseSummary(Words& words) {
     Options options;
     options.action = Options::Action::summary;
-    if (words.atEnd()) throw UsageError("summary wants a trace");
-    options.summaryOf = words.next();
-    if (!words.atEnd()) throw UsageError("summary takes one trace");
+    while (!words.atEnd()) parseSummaryWord(words.next(), words, options);
+    if (options.summaryOf.empty()) throw UsageError("summary wants a trace");
     return options;
 }
 

@@ -27,6 +27,8 @@ struct Options {
     bool children = false;
     std::vector<std::string> command;
     std::string summaryOf;
+    std::string from, until;  ///< Log lines between which summary looks; empty: begin and end of the trace.
+    bool isListed = false;    ///< The summary also lists what happened.
 };
 
 /// Throws UsageError.

@@ -1,12 +1,15 @@
-// What a trace says about the clocks: reading it back, the table, the verdict.
+// What a trace says about the clocks: reading it back, the list, the table, the verdict.
 #include "board/trace/traceSummary.h"
 
 #include <cjson/cJSON.h>
 #include <algorithm>
+#include <array>
+#include <cstdio>
 #include <istream>
 #include <memory>
 #include <sstream>
 #include <string_view>
+#include <utility>
 
 namespace halvexboard {
 
@@ -50,6 +53,7 @@ void addClocks(TraceSummary& summary, const cJSON* line, std::size_t lineNumber)
     const cJSON* const clocks = cJSON_GetObjectItemCaseSensitive(line, "clocks");
     const cJSON* clock = nullptr;
     if (cJSON_IsObject(clocks) == 0) refuse(lineNumber, "no clocks");
+    if (clocks->child != nullptr) summary.lastTimeNs = numberOf(clocks->child, "time_ns", lineNumber);
     cJSON_ArrayForEach(clock, clocks) {
         ClockSummary& known = clockNamed(summary, clock->string);
         const auto differenceNs = static_cast<std::int64_t>(numberOf(clock, "difference_ns", lineNumber));
@@ -58,19 +62,111 @@ void addClocks(TraceSummary& summary, const cJSON* line, std::size_t lineNumber)
     }
 }
 
-void addLine(TraceSummary& summary, const std::string& text, std::size_t lineNumber) {
-    const Json line(cJSON_ParseWithLength(text.c_str(), text.size()));
-    if (cJSON_IsObject(line.get()) == 0) refuse(lineNumber, "not a JSON object");
-    const cJSON* const kindMember = cJSON_GetObjectItemCaseSensitive(line.get(), "kind");
-    if (cJSON_IsString(kindMember) == 0) refuse(lineNumber, "no kind");
-    const std::string_view kind = kindMember->valuestring;
-    summary.durationNs = static_cast<std::uint64_t>(numberOf(line.get(), "raw_ns", lineNumber));
-    if (kind == "start") summary.seed = static_cast<std::uint64_t>(numberOf(line.get(), "seed", lineNumber));
-    summary.epochs += kind == "epoch" ? 1u : 0u;
-    summary.steps += kind == "step" ? 1u : 0u;
-    summary.faults += kind == "fault" ? 1u : 0u;
-    if (kind == "epoch" || kind == "truth") addClocks(summary, line.get(), lineNumber);
+struct ListedKind {
+    std::string_view kind;
+    std::vector<const char*> members;
+};
+
+const std::vector<ListedKind>& listedKinds() {
+    static const std::vector<ListedKind> kinds{
+        {"step", {"clock", "asked_ns", "by"}},
+        {"steering", {"steering_ppt"}},
+        {"status_record", {"record", "not_aligned", "reference_kind", "reference_offset", "utc_offset"}},
+        {"alignment_request", {"value"}},
+        {"phc2sys", {"state", "exit_code", "signal", "source"}},
+        {"fault", {"call", "target", "request", "error"}},
+        {"event", {"event", "target", "value"}},
+        {"syslog", {"text"}},
+        {"note", {"text"}},
+    };
+    return kinds;
 }
+
+std::string textOf(const cJSON* member) {
+    if (cJSON_IsString(member) != 0) return member->valuestring;
+    if (cJSON_IsNumber(member) != 0) return std::to_string(static_cast<std::int64_t>(member->valuedouble));
+    if (cJSON_IsNull(member) != 0) return "none";
+    return cJSON_IsTrue(member) != 0 ? "true" : "false";
+}
+
+std::string inSeconds(double ns) {
+    std::array<char, 48> text{};
+    std::snprintf(text.data(), text.size(), "%.6f s", ns / 1e9);
+    return text.data();
+}
+
+// "0.000075 s  step clock=ferrox asked_ns=-200 by=program"
+void listHappening(TraceSummary& summary, const cJSON* line, std::string_view kind) {
+    const auto& kinds = listedKinds();
+    const auto listed = std::find_if(kinds.begin(), kinds.end(), [kind](const auto& one) { return one.kind == kind; });
+    if (listed == kinds.end()) return;
+    std::string text = inSeconds(static_cast<double>(summary.durationNs)) + "  " + std::string(kind);
+    for (const char* const key : listed->members)
+        if (const cJSON* const member = cJSON_GetObjectItemCaseSensitive(line, key))
+            text += std::string(" ") + key + "=" + textOf(member);
+    summary.happenings.push_back(std::move(text));
+}
+
+class Summariser {
+public:
+    explicit Summariser(const Stretch& stretch) : stretch_(stretch), isInside_(stretch.from.empty()) {}
+
+    void add(const std::string& text) {
+        ++lineNumber_;
+        const Json line(cJSON_ParseWithLength(text.c_str(), text.size()));
+        if (cJSON_IsObject(line.get()) == 0) refuse(lineNumber_, "not a JSON object");
+        const cJSON* const kindMember = cJSON_GetObjectItemCaseSensitive(line.get(), "kind");
+        if (cJSON_IsString(kindMember) == 0) refuse(lineNumber_, "no kind");
+        const std::string_view kind = kindMember->valuestring;
+        const auto rawNs = static_cast<std::uint64_t>(numberOf(line.get(), "raw_ns", lineNumber_));
+        if (kind == "syslog") crossBorder(line.get(), rawNs);
+        if (hasEnded_) return;
+        summary_.durationNs = rawNs - beganRawNs_;
+        if (kind == "start") summary_.seed = static_cast<std::uint64_t>(numberOf(line.get(), "seed", lineNumber_));
+        summary_.hasEpoch = summary_.hasEpoch || kind == "epoch";
+        if (kind == "epoch" || kind == "truth") addTruth(line.get());
+        if (isInside_) count(line.get(), kind);
+    }
+
+    TraceSummary finish() {
+        if (!isInside_) throw TraceError("the trace has no log line \"" + stretch_.from + "\"");
+        if (!hasEnded_ && !stretch_.until.empty())
+            throw TraceError("the trace has no log line \"" + stretch_.until + "\" after \"" + stretch_.from + "\"");
+        return std::move(summary_);
+    }
+
+private:
+    void crossBorder(const cJSON* line, std::uint64_t rawNs) {
+        const std::string text = textOf(cJSON_GetObjectItemCaseSensitive(line, "text"));
+        if (!isInside_ && text == stretch_.from) {
+            isInside_ = true;
+            beganRawNs_ = rawNs;
+        } else if (isInside_ && !stretch_.until.empty() && text == stretch_.until) {
+            hasEnded_ = true;
+        }
+    }
+
+    void addTruth(const cJSON* line) {
+        if (!isInside_) summary_.clocks.clear();
+        const bool isFirst = summary_.clocks.empty();
+        addClocks(summary_, line, lineNumber_);
+        if (isFirst) summary_.firstTimeNs = summary_.lastTimeNs;
+    }
+
+    void count(const cJSON* line, std::string_view kind) {
+        summary_.epochs += kind == "epoch" ? 1U : 0U;
+        summary_.steps += kind == "step" ? 1U : 0U;
+        summary_.faults += kind == "fault" ? 1U : 0U;
+        listHappening(summary_, line, kind);
+    }
+
+    const Stretch& stretch_;
+    TraceSummary summary_;
+    std::size_t lineNumber_ = 0;
+    std::uint64_t beganRawNs_ = 0;
+    bool isInside_;
+    bool hasEnded_ = false;
+};
 
 // 1250000 as "+1 250 000 ns".
 std::string inNanoseconds(std::int64_t value) {
@@ -120,7 +216,7 @@ bool hasSlave(const TraceSummary& summary) {
 
 std::string verdictOf(const TraceSummary& summary) {
     if (summary.isAligned()) return "verdict: every enabled clock within 100 ns of the master\n";
-    if (summary.epochs == 0) return "verdict: FAILED, no epoch was ever generated\n";
+    if (!summary.hasEpoch) return "verdict: FAILED, no epoch was ever generated\n";
     if (!hasSlave(summary)) return "verdict: FAILED, no clock besides the master was ever enabled\n";
     std::string verdict = "verdict: FAILED, further than 100 ns from the master:";
     for (const ClockSummary& clock : summary.clocks)
@@ -131,25 +227,28 @@ std::string verdictOf(const TraceSummary& summary) {
 }  // namespace
 
 bool TraceSummary::isAligned() const {
-    return epochs != 0 && hasSlave(*this) && std::none_of(clocks.begin(), clocks.end(), isAway);
+    return hasEpoch && hasSlave(*this) && std::none_of(clocks.begin(), clocks.end(), isAway);
 }
 
-TraceSummary summariseTrace(std::istream& trace) {
-    TraceSummary summary;
+TraceSummary summariseTrace(std::istream& trace, const Stretch& stretch) {
+    Summariser summariser(stretch);
     std::string line;
-    for (std::size_t lineNumber = 1; std::getline(trace, line); ++lineNumber) addLine(summary, line, lineNumber);
-    return summary;
+    while (std::getline(trace, line)) summariser.add(line);
+    return summariser.finish();
 }
 
-std::string formatSummary(const TraceSummary& summary) {
+std::string formatSummary(const TraceSummary& summary, bool isListed) {
     std::vector<Row> rows{
         {"clock", "first difference", "last difference", "worst difference", "records", "at the end"}};
     for (const ClockSummary& clock : summary.clocks) rows.push_back(rowOf(clock));
     const std::uint64_t durationMs = summary.durationNs / 1000000;
     const std::string milliseconds = std::to_string(1000 + durationMs % 1000).substr(1);
     std::ostringstream text;
+    if (isListed)
+        for (const std::string& happening : summary.happenings) text << happening << '\n';
     text << "seed " << summary.seed << ", " << durationMs / 1000 << '.' << milliseconds << " s, " << summary.epochs
          << " epochs, " << summary.steps << " steps, " << summary.faults << " faults injected\n"
+         << "master from " << inSeconds(summary.firstTimeNs) << " to " << inSeconds(summary.lastTimeNs) << '\n'
          << alignColumns(rows) << verdictOf(summary);
     return text.str();
 }

@@ -55,11 +55,11 @@ bool isProjectsProgram(const std::string& word) {
 
 bool isKnownProgram(const std::string& word) {
     static const std::set<std::string> kPrograms{
-        "halvexctl", "halvexboard",     "halvexdemo", "cc",         "c++",     "gcc",  "g++",      "cmake",
-        "ctest",     "ninja",           "make",       "apt",        "apt-get", "dpkg", "dpkg-deb", "pkg-config",
-        "systemctl", "systemd-analyze", "udevadm",    "journalctl", "source",  "sudo", "strace",   "gdb",
-        "perf",      "valgrind",        "git",        "phc_ctl",    "curl",    "ls",   "cat",      "echo",
-        "abidiff",   "mandoc",          "lintian",    "python3"};
+        "halvexctl",       "halvexboard", "cc",         "c++",     "gcc",  "g++",      "cmake",      "ctest",
+        "ninja",           "make",        "apt",        "apt-get", "dpkg", "dpkg-deb", "pkg-config", "systemctl",
+        "systemd-analyze", "udevadm",     "journalctl", "source",  "sudo", "strace",   "gdb",        "perf",
+        "valgrind",        "git",         "phc_ctl",    "curl",    "ls",   "cat",      "echo",       "abidiff",
+        "mandoc",          "lintian",     "python3"};
     return kPrograms.contains(word);
 }
 

@@ -49,13 +49,13 @@ protected:
         return path;
     }
 
-    int demo(const std::string& scenario) {
+    int demo(const std::string& scenario, const std::string& bin = HALVEX_BUILD "/bin") {
         // Runs in a build folder of its own, so that its trace is nobody else's.
         const std::string build = directory_ / "build";
         EXPECT_EQ(::mkdir(build.c_str(), 0700), 0);
-        EXPECT_EQ(::symlink(HALVEX_BUILD "/bin", (build + "/bin").c_str()), 0);
+        EXPECT_EQ(::symlink(bin.c_str(), (build + "/bin").c_str()), 0);
         EXPECT_EQ(::symlink(HALVEX_BUILD "/lib", (build + "/lib").c_str()), 0);
-        ProgramRun program({HALVEXDEMO, build, "1", scenario});
+        ProgramRun program({DEMO, build, "1", scenario});
         const int exitCode = program.finish();
         told_ = program.output() + program.errors();
         return exitCode;
@@ -149,18 +149,55 @@ TEST_F(HostOnBoard, DemoNamesTheReportItMade) {
     EXPECT_NE(text.find("\"name\":\"fpga\""), std::string::npos) << "the trace's truth";
 }
 
-TEST_F(HostOnBoard, DemoFailsWhenSomethingExpectedDoesNotHappen) {
-    const std::string scenario = fileContents(DEMO_SCENARIO);
-    EXPECT_EQ(demo(scratchScenario(scenario.substr(0, scenario.find("[[fault]]")))), 1);
-    EXPECT_THAT(told_, HasSubstr("VERDICT: FAILED"));
-    EXPECT_THAT(told_, HasSubstr("[FAIL]  the FPGA's driver fails once"));
+TEST_F(HostOnBoard, DemoFailsInEveryChapterWhenNothingHappens) {
+    const std::string bin = directory_ / "bin";
+    ASSERT_EQ(::mkdir(bin.c_str(), 0700), 0);
+    ASSERT_EQ(::symlink("/bin/true", (bin + "/halvexboard").c_str()), 0);
+    ASSERT_EQ(::symlink("/bin/true", (bin + "/halvexctl").c_str()), 0);
+    EXPECT_EQ(demo("demo", bin), 1);
+    std::size_t at = 0;
+    for (int chapter = 1; chapter <= 9; ++chapter) {
+        at = told_.find("\n-- demo " + std::to_string(chapter), at);
+        ASSERT_NE(at, std::string::npos) << told_;
+        EXPECT_LT(told_.find("[FAIL]", at), told_.find("\n-- ", at + 1)) << chapter << told_;
+    }
 }
 
-TEST_F(HostOnBoard, DemoFailsWhenAClockEndsFurtherThan100NsAway) {
-    const std::string jump = "\n[[event]]\nat = \"99.5 s\"\nkind = \"jump\"\ntarget = \"fpga\"\nby = \"300 ns\"\n";
-    EXPECT_EQ(demo(scratchScenario(fileContents(DEMO_SCENARIO) + jump)), 1);
-    EXPECT_THAT(told_, HasSubstr("seen: fpga (+2")) << told_;
+struct Damage {
+    const char* name;
+    const char* from;  ///< Replaced in the demo's scenario; empty: `to` is appended.
+    const char* to;
+    const char* failure;
+};
+
+class DemoOnADamagedBoard : public HostOnBoard, public testing::WithParamInterface<Damage> {};
+
+TEST_P(DemoOnADamagedBoard, Fails) {
+    std::string scenario = fileContents(DEMO_SCENARIO);
+    const std::string from = GetParam().from;
+    const std::size_t at = from.empty() ? scenario.size() : scenario.find(from);
+    ASSERT_NE(at, std::string::npos);
+    EXPECT_EQ(demo(scratchScenario(scenario.replace(at, from.size(), GetParam().to))), 1);
+    EXPECT_THAT(told_, HasSubstr("VERDICT: FAILED"));
+    EXPECT_THAT(told_, HasSubstr(std::string("[FAIL]  ") + GetParam().failure));
 }
+
+constexpr const char* kJump = "\n[[event]]\nat = \"99.5 s\"\nkind = \"jump\"\ntarget = \"fpga\"\nby = \"300 ns\"\n";
+
+INSTANTIATE_TEST_SUITE_P(
+    Chapters, DemoOnADamagedBoard,
+    testing::Values(Damage{"NoFault", "from = \"95 s\"", "from = \"9500 s\"", "the FPGA's driver fails once"},
+                    Damage{"FpgaAway", "", kJump,
+                           "all enabled clocks end within 100 ns of the master\n          seen: verdict: FAILED, "
+                           "further than 100 ns from the master: fpga (+2"},
+                    Damage{"AnotherMaster", "offset = \"-1.25 s\"", "offset = \"-1.5 s\"", "the master is seeded once"},
+                    Damage{"AnotherCrystal", "crystal_error_ppb = 12000", "crystal_error_ppb = 9000",
+                           "before steering the host measures"},
+                    Damage{"AnotherJump", "by = \"250 us\"", "by = \"350 us\"",
+                           "it comes up with its clock about 250 us off"},
+                    Damage{"FasterCrystal", "crystal_error_ppb = 12000", "crystal_error_ppb = 13000",
+                           "after steering the host measures"}),
+    [](const auto& one) { return one.param.name; });
 
 }  // namespace
 }  // namespace halvexctl

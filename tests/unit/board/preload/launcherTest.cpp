@@ -144,6 +144,7 @@ TEST_F(Launcher, SumsUpATrace) {
     EXPECT_EQ(summary.code, 1) << "nothing was aligned in it";
     EXPECT_THAT(summary.text, HasSubstr("enp1s0"));
     EXPECT_EQ(shell(HALVEXBOARD " summary " + file("none").string()).code, 2);
+    EXPECT_EQ(shell(HALVEXBOARD " summary --from nothing " + file("trace").string()).code, 2);
 }
 
 TEST_F(Launcher, DoesWhatItsPageSays) {

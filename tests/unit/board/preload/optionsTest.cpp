@@ -21,6 +21,14 @@ TEST(Options, EndAtTheFirstPlainWordToo) {
     EXPECT_THAT(parseOptions({"run", "--time", "real", "ls", "-l", "a=b"}).command, ElementsAre("ls", "-l", "a=b"));
 }
 
+TEST(Options, OfASummaryNameItsStretch) {
+    const Options options = parseOptions({"summary", "--list", "--from=a b", "--until", "c", "trace"});
+    EXPECT_EQ(options.summaryOf, "trace");
+    EXPECT_EQ(options.from, "a b");
+    EXPECT_EQ(options.until, "c");
+    EXPECT_TRUE(options.isListed);
+}
+
 TEST(Options, ThatMakeNoSenseAreRefused) {
     EXPECT_THROW(parseOptions({}), UsageError);
     EXPECT_THROW(parseOptions({"run"}), UsageError);
@@ -33,4 +41,6 @@ TEST(Options, ThatMakeNoSenseAreRefused) {
     EXPECT_THROW(parseOptions({"run", "--colour", "ls"}), UsageError);
     EXPECT_THROW(parseOptions({"summary"}), UsageError);
     EXPECT_THROW(parseOptions({"summary", "a", "b"}), UsageError);
+    EXPECT_THROW(parseOptions({"summary", "a", "--from"}), UsageError);
+    EXPECT_THROW(parseOptions({"summary", "a", "--colour"}), UsageError);
 }

@@ -1,6 +1,7 @@
 // Summing a trace up: the table and the verdict.
 #include "board/trace/traceSummary.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sstream>
 
@@ -18,6 +19,7 @@ std::string record(const char* kind, std::uint64_t rawNs, const std::vector<Cloc
     for (const Clock& clock : clocks)
         line += std::string(line.back() == '{' ? "" : ",") + "\"" + clock.name +
                 "\":{\"difference_ns\":" + std::to_string(clock.differenceNs) +
+                ",\"time_ns\":" + std::to_string(1'000'000'000 + rawNs) +
                 ",\"enabled\":" + (clock.isEnabled ? "true" : "false") + "}";
     return line + "}}\n";
 }
@@ -103,6 +105,7 @@ TEST(TraceSummary, PrintsAlignedColumnsWithUnitsAndTheVerdictLast) {
         record("truth", 12'345'678'901, {{"ferrox", 0, true}, {"enp1s0", -41, true}, {"system", 5, false}}));
     EXPECT_EQ(formatSummary(summary),
               "seed 42, 12.345 s, 1 epochs, 0 steps, 0 faults injected\n"
+              "master from 1.000000 s to 13.345679 s\n"
               "clock    first difference  last difference   worst difference  records  at the end\n"
               "ferrox               0 ns             0 ns               0 ns        2  enabled\n"
               "enp1s0  +3 200 000 000 ns           -41 ns  +3 200 000 000 ns        2  enabled\n"
@@ -117,7 +120,70 @@ TEST(TraceSummary, NamesTheLineThatIsNoTrace) {
     EXPECT_EQ(mistakeOf("{\"kind\":\"call\"}\n"), "trace line 1: no number raw_ns");
     EXPECT_EQ(mistakeOf("{\"kind\":\"truth\",\"raw_ns\":1}\n"), "trace line 1: no clocks");
     EXPECT_EQ(mistakeOf("{\"kind\":\"truth\",\"raw_ns\":1,\"clocks\":{\"fpga\":{}}}\n"),
+              "trace line 1: no number time_ns");
+    EXPECT_EQ(mistakeOf("{\"kind\":\"truth\",\"raw_ns\":1,\"clocks\":{\"fpga\":{\"time_ns\":1}}}\n"),
               "trace line 1: no number difference_ns");
+}
+
+std::string log(std::uint64_t rawNs, const std::string& text) {
+    return "{\"raw_ns\":" + std::to_string(rawNs) + ",\"kind\":\"syslog\",\"priority\":6,\"text\":\"" + text + "\"}\n";
+}
+
+std::string step(std::uint64_t rawNs, const char* by) {
+    return "{\"raw_ns\":" + std::to_string(rawNs) +
+           ",\"kind\":\"step\",\"clock\":\"fpga\",\"asked_ns\":-200,\"by\":\"" + by + "\"}\n";
+}
+
+TraceSummary summaryOf(const std::string& trace, const Stretch& stretch) {
+    std::istringstream stream(trace);
+    return summariseTrace(stream, stretch);
+}
+
+std::string truthOf(std::uint64_t rawNs, std::int64_t fpgaNs) {
+    return record("truth", rawNs, {{"ferrox", 0, true}, {"fpga", fpgaNs, true}});
+}
+
+TEST(StretchOfATrace, HoldsWhatHappenedBetweenTwoLogLinesAndTheLastTruthBefore) {
+    const TraceSummary summary =
+        summaryOf(record("epoch", 5, {{"ferrox", 0, true}, {"fpga", 5000, true}}) + truthOf(10, 40) +
+                      step(11, "program") + log(20, "begin") + step(21, "phc2sys") + truthOf(30, 70) + log(40, "end") +
+                      truthOf(50, 900) + step(51, "program"),
+                  {"begin", "end"});
+    EXPECT_EQ(summary.steps, 1U);
+    EXPECT_EQ(summary.durationNs, 10U);
+    EXPECT_EQ(summary.clocks[1].records, 2U);
+    EXPECT_EQ(summary.clocks[1].firstNs, 40);
+    EXPECT_EQ(summary.clocks[1].lastNs, 70);
+    EXPECT_DOUBLE_EQ(summary.firstTimeNs, 1'000'000'010);
+    EXPECT_DOUBLE_EQ(summary.lastTimeNs, 1'000'000'030);
+    EXPECT_TRUE(summary.isAligned()) << "an epoch before the stretch counts";
+}
+
+TEST(StretchOfATrace, ListsWhatHappenedWithItsDelay) {
+    const std::string trace = log(1'000'000, "begin") + step(3'000'000, "program") + truthOf(3'500'000, 0) +
+                              "{\"raw_ns\":4000000,\"kind\":\"status_record\",\"record\":\"13\",\"not_aligned\":true,"
+                              "\"reference_kind\":2,\"reference_offset\":null}\n"
+                              "{\"raw_ns\":4000001,\"kind\":\"call\",\"call\":\"open\"}\n";
+    EXPECT_THAT(formatSummary(summaryOf(trace, {"begin", ""}), true),
+                testing::StartsWith("0.000000 s  syslog text=begin\n"
+                                    "0.002000 s  step clock=fpga asked_ns=-200 by=program\n"
+                                    "0.003000 s  status_record record=13 not_aligned=true reference_kind=2 "
+                                    "reference_offset=none\n"
+                                    "seed 0, 0.003 s,"));
+}
+
+TEST(StretchOfATrace, NamesTheLogLineThatIsNotThere) {
+    const auto mistake = [](const Stretch& stretch) {
+        try {
+            summaryOf(log(1, "begin") + log(2, "last"), stretch);
+        } catch (const TraceError& error) {
+            return std::string(error.what());
+        }
+        return std::string("accepted");
+    };
+    EXPECT_EQ(mistake({"begin", "last"}), "accepted");
+    EXPECT_EQ(mistake({"oops", ""}), "the trace has no log line \"oops\"");
+    EXPECT_EQ(mistake({"last", "begin"}), "the trace has no log line \"begin\" after \"last\"");
 }
 
 }  // namespace
