@@ -272,7 +272,6 @@ enum board_happening_kind {
 	BOARD_HAPPENING_ALIGNMENT_REQUEST, /* value: what requestEpochAlignment gave the FPGA */
 	BOARD_HAPPENING_PHC2SYS,           /* child */
 	BOARD_HAPPENING_SYSLOG,            /* text, value = priority */
-	BOARD_HAPPENING_NOTE,              /* text: the program's or the launcher's own remark */
 	BOARD_HAPPENING_KINDS
 };
 const char *board_happening_kind_name(enum board_happening_kind kind);
@@ -377,7 +376,6 @@ int board_present(const struct board *board, int target); /* whether its driver 
 uint64_t board_tick(struct board *board, uint64_t raw_ns);
 uint64_t board_clock_time(struct board *board, uint64_t raw_ns, int clock); /* truth, whatever drivers report */
 void board_get_truth(struct board *board, uint64_t raw_ns, struct board_truth *truth);
-void board_tell_truth(struct board *board, uint64_t raw_ns); /* a TRUTH happening now */
 
 /* ------------------------------------------------------------------------------------------- faults and costs -- */
 
@@ -390,10 +388,9 @@ int board_fault_due(struct board *board, uint64_t raw_ns, const struct board_cal
 int board_add_fault(struct board *board, const struct board_fault_config *fault);
 /* How long the call takes: ns by which virtual time moves. Never 0. */
 uint64_t board_call_cost(const struct board *board, const struct board_call *call);
-/* Reports a finished call, a syslog line or a remark to the observer. `text` need not end in a zero. */
+/* Reports a finished call or a syslog line to the observer. `text` need not end in a zero. */
 void board_tell_call(struct board *board, uint64_t raw_ns, const struct board_call *call);
 void board_tell_syslog(struct board *board, uint64_t raw_ns, int32_t priority, const char *text, uint32_t text_size);
-void board_tell_note(struct board *board, uint64_t raw_ns, const char *text, uint32_t text_size);
 
 /* Does now what a configured event would do. Returns -EINVAL for a target the event cannot have. */
 int board_do_event(struct board *board, uint64_t raw_ns, const struct board_event_config *event);
@@ -482,8 +479,6 @@ int board_driver_do(struct board *board, uint64_t raw_ns, int driver, struct boa
  * gone. */
 int board_si514_show(struct board *board, uint64_t raw_ns, char *buffer, uint32_t size);
 int board_si514_store(struct board *board, uint64_t raw_ns, const char *text, uint32_t size);
-int board_si514_steer(struct board *board, uint64_t raw_ns, int64_t ppt);
-int64_t board_si514_steering(struct board *board, uint64_t raw_ns); /* ppt */
 
 /* ----------------------------------------------------------------------------------------- system clock, phc2sys -- */
 

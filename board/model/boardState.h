@@ -10,19 +10,11 @@
 #define BOARD_NS_PER_S 1000000000LL
 #define BOARD_FIRST_PID 5000001
 
-/* Something that will happen by itself. */
-enum board_pending_kind {
-	BOARD_PENDING_FALLING_EDGE, /* mask: clocks that lose this pulse */
-	BOARD_PENDING_DELIVERY,     /* stamp reaches the queue of interface `index` */
-	BOARD_PENDING_PHC2SYS,      /* child `index` takes a sample */
-	BOARD_PENDING_EVENT,        /* configured event `index` */
-	BOARD_PENDING_SECOND,       /* the master comes to the second of stamp.time_ns */
-	BOARD_PENDING_TRUTH
-};
-
+/* Something that will happen by itself: `happen` is called at its instant with a copy of the entry, whose last three
+ * members mean what that function makes of them. */
 struct board_pending {
 	uint64_t at_ns;
-	enum board_pending_kind kind;
+	void (*happen)(struct board *board, const struct board_pending *pending);
 	uint32_t index;
 	uint32_t mask;
 	struct board_phc_event stamp;
@@ -56,6 +48,7 @@ struct board_system {
 	uint64_t maxerror_raw_ns;
 	int64_t esterror_us;
 	int32_t status;
+	uint8_t is_disciplined; /* by a living phc2sys that has its second sample */
 };
 
 /* One phc2sys, its servo included. */
@@ -104,26 +97,27 @@ enum board_stream {
 	BOARD_STREAM_PHC2SYS = 0x400
 };
 
-/* board.c */
-uint64_t board_enter(struct board *board, uint64_t raw_ns);              /* advances; gives the instant that counts */
-void board_tell(struct board *board, struct board_happening *happening); /* sequence and raw are filled in */
+/* configuration.c */
+int board_config_is_sane(const struct board_config *config);
+
+/* agenda.c */
+uint64_t board_enter(struct board *board, uint64_t raw_ns); /* advances; returns the instant that counts */
 int board_schedule(struct board *board, const struct board_pending *pending); /* 0 when there is no room */
+
+/* telling.c */
+void board_tell(struct board *board, struct board_happening *happening); /* sequence and raw are filled in */
 
 /* clocks.c: all at the present instant */
 uint64_t board_tick_now(const struct board *board);
 uint64_t board_time_now(const struct board *board, int clock);
 void board_shift(struct board *board, int clock, int64_t by_ns);
 void board_step_clock(struct board *board, int clock, int64_t asked_ns, int by_phc2sys);
-void board_truth_now(const struct board *board, struct board_truth *truth);
 void board_tell_truth_now(struct board *board, enum board_happening_kind kind);
 void board_set_rate(struct board *board); /* after crystal_ppt or steering_ppt changed */
-const struct board_clock_config *board_clock_configuration(const struct board *board, int clock);
 
 /* epoch.c */
 void board_pulse(struct board *board);
-void board_falling_edge(struct board *board, uint32_t mask);
 void board_pulse_every_second(struct board *board, int is_wanted);
-void board_second(struct board *board, uint64_t second_ns);
 
 /* phc.c */
 void board_phc_enqueue(struct board *board, uint32_t interface, const struct board_phc_event *event);
@@ -141,8 +135,6 @@ void board_system_unsynchronised(struct board *board);
 int64_t board_system_correction(const struct board *board); /* ppt */
 
 /* phc2sys.c */
-void board_phc2sys_sample(struct board *board, uint32_t index);
 void board_phc2sys_signal_all(struct board *board, int32_t signal);
-int board_system_disciplined(const struct board *board);
 
 #endif

@@ -37,7 +37,7 @@ void board_shift(struct board *board, int clock, int64_t by_ns)
 	}
 }
 
-const struct board_clock_config *board_clock_configuration(const struct board *board, int clock)
+static const struct board_clock_config *clock_configuration(const struct board *board, int clock)
 {
 	switch (clock) {
 	case BOARD_CLOCK_FERROX:
@@ -53,7 +53,7 @@ const struct board_clock_config *board_clock_configuration(const struct board *b
 
 void board_step_clock(struct board *board, int clock, int64_t asked_ns, int by_phc2sys)
 {
-	const struct board_clock_config *config = board_clock_configuration(board, clock);
+	const struct board_clock_config *config = clock_configuration(board, clock);
 	const int64_t granularity_ns = config->step_granularity_ns > 1 ? config->step_granularity_ns : 1;
 	const int64_t loss_ns =
 		config->step_loss_ns + board_random_gaussian(&board->step_random[clock], config->step_jitter_ns);
@@ -85,7 +85,7 @@ static int is_enabled(const struct board *board, int clock)
 	case BOARD_CLOCK_FPGA:
 		return board_present(board, BOARD_TARGET_FPGA) && board->fpga.running && !board->fpga.reads_zero;
 	case BOARD_CLOCK_SYSTEM:
-		return board_system_disciplined(board);
+		return board->system.is_disciplined;
 	default:
 		interface = &board->config.interfaces[clock - BOARD_CLOCK_FIRST_PHC];
 		return board_present(board, BOARD_TARGET_INTERFACE(clock - BOARD_CLOCK_FIRST_PHC)) &&
@@ -93,7 +93,7 @@ static int is_enabled(const struct board *board, int clock)
 	}
 }
 
-void board_truth_now(const struct board *board, struct board_truth *truth)
+static void truth_now(const struct board *board, struct board_truth *truth)
 {
 	int clock;
 
@@ -113,7 +113,7 @@ void board_tell_truth_now(struct board *board, enum board_happening_kind kind)
 	struct board_truth truth;
 	struct board_happening happening = { .kind = kind };
 
-	board_truth_now(board, &truth);
+	truth_now(board, &truth);
 	happening.truth = &truth;
 	board_tell(board, &happening);
 }
@@ -138,11 +138,5 @@ uint64_t board_clock_time(struct board *board, uint64_t raw_ns, int clock)
 void board_get_truth(struct board *board, uint64_t raw_ns, struct board_truth *truth)
 {
 	board_enter(board, raw_ns);
-	board_truth_now(board, truth);
-}
-
-void board_tell_truth(struct board *board, uint64_t raw_ns)
-{
-	board_enter(board, raw_ns);
-	board_tell_truth_now(board, BOARD_HAPPENING_TRUTH);
+	truth_now(board, truth);
 }

@@ -13,13 +13,18 @@ static void tell_stamp(struct board *board, int clock, uint32_t channel, int fal
 	board_tell(board, &happening);
 }
 
+static void arrive(struct board *board, const struct board_pending *pending)
+{
+	board_phc_enqueue(board, pending->index, &pending->stamp);
+}
+
 /* The event follows its edge after the interrupt's latency; an edge that comes while an interrupt is still on its way
  * is handled by that one, so events never overtake each other. */
 static void deliver(struct board *board, uint32_t interface, uint32_t channel)
 {
 	struct board_phc *phc = &board->phcs[interface];
 	const struct board_interface_config *config = &board->config.interfaces[interface];
-	struct board_pending pending = { 0, BOARD_PENDING_DELIVERY, interface, 0, { 0, 0, 0 } };
+	struct board_pending pending = { .happen = arrive, .index = interface };
 
 	pending.at_ns = board->raw_ns + config->interrupt_latency_ns +
 		board_random_below(&phc->latency_random, config->interrupt_jitter_ns + 1);
@@ -93,9 +98,14 @@ static void stamp_fpga(struct board *board, int lost)
 		board->fpga.last_epoch_ns = board_time_now(board, BOARD_CLOCK_FPGA);
 }
 
+static void falling_edge(struct board *board, const struct board_pending *pending)
+{
+	edge(board, 1, pending->mask);
+}
+
 void board_pulse(struct board *board)
 {
-	struct board_pending falling = { 0, BOARD_PENDING_FALLING_EDGE, 0, 0, { 0, 0, 0 } };
+	struct board_pending falling = { .happen = falling_edge };
 	const uint32_t lost_mask = losers(board);
 
 	board->ferrox_epoch_ns = board_time_now(board, BOARD_CLOCK_FERROX);
@@ -107,19 +117,16 @@ void board_pulse(struct board *board)
 	(void)board_schedule(board, &falling);
 }
 
-void board_falling_edge(struct board *board, uint32_t mask)
-{
-	edge(board, 1, mask);
-}
-
 /* The rate may change and the master may be stepped while a second is awaited. So all but a thousandth of the way is
  * waited, and the rest again, until it is short: no change of rate puts a pulse off by more than the rounding of a
  * clock. A step may cost the pulse that was awaited. */
 #define SHORT_WAY_NS 1000
 
+static void second(struct board *board, const struct board_pending *pending);
+
 static void await_second(struct board *board, uint64_t second_ns)
 {
-	struct board_pending next = { 0, BOARD_PENDING_SECOND, 0, 0, { 0, 0, 0 } };
+	struct board_pending next = { .happen = second };
 	const uint64_t way_ns = second_ns - board_time_now(board, BOARD_CLOCK_FERROX);
 
 	next.at_ns = board->raw_ns + way_ns - (way_ns > SHORT_WAY_NS ? way_ns / SHORT_WAY_NS : 0);
@@ -134,8 +141,9 @@ static uint64_t next_second(const struct board *board)
 	return now_ns - now_ns % (uint64_t)BOARD_NS_PER_S + (uint64_t)BOARD_NS_PER_S;
 }
 
-void board_second(struct board *board, uint64_t second_ns)
+static void second(struct board *board, const struct board_pending *pending)
 {
+	const uint64_t second_ns = pending->stamp.time_ns;
 	const int64_t way_ns = (int64_t)(second_ns - board_time_now(board, BOARD_CLOCK_FERROX));
 	const int is_stepped = way_ns > BOARD_NS_PER_S || way_ns < -SHORT_WAY_NS;
 

@@ -73,8 +73,7 @@ static const char *const happenings[BOARD_HAPPENING_KINDS] = { [BOARD_HAPPENING_
 							       [BOARD_HAPPENING_ALIGNMENT_REQUEST] =
 								       "alignment_request",
 							       [BOARD_HAPPENING_PHC2SYS] = "phc2sys",
-							       [BOARD_HAPPENING_SYSLOG] = "syslog",
-							       [BOARD_HAPPENING_NOTE] = "note" };
+							       [BOARD_HAPPENING_SYSLOG] = "syslog" };
 
 static const struct {
 	uint32_t request;

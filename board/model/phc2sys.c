@@ -73,6 +73,17 @@ static void tell_child(struct board *board, const struct board_child *child)
 	board_tell(board, &happening);
 }
 
+static int is_disciplined(const struct board *board)
+{
+	uint32_t index;
+
+	for (index = 0; index < BOARD_MAX_CHILDREN; ++index)
+		if (board->processes[index].child.state == BOARD_CHILD_RUNNING &&
+		    board->processes[index].sample_count == LOCKED)
+			return 1;
+	return 0;
+}
+
 static void end_child(struct board *board, struct board_process *process, enum board_child_state state, int32_t status)
 {
 	if (process->child.state != BOARD_CHILD_RUNNING)
@@ -81,6 +92,7 @@ static void end_child(struct board *board, struct board_process *process, enum b
 		board_tell_truth_now(board, BOARD_HAPPENING_TRUTH);
 	process->child.state = state;
 	process->child.status = status;
+	board->system.is_disciplined = (uint8_t)is_disciplined(board);
 	tell_child(board, &process->child);
 }
 
@@ -104,9 +116,11 @@ static int has_phc(const struct board *board, int interface)
 		board_present(board, BOARD_TARGET_INTERFACE(interface));
 }
 
+static void sample(struct board *board, const struct board_pending *pending);
+
 static void schedule_sample(struct board *board, uint32_t index)
 {
-	struct board_pending pending = { 0, BOARD_PENDING_PHC2SYS, index, 0, { 0, 0, 0 } };
+	struct board_pending pending = { .happen = sample, .index = index };
 
 	pending.at_ns = board->raw_ns + board->config.phc2sys.interval_ns;
 	pending.mask = (uint32_t)board->processes[index].child.pid;
@@ -238,17 +252,6 @@ int board_child_get(const struct board *board, int32_t pid, struct board_child *
 
 /* ------------------------------------------------------------------------------------------------------- servo -- */
 
-int board_system_disciplined(const struct board *board)
-{
-	uint32_t index;
-
-	for (index = 0; index < BOARD_MAX_CHILDREN; ++index)
-		if (board->processes[index].child.state == BOARD_CHILD_RUNNING &&
-		    board->processes[index].sample_count == LOCKED)
-			return 1;
-	return 0;
-}
-
 static int64_t limited(int64_t value, int64_t limit)
 {
 	return value > limit ? limit : value < -limit ? -limit : value;
@@ -276,6 +279,7 @@ static void take_second_sample(struct board *board, struct board_process *proces
 		board_system_synchronised(board);
 	}
 	process->sample_count = LOCKED;
+	board->system.is_disciplined = 1;
 }
 
 static void take_later_sample(struct board *board, struct board_process *process, int64_t offset_ns)
@@ -293,15 +297,15 @@ static void take_later_sample(struct board *board, struct board_process *process
 	board_system_synchronised(board);
 }
 
-void board_phc2sys_sample(struct board *board, uint32_t index)
+static void sample(struct board *board, const struct board_pending *pending)
 {
-	struct board_process *process = &board->processes[index];
+	struct board_process *process = &board->processes[pending->index];
 	const uint64_t local_ns = board_time_now(board, BOARD_CLOCK_SYSTEM);
 	int64_t offset_ns;
 
-	if (process->child.state != BOARD_CHILD_RUNNING)
-		return;
-	schedule_sample(board, index);
+	if (process->child.state != BOARD_CHILD_RUNNING || (uint32_t)process->child.pid != pending->mask)
+		return; /* it ended, and its place may be another's */
+	schedule_sample(board, pending->index);
 	if (!has_phc(board, process->child.source))
 		return; /* nothing to read: this sample is skipped */
 	offset_ns = (int64_t)(local_ns - board_time_now(board, BOARD_CLOCK_PHC(process->child.source)) +

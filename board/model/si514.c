@@ -19,15 +19,12 @@ static int64_t quantised(const struct board *board, int64_t ppt)
 	return step_ppt <= 1 ? ppt : (ppt + half_ppt) / step_ppt * step_ppt;
 }
 
-int board_si514_steer(struct board *board, uint64_t raw_ns, int64_t ppt)
+static int steer(struct board *board, int64_t ppt)
 {
 	struct board_happening happening = { .kind = BOARD_HAPPENING_STEERING };
 	char text[40];
 	uint32_t size;
 
-	board_enter(board, raw_ns);
-	if (!board_present(board, BOARD_TARGET_SI514))
-		return -ENODEV;
 	if (ppt > board->config.si514_max_ppt || ppt < -board->config.si514_max_ppt)
 		return -EINVAL;
 	board->steering_ppt = quantised(board, ppt);
@@ -54,7 +51,7 @@ int board_si514_store(struct board *board, uint64_t raw_ns, const char *text, ui
 		return -EINVAL;
 	if (used != size && !(used + 1 == size && text[used] == '\n'))
 		return -EINVAL;
-	error = board_si514_steer(board, board->raw_ns, ppt);
+	error = steer(board, ppt);
 	return error != 0 ? error : (int)size;
 }
 
@@ -68,10 +65,4 @@ int board_si514_show(struct board *board, uint64_t raw_ns, char *buffer, uint32_
 		return -ENODEV;
 	memcpy(buffer, board->si514_text, length);
 	return (int)length;
-}
-
-int64_t board_si514_steering(struct board *board, uint64_t raw_ns)
-{
-	board_enter(board, raw_ns);
-	return board->steering_ppt;
 }

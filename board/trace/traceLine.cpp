@@ -130,7 +130,7 @@ void addStart(JsonLine& line, const board& theBoard) {
 }
 
 void addText(JsonLine& line, const board_happening& happening) {
-    if (happening.kind == BOARD_HAPPENING_SYSLOG) line.number("priority", happening.value);
+    line.number("priority", happening.value);
     line.text("text", std::string_view(happening.text, happening.text_size));
 }
 
@@ -166,7 +166,6 @@ void addMembers(JsonLine& line, const board& theBoard, const board_happening& ha
         case BOARD_HAPPENING_PHC2SYS:
             return addChild(line, theBoard, *happening.child);
         case BOARD_HAPPENING_SYSLOG:
-        case BOARD_HAPPENING_NOTE:
             return addText(line, happening);
         case BOARD_HAPPENING_KINDS:
             return;

@@ -113,8 +113,6 @@ public:
             child(line);
         } else if (kind == "steering") {
             steer(line.at("steering_ppt").get<double>() / kPptPerPpb);
-        } else if (kind == "note") {
-            mark(Lane::events, Level::info, line.at("text"), "");
         } else if (kind == "start") {
             start(line);
         }

@@ -3,6 +3,10 @@
 
 #include "board/wire/driver.h"
 
+extern "C" {
+#include "board/model/decimal.h"
+}
+
 namespace halvexboard {
 
 BoardFixture::BoardFixture() { board_config_defaults(&config); }
@@ -68,6 +72,12 @@ board_driver_call BoardFixture::driverCall(std::uint64_t rawNs, int driver, std:
 std::uint64_t BoardFixture::generateEpoch(std::uint64_t rawNs) {
     driverCall(rawNs, BOARD_TARGET_FERROX, BOARD_WIRE_FERROX_GENERATE_EPOCH_SIGNAL);
     return driverCall(rawNs, BOARD_TARGET_FERROX, BOARD_WIRE_FERROX_GET_EPOCH_TIMESTAMP).result;
+}
+
+void BoardFixture::steer(std::uint64_t rawNs, std::int64_t ppt) {
+    char text[32];
+    const std::uint32_t size = board_decimal_write(text, sizeof text, 3, ppt);
+    ASSERT_EQ(board_si514_store(on(), rawNs, text, size), static_cast<int>(size));
 }
 
 int BoardFixture::event(std::uint64_t rawNs, board_event_kind kind, int target, std::int64_t value) {

@@ -44,6 +44,7 @@ protected:
     int arm(std::uint64_t rawNs, int interface);       ///< Pin 0 to external time stamps, stamping on; first error.
     std::uint64_t generateEpoch(std::uint64_t rawNs);  ///< The master's time of it.
     board_driver_call driverCall(std::uint64_t rawNs, int driver, std::uint32_t request, std::uint64_t argument = 0);
+    void steer(std::uint64_t rawNs, std::int64_t ppt);  ///< Through the oscillator's attribute.
     int event(std::uint64_t rawNs, board_event_kind kind, int target, std::int64_t value = 0);
 
     board_config config;

@@ -42,7 +42,7 @@ TEST_F(Clocks, FollowHourlySteeringExactlyOverAYear) {
     std::int64_t expectedNs = 0;
     for (std::uint64_t hour = 0; hour < 24 * 365; ++hour) {
         const std::int64_t steeringPpb = static_cast<std::int64_t>(hour * 37 % 124'001) - 62'000;
-        ASSERT_EQ(board_si514_steer(on(), hour * kHourNs, steeringPpb * 1000), 0);
+        steer(hour * kHourNs, steeringPpb * 1000);
         expectedNs += static_cast<std::int64_t>(kHourNs) + (12'000 + steeringPpb) * 3600;
     }
     EXPECT_EQ(board_tick(on(), kYearNs), static_cast<std::uint64_t>(expectedNs));
@@ -55,7 +55,7 @@ TEST_F(Clocks, KeepTheirDifferencesWhateverTheOscillatorDoes) {
     config.crystal_error_ppt = -33'333'333;
     on();
     for (std::uint64_t step = 1; step < 500; ++step) {
-        board_si514_steer(on(), step * 77'777'777, static_cast<std::int64_t>(step % 9) * 7'123'457 - 30'000'000);
+        steer(step * 77'777'777, static_cast<std::int64_t>(step % 9) * 7'123'457 - 30'000'000);
         ASSERT_EQ(difference(step * 77'777'777 + 5, BOARD_CLOCK_PHC(0)), 777);
         ASSERT_EQ(difference(step * 77'777'777 + 6, BOARD_CLOCK_FPGA), -5);
     }

@@ -79,14 +79,12 @@ TEST_F(Life, SequenceNumbersHaveNoGaps) {
 
 TEST_F(Life, TextsAndCallsReachTheObserver) {
     board_tell_syslog(on(), kS, 6, "hello, world", 5);
-    board_tell_note(on(), kS, "note", 4);
     board_call call{};
     call.kind = BOARD_CALL_READ;
     call.target = BOARD_TARGET_SI514;
     board_tell_call(on(), kS, &call);
     EXPECT_EQ(of(BOARD_HAPPENING_SYSLOG).at(0).text, "hello");
     EXPECT_EQ(of(BOARD_HAPPENING_SYSLOG).at(0).happening.value, 6);
-    EXPECT_EQ(of(BOARD_HAPPENING_NOTE).at(0).text, "note");
     EXPECT_EQ(of(BOARD_HAPPENING_CALL).at(0).happening.target, BOARD_TARGET_SI514);
 }
 
@@ -94,7 +92,7 @@ TEST_F(Life, RunsWithoutAnObserver) {
     auto storage = std::make_unique<std::uint64_t[]>(board_size() / 8 + 1);
     board* const quiet = board_init(storage.get(), &config, nullptr, nullptr);
     ASSERT_NE(quiet, nullptr);
-    board_tell_note(quiet, kS, "x", 1);
+    board_tell_syslog(quiet, kS, 6, "x", 1);
     EXPECT_EQ(board_raw(quiet), kS);
 }
 

@@ -123,8 +123,7 @@ TEST_F(Files, OfTheOscillatorSteerIt) {
     ASSERT_EQ(lseek(fd, 0, SEEK_SET), 0);
     EXPECT_GT(read(fd, buffer, sizeof buffer), 0);
     EXPECT_EQ(std::string(buffer), "-1250\n");
-    board_->withModel(
-        [](board& model, std::uint64_t rawNs) { EXPECT_EQ(board_si514_steering(&model, rawNs), -1'250'000); });
+    EXPECT_THAT(board_->traceText(), testing::HasSubstr("\"steering_ppt\":-1250000"));
 }
 
 TEST_F(Files, OfTheOscillatorMayBePrintedIntoThroughStdio) {

@@ -93,7 +93,8 @@ TEST_F(TraceLine, OfTheStart) {
 
 TEST_F(TraceLine, OfTheTruth) {
     config.interfaces[0].clock.offset_ns = -250;
-    board_tell_truth(on(), 7);
+    config.truth_interval_ns = 7;
+    board_advance(on(), 7);
     EXPECT_EQ(lastOf("truth"),
               "{\"seq\":2,\"raw_ns\":7,\"kind\":\"truth\",\"tick_ns\":7,\"clocks\":{"
               "\"ferrox\":{\"difference_ns\":0,\"time_ns\":1007,\"enabled\":true},"
@@ -175,7 +176,7 @@ TEST_F(TraceLine, OfAnEvent) {
 }
 
 TEST_F(TraceLine, OfSteering) {
-    ASSERT_EQ(board_si514_steer(on(), 3, -12'500), 0);
+    ASSERT_EQ(board_si514_store(on(), 3, "-12.5", 5), 5);
     EXPECT_EQ(lastOf("steering"), "{\"seq\":2,\"raw_ns\":3,\"kind\":\"steering\",\"steering_ppt\":-12500}\n");
 }
 
@@ -220,9 +221,9 @@ TEST_F(TraceLine, OfTextsCutToWhatALineHolds) {
     EXPECT_EQ(lastOf("syslog"),
               "{\"seq\":2,\"raw_ns\":3,\"kind\":\"syslog\",\"priority\":6,\"text\":\"50% \\\"ready\\\"\\u000a\"}\n");
     const std::string large(20'000, 'x');
-    board_tell_note(on(), 3, large.data(), 20'000);
-    ASSERT_GT(lastOf("note").size(), 8000U);
-    EXPECT_EQ(lastOf("note").substr(lastOf("note").size() - 3), "\"}\n");
+    board_tell_syslog(on(), 3, 6, large.data(), 20'000);
+    ASSERT_GT(lastOf("syslog").size(), 8000U);
+    EXPECT_EQ(lastOf("syslog").substr(lastOf("syslog").size() - 3), "\"}\n");
 }
 
 TEST_F(TraceLine, EveryKindIsWholeJsonAndAllocatesNothing) {
@@ -230,9 +231,9 @@ TEST_F(TraceLine, EveryKindIsWholeJsonAndAllocatesNothing) {
     for (int interface = 1; interface < BOARD_MAX_INTERFACES; ++interface)
         board_interface_defaults(&config.interfaces[interface], ("longestname-e" + std::to_string(interface)).c_str(),
                                  interface);
-    board_tell_truth(on(), 7);
+    config.truth_interval_ns = 7;
+    board_advance(on(), 7);
     ferrox(BOARD_WIRE_FERROX_GENERATE_EPOCH_SIGNAL);
-    board_tell_note(on(), 3, "n", 1);
     for (const std::string& line : lines) {
         cJSON* const parsed = cJSON_ParseWithLength(line.data(), line.size());
         EXPECT_TRUE(cJSON_IsObject(parsed)) << line;

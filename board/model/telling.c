@@ -1,0 +1,32 @@
+/* Notifying the observer of what happened. */
+#include "board/model/boardState.h"
+
+void board_tell(struct board *board, struct board_happening *happening)
+{
+	happening->where = board;
+	happening->sequence = board->sequence++;
+	happening->raw_ns = board->raw_ns;
+	if (board->observer != NULL)
+		board->observer(board->context, happening);
+}
+
+void board_tell_call(struct board *board, uint64_t raw_ns, const struct board_call *call)
+{
+	struct board_happening happening = { .kind = BOARD_HAPPENING_CALL };
+
+	board_enter(board, raw_ns);
+	happening.target = call->target;
+	happening.call = call;
+	board_tell(board, &happening);
+}
+
+void board_tell_syslog(struct board *board, uint64_t raw_ns, int32_t priority, const char *text, uint32_t text_size)
+{
+	struct board_happening happening = { .kind = BOARD_HAPPENING_SYSLOG };
+
+	board_enter(board, raw_ns);
+	happening.value = priority;
+	happening.text = text;
+	happening.text_size = text_size;
+	board_tell(board, &happening);
+}
