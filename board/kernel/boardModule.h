@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: GPL-2.0 */
-/* What the files of the board's kernel module share: the one board, its lock and its time. */
+/* What the files of the board's kernel module share. */
 #ifndef HALVEX_BOARD_KERNEL_BOARDMODULE_H
 #define HALVEX_BOARD_KERNEL_BOARDMODULE_H
 
@@ -23,17 +23,19 @@ struct hx_interface {
 };
 
 /*
- * boardModule.c: the board. hx_lock() takes the one lock and returns the present instant; the board may be switched off
+ * boardCore.c: the board. hx_lock() takes the one lock and returns the present instant; the board may be switched off
  * (NULL) then. hx_unlock() arms the timer for what the board will do next by itself.
  */
 struct board *hx_lock(unsigned long *flags, u64 *raw_ns);
 void hx_unlock(unsigned long flags);
-u64 hx_raw_of(u64 kernel_raw_ns); /* instant of a reading of CLOCK_MONOTONIC_RAW */
-u64 hx_start_raw_ns(void);
+u64 hx_raw_of(u64 kernel_raw_ns);     /* instant of a reading of CLOCK_MONOTONIC_RAW */
 extern struct board_config hx_config; /* of the next board; only changed while it is off */
 bool hx_is_on(void);
-int hx_switch_on(void);
-void hx_switch_off(void);
+int hx_board_start(board_observer observer);                 /* a board of hx_config; its devices are there already */
+void hx_board_end(void);                                     /* the timer is over when it returns */
+void hx_stamps_go_to(int position, struct ptp_clock *clock); /* while the board is off; NULL: nowhere */
+int hx_core_create(void);
+void hx_core_destroy(void);
 
 /*
  * Asks the board whether this call is to fail, with the lock held. 0: it goes on; else a negative errno. A delay is
@@ -71,6 +73,10 @@ void hx_journal_destroy(void);
 void hx_journal_clear(void);
 void hx_journal_observe(void *context, const struct board_happening *happening);
 void hx_journal_mute(bool is_muted);
+
+/* boardSwitch.c */
+int hx_switch_on(void);
+void hx_switch_off(void);
 
 /* boardControl.c */
 int hx_control_create(struct proc_dir_entry *directory);

@@ -189,12 +189,15 @@ int hx_clock_create(struct hx_interface *interface)
 		return error;
 	}
 	hx_config.interfaces[interface->position].phc_index = ptp_clock_index(interface->clock);
+	hx_stamps_go_to(interface->position, interface->clock);
 	return 0;
 }
 
 void hx_clock_destroy(struct hx_interface *interface)
 {
-	if (interface->clock)
-		ptp_clock_unregister(interface->clock);
+	if (!interface->clock)
+		return;
+	hx_stamps_go_to(interface->position, NULL);
+	ptp_clock_unregister(interface->clock);
 	interface->clock = NULL;
 }
