@@ -32,7 +32,7 @@ fs::path firstExisting(const std::vector<fs::path>& candidates) {
 
 fs::path findLibrary() {
     const fs::path here = ownDirectory();
-    const fs::path found =
+    fs::path found =
         firstExisting({here / kLibrary, here / "../lib" / kLibrary, here / "../lib/halvexboard" / kLibrary});
     if (found.empty())
         throw std::runtime_error(std::string(kLibrary) +
@@ -48,7 +48,7 @@ fs::path findScenario(const std::string& wanted) {
     if (!wanted.empty()) candidates.emplace_back(wanted);
     if (name.find('/') == std::string::npos)
         candidates.push_back(ownDirectory() / "../share/halvexboard/scenarios" / file);
-    const fs::path found = firstExisting(candidates);
+    fs::path found = firstExisting(candidates);
     if (found.empty()) throw std::runtime_error("there is no scenario " + name);
     return found;
 }

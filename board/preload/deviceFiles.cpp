@@ -138,10 +138,8 @@ ssize_t writeFile(OpenFile& file, const void* buffer, std::size_t size) noexcept
         call.fail(EBADF);
     else if (call.isFaulted())
         return call.finish();
-    else if (board_present(model(), file.node->target) == 0)
-        call.fail(ENODEV);
-    else if (file.node->kind == NodeKind::writeOnly)
-        call.fail(ENODEV);  // no such device to bind
+    else if (board_present(model(), file.node->target) == 0 || file.node->kind == NodeKind::writeOnly)
+        call.fail(ENODEV);  // also: no such device to bind
     else if (file.node->kind != NodeKind::ppbOffset)
         call.fail(EINVAL);
     else if (call.shortCount() >= 0)

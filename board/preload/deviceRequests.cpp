@@ -83,7 +83,7 @@ int sampleOffsets(DeviceCall& call, int interface, void* argument, bool extended
     board_wire_ptp_sys_offset plain{};
     board_wire_ptp_sys_offset_extended brackets{};
     std::uint64_t rawNs = call.rawNs();
-    for (std::uint32_t i = 0; i < samples; ++i) {
+    for (std::size_t i = 0; i < samples; ++i) {
         std::uint64_t phcNs = 0;
         const std::uint64_t beforeNs = board_system_get_time(model(), rawNs);
         const int result = board_phc_get_time(model(), rawNs + kRegisterReadNs / 2, interface, &phcNs);

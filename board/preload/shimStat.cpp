@@ -220,7 +220,8 @@ HALVEXBOARD_SHIM char* realpath(const char* path, char* resolved) noexcept {
     if (isForeign(path, answer)) return real_realpath(path, resolved);
     if (answer.what != PathClass::present) return nullptr;
     if (resolved == nullptr) return strdup(answer.node->path);
-    return std::strcpy(resolved, answer.node->path);
+    std::memcpy(resolved, answer.node->path, std::strlen(answer.node->path) + 1);
+    return resolved;
 }
 
 HALVEXBOARD_SHIM ssize_t getxattr(const char* path, const char* name, void* value, size_t size) noexcept {

@@ -13,7 +13,7 @@ namespace halvexboard {
 
 namespace {
 
-constexpr std::size_t kBufferSize = 256 * 1024;
+constexpr std::size_t kBufferSize = std::size_t{256} * 1024;
 
 struct TraceFile {
     int fd = -1;

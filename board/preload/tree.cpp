@@ -12,7 +12,7 @@ namespace halvexboard {
 namespace {
 
 constexpr std::size_t kMaxNodes = 256;
-constexpr std::size_t kTextRoom = 48 * 1024;
+constexpr std::size_t kTextRoom = std::size_t{48} * 1024;
 
 struct Tree {
     Node nodes[kMaxNodes];
