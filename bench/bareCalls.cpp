@@ -20,6 +20,8 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <stdexcept>
+
 #include "board/wire/driver.h"
 
 namespace halvexbench {
@@ -173,6 +175,12 @@ void BareController::close() {
     ::close(ferrox);
 }
 
+void bareLock() {
+    static pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+    pthread_mutex_lock(&mutex);
+    pthread_mutex_unlock(&mutex);
+}
+
 std::uint64_t bareGetTime(int ferrox) { return callDriver(ferrox, BOARD_WIRE_FERROX_GET_TIME); }
 
 long bareGetCorrection(int ppbOffset) {
@@ -213,21 +221,21 @@ long bareSetCorrectionWithLocked(int ppbOffset) {
     return result;
 }
 
+void lockFor15Ms(pthread_mutex_t& mutex) {
+    timespec until;
+    clock_gettime(CLOCK_MONOTONIC, &until);
+    until.tv_nsec += 15'000'000;
+    pthread_mutex_clocklock(&mutex, CLOCK_MONOTONIC, &until);
+}
+
 void bareSnapTime(BareController& controller) {
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    now.tv_nsec += 15'000'000;
-    pthread_mutex_clocklock(&controller.lock, CLOCK_MONOTONIC, &now);
+    lockFor15Ms(controller.lock);
+    if (controller.alignment.valid()) controller.alignment.get();
     callDriver(controller.ferrox, BOARD_WIRE_FERROX_ADJUST_TIME, 0);
+    timespec now;
     clock_gettime(CLOCK_REALTIME, &now);
     clock_settime(CLOCK_REALTIME, &now);
-    pthread_t thread;
-    const auto alignInThread = [](void* argument) -> void* {
-        bareAlignment(*static_cast<BareController*>(argument));
-        return nullptr;
-    };
-    pthread_create(&thread, nullptr, alignInThread, &controller);
-    pthread_detach(thread);
+    controller.alignment = std::async(std::launch::async, [&controller] { bareAlignment(controller); });
     pthread_mutex_unlock(&controller.lock);
 }
 
@@ -314,23 +322,35 @@ void resetFpga(BareController& controller) {
     callDriver(controller.fpga, BOARD_WIRE_FPGA_REQUEST_EPOCH_ALIGNMENT, 4'000'000'000);
 }
 
-struct Waiting {
-    pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
-    pthread_cond_t condition = PTHREAD_COND_INITIALIZER;
-    bool isWoken = false;
-    BareController* controller = nullptr;
-};
-
-void* waitAndService(void* argument) {
-    auto& waiting = *static_cast<Waiting*>(argument);
+/// False when the life is over.
+bool waitForNextPass(BareLife& life) {
     timespec deadline;
     clock_gettime(CLOCK_REALTIME, &deadline);
     deadline.tv_sec += 2;
-    pthread_mutex_lock(&waiting.mutex);
-    while (!waiting.isWoken) pthread_cond_timedwait(&waiting.condition, &waiting.mutex, &deadline);
-    pthread_mutex_unlock(&waiting.mutex);
-    bareServicePass(*waiting.controller);
+    pthread_mutex_lock(&life.mutex);
+    for (int error = 0; !life.isWoken && error == 0;)
+        error = pthread_cond_timedwait(&life.condition, &life.mutex, &deadline);
+    life.isWoken = false;
+    const bool isRunning = life.isRunning;
+    pthread_mutex_unlock(&life.mutex);
+    return isRunning;
+}
+
+void* waitAndService(void* argument) {
+    auto& life = *static_cast<BareLife*>(argument);
+    for (bool isRunning = true; isRunning;) {
+        isRunning = waitForNextPass(life);
+        bareServicePass(life.controller);
+    }
     return nullptr;
+}
+
+void wake(BareLife& life, bool isRunning) {
+    pthread_mutex_lock(&life.mutex);
+    life.isWoken = true;
+    life.isRunning = isRunning;
+    pthread_cond_signal(&life.condition);
+    pthread_mutex_unlock(&life.mutex);
 }
 
 void seedMaster(BareController& controller) {
@@ -343,33 +363,47 @@ void seedMaster(BareController& controller) {
 
 }  // namespace
 
-void bareLife() {
-    BareController controller;
+void bareInitialize(BareLife& life) {
+    BareController& controller = life.controller;
     findInterfaces(controller);
     controller.fpga = openDriver(kFpgaPattern);
     resetFpga(controller);
     controller.ferrox = openDriver(kFerroxPattern);
-    pid_t child = 0;
     char name[] = "phc2sys";
     char* const arguments[] = {name, nullptr};
-    posix_spawn(&child, name, nullptr, nullptr, arguments, environ);
+    posix_spawn(&life.child, name, nullptr, nullptr, arguments, environ);
     openOscillator(controller);
     seedMaster(controller);
     bareAlignment(controller);
-    Waiting waiting;
-    waiting.controller = &controller;
-    pthread_t thread;
-    pthread_create(&thread, nullptr, waitAndService, &waiting);
+    pthread_create(&life.thread, nullptr, waitAndService, &life);
+}
 
-    pthread_mutex_lock(&waiting.mutex);
-    waiting.isWoken = true;
-    pthread_cond_signal(&waiting.condition);
-    pthread_mutex_unlock(&waiting.mutex);
-    pthread_join(thread, nullptr);
-    kill(child, SIGKILL);
-    resetFpga(controller);
-    for (int phc = 0; phc < controller.phcCount; ++phc) setPin(controller.phcs[phc], PTP_PF_NONE);
-    controller.close();
+void bareApplyMetaData(BareLife& life) {
+    lockFor15Ms(life.controller.lock);
+    pthread_mutex_unlock(&life.controller.lock);
+    wake(life, true);
+}
+
+void bareFinalize(BareLife& life) {
+    wake(life, false);
+    pthread_join(life.thread, nullptr);
+    kill(life.child, SIGKILL);
+    resetFpga(life.controller);
+    for (int phc = 0; phc < life.controller.phcCount; ++phc) setPin(life.controller.phcs[phc], PTP_PF_NONE);
+    life.controller.close();
+}
+
+void bareError(const char* message) {
+    char json[512];
+    try {
+        throw std::runtime_error(message);
+    } catch (const std::exception& error) {
+        snprintf(json, sizeof json,
+                 R"({"error_constant":"%s","file":"%s","line":%d,"component":"%s",)"
+                 R"("zuhalvexTimekeeper_debug":{"errorInfo":"%s"}})",
+                 "zuplaterr_invalidParameter", "si514FreqSteeringDevice", 75, "halvexTimekeeper", error.what());
+    }
+    asm volatile("" : : "r"(json) : "memory");
 }
 
 }  // namespace halvexbench

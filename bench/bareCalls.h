@@ -2,8 +2,10 @@
 #pragma once
 
 #include <pthread.h>
+#include <sys/types.h>
 
 #include <cstdint>
+#include <future>
 
 namespace halvexbench {
 
@@ -19,6 +21,7 @@ struct BareController {
     bool hasFpga = true;
     std::int64_t lastFpgaEpoch = 0;
     pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER;
+    std::future<void> alignment;
 
     void open(int phcCount, bool hasFpga);
     void close();
@@ -27,6 +30,8 @@ struct BareController {
 /// The name of interface `phc`: "enp1s0" for 0.
 void interfaceName(int phc, char (&name)[16]);
 
+/// What every call takes once before its own work.
+void bareLock();
 std::uint64_t bareGetTime(int ferrox);
 long bareGetCorrection(int ppbOffset);
 [[gnu::noinline]] long bareSetCorrection(int ppbOffset);
@@ -34,11 +39,26 @@ long bareGetCorrection(int ppbOffset);
 inline constexpr int kExtraFrames = 4;
 long bareSetCorrectionInFrames(int ppbOffset);
 long bareSetCorrectionWithLocked(int ppbOffset);
-/// The lock, the step of both clocks, and a thread that does nothing.
+/// The lock, the step of both clocks, and the start of an alignment in the background.
 void bareSnapTime(BareController& controller);
 void bareAlignment(BareController& controller);
 void bareServicePass(BareController& controller);
-/// A whole life: everything found, opened, aligned, one pass of a thread, and closed again.
-void bareLife();
+/// An exception with this text thrown and caught, and the JSON object of an error with it.
+void bareError(const char* message);
+
+/// A whole life: everything found, opened and aligned, a thread that makes a pass every 2 s and when it is woken, and
+/// all closed again.
+struct BareLife {
+    BareController controller;
+    pid_t child = 0;
+    pthread_t thread{};
+    pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+    pthread_cond_t condition = PTHREAD_COND_INITIALIZER;
+    bool isWoken = false;
+    bool isRunning = true;
+};
+void bareInitialize(BareLife& life);
+void bareApplyMetaData(BareLife& life);
+void bareFinalize(BareLife& life);
 
 }  // namespace halvexbench

@@ -24,6 +24,7 @@
 #include "source/zuHalvexTimekeeper/halvexTimekeeper.h"
 #include "source/zuHalvexTimekeeper/si514FreqSteeringDevice.h"
 #include "source/zuHalvexTimekeeper/systemTimeClock.h"
+#include "tests/support/processCensus.h"
 #include "zuerr/status.h"
 
 namespace halvexbench {
@@ -58,54 +59,6 @@ void printGivenUp(const Plugin& plugin) {
     print("givenUpMs", nth(durations, 0.5) / 1000);
     print("givenUpShortestMs", durations.front() / 1000);
     print("givenUpLongestMs", durations.back() / 1000);
-}
-
-void printMetadataLatency(const Plugin& plugin) {
-    zuerr_Status status = zuerr::makeStatus();
-    static constexpr char kMetadata[] =
-        R"({"selectedTRInstID":"a","selectedTROffset":"7","TRs":{"a":{"type":"IEEE 1588-2008","protocolData":{"utcOffset":37}}}})";
-    std::vector<double> latencies;
-    for (int attempt = 0; attempt < 2000; ++attempt) {
-        const std::uint64_t before = counters().statusRecords;
-        const std::int64_t begin = monotonicNs();
-        plugin.applyMetaData(kMetadata, &status);
-        while (counters().statusRecords == before) usleep(50);
-        latencies.push_back(static_cast<double>(counters().lastRecordNs - begin) / 1000);
-        usleep(200);  // the thread goes back to its wait
-    }
-    print("metadataMedianUs", nth(latencies, 0.5));
-    print("metadataP99Us", nth(latencies, 0.99));
-}
-
-void printErrorTime(const Plugin& plugin) {
-    counters().isSyslogSilent = true;
-    std::vector<double> durations;
-    constexpr int kErrors = 200;
-    for (int block = 0; block < 301; ++block) {
-        durations.push_back(microsecondsOf([&] {
-                                for (int error = 0; error < kErrors; ++error) {
-                                    zuerr_Status status = zuerr::makeStatus();
-                                    plugin.setCorrectionPerSecond(62'001, &status);
-                                    zuerr::freeJson(status);
-                                }
-                            }) /
-                            kErrors);
-    }
-    counters().isSyslogSilent = false;
-    print("errorUs", nth(durations, 0.5));
-    print("errorUpperQuartileUs", nth(durations, 0.75));
-}
-
-void printFinalize(const Plugin& plugin) {
-    std::vector<double> durations;
-    for (int life = 0; life < 51; ++life) {
-        durations.push_back(microsecondsOf([&] { plugin.finalize(); }));
-        reapChildren();
-        initializeOrThrow(plugin);
-        usleep(1000);
-    }
-    print("finalizeUs", nth(durations, 0.5));
-    print("finalizeLongestUs", durations.back());
 }
 
 /// The sum of these lines about the memory of this process, in kB.
@@ -183,9 +136,6 @@ void printLatencies(const char* libraryPath) {
     initializeOrThrow(plugin);
     usleep(10'000);
     printGivenUp(plugin);
-    printMetadataLatency(plugin);
-    printErrorTime(plugin);
-    printFinalize(plugin);
     plugin.finalize();
     reapChildren();
 }
@@ -231,9 +181,7 @@ void printWakeUps(const char* libraryPath) {
     const long before = voluntarySwitches();
     sleep(kSeconds);
     print("wakeUpsAnHour", static_cast<double>(voluntarySwitches() - before) * 3600 / kSeconds);
-    print("threadsAtRest", static_cast<double>(std::distance(std::filesystem::directory_iterator("/proc/self/task"),
-                                                             std::filesystem::directory_iterator())) -
-                               1);
+    print("threadsAtRest", testsupport::countThreads() - 1);
     plugin.finalize();
     reapChildren();
 }

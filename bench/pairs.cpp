@@ -27,25 +27,29 @@ using namespace halvexTimekeeper;
 
 constexpr int kSlaveCounts[] = {1, 2, 4, 8, 16, 32, 64};
 
-/// One block of work on each side; what stands between two blocks is not timed.
+/// Makes one block of calls and returns the seconds that count of it.
+using Block = std::function<double()>;
+
 struct Pair {
     std::string name;
-    clockid_t clock = CLOCK_MONOTONIC;  ///< Elapsed time, or the processor time of a thread or of the process.
     int callsPerBlock = 1;
     int blocks = 301;
-    std::function<void()> bare;
-    std::function<void()> library;
-    std::function<void()> between = [] {};
+    Block bare;
+    Block library;
+    std::function<void()> between = [] {};  ///< Follows every block.
 };
 
-double secondsOf(const Pair& pair, const std::function<void()>& block) {
-    timespec begin;
-    timespec end;
-    clock_gettime(pair.clock, &begin);
-    block();
-    clock_gettime(pair.clock, &end);
-    pair.between();
-    return static_cast<double>(end.tv_sec - begin.tv_sec) + static_cast<double>(end.tv_nsec - begin.tv_nsec) * 1e-9;
+/// `count` calls by this clock: elapsed time, or the processor time of a thread or of the process.
+template <typename Call>
+Block timed(clockid_t clock, int count, Call call) {
+    return [clock, count, call] {
+        timespec begin;
+        timespec end;
+        clock_gettime(clock, &begin);
+        for (int done = 0; done < count; ++done) call();
+        clock_gettime(clock, &end);
+        return static_cast<double>(end.tv_sec - begin.tv_sec) + static_cast<double>(end.tv_nsec - begin.tv_nsec) * 1e-9;
+    };
 }
 
 double quantile(std::vector<double> values, double fraction) {
@@ -61,8 +65,10 @@ void registerPair(Pair pair) {
         double bare = 0;
         double library = 0;
         for (auto _ : state) {
-            bare = secondsOf(*shared, shared->bare);
-            library = secondsOf(*shared, shared->library);
+            bare = shared->bare();
+            shared->between();
+            library = shared->library();
+            shared->between();
             state.SetIterationTime(library);
         }
         state.counters["bareNs"] = bare * 1e9 / shared->callsPerBlock;
@@ -75,49 +81,72 @@ void registerPair(Pair pair) {
         ->ReportAggregatesOnly()
         ->UseManualTime()
         ->ComputeStatistics("lowerQuartile", [](const std::vector<double>& values) { return quantile(values, 0.25); })
-        ->ComputeStatistics("upperQuartile", [](const std::vector<double>& values) { return quantile(values, 0.75); });
+        ->ComputeStatistics("upperQuartile", [](const std::vector<double>& values) { return quantile(values, 0.75); })
+        ->ComputeStatistics("p99", [](const std::vector<double>& values) { return quantile(values, 0.99); });
 }
 
-template <typename Call>
-std::function<void()> repeated(int count, Call call) {
-    return [count, call] {
-        for (int done = 0; done < count; ++done) call();
-    };
+constexpr int kCalls = 1000;
+constexpr clockid_t kOwnTime = CLOCK_THREAD_CPUTIME_ID;  // of what never sleeps: others use the machine too
+
+/// One call of the library against its system calls with the lock that every call takes, and against them alone.
+template <typename Bare, typename Library>
+void registerCall(const std::string& name, Bare bare, Library library) {
+    registerPair({.name = name,
+                  .callsPerBlock = kCalls,
+                  .bare = timed(kOwnTime, kCalls,
+                                [bare] {
+                                    bareLock();
+                                    bare();
+                                }),
+                  .library = timed(kOwnTime, kCalls, library)});
+    registerPair({.name = name + "Alone",
+                  .callsPerBlock = kCalls,
+                  .bare = timed(kOwnTime, kCalls, bare),
+                  .library = timed(kOwnTime, kCalls, library)});
 }
 
 void registerCalls(const Plugin& plugin, const BareController& bare) {
     static zuerr_Status status = zuerr::makeStatus();
     static std::uint64_t time = 0;
     static std::int32_t ppb = 0;
-    constexpr int kCalls = 1000;
-    constexpr clockid_t kOwnTime = CLOCK_THREAD_CPUTIME_ID;  // they never sleep, and others use the machine too
-    registerPair({.name = "getTime",
-                  .clock = kOwnTime,
-                  .callsPerBlock = kCalls,
-                  .bare = repeated(kCalls, [&bare] { time = bareGetTime(bare.ferrox); }),
-                  .library = repeated(kCalls, [&plugin] { plugin.getTime(&time, &status); })});
-    registerPair({.name = "getCorrection",
-                  .clock = kOwnTime,
-                  .callsPerBlock = kCalls,
-                  .bare = repeated(kCalls, [&bare] { benchmark::DoNotOptimize(bareGetCorrection(bare.ppbOffset)); }),
-                  .library = repeated(kCalls, [&plugin] { plugin.getCorrectionPerSecond(&ppb, &status); })});
-    registerPair({.name = "setCorrection",
-                  .clock = kOwnTime,
-                  .callsPerBlock = kCalls,
-                  .bare = repeated(kCalls, [&bare] { benchmark::DoNotOptimize(bareSetCorrection(bare.ppbOffset)); }),
-                  .library = repeated(kCalls, [&plugin] { plugin.setCorrectionPerSecond(-61999, &status); })});
+    const auto set = [&bare] { benchmark::DoNotOptimize(bareSetCorrection(bare.ppbOffset)); };
+    registerCall(
+        "getTime", [&bare] { time = bareGetTime(bare.ferrox); }, [&plugin] { plugin.getTime(&time, &status); });
+    registerCall(
+        "getCorrection", [&bare] { benchmark::DoNotOptimize(bareGetCorrection(bare.ppbOffset)); },
+        [&plugin] { plugin.getCorrectionPerSecond(&ppb, &status); });
+    registerCall("setCorrection", set, [&plugin] { plugin.setCorrectionPerSecond(-61999, &status); });
     registerPair({.name = "frames",
-                  .clock = kOwnTime,
                   .callsPerBlock = kCalls,
-                  .bare = repeated(kCalls, [&bare] { benchmark::DoNotOptimize(bareSetCorrection(bare.ppbOffset)); }),
-                  .library = repeated(
-                      kCalls, [&bare] { benchmark::DoNotOptimize(bareSetCorrectionInFrames(bare.ppbOffset)); })});
+                  .bare = timed(kOwnTime, kCalls, set),
+                  .library = timed(kOwnTime, kCalls,
+                                   [&bare] { benchmark::DoNotOptimize(bareSetCorrectionInFrames(bare.ppbOffset)); })});
     registerPair({.name = "locked",
-                  .clock = kOwnTime,
                   .callsPerBlock = kCalls,
-                  .bare = repeated(kCalls, [&bare] { benchmark::DoNotOptimize(bareSetCorrection(bare.ppbOffset)); }),
-                  .library = repeated(
-                      kCalls, [&bare] { benchmark::DoNotOptimize(bareSetCorrectionWithLocked(bare.ppbOffset)); })});
+                  .bare = timed(kOwnTime, kCalls, set),
+                  .library = timed(kOwnTime, kCalls, [&bare] {
+                      benchmark::DoNotOptimize(bareSetCorrectionWithLocked(bare.ppbOffset));
+                  })});
+}
+
+void registerError(const Plugin& plugin) {
+    static constexpr char kMessage[] =
+        "si514: requested ppb value 62001 is beyond the supported range: [62000, -62000]";
+    constexpr int kErrors = 200;
+    const auto fail = [&plugin] {
+        zuerr_Status status = zuerr::makeStatus();
+        plugin.setCorrectionPerSecond(62'001, &status);
+        zuerr::freeJson(status);
+    };
+    registerPair({.name = "error",
+                  .callsPerBlock = kErrors,
+                  .bare = timed(kOwnTime, kErrors, [] { bareError(kMessage); }),
+                  .library = [fail, block = timed(kOwnTime, kErrors, fail)] {
+                      counters().isSyslogSilent = true;
+                      const double seconds = block();
+                      counters().isSyslogSilent = false;
+                      return seconds;
+                  }});
 }
 
 void registerSnapTime(const Plugin& plugin, BareController& bare) {
@@ -131,8 +160,8 @@ void registerSnapTime(const Plugin& plugin, BareController& bare) {
     };
     registerPair({.name = "snapTime",
                   .blocks = 401,
-                  .bare = [&bare] { bareSnapTime(bare); },
-                  .library = [&plugin] { plugin.snapTime(0, &status); },
+                  .bare = timed(CLOCK_MONOTONIC, 1, [&bare] { bareSnapTime(bare); }),
+                  .library = timed(CLOCK_MONOTONIC, 1, [&plugin] { plugin.snapTime(0, &status); }),
                   .between = settle});
 }
 
@@ -144,15 +173,14 @@ void registerAlignment(int slaveCount) {
     bare->open(phcCountOf(slaveCount), hasFpga(slaveCount));
     const int runs = std::max(1, 32 / slaveCount);
     registerPair({.name = "alignment/" + std::to_string(slaveCount),
-                  .clock = CLOCK_THREAD_CPUTIME_ID,
                   .callsPerBlock = 2 * runs,
                   .blocks = 201,
-                  .bare = repeated(runs,
-                                   [=] {
-                                       disturb(slaveCount, 1000);
-                                       bareAlignment(*bare);
-                                   }),
-                  .library = repeated(runs, [=] {
+                  .bare = timed(kOwnTime, runs,
+                                [=] {
+                                    disturb(slaveCount, 1000);
+                                    bareAlignment(*bare);
+                                }),
+                  .library = timed(kOwnTime, runs, [=] {
                       disturb(slaveCount, 1000);
                       EpochAlignment(*master, *slaves).run();
                   })});
@@ -168,23 +196,66 @@ void registerServicePass(int slaveCount) {
     timekeeper->serviceEpochDevices();
     const int runs = std::max(4, 64 / slaveCount);
     registerPair({.name = "servicePass/" + std::to_string(slaveCount),
-                  .clock = CLOCK_THREAD_CPUTIME_ID,
                   .callsPerBlock = runs,
                   .blocks = 201,
-                  .bare = repeated(runs, [=] { bareServicePass(*bare); }),
-                  .library = repeated(runs, [=] { timekeeper->serviceEpochDevices(); })});
+                  .bare = timed(kOwnTime, runs, [=] { bareServicePass(*bare); }),
+                  .library = timed(kOwnTime, runs, [=] { timekeeper->serviceEpochDevices(); })});
 }
 
-void registerLife(const Plugin& plugin) {
-    const auto live = [&plugin] {
-        initializeOrThrow(plugin);
-        plugin.finalize();
+/// From the call of `apply` to the FPGA's next status record.
+template <typename Apply>
+Block untilRecord(Apply apply) {
+    return [apply] {
+        usleep(200);  // the thread goes back to its wait
+        const std::uint64_t before = counters().statusRecords;
+        const std::int64_t begin = monotonicNs();
+        apply();
+        while (counters().statusRecords == before) usleep(50);
+        return static_cast<double>(counters().lastRecordNs - begin) * 1e-9;
     };
+}
+
+void registerMetadata(const Plugin& plugin, BareLife& bare) {
+    static zuerr_Status status = zuerr::makeStatus();
+    static constexpr char kMetadata[] =
+        R"({"selectedTRInstID":"a","selectedTROffset":"7","TRs":{"a":{"type":"IEEE 1588-2008","protocolData":{"utcOffset":37}}}})";
+    registerPair({.name = "metadata",
+                  .blocks = 2001,
+                  .bare = untilRecord([&bare] { bareApplyMetaData(bare); }),
+                  .library = untilRecord([&plugin] { plugin.applyMetaData(kMetadata, &status); })});
+}
+
+/// Whole lives by their processor time, and the elapsed time of their ends.
+void registerLives(const Plugin& plugin) {
     registerPair({.name = "life",
-                  .clock = CLOCK_PROCESS_CPUTIME_ID,
                   .blocks = 151,
-                  .bare = bareLife,
-                  .library = live,
+                  .bare = timed(CLOCK_PROCESS_CPUTIME_ID, 1,
+                                [] {
+                                    BareLife life;
+                                    bareInitialize(life);
+                                    bareFinalize(life);
+                                }),
+                  .library = timed(CLOCK_PROCESS_CPUTIME_ID, 1,
+                                   [&plugin] {
+                                       initializeOrThrow(plugin);
+                                       plugin.finalize();
+                                   }),
+                  .between = reapChildren});
+    registerPair({.name = "finalize",
+                  .blocks = 151,
+                  .bare =
+                      [] {
+                          BareLife life;
+                          bareInitialize(life);
+                          usleep(1000);  // its thread waits
+                          return timed(CLOCK_MONOTONIC, 1, [&life] { bareFinalize(life); })();
+                      },
+                  .library =
+                      [&plugin] {
+                          initializeOrThrow(plugin);
+                          usleep(1000);
+                          return timed(CLOCK_MONOTONIC, 1, [&plugin] { plugin.finalize(); })();
+                      },
                   .between = reapChildren});
 }
 
@@ -203,6 +274,8 @@ void runRegistered(const std::string& outputPath, Register&& registerAll) {
 }  // namespace
 
 void runCallPairs(const Plugin& plugin, const std::string& outputPath) {
+    BareLife life;
+    bareInitialize(life);
     BareController bare;
     bare.open(kListedInterfaces, true);
     initializeOrThrow(plugin);
@@ -211,8 +284,11 @@ void runCallPairs(const Plugin& plugin, const std::string& outputPath) {
     runRegistered(outputPath, [&] {
         registerCalls(plugin, bare);
         registerSnapTime(plugin, bare);
+        registerError(plugin);
+        registerMetadata(plugin, life);
     });
     plugin.finalize();
+    bareFinalize(life);
     reapChildren();
 }
 
@@ -222,7 +298,7 @@ void runSlavePairs(const Plugin& plugin, const std::string& outputPath) {
             registerAlignment(slaveCount);
             registerServicePass(slaveCount);
         }
-        registerLife(plugin);
+        registerLives(plugin);
     });
 }
 
