@@ -1,11 +1,10 @@
-// The texts of error numbers and integers.
+// The texts of integers.
+#include "source/tools/decimalText.h"
+
 #include <gtest/gtest.h>
 
-#include <cerrno>
-#include <cstring>
 #include <limits>
 
-#include "source/tools/decimalText.h"
 #include "source/tools/errnoText.h"
 #include "tests/support/allocationCount.h"
 
@@ -15,19 +14,6 @@ using halvexTimekeeper::DecimalText;
 using halvexTimekeeper::ErrnoText;
 
 std::string_view viewOf(std::string_view text) { return text; }
-
-TEST(ErrnoTextTest, IsTheSystemsText) {
-    EXPECT_EQ(viewOf(ErrnoText(ENOENT)), "No such file or directory");
-    EXPECT_EQ(viewOf(ErrnoText(0)), "Success");
-    for (int error = 0; error < 140; ++error) EXPECT_EQ(viewOf(ErrnoText(error)), strerror(error));
-}
-
-TEST(ErrnoTextTest, KeepsTheTextOfANumberThatTheSystemDoesNotKnow) {
-    const ErrnoText text(123456);
-    const ErrnoText another(-1);
-    EXPECT_EQ(viewOf(text), "Unknown error 123456");
-    EXPECT_EQ(viewOf(another), "Unknown error -1");
-}
 
 TEST(DecimalTextTest, PrintsEveryWidthInFull) {
     EXPECT_EQ(viewOf(DecimalText(0)), "0");

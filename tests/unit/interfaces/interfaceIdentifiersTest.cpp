@@ -1,0 +1,18 @@
+// The names under which drivers publish their interfaces.
+#include "interfaces/interfaceIdentifiers.h"
+
+#include <gtest/gtest.h>
+
+namespace nHALVEXTIMEKEEPER_18_1 {
+namespace {
+
+TEST(InterfaceIdentifiers, ListTheFerroxInterfaceBeforeThatOfTheFpga) {
+    EXPECT_EQ(std::size(kInterfaceIdentifiers), 2U);
+    EXPECT_STREQ(kInterfaceIdentifiers[0], "nZUHORLIXFERROX000_HorlixFerrox");
+    EXPECT_STREQ(kInterfaceIdentifiers[1], "nZUHORLIXFPGA000_HorlixFpga");
+    EXPECT_STREQ(interfaceIdentifier(InterfaceKind::horlixFerrox), "nZUHORLIXFERROX000_HorlixFerrox");
+    EXPECT_STREQ(interfaceIdentifier(InterfaceKind::horlixFpga), "nZUHORLIXFPGA000_HorlixFpga");
+}
+
+}  // namespace
+}  // namespace nHALVEXTIMEKEEPER_18_1
