@@ -10,13 +10,11 @@ using nZUPLAT000::PlatStatus;
 
 // This driver distinguishes methods that only read from those that change something; the FPGA's does not.
 constexpr const char* kFile = "tInterfaceProxy_HorlixFerrox";
-constexpr DriverMethod kGetTime{makeRequest(Direction::read, 0), kFile, 38};
 constexpr DriverMethod kGenerateEpochSignal{makeRequest(Direction::readWrite, 1), kFile, 64};
 constexpr DriverMethod kGetEpochTimestamp{makeRequest(Direction::read, 2), kFile, 90};
 constexpr DriverMethod kAdjustTime{makeRequest(Direction::readWrite, 3), kFile, 117};
 constexpr DriverMethod kGetTimeOffset{makeRequest(Direction::read, 4), kFile, 143};
 
-static_assert(kGetTime.request == 0x80207500);
 static_assert(kGenerateEpochSignal.request == 0xC0207501);
 static_assert(kGetEpochTimestamp.request == 0x80207502);
 static_assert(kAdjustTime.request == 0xC0207503);
@@ -30,10 +28,6 @@ inline std::uint64_t returnResult(tInterfaceProxy_HorlixFerrox& proxy, const Dri
 }
 
 }  // namespace
-
-std::uint64_t tInterfaceProxy_HorlixFerrox::getTime(PlatStatus* status) noexcept {
-    return returnResult(*this, kGetTime, status);
-}
 
 std::int64_t tInterfaceProxy_HorlixFerrox::generateEpochSignal(PlatStatus* status) noexcept {
     return callPlain(*this, kGenerateEpochSignal, status);
