@@ -1,15 +1,11 @@
 // What the process holds at one moment.
 #include "tests/soak/census.h"
 
-#include <sys/syscall.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 
 #include "board/preload/descriptors.h"
-#include "board/preload/futexLock.h"
 #include "tests/support/processCensus.h"
 
 namespace soak {
@@ -44,14 +40,6 @@ Census takeCensus() {
     census.threads = testsupport::countThreads();
     census.writtenKiB = readWrittenKiB();
     return census;
-}
-
-void awaitThreads(int most) {
-    constexpr int kMostMs = 30'000;
-    const timespec oneMs{.tv_sec = 0, .tv_nsec = 1'000'000};
-    for (int waitedMs = 0; testsupport::countThreads() > most && waitedMs < kMostMs; ++waitedMs) {
-        halvexboard::rawSystemCall(SYS_clock_nanosleep, CLOCK_MONOTONIC, 0, reinterpret_cast<long>(&oneMs), 0);
-    }
 }
 
 }  // namespace soak

@@ -19,8 +19,4 @@ struct Census {
 /// Allocates nothing that outlives it.
 Census takeCensus();
 
-/// Waits until the machine lists no more than `most` threads, for 30 of its seconds at most. A thread that nobody has
-/// joined leaves the board before it ends, and needs the processor once more.
-void awaitThreads(int most);
-
 }  // namespace soak
