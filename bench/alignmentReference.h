@@ -1,4 +1,5 @@
 // The alignment's rule written a second time, on numbers alone.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,5 @@
 // What each operation must ask of the system and no more, in a straight line: what the library is measured against.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "bench/bareCalls.h"
 
 #include <dirent.h>

@@ -1,4 +1,5 @@
 // Each operation a known number of times between marks, for the tools that count instructions and system calls.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include "bench/loadedPlugin.h"

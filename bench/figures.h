@@ -1,4 +1,5 @@
 // Figures that stand alone: latencies, iterations, memory, wake-ups.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <string>

@@ -1,4 +1,5 @@
 // The built library, loaded as a host loads it, and its twelve functions.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include "include/zuqxmtk.h"

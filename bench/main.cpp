@@ -1,4 +1,5 @@
 // The measurements, one kind a run: what `bench/run` drives.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <cstdio>
 #include <exception>
 #include <string_view>

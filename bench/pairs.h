@@ -1,4 +1,5 @@
 // The paired runs: a block of bare calls, then a block of the library's, again and again in one process.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <string>

@@ -1,4 +1,5 @@
 // The library's own devices on the stand-in, in any number.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include "bench/bareCalls.h"

@@ -1,4 +1,5 @@
 // The files of the stand-in controller, its clocks, and what is counted.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "bench/standIn.h"
 
 #include <sys/wait.h>

@@ -1,4 +1,5 @@
 // The hardware of the measurements: every device call becomes a cheap system call of the same kind, answered at once.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <sys/types.h>

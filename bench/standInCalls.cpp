@@ -1,4 +1,5 @@
 // The functions of the C library that reach hardware, each one real, cheap system call and an answer.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "bench/standInCalls.h"
 
 #include <dirent.h>

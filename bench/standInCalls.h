@@ -1,4 +1,5 @@
 // How the stand-in's files and descriptors reach the functions that it replaces.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 namespace halvexbench {

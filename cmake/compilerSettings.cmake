@@ -1,4 +1,5 @@
 # Languages, warnings, hardening and sanitizers: what every target of the project shares.
+# SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)

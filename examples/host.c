@@ -1,4 +1,5 @@
 /* An example host in C: starts the timekeeper, reads, steps and steers the time, and reports what goes wrong. */
+/* SPDX-License-Identifier: LicenseRef-HalvexTimekeeper */
 #include <inttypes.h>
 #include <stdio.h>
 #include <stdlib.h>

@@ -1,4 +1,5 @@
 // An example host in C++: the timekeeper as an object, its errors as exceptions.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <zuqxmtk.h>
 
 #include <algorithm>

@@ -1,5 +1,6 @@
 // Texts of attribute files and names of directory entries: the oscillator's offset, name and client directory, the path
 // of a driver's node, and the vendor of a network interface.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>

@@ -1,4 +1,5 @@
 // Bytes of a time-stamp event, cut short or whole, and the fields of a timespec: against 128-bit arithmetic.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>

@@ -1,4 +1,5 @@
 // What a fuzz target does when the library did something else than it must.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdio>

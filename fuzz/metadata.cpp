@@ -1,5 +1,6 @@
 // Metadata documents, one after the other, through to the record that the FPGA's driver gets: against a model of the
 // document's meaning over another JSON parser.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fcntl.h>
 #include <glob.h>
 #include <sys/ioctl.h>

@@ -1,4 +1,5 @@
 // Gives every file of a folder to a fuzz target, once, and says how many there were.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>

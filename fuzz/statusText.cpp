@@ -1,5 +1,6 @@
 // Error information written, merged and grown with growth functions of every temper: the text is one valid JSON object
 // at every moment, and the buffer is laid out as the contract says wherever the host leaves it in peace.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>

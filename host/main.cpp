@@ -1,4 +1,5 @@
 // halvexctl: drives a timekeeper library from the command line, as its host would.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fmt/format.h>
 
 #include <cstdio>

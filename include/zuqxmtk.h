@@ -1,4 +1,5 @@
 /* The twelve functions through which a host drives the timekeeper; valid C11 and C++17. */
+/* SPDX-License-Identifier: LicenseRef-HalvexTimekeeper */
 #ifndef ZUQXMTK_H
 #define ZUQXMTK_H
 

@@ -1,4 +1,5 @@
 // One method call to a driver: request number, buffers, and how its status reaches the caller.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cerrno>

@@ -1,4 +1,5 @@
 // The driver interface of the Ferrox chip, the epoch master.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,5 @@
 // The driver interface of the FPGA's time-sync logic, and the records that its methods exchange.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,5 @@
 // The names under which the drivers publish their interfaces.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstddef>

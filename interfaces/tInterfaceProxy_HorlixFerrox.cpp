@@ -1,4 +1,5 @@
 // Calls the driver of the Ferrox chip.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "interfaces/tInterfaceProxy_HorlixFerrox.h"
 
 #include "interfaces/driverMethod.h"

@@ -1,4 +1,5 @@
 // Calls the driver of the Ferrox chip.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include "interfaces/driverMethod.h"

@@ -1,4 +1,5 @@
 // Calls the driver of the FPGA's time-sync logic.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "interfaces/tInterfaceProxy_HorlixFpga.h"
 
 #include "interfaces/driverMethod.h"

@@ -1,4 +1,5 @@
 // The error codes of the library and the names that error information carries for them.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

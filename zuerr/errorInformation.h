@@ -1,4 +1,5 @@
 // Writes error information into a status: one JSON object, edited in place, member by member.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

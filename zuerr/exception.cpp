@@ -1,4 +1,5 @@
 // The one exception type of the library, and the one way to raise it.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuerr/exception.h"
 
 #include "zuerr/status.h"

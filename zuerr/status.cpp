@@ -1,4 +1,5 @@
 // The operations on a status: precedence of codes, its text, and handing one status over to another.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuerr/status.h"
 
 #include <bit>

@@ -1,4 +1,5 @@
 /* The status structure that a host and the timekeeper share; valid C11 and C++17. */
+/* SPDX-License-Identifier: LicenseRef-HalvexTimekeeper */
 #ifndef ZUERR_STATUS_H
 #define ZUERR_STATUS_H
 

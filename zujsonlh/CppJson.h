@@ -1,4 +1,5 @@
 // Owns one parsed JSON document.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cjson/cJSON.h>

@@ -1,4 +1,5 @@
 // Tests the type of a JSON item and reads its value.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zujsonlh/cJSONUtils.h"
 
 #include "zuerr/codes.h"

@@ -1,4 +1,5 @@
 // Looks up the members of a JSON object by their exact keys.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zujsonlh/objectReader.h"
 
 #include <cstring>

@@ -1,4 +1,5 @@
 // Looks up the members of a JSON object by their exact keys.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cjson/cJSON.h>

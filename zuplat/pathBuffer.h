@@ -1,4 +1,5 @@
 // The path of a device node, in a buffer of fixed size.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstddef>

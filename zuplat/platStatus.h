@@ -1,4 +1,5 @@
 // The platform layer's status record.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstddef>

@@ -1,6 +1,4 @@
-// SPDX-License-Identifier: GPL-2.0
-/*
- * Control and ground truth, apart from everything a driver shows: /proc/halvexboard/control takes one command a write,
+/* Control and ground truth, apart from everything a driver shows: /proc/halvexboard/control takes one command a write,
  * /proc/halvexboard/truth shows every clock and CLOCK_REALTIME at one instant.
  *
  *   defaults                          a healthy board without interfaces, off
@@ -12,6 +10,7 @@
  *   event KIND TARGET VALUE           as in a scenario; KIND by its name, VALUE 0 when it has none
  *   fault CALL TARGET FILE DETAIL ERROR NTH TIMES STATUS     numbers; 0 in the first four matches anything
  */
+/* SPDX-License-Identifier: GPL-2.0-only */
 #include <linux/proc_fs.h>
 #include <linux/seq_file.h>
 #include <linux/slab.h>

@@ -1,10 +1,9 @@
-// SPDX-License-Identifier: GPL-2.0
-/*
- * The one board: its lock, its time, its faults, and the timer that lets happen what happens by itself.
+/* The one board: its lock, its time, its faults, and the timer that lets happen what happens by itself.
  *
  * Time: the board's true instant is CLOCK_MONOTONIC_RAW since it was switched on. CLOCK_REALTIME is the machine's own.
  * Threads: every call on the board is made under one spinlock; time stamps reach the PTP core after it is dropped.
  */
+/* SPDX-License-Identifier: GPL-2.0-only */
 #include <linux/delay.h>
 #include <linux/timekeeping.h>
 #include <linux/vmalloc.h>

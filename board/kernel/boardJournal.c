@@ -1,8 +1,7 @@
-// SPDX-License-Identifier: GPL-2.0
-/*
- * The journal: what happened on the board, a line each, in /proc/halvexboard/journal. Reading takes lines out. What
+/* The journal: what happened on the board, a line each, in /proc/halvexboard/journal. Reading takes lines out. What
  * nobody has read when it is full is lost, and counted.
  */
+/* SPDX-License-Identifier: GPL-2.0-only */
 #include <linux/kfifo.h>
 #include <linux/proc_fs.h>
 #include <linux/uaccess.h>

@@ -1,5 +1,5 @@
-// SPDX-License-Identifier: GPL-2.0
 /* The simulated controller as a kernel module: what is there from loading to unloading. */
+/* SPDX-License-Identifier: GPL-2.0-only */
 #include <linux/module.h>
 #include <linux/proc_fs.h>
 

@@ -1,5 +1,5 @@
-/* SPDX-License-Identifier: GPL-2.0 */
 /* What the files of the board's kernel module share. */
+/* SPDX-License-Identifier: GPL-2.0-only */
 #ifndef HALVEX_BOARD_KERNEL_BOARDMODULE_H
 #define HALVEX_BOARD_KERNEL_BOARDMODULE_H
 

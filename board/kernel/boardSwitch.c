@@ -1,5 +1,5 @@
-// SPDX-License-Identifier: GPL-2.0
 /* Switching the board on and off: its devices and the board behind them. */
+/* SPDX-License-Identifier: GPL-2.0-only */
 #include "boardModule.h"
 
 static DEFINE_MUTEX(switching);

@@ -1,6 +1,6 @@
-// SPDX-License-Identifier: GPL-2.0
 /* The Ferrox and FPGA drivers: device nodes that take method calls, and the files under /proc/driver/zu that lead
  * there. */
+/* SPDX-License-Identifier: GPL-2.0-only */
 #include <linux/miscdevice.h>
 #include <linux/module.h>
 #include <linux/proc_fs.h>

@@ -1,5 +1,5 @@
-// SPDX-License-Identifier: GPL-2.0
 /* The network interfaces: without traffic, but with sysfs identity, up/down state and a PTP clock. */
+/* SPDX-License-Identifier: GPL-2.0-only */
 #include <linux/etherdevice.h>
 #include <linux/ethtool.h>
 #include <linux/net_tstamp.h>

@@ -1,5 +1,5 @@
-// SPDX-License-Identifier: GPL-2.0
 /* The Si514 oscillator: an I2C adapter 0 with the one client 0-0055, and the driver that shows ppb_offset. */
+/* SPDX-License-Identifier: GPL-2.0-only */
 #include <linux/i2c.h>
 #include <linux/module.h>
 

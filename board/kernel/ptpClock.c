@@ -1,5 +1,5 @@
-// SPDX-License-Identifier: GPL-2.0
 /* The PTP clock of an interface, registered with the kernel's PTP core as an I210's driver does it. */
+/* SPDX-License-Identifier: GPL-2.0-only */
 #include <linux/module.h>
 
 #include "boardModule.h"

@@ -1,4 +1,5 @@
 // halvexboard: runs a program on the simulated controller, and says what a trace of it shows.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <cstdio>
 #include <fstream>
 #include <iostream>

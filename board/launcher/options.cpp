@@ -1,4 +1,5 @@
 // The command line of halvexboard: words into options.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/launcher/options.h"
 
 #include <charconv>

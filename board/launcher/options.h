@@ -1,4 +1,5 @@
 // The command line of halvexboard.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

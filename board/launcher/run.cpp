@@ -1,4 +1,5 @@
 // Starting a program on the simulated controller: scenario checked, library found, environment set, program executed.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/launcher/run.h"
 
 #include <unistd.h>

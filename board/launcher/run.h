@@ -1,4 +1,5 @@
 // Starting a program on the simulated controller.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include "board/launcher/options.h"

@@ -1,4 +1,5 @@
 /* The agenda: what will happen by itself, in order of time, and the passing of time that lets it happen. */
+/* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 
 /* Kept sorted, latest first; what was scheduled first happens first among equals. */

@@ -9,6 +9,7 @@
  * caller serialises every call on one board, the observer included. Failure: functions returning int give 0 or a count,
  * or a negative errno (-EBUSY ...), as a driver does. Units: ns; ppb = 1e-9; ppt = 1e-12 (1 ppb = 1000 ppt). Time
  * values are unsigned 64-bit ns and wrap. */
+/* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #ifndef HALVEX_BOARD_MODEL_BOARD_H
 #define HALVEX_BOARD_MODEL_BOARD_H
 

@@ -1,4 +1,5 @@
 /* What a board consists of; for the files of the model only. */
+/* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #ifndef HALVEX_BOARD_MODEL_BOARDSTATE_H
 #define HALVEX_BOARD_MODEL_BOARDSTATE_H
 

@@ -1,4 +1,5 @@
 /* What the clocks read and how they take a step. */
+/* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 
 uint64_t board_tick_now(const struct board *board)

@@ -1,4 +1,5 @@
 /* What a board consists of and may consist of: defaults, limits, and what is there now. */
+/* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 #include "board/model/decimal.h"
 #include "board/wire/paths.h"

@@ -1,4 +1,5 @@
 /* How long each call takes. */
+/* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 #include "board/wire/ptp.h"
 

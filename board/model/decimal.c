@@ -1,4 +1,5 @@
 /* Decimal numbers as text: see decimal.h. */
+/* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/decimal.h"
 
 #define LARGEST ((int64_t)1 << 62)

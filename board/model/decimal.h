@@ -1,4 +1,5 @@
 /* Decimal numbers as text, read and written in thousandths and the like, without floating point. */
+/* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #ifndef HALVEX_BOARD_MODEL_DECIMAL_H
 #define HALVEX_BOARD_MODEL_DECIMAL_H
 

@@ -1,4 +1,5 @@
 /* The epoch signal: one pulse, two edges, every listening clock stamps each of them at the same instant. */
+/* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 
 static void tell_stamp(struct board *board, int clock, uint32_t channel, int falling, int lost)

@@ -1,4 +1,5 @@
 /* What events do to the board. */
+/* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 
 #define STALE_SPACING_NS 1000

@@ -1,4 +1,5 @@
 /* Which call fails. */
+/* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 
 static int matches(const struct board *board, const struct board_fault_config *fault, const struct board_call *call)

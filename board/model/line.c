@@ -1,4 +1,5 @@
 /* A time line: see line.h. The product of distance and rate is split so that 64 bits hold every part of it. */
+/* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/line.h"
 
 #define PPM_IN_PPT 1000000LL

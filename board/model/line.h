@@ -2,6 +2,7 @@
  *
  * value(x) = whole + (x - anchor) + (x - anchor) * rate / 1e12, the remainder kept in `fraction` (1e-12 ns), so that
  * any number of rate changes adds no rounding. Rates stay within +-1e12 ppt, distances within 2^63 ns. */
+/* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #ifndef HALVEX_BOARD_MODEL_LINE_H
 #define HALVEX_BOARD_MODEL_LINE_H
 

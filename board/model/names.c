@@ -1,4 +1,5 @@
 /* How scenario files and traces call things. */
+/* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 #include "board/model/decimal.h"
 #include "board/wire/driver.h"

@@ -1,5 +1,6 @@
 /* The PTP hardware clocks: capabilities, time, steps, pins and time-stamp queues, as the kernel and its driver give
  * them. */
+/* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 #include "board/wire/ptp.h"
 #include "board/wire/timex.h"

@@ -1,4 +1,5 @@
 /* The phc2sys child: its command line, its life, and its servo, which is all that the board sees of it. */
+/* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 #include "board/model/decimal.h"
 

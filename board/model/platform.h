@@ -1,4 +1,5 @@
 /* Picks the headers the model is compiled against: a kernel's, a C library's, or none at all. */
+/* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #ifndef HALVEX_BOARD_MODEL_PLATFORM_H
 #define HALVEX_BOARD_MODEL_PLATFORM_H
 

@@ -1,4 +1,5 @@
 /* Repeatable randomness: a counter run through a mixing function (splitmix64). */
+/* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/random.h"
 
 #define STEP 0x9E3779B97F4A7C15ULL

@@ -1,4 +1,5 @@
 /* The Si514 oscillator's driver: its ppb_offset attribute steers the board's common tick. */
+/* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 #include "board/model/decimal.h"
 

@@ -1,4 +1,5 @@
 /* The system clock: read, set and adjusted as the kernel does it, on a crystal of its own. */
+/* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 #include "board/wire/timex.h"
 

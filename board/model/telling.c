@@ -1,4 +1,5 @@
 /* Notifying the observer of what happened. */
+/* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 
 void board_tell(struct board *board, struct board_happening *happening)

@@ -1,4 +1,5 @@
 // The running board of this process: its instant, its sink, the frame around every device call.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/preload/boardCore.h"
 
 #include <sys/mman.h>

@@ -1,4 +1,5 @@
 // The running board of this process: the model, its instant, and the frame in which every device call is made.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <atomic>

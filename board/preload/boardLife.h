@@ -1,4 +1,5 @@
 // Switching a board on and off in this process: core, files, threads and forks together.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include "board/preload/boardCore.h"

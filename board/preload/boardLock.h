@@ -1,4 +1,5 @@
 // The one internal lock of the board, shared by scheduler, descriptor table and model.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include "board/preload/futexLock.h"

@@ -1,4 +1,5 @@
 // What the program and the board have to say while they run, as lines on a descriptor.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include "board/model/board.h"

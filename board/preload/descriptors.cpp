@@ -1,4 +1,5 @@
 // The descriptors the board has given out: tables of fixed size, by number.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/preload/descriptors.h"
 
 #include <fcntl.h>

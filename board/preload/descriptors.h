@@ -1,4 +1,5 @@
 // The descriptors the board has given out. Each is a real kernel descriptor; this table says what it stands for.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstddef>

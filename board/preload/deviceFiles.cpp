@@ -1,4 +1,5 @@
 // What opening, reading, writing and seeking on the board's files do.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/preload/deviceFiles.h"
 
 #include <fcntl.h>

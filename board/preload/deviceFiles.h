@@ -1,4 +1,5 @@
 // What the calls on a descriptor of the board do. The shims named like the C library's functions only forward to these.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <sys/types.h>

@@ -1,4 +1,5 @@
 // The requests of the board's devices: PTP clocks, the two drivers, network interfaces.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>

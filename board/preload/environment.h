@@ -1,4 +1,5 @@
 // How the launcher configures the preloaded library: names of environment variables.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 namespace halvexboard {

@@ -1,4 +1,5 @@
 // The board's one internal lock, and the two futex operations that everything here waits with.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <linux/futex.h>

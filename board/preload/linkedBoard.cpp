@@ -1,4 +1,5 @@
 // The board linked into a test executable: start, look, stop.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/preload/linkedBoard.h"
 
 #include <sys/mman.h>

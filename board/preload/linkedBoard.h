@@ -1,4 +1,5 @@
 // The board linked into a test executable: the shims are part of the program, and a test says when a board is on.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,5 @@
 // Start and end of the preloaded library: reads its orders from the environment before the program's own code runs.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <unistd.h>
 #include <cerrno>
 #include <cstdio>

@@ -1,4 +1,5 @@
 // What happens to the board when the process forks or ends.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 namespace halvexboard {

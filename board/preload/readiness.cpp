@@ -1,4 +1,5 @@
 // Whether a descriptor of the real machine would block, and waiting for it without stopping the other threads.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/preload/readiness.h"
 
 #include <fcntl.h>

@@ -1,4 +1,5 @@
 // The functions of the C library behind the shims, looked up when first needed.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <dlfcn.h>

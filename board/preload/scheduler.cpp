@@ -1,4 +1,5 @@
 // The cooperative scheduler: whose turn it is, who waits for what, and when virtual time may jump.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/preload/scheduler.h"
 
 #include <algorithm>

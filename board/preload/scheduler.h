@@ -1,4 +1,5 @@
 // The cooperative scheduler: runs one thread of the program at a time and lets virtual time jump when all of them wait.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <pthread.h>

@@ -1,4 +1,5 @@
 // Shims: reading, setting and adjusting clocks.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <sys/time.h>
 #include <sys/timex.h>
 #include <cerrno>

@@ -1,4 +1,5 @@
 // Shims: directory listings and glob.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <dirent.h>
 #include <fcntl.h>
 #include <glob.h>

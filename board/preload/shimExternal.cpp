@@ -1,4 +1,5 @@
 // Shims: calls of the machine that may block, during which the other threads run on.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <mqueue.h>
 #include <sys/epoll.h>
 #include <sys/file.h>

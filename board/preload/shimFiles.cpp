@@ -1,4 +1,5 @@
 // Shims: open, close, read, write, lseek, ioctl, dup, fcntl, mmap, socket.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>

@@ -1,4 +1,5 @@
 // Shims: starting, signalling and reaping phc2sys; waiting for other children; ending this process.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <spawn.h>
 #include <sys/resource.h>
 #include <sys/wait.h>

@@ -1,4 +1,5 @@
 // Shims: sleeping, and waiting for descriptors.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <poll.h>
 #include <sched.h>
 #include <sys/select.h>

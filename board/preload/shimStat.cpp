@@ -1,4 +1,5 @@
 // Shims: asking about files without opening them.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>

@@ -1,4 +1,5 @@
 // Shims: fopen, fclose, and the stdio reads that could block with the token in hand.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fcntl.h>
 #include <sys/syscall.h>
 #include <unistd.h>

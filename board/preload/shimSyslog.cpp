@@ -1,4 +1,5 @@
 // Shims: syslog. Lines go to the trace and the console of the board, not to the machine's log.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <syslog.h>
 #include <cerrno>
 #include <cstdarg>

@@ -1,5 +1,6 @@
 // Shims: threads, mutexes, condition variables and everything else that threads wait for each other with.
 // An object of its own: a thread sanitizer intercepts the same names and cannot live with this one beside it.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <pthread.h>
 #include <semaphore.h>
 #include <sys/syscall.h>

@@ -1,4 +1,5 @@
 // Whether the interposed thread functions are part of this program; the scheduler is of no use without them.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 namespace halvexboard {

@@ -1,4 +1,5 @@
 // The trace as a file: lines collected in memory of fixed size and written out in pieces.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/preload/traceFile.h"
 
 #include <fcntl.h>

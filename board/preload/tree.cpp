@@ -1,4 +1,5 @@
 // The board's files by path: built once from the configuration into tables of fixed size.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/preload/tree.h"
 
 #include <cstdio>

@@ -1,4 +1,5 @@
 // The board's files by path: what is where, and what it stands for. No contents, no calls.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,5 @@
 // Waiting in simulated time, whichever way time runs: under the scheduler, virtual without it, or real.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <ctime>

@@ -1,4 +1,5 @@
 // From the names that scenario files use to the model's numbers: see callNames.h.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/scenario/callNames.h"
 
 #include <cstring>

@@ -1,4 +1,5 @@
 // From the names that scenario files use to the model's numbers.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #ifndef HALVEX_BOARD_SCENARIO_CALLNAMES_H
 #define HALVEX_BOARD_SCENARIO_CALLNAMES_H
 

@@ -1,4 +1,5 @@
 // Reads the events, faults and costs of a scenario: which keys each of them has.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/scenario/happeningReader.h"
 
 #include "board/scenario/callNames.h"

@@ -1,4 +1,5 @@
 // Reads the events, faults and costs of a scenario.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #ifndef HALVEX_BOARD_SCENARIO_HAPPENINGREADER_H
 #define HALVEX_BOARD_SCENARIO_HAPPENINGREADER_H
 

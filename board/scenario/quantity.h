@@ -1,4 +1,5 @@
 // Quantities as people write them: "1.5 ms", "-399 ns", 12.5 ppb.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #ifndef HALVEX_BOARD_SCENARIO_QUANTITY_H
 #define HALVEX_BOARD_SCENARIO_QUANTITY_H
 

@@ -1,4 +1,5 @@
 // Scenario files: from TOML to the model's configuration.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/scenario/scenario.h"
 
 #include <algorithm>

@@ -1,4 +1,5 @@
 // Scenario files: what a board is like and what happens to it, as TOML.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #ifndef HALVEX_BOARD_SCENARIO_SCENARIO_H
 #define HALVEX_BOARD_SCENARIO_SCENARIO_H
 

@@ -1,4 +1,5 @@
 // Reads the keys of one TOML table: see tableReader.h.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/scenario/tableReader.h"
 
 #include <algorithm>

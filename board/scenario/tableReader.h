@@ -1,4 +1,5 @@
 // Reads the keys of one TOML table and insists that all of them are known.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #ifndef HALVEX_BOARD_SCENARIO_TABLEREADER_H
 #define HALVEX_BOARD_SCENARIO_TABLEREADER_H
 

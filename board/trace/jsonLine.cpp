@@ -1,4 +1,5 @@
 // Builds one JSON object in a buffer that somebody else owns: see jsonLine.h.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/trace/jsonLine.h"
 
 #include <charconv>

@@ -1,4 +1,5 @@
 // Builds one JSON object in a buffer that somebody else owns.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #ifndef HALVEX_BOARD_TRACE_JSONLINE_H
 #define HALVEX_BOARD_TRACE_JSONLINE_H
 

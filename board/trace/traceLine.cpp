@@ -1,4 +1,5 @@
 // One happening on the board as one line of JSON: which members each kind has.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/trace/traceLine.h"
 
 #include <cstring>

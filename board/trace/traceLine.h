@@ -1,4 +1,5 @@
 // One happening on the board as one line of JSON.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #ifndef HALVEX_BOARD_TRACE_TRACELINE_H
 #define HALVEX_BOARD_TRACE_TRACELINE_H
 

@@ -1,4 +1,5 @@
 // What a trace says about the clocks: reading it back, the list, the table, the verdict.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/trace/traceSummary.h"
 
 #include <cjson/cJSON.h>

@@ -1,4 +1,5 @@
 // What a trace, or a stretch of it, says about the clocks: a list of what happened, a table and a verdict.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #ifndef HALVEX_BOARD_TRACE_TRACESUMMARY_H
 #define HALVEX_BOARD_TRACE_TRACESUMMARY_H
 

@@ -1,4 +1,5 @@
 /* Keeps QEMU's two threads in step, so that virtual time repeats to the nanosecond. Preloaded into QEMU by ./run. */
+/* SPDX-License-Identifier: LicenseRef-HalvexTimekeeper */
 /*
  * When the guest's processor halts, QEMU's main thread moves the virtual clock to the next timer. It does so as soon as
  * it finds the processor halted, and may find that a moment before the other thread has accounted for the instructions

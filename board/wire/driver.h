@@ -1,4 +1,5 @@
 /* The Ferrox and FPGA drivers as programs see them: the ioctl block, request numbers, buffers and records. */
+/* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #ifndef HALVEX_BOARD_WIRE_DRIVER_H
 #define HALVEX_BOARD_WIRE_DRIVER_H
 

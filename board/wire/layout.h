@@ -1,4 +1,5 @@
 /* How wire headers check themselves and build request numbers. */
+/* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #ifndef HALVEX_BOARD_WIRE_LAYOUT_H
 #define HALVEX_BOARD_WIRE_LAYOUT_H
 

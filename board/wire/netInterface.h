@@ -1,4 +1,5 @@
 /* Socket requests about a network interface: flags and time-stamping information. */
+/* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #ifndef HALVEX_BOARD_WIRE_NETINTERFACE_H
 #define HALVEX_BOARD_WIRE_NETINTERFACE_H
 

@@ -1,4 +1,5 @@
 /* Where the board's files are found. */
+/* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #ifndef HALVEX_BOARD_WIRE_PATHS_H
 #define HALVEX_BOARD_WIRE_PATHS_H
 

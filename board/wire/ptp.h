@@ -1,4 +1,5 @@
 /* The PTP character device as programs see it: records, request numbers, dynamic clock ids. */
+/* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #ifndef HALVEX_BOARD_WIRE_PTP_H
 #define HALVEX_BOARD_WIRE_PTP_H
 

@@ -1,4 +1,5 @@
 // The words of a command line read into commands, all of them before the first is carried out.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

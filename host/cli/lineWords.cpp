@@ -1,4 +1,5 @@
 // One line of input cut into words, with quotes as a shell has them.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/cli/lineWords.h"
 
 #include <optional>

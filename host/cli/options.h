@@ -1,4 +1,5 @@
 // The options of the command line, before and between the verbs.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <span>

@@ -1,4 +1,5 @@
 // The known word that a mistyped one most resembles.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/cli/suggestion.h"
 
 #include <fmt/format.h>

@@ -1,4 +1,5 @@
 // What the user typed cannot be carried out; the text is a sentence for the user.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <stdexcept>

@@ -1,4 +1,5 @@
 // The verbs: names, arguments, help and what reads and carries them out.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fmt/format.h>
 
 #include <array>

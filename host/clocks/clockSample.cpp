@@ -1,4 +1,5 @@
 // One look at every clock: the values, what is alarming about them, and how they are shown.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/clocks/clockSample.h"
 
 #include <fmt/format.h>

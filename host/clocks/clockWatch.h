@@ -1,4 +1,5 @@
 // Takes samples of every clock: the PTP clocks that the library takes, the system clock, and the master by the library.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <string>

@@ -1,4 +1,5 @@
 // The verbs monitor and record: every clock looked at again and again.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,5 @@
 // The clock that nobody steers, against which the timekeeper is measured, and waiting.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/clocks/rawClock.h"
 
 #include <fmt/format.h>

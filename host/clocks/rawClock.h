@@ -1,4 +1,5 @@
 // The clock that nobody steers, against which the timekeeper is measured, and waiting.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

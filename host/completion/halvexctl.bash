@@ -1,4 +1,5 @@
 # Completion of halvexctl for bash: verbs, options, and what some verbs take.
+# SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 _halvexctl() {
   local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]}
   local verbs="info version name seeded init get step freq limits drift wait apply-metadata expect-error clear explain

@@ -1,4 +1,5 @@
 // Every error code of the timekeeper explained: what it means, where it is raised and what helps.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/errors/catalogue.h"
 
 #include <array>

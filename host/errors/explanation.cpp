@@ -1,4 +1,5 @@
 // The verb explain: what an error code, its name or the place that raised it stands for.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/errors/explanation.h"
 
 #include <fmt/format.h>

@@ -1,4 +1,5 @@
 // What a failed call says about itself: the JSON error information read for people.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/errors/information.h"
 
 #include <fmt/format.h>

@@ -1,4 +1,5 @@
 // The error codes of the timekeeper and the names its error information carries for them.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/errors/names.h"
 
 #include <array>

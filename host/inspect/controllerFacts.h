@@ -1,4 +1,5 @@
 // What there is on the controller: gathered without changing anything, judged elsewhere.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,5 @@
 // The checks of the doctor: what the facts about a controller say, and what helps.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/inspect/doctor.h"
 
 #include <fmt/format.h>

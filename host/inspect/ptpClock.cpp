@@ -1,4 +1,5 @@
 // A PTP hardware clock looked at: what it can do, its pins, and its time against the system's. Nothing is changed.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/inspect/ptpClock.h"
 
 #include <fcntl.h>

@@ -1,4 +1,5 @@
 // Small files and directories of the system, read whole.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/inspect/systemFiles.h"
 
 #include <dirent.h>

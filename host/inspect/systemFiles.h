@@ -1,4 +1,5 @@
 // Small files and directories of the system, read whole.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <optional>

@@ -1,4 +1,5 @@
 // Results as one JSON document: an array with an object for each verb.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdio>

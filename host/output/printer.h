@@ -1,4 +1,5 @@
 // What is shown while the verbs are carried out, and how.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <functional>

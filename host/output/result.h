@@ -1,4 +1,5 @@
 // What one verb came to, for people and for programs alike.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <optional>

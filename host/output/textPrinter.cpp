@@ -1,4 +1,5 @@
 // Results as text for people: a heading for each verb, its values below in aligned columns.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/output/textPrinter.h"
 
 #include <fmt/format.h>

@@ -1,4 +1,5 @@
 // Times, offsets, durations and frequencies with their units, in and out; exact, without floating point.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/output/units.h"
 
 #include <fmt/format.h>

@@ -1,4 +1,5 @@
 // Files that are written as a whole.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/output/wholeFile.h"
 
 #include <fcntl.h>

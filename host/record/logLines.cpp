@@ -1,4 +1,5 @@
 // The lines that this process hands to syslog, kept for a record: the library's are among them.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/record/logLines.h"
 
 #include <time.h>

@@ -1,4 +1,5 @@
 // The file of a record: what happened in a session, a line of JSON each.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/record/recordFile.h"
 
 #include <fmt/format.h>

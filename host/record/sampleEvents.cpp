@@ -1,4 +1,5 @@
 // What changed between two looks at the clocks.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/record/sampleEvents.h"
 
 #include <fmt/format.h>

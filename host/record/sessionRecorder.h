@@ -1,4 +1,5 @@
 // Keeps a session in a file: samples of every clock, calls and their results, verbs, log lines, and what changed.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,5 @@
 // Finds the alignment runs in what a trace or a log shows, iteration by iteration where that can be seen.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

@@ -1,6 +1,7 @@
 # Puts the report's page together: style sheet, scripts and the charting library go where page.html names them.
 #
 #   cmake -D PARTS=DIR -D DYGRAPHS=DIR -D LICENCE=FILE -D PAGE=FILE -P assemblePage.cmake
+# SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 cmake_policy(VERSION 3.25)
 
 

@@ -1,4 +1,5 @@
 // What happened in a session, gathered from a record, a board's trace or both, ready to be shown on one time axis.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,5 @@
 // A chronicle as the JSON document that the report's page draws.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <nlohmann/json.hpp>

@@ -1,4 +1,5 @@
 // The report's page as it is built into the program: the assembler takes the file in, byte by byte.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/report/embeddedPage.h"
 
 asm(".section .rodata\n"

@@ -1,4 +1,5 @@
 // The report's page as it is built into the program.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <string_view>

@@ -1,4 +1,5 @@
 // The lines of a file, each a JSON object.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <functional>

@@ -1,4 +1,5 @@
 // Reads a record, that is what halvexctl record kept of a session.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fmt/format.h>
 
 #include <limits>

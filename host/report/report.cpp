@@ -1,4 +1,5 @@
 // The verb report: a page made of a record, a board's trace, or both.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/report/report.h"
 
 #include <fmt/format.h>

@@ -1,4 +1,5 @@
 // The verb report: a page made of a record, a board's trace, or both.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <string>

@@ -1,4 +1,5 @@
 // What a report is made of.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <string>

@@ -1,4 +1,5 @@
 // Reads records and boards' traces into a chronicle.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <string>

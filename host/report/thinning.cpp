@@ -1,4 +1,5 @@
 // Fewer rows of a long table, without losing what stands out.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/report/thinning.h"
 
 #include <algorithm>

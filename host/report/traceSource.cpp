@@ -1,4 +1,5 @@
 // Reads the trace of a simulated board: the truth, and what the programs on it did.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fmt/format.h>
 #include <syslog.h>
 

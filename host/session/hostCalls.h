@@ -1,4 +1,5 @@
 // The twelve calls as this host makes them: each one reported before and after, with one status for all of them.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

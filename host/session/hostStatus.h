@@ -1,4 +1,5 @@
 // The host's status structure and the buffer behind it.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

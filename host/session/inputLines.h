@@ -1,4 +1,5 @@
 // Lines of standard input carried out as they come, until there are no more or a stop is requested.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 namespace halvexctl {

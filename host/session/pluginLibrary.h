@@ -1,4 +1,5 @@
 // The timekeeper library as a host loads it: dlopen and the twelve functions.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <stdexcept>

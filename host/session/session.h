@@ -1,4 +1,5 @@
 // One session of the host: the library loaded, initialised and finalised around the verbs that are carried out.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <memory>

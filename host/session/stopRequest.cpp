@@ -1,4 +1,5 @@
 // The wish to stop, by SIGINT, SIGTERM or a closed output, so that the library is always finalised.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/session/stopRequest.h"
 
 #include <fcntl.h>

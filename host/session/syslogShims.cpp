@@ -2,6 +2,7 @@
 //
 // A program's symbols come before those of every library, so the library's calls arrive here without being changed. The
 // line is passed on as it is; only while a session is recorded is it kept as well.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <dlfcn.h>
 #include <syslog.h>
 

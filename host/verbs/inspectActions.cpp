@@ -1,4 +1,5 @@
 // What the verbs do that look at the controller and at errors without touching anything.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fmt/format.h>
 
 #include "host/clocks/monitor.h"

@@ -1,4 +1,5 @@
 // How the timekeeper takes a step, said before it is asked to.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

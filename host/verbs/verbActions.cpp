@@ -1,4 +1,5 @@
 // What each verb does in a session; the table of verbs names them.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/verbs/verbActions.h"
 
 #include <fmt/format.h>

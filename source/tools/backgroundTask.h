@@ -1,4 +1,5 @@
 // Runs tasks on threads of their own that no signal of the host's reaches.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <pthread.h>

@@ -1,4 +1,5 @@
 // A number in decimal digits, as messages and attribute files carry it.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <charconv>

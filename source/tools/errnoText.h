@@ -1,4 +1,5 @@
 // The system's text for an error number.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstddef>

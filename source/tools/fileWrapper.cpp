@@ -1,4 +1,5 @@
 // One open attribute file of a kernel driver.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/tools/fileWrapper.h"
 
 #include <fcntl.h>

@@ -1,4 +1,5 @@
 // A leaf mutex for a few instructions' work: acquire nothing while holding it.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/tools/leafMutex.h"
 
 namespace halvexTimekeeper {

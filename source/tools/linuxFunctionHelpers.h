@@ -1,4 +1,5 @@
 // The operating-system calls that devices make, as a table that tests can change, and the conversions of Linux times.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <sys/select.h>

@@ -1,4 +1,5 @@
 // Turns a platform status into an exception.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/tools/platStatusException.h"
 
 #include <exception>

@@ -1,4 +1,5 @@
 // Turns a platform status into an exception.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

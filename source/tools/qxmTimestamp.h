@@ -1,4 +1,5 @@
 // The time type of the whole plug-in.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

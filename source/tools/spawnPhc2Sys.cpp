@@ -1,4 +1,5 @@
 // Runs phc2sys, which keeps the system clock in step with a PTP hardware clock.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/tools/spawnPhc2Sys.h"
 
 #include <unistd.h>

@@ -1,4 +1,5 @@
 // Runs phc2sys, which keeps the system clock in step with a PTP hardware clock.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <spawn.h>

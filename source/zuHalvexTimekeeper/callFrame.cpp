@@ -1,4 +1,5 @@
 // The frame around every exported call: whose status it honours, what fails it, and how a failure is reported.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/callFrame.h"
 
 #include <syslog.h>

@@ -1,4 +1,5 @@
 // What the timekeeper asks of a clock.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

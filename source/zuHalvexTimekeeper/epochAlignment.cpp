@@ -1,4 +1,5 @@
 // Brings the clocks of slave epoch devices onto the clock of the epoch master.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/epochAlignment.h"
 
 #include <cxxabi.h>

@@ -1,4 +1,5 @@
 // What the timekeeper asks of a clock that takes part in epoch alignment.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,5 @@
 // The Ferrox chip: the epoch master.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/ferroxEpochDevice.h"
 
 #include "interfaces/interfaceIdentifiers.h"

@@ -1,4 +1,5 @@
 // The FPGA's time-sync logic: an epoch slave.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

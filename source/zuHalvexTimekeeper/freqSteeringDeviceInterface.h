@@ -1,4 +1,5 @@
 // What the timekeeper asks of an oscillator that can be steered.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,5 @@
 // The timekeeper: one master clock, the system clock, an oscillator, and the slaves that are kept aligned.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <chrono>

@@ -1,4 +1,5 @@
 // The twelve exported functions; each is one statement, the frame around them holds all policy.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <cstring>
 #include <string>
 

@@ -1,4 +1,5 @@
 // The PTP hardware clock of an I210 network controller as an epoch slave.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/i210EpochDevice.h"
 
 #include <linux/ptp_clock.h>

@@ -1,4 +1,5 @@
 // Finds the I210 network interfaces of the system.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/i210EpochDeviceFactory.h"
 
 #include <dirent.h>

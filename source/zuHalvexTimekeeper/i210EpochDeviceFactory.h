@@ -1,4 +1,5 @@
 // Finds the I210 network interfaces of the system.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <memory>

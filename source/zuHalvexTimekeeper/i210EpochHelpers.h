@@ -1,4 +1,5 @@
 // One system call each on a PTP hardware clock or its network interface, with failures turned into errors.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <linux/ptp_clock.h>

@@ -1,4 +1,5 @@
 // The body of the monitoring thread.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/monitoringThread.h"
 
 #include <syslog.h>

@@ -1,4 +1,5 @@
 // Builds the timekeeper from the hardware that is found, runs its monitoring thread, and takes both down again.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <string>

@@ -1,4 +1,5 @@
 // What the entry points share: the published timekeeper, the monitoring thread and the error it left.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/pluginState.h"
 
 #include "zuerr/codes.h"

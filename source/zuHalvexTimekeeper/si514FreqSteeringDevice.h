@@ -1,4 +1,5 @@
 // The Si514 oscillator, steered through the attributes of its kernel driver.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,5 @@
 // The system clock, CLOCK_REALTIME.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <ctime>

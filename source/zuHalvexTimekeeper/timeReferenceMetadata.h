@@ -1,4 +1,5 @@
 // Reads the selected time reference out of the host's metadata document.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,5 @@
 // What the exported functions and the monitoring thread ask of the timekeeper.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

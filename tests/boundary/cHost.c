@@ -1,4 +1,5 @@
 /* A host in plain C11: loads the library at run time and plays one story, named on the command line. */
+/* SPDX-License-Identifier: LicenseRef-HalvexTimekeeper */
 #define _POSIX_C_SOURCE 200809L
 #include <dlfcn.h>
 #include <stdio.h>

@@ -1,4 +1,5 @@
 // A host in C++17 that is linked with the library; runs on the simulated controller.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gtest/gtest.h>
 
 #include <atomic>

@@ -1,4 +1,5 @@
 // What the timekeeper and the exported functions must do, call by call.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/faults/account.h"
 
 #include <algorithm>

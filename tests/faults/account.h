@@ -1,4 +1,5 @@
 // What the library must do in a world, step by step and written apart from the library: the oracle of the sweeps.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

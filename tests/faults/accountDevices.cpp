@@ -1,4 +1,5 @@
 // What each device of the library must do, call by call.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <linux/ethtool.h>
 #include <linux/ptp_clock.h>
 #include <net/if.h>

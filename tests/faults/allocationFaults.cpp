@@ -1,4 +1,5 @@
 // Memory that runs out, for the library alone.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/faults/allocationFaults.h"
 
 #include <array>

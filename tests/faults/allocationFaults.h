@@ -1,4 +1,5 @@
 // Memory that runs out: the allocations of the library's own are counted, and one of them, or all from one on, refused.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 namespace faults {

@@ -1,5 +1,6 @@
 // Refuses every allocation of the library's own, one at a time and from one on, through every export: the host learns
 // of the lack of memory or of the error there was, loses members of a text at most, and nothing stays behind.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -1,5 +1,6 @@
 // Fails every operating-system call of every story in every plausible way, once and forever, and compares what the
 // library did with what it had to do: calls, messages, log lines, results, and what is left open.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/wait.h>

@@ -1,4 +1,5 @@
 // What each kind of call can plausibly come to instead of its success.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <vector>

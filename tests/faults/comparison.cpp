@@ -1,4 +1,5 @@
 // What the library had to do against what it did.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/faults/comparison.h"
 
 #include <algorithm>

@@ -1,4 +1,5 @@
 // Figures of this process's sweeps, printed in one line at its end.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 namespace faults {

@@ -1,4 +1,5 @@
 // The library inside hosts that make its life hard: what it does is still exactly what it has to do.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <signal.h>

@@ -1,4 +1,5 @@
 // Functions of the C library, answered from a world; and the threads of the library, made to move one at a time.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/faults/interposition.h"
 
 #include <dirent.h>

@@ -1,4 +1,5 @@
 // The library itself under a sweep.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/faults/library.h"
 
 #include <cerrno>

@@ -1,4 +1,5 @@
 // The library itself under a sweep: its exports, called, and its calls, answered by a world.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include "tests/faults/subject.h"

@@ -1,4 +1,5 @@
 // Runs the sweeps and prints their figures last.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 

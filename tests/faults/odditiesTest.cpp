@@ -1,4 +1,5 @@
 // What looks wrong and is required: one test for each, so that nobody repairs it unseen.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -1,5 +1,6 @@
 // Many threads of a host at once, with the library's own: for the thread sanitizer, and against a watchdog.
 // HALVEX_STORM_CALLS says how many calls; without it they are few enough for every test run.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gtest/gtest.h>
 #include <unistd.h>
 

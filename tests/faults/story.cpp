@@ -1,4 +1,5 @@
 // The stories that sweeps tell.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/faults/story.h"
 
 #include <stdexcept>

@@ -1,4 +1,5 @@
 // The stories that sweeps tell: a part without faults, the part that a fault meets, and what the host does afterwards.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <functional>

@@ -1,4 +1,5 @@
 // What a sweep drives: the library itself, or the account of what it must do.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,5 @@
 // The world around the library as a fault sweep needs it.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/faults/world.h"
 
 #include <dirent.h>

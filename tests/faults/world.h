@@ -1,5 +1,6 @@
 // The world around the library as a fault sweep needs it: small, single-file, repeatable, every call numbered and
 // written down.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <array>

@@ -1,4 +1,5 @@
 # Finds what can be changed in the product, with the parser of clang, and chooses some of it.
+# SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 import hashlib
 import json
 import random

@@ -1,4 +1,5 @@
 # Runs the test programs, each in a cage: a changed product may kill, write or loop as it likes.
+# SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 import json
 import os
 import re

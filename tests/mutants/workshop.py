@@ -1,4 +1,5 @@
 # Builds changed libraries and test programs: compiles what a change touches and links that ahead of the archives.
+# SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 import functools
 import json
 import os

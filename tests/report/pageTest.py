@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 """Tests of the report's page in headless Chromium: what is drawn, zoomed, hovered and printed, and that nothing is asked for elsewhere."""
 import argparse
 import base64

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 """Makes recordings for the tests of the report's page: of the demo on the simulated controller, and written by hand."""
 import json
 import math

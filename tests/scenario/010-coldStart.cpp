@@ -1,4 +1,5 @@
 // Story 010: a controller is switched on, with clocks from nanoseconds to seconds apart.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 
 #include "tests/support/controller.h"

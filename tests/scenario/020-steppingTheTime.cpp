@@ -1,4 +1,5 @@
 // Story 020: the host steps the time, and every clock follows.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 
 #include "tests/support/controller.h"

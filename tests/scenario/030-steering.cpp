@@ -1,4 +1,5 @@
 // Story 030: the host steers the oscillator, and every clock of the board changes its rate.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 
 #include "tests/support/controller.h"

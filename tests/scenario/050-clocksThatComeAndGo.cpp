@@ -1,4 +1,5 @@
 // Story 050: interfaces go down, an FPGA stops, a clock is reset behind the library's back.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 
 #include "tests/support/controller.h"

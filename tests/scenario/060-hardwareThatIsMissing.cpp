@@ -1,4 +1,5 @@
 // Story 060: initialisation on controllers that lack something, or fail.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 
 #include "tests/support/controller.h"

@@ -1,4 +1,5 @@
 // Story 070: something fails between two calls of the host.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 
 #include "tests/support/controller.h"

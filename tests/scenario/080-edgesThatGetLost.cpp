@@ -1,4 +1,5 @@
 // Story 080: pulses are missed, old time stamps turn up, both edges are stamped.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 
 #include "tests/support/controller.h"

@@ -1,4 +1,5 @@
 // Story 090: the system calls that each piece of work makes, to the last one.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 
 #include "tests/support/controller.h"

@@ -1,4 +1,5 @@
 // Story 100: hours with everything moving; and the same hours twice.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 
 #include <random>

@@ -1,4 +1,5 @@
 // Story 110: what succeeds allocates nothing.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 
 #include <atomic>

@@ -1,4 +1,5 @@
 // Story 120: every step falls short by 1.5 us; what single steps come to, and what doubling every other one does.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 
 #include <utility>

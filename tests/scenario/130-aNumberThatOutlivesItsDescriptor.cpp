@@ -1,5 +1,6 @@
 // Story 130: a request on a PTP clock fails once, its descriptor is closed and its number kept; another clock is opened
 // anew and gets that number. What follows is kept on purpose, and what a host can do about it.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 
 #include "tests/support/controller.h"

@@ -1,4 +1,5 @@
 // Where the soak sits between the library and the board.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/soak/calls.h"
 
 #include <string_view>

@@ -1,4 +1,5 @@
 // Where the soak sits between the library and the board: it decides which call fails and sees everything that happens.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,5 @@
 // What the process holds at one moment.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/soak/census.h"
 
 #include <cstdio>

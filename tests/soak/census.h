@@ -1,4 +1,5 @@
 // What the process holds at one moment: descriptors by what they stand for, threads, written memory.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <array>

@@ -1,4 +1,5 @@
 // Which call fails, and how.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/soak/faultPlan.h"
 
 #include <cerrno>

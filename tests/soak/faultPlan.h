@@ -1,4 +1,5 @@
 // Which call fails, and how: one in a thousand, each with something that this kind of call can plausibly come to.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,5 @@
 // A host's life with the library.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/soak/host.h"
 
 #include <sys/wait.h>

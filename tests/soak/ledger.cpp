@@ -1,4 +1,5 @@
 // The account of every fault.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/soak/ledger.h"
 
 #include <algorithm>

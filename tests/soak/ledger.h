@@ -1,4 +1,5 @@
 // The account of every fault: what the library must write to syslog because of it, and whether it did.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <array>

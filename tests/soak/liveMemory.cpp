@@ -1,4 +1,5 @@
 // Counts what malloc hands out and free takes back, for every thread and every library of the process.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/soak/liveMemory.h"
 
 #ifdef HALVEX_ADDRESS_SANITIZER

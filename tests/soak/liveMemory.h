@@ -1,4 +1,5 @@
 // How much memory is allocated and not yet freed, by anybody in this process.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

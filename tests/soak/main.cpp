@@ -1,4 +1,5 @@
 // A soak: so many simulated hours of the library, with one call in a thousand failing. The figures are the last line.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <atomic>
 #include <cerrno>
 #include <chrono>

@@ -1,5 +1,6 @@
 // Starting a thread can fail. The shims, which answer for the library, call the next pthread_create in search order:
 // this one.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/soak/threadStart.h"
 
 #include <dlfcn.h>

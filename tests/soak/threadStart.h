@@ -1,4 +1,5 @@
 // Starting a thread can fail: a library between the shims and the C library, which asks the soak first.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 namespace soak {

@@ -1,4 +1,5 @@
 // Ends a soak that stands still.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,5 @@
 // The controller of the soak, and what happens to it.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/soak/world.h"
 
 #include <csignal>

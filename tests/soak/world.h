@@ -1,4 +1,5 @@
 // The controller of the soak, and what happens to it.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <array>

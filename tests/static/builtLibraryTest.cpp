@@ -1,4 +1,5 @@
 // What the built library shows to the world, and how it is hardened.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

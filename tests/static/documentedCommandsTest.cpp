@@ -1,4 +1,5 @@
 // Every command that a document shows is run by a test: here, by another one, or by what continuous integration runs.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>

@@ -1,4 +1,5 @@
 // What the documents tell a reader to type exists.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

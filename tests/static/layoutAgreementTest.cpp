@@ -1,4 +1,5 @@
 // The one place that sees both the product and the board: what they agree on is written twice, and compared here.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <linux/ethtool.h>
 #include <linux/ptp_clock.h>
 #include <linux/sockios.h>

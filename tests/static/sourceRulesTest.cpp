@@ -1,4 +1,5 @@
 // The floor plan and the habits of the tree, read from its files.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,5 @@
 // Counts what operator new hands out.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/support/allocationCount.h"
 
 #include <cstdlib>

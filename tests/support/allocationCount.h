@@ -1,4 +1,5 @@
 // Counts what operator new hands out; a test program that uses it lists allocationCount.cpp among its sources.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 namespace testsupport {

@@ -1,4 +1,5 @@
 // One simulated controller with the built library on it: what stories of the whole plug-in run on.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <gtest/gtest.h>

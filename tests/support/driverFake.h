@@ -1,4 +1,5 @@
 // A driver behind every descriptor: answers method calls by their request numbers and keeps a journal of them.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 // Clocks, epoch devices and an oscillator that keep a clock, a flag and a journal of what was asked of them.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

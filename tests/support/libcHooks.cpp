@@ -1,4 +1,5 @@
 // Stand-ins for C library functions, defined here so that they come before those of the C library.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/support/libcHooks.h"
 
 #include <dlfcn.h>

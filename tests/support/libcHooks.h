@@ -1,4 +1,5 @@
 // Stand-ins for C library functions: a test replaces one for as long as its guard lives; all others stay the real ones.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <dirent.h>

@@ -1,4 +1,5 @@
 // A locale that writes another sign where programs expect a decimal point.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <clocale>

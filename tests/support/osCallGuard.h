@@ -1,4 +1,5 @@
 // Puts another function into an entry of a call table for as long as the guard lives.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <atomic>

@@ -1,2 +1,3 @@
 // Carries the precompiled header that the test programs share.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 int halvexPrecompiledHeaderCarrier = 0;

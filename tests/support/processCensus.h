@@ -1,4 +1,5 @@
 // What the kernel lists of this process: its threads and how they are, its open descriptors.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <dirent.h>

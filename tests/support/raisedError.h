@@ -1,4 +1,5 @@
 // Errors of the library as tests compare them: the code, and the error information to the letter.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 // A host's side of a status: frees its text, and growth functions of every temper.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

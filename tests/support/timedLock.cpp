@@ -1,4 +1,5 @@
 // The timed lock of a chosen clock, for the thread sanitizers, which do not know it.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>

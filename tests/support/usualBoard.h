@@ -1,4 +1,5 @@
 // The simulated controller that most stories run on.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <string_view>

@@ -1,4 +1,5 @@
 // Where a virtual function stands in the virtual table of its class: slot orders are part of the interfaces.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,5 @@
 // Stories 010: from power-on to all clocks aligned.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fstream>
 
 #include "tests/system/controller.h"

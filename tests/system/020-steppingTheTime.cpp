@@ -1,4 +1,5 @@
 // Stories 020: the host steps the time.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/system/controller.h"
 
 namespace {

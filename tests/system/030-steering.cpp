@@ -1,4 +1,5 @@
 // Stories 030: the host steers the oscillator; the drift is measured on every clock.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/system/controller.h"
 
 namespace {

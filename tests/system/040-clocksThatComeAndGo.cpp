@@ -1,4 +1,5 @@
 // Stories 040: interfaces go down and up, clocks are reset behind the library's back, the FPGA stops.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/system/controller.h"
 
 namespace {

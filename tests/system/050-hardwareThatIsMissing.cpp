@@ -1,4 +1,5 @@
 // Stories 050: what the library says when hardware is missing, foreign or unusable, at the start and later.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <unistd.h>
 
 #include "tests/system/controller.h"

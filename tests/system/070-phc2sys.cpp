@@ -1,4 +1,5 @@
 // Stories 070: the child that keeps the system clock: killed, missing, exiting at once.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>

@@ -1,4 +1,5 @@
 // Stories 080: metadata as the FPGA receives it, and errors of the kernel on their way to the host.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/system/controller.h"
 
 namespace {

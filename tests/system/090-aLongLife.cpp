@@ -1,4 +1,5 @@
 // Stories 090: many epochs, many starts, twenty minutes of everything.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <cstdio>
 #include <map>
 

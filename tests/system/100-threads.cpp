@@ -1,4 +1,5 @@
 // Stories 100: a host whose threads call everything at once, while the hardware comes and goes beneath them.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <atomic>
 #include <functional>
 #include <thread>

@@ -1,4 +1,5 @@
 // Stories 110: the companion tool looks at a real kernel: checks, map, samples, explanations.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fcntl.h>
 #include <linux/capability.h>
 #include <signal.h>

@@ -1,4 +1,5 @@
 // A board switched on for one story, and a host that calls the library on it.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <gtest/gtest.h>

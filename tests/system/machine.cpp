@@ -1,4 +1,5 @@
 // How stories reach the virtual controller.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/system/machine.h"
 
 #include <fcntl.h>

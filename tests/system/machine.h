@@ -1,4 +1,5 @@
 // The virtual controller as a story sees it: the module's control files, the machine's processes, interfaces and log.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

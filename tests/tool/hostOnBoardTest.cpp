@@ -1,4 +1,5 @@
 // Tests of halvexctl and of the demo with the real library on the simulated controller.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>

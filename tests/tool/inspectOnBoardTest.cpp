@@ -1,4 +1,5 @@
 // Tests of the verbs that look at the controller, on the simulated one.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,5 @@
 // One run of a program as a child, with what it printed.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <sys/types.h>

@@ -1,4 +1,5 @@
 // Tests of recording a session and reporting it, with the real library on the simulated controller.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,5 @@
 // Tests that what halvexctl prints with --json is what the published schemas say.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gtest/gtest.h>
 
 #include <fstream>

@@ -1,5 +1,6 @@
 // 100,000 random worlds, each aligned twice: by the library, and by an implementation of alignment that is written
 // apart from it. Calls, steps, log lines and the error at the end must be the same.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gtest/gtest.h>
 #include <syslog.h>
 

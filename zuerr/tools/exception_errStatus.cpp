@@ -1,4 +1,5 @@
 // Turns the exception in flight into a status, or looks at it and leaves it whole.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuerr/tools/exception_errStatus.h"
 
 #include <exception>

@@ -1,5 +1,6 @@
 // An hour on the virtual controller: how far every clock truly is from the master, second by second, as numbers and as
 // a picture. Writes the picture (SVG) to the file named by its argument; exits with 1 when a clock leaves its range.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <algorithm>
 #include <cmath>
 #include <cstdio>

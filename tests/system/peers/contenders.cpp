@@ -1,4 +1,5 @@
 // Who keeps the clocks in a run: the library in a host of its own, or the programs of linuxptp.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/system/peers/contenders.h"
 
 #include <dirent.h>

@@ -1,5 +1,6 @@
 // From a cold start to clocks that agree, in the virtual machine: the library and the programs of linuxptp on the same
 // boards. Usage: peers SECONDS SEEDS >RESULTS; one JSON object a line: a run each, and last what a reading costs.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>

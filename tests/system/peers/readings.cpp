@@ -1,4 +1,5 @@
 // What one reading of a clock costs: phc_ctl of linuxptp, and the library.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/system/peers/readings.h"
 
 #include <fcntl.h>

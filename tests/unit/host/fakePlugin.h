@@ -1,4 +1,5 @@
 // A stand-in for the timekeeper library: keeps a clock, a correction and a journal, and fails on request.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,5 @@
 // Tests of the program itself, run as a child with a stand-in for the library: exit codes, streams, signals.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

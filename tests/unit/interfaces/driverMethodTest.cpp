@@ -1,4 +1,5 @@
 // Request numbers.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "interfaces/driverMethod.h"
 
 #include <gtest/gtest.h>

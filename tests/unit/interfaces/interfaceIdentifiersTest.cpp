@@ -1,4 +1,5 @@
 // The names under which drivers publish their interfaces.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "interfaces/interfaceIdentifiers.h"
 
 #include <gtest/gtest.h>

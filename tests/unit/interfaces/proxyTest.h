@@ -1,4 +1,5 @@
 // What the tests of the two driver proxies share: an open proxy on a driver that keeps a journal.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <gtest/gtest.h>

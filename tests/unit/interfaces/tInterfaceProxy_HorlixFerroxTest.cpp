@@ -1,4 +1,5 @@
 // The methods of the Ferrox driver, as the driver sees them.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "interfaces/tInterfaceProxy_HorlixFerrox.h"
 
 #include <gtest/gtest.h>

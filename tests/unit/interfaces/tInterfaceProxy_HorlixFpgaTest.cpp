@@ -1,4 +1,5 @@
 // The methods of the FPGA driver, as the driver sees them.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "interfaces/tInterfaceProxy_HorlixFpga.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 // Error information written in place, member by member, whatever the buffer does.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuerr/errorInformation.h"
 
 #include <gtest/gtest.h>

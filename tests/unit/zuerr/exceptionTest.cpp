@@ -1,4 +1,5 @@
 // What an error carries and how it is raised.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuerr/exception.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 // Codes by precedence, the text's buffer, merging.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuerr/status.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,5 @@
 // One parsed JSON document.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zujsonlh/CppJson.h"
 
 #include <gtest/gtest.h>

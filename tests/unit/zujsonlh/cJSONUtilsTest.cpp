@@ -1,4 +1,5 @@
 // Types and values of JSON items.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zujsonlh/cJSONUtils.h"
 
 #include <gtest/gtest.h>

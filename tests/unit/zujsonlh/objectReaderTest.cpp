@@ -1,4 +1,5 @@
 // Members of a JSON object, looked up by their exact keys.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zujsonlh/objectReader.h"
 
 #include <gtest/gtest.h>

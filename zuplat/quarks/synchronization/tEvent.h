@@ -1,4 +1,5 @@
 // An event that one thread waits for and others set.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <pthread.h>

@@ -1,4 +1,5 @@
 // A board switched on for a test: see boardFixture.h.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 
 #include "board/wire/driver.h"

@@ -1,4 +1,5 @@
 // A board switched on for a test, with everything that happened on it.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #ifndef HALVEX_TESTS_UNIT_BOARD_MODEL_BOARDFIXTURE_H
 #define HALVEX_TESTS_UNIT_BOARD_MODEL_BOARDFIXTURE_H
 

@@ -1,4 +1,5 @@
 // Clocks: one oscillator, one instant, steps that lose a little.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 
 #include "board/wire/driver.h"

@@ -1,4 +1,5 @@
 // Why the doubled step matters: steps that lose 1.5 us defeat a loop that always steps by the difference.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 
 #include <algorithm>

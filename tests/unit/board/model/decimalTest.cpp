@@ -1,4 +1,5 @@
 // Decimal texts, read and written without floating point.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gtest/gtest.h>
 #include <cstring>
 #include <string>

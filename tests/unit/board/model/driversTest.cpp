@@ -1,4 +1,5 @@
 // The Ferrox and FPGA drivers: methods, shapes, records, status codes.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 
 #include <cerrno>

@@ -1,4 +1,5 @@
 // The epoch signal: who stamps it, when, and who misses it.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 
 #include "board/wire/driver.h"

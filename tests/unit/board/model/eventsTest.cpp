@@ -1,4 +1,5 @@
 // Events: what happens to the board at its times, in its order.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 
 #include <cerrno>

@@ -1,4 +1,5 @@
 // Faults and costs: which call fails, and how long calls take.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 
 #include <cerrno>

@@ -1,6 +1,7 @@
 #!/bin/sh
 # Compiles the board's model without any header and lists what it needs from outside: memcpy and memset, no floating point.
 # Usage: freestanding.sh COMPILER ROOT
+# SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 set -eu
 compiler=$1 root=$2
 work=$(mktemp -d)

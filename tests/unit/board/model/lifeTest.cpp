@@ -1,4 +1,5 @@
 // A board's life: switching on, names, and the same life for the same seed.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 
 #include "board/wire/driver.h"

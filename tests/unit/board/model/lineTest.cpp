@@ -1,4 +1,5 @@
 // Time lines: exact at any rate, over any time, through any number of changes.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gtest/gtest.h>
 #include <cstdint>
 

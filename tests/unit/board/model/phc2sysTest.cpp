@@ -1,4 +1,5 @@
 // The phc2sys child: command line, life, and what it does to the system clock.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 
 #include <cerrno>

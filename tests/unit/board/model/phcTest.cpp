@@ -1,4 +1,5 @@
 // PTP hardware clocks: what the kernel grants and what it refuses.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 
 #include <cerrno>

@@ -1,4 +1,5 @@
 // Randomness that repeats: streams apart from each other, Gaussian of the right width.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gtest/gtest.h>
 #include <cmath>
 

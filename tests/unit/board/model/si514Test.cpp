@@ -1,4 +1,5 @@
 // The Si514: texts in and out, and the rate they stand for.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 
 #include <cerrno>

@@ -1,4 +1,5 @@
 // The system clock: setting, adjusting, and the kernel's idea of its own error.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 
 #include <cerrno>

@@ -1,4 +1,5 @@
 // A board that is on for the length of a test, and the few words that tests of the shims share.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 // Tests of the program's clocks on the board: one private system clock, monotonic clocks that follow virtual time.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <sys/time.h>
 #include <sys/timex.h>
 #include <chrono>

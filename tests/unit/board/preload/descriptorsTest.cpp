@@ -1,4 +1,5 @@
 // Tests of the board's descriptors: real ones, shared by duplicates, forgotten when they are closed.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <sys/resource.h>
 #include <sys/stat.h>
 

@@ -1,4 +1,5 @@
 // Tests of the two driver nodes: every method through the raw request, with the buffers as they lie in memory.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <sys/mman.h>
 
 #include "tests/unit/board/preload/boardOn.h"

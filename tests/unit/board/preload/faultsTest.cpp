@@ -1,4 +1,5 @@
 // Tests of injected faults as a program meets them: errno, short counts, delays, driver statuses.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <glob.h>
 #include <sys/select.h>
 #include <cstring>

@@ -1,4 +1,5 @@
 // Tests of the board's files: found at their paths, listed, read and written as the real ones are.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <dirent.h>
 #include <glob.h>
 #include <gmock/gmock.h>

@@ -1,4 +1,5 @@
 // Tests of halvexboard as a user meets it: programs run on the board, traces, messages, exit codes.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,5 @@
 // Tests of the launcher's command line.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/launcher/options.h"
 
 #include <gmock/gmock.h>

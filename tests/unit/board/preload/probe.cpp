@@ -1,4 +1,5 @@
 // A program that knows nothing of the board: each word on its command line makes it do one thing.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fcntl.h>
 #include <sys/timex.h>
 #include <sys/wait.h>

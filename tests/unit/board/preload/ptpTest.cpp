@@ -1,4 +1,5 @@
 // Tests of the PTP clocks: capabilities, pins, time stamps, waiting for them, and interface requests on sockets.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <poll.h>
 #include <sys/resource.h>
 #include <sys/select.h>

@@ -1,4 +1,5 @@
 // Tests of the deterministic scheduler: equal seeds make equal runs, whatever the threads do to each other.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <sys/timex.h>
 #include <atomic>
 #include <chrono>

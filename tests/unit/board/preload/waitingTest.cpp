@@ -1,4 +1,5 @@
 // Tests of waiting in virtual time: every way in which threads of a program wait for time or for each other.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <poll.h>
 #include <pthread.h>
 #include <semaphore.h>

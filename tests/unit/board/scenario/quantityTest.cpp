@@ -1,4 +1,5 @@
 // Quantities as people write them.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/scenario/quantity.h"
 
 #include <gtest/gtest.h>

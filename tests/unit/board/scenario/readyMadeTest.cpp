@@ -1,4 +1,5 @@
 // The ready-made scenarios: all of them load, and the ones others rely on say what they are relied on for.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gtest/gtest.h>
 #include <algorithm>
 #include <filesystem>

@@ -1,4 +1,5 @@
 // Scenario files: what each key means, and how mistakes are reported.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/scenario/scenario.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 // Building one JSON object in a borrowed buffer.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/trace/jsonLine.h"
 
 #include <cjson/cJSON.h>

@@ -1,4 +1,5 @@
 // One happening, one line: its members for every kind.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/trace/traceLine.h"
 
 #include <cjson/cJSON.h>

@@ -1,4 +1,5 @@
 // Summing a trace up: the table and the verdict.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/trace/traceSummary.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,5 @@
 // Tests of reading the words of a command line into commands.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/cli/command.h"
 
 #include <gtest/gtest.h>

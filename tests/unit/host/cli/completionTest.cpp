@@ -1,4 +1,5 @@
 // Tests of the completion for bash, by bash itself.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,5 @@
 // Tests of cutting a line of input into words.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/cli/lineWords.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 // Tests of the options of the command line.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/cli/options.h"
 
 #include <gtest/gtest.h>

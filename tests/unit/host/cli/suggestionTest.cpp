@@ -1,4 +1,5 @@
 // Tests of the suggestion for a mistyped word.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/cli/suggestion.h"
 
 #include <gtest/gtest.h>

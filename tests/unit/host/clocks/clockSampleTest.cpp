@@ -1,4 +1,5 @@
 // Tests of what is made of one look at the clocks: differences, alarms and the three ways to show them.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/clocks/clockSample.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,5 @@
 // Tests of the verb explain and of the catalogue behind it, which must know every error site of the library.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/errors/explanation.h"
 
 #include <gmock/gmock.h>

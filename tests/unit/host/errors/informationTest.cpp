@@ -1,4 +1,5 @@
 // Tests of reading error information for people.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/errors/information.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 // Tests of the doctor's checks on facts made up here, and of the choice of interfaces.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/inspect/doctor.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,5 @@
 // Tests of both printers.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gtest/gtest.h>
 
 #include <cstdlib>

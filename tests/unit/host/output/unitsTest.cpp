@@ -1,4 +1,5 @@
 // Tests of times, offsets, durations and frequencies with their units.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/output/units.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 // Tests of the log lines kept for a record.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <syslog.h>

@@ -1,4 +1,5 @@
 // Tests of what is noticed between two samples.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

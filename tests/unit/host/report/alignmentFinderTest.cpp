@@ -1,4 +1,5 @@
 // Tests of finding alignment runs in what a trace or a log shows.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

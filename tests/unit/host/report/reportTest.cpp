@@ -1,4 +1,5 @@
 // Tests of reading records and traces, and of the page that is made of them.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,5 @@
 // Tests of the thinning of long tables.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,5 @@
 // Tests of the host's status and of the function that grows its buffer.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/session/hostStatus.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 // Tests of loading a timekeeper library.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/session/pluginLibrary.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 // Tests of a session: what is called in which order, what comes of errors, warnings and expectations.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/session/session.h"
 
 #include <dlfcn.h>

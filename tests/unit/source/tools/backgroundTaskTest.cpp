@@ -1,4 +1,5 @@
 // Tasks on threads of their own.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/tools/backgroundTask.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 // The texts of integers.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/tools/decimalText.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 // The texts of error numbers.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/tools/errnoText.h"
 
 #include <gtest/gtest.h>

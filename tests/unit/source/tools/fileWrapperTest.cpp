@@ -1,4 +1,5 @@
 // The wrapper around one open attribute file.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/tools/fileWrapper.h"
 
 #include <fcntl.h>

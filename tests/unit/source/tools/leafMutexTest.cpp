@@ -1,4 +1,5 @@
 // The mutex around a few instructions' work.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/tools/leafMutex.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 // The table of operating-system calls and the conversions of Linux times.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/tools/linuxFunctionHelpers.h"
 
 #include <fcntl.h>

@@ -1,4 +1,5 @@
 // Platform statuses as exceptions.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/tools/platStatusException.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 // The phc2sys launcher.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/tools/spawnPhc2Sys.h"
 
 #include <gtest/gtest.h>

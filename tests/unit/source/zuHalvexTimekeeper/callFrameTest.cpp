@@ -1,4 +1,5 @@
 // The exported functions around a timekeeper that only remembers what reached it.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/callFrame.h"
 
 #include <gmock/gmock.h>

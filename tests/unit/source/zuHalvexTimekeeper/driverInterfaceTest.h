@@ -1,4 +1,5 @@
 // A driver interface as its device finds it: published under /proc, opened, called and closed.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <glob.h>

@@ -1,4 +1,5 @@
 // One alignment, iteration by iteration.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/epochAlignment.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,5 @@
 // Network interfaces with PTP hardware clocks behind the call table, as the kernel would answer for them.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <linux/ethtool.h>

@@ -1,4 +1,5 @@
 // The Ferrox chip as the timekeeper sees it.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/ferroxEpochDevice.h"
 
 #include <gtest/gtest.h>

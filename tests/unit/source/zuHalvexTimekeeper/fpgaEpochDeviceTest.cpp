@@ -1,4 +1,5 @@
 // The FPGA's time-sync logic as the timekeeper sees it.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/fpgaEpochDevice.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 // Seeding, stepping, servicing and steering of the timekeeper.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/halvexTimekeeper.h"
 
 #include <gmock/gmock.h>

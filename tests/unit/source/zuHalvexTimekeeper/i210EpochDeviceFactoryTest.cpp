@@ -1,4 +1,5 @@
 // The discovery of the I210 network interfaces.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/i210EpochDeviceFactory.h"
 
 #include <dirent.h>

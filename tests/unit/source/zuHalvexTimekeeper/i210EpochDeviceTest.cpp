@@ -1,4 +1,5 @@
 // The I210's clock as an epoch slave.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/i210EpochDevice.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 // The system calls on PTP hardware clocks and their network interfaces.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/i210EpochHelpers.h"
 
 #include <fcntl.h>

@@ -1,4 +1,5 @@
 // The monitoring thread: when it wakes, what it does with errors, how it ends.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/monitoringThread.h"
 
 #include <gmock/gmock.h>

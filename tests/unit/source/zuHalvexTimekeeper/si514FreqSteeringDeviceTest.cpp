@@ -1,4 +1,5 @@
 // The Si514 oscillator.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/si514FreqSteeringDevice.h"
 
 #include <dirent.h>

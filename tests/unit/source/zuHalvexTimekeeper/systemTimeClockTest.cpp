@@ -1,4 +1,5 @@
 // The system clock.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/systemTimeClock.h"
 
 #include <gtest/gtest.h>

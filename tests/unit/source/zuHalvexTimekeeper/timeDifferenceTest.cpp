@@ -1,4 +1,5 @@
 // The signed difference of two times.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/timeDifference.h"
 
 #include <gtest/gtest.h>

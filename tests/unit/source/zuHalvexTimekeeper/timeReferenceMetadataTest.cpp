@@ -1,4 +1,5 @@
 // The selected time reference in the host's metadata document.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/timeReferenceMetadata.h"
 
 #include <cjson/cJSON.h>

@@ -1,4 +1,5 @@
 // The guard around an entry of the call table.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/support/osCallGuard.h"
 
 #include <gtest/gtest.h>

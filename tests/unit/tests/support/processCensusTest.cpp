@@ -1,4 +1,5 @@
 // The census of this process.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/support/processCensus.h"
 
 #include <fcntl.h>

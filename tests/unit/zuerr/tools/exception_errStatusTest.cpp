@@ -1,4 +1,5 @@
 // How an exception becomes a status.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuerr/tools/exception_errStatus.h"
 
 #include <gtest/gtest.h>

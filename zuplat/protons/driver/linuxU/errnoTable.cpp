@@ -1,4 +1,5 @@
 // What the system's error numbers mean as codes of the platform layer.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuplat/protons/driver/linuxU/errnoTable.h"
 
 #include <array>

@@ -1,4 +1,5 @@
 // What every driver interface offers beside its own methods.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstddef>

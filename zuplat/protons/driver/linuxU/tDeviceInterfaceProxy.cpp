@@ -1,4 +1,5 @@
 // Carries method calls to a driver through the descriptor of its device node.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuplat/protons/driver/linuxU/tDeviceInterfaceProxy.h"
 
 #include <fcntl.h>

@@ -1,4 +1,5 @@
 // Carries method calls to a driver through the descriptor of its device node.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <sys/ioctl.h>

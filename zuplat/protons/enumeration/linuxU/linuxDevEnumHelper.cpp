@@ -1,4 +1,5 @@
 // Reads the small files by which drivers describe their interfaces.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuplat/protons/enumeration/linuxU/linuxDevEnumHelper.h"
 
 #include <cstdio>

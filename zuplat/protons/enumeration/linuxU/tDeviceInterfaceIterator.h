@@ -1,4 +1,5 @@
 // Finds the instances of a driver interface and the paths of their device nodes.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <glob.h>

@@ -1,4 +1,5 @@
 // An event that one thread waits for and others set.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuplat/quarks/synchronization/tEvent.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 // The transport of method calls to a driver.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuplat/protons/driver/linuxU/tDeviceInterfaceProxy.h"
 
 #include <fcntl.h>

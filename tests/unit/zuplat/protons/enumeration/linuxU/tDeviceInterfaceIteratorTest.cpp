@@ -1,4 +1,5 @@
 // The instances of a driver interface and the paths of their device nodes.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuplat/protons/enumeration/linuxU/tDeviceInterfaceIterator.h"
 
 #include <gtest/gtest.h>
