@@ -4,29 +4,16 @@
 
 #include <cjson/cJSON.h>
 #include <gtest/gtest.h>
+
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <new>
 #include <string>
 #include <vector>
 
 #include "board/wire/driver.h"
 #include "board/wire/ptp.h"
-
-namespace {
-std::size_t allocations = 0;
-}
-
-void* operator new(std::size_t size) {
-    ++allocations;
-    void* const memory = std::malloc(size == 0 ? 1 : size);
-    if (memory == nullptr) throw std::bad_alloc();
-    return memory;
-}
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+#include "tests/support/allocationCount.h"
 
 namespace halvexboard {
 namespace {
@@ -68,15 +55,15 @@ protected:
 
     board_config config;
     std::vector<std::string> lines;
-    std::size_t allocationsWhileFormatting = 0;
+    long allocationsWhileFormatting = 0;
 
 private:
     static void observe(void* context, const board_happening* happening) {
         auto& test = *static_cast<TraceLine*>(context);
         char line[kMaxTraceLine];
-        const std::size_t before = allocations;
+        const long before = testsupport::countAllocations();
         const std::size_t length = formatHappening(*happening->where, *happening, line, sizeof line);
-        test.allocationsWhileFormatting += allocations - before;
+        test.allocationsWhileFormatting += testsupport::countAllocations() - before;
         test.lines.emplace_back(line, length);
     }
 
@@ -240,7 +227,7 @@ TEST_F(TraceLine, EveryKindIsWholeJsonAndAllocatesNothing) {
         EXPECT_TRUE(cJSON_IsObject(parsed)) << line;
         cJSON_Delete(parsed);
     }
-    EXPECT_EQ(allocationsWhileFormatting, 0U);
+    EXPECT_EQ(allocationsWhileFormatting, 0);
 }
 
 TEST_F(TraceLine, ThatDoesNotFitIsNothing) {
