@@ -25,12 +25,14 @@ bool callReallocJson(zuerr_Status& status, std::uint32_t size) noexcept {
 
 /// The information belonged to the code that was replaced.
 void resetJson(zuerr_Status& status) noexcept {
-    if (status.capacity < kEmptyObjectRoom && !zuerr::growJson(status, kEmptyObjectRoom)) {
-        if (status.json != nullptr && status.capacity > 0) status.json[0] = '\0';
-        return;
+    if (status.capacity >= kEmptyObjectRoom || zuerr::growJson(status, kEmptyObjectRoom)) {
+        std::memcpy(status.json, "{}", 2);
+        zuerr::layOutTail(status, 2);
+    } else if (status.json != nullptr && status.capacity == sizeof "{}") {
+        std::memcpy(status.json, "{}", sizeof "{}");  // no room for the 'J': nothing can be added
+    } else if (status.json != nullptr && status.capacity > 0) {
+        status.json[0] = '\0';
     }
-    std::memcpy(status.json, "{}", 2);
-    zuerr::layOutTail(status, 2);
 }
 
 }  // namespace
