@@ -34,13 +34,21 @@ void waitForNextPass(tEvent& wakeEvent) {
     if (status.code != zuerr::zuplaterr_operationTimedOut) throwIfPlatformFailed(status);
 }
 
-void reportCurrentException(MonitorErrors errors) noexcept {
-    zuerr::ExceptionBase error = zuerr::copyCurrentException();
+void logError(const zuerr::ExceptionBase& error) noexcept {
     syslog(LOG_ERR, "Monitoring thread encountered an error: %s(%i,%s)", zuerr::severityWord(error.getCode()),
            error.getCode(), zuerr::jsonOrNull(error.getStatus()));
-    const std::lock_guard lock(errors.statusMutex);
-    zuerr_merge(&errors.status, &error.getStatus());
-    errors.hasError.store(true, std::memory_order_release);
+}
+
+void reportCurrentException(MonitorErrors errors) noexcept {
+    zuerr::ExceptionBase error = zuerr::copyCurrentException();
+    logError(error);
+    try {
+        const std::lock_guard lock(errors.statusMutex);
+        zuerr_merge(&errors.status, &error.getStatus());
+        errors.hasError.store(true, std::memory_order_release);
+    } catch (...) {
+        logError(zuerr::copyCurrentException());  // the lock: syslog has both errors, and the next pass follows
+    }
 }
 
 }  // namespace

@@ -15,6 +15,7 @@
 #include "source/zuHalvexTimekeeper/freqSteeringDeviceInterface.h"
 #include "source/zuHalvexTimekeeper/timekeeperInterface.h"
 #include "zuerr/exception.h"
+#include "zuerr/status.h"
 
 namespace testsupport {
 
@@ -24,6 +25,13 @@ using Journal = std::vector<std::string>;
 /// Throws a zuerr::Exception with `code` and `message`, as a device would.
 [[noreturn]] inline void throwDeviceError(std::int32_t code, const char* message = "device") {
     raise(zuerr::ErrorSite{code, "constant", "fake", 1}, {message});
+}
+
+/// Throws an error of the library's that carries a code and no text.
+[[noreturn]] inline void throwBare(std::int32_t code) {
+    zuerr_Status status = zuerr::makeStatus();
+    status.code = code;
+    throw zuerr::Exception(status);
 }
 
 /// Errors that a fake throws: the entries of an operation are used up one a call; an empty function lets the call pass.

@@ -115,6 +115,36 @@ TEST_F(MonitoringThread, LogsAnErrorRecordsItAndGoesOn) {
     EXPECT_EQ(passes_, 1) << "a pass followed the one that failed";
 }
 
+TEST_F(MonitoringThread, SaysWarnForAWarningPassForNoCodeAndNullForAnErrorWithoutAText) {
+    for (const std::int32_t code : {3, 0, -52024}) {
+        timekeeper_.failNext("serviceEpochDevices", [code] { testsupport::throwBare(code); });
+    }
+    run(1);
+    EXPECT_THAT(syslog_.getTexts(LOG_ERR), ElementsAre("Monitoring thread encountered an error: WARN(3,null)",
+                                                       "Monitoring thread encountered an error: PASS(0,null)",
+                                                       "Monitoring thread encountered an error: FAIL(-52024,null)"));
+    EXPECT_EQ(errors_.code, -52024);
+    EXPECT_EQ(errors_.json, nullptr);
+}
+
+TEST_F(MonitoringThread, LogsBothErrorsAndGoesOnWhenTheRecordCannotBeLocked) {
+    pthread_mutexattr_t checked;
+    pthread_mutexattr_init(&checked);
+    pthread_mutexattr_settype(&checked, PTHREAD_MUTEX_ERRORCHECK);
+    pthread_mutex_init(errorsMutex_.native_handle(), &checked);
+    timekeeper_.failNext("serviceEpochDevices", [this] {
+        errorsMutex_.lock();  // by this very thread: locking it again is an error
+        testsupport::throwBare(-52024);
+    });
+    run(1);
+    errorsMutex_.unlock();
+    EXPECT_THAT(syslog_.getTexts(LOG_ERR),
+                ElementsAre("Monitoring thread encountered an error: FAIL(-52024,null)",
+                            HasSubstr("\"std_exception_what\":\"Resource deadlock avoided\"")));
+    EXPECT_EQ(errors_.code, 0);
+    EXPECT_EQ(passes_, 1) << "a pass followed the one that failed";
+}
+
 TEST_F(MonitoringThread, RecordsTheFirstErrorAndOnlyLogsLaterOnes) {
     timekeeper_.failNext("serviceEpochDevices", -52024);
     timekeeper_.failNext("serviceEpochDevices", -52006);
