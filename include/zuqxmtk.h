@@ -34,7 +34,8 @@ extern "C" {
  * failures then reach syslog only.
  *
  * Errors of the background thread. An error that the monitoring thread met is handed, once, to the first call that
- * takes a status afterwards; that call fails with it and does nothing else.
+ * takes a status afterwards; that call fails with it and does nothing else. A call whose status is null collects the
+ * error too, which then reaches syslog only.
  *
  * Outputs are written on success only. A null output pointer is reported as -52005.
  *

@@ -24,4 +24,12 @@ void reportCurrentException(const char* exportName, zuerr_Status& status) noexce
 
 void throwNoOutput() { raise(kNoOutput, {"The output pointer is null."}); }
 
+void copyName(const std::string& name, char* destination) {
+    callReported("zuqxmtk_getName", nullptr, [&name, destination] {
+        if (destination == nullptr) throwNoOutput();
+        name.copy(destination, name.size());
+        destination[name.size()] = '\0';
+    });
+}
+
 }  // namespace halvexTimekeeper

@@ -4,6 +4,7 @@
 
 #include <cxxabi.h>
 
+#include <string>
 #include <type_traits>
 
 #include "source/zuHalvexTimekeeper/pluginState.h"
@@ -16,6 +17,9 @@ void reportCurrentException(const char* exportName, zuerr_Status& status) noexce
 
 /// Throws zuplaterr_invalidParameter: the caller gave no room for the result.
 [[noreturn, gnu::cold]] void throwNoOutput();
+
+/// Copies a name with its NUL. A null destination is reported to syslog, for its caller has no status.
+void copyName(const std::string& name, char* destination);
 
 template <typename Operation>
 auto callReported(const char* exportName, zuerr_Status* status, Operation operation) -> std::invoke_result_t<Operation>;

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <memory>
 #include <new>
+#include <string>
 #include <utility>
 
 #include "source/tools/backgroundTask.h"
@@ -127,15 +128,6 @@ void finalizeTimekeeper() noexcept {
 void applyMetaDataAndWake(TimekeeperInterface& timekeeper, const char* metadata) {
     timekeeper.applyMetaData(metadata);
     if (g_wakeEvent) g_wakeEvent->set();
-}
-
-void copyName(const std::string& name, char* destination) {
-    if (destination == nullptr) {
-        syslog(LOG_ERR, "Encountered error in zuqxmtk_getName: FAIL(%i,null)", zuerr::zuplaterr_invalidParameter);
-        return;
-    }
-    name.copy(destination, name.size());
-    destination[name.size()] = '\0';
 }
 
 }  // namespace halvexTimekeeper

@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <string>
-
 #include "source/zuHalvexTimekeeper/timekeeperInterface.h"
 
 namespace halvexTimekeeper {
@@ -18,8 +16,5 @@ void finalizeTimekeeper() noexcept;
 
 /// Stores the text and wakes the monitoring thread, also when the text was dropped because the devices were busy.
 void applyMetaDataAndWake(TimekeeperInterface& timekeeper, const char* metadata);
-
-/// Copies a name with its NUL; a null destination is reported to syslog.
-void copyName(const std::string& name, char* destination);
 
 }  // namespace halvexTimekeeper

@@ -113,6 +113,8 @@ protected:
     std::string errorLine(const std::string& status) const {
         return std::string("Encountered error in ") + GetParam().name + ": " + status;
     }
+    /// The timekeeper's operation behind the export.
+    static std::string operation() { return {GetParam().reached, std::string_view(GetParam().reached).find('(')}; }
 };
 
 INSTANTIATE_TEST_SUITE_P(Export, FramedCall, testing::ValuesIn(kFramedExports),
@@ -191,8 +193,7 @@ TEST_P(FramedCall, TakesNoLockWhileTheMonitoringThreadHasLeftNothing) {
 }
 
 TEST_P(FramedCall, TurnsAnErrorOfTheTimekeeperIntoTheStatusAndOneLine) {
-    const std::string operation(GetParam().reached, std::string_view(GetParam().reached).find('('));
-    timekeeper_->failNext(operation, -52024);
+    timekeeper_->failNext(operation(), -52024);
     EXPECT_FALSE(GetParam().call(status_.get()));
     EXPECT_EQ(status_->code, -52024);
     EXPECT_EQ(status_.getMessage(), "device");
@@ -200,10 +201,9 @@ TEST_P(FramedCall, TurnsAnErrorOfTheTimekeeperIntoTheStatusAndOneLine) {
 }
 
 TEST_P(FramedCall, ReportsMissingMemoryAndForeignExceptions) {
-    const std::string operation(GetParam().reached, std::string_view(GetParam().reached).find('('));
-    timekeeper_->failNext(operation, [] { throw std::bad_alloc(); });
-    timekeeper_->failNext(operation, [] { throw std::runtime_error("foreign"); });
-    timekeeper_->failNext(operation, [] { throw 42; });
+    timekeeper_->failNext(operation(), [] { throw std::bad_alloc(); });
+    timekeeper_->failNext(operation(), [] { throw std::runtime_error("foreign"); });
+    timekeeper_->failNext(operation(), [] { throw 42; });
     for (const std::int32_t code : {-52000, -52003, -52003}) {
         StatusHolder status;
         EXPECT_FALSE(GetParam().call(status.get()));
@@ -217,6 +217,28 @@ TEST_P(FramedCall, ReplacesAWarningOfTheCallerByAnError) {
     status_->code = 9;
     GetParam().call(status_.get());
     EXPECT_EQ(status_->code, -52010);
+}
+
+TEST_P(FramedCall, SaysWarnForAWarningThatTheErrorDidNotReplaceAndPassForNoCodeAtAll) {
+    timekeeper_->failNext(operation(), [] { testsupport::throwBare(6); });
+    timekeeper_->failNext(operation(), [] { testsupport::throwBare(0); });
+    status_->code = 4;
+    ASSERT_TRUE(zuerr_setJson(status_.get(), R"({"of":"4"})"));
+    EXPECT_FALSE(GetParam().call(status_.get()));
+    StatusHolder fresh;
+    GetParam().call(fresh.get());
+    EXPECT_EQ(fresh->code, 0);
+    EXPECT_THAT(syslog_.getTexts(LOG_ERR), ElementsAre(errorLine(R"(WARN(4,{"of":"4"}))"), errorLine("PASS(0,null)")));
+}
+
+TEST_P(FramedCall, PrintsTheOldCodeAndTextOfAStatusThatHoldsAnErrorByThen) {
+    timekeeper_->failNext(operation(), [this] {
+        status_->code = -1;  // the host's, from another place while the call was on its way
+        zuerr_setJson(status_.get(), R"({"of":"-1"})");
+        testsupport::throwBare(-52024);
+    });
+    EXPECT_FALSE(GetParam().call(status_.get()));
+    EXPECT_THAT(syslog_.getTexts(LOG_ERR), ElementsAre(errorLine(R"(FAIL(-1,{"of":"-1"}))")));
 }
 
 TEST_P(FramedCall, ReportsToSyslogOnlyWhenTheCallerHasNoStatus) {
@@ -351,7 +373,11 @@ TEST_F(FramelessExports, CopyTheNameWithItsNulAndNothingMore) {
 
 TEST_F(FramelessExports, ReportANullNameToSyslogAndGoOn) {
     zuqxmtk_getName(nullptr);
-    EXPECT_THAT(syslog_.getTexts(LOG_ERR), ElementsAre("Encountered error in zuqxmtk_getName: FAIL(-52005,null)"));
+    EXPECT_THAT(syslog_.getTexts(LOG_ERR),
+                ElementsAre("Encountered error in zuqxmtk_getName: FAIL(-52005,{\"error_constant\":"
+                            "\"zuplaterr_invalidParameter\",\"file\":\"halvexTimekeeperPlugin\",\"line\":168,"
+                            "\"component\":\"halvexTimekeeper\",\"zuhalvexTimekeeper_debug\":{\"errorInfo\":"
+                            "\"The output pointer is null.\"}})"));
 }
 
 TEST_F(FramelessExports, TellWhetherTheTimekeeperIsSeeded) {
