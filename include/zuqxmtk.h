@@ -40,7 +40,9 @@ extern "C" {
  * Outputs are written on success only. A null output pointer is reported as -52005.
  *
  * Threads. All functions may be called from several threads at once, except zuqxmtk_initialize and zuqxmtk_finalize,
- * during which no other call may run. None may be called from a signal handler.
+ * during which no other call may run. None may be called from a signal handler. A thread whose cancellation is pending
+ * finishes its call, however long that waits, and leaves the cancellation pending; only zuqxmtk_setCorrectionPerSecond
+ * and zuqxmtk_getCorrectionPerSecond may end the thread instead, with nothing held and nothing half done.
  *
  * Units. Times are unsigned nanoseconds since 1970-01-01 00:00:00 on the time scale of the system clock; offsets are
  * signed nanoseconds, positive is forward; corrections are signed parts per billion, positive makes the clocks run

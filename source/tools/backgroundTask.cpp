@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/tools/backgroundTask.h"
 
-#include <cxxabi.h>
-
 #include <new>
 #include <system_error>
 
@@ -17,10 +15,8 @@ BackgroundTask::BackgroundTask(std::function<void()> task) : task_(std::move(tas
 }
 
 BackgroundTask::~BackgroundTask() {
-    int former;
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &former);  // nobody may leave a destructor by unwinding
+    const CancellationDisabled cancellationDisabled;  // nobody may leave a destructor by unwinding
     join();
-    pthread_setcancelstate(former, nullptr);
     pthread_attr_destroy(&attributes_);
 }
 
@@ -36,11 +32,10 @@ void BackgroundTask::finish() {
 }
 
 void* BackgroundTask::run(void* self) {
+    const CancellationDisabled cancellationDisabled;
     auto& background = *static_cast<BackgroundTask*>(self);
     try {
         background.task_();
-    } catch (const abi::__forced_unwind&) {
-        throw;  // somebody cancels this thread, which must go on unwinding
     } catch (...) {
         background.error_ = std::current_exception();
     }

@@ -10,6 +10,8 @@
 #include <future>
 #include <utility>
 
+#include "source/tools/cancellationDisabled.h"
+
 namespace halvexTimekeeper {
 
 /// Blocks every signal of the calling thread while it lives, and restores the mask it found. A thread started meanwhile
@@ -30,12 +32,15 @@ private:
     sigset_t former_;
 };
 
-/// Runs `task` at once on a new thread, all signals blocked. The future keeps what the task throws, and its destructor
-/// waits for the task. Throws std::system_error when no thread can be started.
+/// Runs `task` at once on a new thread that no signal reaches and nobody cancels. The future keeps what the task
+/// throws, and its destructor waits for the task. Throws std::system_error when no thread can be started.
 template <typename Task>
 std::future<void> startBackgroundTask(Task&& task) {
     const SignalsBlocked signalsBlocked;
-    return std::async(std::launch::async, std::forward<Task>(task));
+    return std::async(std::launch::async, [task = std::forward<Task>(task)]() mutable {
+        const CancellationDisabled cancellationDisabled;
+        task();
+    });
 }
 
 /// One task, to be run again and again, each time on a new thread with all signals blocked. What std::async would do,

@@ -4,6 +4,7 @@
 
 #include <syslog.h>
 
+#include "source/tools/cancellationDisabled.h"
 #include "zuerr/codes.h"
 #include "zuerr/status.h"
 #include "zuerr/tools/exception_errStatus.h"
@@ -17,6 +18,7 @@ constexpr zuerr::ErrorSite kNoOutput{zuerr::zuplaterr_invalidParameter, "zuplate
 }  // namespace
 
 void reportCurrentException(const char* exportName, zuerr_Status& status) noexcept {
+    const CancellationDisabled cancellationDisabled;  // of syslog, and of the host's reallocJson
     zuerr::setStatusFromCurrentException(status);
     syslog(LOG_ERR, "Encountered error in %s: %s(%i,%s)", exportName, zuerr::severityWord(status.code), status.code,
            zuerr::jsonOrNull(status));

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/epochAlignment.h"
 
-#include <cxxabi.h>
 #include <syslog.h>
 
 #include <bit>
@@ -37,8 +36,6 @@ void EpochAlignment::run() {
         if (iterations_ == kMostIterations) giveUp();
         try {
             runIteration();
-        } catch (const abi::__forced_unwind&) {
-            throw;  // the host cancels the thread that initialises
         } catch (...) {
             if (!forgiveCurrentError()) throw;
         }

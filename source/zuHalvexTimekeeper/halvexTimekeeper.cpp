@@ -7,6 +7,7 @@
 #include <limits>
 #include <utility>
 
+#include "source/tools/cancellationDisabled.h"
 #include "source/zuHalvexTimekeeper/timeDifference.h"
 #include "zuerr/codes.h"
 #include "zuerr/exception.h"
@@ -56,6 +57,8 @@ HalvexTimekeeper::HalvexTimekeeper(std::shared_ptr<EpochDeviceInterface> master,
 QxmTimestamp HalvexTimekeeper::getTime() { return master_->getTime(); }
 
 void HalvexTimekeeper::snapTime(std::int64_t offsetNs) {
+    // A thread that unwound from the wait below would lose the alignment's error.
+    const CancellationDisabled cancellationDisabled;
     // Kept on purpose: if the mutex stays busy the step is silently dropped; the host's next one follows.
     const std::unique_lock lock(deviceMutex_, lockTimeoutMs_);
     if (!lock.owns_lock()) return;

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "source/tools/backgroundTask.h"
+#include "source/tools/cancellationDisabled.h"
 #include "source/tools/platStatusException.h"
 #include "source/zuHalvexTimekeeper/ferroxEpochDevice.h"
 #include "source/zuHalvexTimekeeper/fpgaEpochDevice.h"
@@ -94,10 +95,8 @@ void abandonEverything() noexcept {
     abandon(g_wakeEvent);
 }
 
-}  // namespace
-
-void initializeTimekeeper() {
-    static const ExitGuard exitGuard;
+/// Publishes the timekeeper that is built, once its thread runs.
+void buildAndStart() {
     publishWakeEvent();
     g_timekeeper = makeTimekeeper();
     g_ownerProcess = getpid();
@@ -113,7 +112,16 @@ void initializeTimekeeper() {
     }
 }
 
+}  // namespace
+
+void initializeTimekeeper() {
+    const CancellationDisabled cancellationDisabled;
+    static const ExitGuard exitGuard;
+    buildAndStart();
+}
+
 void finalizeTimekeeper() noexcept {
+    const CancellationDisabled cancellationDisabled;
     if (g_timekeeper && g_ownerProcess != getpid()) {
         abandonEverything();
         return;

@@ -9,6 +9,7 @@ struct Figures {
     long positions = 0;
     long processEnds = 0;
     long allocationRuns = 0;
+    long cancellations = 0;
     long wrong = 0;
 };
 

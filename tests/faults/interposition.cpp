@@ -76,6 +76,15 @@ private:
     int error_;
 };
 
+/// A call at which the C library acts on a cancellation, one that arrives while it is made included.
+template <typename Call>
+long cancellable(Call&& call) {
+    pthread_testcancel();
+    const long value = Outside().finish(call());
+    pthread_testcancel();
+    return value;
+}
+
 struct Stream {
     int fd;
     bool hasFailed;
@@ -141,10 +150,12 @@ void* runThread(void* given) {
 void logLine(int priority, const char* format, va_list arguments) {
     World* const world = current.load();
     if (world == nullptr) return;
-    const Outside outside;
-    char text[8192];
-    vsnprintf(text, sizeof text, format, arguments);
-    world->syslog(priority, text);
+    cancellable([&] {
+        char text[8192];
+        vsnprintf(text, sizeof text, format, arguments);
+        world->syslog(priority, text);
+        return Answer{};
+    });
 }
 
 int realTimedWait(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline) {
@@ -217,7 +228,7 @@ int open(const char* path, int flags, ...) {
     va_end(arguments);
     World* const world = worldOf(__builtin_return_address(0));
     if (world == nullptr) return static_cast<int>(systemCall(SYS_openat, AT_FDCWD, address(path), flags, mode));
-    return static_cast<int>(Outside().finish(world->open(path, flags)));
+    return static_cast<int>(cancellable([&] { return world->open(path, flags); }));
 }
 
 int __open_2(const char* path, int flags) { return open(path, flags); }
@@ -225,13 +236,13 @@ int __open_2(const char* path, int flags) { return open(path, flags); }
 int close(int fd) {
     World* const world = worldOf(__builtin_return_address(0));
     if (world == nullptr) return static_cast<int>(systemCall(SYS_close, fd));
-    return static_cast<int>(Outside().finish(world->close(fd)));
+    return static_cast<int>(cancellable([&] { return world->close(fd); }));
 }
 
 ssize_t read(int fd, void* buffer, size_t length) {
     World* const world = worldOf(__builtin_return_address(0));
     if (world == nullptr) return systemCall(SYS_read, fd, address(buffer), static_cast<long>(length));
-    return Outside().finish(world->read(fd, buffer, length));
+    return cancellable([&] { return world->read(fd, buffer, length); });
 }
 
 ssize_t __read_chk(int fd, void* buffer, size_t length, size_t) { return read(fd, buffer, length); }
@@ -239,7 +250,7 @@ ssize_t __read_chk(int fd, void* buffer, size_t length, size_t) { return read(fd
 ssize_t write(int fd, const void* buffer, size_t length) {
     World* const world = worldOf(__builtin_return_address(0));
     if (world == nullptr) return systemCall(SYS_write, fd, address(buffer), static_cast<long>(length));
-    return Outside().finish(world->write(fd, buffer, length));
+    return cancellable([&] { return world->write(fd, buffer, length); });
 }
 
 off_t lseek(int fd, off_t offset, int whence) noexcept {
@@ -268,8 +279,9 @@ int select(int nfds, fd_set* readable, fd_set* writable, fd_set* exceptional, ti
     if (void (*const hook)() = selectHook.load()) hook();
     const auto* const words = reinterpret_cast<const unsigned long*>(readable);
     const auto bit = static_cast<unsigned>(nfds - 1);
-    return static_cast<int>(Outside().finish(
-        world->select(nfds, (words[bit / 64] >> (bit % 64) & 1) != 0, timeout->tv_sec, timeout->tv_usec)));
+    const bool isWatched = (words[bit / 64] >> (bit % 64) & 1) != 0;
+    return static_cast<int>(
+        cancellable([&] { return world->select(nfds, isWatched, timeout->tv_sec, timeout->tv_usec); }));
 }
 
 int socket(int domain, int type, int protocol) noexcept {
@@ -355,7 +367,7 @@ void globfree(glob_t* result) noexcept {
 FILE* fopen(const char* path, const char* mode) {
     World* const world = worldOf(__builtin_return_address(0));
     if (world == nullptr) return next<FILE*(const char*, const char*)>("fopen")(path, mode);
-    const long fd = Outside().finish(world->openStream(path, mode));
+    const long fd = cancellable([&] { return world->openStream(path, mode); });
     if (fd < 0) return nullptr;
     theStream = {static_cast<int>(fd), false};
     return reinterpret_cast<FILE*>(&theStream);
@@ -368,12 +380,14 @@ size_t fread(void* buffer, size_t size, size_t count, FILE* stream) {
     if (world == nullptr || stream != reinterpret_cast<FILE*>(&theStream)) {
         return next<size_t(void*, size_t, size_t, FILE*)>("fread")(buffer, size, count, stream);
     }
-    Outside outside;
-    std::string content;
-    const Answer answer = world->readStream(theStream.fd, content);
-    theStream.hasFailed = answer.error != 0;
-    std::memcpy(buffer, content.data(), std::min(content.size(), size * count));
-    return static_cast<size_t>(outside.finish(answer)) / size;
+    return static_cast<size_t>(cancellable([&] {
+               std::string content;
+               const Answer answer = world->readStream(theStream.fd, content);
+               theStream.hasFailed = answer.error != 0;
+               std::memcpy(buffer, content.data(), std::min(content.size(), size * count));
+               return answer;
+           })) /
+           size;
 }
 
 size_t __fread_chk(void* buffer, size_t, size_t size, size_t count, FILE* stream) {
@@ -388,7 +402,7 @@ int ferror(FILE* stream) noexcept {
 int fclose(FILE* stream) {
     World* const world = current.load();
     if (world == nullptr || stream != reinterpret_cast<FILE*>(&theStream)) return next<int(FILE*)>("fclose")(stream);
-    return static_cast<int>(Outside().finish(world->closeStream(theStream.fd)));
+    return static_cast<int>(cancellable([&] { return world->closeStream(theStream.fd); }));
 }
 
 int posix_spawn(pid_t* pid, const char* path, const posix_spawn_file_actions_t* actions,
@@ -408,7 +422,7 @@ int kill(pid_t pid, int signal) noexcept {
 int nanosleep(const timespec* request, timespec* remainder) {
     World* const world = current.load();
     if (world == nullptr) return static_cast<int>(systemCall(SYS_nanosleep, address(request), address(remainder)));
-    return static_cast<int>(Outside().finish(world->sleep(request->tv_sec, request->tv_nsec)));
+    return static_cast<int>(cancellable([&] { return world->sleep(request->tv_sec, request->tv_nsec); }));
 }
 
 int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*function)(void*),
@@ -478,6 +492,7 @@ int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, co
         return realTimedWait(condition, mutex, &soon);
     }
     const std::int64_t lengthNs = world->nsUntil(deadline->tv_sec, deadline->tv_nsec);
+    pthread_testcancel();
     monitor.isSignalled = false;
     monitor.isWaiting = true;
     pthread_mutex_unlock(mutex);
@@ -485,7 +500,9 @@ int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, co
     monitor.mayGoOn.acquire();
     pthread_mutex_lock(mutex);
     monitor.isWaiting = false;
-    return static_cast<int>(outside.finish(world->wait(monitor.isSignalled, lengthNs)));
+    const Answer answer = world->wait(monitor.isSignalled, lengthNs);
+    pthread_testcancel();
+    return static_cast<int>(outside.finish(answer));
 }
 
 void syslog(int priority, const char* format, ...) {

@@ -24,6 +24,6 @@ int main(int argc, char** argv) {
     const faults::Figures& figures = faults::figures();
     std::cout << "faults: " << figures.runs << " runs at " << figures.positions << " calls (" << figures.processEnds
               << " end the process as they must), " << figures.allocationRuns << " runs without memory, "
-              << figures.wrong << " wrong, " << seconds << " s\n";
+              << figures.cancellations << " cancellations, " << figures.wrong << " wrong, " << seconds << " s\n";
     return result;
 }

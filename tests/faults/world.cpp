@@ -6,6 +6,7 @@
 #include <linux/ethtool.h>
 #include <linux/ptp_clock.h>
 #include <net/if.h>
+#include <pthread.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -105,6 +106,7 @@ const Outcome* World::enter(Call call, std::string line, bool isDriver) {
     journal_.push_back(std::move(line));
     if (!plan_) return nullptr;
     ++position_;
+    if (position_ == plan_->cancelAt) pthread_cancel(pthread_self());
     if (position_ == plan_->position) met_ = Met{call, isDriver};
     const bool isHit = position_ == plan_->position || (plan_->forEver && met_ && met_->call == call);
     if (!isHit || (plan_->outcome.driverStatus != 0 && !isDriver)) return nullptr;

@@ -59,11 +59,13 @@ struct Answer {
     int error = 0;
 };
 
-/// Fails the call at `position` (the first is 1); forever means that call and every later one of its kind.
+/// Fails the call at `position` (the first is 1); forever means that call and every later one of its kind. The thread
+/// that makes the call at `cancelAt` is cancelled meanwhile.
 struct FaultPlan {
     long position = 0;
-    Outcome outcome;
+    Outcome outcome{};
     bool forEver = false;
+    long cancelAt = 0;
 };
 
 struct Interface {

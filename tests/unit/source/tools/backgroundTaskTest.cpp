@@ -102,24 +102,16 @@ TEST(BackgroundTaskTest, IsWaitedForByItsDestructorOnAThreadThatIsBeingCancelled
     EXPECT_TRUE(hasEnded);
 }
 
-TEST(BackgroundTaskTest, LetsAThreadThatIsCancelledUnwindAndRunsAgain) {
-    int runs = 0, unwound = 0;
-    struct Unwound {
-        int& count;
-        ~Unwound() { ++count; }
-    };
+TEST(BackgroundTaskTest, GoesOnWhenSomebodyCancelsItsThread) {
+    bool hasEnded = false;
     BackgroundTask task([&] {
-        const Unwound atTheEnd{unwound};
-        if (++runs == 1) pthread_cancel(pthread_self());
+        pthread_cancel(pthread_self());
         pthread_testcancel();
+        hasEnded = true;
     });
     task.start();
-    EXPECT_NO_THROW(task.finish());
-    EXPECT_EQ(unwound, 1);
-    task.start();
-    EXPECT_NO_THROW(task.finish());
-    EXPECT_EQ(runs, 2);
-    EXPECT_EQ(unwound, 2);
+    task.finish();
+    EXPECT_TRUE(hasEnded);
 }
 
 TEST(BackgroundTaskTest, BlocksEverySignalOnItsThreadAndNoneOnTheCallers) {

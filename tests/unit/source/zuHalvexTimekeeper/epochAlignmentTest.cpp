@@ -4,7 +4,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <pthread.h>
 #include <syslog.h>
 
 #include <limits>
@@ -246,7 +245,18 @@ TEST_F(Alignment, LogsAForeignErrorConvertedAndPassesItOnUnchanged) {
                 ElementsAre(testing::AllOf(HasSubstr("sync a, retry count 0: FAIL(-52003,{"), HasSubstr("\"stod\""))));
 }
 
-TEST_F(Alignment, LogsNullForAnErrorWithoutAText) {
+TEST_F(Alignment, SaysWarnForAWarningPassForNoCodeAndNullForAnErrorWithoutAText) {
+    const auto slave = addSlave("a");
+    for (const std::int32_t code : {3, 0, -52024}) {
+        slave->failNext("isEnabled", [code] { testsupport::throwBare(code); });
+        EXPECT_EQ(alignAndCatch(), code);
+    }
+    const std::string beginning = "Encountered err while trying to sync a, retry count 0: ";
+    EXPECT_THAT(syslog_.getTexts(LOG_ERR),
+                ElementsAre(beginning + "WARN(3,null)", beginning + "PASS(0,null)", beginning + "FAIL(-52024,null)"));
+}
+
+TEST_F(Alignment, LogsAnEmptyObjectForAnErrorWhoseStatusCouldNotGrow) {
     addSlave("a")->failNext("isEnabled", [] {
         zuerr_Status status{-52024, 0, nullptr, nullptr};
         throw zuerr::Exception(status);
@@ -295,27 +305,6 @@ TEST_F(Alignment, OfSixtyFiveSlavesNeverEndsDoneSinceTwoShareABit) {
     master_->isJournaled = false;
     EXPECT_EQ(alignAndCatch(), -52024);
     EXPECT_THAT(text_, HasSubstr("\"errorInfo\":\"Failed to sync following slaves: \""));
-}
-
-TEST_F(Alignment, UnwindsUnreportedWhenItsThreadIsCancelled) {
-    addSlave("slave")->failNext("armEpochCapture", [] {
-        pthread_cancel(pthread_self());
-        pthread_testcancel();
-    });
-    EpochAlignment alignment(*master_, slaves_);
-    pthread_t thread;
-    ASSERT_EQ(pthread_create(
-                  &thread, nullptr,
-                  [](void* cancelled) -> void* {
-                      static_cast<EpochAlignment*>(cancelled)->run();
-                      return nullptr;
-                  },
-                  &alignment),
-              0);
-    void* result = nullptr;
-    ASSERT_EQ(pthread_join(thread, &result), 0);
-    EXPECT_EQ(result, PTHREAD_CANCELED);
-    EXPECT_THAT(syslog_.getLines(), IsEmpty());
 }
 
 }  // namespace
