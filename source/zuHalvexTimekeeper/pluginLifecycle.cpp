@@ -117,7 +117,13 @@ void buildAndStart() {
 void initializeTimekeeper() {
     const CancellationDisabled cancellationDisabled;
     static const ExitGuard exitGuard;
-    buildAndStart();
+    const auto formerEvent = g_monitorFuture.valid() ? g_wakeEvent : nullptr;
+    try {
+        buildAndStart();
+    } catch (...) {
+        if (formerEvent) g_wakeEvent = formerEvent;  // what the thread that still runs waits for
+        throw;
+    }
 }
 
 void finalizeTimekeeper() noexcept {

@@ -259,6 +259,14 @@ int munmap(void* address, size_t length) noexcept {
     return libcHooks().munmap ? libcHooks().munmap(address, length) : real(address, length);
 }
 
+int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*function)(void*),
+                   void* argument) noexcept {
+    using Function = int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
+    static const auto real = realFunction<Function>("pthread_create");
+    const int error = libcHooks().pthread_create ? libcHooks().pthread_create() : 0;
+    return error != 0 ? error : real(thread, attributes, function, argument);
+}
+
 int pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attributes) noexcept {
     static const auto real = realFunction<int(pthread_cond_t*, const pthread_condattr_t*)>("pthread_cond_init");
     return libcHooks().pthread_cond_init ? libcHooks().pthread_cond_init(condition, attributes)

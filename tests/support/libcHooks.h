@@ -40,6 +40,8 @@ struct LibcHooks {
     std::function<int(const timespec* request, timespec* remainder)> nanosleep;
     std::function<void*(void* address, size_t length, int protection, int flags, int fd, off_t offset)> mmap;
     std::function<int(void* address, size_t length)> munmap;
+    /// Only whether the thread can be started: an errno, or 0 for the real function.
+    std::function<int()> pthread_create;
     std::function<int(pthread_cond_t* condition, const pthread_condattr_t* attributes)> pthread_cond_init;
     std::function<int(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes)> pthread_mutex_init;
     std::function<int(pthread_cond_t*, pthread_mutex_t*, const timespec* deadline)> pthread_cond_timedwait;

@@ -1,0 +1,168 @@
+// Initialisation and finalisation: what each step that fails leaves of the shared state, and a second initialisation.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+#include "source/zuHalvexTimekeeper/pluginLifecycle.h"
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cerrno>
+#include <filesystem>
+#include <functional>
+#include <future>
+#include <thread>
+
+#include "include/zuqxmtk.h"
+#include "source/zuHalvexTimekeeper/pluginState.h"
+#include "tests/support/libcHooks.h"
+#include "tests/support/statusHolder.h"
+#include "tests/unit/source/zuHalvexTimekeeper/fakeI210.h"
+
+namespace halvexTimekeeper {
+namespace {
+
+using testsupport::libcHooks;
+
+/// A controller whose slaves are disabled and whose drivers answer 0 to everything: enough to initialise on.
+class Lifecycle : public testing::Test {
+protected:
+    Lifecycle() {
+        network_.writeFile("enp1s0/device/vendor", "0x8086\n");
+        network_.writeFile("enp1s0/device/device", "0x1533\n");
+        kernel_.interfaces = {{"enp1s0", {0, false}}};
+        drivers_.writeFile(std::string(kFpga) + "\\0/interfacePath", "/dev/null");
+        drivers_.writeFile(std::string(kFerrox) + "\\0/interfacePath", "/dev/null");
+        oscillator_.writeFile("0-0055/name", "si514\n");
+        oscillator_.writeFile("0-0055/ppb_offset", "0.000000\n");
+        libcHooks().ioctl = [this](int, unsigned long request, void*) {
+            constexpr unsigned long kTimeOfTheFpga = 4;  // must always be told, or its release ends the process
+            errno = EIO;
+            return areDriversBroken && (request & 0xFF) != kTimeOfTheFpga ? -1 : 0;
+        };
+        libcHooks().posix_spawn = [this](pid_t* pid, auto&&...) {
+            *pid = 4000;
+            return isSpawnBroken ? ENOENT : 0;
+        };
+        libcHooks().kill = [](pid_t, int) { return 0; };
+        libcHooks().pthread_create = [this] {
+            ++threadsStarted;
+            return areThreadsBroken ? EAGAIN : 0;
+        };
+        libcHooks().pthread_mutex_init = [this](pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes) {
+            using Function = int(pthread_mutex_t*, const pthread_mutexattr_t*);
+            return isMutexBroken ? ENOMEM : real<Function>("pthread_mutex_init")(mutex, attributes);
+        };
+        libcHooks().pthread_cond_init = [this](pthread_cond_t* condition, const pthread_condattr_t* attributes) {
+            using Function = int(pthread_cond_t*, const pthread_condattr_t*);
+            return isConditionBroken ? ENOMEM : real<Function>("pthread_cond_init")(condition, attributes);
+        };
+    }
+    ~Lifecycle() override { zuqxmtk_finalize(); }
+
+    static constexpr const char* kFpga = "driver/deviceInterfaces/nZUHORLIXFPGA000_HorlixFpga";
+    static constexpr const char* kFerrox = "driver/deviceInterfaces/nZUHORLIXFERROX000_HorlixFerrox";
+
+    std::int32_t initialize() {
+        testsupport::StatusHolder status;
+        zuqxmtk_initialize(status.get());
+        return status->code;
+    }
+
+    static void hide(const testsupport::RedirectedDirectory& directory, const std::string& what) {
+        std::filesystem::remove_all(directory.getRealPath() + "/" + what);
+    }
+
+    template <typename Function>
+    static Function* real(const char* name) {
+        return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+    }
+
+public:  // what a step that fails breaks
+    void hideFpga() { hide(drivers_, std::string(kFpga) + "\\0"); }
+    void hideFerrox() { hide(drivers_, std::string(kFerrox) + "\\0"); }
+    void hideOscillator() { hide(oscillator_, "0-0055"); }
+    void takeThePins() { kernel_.capabilities.n_pins = 3; }
+    void takeTheInterface() { kernel_.interfaces.clear(); }
+
+    std::atomic<bool> isMutexBroken{false}, isConditionBroken{false}, isSpawnBroken{false}, areDriversBroken{false},
+        areThreadsBroken{false};
+    std::atomic<int> threadsStarted{0};
+
+private:
+    testsupport::LibcHooksGuard hooks_;
+    testsupport::SyslogCapture syslog_;
+    testsupport::RedirectedDirectory network_{"/sys/class/net"};
+    testsupport::RedirectedDirectory drivers_{"/proc/driver/zu"};
+    testsupport::RedirectedDirectory oscillator_{"/sys/bus/i2c/drivers/si514"};
+    FakeI210 kernel_;
+};
+
+struct FailingStep {
+    const char* name;
+    std::function<void(Lifecycle&)> breakIt;
+    std::int32_t code;
+    bool isAfterPublishing = false;
+};
+
+void PrintTo(const FailingStep& step, std::ostream* out) { *out << step.name; }
+
+const FailingStep kFailingSteps[] = {
+    {"Mutex", [](Lifecycle& test) { test.isMutexBroken = true; }, -52003},
+    {"Condition", [](Lifecycle& test) { test.isConditionBroken = true; }, -52008},
+    {"Discovery", [](Lifecycle& test) { test.takeTheInterface(); }, -52024},
+    {"NoUsableInterface", [](Lifecycle& test) { test.takeThePins(); }, -52010},
+    {"Fpga", [](Lifecycle& test) { test.hideFpga(); }, -52006},
+    {"Ferrox", [](Lifecycle& test) { test.hideFerrox(); }, -52006},
+    {"Phc2sys", [](Lifecycle& test) { test.isSpawnBroken = true; }, -52008},
+    {"Oscillator", [](Lifecycle& test) { test.hideOscillator(); }, -52006},
+    {"Timekeeper", [](Lifecycle& test) { test.areDriversBroken = true; }, -52024},
+    {"Thread", [](Lifecycle& test) { test.areThreadsBroken = true; }, -52003, true},
+};
+
+class FailingInitialisation : public Lifecycle, public testing::WithParamInterface<FailingStep> {};
+
+INSTANTIATE_TEST_SUITE_P(At, FailingInitialisation, testing::ValuesIn(kFailingSteps),
+                         [](const auto& tested) { return std::string(tested.param.name); });
+
+TEST_P(FailingInitialisation, LeavesTheEventAndNothingElse) {
+    GetParam().breakIt(*this);
+    EXPECT_EQ(initialize(), GetParam().code);
+    EXPECT_TRUE(g_wakeEvent);
+    EXPECT_FALSE(g_timekeeper);
+    EXPECT_FALSE(g_running);
+    EXPECT_FALSE(g_monitorFuture.valid());
+    zuqxmtk_finalize();
+    EXPECT_FALSE(g_wakeEvent);
+}
+
+TEST_P(FailingInitialisation, LeavesAThreadThatRunsTheEventItWaitsFor) {
+    ASSERT_EQ(initialize(), 0);
+    const auto event = g_wakeEvent;
+    const auto timekeeper = g_timekeeper;
+    GetParam().breakIt(*this);
+    EXPECT_EQ(initialize(), GetParam().code);
+    EXPECT_EQ(g_wakeEvent, event);
+    EXPECT_EQ(g_timekeeper, GetParam().isAfterPublishing ? nullptr : timekeeper);
+    EXPECT_EQ(g_running, !GetParam().isAfterPublishing);
+    EXPECT_TRUE(g_monitorFuture.valid());
+    zuqxmtk_finalize();
+    EXPECT_FALSE(g_wakeEvent);
+}
+
+TEST_F(Lifecycle, InitialisedTwiceWaitsForTheFormerThreadAndThenHasItsOwnEvent) {
+    ASSERT_EQ(initialize(), 0);
+    const auto formerEvent = g_wakeEvent;
+    const auto formerTimekeeper = g_timekeeper;
+    auto second = std::async(std::launch::async, [this] { return initialize(); });
+    while (threadsStarted < 3) std::this_thread::yield();  // the first thread, the caller above, the second thread
+    EXPECT_EQ(second.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+    g_running = false;
+    formerEvent->set();
+    EXPECT_EQ(second.get(), 0);
+    EXPECT_NE(g_wakeEvent, formerEvent);
+    EXPECT_TRUE(g_wakeEvent);
+    EXPECT_NE(g_timekeeper, formerTimekeeper);
+}
+
+}  // namespace
+}  // namespace halvexTimekeeper
