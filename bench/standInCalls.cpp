@@ -175,7 +175,7 @@ int askInterface(int fd, unsigned long request, ifreq* wanted) {
     const int result = answered(systemCall(SYS_ioctl, fd, request, &loopback));
     if (result < 0) return result;
     if (request == SIOCGIFFLAGS) {
-        wanted->ifr_flags = loopback.ifr_flags | IFF_UP;
+        wanted->ifr_flags = static_cast<short>(loopback.ifr_flags | IFF_UP);
     } else {
         reinterpret_cast<ethtool_ts_info*>(wanted->ifr_data)->phc_index = atoi(wanted->ifr_name + 3) - 1;
     }

@@ -62,7 +62,7 @@ Journal part(const Journal& journal, const char* from, const char* to) {
     return {begin + 1, end};
 }
 
-/// What the host is told, call by call, and what is left in the end: no times, which depend on the calls before.
+/// What the host sees, call by call, and what is left in the end: no times, which depend on the calls before.
 Journal resultsOf(const Journal& journal) {
     Journal results;
     for (const std::string& line : journal) {

@@ -7,7 +7,6 @@
 namespace {
 
 using testing::ElementsAre;
-using testing::HasSubstr;
 using ColdStart = testsupport::Controller;
 
 TEST_F(ColdStart, BringsEveryClockWithin100NsOfTheMaster) {

@@ -35,7 +35,7 @@ protected:
         oscillator_.writeFile("0-0055/name", "si514\n");
         oscillator_.writeFile("0-0055/ppb_offset", "0.000000\n");
         libcHooks().ioctl = [this](int, unsigned long request, void*) {
-            constexpr unsigned long kTimeOfTheFpga = 4;  // must always be told, or its release ends the process
+            constexpr unsigned long kTimeOfTheFpga = 4;  // must always succeed, or its release ends the process
             errno = EIO;
             return areDriversBroken && (request & 0xFF) != kTimeOfTheFpga ? -1 : 0;
         };
