@@ -1,0 +1,26 @@
+// The timekeeper that the entry points share.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+#include "source/zuHalvexTimekeeper/pluginState.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/support/raisedError.h"
+#include "tests/unit/source/zuHalvexTimekeeper/publishedTimekeeper.h"
+
+namespace {
+
+using halvexTimekeeper::checkInitialized;
+
+using SharedTimekeeper = testsupport::PublishedTimekeeper;
+
+TEST_F(SharedTimekeeper, IsTheOneThatWasPublished) { EXPECT_EQ(&checkInitialized(), timekeeper_.get()); }
+
+TEST_F(SharedTimekeeper, IsAnErrorOfItsOwnWhenThereIsNone) {
+    constexpr zuerr::ErrorSite kSite{-52010, "zuplaterr_resourceNotInitialized", "halvexTimekeeperPlugin", 160};
+    halvexTimekeeper::g_timekeeper.reset();
+    EXPECT_EQ(testsupport::raisedBy([] { checkInitialized(); }),
+              testsupport::makeError(
+                  kSite, "zuqxmtk_initialize was not called or did not successfully initialize the timekeeper."));
+}
+
+}  // namespace

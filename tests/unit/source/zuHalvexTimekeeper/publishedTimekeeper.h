@@ -1,0 +1,29 @@
+// A published timekeeper that only remembers what reaches it.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "source/zuHalvexTimekeeper/pluginState.h"
+#include "tests/support/fakeDevices.h"
+#include "tests/support/libcHooks.h"
+#include "tests/support/statusHolder.h"
+
+namespace testsupport {
+
+class PublishedTimekeeper : public testing::Test {
+protected:
+    PublishedTimekeeper() { halvexTimekeeper::g_timekeeper = timekeeper_; }
+    ~PublishedTimekeeper() override {
+        halvexTimekeeper::g_timekeeper.reset();
+        halvexTimekeeper::g_wakeEvent.reset();
+    }
+
+    std::shared_ptr<FakeTimekeeper> timekeeper_ = std::make_shared<FakeTimekeeper>();
+    SyslogCapture syslog_;
+    StatusHolder status_;
+};
+
+}  // namespace testsupport
