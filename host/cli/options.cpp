@@ -14,7 +14,7 @@ namespace halvexctl {
 namespace {
 
 constexpr std::array<std::string_view, 6> kOptionNames{"--library", "--json", "--echo", "--yes", "--help", "--version"};
-constexpr const char* kVersionText = "halvexctl 1.0.0";
+constexpr const char* kVersionText = "halvexctl " HALVEX_VERSION;
 
 constexpr const char* kIntroduction =
     "Drives a timekeeper library as its host would: verbs are carried out one after the other in one session.\n"

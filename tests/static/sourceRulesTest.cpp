@@ -194,6 +194,40 @@ TEST(FloorPlan, ShowsHostsAndBoundaryTestsThePublicHeadersOnly) {
     }
 }
 
+/// The file that holds the tests of a unit, the unit named without its ending.
+std::string testOf(const std::string& unit) { return "tests/unit/" + unit + "Test.cpp"; }
+
+/// Whether the tree has a file of that name, whatever its ending.
+bool isUnit(const fs::path& unit) {
+    const fs::path folder = kRoot / unit.parent_path();
+    return fs::is_directory(folder) && std::ranges::any_of(fs::directory_iterator(folder), [&](const auto& entry) {
+               return entry.is_regular_file() && entry.path().stem() == unit.filename();
+           });
+}
+
+TEST(UnitTests, LieInTheFolderOfTheirUnitAndCarryItsName) {
+    static const std::string kEnding = "Test.cpp";
+    int seen = 0;
+    for (const std::string folder : {"zuerr", "zuplat", "zujsonlh", "interfaces", "source", "tests"}) {
+        for (const auto& source : sourcesBelow("tests/unit/" + folder)) {
+            if (!source.ends_with(kEnding)) continue;
+            const std::string unit = source.substr(0, source.size() - kEnding.size());
+            EXPECT_TRUE(isUnit(fs::relative(unit, "tests/unit"))) << source << " is the test of nothing";
+            ++seen;
+        }
+    }
+    EXPECT_GT(seen, 30);
+    EXPECT_FALSE(isUnit("source/tools/texts"));
+}
+
+TEST(UnitTests, AreThereForEveryUnitOfTheProduct) {
+    for (const auto& source : productSources()) {
+        if (!source.ends_with(".cpp")) continue;
+        const std::string test = testOf(source.substr(0, source.size() - 4));
+        EXPECT_TRUE(fs::exists(kRoot / test)) << "nothing tests " << source << ": no " << test;
+    }
+}
+
 TEST(Sources, SayInTheirFirstLineWhatTheyAre) {
     for (const std::string folder :
          {"zuerr", "zuplat", "zujsonlh", "interfaces", "source", "include", "board", "host", "tests"}) {
@@ -202,6 +236,10 @@ TEST(Sources, SayInTheirFirstLineWhatTheyAre) {
             EXPECT_TRUE(content.starts_with("// ") || content.starts_with("/* ")) << source;
         }
     }
+}
+
+TEST(Sources, NameInTheChangelogTheVersionThatIsBuilt) {
+    EXPECT_TRUE(contentOf(kRoot / "packaging/debian/changelog").starts_with("halvex-timekeeper (" HALVEX_VERSION ")"));
 }
 
 TEST(Sources, RecordErrorLinesAsData) {
