@@ -1,6 +1,7 @@
 // Shims: open, close, read, write, lseek, ioctl, dup, fcntl, mmap, socket.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
@@ -86,6 +87,7 @@ void resetFileShimsAfterFork() noexcept { boardProcess = 0; }
 }  // namespace halvexboard
 
 HALVEXBOARD_SHIM int open(const char* path, int flags, ...) {
+    pthread_testcancel();
     va_list arguments;
     va_start(arguments, flags);
     const mode_t mode = modeArgument(flags, arguments);
@@ -95,6 +97,7 @@ HALVEXBOARD_SHIM int open(const char* path, int flags, ...) {
 }
 
 HALVEXBOARD_SHIM int open64(const char* path, int flags, ...) {
+    pthread_testcancel();
     va_list arguments;
     va_start(arguments, flags);
     const mode_t mode = modeArgument(flags, arguments);
@@ -104,16 +107,19 @@ HALVEXBOARD_SHIM int open64(const char* path, int flags, ...) {
 }
 
 HALVEXBOARD_SHIM int __open_2(const char* path, int flags) {
+    pthread_testcancel();
     int fd = -1;
     return openOnBoard(path, flags, fd) ? fd : real_open(path, flags, mode_t{0});
 }
 
 HALVEXBOARD_SHIM int __open64_2(const char* path, int flags) {
+    pthread_testcancel();
     int fd = -1;
     return openOnBoard(path, flags, fd) ? fd : real_open64(path, flags, mode_t{0});
 }
 
 HALVEXBOARD_SHIM int openat(int directory, const char* path, int flags, ...) {
+    pthread_testcancel();
     va_list arguments;
     va_start(arguments, flags);
     const mode_t mode = modeArgument(flags, arguments);
@@ -123,6 +129,7 @@ HALVEXBOARD_SHIM int openat(int directory, const char* path, int flags, ...) {
 }
 
 HALVEXBOARD_SHIM int openat64(int directory, const char* path, int flags, ...) {
+    pthread_testcancel();
     va_list arguments;
     va_start(arguments, flags);
     const mode_t mode = modeArgument(flags, arguments);
@@ -132,16 +139,19 @@ HALVEXBOARD_SHIM int openat64(int directory, const char* path, int flags, ...) {
 }
 
 HALVEXBOARD_SHIM int __openat_2(int directory, const char* path, int flags) {
+    pthread_testcancel();
     int fd = -1;
     return openBelow(directory, path, flags, fd) ? fd : real_openat(directory, path, flags, mode_t{0});
 }
 
 HALVEXBOARD_SHIM int __openat64_2(int directory, const char* path, int flags) {
+    pthread_testcancel();
     int fd = -1;
     return openBelow(directory, path, flags, fd) ? fd : real_openat64(directory, path, flags, mode_t{0});
 }
 
 HALVEXBOARD_SHIM int creat(const char* path, mode_t mode) {
+    pthread_testcancel();
     int fd = -1;
     return openOnBoard(path, O_WRONLY | O_CREAT | O_TRUNC, fd) ? fd : real_creat(path, mode);
 }
@@ -157,6 +167,7 @@ bool closeSocket() noexcept {
 }  // namespace
 
 HALVEXBOARD_SHIM int close(int fd) {
+    pthread_testcancel();
     OpenFile* const file = ours(fd);
     if ((file == nullptr && !(isActive() && isNotedSocket(fd))) || !isThisProcess()) return real_close(fd);
     const bool succeeded = file != nullptr ? closeFile(*file) : closeSocket();
@@ -169,6 +180,7 @@ HALVEXBOARD_SHIM int close(int fd) {
 }
 
 HALVEXBOARD_SHIM ssize_t read(int fd, void* buffer, size_t size) {
+    pthread_testcancel();
     if (OpenFile* const file = ours(fd)) return readFile(*file, buffer, size);
     awaitReadable(fd);
     return real_read(fd, buffer, size);
@@ -180,6 +192,7 @@ HALVEXBOARD_SHIM ssize_t __read_chk(int fd, void* buffer, size_t size, size_t ro
 }
 
 HALVEXBOARD_SHIM ssize_t pread(int fd, void* buffer, size_t size, off_t offset) {
+    pthread_testcancel();
     OpenFile* const file = ours(fd);
     if (file == nullptr) return real_pread(fd, buffer, size, offset);
     if (seekFile(*file, offset, SEEK_SET) < 0) return -1;
@@ -191,11 +204,13 @@ HALVEXBOARD_SHIM ssize_t pread64(int fd, void* buffer, size_t size, off64_t offs
 }
 
 HALVEXBOARD_SHIM ssize_t write(int fd, const void* buffer, size_t size) {
+    pthread_testcancel();
     if (OpenFile* const file = ours(fd)) return writeFile(*file, buffer, size);
     return real_write(fd, buffer, size);
 }
 
 HALVEXBOARD_SHIM ssize_t pwrite(int fd, const void* buffer, size_t size, off_t offset) {
+    pthread_testcancel();
     if (OpenFile* const file = ours(fd)) return writeFile(*file, buffer, size);
     return real_pwrite(fd, buffer, size, offset);
 }

@@ -1,5 +1,6 @@
 // Shims: starting, signalling and reaping phc2sys; waiting for other children; ending this process.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+#include <pthread.h>
 #include <spawn.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -159,6 +160,7 @@ HALVEXBOARD_SHIM pid_t wait4(pid_t pid, int* status, int options, rusage* usage)
 }
 
 HALVEXBOARD_SHIM pid_t waitpid(pid_t pid, int* status, int options) {
+    pthread_testcancel();
     if (!isActive() || pid != -1 || childCount == 0) return wait4(pid, status, options, nullptr);
     // Any child: those of the board first, then those of the machine; the board's last when there are no others.
     board_child child{};
@@ -179,6 +181,7 @@ HALVEXBOARD_SHIM pid_t wait3(int* status, int options, rusage* usage) noexcept {
 }
 
 HALVEXBOARD_SHIM int waitid(idtype_t kind, id_t id, siginfo_t* info, int options) {
+    pthread_testcancel();
     if (isActive() && kind == P_ALL && childCount > 0 && (options & WNOWAIT) != 0 && (options & WNOHANG) != 0) {
         board_child child{};
         const pid_t ended = endedChild(child);

@@ -1,6 +1,7 @@
 // Shims: sleeping, and waiting for descriptors.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <poll.h>
+#include <pthread.h>
 #include <sched.h>
 #include <sys/select.h>
 #include <unistd.h>
@@ -52,6 +53,7 @@ int sleepOnBoard(Deadline deadline, std::uint64_t& leftNs) noexcept {
 }  // namespace
 
 HALVEXBOARD_SHIM int nanosleep(const timespec* span, timespec* left) {
+    pthread_testcancel();
     if (!sleepsHere() || span == nullptr) return real_nanosleep(span, left);
     if (!isValid(*span) || span->tv_sec < 0) {
         errno = EINVAL;
@@ -66,6 +68,7 @@ HALVEXBOARD_SHIM int nanosleep(const timespec* span, timespec* left) {
 }
 
 HALVEXBOARD_SHIM int clock_nanosleep(clockid_t clock, int flags, const timespec* span, timespec* left) {
+    pthread_testcancel();
     const bool isKnown =
         clock == CLOCK_REALTIME || clock == CLOCK_MONOTONIC || clock == CLOCK_BOOTTIME || clock == CLOCK_TAI;
     if (!sleepsHere() || !isKnown || span == nullptr) return real_clock_nanosleep(clock, flags, span, left);
@@ -276,6 +279,7 @@ bool selectOnBoard(int count, fd_set* reading, fd_set* writing, fd_set* exceptio
 }  // namespace
 
 HALVEXBOARD_SHIM int select(int count, fd_set* reading, fd_set* writing, fd_set* exceptional, timeval* span) {
+    pthread_testcancel();
     if (!isActive() || count < 0) return real_select(count, reading, writing, exceptional, span);
     std::int64_t spanNs = -1;
     if (span != nullptr) {
@@ -307,6 +311,7 @@ HALVEXBOARD_SHIM int select(int count, fd_set* reading, fd_set* writing, fd_set*
 
 HALVEXBOARD_SHIM int pselect(int count, fd_set* reading, fd_set* writing, fd_set* exceptional, const timespec* span,
                              const sigset_t* mask) {
+    pthread_testcancel();
     if (!isActive() || count < 0 || (span != nullptr && (!isValid(*span) || span->tv_sec < 0)))
         return real_pselect(count, reading, writing, exceptional, span, mask);
     const std::int64_t spanNs = span != nullptr ? static_cast<std::int64_t>(toNs(*span)) : -1;
@@ -352,6 +357,7 @@ bool pollOnBoard(pollfd* entries, nfds_t count, std::int64_t spanNs, int& result
 }  // namespace
 
 HALVEXBOARD_SHIM int poll(pollfd* entries, nfds_t count, int milliseconds) {
+    pthread_testcancel();
     const std::int64_t spanNs = milliseconds < 0 ? -1 : milliseconds * static_cast<std::int64_t>(kNsPerMillisecond);
     int result = 0;
     if (!isActive()) return real_poll(entries, count, milliseconds);
@@ -371,6 +377,7 @@ HALVEXBOARD_SHIM int __poll_chk(pollfd* entries, nfds_t count, int milliseconds,
 }
 
 HALVEXBOARD_SHIM int ppoll(pollfd* entries, nfds_t count, const timespec* span, const sigset_t* mask) {
+    pthread_testcancel();
     const std::int64_t spanNs = span != nullptr ? static_cast<std::int64_t>(toNs(*span)) : -1;
     if (!isActive()) return real_ppoll(entries, count, span, mask);
     sigset_t before;

@@ -1,6 +1,7 @@
 // Shims: fopen, fclose, and the stdio reads that could block with the token in hand.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 #include <algorithm>
@@ -112,16 +113,19 @@ bool mayRead(FILE* stream) noexcept {
 }  // namespace
 
 HALVEXBOARD_SHIM FILE* fopen(const char* path, const char* mode) {
+    pthread_testcancel();
     FILE* stream = nullptr;
     return openOnBoard(path, mode, stream) ? stream : real_fopen(path, mode);
 }
 
 HALVEXBOARD_SHIM FILE* fopen64(const char* path, const char* mode) {
+    pthread_testcancel();
     FILE* stream = nullptr;
     return openOnBoard(path, mode, stream) ? stream : real_fopen64(path, mode);
 }
 
 HALVEXBOARD_SHIM int fclose(FILE* stream) {
+    pthread_testcancel();
     OpenFile* const file = stream != nullptr ? oursOf(stream) : nullptr;
     if (file == nullptr) return real_fclose(stream);
     const int stored = storePrinted(stream, *file);

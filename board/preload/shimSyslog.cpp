@@ -1,5 +1,6 @@
 // Shims: syslog. Lines go to the trace and the console of the board, not to the machine's log.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+#include <pthread.h>
 #include <syslog.h>
 #include <cerrno>
 #include <cstdarg>
@@ -42,10 +43,12 @@ void writeLine(int priority, const char* format, va_list arguments) noexcept {
 }  // namespace
 
 HALVEXBOARD_SHIM void vsyslog(int priority, const char* format, va_list arguments) {
+    pthread_testcancel();
     writeLine(priority, format, arguments);
 }
 
 HALVEXBOARD_SHIM void syslog(int priority, const char* format, ...) {
+    pthread_testcancel();
     va_list arguments;
     va_start(arguments, format);
     writeLine(priority, format, arguments);
@@ -53,6 +56,7 @@ HALVEXBOARD_SHIM void syslog(int priority, const char* format, ...) {
 }
 
 HALVEXBOARD_SHIM void __syslog_chk(int priority, int, const char* format, ...) {
+    pthread_testcancel();
     va_list arguments;
     va_start(arguments, format);
     writeLine(priority, format, arguments);
@@ -60,5 +64,6 @@ HALVEXBOARD_SHIM void __syslog_chk(int priority, int, const char* format, ...) {
 }
 
 HALVEXBOARD_SHIM void __vsyslog_chk(int priority, int, const char* format, va_list arguments) {
+    pthread_testcancel();
     writeLine(priority, format, arguments);
 }

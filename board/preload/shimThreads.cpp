@@ -195,6 +195,7 @@ HALVEXBOARD_SHIM int pthread_create(pthread_t* handle, const pthread_attr_t* att
 }
 
 HALVEXBOARD_SHIM int pthread_join(pthread_t thread, void** result) {
+    pthread_testcancel();
     if (isScheduled()) awaitThread(thread, Deadline::never());
     return real_pthread_join(thread, result);
 }
@@ -205,12 +206,14 @@ HALVEXBOARD_SHIM int pthread_tryjoin_np(pthread_t thread, void** result) noexcep
 }
 
 HALVEXBOARD_SHIM int pthread_timedjoin_np(pthread_t thread, void** result, const timespec* until) {
+    pthread_testcancel();
     if (!isScheduled() || until == nullptr) return real_pthread_timedjoin_np(thread, result, until);
     const int outcome = awaitThread(thread, deadlineAt(CLOCK_REALTIME, *until));
     return outcome != 0 ? outcome : real_pthread_join(thread, result);
 }
 
 HALVEXBOARD_SHIM int pthread_clockjoin_np(pthread_t thread, void** result, clockid_t clock, const timespec* until) {
+    pthread_testcancel();
     if (!isScheduled() || until == nullptr) return real_pthread_clockjoin_np(thread, result, clock, until);
     const int outcome = awaitThread(thread, deadlineAt(clock, *until));
     return outcome != 0 ? outcome : real_pthread_join(thread, result);
@@ -256,12 +259,14 @@ HALVEXBOARD_SHIM int pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept {
 // --
 
 HALVEXBOARD_SHIM int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
+    pthread_testcancel();
     return isScheduled() ? waitOnCondition(condition, mutex, Deadline::never())
                          : real_pthread_cond_wait(condition, mutex);
 }
 
 HALVEXBOARD_SHIM int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex, clockid_t clock,
                                             const timespec* until) {
+    pthread_testcancel();
     if (isOnSimulatedClock(clock)) {
         const timespec monotonic = onMonotonicClock(*until);
         return real_pthread_cond_clockwait(condition, mutex, CLOCK_MONOTONIC, &monotonic);
@@ -360,15 +365,18 @@ int takeSemaphore(sem_t* semaphore, Deadline deadline) noexcept {
 }  // namespace
 
 HALVEXBOARD_SHIM int sem_wait(sem_t* semaphore) {
+    pthread_testcancel();
     return isScheduled() ? takeSemaphore(semaphore, Deadline::never()) : real_sem_wait(semaphore);
 }
 
 HALVEXBOARD_SHIM int sem_timedwait(sem_t* semaphore, const timespec* until) {
+    pthread_testcancel();
     return isScheduled() ? takeSemaphore(semaphore, deadlineAt(CLOCK_REALTIME, *until))
                          : real_sem_timedwait(semaphore, until);
 }
 
 HALVEXBOARD_SHIM int sem_clockwait(sem_t* semaphore, clockid_t clock, const timespec* until) {
+    pthread_testcancel();
     return isScheduled() ? takeSemaphore(semaphore, deadlineAt(clock, *until))
                          : real_sem_clockwait(semaphore, clock, until);
 }

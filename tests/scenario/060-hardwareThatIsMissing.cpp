@@ -125,6 +125,23 @@ TEST_F(HardwareThatIsMissing, AFailureLeavesNoDescriptorOpenAndASecondTrySucceed
     EXPECT_EQ(testsupport::countOpenDescriptors(), before);
 }
 
+TEST_F(HardwareThatIsMissing, ASecondInitialisationThatFailsLeavesAThreadThatWakesAtOnce) {
+    switchOn();
+    initialize();
+    waitS(5);
+    board_->doEvent(BOARD_EVENT_DRIVER_GONE, BOARD_TARGET_SI514);
+    EXPECT_EQ(initializeAndCatch(), -52006);
+    board_->clearTrace();
+    while (happenings("status_record").empty()) waitS(0.1);  // from here the thread waits for 1.9 s or more
+    board_->clearTrace();
+    EXPECT_EQ(applyMetaData("{}"), 0);
+    waitS(0.01);
+    EXPECT_EQ(happenings("status_record").size(), 1U) << "the metadata, at once";
+    const std::uint64_t beforeNs = board_->rawNs();
+    zuqxmtk_finalize();
+    EXPECT_LT(board_->rawNs() - beforeNs, 500'000'000U);
+}
+
 TEST_F(HardwareThatIsMissing, AnErrorInTheStatusKeepsInitialisationFromDoingAnything) {
     switchOn();
     testsupport::StatusHolder status(-1);
