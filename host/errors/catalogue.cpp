@@ -8,40 +8,45 @@ namespace halvexctl {
 namespace {
 
 constexpr auto kEntries = std::to_array<ErrorEntry>({
-    {-52000, "memory or descriptors ran out", "ENOMEM, ENFILE, EMFILE",
+    {-52000, "zuplaterr_memoryFull", "memory or descriptors ran out", "ENOMEM, ENFILE, EMFILE",
      "Free memory, or raise the limit of open files of the host (ulimit -n); look for a descriptor leak in the host."},
-    {-52002, "the hardware or its driver cannot do what was asked", "ENOTTY, ENOTSUP",
+    {-52002, "zuplaterr_featureUnsupported", "the hardware or its driver cannot do what was asked", "ENOTTY, ENOTSUP",
      "halvexctl map says which interface lacks what; halvexctl doctor checks drivers and directories."},
-    {-52003, "an error without a code of its own: the text under std_exception_what says which", "",
+    {-52003, "zuplaterr_softwareFaultPLATInternalUseOnly",
+     "an error without a code of its own: the text under std_exception_what says which", "",
      "Read the text. \"stod\" means that ppb_offset does not hold a number: see what the Si514 driver answers."},
-    {-52004, "a metadata document holds a value of another type than expected", "",
+    {-52004, "", "a metadata document holds a value of another type than expected", "",
      "Correct the document that was handed to zuqxmtk_applyMetaData; halvexctl apply-metadata tries it out."},
-    {-52005, "a parameter is out of range, or a text is no JSON", "EINVAL",
+    {-52005, "zuplaterr_invalidParameter", "a parameter is out of range, or a text is no JSON", "EINVAL",
      "halvexctl limits shows the corrections that are allowed; check metadata with halvexctl apply-metadata."},
-    {-52006, "a file, device or driver is not there", "ENOENT, ESRCH, ENXIO, EBADF, ENODEV",
+    {-52006, "zuplaterr_resourceNotFound", "a file, device or driver is not there",
+     "ENOENT, ESRCH, ENXIO, EBADF, ENODEV",
      "halvexctl doctor names the directory or node that is missing; load the driver that makes it."},
-    {-52007, "something expected within a time did not happen", "ETIMEDOUT",
+    {-52007, "zuplaterr_operationTimedOut", "something expected within a time did not happen", "ETIMEDOUT",
      "An epoch edge was not seen: check the epoch wire to pin 0, and that nobody else reads the clock's time stamps."},
-    {-52008, "the operating system refused a call", "any other number",
+    {-52008, "zuplaterr_osFault", "the operating system refused a call", "any other number",
      "The message holds the number of the system error. Setting the time needs CAP_SYS_TIME: halvexctl doctor checks."},
-    {-52010, "the library is not initialised, or something that it needs is not enabled", "",
+    {-52010, "zuplaterr_resourceNotInitialized",
+     "the library is not initialised, or something that it needs is not enabled", "",
      "Call zuqxmtk_initialize first; if that failed, its own error says why. At least one I210 must be usable."},
-    {-52011, "the driver is still busy with an earlier request", "EALREADY, EINPROGRESS", "Try again."},
-    {-52012, "a value does not fit", "ENOSPC, EOVERFLOW", "Look at the offset or correction that was asked for."},
-    {-52013, "something is in use already", "EEXIST, EADDRINUSE",
+    {-52011, "", "the driver is still busy with an earlier request", "EALREADY, EINPROGRESS", "Try again."},
+    {-52012, "", "a value does not fit", "ENOSPC, EOVERFLOW", "Look at the offset or correction that was asked for."},
+    {-52013, "", "something is in use already", "EEXIST, EADDRINUSE",
      "Find the other user; halvexctl doctor looks for some."},
-    {-52014, "the owner of a lock ended while holding it", "EOWNERDEAD", "Start the host again."},
-    {-52015, "a lock cannot be had", "EDEADLK, ENOLCK", "Start the host again; if it stays, report it with the log."},
-    {-52019, "a buffer is too small", "ENOBUFS",
+    {-52014, "", "the owner of a lock ended while holding it", "EOWNERDEAD", "Start the host again."},
+    {-52015, "", "a lock cannot be had", "EDEADLK, ENOLCK",
+     "Start the host again; if it stays, report it with the log."},
+    {-52019, "", "a buffer is too small", "ENOBUFS",
      "Library and driver disagree: check that their versions belong together."},
-    {-52020, "what an identifier stood for was removed", "EIDRM", "Was a driver unloaded? Start the host again."},
-    {-52023, "a connection was aborted", "ECONNABORTED", "Look in the kernel's log for the device."},
-    {-52024, "a device did not answer as it should, or clocks could not be aligned", "EIO, EPIPE, EBADMSG",
+    {-52020, "", "what an identifier stood for was removed", "EIDRM", "Was a driver unloaded? Start the host again."},
+    {-52023, "", "a connection was aborted", "ECONNABORTED", "Look in the kernel's log for the device."},
+    {-52024, "zuplaterr_communicationsFault", "a device did not answer as it should, or clocks could not be aligned",
+     "EIO, EPIPE, EBADMSG",
      "Look in the kernel's log for the device. \"Failed to sync\" names the clocks that stayed off: halvexctl monitor "
      "shows by how much."},
-    {-52025, "a call was interrupted", "EINTR, ECONNRESET", "Try again."},
-    {-52026, "access was denied", "EPERM, EACCES, EROFS", "halvexctl doctor checks the rights on device nodes."},
-    {-52031, "a device is busy", "EBUSY",
+    {-52025, "", "a call was interrupted", "EINTR, ECONNRESET", "Try again."},
+    {-52026, "", "access was denied", "EPERM, EACCES, EROFS", "halvexctl doctor checks the rights on device nodes."},
+    {-52031, "", "a device is busy", "EBUSY",
      "A pin or a clock has another user, or virtual clocks exist: halvexctl doctor checks both."},
 });
 
@@ -129,6 +134,15 @@ std::span<const ErrorPlace> errorPlaces() { return kPlaces; }
 const ErrorEntry* findErrorEntry(std::int32_t code) {
     for (const ErrorEntry& entry : kEntries) {
         if (entry.code == code) {
+            return &entry;
+        }
+    }
+    return nullptr;
+}
+
+const ErrorEntry* findErrorEntry(std::string_view name) {
+    for (const ErrorEntry& entry : kEntries) {
+        if (!name.empty() && entry.name == name) {
             return &entry;
         }
     }

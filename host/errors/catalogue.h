@@ -21,6 +21,7 @@ struct ErrorPlace {
 
 struct ErrorEntry {
     std::int32_t code;
+    std::string_view name;  ///< As error information has it under "error_constant"; empty: none.
     std::string_view meaning;
     std::string_view
         systemErrors;  ///< Numbers of the system that become this code on the way through a driver, or empty.
@@ -31,6 +32,7 @@ std::span<const ErrorEntry> errorEntries();  ///< By code, from -52000 downward.
 std::span<const ErrorPlace> errorPlaces();
 
 const ErrorEntry* findErrorEntry(std::int32_t code);                         ///< Null when there is no such code.
+const ErrorEntry* findErrorEntry(std::string_view name);                     ///< Null when no code has that name.
 const ErrorPlace* findErrorPlace(std::string_view unit, std::int32_t line);  ///< Null when nothing is raised there.
 
 }  // namespace halvexctl

@@ -11,7 +11,6 @@
 #include "host/cli/suggestion.h"
 #include "host/cli/usageError.h"
 #include "host/errors/catalogue.h"
-#include "host/errors/names.h"
 #include "host/output/units.h"
 
 namespace halvexctl {
@@ -41,8 +40,8 @@ Topic readTopic(const std::string& topic) {
     if (const ErrorPlace* place = readPlace(topic)) {
         return {findErrorEntry(place->code), place};
     }
-    if (const auto code = errorCodeOf(topic)) {
-        return {findErrorEntry(*code), nullptr};
+    if (const ErrorEntry* entry = findErrorEntry(std::string_view(topic))) {
+        return {entry, nullptr};
     }
     return {looksLikeCode(topic) ? findErrorEntry(readErrorCode(topic)) : nullptr, nullptr};
 }
@@ -51,7 +50,7 @@ std::string nearestTopic(const std::string& topic) {
     std::vector<std::string> texts{"all"};
     for (const ErrorEntry& entry : errorEntries()) {
         texts.push_back(std::to_string(entry.code));
-        texts.emplace_back(errorName(entry.code));
+        texts.emplace_back(entry.name);
     }
     for (const ErrorPlace& place : errorPlaces()) {
         texts.push_back(fmt::format("{}:{}", place.unit, place.line));
@@ -82,10 +81,9 @@ void addPlaces(std::int32_t code, Result& result) {
 }
 
 void addEntry(const ErrorEntry& entry, Result& result) {
-    const std::string_view name = errorName(entry.code);
     result.add("code", entry.code, "code", std::to_string(entry.code));
-    result.add("name", name.empty() ? ordered_json(nullptr) : ordered_json(name), name.empty() ? "" : "name",
-               std::string(name));
+    result.add("name", entry.name.empty() ? ordered_json(nullptr) : ordered_json(entry.name),
+               entry.name.empty() ? "" : "name", std::string(entry.name));
     result.add("meaning", entry.meaning, "means", std::string(entry.meaning));
     addPlaces(entry.code, result);
     result.add("systemErrors", entry.systemErrors, entry.systemErrors.empty() ? "" : "or a driver's",
@@ -96,7 +94,7 @@ void addEntry(const ErrorEntry& entry, Result& result) {
 void listEntries(Result& result) {
     ordered_json codes = ordered_json::array();
     for (const ErrorEntry& entry : errorEntries()) {
-        codes.push_back({{"code", entry.code}, {"name", errorName(entry.code)}, {"meaning", entry.meaning}});
+        codes.push_back({{"code", entry.code}, {"name", entry.name}, {"meaning", entry.meaning}});
         result.add("", nullptr, std::to_string(entry.code), std::string(entry.meaning));
     }
     result.fields.insert(result.fields.begin(), Field{"codes", codes, "", ""});

@@ -6,7 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "host/errors/names.h"
+#include "host/errors/catalogue.h"
 
 namespace halvexctl {
 namespace {
@@ -37,7 +37,8 @@ std::string messageOf(const nlohmann::json& document) {
 std::string describeError(std::optional<std::int32_t> code, const std::string& information) {
     const nlohmann::json document = parse(information);
     // The code's own name goes first: what a device raises names the expression its code came from.
-    std::string name(code ? errorName(*code) : std::string_view());
+    const ErrorEntry* entry = code ? findErrorEntry(*code) : nullptr;
+    std::string name(entry != nullptr ? entry->name : std::string_view());
     if (name.empty()) {
         name = textAt(document, "error_constant");
     }
@@ -55,7 +56,9 @@ std::string describeError(std::optional<std::int32_t> code, const std::string& i
 }
 
 std::optional<std::int32_t> codeInInformation(const std::string& information) {
-    return errorCodeOf(textAt(parse(information), "error_constant"));
+    const std::string name = textAt(parse(information), "error_constant");
+    const ErrorEntry* entry = findErrorEntry(std::string_view(name));
+    return entry != nullptr ? std::optional(entry->code) : std::nullopt;
 }
 
 }  // namespace halvexctl
