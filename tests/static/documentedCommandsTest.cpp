@@ -7,7 +7,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <regex>
 #include <set>
@@ -15,18 +14,14 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/files.h"
+
 namespace {
 
 namespace fs = std::filesystem;
+using testsupport::fileContents;
 const fs::path kRoot = HALVEX_SOURCE_DIR;
 constexpr const char* kList = "tests/static/documentedCommands.txt";
-
-std::string contentOf(const fs::path& path) {
-    std::ifstream file(path);
-    std::ostringstream content;
-    content << file.rdbuf();
-    return content.str();
-}
 
 std::string trimmed(const std::string& text) {
     const auto begin = text.find_first_not_of(" \t");
@@ -78,7 +73,7 @@ void collectFromMarkdown(const fs::path& document, std::vector<Command>& found) 
     static const std::regex kSpan("`([^`\n]+)`");
     std::string block;  // the kind of block, or none
     bool isInside = false;
-    for (const std::string& line : linesOf(std::regex_replace(contentOf(kRoot / document), kGoesOn, " "))) {
+    for (const std::string& line : linesOf(std::regex_replace(fileContents(kRoot / document), kGoesOn, " "))) {
         if (line.starts_with("```")) {
             isInside = !isInside;
             block = line.substr(3);
@@ -96,7 +91,7 @@ void collectFromMarkdown(const fs::path& document, std::vector<Command>& found) 
 }
 
 void collectFromManual(const fs::path& document, std::vector<Command>& found) {
-    for (const std::string& line : linesOf(contentOf(kRoot / document))) {
+    for (const std::string& line : linesOf(fileContents(kRoot / document))) {
         if (!line.starts_with(".Dl $ ")) continue;
         found.push_back({document, std::regex_replace(line.substr(6), std::regex(R"(\\-)"), "-"), true});
     }
@@ -123,7 +118,7 @@ struct Listed {
 
 std::map<std::string, Listed> readList() {
     std::map<std::string, Listed> list;
-    for (const std::string& line : linesOf(contentOf(kRoot / kList))) {
+    for (const std::string& line : linesOf(fileContents(kRoot / kList))) {
         if (line.empty() || line.starts_with("#")) continue;
         const auto first = line.find(" | "), second = line.find(" | ", first + 3);
         EXPECT_NE(second, std::string::npos) << kList << ": " << line;
@@ -135,7 +130,7 @@ std::map<std::string, Listed> readList() {
 
 /// The documents whose shell blocks the tests of the packages run, in their own words.
 bool isRunWithThePackages(const Command& command) {
-    static const std::string script = contentOf(kRoot / "tests/packages/run");
+    static const std::string script = fileContents(kRoot / "tests/packages/run");
     std::smatch loop;
     if (!command.isInShellBlock || !std::regex_search(script, loop, std::regex(R"(for document in ([^;]+);)")))
         return false;
@@ -147,34 +142,28 @@ bool isRunWithThePackages(const Command& command) {
 
 bool runsHere(const std::string& text) {
     return text.starts_with("build/bin/") || text.starts_with("halvexctl ") || text.starts_with("halvexboard ") ||
-           text == "./dev help" || text.starts_with("source host/");
+           text == "./dev help";
 }
 
 /// A folder for what the commands of the documents write.
 class Documents : public testing::Test {
 protected:
-    Documents() {
-        char name[] = "/tmp/halvexDocumentsXXXXXX";
-        scratch_ = mkdtemp(name);
-    }
-    ~Documents() override { fs::remove_all(scratch_); }
-
     /// The exit status, with the programs of this build first in the path.
     int run(const std::string& text) const {
         const bool isOfTool = text.starts_with("halvexctl ");
         const bool isInRoot = !isOfTool && !text.starts_with("halvexboard ");
         std::string command = std::regex_replace(text, std::regex(R"(\bbuild/)"), HALVEX_BINARY_DIR "/");
         if (isOfTool) command = "halvexboard run -- " + command;
-        const std::string folder = isInRoot ? kRoot.string() : scratch_.string();
+        const std::string folder = isInRoot ? kRoot.string() : scratch_.path().string();
         const std::string line = "cd '" + folder +
                                  "' && export PATH='" HALVEX_BINARY_DIR "/bin':\"$PATH\" && timeout 30 bash -c '" +
                                  std::regex_replace(command, std::regex("'"), R"('\'')") + "' > '" +
-                                 (scratch_ / "output").string() + "' 2>&1 < /dev/null";
+                                 (scratch_ / "output") + "' 2>&1 < /dev/null";
         const int status = std::system(line.c_str());
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
 
-    fs::path scratch_;
+    testsupport::ScratchDirectory scratch_;
 };
 
 TEST_F(Documents, ShowOnlyCommandsThatAreRun) {
@@ -192,7 +181,7 @@ TEST_F(Documents, ShowOnlyCommandsThatAreRun) {
             const bool isWarning = status == 1 && command.text.starts_with("halvexctl ");
             EXPECT_TRUE(status == 0 || isWarning)
                 << command.document << " says " << command.text << ", which exits with " << status << ":\n"
-                << contentOf(scratch_ / "output").substr(0, 600);
+                << fileContents(scratch_ / "output").substr(0, 600);
             ++ran;
         } else {
             ADD_FAILURE() << command.document << " says \"" << command.text << "\", which no test runs; " << kList
@@ -216,7 +205,7 @@ TEST_F(Documents, LeaveToOthersOnlyCommandsThatTheyRun) {
         const std::string file = listed.what.substr(0, colon);
         ASSERT_TRUE(fs::is_regular_file(kRoot / file)) << command << ": there is no " << file;
         if (!file.starts_with(".ci/")) continue;  // a test's own words
-        EXPECT_THAT(linesOf(contentOf(kRoot / file)), testing::Contains(testing::HasSubstr(command))) << file;
+        EXPECT_THAT(linesOf(fileContents(kRoot / file)), testing::Contains(testing::HasSubstr(command))) << file;
     }
 }
 

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <regex>
 #include <set>
@@ -14,17 +13,13 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/files.h"
+
 namespace {
 
 namespace fs = std::filesystem;
+using testsupport::fileContents;
 const fs::path kRoot = HALVEX_SOURCE_DIR;
-
-std::string contentOf(const fs::path& path) {
-    std::ifstream file(path);
-    std::ostringstream content;
-    content << file.rdbuf();
-    return content.str();
-}
 
 std::vector<fs::path> documents() {
     std::vector<fs::path> found;
@@ -40,7 +35,7 @@ std::vector<fs::path> documents() {
 /// The commands that the script answers to.
 std::set<std::string> devCommands() {
     static const std::regex kCase(R"(\n  ([a-z-]+)(?: \| [a-z |-]+)?\) )");
-    const std::string script = contentOf(kRoot / "dev");
+    const std::string script = fileContents(kRoot / "dev");
     std::set<std::string> commands;
     for (std::sregex_iterator match(script.begin(), script.end(), kCase), end; match != end; ++match) {
         commands.insert((*match)[1]);
@@ -54,7 +49,7 @@ TEST(DocumentTexts, NameOnlyCommandsThatTheScriptKnows) {
     ASSERT_THAT(known, testing::IsSupersetOf({"setup", "build", "test", "demo"}));
     int named = 0;
     for (const auto& document : documents()) {
-        const std::string text = contentOf(document);
+        const std::string text = fileContents(document);
         for (std::sregex_iterator match(text.begin(), text.end(), kCommand), end; match != end; ++match) {
             EXPECT_TRUE(known.contains((*match)[1])) << document << " says ./dev " << (*match)[1];
             ++named;
@@ -67,7 +62,7 @@ TEST(DocumentTexts, LinkOnlyToFilesThatExist) {
     static const std::regex kLink(R"(\]\(([^)#:\s]+)(?:#[^)]*)?\))");
     int links = 0;
     for (const auto& document : documents()) {
-        const std::string text = contentOf(document);
+        const std::string text = fileContents(document);
         for (std::sregex_iterator match(text.begin(), text.end(), kLink), end; match != end; ++match) {
             EXPECT_TRUE(fs::exists(document.parent_path() / (*match)[1].str())) << document << " -> " << (*match)[1];
             ++links;
@@ -83,7 +78,7 @@ TEST(DocumentTexts, ShowTheFiguresThatCommandsPrinted) {
 /// What a picture writes as a name, floor by floor where it has floors.
 std::map<int, std::set<std::string>> namesIn(const fs::path& picture) {
     static const std::regex kMark(R"re(<!-- floor (\d) -->|class="name[^"]*"[^>]*>([^<]+)<)re");
-    const std::string text = contentOf(picture);
+    const std::string text = fileContents(picture);
     std::map<int, std::set<std::string>> names;
     int floor = -1;
     for (std::sregex_iterator match(text.begin(), text.end(), kMark), end; match != end; ++match) {
@@ -135,10 +130,11 @@ TEST(Pictures, PutEveryUnitOnItsFloor) {
 }
 
 TEST(Pictures, NameOnlyWhatTheSourcesKnow) {
-    std::string sources = contentOf(kRoot / "packaging/abi/symbols");
+    std::string sources = fileContents(kRoot / "packaging/abi/symbols");
     for (const char* folder : {"include", "zuerr", "zuplat", "zujsonlh", "interfaces", "source"}) {
         for (const auto& entry : fs::recursive_directory_iterator(kRoot / folder)) {
-            if (entry.is_regular_file()) sources += entry.path().filename().string() + "\n" + contentOf(entry.path());
+            if (entry.is_regular_file())
+                sources += entry.path().filename().string() + "\n" + fileContents(entry.path());
         }
     }
     int named = 0;
@@ -156,7 +152,7 @@ TEST(Pictures, NameOnlyWhatTheSourcesKnow) {
 
 TEST(Pictures, CanBeReadOnLightAndOnDarkPaper) {
     for (const char* picture : {"architecture", "life", "controller"}) {
-        const std::string text = contentOf(kRoot / "docs" / (std::string(picture) + ".svg"));
+        const std::string text = fileContents(kRoot / "docs" / (std::string(picture) + ".svg"));
         EXPECT_THAT(text,
                     testing::AllOf(testing::HasSubstr("prefers-color-scheme: dark"), testing::HasSubstr("<title>"),
                                    testing::HasSubstr("<desc>"), testing::Not(testing::HasSubstr("href"))))
@@ -171,7 +167,7 @@ std::vector<std::string> matchesIn(const std::vector<const char*>& folders, cons
         for (const auto& entry : fs::recursive_directory_iterator(kRoot / folder)) {
             const auto ending = entry.path().extension();
             if (ending != ".h" && ending != ".cpp") continue;
-            const std::string text = contentOf(entry.path());
+            const std::string text = fileContents(entry.path());
             for (std::sregex_iterator match(text.begin(), text.end(), pattern), end; match != end; ++match) {
                 found.push_back((*match)[1]);
             }
@@ -181,7 +177,7 @@ std::vector<std::string> matchesIn(const std::vector<const char*>& folders, cons
 }
 
 TEST(Guide, TellsCauseAndRemedyOfEveryLineInSyslog) {
-    const std::string guide = contentOf(kRoot / "docs/integration.md");
+    const std::string guide = fileContents(kRoot / "docs/integration.md");
     const auto calls =
         matchesIn({"zuerr", "zuplat", "zujsonlh", "interfaces", "source"}, std::regex(R"(\b(syslog)\()"));
     const auto lines = matchesIn({"zuerr", "zuplat", "zujsonlh", "interfaces", "source"},
@@ -199,11 +195,11 @@ TEST(Guide, TellsCauseAndRemedyOfEveryLineInSyslog) {
 }
 
 TEST(Guide, TellsEveryCodeAndEveryFunction) {
-    const std::string guide = contentOf(kRoot / "docs/integration.md");
+    const std::string guide = fileContents(kRoot / "docs/integration.md");
     const auto codes = matchesIn({"zuerr"}, std::regex(R"(= (-52\d{3});)"));
     EXPECT_GE(codes.size(), 20U);
     for (const std::string& code : codes) EXPECT_THAT(guide, testing::HasSubstr("| " + code + " | "));
-    std::istringstream symbols(contentOf(kRoot / "packaging/abi/symbols"));
+    std::istringstream symbols(fileContents(kRoot / "packaging/abi/symbols"));
     int functions = 0;
     for (std::string function; std::getline(symbols, function); ++functions) {
         EXPECT_THAT(guide, testing::HasSubstr("`" + function + "`"));

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <regex>
 #include <set>
@@ -13,19 +12,15 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/files.h"
+
 namespace {
 
 namespace fs = std::filesystem;
+using testsupport::fileContents;
 using Names = std::vector<std::string>;
 
 const fs::path kRoot = HALVEX_SOURCE_DIR;
-
-std::string contentOf(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream content;
-    content << file.rdbuf();
-    return content.str();
-}
 
 /// Every C and C++ file below a folder of the tree, named from the root.
 Names sourcesBelow(const std::string& folder) {
@@ -43,7 +38,7 @@ Names sourcesBelow(const std::string& folder) {
 Names includesOf(const std::string& source) {
     static const std::regex kInclude(R"(^\s*#\s*include\s*"([^"]+)\")");
     Names includes;
-    std::istringstream lines(contentOf(kRoot / source));
+    std::istringstream lines(fileContents(kRoot / source));
     std::smatch match;
     for (std::string line; std::getline(lines, line);) {
         if (std::regex_search(line, match, kInclude)) includes.push_back(match[1]);
@@ -232,26 +227,26 @@ TEST(Sources, SayInTheirFirstLineWhatTheyAre) {
     for (const std::string folder :
          {"zuerr", "zuplat", "zujsonlh", "interfaces", "source", "include", "board", "host", "tests"}) {
         for (const auto& source : sourcesBelow(folder)) {
-            const std::string content = contentOf(kRoot / source);
+            const std::string content = fileContents(kRoot / source);
             EXPECT_TRUE(content.starts_with("// ") || content.starts_with("/* ")) << source;
         }
     }
 }
 
 TEST(Sources, NameInTheChangelogTheVersionThatIsBuilt) {
-    EXPECT_TRUE(contentOf(kRoot / "packaging/debian/changelog").starts_with("halvex-timekeeper (" HALVEX_VERSION ")"));
+    EXPECT_TRUE(fileContents(kRoot / "packaging/debian/changelog").starts_with("halvex-timekeeper (" HALVEX_VERSION ")"));
 }
 
 TEST(Sources, RecordErrorLinesAsData) {
     for (const auto& source : productSources()) {
-        EXPECT_EQ(contentOf(kRoot / source).find("__LINE__"), std::string::npos) << source;
+        EXPECT_EQ(fileContents(kRoot / source).find("__LINE__"), std::string::npos) << source;
     }
 }
 
 TEST(Sources, StayShortOfThreeThousandLines) {
     for (const std::string folder : {"zuerr", "zuplat", "zujsonlh", "interfaces", "source", "board", "host", "tests"}) {
         for (const auto& source : sourcesBelow(folder)) {
-            const std::string content = contentOf(kRoot / source);
+            const std::string content = fileContents(kRoot / source);
             EXPECT_LT(std::count(content.begin(), content.end(), '\n'), 3000) << source;
         }
     }
@@ -261,7 +256,7 @@ TEST(Sources, NameEveryErrorSiteOfAUnitOnce) {
     static const std::regex kSite(R"(ErrorSite\s+\w+\{[^}]*?"(\w+)\",\s*(\d+)\})");
     std::map<std::pair<std::string, std::string>, std::string> sites;
     for (const auto& source : productSources()) {
-        const std::string content = contentOf(kRoot / source);
+        const std::string content = fileContents(kRoot / source);
         for (std::sregex_iterator match(content.begin(), content.end(), kSite), end; match != end; ++match) {
             const auto [earlier, isNew] = sites.emplace(std::pair{(*match)[1].str(), (*match)[2].str()}, source);
             EXPECT_TRUE(isNew) << source << " and " << earlier->second << " report " << (*match)[1] << ":"

@@ -14,8 +14,8 @@
 #include <filesystem>
 #include <fstream>
 #include <mutex>
-#include <sstream>
-#include <stdexcept>
+
+#include "tests/support/files.h"
 
 namespace testsupport {
 namespace {
@@ -65,9 +65,7 @@ LibcHooks& libcHooks() {
 }
 
 RedirectedDirectory::RedirectedDirectory(const std::string& prefix) {
-    std::string pattern = (std::filesystem::temp_directory_path() / "halvex-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary directory");
-    realPath_ = pattern;
+    realPath_ = makeScratchDirectory().string();
     libcHooks().redirectedPrefixes.emplace_back(prefix, realPath_);
 }
 
@@ -85,10 +83,7 @@ void RedirectedDirectory::writeFile(const std::string& relativePath, const std::
 }
 
 std::string RedirectedDirectory::readFile(const std::string& relativePath) const {
-    std::ifstream file(std::filesystem::path(realPath_) / relativePath, std::ios::binary);
-    std::ostringstream content;
-    content << file.rdbuf();
-    return content.str();
+    return fileContents(std::filesystem::path(realPath_) / relativePath);
 }
 
 void RedirectedDirectory::makeDirectory(const std::string& relativePath) const {

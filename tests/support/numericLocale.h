@@ -4,9 +4,10 @@
 
 #include <clocale>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <string>
+
+#include "tests/support/files.h"
 
 namespace testsupport {
 
@@ -19,23 +20,18 @@ public:
     static constexpr const char* kWhyNotSet = "localedef cannot make a locale here (Debian package locales)";
 
     explicit NumericLocale(const std::string& decimalSign) {
-        std::string pattern = (std::filesystem::temp_directory_path() / "halvex-locale-XXXXXX").string();
-        if (mkdtemp(pattern.data()) == nullptr) return;
-        directory_ = pattern;
-        std::ofstream(directory_ + "/source") << "comment_char %\nescape_char /\nLC_NUMERIC\ndecimal_point \""
-                                              << decimalSign << "\"\nthousands_sep \"\"\ngrouping -1\nEND LC_NUMERIC\n";
+        std::ofstream(directory_ / "source") << "comment_char %\nescape_char /\nLC_NUMERIC\ndecimal_point \""
+                                             << decimalSign << "\"\nthousands_sep \"\"\ngrouping -1\nEND LC_NUMERIC\n";
         const std::string name = "halvex" + decimalSign.substr(2, 4);  // a name that was loaded is not looked up again
-        const std::string command = "localedef -c --no-archive -i '" + directory_ + "/source' -f UTF-8 '" + directory_ +
-                                    '/' + name + "' >/dev/null 2>&1";
+        const std::string command = "localedef -c --no-archive -i '" + directory_ / "source" + "' -f UTF-8 '" +
+                                    directory_ / name + "' >/dev/null 2>&1";
         [[maybe_unused]] const int warned = std::system(command.c_str());  // 1: the other categories are not defined
-        setenv("LOCPATH", directory_.c_str(), 1);
+        setenv("LOCPATH", directory_.path().c_str(), 1);
         isSet_ = std::setlocale(LC_NUMERIC, name.c_str()) != nullptr && std::localeconv()->decimal_point[0] != '.';
     }
     ~NumericLocale() {
         std::setlocale(LC_NUMERIC, "C");
         unsetenv("LOCPATH");
-        std::error_code ignored;
-        if (!directory_.empty()) std::filesystem::remove_all(directory_, ignored);
     }
     NumericLocale(const NumericLocale&) = delete;
     NumericLocale& operator=(const NumericLocale&) = delete;
@@ -43,8 +39,8 @@ public:
     bool isSet() const { return isSet_; }
 
 private:
+    ScratchDirectory directory_;
     bool isSet_ = false;
-    std::string directory_;
 };
 
 }  // namespace testsupport

@@ -9,28 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-
 namespace halvexctl {
-
-std::string fileContents(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
-ScratchDirectory::ScratchDirectory() : path_(testing::TempDir() + "halvexctl-XXXXXX") {
-    EXPECT_NE(::mkdtemp(path_.data()), nullptr);
-}
-
-ScratchDirectory::~ScratchDirectory() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-}
 
 ProgramRun::ProgramRun(std::vector<std::string> command, int inputFd) {
     std::vector<char*> argv;

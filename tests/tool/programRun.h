@@ -7,22 +7,12 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/files.h"
+
 namespace halvexctl {
 
-std::string fileContents(const std::string& path);
-
-/// A directory of its own, removed with the files in it.
-class ScratchDirectory {
-public:
-    ScratchDirectory();
-    ~ScratchDirectory();
-    ScratchDirectory(const ScratchDirectory&) = delete;
-    ScratchDirectory& operator=(const ScratchDirectory&) = delete;
-    std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-
-private:
-    std::string path_;
-};
+using testsupport::fileContents;
+using testsupport::ScratchDirectory;
 
 /// Starts at once. Standard input is `inputFd`, or empty. Output and errors go to files, so that nothing can block.
 class ProgramRun {

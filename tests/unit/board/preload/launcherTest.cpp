@@ -10,13 +10,15 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
+
+#include "tests/support/files.h"
 
 namespace {
 
 using testing::HasSubstr;
 using testing::Not;
+using testsupport::fileContents;
 
 class Launcher : public testing::Test {
 protected:
@@ -39,23 +41,10 @@ protected:
         return shell(HALVEXBOARD " run " + options + " -- " + command);
     }
 
-    static std::string contents(const std::filesystem::path& path) {
-        std::ifstream file(path);
-        std::ostringstream text;
-        text << file.rdbuf();
-        return text.str();
-    }
-
-    Launcher() {
-        char name[] = "/tmp/boardLauncherXXXXXX";
-        folder_ = mkdtemp(name);
-    }
-    ~Launcher() override { std::filesystem::remove_all(folder_); }
-
     std::filesystem::path file(const std::string& name) const { return folder_ / name; }
 
 private:
-    std::filesystem::path folder_;
+    testsupport::ScratchDirectory folder_;
 };
 
 TEST_F(Launcher, SaysWhichScenarioAndSeedItPlays) {
@@ -94,22 +83,22 @@ TEST_F(Launcher, PlaysOneSeedTwiceAlikeAndTwoSeedsDifferently) {
         ASSERT_EQ(run("--scenario stepLoss --seed 5 --trace " + file(name).string(), PROBE " live").code, 0);
     ASSERT_EQ(run("--scenario stepLoss --seed 6 --trace " + file("c").string(), PROBE " live").code, 0);
     EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(20)) << "three times 20 virtual minutes";
-    const std::string first = contents(file("a"));
+    const std::string first = fileContents(file("a"));
     EXPECT_GT(first.size(), 100'000U);
-    EXPECT_TRUE(first == contents(file("b")));
-    EXPECT_FALSE(first == contents(file("c")));
+    EXPECT_TRUE(first == fileContents(file("b")));
+    EXPECT_FALSE(first == fileContents(file("c")));
 }
 
 TEST_F(Launcher, WritesTheWholeTraceHoweverTheProgramEnds) {
     for (const std::string end : {"0", "_exit", "abort"}) {
         run("--trace " + file("trace").string(), std::string(PROBE) + " clock syslog " + end);
-        EXPECT_THAT(contents(file("trace")), HasSubstr("a line with 5 and text")) << end;
+        EXPECT_THAT(fileContents(file("trace")), HasSubstr("a line with 5 and text")) << end;
     }
 }
 
 TEST_F(Launcher, LeavesTheTraceToTheProcessThatWasStarted) {
     ASSERT_EQ(run("--trace " + file("trace").string(), PROBE " clock fork").code, 0);
-    const std::string trace = contents(file("trace"));
+    const std::string trace = fileContents(file("trace"));
     const std::string start = "\"kind\":\"start\"";
     EXPECT_EQ(trace.find(start), trace.rfind(start)) << "the forked child wrote it again";
 }

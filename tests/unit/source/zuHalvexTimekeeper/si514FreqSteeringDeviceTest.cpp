@@ -22,6 +22,7 @@
 
 #include "tests/support/allocationCount.h"
 #include "tests/support/libcHooks.h"
+#include "tests/support/numericLocale.h"
 #include "tests/support/processCensus.h"
 #include "tests/support/raisedError.h"
 
@@ -30,6 +31,7 @@ namespace {
 
 using testsupport::libcHooks;
 using testsupport::makeError;
+using testsupport::NumericLocale;
 using testsupport::raisedBy;
 using testsupport::RaisedError;
 using testsupport::SyslogLine;
@@ -520,43 +522,9 @@ TEST_F(Si514FreqSteeringDeviceTest, KeepsEverySeekTogetherWithItsReadOrWrite) {
     EXPECT_EQ(strangers, 0);
 }
 
-/// Gives the process a comma for its decimal point while it lives: a locale of the system, or one made for the purpose.
-class CommaLocale {
-public:
-    CommaLocale() {
-        if (choose({"de_DE.UTF-8", "de_DE.utf8", "de_DE", "fr_FR.UTF-8"})) return;
-        std::string pattern = (std::filesystem::temp_directory_path() / "halvex-locale-XXXXXX").string();
-        if (mkdtemp(pattern.data()) == nullptr) return;
-        folder_ = pattern;
-        const std::string command = "localedef -i de_DE -f ISO-8859-1 '" + folder_ + "/comma' >/dev/null 2>&1";
-        if (std::system(command.c_str()) != 0) return;
-        setenv("LOCPATH", folder_.c_str(), 1);
-        choose({"comma"});
-    }
-    ~CommaLocale() {
-        setlocale(LC_ALL, "C");
-        if (folder_.empty()) return;
-        unsetenv("LOCPATH");
-        std::error_code ignored;
-        std::filesystem::remove_all(folder_, ignored);
-    }
-
-    bool isInForce() const { return std::string(localeconv()->decimal_point) == ","; }
-
-private:
-    static bool choose(std::initializer_list<const char*> names) {
-        for (const char* name : names) {
-            if (setlocale(LC_ALL, name) != nullptr) return true;
-        }
-        return false;
-    }
-
-    std::string folder_;
-};
-
 TEST_F(Si514FreqSteeringDeviceTest, ReadsAndWritesAPointUnderALocaleWithAComma) {
-    const CommaLocale locale;
-    if (!locale.isInForce()) GTEST_SKIP() << "no locale with a comma is installed and localedef could not make one";
+    const NumericLocale locale(NumericLocale::kComma);
+    if (!locale.isSet()) GTEST_SKIP() << NumericLocale::kWhyNotSet;
     EXPECT_EQ(std::strtod("12.5", nullptr), 12.0);  // what a conversion by the host's locale makes of it
     EXPECT_EQ(readAs("12.5"), 13);
     EXPECT_EQ(readAs("12,9"), 12);
