@@ -5,7 +5,8 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include "host/cli/options.h"
+#include <algorithm>
+
 #include "host/cli/suggestion.h"
 #include "host/cli/usageError.h"
 
@@ -22,15 +23,20 @@ bool startsNumber(std::string_view word) {
     return !word.empty() && word.front() >= '0' && word.front() <= '9';
 }
 
+template <typename Row>
+std::vector<std::string_view> namesOf(std::span<const Row> rows) {
+    std::vector<std::string_view> names;
+    for (const Row& row : rows) {
+        names.push_back(row.name);
+    }
+    return names;
+}
+
 [[noreturn]] void refuseUnknown(const std::string& word) {
     if (word.size() > 1 && word.front() == '-' && !startsNumber(word)) {
-        throw UsageError(fmt::format("unknown option \"{}\"{}", word, suggestion(word, optionNames())));
+        throw UsageError(fmt::format("unknown option \"{}\"{}", word, suggestion(word, namesOf(toolOptions()))));
     }
-    std::vector<std::string_view> names;
-    for (const Verb& verb : verbs()) {
-        names.push_back(verb.name);
-    }
-    const std::string nearest = suggestion(word, names);
+    const std::string nearest = suggestion(word, namesOf(verbs()));
     throw UsageError(
         fmt::format("unknown verb \"{}\"{}", word, nearest.empty() ? "; halvexctl --help lists them" : nearest));
 }
@@ -49,13 +55,20 @@ const std::string& WordReader::takeArgument(std::string_view verb, std::string_v
 
 bool WordReader::nextIsNumber() const { return !atEnd() && startsNumber(words_[next_]); }
 
-const Verb* findVerb(std::string_view name) {
-    for (const Verb& verb : verbs()) {
-        if (verb.name == name) {
-            return &verb;
+void readOwnOptions(WordReader& words, std::string_view verb,
+                    const std::function<void(std::string_view option, const std::string& value)>& keep) {
+    const std::span<const OptionRow> options = findVerb(verb)->options;
+    while (!words.atEnd() && words.peek()->starts_with("--")) {
+        const std::string& name = words.take();
+        const auto row =
+            std::find_if(options.begin(), options.end(), [&name](const OptionRow& o) { return o.name == name; });
+        if (row == options.end()) {
+            throw UsageError(fmt::format("{} has no option \"{}\"{}", verb, name, suggestion(name, namesOf(options))));
         }
+        keep(row->name, row->argument.empty()
+                            ? std::string()
+                            : words.takeArgument(verb, fmt::format("{} after {}", row->argument, name)));
     }
-    return nullptr;
 }
 
 std::vector<Command> readCommands(std::span<const std::string> words, const ReadingRules& rules) {

@@ -2,32 +2,15 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <cstdint>
-#include <optional>
+#include <functional>
 #include <span>
 #include <string>
 #include <string_view>
-#include <variant>
 #include <vector>
 
-#include "host/clocks/monitor.h"
-#include "host/output/result.h"
-#include "host/record/sessionRecorder.h"
-#include "host/report/reportOptions.h"
+#include "host/cli/verbTable.h"
 
 namespace halvexctl {
-
-class Session;
-struct Command;
-
-/// A metadata document and where it came from.
-struct Document {
-    std::string source;
-    std::string text;
-};
-
-using Argument = std::variant<std::monostate, std::int64_t, std::int32_t, std::string, Document, MonitorOptions,
-                              RecordOptions, ReportOptions>;
 
 /// The words that are still to be read. Threads: thread-bound.
 class WordReader {
@@ -52,17 +35,6 @@ struct ReadingRules {
     bool yes = false;  ///< The user confirmed what is otherwise refused.
 };
 
-/// One verb of the tool: everything there is to know about it is a row of the table.
-struct Verb {
-    std::string_view name;
-    std::string_view argument;  ///< As the help shows it; empty: none.
-    std::string_view summary;
-    std::string_view help;
-    bool needsTimekeeper;                                            ///< The library is initialised first.
-    Argument (*read)(WordReader& words, const ReadingRules& rules);  ///< Null: takes no argument.
-    void (*carryOut)(Session& session, const Command& command, Result& result);
-};
-
 /// A verb with its argument, read and checked.
 struct Command {
     const Verb* verb = nullptr;
@@ -70,8 +42,10 @@ struct Command {
     Argument argument;
 };
 
-std::span<const Verb> verbs();
-const Verb* findVerb(std::string_view name);
+/// Reads the options of a verb's own, up to the first word that is none; `keep` gets each with its value, if it has
+/// one.
+void readOwnOptions(WordReader& words, std::string_view verb,
+                    const std::function<void(std::string_view option, const std::string& value)>& keep);
 
 /// Reads all words or throws UsageError: unknown verbs and options with a suggestion, missing and malformed arguments,
 /// and what is refused without confirmation. Nothing has been carried out then. Reentrant.

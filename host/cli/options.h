@@ -2,9 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <span>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace halvexctl {
@@ -20,16 +18,12 @@ struct Options {
 /// What is to be done about the command line.
 struct ReadOptions {
     Options options;
-    bool isOver = false;  ///< Help or version was asked for, or the line is wrong: `text` says it.
+    bool isOver = false;  ///< A text was asked for, or the line is wrong: `text` says it.
     bool isUsageError = false;
     std::string text;
 };
 
 /// Reads the command line; throws nothing of its own. Reentrant.
 ReadOptions readOptions(int argc, const char* const* argv);
-
-std::span<const std::string_view> optionNames();
-std::string helpText();                           ///< All options and verbs.
-std::string verbHelpText(std::string_view verb);  ///< One verb; empty when there is none of that name.
 
 }  // namespace halvexctl

@@ -16,7 +16,6 @@ using nlohmann::ordered_json;
 
 // The fastest a steered clock may run against the raw clock.
 constexpr std::int64_t kLargestRatePpm = 200;
-constexpr double kNsPerSecond = 1e9;
 
 const ClockSample* findClock(const Sample& sample, const std::string& name) {
     for (const ClockSample& clock : sample.clocks) {

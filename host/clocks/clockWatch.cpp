@@ -3,11 +3,9 @@
 #include "host/clocks/clockWatch.h"
 
 #include <sys/wait.h>
-#include <time.h>
 
 #include <cerrno>
 #include <limits>
-#include <system_error>
 
 #include "host/clocks/rawClock.h"
 #include "host/errors/information.h"
@@ -17,17 +15,7 @@
 namespace halvexctl {
 namespace {
 
-constexpr std::int64_t kNsPerSecond = 1'000'000'000;
 constexpr int kReadings = 5;
-
-std::int64_t systemTimeNs() {
-    timespec now{};
-    if (::clock_gettime(CLOCK_REALTIME, &now) != 0) {
-        const int error = errno;
-        throw std::system_error(error, std::generic_category(), "clock_gettime");
-    }
-    return now.tv_sec * kNsPerSecond + now.tv_nsec;
-}
 
 /// One clock's time between two readings of another: the narrowest of some.
 template <typename Outer, typename Inner>

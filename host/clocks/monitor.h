@@ -6,13 +6,14 @@
 #include <string>
 
 #include "host/output/result.h"
+#include "host/output/units.h"
 
 namespace halvexctl {
 
 class Session;
 
 struct MonitorOptions {
-    std::int64_t intervalNs = 1'000'000'000;
+    std::int64_t intervalNs = kNsPerSecond;
     std::uint64_t count = 0;  ///< Samples to take; 0: until a stop is requested.
     std::string metricsPath;  ///< Empty: none.
     bool isQuiet = false;     ///< Samples are kept, not shown.

@@ -8,12 +8,20 @@
 #include <cerrno>
 #include <system_error>
 
+#include "host/output/units.h"
 #include "host/session/stopRequest.h"
 
 namespace halvexctl {
 namespace {
 
-constexpr std::int64_t kNsPerSecond = 1'000'000'000;
+std::int64_t readNs(clockid_t clock) {
+    timespec now{};
+    if (::clock_gettime(clock, &now) != 0) {
+        const int error = errno;
+        throw std::system_error(error, std::generic_category(), "clock_gettime");
+    }
+    return now.tv_sec * kNsPerSecond + now.tv_nsec;
+}
 
 CrossReading readQuietly(HostCalls& calls, int readings) {
     const HostCalls::Quiet quiet(calls);
@@ -32,14 +40,9 @@ CrossReading readQuietly(HostCalls& calls, int readings) {
 
 }  // namespace
 
-std::int64_t rawTimeNs() {
-    timespec now{};
-    if (::clock_gettime(CLOCK_MONOTONIC_RAW, &now) != 0) {
-        const int error = errno;
-        throw std::system_error(error, std::generic_category(), "clock_gettime");
-    }
-    return now.tv_sec * kNsPerSecond + now.tv_nsec;
-}
+std::int64_t rawTimeNs() { return readNs(CLOCK_MONOTONIC_RAW); }
+
+std::int64_t systemTimeNs() { return readNs(CLOCK_REALTIME); }
 
 bool sleepNs(std::int64_t durationNs) {
     timespec left{durationNs / kNsPerSecond, durationNs % kNsPerSecond};

@@ -8,7 +8,8 @@
 
 namespace halvexctl {
 
-std::int64_t rawTimeNs();  ///< CLOCK_MONOTONIC_RAW.
+std::int64_t rawTimeNs();     ///< CLOCK_MONOTONIC_RAW.
+std::int64_t systemTimeNs();  ///< CLOCK_REALTIME.
 
 /// Sleeps for that long; false when a request to stop cut it short.
 bool sleepNs(std::int64_t durationNs);

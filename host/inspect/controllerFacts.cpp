@@ -8,9 +8,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <charconv>
 
 #include "host/inspect/systemFiles.h"
+#include "host/output/units.h"
+#include "host/output/wholeFile.h"
 
 namespace halvexctl {
 namespace {
@@ -22,14 +23,6 @@ constexpr std::string_view kFerroxIdentifier = "nZUHORLIXFERROX000_HorlixFerrox"
 constexpr std::string_view kFpgaIdentifier = "nZUHORLIXFPGA000_HorlixFpga";
 constexpr std::int32_t kPinsNeeded = 4;
 
-/// The number that a text begins with; `form` is its base, or nothing for a fraction.
-template <typename Number, typename... Form>
-std::optional<Number> readNumber(std::string_view text, Form... form) {
-    Number value{};
-    const auto read = std::from_chars(text.data(), text.data() + text.size(), value, form...);
-    return read.ec == std::errc() ? std::optional(value) : std::nullopt;
-}
-
 bool isNumber(std::string_view text) {
     return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
 }
@@ -39,7 +32,7 @@ void gatherClock(InterfaceFacts& facts) {
     facts.nodeIsThere = isThere(facts.node);
     facts.nodeIsAllowed = isReadableAndWritable(facts.node);
     if (const auto count = readFirstLine(fmt::format("/sys/class/ptp/ptp{}/n_vclocks", *facts.ptpIndex))) {
-        facts.virtualClocks = readNumber<std::int32_t>(*count);
+        facts.virtualClocks = leadingNumber<std::int32_t>(*count);
     }
     PtpClock clock(facts.node);
     facts.capabilities = clock.capabilities();
@@ -118,7 +111,7 @@ bool hasEnded(const std::string& pid) {
 std::vector<ProcessFacts> gatherProcesses() {
     std::vector<ProcessFacts> processes;
     for (const std::string& name : namesIn("/proc")) {
-        const auto pid = isNumber(name) ? readNumber<std::int32_t>(name) : std::nullopt;
+        const auto pid = isNumber(name) ? leadingNumber<std::int32_t>(name) : std::nullopt;
         const auto command = pid ? readFirstLine("/proc/" + name + "/comm") : std::nullopt;
         if (command) {
             processes.push_back({*pid, *command, hasEnded(name)});
@@ -148,12 +141,12 @@ void gatherUsers(std::vector<InterfaceFacts>& interfaces, const std::vector<Proc
 }
 
 std::optional<bool> gatherTimeCapability() {
-    const std::string status = readSmallFile("/proc/self/status").value_or("");
+    const std::string status = readFile("/proc/self/status").value_or("");
     static constexpr std::string_view kLabel = "CapEff:\t";
     const std::size_t at = status.find(kLabel);
     const auto mask = at == std::string::npos
                           ? std::nullopt
-                          : readNumber<std::uint64_t>(std::string_view(status).substr(at + kLabel.size()), 16);
+                          : leadingNumber<std::uint64_t>(std::string_view(status).substr(at + kLabel.size()), 16);
     return mask ? std::optional(((*mask >> CAP_SYS_TIME) & 1) != 0) : std::nullopt;
 }
 
@@ -208,7 +201,7 @@ std::optional<double> readSteeringPpb() {
     const std::string client = si514Client();
     const auto text =
         client.empty() ? std::nullopt : readFirstLine(fmt::format("{}/{}/ppb_offset", kSi514Directory, client));
-    return text ? readNumber<double>(*text) : std::nullopt;
+    return text ? leadingNumber<double>(*text) : std::nullopt;
 }
 
 ControllerFacts gatherFacts() {

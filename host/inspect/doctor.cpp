@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <functional>
 #include <string_view>
 
@@ -172,11 +171,9 @@ Finding si514Attribute(const ControllerFacts& facts) {
                     "Unload the kernel's own clk-si514 and load the steering driver.");
     }
     const std::string& text = *facts.si514.offsetText;
-    double ppb = 0;
-    const auto read = std::from_chars(text.data(), text.data() + text.size(), ppb);
-    return read.ec == std::errc() ? well(fmt::format("ppb_offset holds {}", text))
-                                  : fail(fmt::format("ppb_offset holds no number: \"{}\"", text),
-                                         "Look in the kernel's log for the I2C bus.");
+    return leadingNumber<double>(text) ? well(fmt::format("ppb_offset holds {}", text))
+                                       : fail(fmt::format("ppb_offset holds no number: \"{}\"", text),
+                                              "Look in the kernel's log for the I2C bus.");
 }
 
 Finding si514Rights(const ControllerFacts& facts) {

@@ -17,10 +17,11 @@
 #include <cstring>
 #include <system_error>
 
+#include "host/output/units.h"
+
 namespace halvexctl {
 namespace {
 
-constexpr std::int64_t kNsPerSecond = 1'000'000'000;
 constexpr std::uint32_t kReadings = 9;
 
 std::string textOf(int error) { return std::generic_category().message(error); }

@@ -1,16 +1,16 @@
-// Small files and directories of the system, read whole.
+// Small files and directories of the system.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/inspect/systemFiles.h"
 
 #include <dirent.h>
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <memory>
 #include <string_view>
+
+#include "host/output/wholeFile.h"
 
 namespace halvexctl {
 namespace {
@@ -21,29 +21,8 @@ using Directory = std::unique_ptr<DIR, decltype([](DIR* directory) { ::closedir(
 
 }  // namespace
 
-std::optional<std::string> readSmallFile(const std::string& path) {
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) {
-        return std::nullopt;
-    }
-    std::string text;
-    std::array<char, 4096> chunk;
-    ssize_t count = 0;
-    do {
-        count = ::read(fd, chunk.data(), chunk.size());
-        const int error = count < 0 ? errno : 0;
-        if (count > 0) {
-            text.append(chunk.data(), static_cast<std::size_t>(count));
-        } else if (error == EINTR) {
-            count = 1;
-        }
-    } while (count > 0 && text.size() < kLargestFile);
-    ::close(fd);
-    return count < 0 ? std::nullopt : std::optional(std::move(text));
-}
-
 std::optional<std::string> readFirstLine(const std::string& path) {
-    std::optional<std::string> text = readSmallFile(path);
+    std::optional<std::string> text = readFile(path, kLargestFile);
     if (text) {
         text->erase(std::min(text->find('\n'), text->size()));
     }

@@ -1,4 +1,4 @@
-// Small files and directories of the system, read whole.
+// Small files and directories of the system.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -10,9 +10,6 @@ namespace halvexctl {
 
 /// The first line without its end; nothing when the file cannot be read. Reentrant.
 std::optional<std::string> readFirstLine(const std::string& path);
-
-/// All of it, up to 64 KiB; nothing when the file cannot be read.
-std::optional<std::string> readSmallFile(const std::string& path);
 
 /// Names in the directory, sorted, without "." and ".."; none when it cannot be listed.
 std::vector<std::string> namesIn(const std::string& directory);

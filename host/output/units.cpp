@@ -150,7 +150,7 @@ std::uint64_t magnitudeOf(std::int64_t value) {
 std::int64_t readOffsetNs(std::string_view text) { return readNumber(text, kTimeUnits, 0, "offset", kTimeUnitNames); }
 
 std::int64_t readDurationNs(std::string_view text) {
-    const std::int64_t durationNs = readNumber(text, kTimeUnits, 1'000'000'000, "duration", kTimeUnitNames);
+    const std::int64_t durationNs = readNumber(text, kTimeUnits, kNsPerSecond, "duration", kTimeUnitNames);
     if (durationNs < 0) {
         throw UsageError(fmt::format("\"{}\" is no duration: it is negative", text));
     }
@@ -169,6 +169,15 @@ std::int32_t readErrorCode(std::string_view text) {
     return code;
 }
 
+std::uint64_t readCount(std::string_view text) {
+    std::uint64_t count = 0;
+    const auto read = std::from_chars(text.data(), text.data() + text.size(), count);
+    if (read.ec != std::errc() || read.ptr != text.data() + text.size() || count == 0) {
+        throw UsageError(fmt::format("\"{}\" is no count: a whole number above 0 is wanted", text));
+    }
+    return count;
+}
+
 std::string offsetText(std::int64_t offsetNs) {
     const char* sign = offsetNs < 0 ? "-" : offsetNs > 0 ? "+" : "";
     return sign + magnitudeText(magnitudeOf(offsetNs));
@@ -180,14 +189,14 @@ std::string durationText(std::int64_t durationNs) {
 
 std::string isoTimeText(std::uint64_t timeNs) {
     using namespace std::chrono;
-    const auto wholeSeconds = static_cast<std::int64_t>(timeNs / 1'000'000'000);
+    const auto wholeSeconds = static_cast<std::int64_t>(timeNs / kNsPerSecond);
     const sys_seconds instant{seconds{wholeSeconds}};
     const sys_days day = floor<days>(instant);
     const year_month_day date{day};
     const hh_mm_ss<seconds> clock{instant - day};
     return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}.{:09}Z", static_cast<int>(date.year()),
                        static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()), clock.hours().count(),
-                       clock.minutes().count(), clock.seconds().count(), timeNs % 1'000'000'000);
+                       clock.minutes().count(), clock.seconds().count(), timeNs % kNsPerSecond);
 }
 
 }  // namespace halvexctl

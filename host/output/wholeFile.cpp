@@ -1,4 +1,4 @@
-// Files that are written as a whole.
+// Files that are read or written as a whole.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/output/wholeFile.h"
 
@@ -6,10 +6,12 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 namespace halvexctl {
 namespace {
@@ -32,6 +34,25 @@ int writeAll(int fd, std::string_view text) {
 }
 
 }  // namespace
+
+std::optional<std::string> readFile(const std::string& path, std::size_t largest) {
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        return std::nullopt;
+    }
+    std::string text;
+    std::array<char, 4096> chunk;
+    ssize_t count = 0;
+    int error = 0;
+    do {
+        count = ::read(fd, chunk.data(), chunk.size());
+        error = count < 0 ? errno : 0;
+        text.append(chunk.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+    } while ((count > 0 && text.size() < largest) || error == EINTR);
+    ::close(fd);
+    errno = error;
+    return error != 0 ? std::nullopt : std::optional(std::move(text));
+}
 
 void replaceFile(const std::string& path, const std::string& text) {
     const std::string aside = fmt::format("{}.{}.new", path, ::getpid());

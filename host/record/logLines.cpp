@@ -8,10 +8,11 @@
 #include <mutex>
 #include <utility>
 
+#include "host/output/units.h"
+
 namespace halvexctl {
 namespace {
 
-constexpr std::int64_t kNsPerSecond = 1'000'000'000;
 constexpr std::size_t kMostWaiting = 10'000;
 
 // Threads of the library come here, whenever they like.

@@ -3,7 +3,6 @@
 #include "host/record/sessionRecorder.h"
 
 #include <syslog.h>
-#include <time.h>
 
 #include <algorithm>
 #include <array>
@@ -19,15 +18,8 @@ namespace {
 using nlohmann::ordered_json;
 
 constexpr int kFormat = 1;
-constexpr std::int64_t kNsPerSecond = 1'000'000'000;
 constexpr std::array<const char*, 8> kPriorities{"emergency", "alert",  "critical", "error",
                                                  "warning",   "notice", "info",     "debug"};
-
-std::uint64_t systemNowNs() {
-    timespec now{};
-    ::clock_gettime(CLOCK_REALTIME, &now);
-    return static_cast<std::uint64_t>(now.tv_sec) * kNsPerSecond + static_cast<std::uint64_t>(now.tv_nsec);
-}
 
 }  // namespace
 
@@ -35,7 +27,7 @@ SessionRecorder::SessionRecorder(Session& session, const RecordOptions& options)
     : file_(options.path), watch_(session, LibraryErrors::handOn), intervalNs_(options.intervalNs) {
     dueRawNs_ = rawTimeNs();
     add("start", dueRawNs_,
-        {{"systemNs", systemNowNs()},
+        {{"systemNs", systemTimeNs()},
          {"format", kFormat},
          {"library", session.settings().libraryPath},
          {"intervalNs", intervalNs_}});
@@ -103,7 +95,7 @@ std::int64_t SessionRecorder::untilDueNs() const { return std::max<std::int64_t>
 void SessionRecorder::finish(ExitCode exitCode) {
     takeLogLines();
     add("end", rawTimeNs(),
-        {{"systemNs", systemNowNs()}, {"exitCode", static_cast<int>(exitCode)}, {"logLinesLost", logLines_.lost()}});
+        {{"systemNs", systemTimeNs()}, {"exitCode", static_cast<int>(exitCode)}, {"logLinesLost", logLines_.lost()}});
 }
 
 void SessionRecorder::takeLogLines() {

@@ -8,6 +8,7 @@
 
 #include "host/clocks/clockWatch.h"
 #include "host/output/result.h"
+#include "host/output/units.h"
 #include "host/record/logLines.h"
 #include "host/record/recordFile.h"
 #include "host/session/hostCalls.h"
@@ -17,7 +18,7 @@ namespace halvexctl {
 /// What a session records.
 struct RecordOptions {
     std::string path;
-    std::int64_t intervalNs = 1'000'000'000;
+    std::int64_t intervalNs = kNsPerSecond;
     std::optional<std::int64_t> durationNs;  ///< Nothing: to the end of the session.
 };
 

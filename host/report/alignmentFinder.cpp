@@ -2,8 +2,9 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/report/alignmentFinder.h"
 
-#include <charconv>
 #include <utility>
+
+#include "host/output/units.h"
 
 namespace halvexctl {
 namespace {
@@ -55,10 +56,8 @@ void AlignmentFinder::step(const std::string& clock, std::int64_t askedNs, std::
 
 void AlignmentFinder::logLine(std::int64_t rawNs, std::string_view text) {
     if (text.starts_with(kAligned)) {
-        const std::string_view rest = text.substr(kAligned.size());
-        std::int64_t count = 0;
-        if (std::from_chars(rest.data(), rest.data() + rest.size(), count).ec == std::errc()) {
-            run_.saidIterations = count;
+        if (const auto count = leadingNumber<std::int64_t>(text.substr(kAligned.size()))) {
+            run_.saidIterations = *count;
         }
         run_.isAligned = true;
         end(rawNs);

@@ -1,4 +1,5 @@
 // Files of a test: one read whole, and a directory of its own.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdlib>

@@ -1,17 +1,17 @@
 // Tests that what halvexctl prints with --json is what the published schemas say.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+#include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <sstream>
-#include <valijson/adapters/nlohmann_json_adapter.hpp>
-#include <valijson/schema.hpp>
-#include <valijson/schema_parser.hpp>
-#include <valijson/validator.hpp>
 
-#include "host/cli/command.h"
+#include "host/cli/verbTable.h"
 #include "tests/tool/programRun.h"
 
 namespace halvexctl {
@@ -19,36 +19,41 @@ namespace {
 
 using nlohmann::json;
 
-/// A published schema. Owns the document that the checks refer to.
-class PublishedSchema {
-public:
-    explicit PublishedSchema(const std::string& name)
-        : document_(json::parse(fileContents(std::string(HALVEX_SOURCE_DIR) + "/docs/schema/" + name))) {
-        valijson::SchemaParser parser;
-        parser.populateSchema(valijson::adapters::NlohmannJsonAdapter(document_), schema_);
+std::vector<std::string> linesOf(const std::string& text) {
+    std::istringstream stream(text);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
     }
+    return lines;
+}
 
-    const json& document() const { return document_; }
+std::string schemaPath(const std::string& name) { return std::string(HALVEX_SOURCE_DIR) + "/docs/schema/" + name; }
 
-    /// Empty when the value is as the schema says.
-    std::string complaintsAbout(const json& value) const {
-        valijson::Validator validator;
-        valijson::ValidationResults results;
-        const valijson::adapters::NlohmannJsonAdapter target(value);
-        if (validator.validate(schema_, target, &results)) {
-            return "";
+/// For each value what the schema has against it; empty when the value is as the schema says.
+std::vector<std::string> complaints(const std::string& schema, const std::vector<json>& values) {
+    const ScratchDirectory directory;
+    {
+        std::ofstream lines(directory / "values");
+        for (const json& value : values) {
+            lines << value.dump() << '\n';
         }
-        std::string text = "rejected:";
-        for (valijson::ValidationResults::Error error; results.popError(error);) {
-            text += "\n" + (error.context.empty() ? "" : error.context.back()) + ": " + error.description;
-        }
-        return text;
     }
+    const int input = ::open((directory / "values").c_str(), O_RDONLY | O_CLOEXEC);
+    ProgramRun validator({HALVEX_SOURCE_DIR "/tests/tool/validate", schemaPath(schema)}, input);
+    EXPECT_EQ(validator.finish(), 0) << validator.errors();
+    ::close(input);
+    std::vector<std::string> found = linesOf(validator.output());
+    EXPECT_EQ(found.size(), values.size());
+    found.resize(values.size(), "not validated");
+    return found;
+}
 
-private:
-    json document_;
-    valijson::Schema schema_;
-};
+constexpr const char* kDocument = "halvexctl.schema.json";
+constexpr const char* kSample = "halvexctl-sample.schema.json";
+constexpr const char* kRecord = "halvexctl-record.schema.json";
+
+std::vector<std::string> nothingAgainst(std::size_t values) { return std::vector<std::string>(values); }
 
 class JsonSchema : public testing::Test {
 protected:
@@ -62,15 +67,20 @@ protected:
 
     void expectValid(std::vector<std::string> verbs, const std::string& scenario = "demo") {
         const json document = json::parse(run(std::move(verbs), scenario));
-        EXPECT_EQ(document_.complaintsAbout(document), "") << document.dump(1);
+        EXPECT_EQ(complaints(kDocument, {document}), nothingAgainst(1)) << document.dump(1);
         for (const json& result : document) {
             seen_.insert(result["verb"].get<std::string>());
         }
     }
 
-    PublishedSchema document_{"halvexctl.schema.json"};
-    PublishedSchema sample_{"halvexctl-sample.schema.json"};
-    PublishedSchema record_{"halvexctl-record.schema.json"};
+    std::vector<json> recordOf(const std::string& path) {
+        std::vector<json> objects;
+        for (const std::string& line : linesOf(fileContents(path))) {
+            objects.push_back(json::parse(line));
+        }
+        return objects;
+    }
+
     ScratchDirectory directory_;
     std::set<std::string> seen_;
 };
@@ -99,71 +109,56 @@ TEST_F(JsonSchema, HoldsForFailuresAndWhatFollowsThem) {
 }
 
 TEST_F(JsonSchema, HoldsForEverySampleOfAWatch) {
-    std::istringstream lines(run({"init", "monitor", "--count", "2"}));
-    std::vector<json> values;
-    for (std::string line; std::getline(lines, line);) {
-        values.push_back(json::parse(line));
-    }
-    ASSERT_EQ(values.size(), 3u);
-    EXPECT_EQ(sample_.complaintsAbout(values[0]), "");
-    EXPECT_EQ(sample_.complaintsAbout(values[1]), "");
-    EXPECT_EQ(document_.complaintsAbout(values[2]), "");
+    const std::vector<std::string> lines = linesOf(run({"init", "monitor", "--count", "2"}));
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_EQ(complaints(kSample, {json::parse(lines[0]), json::parse(lines[1])}), nothingAgainst(2));
+    EXPECT_EQ(complaints(kDocument, {json::parse(lines[2])}), nothingAgainst(1));
 }
 
 TEST_F(JsonSchema, HoldsForEveryLineOfARecord) {
     const std::string record = directory_ / "record";
     run({"--yes", "record", record, "init", "wait", "97s", "step", "+1ms", "expect-error", "get", "clear", "freq",
          "-100"});
-    std::istringstream recorded(fileContents(record));
+    std::vector<json> objects = recordOf(record);
+    EXPECT_EQ(complaints(kRecord, objects), nothingAgainst(objects.size()));
     std::set<std::string> kinds;
-    for (std::string line; std::getline(recorded, line);) {
-        const json object = json::parse(line);
-        EXPECT_EQ(record_.complaintsAbout(object), "") << line;
+    for (json& object : objects) {
         kinds.insert(object["kind"].get<std::string>());
-        json broken = object;
-        broken["surprise"] = 1;
-        EXPECT_NE(record_.complaintsAbout(broken), "") << line;
+        object["surprise"] = 1;
     }
     EXPECT_EQ(kinds, (std::set<std::string>{"call", "end", "event", "log", "sample", "start", "verb"}));
+    EXPECT_THAT(complaints(kRecord, objects), testing::Not(testing::Contains("")));
 }
 
 TEST_F(JsonSchema, HoldsForARecordOfAGivenLength) {
     const std::string record = directory_ / "record";
     run({"init", "record", record, "2s"});
-    std::istringstream recorded(fileContents(record));
-    int samples = 0;
-    for (std::string line; std::getline(recorded, line);) {
-        const json object = json::parse(line);
-        EXPECT_EQ(record_.complaintsAbout(object), "") << line;
-        samples += object["kind"] == "sample" ? 1 : 0;
-    }
-    EXPECT_EQ(samples, 3);
+    const std::vector<json> objects = recordOf(record);
+    EXPECT_EQ(complaints(kRecord, objects), nothingAgainst(objects.size()));
+    EXPECT_EQ(std::count_if(objects.begin(), objects.end(), [](const json& o) { return o["kind"] == "sample"; }), 3);
 }
 
 TEST_F(JsonSchema, RejectsWhatIsNotPublished) {
-    json document = json::parse(run({"get", "map", "monitor", "--once"}));
-    ASSERT_EQ(document_.complaintsAbout(document), "");
-    json broken = document;
-    broken[0]["values"]["timeNs"] = "soon";
-    EXPECT_NE(document_.complaintsAbout(broken), "");
-    broken = document;
-    broken[0]["values"]["surprise"] = 1;
-    EXPECT_NE(document_.complaintsAbout(broken), "");
-    broken = document;
-    broken[1]["values"]["interfaces"][0].erase("reason");
-    EXPECT_NE(document_.complaintsAbout(broken), "");
-    broken = document;
-    broken[2]["values"]["last"]["clocks"][0]["boundNs"] = -1;
-    EXPECT_NE(document_.complaintsAbout(broken), "");
-    broken = document;
-    broken[0]["verb"] = "nonsense";
-    EXPECT_NE(document_.complaintsAbout(broken), "");
+    const json document = json::parse(run({"get", "map", "monitor", "--once"}));
+    std::vector<json> broken(5, document);
+    broken[0][0]["values"]["timeNs"] = "soon";
+    broken[1][0]["values"]["surprise"] = 1;
+    broken[2][1]["values"]["interfaces"][0].erase("reason");
+    broken[3][2]["values"]["last"]["clocks"][0]["boundNs"] = -1;
+    broken[4][0]["verb"] = "nonsense";
+    EXPECT_EQ(complaints(kDocument, {document}), nothingAgainst(1));
+    EXPECT_THAT(complaints(kDocument, broken), testing::Not(testing::Contains("")));
 }
 
-TEST_F(JsonSchema, DescribesASampleInBothFilesAlike) {
-    const json& inDocument = document_.document()["definitions"]["sample"];
-    EXPECT_EQ(inDocument["properties"], sample_.document()["properties"]);
-    EXPECT_EQ(inDocument["required"], sample_.document()["required"]);
+TEST_F(JsonSchema, NamesTheVerbsOfTheTableAndWhatEachReturns) {
+    const json definitions = json::parse(fileContents(schemaPath(kDocument)))["definitions"];
+    json expected = json::array();
+    for (const Verb& verb : verbs()) {
+        const std::string values = "#/definitions/" + std::string(verb.returns);
+        EXPECT_TRUE(definitions.contains(verb.returns)) << verb.name;
+        expected.push_back({{"properties", {{"verb", {{"const", verb.name}}}, {"values", {{"$ref", values}}}}}});
+    }
+    EXPECT_EQ(definitions["result"]["anyOf"], expected) << "wanted: " << expected.dump(1);
 }
 
 }  // namespace

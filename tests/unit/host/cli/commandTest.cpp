@@ -8,7 +8,7 @@
 #include <fstream>
 #include <set>
 
-#include "host/cli/options.h"
+#include "host/cli/help.h"
 #include "host/cli/usageError.h"
 
 namespace halvexctl {
@@ -52,6 +52,12 @@ TEST(Verbs, HaveNamesOfTheirOwnASummaryAndSomethingToDo) {
     EXPECT_EQ(verbHelpText("nonsense"), "");
 }
 
+TEST(Help, BreaksSentencesAtTheWidth) {
+    EXPECT_EQ(wrapped("one two three four", "  ", 10), "  one two\n  three\n  four\n");
+    EXPECT_EQ(wrapped("averylongword a", "", 5), "averylongword\na\n");
+    EXPECT_EQ(wrapped("", "  ", 10), "");
+}
+
 TEST(ReadCommands, TakesTheOptionsOfMonitorUpToTheNextVerb) {
     const std::vector<Command> commands =
         read({"monitor", "--interval", "250ms", "--count", "7", "--metrics", "/m", "get", "monitor", "--once"});
@@ -74,7 +80,7 @@ TEST(ReadCommands, RefusesWrongOptionsOfMonitorAndRecord) {
     EXPECT_EQ(refusal({"record", "/r", "0s"}), "the interval must be above 0");
     EXPECT_EQ(refusal({"report", "/p", "--form", "/r"}), "report has no option \"--form\"; did you mean \"--from\"?");
     EXPECT_NE(refusal({"report"}).find("report needs its FILE"), std::string::npos);
-    EXPECT_NE(refusal({"report", "/p", "--trace"}).find("needs its TRACE"), std::string::npos);
+    EXPECT_NE(refusal({"report", "/p", "--trace"}).find("needs its FILE after --trace"), std::string::npos);
 }
 
 TEST(ReadCommands, TakesARecordingForAWhileOrForTheRestOfTheSession) {

@@ -4,7 +4,10 @@
 
 #include <gtest/gtest.h>
 
-#include "host/cli/command.h"
+#include "host/cli/completion.h"
+#include "host/cli/help.h"
+#include "host/cli/manual.h"
+#include "host/cli/verbTable.h"
 
 namespace halvexctl {
 namespace {
@@ -51,8 +54,8 @@ TEST(ReadOptions, ShowsHelpWithEveryVerbAndOption) {
     const ReadOptions line = read({"--help"});
     EXPECT_TRUE(line.isOver);
     EXPECT_FALSE(line.isUsageError);
-    for (const std::string_view option : optionNames()) {
-        EXPECT_NE(line.text.find(option), std::string::npos) << option;
+    for (const OptionRow& option : toolOptions()) {
+        EXPECT_NE(line.text.find(option.name), std::string::npos) << option.name;
     }
     EXPECT_NE(line.text.find("step OFFSET"), std::string::npos);
     EXPECT_NE(line.text.find("Exit status"), std::string::npos);
@@ -68,10 +71,28 @@ TEST(ReadOptions, ShowsTheHelpOfTheVerbBeforeTheWish) {
     EXPECT_EQ(read({"step", "+1ms", "get", "-h", "freq"}).text, verbHelpText("get"));
 }
 
-TEST(ReadOptions, ShowsItsVersion) {
-    const ReadOptions line = read({"--version"});
-    EXPECT_TRUE(line.isOver);
-    EXPECT_EQ(line.text.rfind("halvexctl ", 0), 0u);
+TEST(ReadOptions, TakesEveryOptionOfTheTableByItsNameAndLetter) {
+    for (const OptionRow& option : toolOptions()) {
+        const std::string letter = option.letter == 0 ? std::string(option.name) : std::string{'-', option.letter};
+        for (const std::string& name : {std::string(option.name), letter}) {
+            const std::string value = option.name == "--describe" ? "bash" : "get";
+            const ReadOptions line =
+                option.argument.empty() ? read({name.c_str(), "info"}) : read({name.c_str(), value.c_str(), "info"});
+            EXPECT_FALSE(line.isUsageError) << name << ": " << line.text;
+            EXPECT_TRUE(line.isOver || line.options.words == Words{"info"}) << name << " was left to the verbs";
+        }
+    }
+}
+
+TEST(ReadOptions, DescribesTheCommandLineForShellsAndTheManual) {
+    EXPECT_EQ(read({"--describe", "bash"}).text, completionFor("bash"));
+    EXPECT_EQ(read({"--describe", "mdoc"}).text, manualLists());
+    EXPECT_FALSE(read({"--describe", "fish"}).isUsageError);
+    EXPECT_TRUE(read({"--describe", "csh"}).isUsageError);
+}
+
+TEST(ReadOptions, ShowsTheVersionOfTheProject) {
+    EXPECT_EQ(read({"--version"}).text, "halvexctl " HALVEX_VERSION "\n");
 }
 
 }  // namespace

@@ -1,10 +1,24 @@
-// What each verb does in a session; the table of verbs names them.
+// What reads the argument of each verb and what carries it out; the table of verbs names them.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include "host/cli/command.h"
+#include "host/cli/verbTable.h"
 
 namespace halvexctl::actions {
+
+// Each takes the words of its argument, or throws UsageError.
+Argument readHelpTopic(WordReader& words, const ReadingRules& rules);
+Argument readStep(WordReader& words, const ReadingRules& rules);
+Argument readCorrection(WordReader& words, const ReadingRules& rules);
+Argument readCode(WordReader& words, const ReadingRules& rules);
+Argument readDriftDuration(WordReader& words, const ReadingRules& rules);
+Argument readWaitDuration(WordReader& words, const ReadingRules& rules);
+Argument readRemark(WordReader& words, const ReadingRules& rules);
+Argument readExplanationTopic(WordReader& words, const ReadingRules& rules);
+Argument readMonitor(WordReader& words, const ReadingRules& rules);
+Argument readRecord(WordReader& words, const ReadingRules& rules);
+Argument readReport(WordReader& words, const ReadingRules& rules);
+Argument readDocument(WordReader& words, const ReadingRules& rules);
 
 // Each fills in the result; CallFailure and other exceptions leave and are judged by the session.
 void help(Session& session, const Command& command, Result& result);

@@ -1,0 +1,24 @@
+// The help that is made of the table of verbs and options.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace halvexctl {
+
+struct Verb;
+
+std::string helpText();                           ///< All options and verbs.
+std::string verbHelpText(std::string_view verb);  ///< One verb; empty when there is none of that name.
+
+/// The help of the verb before the first -h or --help, or the whole.
+std::string helpAskedFor(std::span<const char* const> words);
+
+std::string usageOf(const Verb& verb);  ///< "step OFFSET".
+
+/// Breaks sentences into lines of at most `width` columns, each behind `indent`; ends with a line feed. Reentrant.
+std::string wrapped(std::string_view text, std::string_view indent, std::size_t width);
+
+}  // namespace halvexctl

@@ -1,0 +1,12 @@
+// The verb map: interfaces, clocks and drivers, and what the library takes of them.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+#pragma once
+
+#include "host/inspect/controllerFacts.h"
+#include "host/output/result.h"
+
+namespace halvexctl {
+
+void showMap(const ControllerFacts& facts, Result& result);
+
+}  // namespace halvexctl

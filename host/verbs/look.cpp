@@ -1,0 +1,94 @@
+// The verbs map, doctor, explain, help, remark and run, which call nothing in the library.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+#include <fmt/format.h>
+#include <syslog.h>
+
+#include "host/cli/command.h"
+#include "host/cli/help.h"
+#include "host/cli/usageError.h"
+#include "host/errors/explanation.h"
+#include "host/inspect/controllerFacts.h"
+#include "host/inspect/doctor.h"
+#include "host/inspect/map.h"
+#include "host/session/inputLines.h"
+#include "host/session/session.h"
+#include "host/verbs/verbs.h"
+
+namespace halvexctl::actions {
+namespace {
+
+using nlohmann::ordered_json;
+
+void conclude(const std::vector<Finding>& findings, Result& result) {
+    std::size_t failures = 0, warnings = 0;
+    for (const Finding& finding : findings) {
+        failures += finding.health == Health::fail ? 1 : 0;
+        warnings += finding.health == Health::warn ? 1 : 0;
+    }
+    result.add("failures", failures, "", "");
+    result.add("warnings", warnings, "", "");
+    if (failures > 0) {
+        result.outcome = Outcome::failed;
+        result.message = fmt::format("{} of {} checks failed, {} warned", failures, findings.size(), warnings);
+    } else if (warnings > 0) {
+        result.warn(fmt::format("{} of {} checks warned", warnings, findings.size()));
+    }
+}
+
+}  // namespace
+
+void map(Session&, const Command&, Result& result) { showMap(gatherFacts(), result); }
+
+void doctor(Session&, const Command&, Result& result) {
+    const std::vector<Finding> findings = examine(gatherFacts());
+    ordered_json checks = ordered_json::array();
+    for (const Finding& finding : findings) {
+        checks.push_back({{"check", finding.check},
+                          {"health", healthName(finding.health)},
+                          {"text", finding.text},
+                          {"remedy", finding.remedy}});
+        result.add("", nullptr, fmt::format("{:<4}  {}", healthName(finding.health), finding.check),
+                   finding.text + (finding.remedy.empty() ? "" : "\nremedy: " + finding.remedy));
+    }
+    result.add("checks", checks, "", "");
+    conclude(findings, result);
+}
+
+Argument readExplanationTopic(WordReader& words, const ReadingRules&) {
+    const std::string& topic = words.takeArgument("explain", "CODE");
+    checkExplanationTopic(topic);
+    return topic;
+}
+
+void explain(Session&, const Command& command, Result& result) {
+    explainTopic(std::get<std::string>(command.argument), result);
+}
+
+Argument readHelpTopic(WordReader& words, const ReadingRules&) {
+    const std::string* topic = words.peek();
+    if (topic == nullptr) {
+        return {};
+    }
+    if (findVerb(*topic) == nullptr) {
+        throw UsageError(fmt::format("there is no help on \"{}\"; halvexctl --help lists the verbs", *topic));
+    }
+    return words.take();
+}
+
+void help(Session& session, const Command& command, Result& result) {
+    const auto* topic = std::get_if<std::string>(&command.argument);
+    std::string text = topic == nullptr ? helpText() : verbHelpText(*topic);
+    text.erase(text.find_last_not_of('\n') + 1);
+    session.printer().note(text);
+    result.add("text", text, "", "");
+}
+
+Argument readRemark(WordReader& words, const ReadingRules&) { return words.takeArgument("remark", "TEXT"); }
+
+void remark(Session&, const Command& command, Result&) {
+    ::syslog(LOG_INFO, "%s", std::get<std::string>(command.argument).c_str());
+}
+
+void run(Session& session, const Command&, Result&) { runLines(session); }
+
+}  // namespace halvexctl::actions

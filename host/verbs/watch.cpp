@@ -1,0 +1,104 @@
+// The verbs monitor, record and report: every clock watched, the session kept, a page made of it.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+#include <charconv>
+#include <stdexcept>
+
+#include <fmt/format.h>
+
+#include "host/cli/command.h"
+#include "host/cli/usageError.h"
+#include "host/clocks/monitor.h"
+#include "host/output/units.h"
+#include "host/report/report.h"
+#include "host/session/session.h"
+#include "host/verbs/verbs.h"
+
+namespace halvexctl::actions {
+namespace {
+
+std::int64_t readInterval(const std::string& text) {
+    const std::int64_t intervalNs = readDurationNs(text);
+    if (intervalNs == 0) {
+        throw UsageError("the interval must be above 0");
+    }
+    return intervalNs;
+}
+
+}  // namespace
+
+Argument readMonitor(WordReader& words, const ReadingRules&) {
+    MonitorOptions options;
+    readOwnOptions(words, "monitor", [&options](std::string_view option, const std::string& value) {
+        if (option == "--once") {
+            options.count = 1;
+        } else if (option == "--interval") {
+            options.intervalNs = readInterval(value);
+        } else if (option == "--count") {
+            options.count = readCount(value);
+        } else {
+            options.metricsPath = value;
+        }
+    });
+    return options;
+}
+
+void monitor(Session& session, const Command& command, Result& result) {
+    watchClocks(session, std::get<MonitorOptions>(command.argument), result);
+}
+
+Argument readRecord(WordReader& words, const ReadingRules&) {
+    RecordOptions options;
+    options.path = words.takeArgument("record", "FILE");
+    if (words.nextIsNumber()) {
+        options.durationNs = readInterval(words.take());
+    }
+    readOwnOptions(words, "record", [&options](std::string_view, const std::string& value) {
+        options.intervalNs = readInterval(value);
+    });
+    return options;
+}
+
+void record(Session& session, const Command& command, Result& result) {
+    const auto& options = std::get<RecordOptions>(command.argument);
+    session.startRecording(options);
+    result.add("file", options.path, "", "");
+    if (!options.durationNs) {
+        return;  // the session goes on, and is kept to its end
+    }
+    MonitorOptions watching;
+    watching.isQuiet = true;
+    watching.intervalNs = options.intervalNs;
+    watching.count =
+        static_cast<std::uint64_t>((*options.durationNs + options.intervalNs - 1) / options.intervalNs) + 1;
+    watchClocks(session, watching, result);
+    session.stopRecording();
+}
+
+Argument readReport(WordReader& words, const ReadingRules&) {
+    ReportOptions options;
+    options.pagePath = words.takeArgument("report", "FILE");
+    readOwnOptions(words, "report", [&options](std::string_view option, const std::string& value) {
+        (option == "--from" ? options.recordPath : option == "--trace" ? options.tracePath : options.title) = value;
+    });
+    return options;
+}
+
+void report(Session& session, const Command& command, Result& result) {
+    ReportOptions options = std::get<ReportOptions>(command.argument);
+    if (options.recordPath.empty() && options.tracePath.empty()) {
+        options.recordPath = session.recordPath();
+    }
+    if (options.recordPath.empty() && options.tracePath.empty()) {
+        throw std::runtime_error(
+            "there is nothing to report: nothing was recorded, and neither --from nor --trace is given");
+    }
+    if (session.printer().showsProgress()) {
+        session.printer().progress("  reading what was kept");
+    }
+    makeReport(options, result);
+    if (session.printer().showsProgress()) {
+        session.printer().progress("");
+    }
+}
+
+}  // namespace halvexctl::actions
