@@ -24,7 +24,7 @@ std::string textAt(const nlohmann::json& document, const char* key) {
 std::string messageOf(const nlohmann::json& document) {
     const auto debug = document.find("zuhalvexTimekeeper_debug");
     if (debug != document.end() && debug->is_object()) {
-        const std::string message = textAt(*debug, "errorInfo");
+        std::string message = textAt(*debug, "errorInfo");
         if (!message.empty()) {
             return message;
         }
