@@ -234,7 +234,8 @@ TEST(Sources, SayInTheirFirstLineWhatTheyAre) {
 }
 
 TEST(Sources, NameInTheChangelogTheVersionThatIsBuilt) {
-    EXPECT_TRUE(fileContents(kRoot / "packaging/debian/changelog").starts_with("halvex-timekeeper (" HALVEX_VERSION ")"));
+    EXPECT_TRUE(
+        fileContents(kRoot / "packaging/debian/changelog").starts_with("halvex-timekeeper (" HALVEX_VERSION ")"));
 }
 
 TEST(Sources, RecordErrorLinesAsData) {
