@@ -3,12 +3,14 @@
  *
  *   defaults                          a healthy board without interfaces, off
  *   interface NAME                    one more I210, in the order the kernel is to list them
- *   set KEY VALUE                     a number of the next board: see board_keys
- *   set INTERFACE KEY VALUE           of an interface: see interface_keys
+ *   set KEY VALUE                     a number of the next board: see configKeys.h
+ *   set INTERFACE KEY VALUE           of an interface
  *   text INTERFACE vendor|device TEXT
  *   on, off
  *   event KIND TARGET VALUE           as in a scenario; KIND by its name, VALUE 0 when it has none
- *   fault CALL TARGET FILE DETAIL ERROR NTH TIMES STATUS     numbers; 0 in the first four matches anything
+ *   fault KEY=VALUE ...               what is left out is 0, which matches anything; nth and times are 1
+ *
+ * halvexboard's kernelCommands makes them of a scenario.
  */
 /* SPDX-License-Identifier: GPL-2.0-only */
 #include <linux/proc_fs.h>
@@ -18,9 +20,10 @@
 #include <linux/uaccess.h>
 
 #include "boardModule.h"
+#include "board/model/configKeys.h"
 
 #define COMMAND_SIZE 256
-#define MAX_WORDS 10
+#define MAX_WORDS 16
 
 /* --------------------------------------------------------------------------------------------------------- numbers */
 
@@ -34,44 +37,13 @@ struct hx_key {
 		name, offsetof(struct structure, member), sizeof_field(struct structure, member) \
 	}
 
-static const struct hx_key board_keys[] = {
-	KEY(board_config, "seed", seed),
-	KEY(board_config, "crystal_error_ppt", crystal_error_ppt),
-	KEY(board_config, "ferrox_present", ferrox.present),
-	KEY(board_config, "fpga_present", fpga.present),
-	KEY(board_config, "fpga_running", fpga_running),
-	KEY(board_config, "fpga_reads_zero", fpga_reads_zero),
-	KEY(board_config, "fpga_starts_on_request", fpga_starts_on_request),
-	KEY(board_config, "si514_present", si514_present),
-	KEY(board_config, "si514_initial_ppt", si514_initial_ppt),
-	KEY(board_config, "pulse_width_ns", pulse_width_ns),
-	KEY(board_config, "ferrox_offset_ns", ferrox.clock.offset_ns),
-	KEY(board_config, "ferrox_step_loss_ns", ferrox.clock.step_loss_ns),
-	KEY(board_config, "ferrox_step_jitter_ns", ferrox.clock.step_jitter_ns),
-	KEY(board_config, "ferrox_step_granularity_ns", ferrox.clock.step_granularity_ns),
-	KEY(board_config, "fpga_offset_ns", fpga.clock.offset_ns),
-	KEY(board_config, "fpga_step_loss_ns", fpga.clock.step_loss_ns),
-	KEY(board_config, "fpga_step_jitter_ns", fpga.clock.step_jitter_ns),
-	KEY(board_config, "fpga_step_granularity_ns", fpga.clock.step_granularity_ns),
-	{}
-};
+#define BOARD_KEY(name, member) KEY(board_config, name, member),
+#define INTERFACE_KEY(name, member) KEY(board_interface_config, name, member),
+#define FAULT_KEY(name, member) KEY(board_fault_config, name, member),
 
-static const struct hx_key interface_keys[] = {
-	KEY(board_interface_config, "is_up", is_up),
-	KEY(board_interface_config, "reset_on_up", reset_on_up),
-	KEY(board_interface_config, "phc_index", phc_index),
-	KEY(board_interface_config, "n_ext_ts", n_ext_ts),
-	KEY(board_interface_config, "n_per_out", n_per_out),
-	KEY(board_interface_config, "n_pins", n_pins),
-	KEY(board_interface_config, "interrupt_latency_ns", interrupt_latency_ns),
-	KEY(board_interface_config, "interrupt_jitter_ns", interrupt_jitter_ns),
-	KEY(board_interface_config, "lost_edges_per_million", lost_edges_per_million),
-	KEY(board_interface_config, "offset_ns", clock.offset_ns),
-	KEY(board_interface_config, "step_loss_ns", clock.step_loss_ns),
-	KEY(board_interface_config, "step_jitter_ns", clock.step_jitter_ns),
-	KEY(board_interface_config, "step_granularity_ns", clock.step_granularity_ns),
-	{}
-};
+static const struct hx_key board_keys[] = { BOARD_KEYS(BOARD_KEY){} };
+static const struct hx_key interface_keys[] = { BOARD_INTERFACE_KEYS(INTERFACE_KEY){} };
+static const struct hx_key fault_keys[] = { BOARD_FAULT_KEYS(FAULT_KEY){} };
 
 static int set_number(const struct hx_key *key, void *structure, const char *name, const char *text)
 {
@@ -197,30 +169,21 @@ static int do_event(int count, char **words)
 
 static int add_fault(int count, char **words)
 {
-	struct board_fault_config fault = { .kind = BOARD_CALL_ANY };
-	s64 number[9] = { 0 };
+	struct board_fault_config fault = { .kind = BOARD_CALL_ANY, .nth = 1, .times = 1 };
 	unsigned long flags;
 	u64 raw_ns;
 	struct board *board;
-	int at, error = -EINVAL;
+	int at, error = 0;
 
-	if (count != 9)
-		return -EINVAL;
-	for (at = 1; at < 9; ++at)
-		if (at != 2 && kstrtos64(words[at], 0, &number[at]))
-			return -EINVAL;
-	fault.kind = number[1];
-	fault.file = number[3];
-	fault.detail = number[4];
-	fault.has_detail = number[4] != 0;
-	fault.error = number[5];
-	fault.nth = number[6];
-	fault.times = number[7];
-	fault.driver_status = number[8];
+	for (at = 1; at < count && !error; ++at) {
+		char *value = words[at];
+		const char *name = strsep(&value, "=");
+
+		error = value ? set_number(fault_keys, &fault, name, value) : -EINVAL;
+	}
 	board = hx_lock(&flags, &raw_ns);
-	fault.target = board ? target_named(board, words[2]) : -1;
-	if (fault.target >= 0)
-		error = board_add_fault(board, &fault);
+	if (!error)
+		error = board ? board_add_fault(board, &fault) : -EINVAL;
 	hx_unlock(flags);
 	return error;
 }

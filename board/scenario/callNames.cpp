@@ -36,6 +36,12 @@ constexpr std::uint32_t kRequests[] = {BOARD_WIRE_PTP_GETCAPS,
                                        BOARD_WIRE_FPGA_GET_TIME,
                                        BOARD_WIRE_FPGA_GET_EPOCH_TIMESTAMP};
 
+constexpr struct {
+    const char* name;
+    int target;
+} kFixed[] = {{"ferrox", BOARD_TARGET_FERROX}, {"fpga", BOARD_TARGET_FPGA},       {"system", BOARD_TARGET_SYSTEM},
+              {"si514", BOARD_TARGET_SI514},   {"phc2sys", BOARD_TARGET_PHC2SYS}, {"network", BOARD_TARGET_NETWORK}};
+
 bool isNamed(const char* name, const std::string& wanted) { return name != nullptr && wanted == name; }
 
 }  // namespace
@@ -61,17 +67,17 @@ std::optional<board_event_kind> eventKindNamed(const std::string& name) {
 }
 
 std::optional<int> targetNamed(const board_config& config, const std::string& name) {
-    static constexpr struct {
-        const char* name;
-        int target;
-    } kFixed[] = {{"ferrox", BOARD_TARGET_FERROX},   {"fpga", BOARD_TARGET_FPGA},
-                  {"system", BOARD_TARGET_SYSTEM},   {"si514", BOARD_TARGET_SI514},
-                  {"phc2sys", BOARD_TARGET_PHC2SYS}, {"network", BOARD_TARGET_NETWORK}};
     for (const auto& fixed : kFixed)
         if (name == fixed.name) return fixed.target;
     for (int interface = 0; interface < static_cast<int>(config.interface_count); ++interface)
         if (name == config.interfaces[interface].name) return BOARD_TARGET_INTERFACE(interface);
     return std::nullopt;
+}
+
+std::string targetName(const board_config& config, int target) {
+    for (const auto& fixed : kFixed)
+        if (target == fixed.target) return fixed.name;
+    return target == BOARD_TARGET_ANY ? "board" : config.interfaces[target - BOARD_TARGET_FIRST_INTERFACE].name;
 }
 
 // Requests of interfaces are the same for each of them: any interface answers for all.

@@ -49,7 +49,7 @@ class Jury:
             return Juror(name, tuple(products), command)
 
         some = [program(name, f"bin/{name}") for name in (*UNIT_TESTS, "worldsTest")]
-        some.append(program("scenarioTest", "bin/scenarioTest", LIBRARY))
+        some.append(program("storiesTest", "bin/storiesTest", LIBRARY))
         some.append(program("faultsTest", "bin/faultsTest", LIBRARY))
         some.append(program("cppHostTest", LIBRARY, ahead=board))
         some += [program(name, LIBRARY) for name in ("hostOnBoardTest", "hostSchemaTest")]

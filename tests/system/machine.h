@@ -7,22 +7,12 @@
 #include <string>
 #include <vector>
 
+#include "tests/stories/backend.h"
+
 namespace systemtest {
 
-/// One clock at the instant of a reading.
-struct ClockTruth {
-    std::int64_t timeNs = 0;
-    std::int64_t differenceNs = 0;  ///< To the master.
-    bool isEnabled = false;
-};
-
-/// Every clock at one instant; "realtime" is the machine's CLOCK_REALTIME.
-struct Truth {
-    std::int64_t rawNs = 0;
-    std::map<std::string, ClockTruth> clocks;
-
-    const ClockTruth& operator[](const std::string& name) const { return clocks.at(name); }
-};
+using stories::ClockTruth;
+using stories::Truth;
 
 /// A line of the board's journal.
 struct Happening {
@@ -36,7 +26,7 @@ struct Happening {
 
 /// Gives the board one command; true when it obeyed.
 bool control(const std::string& command);
-Truth readTruth();
+Truth readTruth();  ///< The machine's CLOCK_REALTIME as "realtime".
 std::vector<Happening> takeJournal();
 
 /// Writes a file of the kernel or the machine in one go; true when all of it was taken.

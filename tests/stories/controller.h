@@ -1,0 +1,92 @@
+// One simulated controller with the built library on it: what stories of the whole plug-in run on.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "include/zuqxmtk.h"
+#include "tests/stories/backend.h"
+#include "tests/support/statusHolder.h"
+#include "tests/support/usualBoard.h"
+
+namespace stories {
+
+/// The seed of this run: HALVEX_SEED, or 1. Printed by every story.
+std::uint64_t seedOfRun();
+
+/// A status record that the FPGA received.
+struct StatusRecord {
+    bool isNotAligned = false;
+    std::uint32_t referenceKind = 0;
+    std::optional<std::int32_t> referenceOffset;
+    std::optional<std::int32_t> utcOffset;
+};
+
+/// A board that is on for the length of a test, and a host that calls the library on it. Threads: one.
+class Controller : public testing::Test {
+protected:
+    static constexpr std::int64_t kToleranceNs = 100;  ///< What the alignment aims at.
+
+    Controller();
+    ~Controller() override;
+
+    /// Switches the board on: the usual one with `further` scenario text behind it, or another.
+    void switchOn(std::string_view further = "", std::string_view usual = testsupport::kUsualBoard);
+    /// The usual board with `key` behind the line `line` of its scenario.
+    static std::string usualBoardWith(const std::string& line, const std::string& key);
+    void restart(std::uint64_t seed);  ///< Off and on again, as another run of the same scenario.
+
+    void initialize();
+    std::int32_t initializeAndCatch();
+    /// Calls `function` with a fresh status; the code it reports.
+    template <typename Function>
+    std::int32_t codeOf(Function&& function) {
+        testsupport::StatusHolder status;
+        function(status.get());
+        lastText_ = status.getText();
+        return status->code;
+    }
+    std::string lastMessage() const;  ///< Of the last call that codeOf made.
+
+    std::int32_t snapTime(std::int64_t offsetNs);
+    std::int32_t setCorrection(std::int32_t ppb);
+    std::int32_t applyMetaData(const char* metadata);
+    std::int32_t readTime();  ///< Into time_.
+    std::uint64_t getTime();  ///< Fails the test when the call does.
+
+    void waitS(double seconds) { backend_->waitS(seconds); }
+    void doEvent(const std::string& kind, const std::string& target, std::int64_t value = 0) {
+        backend_->doEvent(kind, target, value);
+    }
+    /// Adds the fault of this scenario text to the board that is on.
+    void addFault(const std::string& table);
+    void clear() { backend_->clear(); }
+
+    Truth truth() { return backend_->truth(); }
+    std::int64_t differenceNs(const std::string& clock) { return truth()[clock].differenceNs; }
+    /// Every clock that is in use except the system clock, which phc2sys disciplines in its own time.
+    void expectAligned();
+    /// The system clock is this close to the clock that phc2sys follows.
+    void expectSystemTimeWithin(std::int64_t boundNs);
+    Seen seen() { return backend_->seen(); }
+    std::vector<StatusRecord> statusRecords();
+    std::vector<std::string> syslogLines();
+    long countSyslog(const std::string& part);
+    std::vector<std::string> phc2sysSources() { return backend_->phc2sysSources(); }
+
+    std::uint64_t seed_ = seedOfRun();
+    std::unique_ptr<Backend> backend_;
+    board_config config_{};
+    std::string scenario_;
+    std::string lastText_;
+    std::uint64_t time_ = 0;
+};
+
+}  // namespace stories

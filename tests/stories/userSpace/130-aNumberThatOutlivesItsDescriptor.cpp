@@ -1,0 +1,66 @@
+// Story 130: a request on a PTP clock fails once, its descriptor is closed and its number kept; another clock is opened
+// anew and gets that number. What follows is kept on purpose, and what a host can do about it.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+#include <gmock/gmock.h>
+
+#include "tests/stories/userSpace/controller.h"
+
+namespace {
+
+class ANumberThatOutlivesItsDescriptor : public stories::UserSpaceController {
+protected:
+    static constexpr std::int64_t kOneYearNs = 365LL * 86'400 * 1'000'000'000;
+
+    /// enp1s0 loses its descriptor, enp2s0 is opened with its number.
+    void shareOneNumber() {
+        switchOn(R"(
+[[fault]]
+call = "ioctl"
+target = "enp1s0"
+request = "PTP_EXTTS_REQUEST"
+from = "20 s"
+error = "EIO"
+)");
+        initialize();
+        waitS(20);
+        ASSERT_EQ(snapTime(0), 0);
+        waitS(5);
+        ASSERT_EQ(snapTime(0), -52024) << "what the alignment met";
+        doEvent("interface_down", "enp2s0");
+        waitS(5);
+        doEvent("interface_up", "enp2s0");
+        waitS(5);
+    }
+};
+
+TEST_F(ANumberThatOutlivesItsDescriptor, LetsBothClocksStepTheOneUntilItsTimeHasLeftItsRange) {
+    shareOneNumber();
+    snapTime(1'000'000);
+    waitS(5);
+    EXPECT_GT(std::abs(differenceNs("enp2s0")), kOneYearNs);
+    EXPECT_GE(countSyslog("Overflow/Underflow error occurred"), 1);
+    EXPECT_EQ(snapTime(0), -52008);
+}
+
+TEST_F(ANumberThatOutlivesItsDescriptor, IsMendedBySettingTheClockAndInitialisingAgain) {
+    shareOneNumber();
+    snapTime(1'000'000);
+    waitS(5);
+    zuqxmtk_finalize();
+    EXPECT_LT(codeOf([](zuerr_Status* status) { zuqxmtk_initialize(status); }), 0) << "the clock is still far away";
+    doEvent("phc_reset", "enp2s0");
+    initialize();
+    waitS(5);
+    expectAligned();
+}
+
+TEST_F(ANumberThatOutlivesItsDescriptor, DoesNoHarmWhenTheHostInitialisesAgainAfterTheError) {
+    shareOneNumber();
+    zuqxmtk_finalize();
+    initialize();
+    ASSERT_EQ(snapTime(1'000'000), 0);
+    waitS(5);
+    expectAligned();
+}
+
+}  // namespace

@@ -1,0 +1,24 @@
+// The board that is linked into the program, as only its own stories see it: every call, and the whole trace.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "board/preload/linkedBoard.h"
+#include "tests/stories/controller.h"
+
+namespace stories {
+
+class UserSpaceController : public Controller {
+protected:
+    halvexboard::LinkedBoard& linkedBoard();
+
+    /// The happenings of one kind so far.
+    std::vector<nlohmann::json> happenings(const std::string& kind);
+    /// The library's calls so far as words: call, target, file or request.
+    std::vector<std::string> calls();
+};
+
+}  // namespace stories
