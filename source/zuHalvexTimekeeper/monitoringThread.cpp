@@ -45,7 +45,6 @@ void reportCurrentException(MonitorErrors errors) noexcept {
     try {
         const std::lock_guard lock(errors.statusMutex);
         zuerr_merge(&errors.status, &error.getStatus());
-        errors.hasError.store(true, std::memory_order_release);
     } catch (...) {
         logError(zuerr::copyCurrentException());  // the lock: syslog has both errors, and the next pass follows
     }

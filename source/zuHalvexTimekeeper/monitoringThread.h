@@ -15,7 +15,6 @@ namespace halvexTimekeeper {
 struct MonitorErrors {
     zuerr_Status& status;
     std::mutex& statusMutex;
-    std::atomic<bool>& hasError;  ///< Set, under the mutex, when there is something to collect.
 };
 
 /// Services the epoch devices every 2 s, and at once when `wakeEvent` is set, while `isRunning` holds; a pass that has

@@ -76,8 +76,7 @@ std::shared_ptr<HalvexTimekeeper> makeTimekeeper() {
 /// The thread shares what it works on, so that neither can go before it has ended.
 std::future<void> startMonitoringThread() {
     return startBackgroundTask([timekeeper = g_timekeeper, wakeEvent = g_wakeEvent] {
-        runMonitoringThread(*timekeeper, *wakeEvent, g_running,
-                            {g_monitorStatus, g_monitorStatusMutex, g_hasMonitorError});
+        runMonitoringThread(*timekeeper, *wakeEvent, g_running, {g_monitorStatus, g_monitorStatusMutex});
     });
 }
 

@@ -20,13 +20,24 @@ std::atomic<bool> g_running{false};
 std::future<void> g_monitorFuture;
 zuerr_Status g_monitorStatus = zuerr::makeStatus();
 std::mutex g_monitorStatusMutex;
-std::atomic<bool> g_hasMonitorError{false};
 
-void collectMonitorError() {
-    const std::lock_guard lock(g_monitorStatusMutex);
-    g_hasMonitorError.store(false, std::memory_order_relaxed);
-    // Kept on purpose: a warning stays where it is and fails no call.
-    if (g_monitorStatus.code >= 0) return;
+namespace {
+
+/// Frees an error that no call has collected when the library is unloaded. In a forked child a thread that is not there
+/// may hold the mutex; the text then stays.
+struct MonitorStatusText {
+    MonitorStatusText() = default;
+    ~MonitorStatusText() {
+        const std::unique_lock lock(g_monitorStatusMutex, std::try_to_lock);
+        if (lock.owns_lock()) zuerr::freeJson(g_monitorStatus);
+    }
+    MonitorStatusText(const MonitorStatusText&) = delete;
+    MonitorStatusText& operator=(const MonitorStatusText&) = delete;
+} const monitorStatusText;
+
+}  // namespace
+
+void throwMonitorError() {
     zuerr_Status status = zuerr::makeStatus();
     zuerr_merge(&status, &g_monitorStatus);
     g_monitorStatus.code = 0;

@@ -8,7 +8,11 @@
 #include <syslog.h>
 
 #include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <functional>
+#include <future>
 #include <mutex>
 #include <new>
 #include <stdexcept>
@@ -24,7 +28,6 @@
 
 namespace {
 
-using halvexTimekeeper::g_hasMonitorError;
 using halvexTimekeeper::g_monitorStatus;
 using halvexTimekeeper::g_monitorStatusMutex;
 using halvexTimekeeper::g_timekeeper;
@@ -86,6 +89,28 @@ const FramedExport kFramedExports[] = {
      }},
 };
 
+/// Refuses to be locked while this lives: it checks for deadlocks, and the thread that asks holds it already.
+class RefusingMutex {
+public:
+    explicit RefusingMutex(std::mutex& mutex) : mutex_(mutex) {
+        pthread_mutexattr_t attributes;
+        pthread_mutexattr_init(&attributes);
+        pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_ERRORCHECK);
+        pthread_mutex_init(mutex_.native_handle(), &attributes);
+        pthread_mutexattr_destroy(&attributes);
+        mutex_.lock();
+    }
+    ~RefusingMutex() {
+        mutex_.unlock();
+        pthread_mutex_init(mutex_.native_handle(), nullptr);
+    }
+    RefusingMutex(const RefusingMutex&) = delete;
+    RefusingMutex& operator=(const RefusingMutex&) = delete;
+
+private:
+    std::mutex& mutex_;
+};
+
 class ExportsWithATimekeeper : public testing::Test {
 protected:
     ExportsWithATimekeeper() { g_timekeeper = timekeeper_; }
@@ -94,13 +119,11 @@ protected:
         g_wakeEvent.reset();
         zuerr::freeJson(g_monitorStatus);
         g_monitorStatus.code = 0;
-        g_hasMonitorError = false;
     }
 
     void recordMonitorError(std::int32_t code) {
         g_monitorStatus.code = code;
         zuerr_setJson(&g_monitorStatus, R"({"from":"thread"})");
-        g_hasMonitorError = true;
     }
 
     std::shared_ptr<testsupport::FakeTimekeeper> timekeeper_ = std::make_shared<testsupport::FakeTimekeeper>();
@@ -181,15 +204,25 @@ TEST_P(FramedCall, LeavesAWarningOfTheMonitoringThreadWhereItIs) {
     EXPECT_EQ(g_monitorStatus.code, 2);
 }
 
-TEST_P(FramedCall, GoesOnWhenAnotherCallHasJustTakenTheErrorOfTheMonitoringThread) {
-    g_hasMonitorError = true;  // seen before that call took it; by the time of the lock there is none
-    EXPECT_TRUE(GetParam().call(status_.get())) << status_.getText();
-    EXPECT_FALSE(g_hasMonitorError);
+TEST_P(FramedCall, WaitsWhileTheMonitoringThreadIsRecording) {
+    std::unique_lock recording(g_monitorStatusMutex);
+    auto called = std::async(std::launch::async, [this] { GetParam().call(status_.get()); });
+    EXPECT_EQ(called.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+    recordMonitorError(-52024);
+    recording.unlock();
+    called.get();
+    EXPECT_EQ(status_->code, -52024);
+    EXPECT_THAT(timekeeper_->journal, IsEmpty());
 }
 
-TEST_P(FramedCall, TakesNoLockWhileTheMonitoringThreadHasLeftNothing) {
-    const std::lock_guard recording(g_monitorStatusMutex);
-    EXPECT_TRUE(GetParam().call(status_.get()));
+TEST_P(FramedCall, ReportsAMonitorStatusMutexThatCannotBeLockedAsASoftwareFault) {
+    const RefusingMutex refusing(g_monitorStatusMutex);
+    recordMonitorError(-52024);
+    EXPECT_FALSE(GetParam().call(status_.get()));
+    EXPECT_EQ(status_->code, -52003);
+    EXPECT_EQ(status_.getJson()["std_exception_what"], "Resource deadlock avoided");
+    EXPECT_THAT(timekeeper_->journal, IsEmpty());
+    EXPECT_EQ(g_monitorStatus.code, -52024) << "left for a call that can lock the mutex";
 }
 
 TEST_P(FramedCall, TurnsAnErrorOfTheTimekeeperIntoTheStatusAndOneLine) {
@@ -346,11 +379,24 @@ TEST_F(ExportsWithATimekeeper, DeliverEveryErrorOfTheMonitoringThreadToOneOfMany
     {
         std::vector<std::jthread> hosts;
         for (int host = 0; host < 3; ++host) hosts.emplace_back(callUntilAllAreCollected);
-        halvexTimekeeper::runMonitoringThread(failing, event, isRunning,
-                                              {g_monitorStatus, g_monitorStatusMutex, g_hasMonitorError});
+        halvexTimekeeper::runMonitoringThread(failing, event, isRunning, {g_monitorStatus, g_monitorStatusMutex});
     }
     EXPECT_EQ(collected, kErrors);
-    EXPECT_FALSE(g_hasMonitorError);
+    EXPECT_EQ(g_monitorStatus.code, 0);
+}
+
+using MonitorStatusDeathTest = ExportsWithATimekeeper;
+
+TEST_F(MonitorStatusDeathTest, FreesTheTextThatNoCallHasCollectedWhenTheLibraryGoes) {
+    const auto endWithAnError = [this] {
+        recordMonitorError(-52024);
+        g_monitorStatus.reallocJson = [](zuerr_Status* status, std::uint32_t size) {
+            if (size == 0) std::fprintf(stderr, "freed %s\n", status->json);
+            return zuerr_defaultReallocJson(status, size);
+        };
+        std::exit(0);
+    };
+    EXPECT_EXIT(endWithAnError(), testing::ExitedWithCode(0), R"(freed \{"from":"thread"\})");
 }
 
 using CancelledThread = ExportsWithATimekeeper;
