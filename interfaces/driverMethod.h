@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 
@@ -50,47 +49,37 @@ struct DriverMethod {
     std::uint64_t line;
 };
 
-struct MethodOutcome {
-    bool hasReachedDriver;
-    bool hasChangedStatus;
-};
-
-/// What the driver receives of the caller's status: the low 32 bits of its code.
+/// The code that the driver receives: the low 32 bits of the one in the caller's status.
 inline std::int32_t callerStatusCode(const nZUPLAT000::PlatStatus& status) noexcept {
     return static_cast<std::int32_t>(status.code);
 }
 
-/// What the transport met becomes the caller's status.
-[[gnu::cold, gnu::noinline]] inline void mergeFailedCall(nZUPLAT000::PlatStatus* status, int error) noexcept {
-    nZUPLAT000::PlatStatus transportStatus;
-    nZUPLAT000::tDeviceInterfaceProxy::reportFailedCall(&transportStatus, error);
-    nZUPLAT000::mergeStatus(status, transportStatus);
-}
-
-/// Makes the call and hands the status on: that of a failed transport as it is, else the driver's code. The caller's
-/// status holds no error. Nothing but the buffers is written that a call without a failure does not need.
+/// Calls the driver with a fresh status for the transport, which decides: an error in it goes to the caller's status
+/// as it is, else the driver's code does. The caller's status holds no error. Returns whether `out` counts.
 template <typename Proxy, typename In, typename Out>
-[[gnu::always_inline]] inline MethodOutcome callDriver(Proxy& proxy, const DriverMethod& method, const In& in, Out& out,
-                                                       nZUPLAT000::PlatStatus* status) noexcept {
-    nZUPLAT000::IoctlArgs args{reinterpret_cast<std::uintptr_t>(&in), reinterpret_cast<std::uintptr_t>(&out), sizeof in,
-                               sizeof out, 0};
-    if (!proxy.makeCall(method.request, args)) {
-        const int error = errno;
-        mergeFailedCall(status, error);
-        return {.hasReachedDriver = false, .hasChangedStatus = true};
+[[gnu::always_inline]] inline bool callDriver(Proxy& proxy, const DriverMethod& method, const In& in, Out& out,
+                                              nZUPLAT000::PlatStatus* status) noexcept {
+    nZUPLAT000::PlatStatus transportStatus;
+    proxy.ioctl(method.request, &in, sizeof in, &out, sizeof out, &transportStatus);
+    if (transportStatus.hasError()) {
+        nZUPLAT000::mergeStatus(status, transportStatus);
+        return false;
     }
-    if (out.statusCode == 0) return {.hasReachedDriver = true, .hasChangedStatus = false};  // no code to set
-    const bool isTaken = nZUPLAT000::setCode(status, out.statusCode, nZUPLAT000::kComponent, method.file, method.line);
-    return {.hasReachedDriver = true, .hasChangedStatus = isTaken};
+    if (out.statusCode != 0) {
+        nZUPLAT000::setCode(status, out.statusCode, nZUPLAT000::kComponent, method.file, method.line);
+    }
+    return true;
 }
 
 /// A method without argument and result. Returns the caller's error, or whether the status was changed.
 template <typename Proxy>
 std::int64_t callPlain(Proxy& proxy, const DriverMethod& method, nZUPLAT000::PlatStatus* status) noexcept {
     if (status->hasError()) return status->code;
+    const std::int64_t formerCode = status->code;
     const StatusBuffer in{callerStatusCode(*status)};
     StatusBuffer out{};
-    return callDriver(proxy, method, in, out, status).hasChangedStatus;
+    callDriver(proxy, method, in, out, status);
+    return status->code != formerCode;
 }
 
 /// A method with one argument. Returns the caller's error, or whether the status was changed.
@@ -98,23 +87,25 @@ template <typename Proxy>
 std::int64_t callWithArgument(Proxy& proxy, const DriverMethod& method, std::uint64_t argument,
                               nZUPLAT000::PlatStatus* status) noexcept {
     if (status->hasError()) return status->code;
+    const std::int64_t formerCode = status->code;
     const ValueBuffer in{argument, callerStatusCode(*status), 0};
     StatusBuffer out{};
-    return callDriver(proxy, method, in, out, status).hasChangedStatus;
+    callDriver(proxy, method, in, out, status);
+    return status->code != formerCode;
 }
 
-/// A method with a result, which is stored when the driver was reached, whatever it then reports. Returns the caller's
-/// error, or whether the status was changed. Inlined, because every reading of a time comes this way.
+/// A method with a result, which is stored when the transport succeeded, whatever the driver then reports. Returns the
+/// caller's error, or whether the status was changed. Inlined: every reading of a time takes this path.
 template <typename Proxy>
 [[gnu::always_inline]] inline std::int64_t callForResult(Proxy& proxy, const DriverMethod& method,
                                                          std::uint64_t* result,
                                                          nZUPLAT000::PlatStatus* status) noexcept {
     if (status->hasError()) return status->code;
+    const std::int64_t formerCode = status->code;
     const StatusBuffer in{callerStatusCode(*status)};
     ValueBuffer out{};
-    const MethodOutcome outcome = callDriver(proxy, method, in, out, status);
-    if (outcome.hasReachedDriver) *result = out.value;
-    return outcome.hasChangedStatus;
+    if (callDriver(proxy, method, in, out, status)) *result = out.value;
+    return status->code != formerCode;
 }
 
 }  // namespace nHALVEXTIMEKEEPER_18_1

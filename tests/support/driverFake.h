@@ -44,6 +44,7 @@ struct DriverAnswer {
     std::int32_t status = 0;
     std::uint64_t value = 0;
     int error = 0;
+    bool failsWithoutErrno = false;  ///< The output is written, and the call fails with errno 0.
 };
 
 /// Replaces ioctl while it lives. A request without an answer of its own succeeds with the value 0; a call on
@@ -91,7 +92,7 @@ private:
         auto* const output = reinterpret_cast<char*>(out);
         if (outSize == 16) std::memcpy(output, &answer.value, 8);
         std::memcpy(output + (outSize == 16 ? 8 : 0), &answer.status, 4);
-        return 0;
+        return answer.failsWithoutErrno ? fail(0) : 0;
     }
     static int fail(int error) {
         errno = error;

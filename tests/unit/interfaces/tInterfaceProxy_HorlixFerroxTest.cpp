@@ -95,6 +95,18 @@ TEST_P(FerroxMethod, ReportsAFailedTransportWithItsOwnLocationAndTheResultZero) 
     }
 }
 
+TEST_P(FerroxMethod, BelievesTheDriverWhenTheTransportFailsWithoutAnErrno) {
+    driver.answers[GetParam().request] = {.status = 5, .value = 77, .failsWithoutErrno = true};
+    const std::int64_t returned = call();
+    EXPECT_EQ(status.code, 5);
+    EXPECT_STREQ(status.file, "tInterfaceProxy_HorlixFerrox");
+    if (GetParam().hasResult) {
+        EXPECT_EQ(result, 77U);
+    } else {
+        EXPECT_EQ(returned, 1) << "the status was changed";
+    }
+}
+
 TEST_P(FerroxMethod, ReportsNotFoundOnAClosedProxy) {
     proxy.close();
     call();

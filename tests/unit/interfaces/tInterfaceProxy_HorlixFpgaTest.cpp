@@ -99,6 +99,15 @@ TEST_P(FpgaMethod, ReportsAFailedTransportWithItsOwnLocationAndStoresNothing) {
     EXPECT_EQ(result, kUntouched);
 }
 
+TEST_P(FpgaMethod, BelievesTheDriverWhenTheTransportFailsWithoutAnErrno) {
+    driver.answers[GetParam().request] = {.status = 5, .value = 77, .failsWithoutErrno = true};
+    EXPECT_EQ(call(), 1) << "the status was changed";
+    EXPECT_EQ(status.code, 5);
+    EXPECT_STREQ(status.file, "tInterfaceProxy_HorlixFpga");
+    EXPECT_EQ(result, GetParam().hasResult ? 77U : kUntouched);
+    EXPECT_EQ(call(), 0) << "the warning was there before";
+}
+
 TEST_P(FpgaMethod, ReportsNotFoundOnAClosedProxy) {
     proxy.close();
     EXPECT_EQ(call(), 1);

@@ -3,7 +3,6 @@
 #include "zuplat/protons/driver/linuxU/tDeviceInterfaceProxy.h"
 
 #include <fcntl.h>
-#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -25,8 +24,6 @@ void reportErrno(PlatStatus* status, int error, std::uint64_t line) noexcept {
     setCode(status, codeFromErrno(error), kComponent, kFile, line);
 }
 
-std::uint64_t addressOf(const void* buffer) noexcept { return reinterpret_cast<std::uintptr_t>(buffer); }
-
 }  // namespace
 
 tDeviceInterfaceProxy::~tDeviceInterfaceProxy() { tDeviceInterfaceProxy::close(); }
@@ -38,18 +35,7 @@ bool tDeviceInterfaceProxy::close() noexcept {
     return result == 0;
 }
 
-std::uint32_t tDeviceInterfaceProxy::ioctl(std::uint32_t request, const void* inBuffer, std::uint32_t inSize,
-                                           void* outBuffer, std::uint32_t outSize, PlatStatus* status) noexcept {
-    if (status->hasError()) return 0;
-    IoctlArgs args{addressOf(inBuffer), addressOf(outBuffer), inSize, outSize, 0};
-    if (!makeCall(request, args)) {
-        const int error = errno;
-        reportFailedCall(status, error);
-    }
-    return static_cast<std::uint32_t>(args.bytesReturned);
-}
-
-void tDeviceInterfaceProxy::reportFailedCall(PlatStatus* status, int error) noexcept {
+void tDeviceInterfaceProxy::reportFailedIoctl(PlatStatus* status, int error) noexcept {
     reportErrno(status, error, kIoctlLine);
 }
 
