@@ -23,11 +23,11 @@ void throwIfPlatformFailed(const PlatStatus& platStatus) {
     throw zuerr::Exception(status);
 }
 
-void raiseDriverError(const PlatStatus& platStatus, const DriverCallSite& site, const std::string& deviceName) {
+void raiseDriverError(const PlatStatus& platStatus, const DriverCallSite& site, std::string_view message) {
     // Kept on purpose: the code has no name here, and the text that stands for it is how it was got.
     const zuerr::ErrorSite errorSite{static_cast<std::int32_t>(platStatus.code), "status.getCode()", site.file,
                                      site.line};
-    zuerr::raise(errorSite, {site.failureText, deviceName});
+    zuerr::raise(errorSite, {message});
 }
 
 }  // namespace halvexTimekeeper

@@ -23,6 +23,8 @@ constexpr DriverCallSite kGetTime{"Unable to get time from ", kFile, 83};
 constexpr DriverCallSite kAdjustTime{"Unable to adjust time on ", kFile, 92};
 constexpr DriverCallSite kGenerateEpoch{"Unable to generate epoch from ", kFile, 106};
 constexpr DriverCallSite kReadEpoch{"Unable to generate epoch from ", kFile, 110};
+// Kept on purpose: the text of a call that the chip offers and nobody makes.
+[[maybe_unused]] constexpr const char* kTimeOffsetFailure = "Unable to get time offset from ";
 
 constexpr zuerr::ErrorSite kNoInterface{zuerr::zuplaterr_resourceNotFound, "zuplaterr_resourceNotFound", kFile, 49};
 
@@ -49,14 +51,14 @@ const std::string& FerroxEpochDevice::getName() const { return kName; }
 QxmTimestamp FerroxEpochDevice::getTime() {
     PlatStatus status;
     const QxmTimestamp time = proxy_.getTime(&status);
-    throwIfDriverFailed(status, kGetTime, kName);
+    throwIfDriverFailed<kGetTime>(status, kName);
     return time;
 }
 
 void FerroxEpochDevice::adjustTime(std::int64_t offsetNs) {
     PlatStatus status;
     proxy_.adjustTime(offsetNs, &status);
-    throwIfDriverFailed(status, kAdjustTime, kName);
+    throwIfDriverFailed<kAdjustTime>(status, kName);
 }
 
 bool FerroxEpochDevice::isEnabled() { return true; }
@@ -64,9 +66,9 @@ bool FerroxEpochDevice::isEnabled() { return true; }
 QxmTimestamp FerroxEpochDevice::generateEpoch() {
     PlatStatus status;
     proxy_.generateEpochSignal(&status);
-    throwIfDriverFailed(status, kGenerateEpoch, kName);
+    throwIfDriverFailed<kGenerateEpoch>(status, kName);
     const QxmTimestamp time = proxy_.getEpochTimestamp(&status);
-    throwIfDriverFailed(status, kReadEpoch, kName);
+    throwIfDriverFailed<kReadEpoch>(status, kName);
     return time;
 }
 
@@ -97,17 +99,17 @@ void FerroxEpochDevice::load() {
     InterfaceIterator iterator;
     const EnumerationGuard guard(iterator);
     startEnumeration(&iterator, interfaceIdentifier(InterfaceKind::horlixFerrox), &status);
-    throwIfDriverFailed(status, kLoad, kName);
+    throwIfDriverFailed<kLoad>(status, kName);
 
     if (isAtEnd(iterator)) raise(kNoInterface, {"No matching Ferrox time sync interface was found."});
 
     PathBuffer path;
     readInterfacePath(iterator, &path, &status);
-    throwIfDriverFailed(status, kReadPath, kName);
+    throwIfDriverFailed<kReadPath>(status, kName);
     proxy_.open(path, &status);
-    throwIfDriverFailed(status, kOpen, kName);
+    throwIfDriverFailed<kOpen>(status, kName);
     // Kept on purpose: a second look at the same status, which finds nothing.
-    throwIfDriverFailed(status, kOpenAgain, kName);
+    throwIfDriverFailed<kOpenAgain>(status, kName);
 }
 
 }  // namespace halvexTimekeeper

@@ -3,6 +3,7 @@
 #include "source/zuHalvexTimekeeper/fpgaEpochDevice.h"
 
 #include <ctime>
+#include <exception>
 
 #include "interfaces/interfaceIdentifiers.h"
 #include "source/tools/platStatusException.h"
@@ -56,14 +57,14 @@ QxmTimestamp FpgaEpochDevice::getTime() {
     PlatStatus status;
     QxmTimestamp time = 0;
     proxy_.getTime(&time, &status);
-    throwIfDriverFailed(status, kGetTime, kName);
+    throwIfDriverFailed<kGetTime>(status, kName);
     return time;
 }
 
 void FpgaEpochDevice::adjustTime(std::int64_t offsetNs) {
     PlatStatus status;
     proxy_.adjustTime(offsetNs, &status);
-    throwIfDriverFailed(status, kAdjustTime, kName);
+    throwIfDriverFailed<kAdjustTime>(status, kName);
 }
 
 bool FpgaEpochDevice::isEnabled() {
@@ -82,7 +83,7 @@ QxmTimestamp FpgaEpochDevice::generateEpoch() {
 void FpgaEpochDevice::armEpochCapture() {
     PlatStatus status;
     proxy_.getEpochTimestamp(&lastEpochTimestamp_, &status);
-    throwIfDriverFailed(status, kArm, kName);
+    throwIfDriverFailed<kArm>(status, kName);
 }
 
 QxmTimestamp FpgaEpochDevice::getEpochTimestamp() {
@@ -90,7 +91,7 @@ QxmTimestamp FpgaEpochDevice::getEpochTimestamp() {
         PlatStatus status;
         QxmTimestamp time = 0;
         proxy_.getEpochTimestamp(&time, &status);
-        throwIfDriverFailed(status, kGetEpochTimestamp, kName);
+        throwIfDriverFailed<kGetEpochTimestamp>(status, kName);
         if (time != lastEpochTimestamp_) return time;
         nanosleep(&kPauseBetweenReads, nullptr);
     }
@@ -118,7 +119,7 @@ void FpgaEpochDevice::applyQxmMetadata(const std::string& metadata) {
 
     PlatStatus status;
     proxy_.setStatusInfo(&info, &status);
-    throwIfDriverFailed(status, kSetStatus, kName);
+    throwIfDriverFailed<kSetStatus>(status, kName);
 }
 
 bool FpgaEpochDevice::hasBeenEpochAligned() {
@@ -131,7 +132,7 @@ bool FpgaEpochDevice::hasBeenEpochAligned() {
     if (!isRunning()) {
         PlatStatus status;
         proxy_.requestEpochAlignment(alignmentValue_, &status);
-        throwIfDriverFailed(status, kRequestAlignment, kName);
+        throwIfDriverFailed<kRequestAlignment>(status, kName);
         epochAligned_ = true;
     }
     return epochAligned_;
@@ -145,15 +146,15 @@ void FpgaEpochDevice::load() {
     InterfaceIterator iterator;
     const EnumerationGuard guard(iterator);
     startEnumeration(&iterator, interfaceIdentifier(InterfaceKind::horlixFpga), &status);
-    throwIfDriverFailed(status, kLoad, kName);
+    throwIfDriverFailed<kLoad>(status, kName);
 
     if (isAtEnd(iterator)) raise(kNoInterface, {kName, ": no matching time sync FPGA interface was found."});
 
     PathBuffer path;
     readInterfacePath(iterator, &path, &status);
-    throwIfDriverFailed(status, kReadPath, kName);
+    throwIfDriverFailed<kReadPath>(status, kName);
     proxy_.open(path, &status);
-    throwIfDriverFailed(status, kOpen, kName);
+    throwIfDriverFailed<kOpen>(status, kName);
 
     if (isEnabled()) reset();
 }
@@ -163,10 +164,10 @@ void FpgaEpochDevice::reset() {
     const FpgaStatusInfo cleared;
     PlatStatus resetStatus;
     proxy_.setStatusInfo(&cleared, &resetStatus);
-    throwIfDriverFailed(resetStatus, kResetStatus, kName);
+    throwIfDriverFailed<kResetStatus>(resetStatus, kName);
     PlatStatus requestStatus;
     proxy_.requestEpochAlignment(alignmentValue_, &requestStatus);
-    throwIfDriverFailed(requestStatus, kResetAlignment, kName);
+    throwIfDriverFailed<kResetAlignment>(requestStatus, kName);
 }
 
 /// Ends the process where the reset fails. A function of its own, for a compiler may destroy the members of an object
@@ -174,14 +175,18 @@ void FpgaEpochDevice::reset() {
 void FpgaEpochDevice::resetOrTerminate() noexcept {
     // Kept on purpose: a reset that fails here ends the process. An FPGA must not go on with a status that nobody
     // renews.
-    if (isEnabled()) reset();
+    try {
+        if (isEnabled()) reset();
+    } catch (...) {
+        std::terminate();  // while the exception is handled, so that the process's last line holds it
+    }
 }
 
 bool FpgaEpochDevice::isRunning() {
     PlatStatus status;
     FpgaRunState runState;
     proxy_.getStatusInfo(&runState, &status);
-    throwIfDriverFailed(status, kCheckRunning, kName);
+    throwIfDriverFailed<kCheckRunning>(status, kName);
     return runState.isRunning != 0;
 }
 

@@ -14,8 +14,8 @@ namespace halvexTimekeeper {
 /// The epoch device that receives the selected time reference. Owns the way to its driver. Threads: serialised by
 /// the timekeeper. Failure: throws zuerr::Exception with the code that driver or platform reported; what only a master
 /// does is refused with zuplaterr_featureUnsupported. The device counts as enabled while its time can be read and is
-/// not 0.
-class FpgaEpochDevice final : public EpochDeviceInterface {
+/// not 0; a derived class that reads another time decides that too.
+class FpgaEpochDevice : public EpochDeviceInterface {
 public:
     /// Opens the first driver interface that is found, zuplaterr_resourceNotFound when there is none, and resets the
     /// FPGA if it is enabled. `alignmentValue` is handed to the FPGA with every request for epoch alignment.

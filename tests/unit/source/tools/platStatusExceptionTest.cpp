@@ -17,6 +17,7 @@ using testsupport::raisedBy;
 using testsupport::RaisedError;
 
 constexpr DriverCallSite kSite{"Unable to knit ", "someUnit", 17};
+constexpr DriverCallSite kKeptSite{"Unable to purl ", "someUnit", 18};
 const std::string kDevice = "someDevice";
 
 struct PlatStatusException : testing::Test {
@@ -24,7 +25,7 @@ struct PlatStatusException : testing::Test {
         return raisedBy([this] { throwIfPlatformFailed(status); });
     }
     RaisedError raisedForDriver() const {
-        return raisedBy([this] { throwIfDriverFailed(status, kSite, kDevice); });
+        return raisedBy([this] { throwIfDriverFailed<kSite>(status, kDevice); });
     }
     PlatStatus status;
 };
@@ -77,6 +78,20 @@ TEST_F(PlatStatusException, OfADriverCallCarriesTheSiteAndTheMessage) {
     setCode(&status, -52031, "part", "unit", 1);
     EXPECT_EQ(raisedForDriver(),
               testsupport::makeError({-52031, "status.getCode()", "someUnit", 17}, "Unable to knit someDevice"));
+}
+
+TEST_F(PlatStatusException, OfADriverCallKeepsTheMessageThatItsSiteWasFirstUsedWith) {
+    setCode(&status, -52031, "part", "unit", 1);
+    const RaisedError first =
+        testsupport::makeError({-52031, "status.getCode()", "someUnit", 18}, "Unable to purl first");
+    EXPECT_EQ(raisedBy([this] { throwIfDriverFailed<kKeptSite>(status, "first"); }), first);
+    EXPECT_EQ(raisedBy([this] { throwIfDriverFailed<kKeptSite>(status, "second"); }), first);
+}
+
+TEST(DriverMessageTest, IsCutAt64Characters) {
+    EXPECT_EQ(DriverMessage(std::string(40, 'a'), std::string(30, 'b')).get(),
+              std::string(40, 'a') + std::string(24, 'b'));
+    EXPECT_EQ(DriverMessage(std::string(70, 'a'), "b").get(), std::string(64, 'a'));
 }
 
 }  // namespace

@@ -571,5 +571,18 @@ TEST_F(FpgaDevice, AllocatesNothingForATimeAStepAnEpochAndTheFlag) {
     EXPECT_EQ(testsupport::countAllocations(), before);
 }
 
+TEST_F(FpgaDevice, AsksItsOwnTimeThroughTheVirtualSlotWhetherItIsEnabled) {
+    struct OfAnotherTime : FpgaEpochDevice {
+        using FpgaEpochDevice::FpgaEpochDevice;
+        QxmTimestamp getTime() override { return timeNs; }
+        QxmTimestamp timeNs = 0;
+    } another(kAlignmentValue);
+    driver.calls.clear();
+    EXPECT_FALSE(another.isEnabled());
+    another.timeNs = 1;
+    EXPECT_TRUE(another.isEnabled());
+    EXPECT_TRUE(driver.calls.empty());
+}
+
 }  // namespace
 }  // namespace halvexTimekeeper
