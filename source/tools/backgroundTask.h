@@ -2,11 +2,8 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <pthread.h>
 #include <signal.h>
 
-#include <exception>
-#include <functional>
 #include <future>
 #include <utility>
 
@@ -42,32 +39,5 @@ std::future<void> startBackgroundTask(Task&& task) {
         task();
     });
 }
-
-/// One task, to be run again and again, each time on a new thread with all signals blocked. What std::async would do,
-/// without its allocations and with half its system calls. Owns the thread; its destructor waits for it, and loses its
-/// error. Threads: one at a time. Failure: throws std::system_error when no thread can be started, std::bad_alloc when
-/// it cannot be made.
-class BackgroundTask {
-public:
-    explicit BackgroundTask(std::function<void()> task);
-    ~BackgroundTask();
-    BackgroundTask(const BackgroundTask&) = delete;
-    BackgroundTask& operator=(const BackgroundTask&) = delete;
-
-    /// Only when the last run has been finished.
-    void start();
-    /// Waits for the run that was started, if any, and throws what it threw.
-    void finish();
-
-private:
-    static void* run(void* self);
-    void join();
-
-    std::function<void()> task_;
-    pthread_attr_t attributes_;
-    pthread_t thread_{};
-    bool isStarted_ = false;
-    std::exception_ptr error_;  ///< Written by the thread, read after it has ended.
-};
 
 }  // namespace halvexTimekeeper

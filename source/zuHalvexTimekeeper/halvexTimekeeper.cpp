@@ -4,9 +4,11 @@
 
 #include <syslog.h>
 
+#include <chrono>
 #include <limits>
 #include <utility>
 
+#include "source/tools/backgroundTask.h"
 #include "source/tools/cancellationDisabled.h"
 #include "source/zuHalvexTimekeeper/timeDifference.h"
 #include "zuerr/codes.h"
@@ -17,6 +19,8 @@ namespace {
 
 constexpr zuerr::ErrorSite kNotEnabled{zuerr::zuplaterr_resourceNotInitialized, "zuplaterr_resourceNotInitialized",
                                        "halvexTimekeeper", 44};
+
+constexpr std::chrono::milliseconds kLockTimeout{15};  // of snapTime and applyMetaData
 
 constexpr std::int64_t kStepNs = 200;  // what the master can be stepped by
 
@@ -54,16 +58,21 @@ HalvexTimekeeper::HalvexTimekeeper(std::shared_ptr<EpochDeviceInterface> master,
     isSeeded_ = true;
 }
 
+HalvexTimekeeper::~HalvexTimekeeper() {
+    const CancellationDisabled cancellationDisabled;  // a destructor must not unwind
+    alignment_ = {};
+}
+
 QxmTimestamp HalvexTimekeeper::getTime() { return master_->getTime(); }
 
 void HalvexTimekeeper::snapTime(std::int64_t offsetNs) {
     // A thread that unwound from the wait below would lose the alignment's error.
     const CancellationDisabled cancellationDisabled;
     // Kept on purpose: if the mutex stays busy the step is silently dropped; the host's next one follows.
-    const std::unique_lock lock(deviceMutex_, lockTimeoutMs_);
+    const std::unique_lock lock(deviceMutex_, kLockTimeout);
     if (!lock.owns_lock()) return;
 
-    alignment_.finish();
+    finishAlignment();
     requireEnabledClocks();
 
     // Kept on purpose: cut toward zero, where seeding takes the nearest step.
@@ -71,7 +80,7 @@ void HalvexTimekeeper::snapTime(std::int64_t offsetNs) {
     master_->adjustTime(stepNs);
     systemClock_->adjustTime(stepNs);
 
-    alignment_.start();
+    startAlignment();
 }
 
 std::int32_t HalvexTimekeeper::getMaxCorrectionPerSecond() { return freqSteeringDevice_->getMaxCorrectionPerSecond(); }
@@ -86,13 +95,13 @@ void HalvexTimekeeper::setCorrectionPerSecond(std::int32_t correctionPpb) {
 
 void HalvexTimekeeper::applyMetaData(const std::string& metadata) {
     // Kept on purpose: a text that comes at a busy moment is dropped without an error.
-    const std::unique_lock lock(deviceMutex_, lockTimeoutMs_);
+    const std::unique_lock lock(deviceMutex_, kLockTimeout);
     if (lock.owns_lock()) metadata_ = metadata;
 }
 
 void HalvexTimekeeper::serviceEpochDevices() {
     const std::lock_guard lock(deviceMutex_);
-    alignment_.finish();
+    finishAlignment();
     const EpochDevices returning = reinitializeReturningSlaves();
     if (!returning.empty()) EpochAlignment(*master_, returning).run();
     for (const auto& slave : slaves_) slave->applyQxmMetadata(metadata_);
@@ -109,6 +118,15 @@ void HalvexTimekeeper::seedMaster() {
 void HalvexTimekeeper::requireEnabledClocks() const {
     requireEnabled(*master_);
     requireEnabled(*systemClock_);
+}
+
+void HalvexTimekeeper::startAlignment() {
+    alignment_ = startBackgroundTask([this] { EpochAlignment(*master_, slaves_).run(); });
+}
+
+/// Waits for a pending alignment and throws its error. Nobody cancels a thread in here.
+void HalvexTimekeeper::finishAlignment() {
+    if (alignment_.valid()) std::exchange(alignment_, {}).get();
 }
 
 /// The slaves that ask to be aligned again, each with its hardware acquired anew.

@@ -2,13 +2,12 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <chrono>
 #include <cstdint>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <string>
 
-#include "source/tools/backgroundTask.h"
 #include "source/zuHalvexTimekeeper/clockInterface.h"
 #include "source/zuHalvexTimekeeper/epochAlignment.h"
 #include "source/zuHalvexTimekeeper/epochDeviceInterface.h"
@@ -28,7 +27,7 @@ public:
     HalvexTimekeeper(std::shared_ptr<EpochDeviceInterface> master, std::shared_ptr<ClockInterface> systemClock,
                      std::shared_ptr<FreqSteeringDeviceInterface> freqSteeringDevice, const EpochDevices& slaves);
     /// Waits for a pending alignment; its error, if any, is lost.
-    ~HalvexTimekeeper() override = default;
+    ~HalvexTimekeeper() override;
 
     const std::string& getName() const override { return name_; }
     QxmTimestamp getTime() override;
@@ -44,6 +43,8 @@ public:
 private:
     void seedMaster();
     void requireEnabledClocks() const;
+    void startAlignment();
+    void finishAlignment();
     EpochDevices reinitializeReturningSlaves();
 
     std::string name_{"HalvexTimekeeper"};
@@ -53,10 +54,8 @@ private:
     std::shared_ptr<FreqSteeringDeviceInterface> freqSteeringDevice_;
     EpochDevices slaves_;
     std::timed_mutex deviceMutex_;
-    std::chrono::milliseconds lockTimeoutMs_{15};
     std::string metadata_{"{}"};
-    /// The last member: destroyed, and so waited for, before what it uses.
-    BackgroundTask alignment_{[this] { EpochAlignment(*master_, slaves_).run(); }};
+    std::future<void> alignment_;  ///< Of the last step; without a state when nothing is pending.
 };
 
 }  // namespace halvexTimekeeper

@@ -308,10 +308,16 @@ int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, co
                                               : real(condition, mutex, deadline);
 }
 
-#ifdef HALVEX_THREAD_SANITIZER
-// The thread sanitizer of gcc 12 knows the timed lock of the real-time clock and not that of a chosen clock: it would
-// take a mutex locked by the latter for free. The wait is the same length on either clock, as long as nobody steps one.
 int pthread_mutex_clocklock(pthread_mutex_t* mutex, clockid_t clock, const timespec* deadline) noexcept {
+    if (libcHooks().pthread_mutex_clocklock) return libcHooks().pthread_mutex_clocklock(mutex, clock, deadline);
+#ifndef HALVEX_THREAD_SANITIZER
+    using Function = int(pthread_mutex_t*, clockid_t, const timespec*);
+    static const auto real = realFunction<Function>("pthread_mutex_clocklock");
+    return real(mutex, clock, deadline);
+#else
+    // The thread sanitizer of gcc 12 knows the timed lock of the real-time clock and not that of a chosen clock: it
+    // would take a mutex locked by the latter for free. The wait is the same length on either clock, as long as nobody
+    // steps one.
     timespec now, real;
     clock_gettime(clock, &now);
     clock_gettime(CLOCK_REALTIME, &real);
@@ -325,8 +331,8 @@ int pthread_mutex_clocklock(pthread_mutex_t* mutex, clockid_t clock, const times
         real.tv_sec += 1;
     }
     return pthread_mutex_timedlock(mutex, &real);
-}
 #endif
+}
 
 void syslog(int priority, const char* format, ...) {
     va_list arguments;

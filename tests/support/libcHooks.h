@@ -45,6 +45,7 @@ struct LibcHooks {
     std::function<int(pthread_cond_t* condition, const pthread_condattr_t* attributes)> pthread_cond_init;
     std::function<int(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes)> pthread_mutex_init;
     std::function<int(pthread_cond_t*, pthread_mutex_t*, const timespec* deadline)> pthread_cond_timedwait;
+    std::function<int(pthread_mutex_t* mutex, clockid_t clock, const timespec* deadline)> pthread_mutex_clocklock;
     std::function<int(pthread_mutexattr_t* attributes)> pthread_mutexattr_init;
     std::function<int(pthread_mutexattr_t* attributes, int type)> pthread_mutexattr_settype;
     std::function<int(pthread_mutexattr_t* attributes, int protocol)> pthread_mutexattr_setprotocol;

@@ -6,7 +6,10 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <syslog.h>
+#include <unistd.h>
 
+#include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <future>
 #include <latch>
@@ -15,6 +18,7 @@
 
 #include "tests/support/fakeDevices.h"
 #include "tests/support/libcHooks.h"
+#include "tests/support/processCensus.h"
 
 namespace {
 
@@ -76,6 +80,29 @@ protected:
         call();
         mayGoOn.set_value();
         service.join();
+    }
+
+    /// How long `call` is ready to wait for a lock, which it does not get; rounded down to whole milliseconds.
+    template <typename Call>
+    static std::chrono::milliseconds lockTimeoutOf(Call&& call) {
+        const testsupport::LibcHooksGuard hooks;
+        const auto before = std::chrono::steady_clock::now();
+        std::chrono::nanoseconds deadline{};
+        testsupport::libcHooks().pthread_mutex_clocklock = [&](pthread_mutex_t*, clockid_t clock, const timespec* end) {
+            EXPECT_EQ(clock, CLOCK_MONOTONIC);
+            deadline = std::chrono::seconds(end->tv_sec) + std::chrono::nanoseconds(end->tv_nsec);
+            return ETIMEDOUT;
+        };
+        call();
+        return std::chrono::floor<std::chrono::milliseconds>(deadline - before.time_since_epoch());
+    }
+
+    static const void* resultOfThread(void* (*body)(void*), void* argument) {
+        pthread_t thread;
+        EXPECT_EQ(pthread_create(&thread, nullptr, body, argument), 0);
+        void* result = nullptr;
+        EXPECT_EQ(pthread_join(thread, &result), 0);
+        return result;
     }
 
     template <typename Operation>
@@ -218,6 +245,12 @@ TEST_F(SnapTime, GivesUpSilentlyWhenTheDeviceMutexIsHeldFor15Ms) {
     EXPECT_THAT(syslog_.getTexts(LOG_ERR), IsEmpty());
 }
 
+TEST_F(SnapTime, AsksForTheDeviceMutexFor15Ms) {
+    makeAndForget();
+    EXPECT_EQ(lockTimeoutOf([this] { timekeeper_->snapTime(1000); }), std::chrono::milliseconds(15));
+    EXPECT_THAT(journal_, IsEmpty());
+}
+
 TEST_F(SnapTime, WaitsForAPendingAlignmentAndThrowsItsErrorBeforeTouchingAClock) {
     const auto slave = addSlave("a");
     makeAndForget();
@@ -236,6 +269,69 @@ TEST_F(SnapTime, FailsWhenTheMasterIsNotEnabled) {
     EXPECT_EQ(codeOf([this] { timekeeper_->snapTime(1000); }), -52010);
     EXPECT_THAT(text_, HasSubstr("master needs to be enabled to allow timekeeper to work"));
     EXPECT_THAT(journal_, ElementsAre("master.isEnabled()"));
+}
+
+TEST_F(SnapTime, FailsWhenTheSystemClockIsNotEnabled) {
+    makeAndForget();
+    systemClock_->enabled = false;
+    EXPECT_EQ(codeOf([this] { timekeeper_->snapTime(1000); }), -52010);
+    EXPECT_THAT(text_, HasSubstr("system needs to be enabled to allow timekeeper to work"));
+    EXPECT_THAT(journal_, ElementsAre("master.isEnabled()", "system.isEnabled()"));
+}
+
+TEST_F(SnapTime, LosesNoErrorOfAnAlignmentWhenAThreadThatWaitsForItIsCancelled) {
+    const auto slave = addSlave("a");
+    makeAndForget();
+    static std::atomic<pid_t> waiting;
+    static std::atomic<bool> isDelivered;
+    waiting = -1;
+    isDelivered = false;
+    slave->failNext("armEpochCapture", [] {
+        while (waiting != 0 && !testsupport::isAsleep(waiting)) std::this_thread::yield();
+        testsupport::throwDeviceError(-52024);
+    });
+    timekeeper_->snapTime(1000);
+    const void* const result = resultOfThread(
+        [](void* timekeeper) -> void* {
+            struct Unwound {
+                ~Unwound() { waiting = 0; }
+            } const atTheEnd;
+            waiting = gettid();
+            pthread_cancel(pthread_self());
+            try {
+                static_cast<HalvexTimekeeper*>(timekeeper)->snapTime(2000);
+            } catch (const zuerr::Exception& error) {
+                isDelivered = error.getCode() == -52024;
+            }
+            pthread_testcancel();
+            return nullptr;
+        },
+        timekeeper_.get());
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+    if (!isDelivered) EXPECT_EQ(codeOf([this] { timekeeper_->snapTime(4000); }), -52024);
+    EXPECT_THAT(journal_, Not(Contains("master.adjustTime(2000)")));
+}
+
+TEST_F(SnapTime, IsFollowedByAnAlignmentThatADestructorOnACancelledThreadWaitsFor) {
+    addSlave("a");
+    makeAndForget();
+    static std::atomic<pid_t> destroying;
+    destroying = 0;
+    master_->onEpoch = [] {
+        while (!testsupport::isAsleep(destroying)) std::this_thread::yield();
+    };
+    timekeeper_->snapTime(0);
+    const void* const result = resultOfThread(
+        [](void* timekeeper) -> void* {
+            destroying = gettid();
+            pthread_cancel(pthread_self());
+            delete static_cast<HalvexTimekeeper*>(timekeeper);
+            pthread_testcancel();
+            return nullptr;
+        },
+        timekeeper_.release());
+    EXPECT_EQ(result, PTHREAD_CANCELED) << "it stays pending";
+    EXPECT_THAT(journal_, Contains("a.setHasBeenEpochAligned(false)"));
 }
 
 TEST_F(SnapTime, DoesNotStepTheSystemClockWhenTheMasterCannotBeStepped) {
@@ -310,6 +406,11 @@ TEST_F(Metadata, ReachesEverySlaveOnTheNextPass) {
     EXPECT_THAT(journal_, IsEmpty());
     timekeeper_->serviceEpochDevices();
     EXPECT_THAT(journal_, Contains(R"(a.applyQxmMetadata({"x":1}))"));
+}
+
+TEST_F(Metadata, AsksForTheDeviceMutexFor15Ms) {
+    makeAndForget();
+    EXPECT_EQ(lockTimeoutOf([this] { timekeeper_->applyMetaData("dropped"); }), std::chrono::milliseconds(15));
 }
 
 TEST_F(Metadata, IsDroppedSilentlyWhenTheDeviceMutexIsHeldFor15Ms) {
