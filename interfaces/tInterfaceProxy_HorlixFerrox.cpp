@@ -21,8 +21,8 @@ static_assert(kGetEpochTimestamp.request == 0x80207502);
 static_assert(kAdjustTime.request == 0xC0207503);
 static_assert(kGetTimeOffset.request == 0x80207504);
 
-[[gnu::always_inline]] inline std::uint64_t returnResult(tInterfaceProxy_HorlixFerrox& proxy,
-                                                         const DriverMethod& method, PlatStatus* status) noexcept {
+inline std::uint64_t returnResult(tInterfaceProxy_HorlixFerrox& proxy, const DriverMethod& method,
+                                  PlatStatus* status) noexcept {
     std::uint64_t result = 0;
     callForResult(proxy, method, &result, status);
     return result;

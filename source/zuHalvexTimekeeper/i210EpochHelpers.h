@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "source/tools/qxmTimestamp.h"
 
@@ -18,8 +19,15 @@
 // system's reason; an empty entry of the table throws std::bad_function_call.
 namespace halvexTimekeeper::i210EpochHelpers {
 
-/// What the caller was doing, in the pieces of a message: joined only when there is a failure to tell.
+/// Error context, whole or in pieces that are joined on failure only. Borrows its texts for the length of one call.
 struct Context {
+    constexpr Context(std::string_view first, std::string_view second, std::string_view third) noexcept
+        : before(first), subject(second), after(third) {}
+    /// A text stands for itself: a std::string, a view or a literal.
+    template <typename Text>
+    requires std::is_convertible_v<const Text&, std::string_view>
+    constexpr Context(const Text& text) noexcept : before(text) {}
+
     std::string_view before;
     std::string_view subject;
     std::string_view after;
@@ -36,7 +44,7 @@ ifreq makeInterfaceRequest(std::string_view interfaceName) noexcept;
 
 std::int32_t openSocket(const Context& context);
 
-/// Issues one request; returns its result. A failure closes `fd` on the way out.
+/// Issues one request; returns its result. A failure closes `fd`, whichever it is, on the way out.
 std::int32_t ptpIoctl(std::int32_t fd, unsigned long request, void* argument, const Context& context);
 
 /// Adjusts the clock behind `fd`; returns the clock state.

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "tests/support/statusHolder.h"
+#include "tests/support/vtableSlot.h"
 #include "zuerr/codes.h"
 #include "zuerr/status.h"
 
@@ -71,6 +72,11 @@ TEST(Exception, CopiedKeepsCodeAndText) {
     EXPECT_STREQ(copy.what(), error.what());
     EXPECT_NE(copy.what(), error.what());
     EXPECT_EQ(copy.getCode(), -52008);
+}
+
+TEST(SlotOrder, HasTheTextBehindTheTwoDestructors) {
+    EXPECT_EQ(testsupport::vtableSlot(&zuerr::ExceptionBase::getJson), 2U);
+    EXPECT_EQ(testsupport::vtableSlot(&zuerr::Exception::what), 2U);
 }
 
 }  // namespace

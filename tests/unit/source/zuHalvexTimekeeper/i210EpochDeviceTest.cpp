@@ -352,6 +352,14 @@ TEST_F(I210EpochDeviceTest, AsksForTheFirst15CharactersOfALongInterfaceName) {
     EXPECT_EQ(device.getName(), "i210EpochDevice_abcdefghijklmnopq");
 }
 
+TEST_F(I210EpochDeviceTest, ClosesTheSocketOfItsInterfacesFlagsEvenWhenItIsDescriptor0) {
+    auto device = makeDevice();
+    const OsCallGuard withoutStandardInput{osCalls().socket, [](int, int, int) { return 0; }};
+    const OsCallGuard answer{osCalls().ioctl, [](int, unsigned long, void*) { return 0; }};
+    EXPECT_FALSE(device->isEnabled());
+    EXPECT_EQ(kernel.journal, Journal{"close 0"});
+}
+
 TEST_F(I210EpochDeviceTest, TellsWhyItCouldNotSeeWhetherItIsEnabled) {
     const auto device = makeDevice();
     {

@@ -73,6 +73,31 @@ TEST_F(I210EpochHelpers, CloseTheDescriptorAfterAFailedIoctlAndTakeErrnoAfterwar
               makeError(communicationsFault(28), "Doing this. Got error Interrupted system call"));
 }
 
+TEST_F(I210EpochHelpers, CloseDescriptor0TooAfterAFailedIoctl) {
+    kernel.openDevices.insert(0);
+    const OsCallGuard fail{osCalls().ioctl, failNth(1, EIO)};
+    EXPECT_EQ(raisedBy([] { ptpIoctl(0, PTP_CLOCK_GETCAPS, nullptr, kContext); }),
+              makeError(communicationsFault(28), "Doing this. Got error Input/output error"));
+    EXPECT_EQ(kernel.journal, Journal{"close 0"});
+}
+
+TEST_F(I210EpochHelpers, CloseASocketThatIsDescriptor0) {
+    const OsCallGuard withoutStandardInput{osCalls().socket, [](int, int, int) { return 0; }};
+    const OsCallGuard answer{osCalls().ioctl, [](int, unsigned long, void*) { return 0; }};
+    EXPECT_EQ(getPhcIndex("enp1s0"), 0);
+    EXPECT_EQ(kernel.journal, Journal{"close 0"});
+}
+
+TEST_F(I210EpochHelpers, TakeTheContextAsAStringToo) {
+    const OsCallGuard fail{osCalls().socket, failNth(1, EMFILE)};
+    const std::string context = "Doing that. ";
+    EXPECT_EQ(raisedBy([&] { openSocket(context); }),
+              makeError(communicationsFault(53), "Doing that. Got error Too many open files"));
+    const OsCallGuard failRead{osCalls().read, failNth(1, EIO)};
+    EXPECT_EQ(raisedBy([&] { readExtTsEvent(device, "Doing this"); }),
+              makeError(communicationsFault(124), "Doing this Got error Input/output error"));
+}
+
 TEST_F(I210EpochHelpers, AdjustTheClockOfTheDescriptorAndReturnItsState) {
     const OsCallGuard answer{osCalls().clock_adjtime, [](int clock, timex* adjustment) {
                                  EXPECT_EQ(clock, fdToClockId(40));
