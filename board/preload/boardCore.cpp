@@ -8,12 +8,12 @@
 #include <cstring>
 
 #include "board/preload/console.h"
+#include "board/preload/nanoseconds.h"
 
 namespace halvexboard {
 
 namespace {
 
-constexpr std::uint64_t kNsPerSecond = 1'000'000'000;
 /// Virtual CLOCK_MONOTONIC starts here and not at 0: a program that subtracts from it must not run below 0.
 constexpr std::uint64_t kMonotonicAtStartNs = 1'000 * kNsPerSecond;
 
@@ -60,9 +60,12 @@ std::uint64_t hookSystem() noexcept { return board_system_get_time(core.model, r
 bool startCore(const board_config& config, const CoreOptions& options) noexcept {
     const LockGuard guard(boardLock());
     core.memorySize = board_size();
-    // Anonymous memory instead of the heap: a program's own allocation counters see nothing of the board.
-    core.memory = mmap(nullptr, core.memorySize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (core.memory == MAP_FAILED) return false;
+    // Anonymous memory instead of the heap: a program's own allocation counters see nothing of the board. The kernel is
+    // asked itself, because mmap is one of the shims above.
+    const long mapped = rawSystemCall(SYS_mmap, 0, static_cast<long>(core.memorySize), PROT_READ | PROT_WRITE,
+                                      MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (mapped < 0) return false;
+    core.memory = reinterpret_cast<void*>(mapped);
     core.virtualTime = options.virtualTime;
     core.withScheduler = options.withScheduler && options.virtualTime;
     core.consoleFd = options.consoleFd;

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "board/preload/futexLock.h"
+#include "board/preload/nanoseconds.h"
 
 namespace halvexboard {
 
@@ -52,7 +53,6 @@ bool isForConsole(const board_happening& happening) noexcept {
 
 void showOnConsole(int fd, const board_happening& happening) noexcept {
     char line[kLineSize];
-    constexpr std::uint64_t kNsPerSecond = 1'000'000'000;
     const int prefix = std::snprintf(line, sizeof line, "[%5llu.%09llu] ",
                                      static_cast<unsigned long long>(happening.raw_ns / kNsPerSecond),
                                      static_cast<unsigned long long>(happening.raw_ns % kNsPerSecond));

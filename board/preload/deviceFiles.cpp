@@ -9,14 +9,13 @@
 #include <cstring>
 
 #include "board/preload/boardCore.h"
+#include "board/preload/nanoseconds.h"
 #include "board/preload/waiting.h"
 #include "board/wire/ptp.h"
 
 namespace halvexboard {
 
 namespace {
-
-constexpr std::uint64_t kNsPerSecond = 1'000'000'000;
 
 /// sysfs refuses an access mode that the attribute's permission bits do not have, whoever asks.
 int accessError(const Node& node, int flags) noexcept {

@@ -9,6 +9,7 @@
 
 #include "board/preload/boardCore.h"
 #include "board/preload/deviceFiles.h"
+#include "board/preload/nanoseconds.h"
 #include "board/wire/driver.h"
 #include "board/wire/netInterface.h"
 #include "board/wire/ptp.h"
@@ -17,7 +18,6 @@ namespace halvexboard {
 
 namespace {
 
-constexpr std::uint64_t kNsPerSecond = 1'000'000'000;
 /// Of one register read of the clock, between the two readings of the system clock that bracket it.
 constexpr std::uint64_t kRegisterReadNs = 1'500;
 constexpr std::uint32_t kMaxSamples = 25;

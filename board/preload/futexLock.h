@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <ctime>
 
+#include "board/preload/nanoseconds.h"
+
 #ifdef HALVEXBOARD_THREAD_SANITIZER
 extern "C" void __tsan_acquire(void* address);
 extern "C" void __tsan_release(void* address);
@@ -33,7 +35,6 @@ inline long rawSystemCall(long number, long a = 0, long b = 0, long c = 0, long 
 /// Sleeps while `word` holds `seen`. `timeoutNs` below 0 means forever. Returns 0 or -errno (EINTR, EAGAIN,
 /// ETIMEDOUT).
 inline int futexWait(std::atomic<std::uint32_t>& word, std::uint32_t seen, std::int64_t timeoutNs) noexcept {
-    constexpr std::int64_t kNsPerSecond = 1'000'000'000;
     // A wait with a time-out is the only kind that reports every signal handler as EINTR, so "forever" is a day at a
     // time.
     constexpr std::int64_t kOneDayNs = 86'400 * kNsPerSecond;

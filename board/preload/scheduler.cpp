@@ -5,12 +5,11 @@
 #include <algorithm>
 
 #include "board/preload/boardLock.h"
+#include "board/preload/nanoseconds.h"
 
 namespace halvexboard {
 
 namespace {
-
-constexpr std::int64_t kNsPerSecond = 1'000'000'000;
 
 enum class State : std::uint8_t {
     unused,

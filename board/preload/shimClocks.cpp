@@ -8,6 +8,7 @@
 
 #include "board/preload/boardCore.h"
 #include "board/preload/descriptors.h"
+#include "board/preload/nanoseconds.h"
 #include "board/preload/realCalls.h"
 #include "board/preload/waiting.h"
 #include "board/wire/ptp.h"
@@ -28,9 +29,6 @@ HALVEXBOARD_REAL(gettimeofday);
 HALVEXBOARD_REAL(settimeofday);
 HALVEXBOARD_REAL(time);
 HALVEXBOARD_REAL(timespec_get);
-
-constexpr std::uint64_t kNsPerSecond = 1'000'000'000;
-constexpr long kNsPerMicrosecond = 1'000;
 
 enum class ClockKind { foreign, system, monotonic, hardware, invalid };
 

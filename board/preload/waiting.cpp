@@ -6,12 +6,11 @@
 #include <cerrno>
 
 #include "board/preload/boardCore.h"
+#include "board/preload/nanoseconds.h"
 
 namespace halvexboard {
 
 namespace {
-
-constexpr std::uint64_t kNsPerSecond = 1'000'000'000;
 
 /// How far away the deadline is as seen now; kNever when there is none.
 std::uint64_t remainingNs(Deadline deadline) noexcept {
@@ -63,6 +62,21 @@ WaitResult sleepUntil(Deadline deadline) noexcept {
     return WaitResult::timedOut;
 }
 
+bool sleepsHere() noexcept { return isActive() && isTimeVirtual() && (isScheduled() || !scheduler().isRunning()); }
+
+int sleepOnBoard(Deadline deadline, std::uint64_t& leftNs) noexcept {
+    DeviceCall call(BOARD_CALL_NANOSLEEP, BOARD_TARGET_ANY, BOARD_FILE_ANY);
+    const std::uint64_t now = deadline.clock == Deadline::Clock::system ? systemNow() : rawNow();
+    call.with(static_cast<std::int64_t>(deadline.ns > now ? deadline.ns - now : 0));
+    if (!call.isFaulted()) {
+        const bool interrupted = sleepUntil(deadline) == WaitResult::interrupted;
+        call.refresh();
+        call.succeed(interrupted ? -EINTR : 0);
+    }
+    leftNs = deadline.ns > rawNow() ? deadline.ns - rawNow() : 0;
+    return call.finishWithError();
+}
+
 bool hasPassed(Deadline deadline) noexcept { return remainingNs(deadline) == 0; }
 
 Deadline deadlineAt(clockid_t clock, const timespec& instant) noexcept {
@@ -76,9 +90,7 @@ Deadline deadlineAfter(std::uint64_t ns) noexcept {
     return Deadline::atRaw(ns > kNever - now ? kNever : now + ns);
 }
 
-bool isValid(const timespec& time) noexcept {
-    return time.tv_nsec >= 0 && time.tv_nsec < static_cast<long>(kNsPerSecond);
-}
+bool isValid(const timespec& time) noexcept { return time.tv_nsec >= 0 && time.tv_nsec < kNsPerSecond; }
 
 std::uint64_t toNs(const timespec& time) noexcept {
     constexpr std::uint64_t kMostSeconds = kNever / kNsPerSecond - 1;

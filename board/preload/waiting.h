@@ -18,6 +18,12 @@ WaitResult waitForModel(Deadline deadline) noexcept;
 /// Sleeps until the deadline or until a signal handler ran.
 WaitResult sleepUntil(Deadline deadline) noexcept;
 
+/// A thread outside the scheduler sleeps for real; so does everybody when time is real.
+bool sleepsHere() noexcept;
+
+/// A sleep as a call on the board. 0, or the errno that ended it; `leftNs` is what was left when a signal ended it.
+int sleepOnBoard(Deadline deadline, std::uint64_t& leftNs) noexcept;
+
 bool hasPassed(Deadline deadline) noexcept;
 
 /// Deadlines as the C library's functions take them: an instant of a clock, or a span from now.

@@ -1,0 +1,308 @@
+// Shims: poll and select, and their relatives.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+#include <poll.h>
+#include <pthread.h>
+#include <sys/select.h>
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+
+#include "board/preload/boardCore.h"
+#include "board/preload/deviceFiles.h"
+#include "board/preload/nanoseconds.h"
+#include "board/preload/realCalls.h"
+#include "board/preload/waiting.h"
+
+using namespace halvexboard;
+
+namespace {
+
+HALVEXBOARD_REAL(select);
+HALVEXBOARD_REAL(pselect);
+HALVEXBOARD_REAL(poll);
+HALVEXBOARD_REAL(ppoll);
+
+/// One descriptor that is waited for, whichever function waits.
+struct Watched {
+    int fd;
+    short events;
+    short ready;
+};
+
+constexpr int kMaxWatched = 4096;
+
+/// The descriptors of one waiting call. In storage of the thread, so that nothing is allocated.
+struct Watch {
+    Watched* items;
+    int count;
+};
+
+short readinessOf(const OpenFile& file, short events) noexcept {
+    if (board_present(model(), file.node->target) == 0) return POLLERR | POLLHUP;
+    if (isAlwaysReady(file)) return static_cast<short>(events & (POLLIN | POLLOUT | POLLRDNORM | POLLWRNORM));
+    return isReadable(file) ? static_cast<short>(events & (POLLIN | POLLRDNORM)) : short{0};
+}
+
+/// Looks at every descriptor once. Those of the machine are asked without waiting, or for `realSpan` when given.
+int look(Watch& watch, bool withReal, const timespec* realSpan) noexcept {
+    int ready = 0;
+    for (int i = 0; i < watch.count; ++i) {
+        Watched& item = watch.items[i];
+        item.ready = 0;
+        if (const OpenFile* const file = findDescriptor(item.fd))
+            item.ready = readinessOf(*file, item.events);
+        else if (withReal) {
+            pollfd entry{item.fd, item.events, 0};
+            rawSystemCall(SYS_ppoll, reinterpret_cast<long>(&entry), 1, reinterpret_cast<long>(realSpan), 0, 0);
+            item.ready = entry.revents;
+        }
+        ready += item.ready != 0 ? 1 : 0;
+    }
+    return ready;
+}
+
+bool hasReal(const Watch& watch) noexcept {
+    return std::any_of(watch.items, watch.items + watch.count,
+                       [](const Watched& item) { return findDescriptor(item.fd) == nullptr; });
+}
+
+const OpenFile* firstOfBoard(const Watch& watch) noexcept {
+    for (int i = 0; i < watch.count; ++i) {
+        if (const OpenFile* const file = findDescriptor(watch.items[i].fd)) return file;
+    }
+    return nullptr;
+}
+
+/// Waits until something is ready or the deadline has passed. Number of ready ones, 0, or -EINTR.
+int watchUntil(Watch& watch, Deadline deadline, DeviceCall& call) noexcept {
+    // Descriptors of the machine wake nobody here: between looks at them a little virtual and a little real time may
+    // pass.
+    constexpr std::uint64_t kLookAgainNs = 10 * kNsPerMillisecond;
+    constexpr timespec kNoWait{0, 0};
+    constexpr timespec kShortWait{0, kNsPerMillisecond};
+    const bool mixed = hasReal(watch);
+    for (;;) {
+        const int ready = look(watch, mixed, mixed && deadline.clock == Deadline::Clock::none ? &kShortWait : &kNoWait);
+        if (ready != 0 || hasPassed(deadline)) {
+            call.refresh();
+            return ready;
+        }
+        Deadline until = deadline;
+        if (mixed) {
+            until = deadlineAfter(kLookAgainNs);
+            if (deadline.clock == Deadline::Clock::raw && deadline.ns < until.ns) until = deadline;
+        }
+        if (waitForModel(until) == WaitResult::interrupted) return -EINTR;
+    }
+}
+
+/// The whole of a waiting call that concerns at least one descriptor of the board.
+int watchOnBoard(board_call_kind kind, const OpenFile& first, Watch& watch, Deadline deadline,
+                 std::int64_t spanNs) noexcept {
+    DeviceCall call(kind, first.node->target, first.node->file);
+    call.with(spanNs);
+    if (!call.isFaulted()) {
+        if (call.shortCount() == 0) {  // "nothing became ready", at the cost of the whole wait
+            for (int i = 0; i < watch.count; ++i) watch.items[i].ready = 0;
+            sleepUntil(deadline);
+            call.refresh();
+            call.succeed(0);
+        } else {
+            call.succeed(watchUntil(watch, deadline, call));
+        }
+    }
+    return static_cast<int>(call.finish());
+}
+
+/// After a real wait that timed out: virtual time has to get there as well.
+void catchUp(std::uint64_t startNs, std::int64_t spanNs) noexcept {
+    const int error = errno;
+    if (sleepsHere() && spanNs > 0) sleepUntil(Deadline::atRaw(startNs + static_cast<std::uint64_t>(spanNs)));
+    errno = error;
+}
+
+Deadline deadlineOf(std::int64_t spanNs) noexcept {
+    return spanNs < 0 ? Deadline::never() : deadlineAfter(static_cast<std::uint64_t>(spanNs));
+}
+
+thread_local Watched watchedStorage[kMaxWatched];
+
+constexpr int kBitsPerWord = 8 * static_cast<int>(sizeof(fd_mask));
+
+/// The sets are read by words, as the kernel does: descriptors of FD_SETSIZE and more are no different.
+bool isInSet(const fd_set* set, int fd) noexcept {
+    if (set == nullptr) return false;
+    const auto* const words = reinterpret_cast<const fd_mask*>(set);
+    return (static_cast<unsigned long>(words[fd / kBitsPerWord]) >> (fd % kBitsPerWord) & 1UL) != 0;
+}
+
+void keepInSet(fd_set* set, int fd, bool keep) noexcept {
+    if (set == nullptr) return;
+    auto* const words = reinterpret_cast<unsigned long*>(set);
+    const unsigned long bit = 1UL << (fd % kBitsPerWord);
+    words[fd / kBitsPerWord] = keep ? words[fd / kBitsPerWord] | bit : words[fd / kBitsPerWord] & ~bit;
+}
+
+Watch collectSets(int count, const fd_set* reading, const fd_set* writing, const fd_set* exceptional) noexcept {
+    Watch watch{watchedStorage, 0};
+    for (int fd = 0; fd < count && watch.count < kMaxWatched; ++fd) {
+        short events = 0;
+        if (isInSet(reading, fd)) events = static_cast<short>(events | POLLIN);
+        if (isInSet(writing, fd)) events = static_cast<short>(events | POLLOUT);
+        if (isInSet(exceptional, fd)) events = static_cast<short>(events | POLLPRI);
+        if (events != 0) watch.items[watch.count++] = {fd, events, 0};
+    }
+    return watch;
+}
+
+int deliverSets(const Watch& watch, fd_set* reading, fd_set* writing, fd_set* exceptional) noexcept {
+    int bits = 0;
+    for (int i = 0; i < watch.count; ++i) {
+        const Watched& item = watch.items[i];
+        const bool isRead = isInSet(reading, item.fd) && (item.ready & (POLLIN | POLLHUP | POLLERR)) != 0;
+        const bool isWrite = isInSet(writing, item.fd) && (item.ready & (POLLOUT | POLLERR)) != 0;
+        const bool isOther = isInSet(exceptional, item.fd) && (item.ready & POLLPRI) != 0;
+        keepInSet(reading, item.fd, isRead);
+        keepInSet(writing, item.fd, isWrite);
+        keepInSet(exceptional, item.fd, isOther);
+        bits += (isRead ? 1 : 0) + (isWrite ? 1 : 0) + (isOther ? 1 : 0);
+    }
+    return bits;
+}
+
+/// False: no descriptor of the board is concerned, and it is no mere sleep.
+bool selectOnBoard(int count, fd_set* reading, fd_set* writing, fd_set* exceptional, std::int64_t spanNs,
+                   int& result) noexcept {
+    Watch watch = collectSets(count, reading, writing, exceptional);
+    if (watch.count == 0 && sleepsHere() && spanNs >= 0) {
+        std::uint64_t leftNs = 0;
+        const int error = sleepOnBoard(deadlineOf(spanNs), leftNs);
+        errno = error != 0 ? error : errno;
+        result = error != 0 ? -1 : 0;
+        return true;
+    }
+    const OpenFile* const first = firstOfBoard(watch);
+    if (first == nullptr) return false;
+    result = watchOnBoard(BOARD_CALL_SELECT, *first, watch, deadlineOf(spanNs), spanNs);
+    if (result >= 0) result = deliverSets(watch, reading, writing, exceptional);
+    return true;
+}
+
+}  // namespace
+
+HALVEXBOARD_SHIM int select(int count, fd_set* reading, fd_set* writing, fd_set* exceptional, timeval* span) {
+    pthread_testcancel();
+    if (!isActive() || count < 0) return real_select(count, reading, writing, exceptional, span);
+    std::int64_t spanNs = -1;
+    if (span != nullptr) {
+        if (span->tv_sec < 0 || span->tv_usec < 0) {
+            errno = EINVAL;
+            return -1;
+        }
+        spanNs = static_cast<std::int64_t>(toNs({span->tv_sec, 0})) + span->tv_usec * kNsPerMicrosecond;
+    }
+    const std::uint64_t startNs = rawNow();
+    int result = 0;
+    if (selectOnBoard(count, reading, writing, exceptional, spanNs, result)) {
+        // As the kernel does: the time-out becomes what is left of it.
+        const auto passedNs = static_cast<std::int64_t>(rawNow() - startNs);
+        const std::int64_t leftNs = spanNs > passedNs ? spanNs - passedNs : 0;
+        if (span != nullptr) *span = {leftNs / kNsPerSecond, leftNs % kNsPerSecond / kNsPerMicrosecond};
+        return result;
+    }
+    {
+        const ExternalCall external;
+        result = real_select(count, reading, writing, exceptional, span);
+    }
+    if (result == 0) catchUp(startNs, spanNs);
+    return result;
+}
+
+HALVEXBOARD_SHIM int pselect(int count, fd_set* reading, fd_set* writing, fd_set* exceptional, const timespec* span,
+                             const sigset_t* mask) {
+    pthread_testcancel();
+    if (!isActive() || count < 0 || (span != nullptr && (!isValid(*span) || span->tv_sec < 0)))
+        return real_pselect(count, reading, writing, exceptional, span, mask);
+    const std::int64_t spanNs = span != nullptr ? static_cast<std::int64_t>(toNs(*span)) : -1;
+    const std::uint64_t startNs = rawNow();
+    sigset_t before;
+    if (mask != nullptr) pthread_sigmask(SIG_SETMASK, mask, &before);
+    int result = 0;
+    const bool onBoard = selectOnBoard(count, reading, writing, exceptional, spanNs, result);
+    if (mask != nullptr) pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    if (onBoard) return result;
+    {
+        const ExternalCall external;
+        result = real_pselect(count, reading, writing, exceptional, span, mask);
+    }
+    if (result == 0) catchUp(startNs, spanNs);
+    return result;
+}
+
+namespace {
+
+/// False: no descriptor of the board is concerned, and it is no mere sleep.
+bool pollOnBoard(pollfd* entries, nfds_t count, std::int64_t spanNs, int& result) noexcept {
+    Watch watch{watchedStorage, 0};
+    for (nfds_t i = 0; i < count && watch.count < kMaxWatched; ++i)
+        watch.items[watch.count++] = {entries[i].fd, entries[i].events, 0};
+    if (watch.count == 0 && sleepsHere() && spanNs >= 0) {
+        std::uint64_t leftNs = 0;
+        const int error = sleepOnBoard(deadlineOf(spanNs), leftNs);
+        errno = error != 0 ? error : errno;
+        result = error != 0 ? -1 : 0;
+        return true;
+    }
+    const OpenFile* const first = firstOfBoard(watch);
+    if (first == nullptr) return false;
+    result = watchOnBoard(BOARD_CALL_POLL, *first, watch, deadlineOf(spanNs), spanNs);
+    for (int i = 0; result >= 0 && i < watch.count; ++i) entries[i].revents = watch.items[i].ready;
+    return true;
+}
+
+}  // namespace
+
+HALVEXBOARD_SHIM int poll(pollfd* entries, nfds_t count, int milliseconds) {
+    pthread_testcancel();
+    const std::int64_t spanNs = milliseconds < 0 ? -1 : milliseconds * kNsPerMillisecond;
+    int result = 0;
+    if (!isActive()) return real_poll(entries, count, milliseconds);
+    if (pollOnBoard(entries, count, spanNs, result)) return result;
+    const std::uint64_t startNs = rawNow();
+    {
+        const ExternalCall external;
+        result = real_poll(entries, count, milliseconds);
+    }
+    if (result == 0) catchUp(startNs, spanNs);
+    return result;
+}
+
+HALVEXBOARD_SHIM int __poll_chk(pollfd* entries, nfds_t count, int milliseconds, size_t room) {
+    if (room / sizeof(pollfd) < count) __builtin_trap();
+    return poll(entries, count, milliseconds);
+}
+
+HALVEXBOARD_SHIM int ppoll(pollfd* entries, nfds_t count, const timespec* span, const sigset_t* mask) {
+    pthread_testcancel();
+    const std::int64_t spanNs = span != nullptr ? static_cast<std::int64_t>(toNs(*span)) : -1;
+    if (!isActive()) return real_ppoll(entries, count, span, mask);
+    sigset_t before;
+    if (mask != nullptr) pthread_sigmask(SIG_SETMASK, mask, &before);
+    int result = 0;
+    const bool onBoard = pollOnBoard(entries, count, spanNs, result);
+    if (mask != nullptr) pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    if (onBoard) return result;
+    const std::uint64_t startNs = rawNow();
+    {
+        const ExternalCall external;
+        result = real_ppoll(entries, count, span, mask);
+    }
+    if (result == 0) catchUp(startNs, spanNs);
+    return result;
+}
+
+HALVEXBOARD_SHIM int __ppoll_chk(pollfd* entries, nfds_t count, const timespec* span, const sigset_t* mask,
+                                 size_t room) {
+    if (room / sizeof(pollfd) < count) __builtin_trap();
+    return ppoll(entries, count, span, mask);
+}
