@@ -1,9 +1,8 @@
-/* What events do to the board. */
+/* Events: what each kind does to the board, what it may be aimed at, and which values it takes. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 
 #define STALE_SPACING_NS 1000
-#define MOST_LOST_PULSES 1000000000LL
 
 static int interface_of(const struct board *board, int target)
 {
@@ -26,51 +25,105 @@ static int clock_of(const struct board *board, int target)
 	}
 }
 
-static void add_stale_events(struct board *board, uint32_t interface, int64_t count)
-{
-	const int clock = BOARD_CLOCK_PHC((int)interface);
+/* ------------------------------------------------------------------------------------------------------ actions -- */
 
-	for (; count > 0; --count) {
+static void interface_up(struct board *board, const struct board_event_config *event)
+{
+	const uint32_t interface = (uint32_t)interface_of(board, event->target);
+	struct board_interface_config *config = &board->config.interfaces[interface];
+
+	if (!config->is_up && config->reset_on_up)
+		board_phc_reset(board, interface);
+	config->is_up = 1;
+}
+
+static void interface_down(struct board *board, const struct board_event_config *event)
+{
+	board->config.interfaces[interface_of(board, event->target)].is_up = 0;
+}
+
+static void phc_reset(struct board *board, const struct board_event_config *event)
+{
+	board_phc_reset(board, (uint32_t)interface_of(board, event->target));
+}
+
+static void fpga_stop(struct board *board, const struct board_event_config *event)
+{
+	(void)event;
+	board->fpga.running = 0;
+}
+
+static void fpga_run(struct board *board, const struct board_event_config *event)
+{
+	(void)event;
+	board->fpga.running = 1;
+	board->fpga.reads_zero = 0;
+}
+
+static void fpga_zero(struct board *board, const struct board_event_config *event)
+{
+	(void)event;
+	board->fpga.reads_zero = 1;
+}
+
+static void lose_edges(struct board *board, const struct board_event_config *event)
+{
+	if (event->target == BOARD_TARGET_FPGA)
+		board->fpga.pulses_to_lose += event->value;
+	else
+		board->phcs[interface_of(board, event->target)].pulses_to_lose += event->value;
+}
+
+static void stale_events(struct board *board, const struct board_event_config *happened)
+{
+	const int interface = interface_of(board, happened->target);
+	const int clock = BOARD_CLOCK_PHC(interface);
+	int64_t count;
+
+	for (count = happened->value; count > 0; --count) {
 		struct board_stamp stamp = { clock, 0, 0, 0, 1, 0 };
 		struct board_phc_event event = { 0, 0, 0 };
 		struct board_happening happening = { .kind = BOARD_HAPPENING_STAMP };
 
 		event.time_ns = board_time_now(board, clock) - (uint64_t)count * STALE_SPACING_NS;
 		stamp.time_ns = event.time_ns;
-		happening.target = BOARD_TARGET_INTERFACE((int)interface);
+		happening.target = BOARD_TARGET_INTERFACE(interface);
 		happening.stamp = &stamp;
-		board_phc_enqueue(board, interface, &event);
+		board_phc_enqueue(board, (uint32_t)interface, &event);
 		board_tell(board, &happening);
 	}
 }
 
-static void change_interface(struct board *board, uint32_t interface, const struct board_event_config *event)
+static void driver_gone(struct board *board, const struct board_event_config *event)
 {
-	struct board_interface_config *config = &board->config.interfaces[interface];
-
-	switch (event->kind) {
-	case BOARD_EVENT_INTERFACE_UP:
-		if (!config->is_up && config->reset_on_up)
-			board_phc_reset(board, interface);
-		config->is_up = 1;
-		break;
-	case BOARD_EVENT_INTERFACE_DOWN:
-		config->is_up = 0;
-		break;
-	case BOARD_EVENT_PHC_RESET:
-		board_phc_reset(board, interface);
-		break;
-	case BOARD_EVENT_CAPABILITIES:
-		config->n_ext_ts = (int32_t)(event->value & 0xFF);
-		config->n_per_out = (int32_t)((event->value >> 8) & 0xFF);
-		config->n_pins = (int32_t)((event->value >> 16) & 0xFF);
-		break;
-	default: /* BOARD_EVENT_STALE_EVENTS */
-		add_stale_events(board, interface, event->value);
-	}
+	board->gone[event->target] = 1;
 }
 
-static void change_crystal(struct board *board, const struct board_event_config *event)
+static void driver_back(struct board *board, const struct board_event_config *event)
+{
+	board->gone[event->target] = 0;
+}
+
+static void kill_phc2sys(struct board *board, const struct board_event_config *event)
+{
+	board_phc2sys_signal_all(board, (int32_t)event->value);
+}
+
+static void capabilities(struct board *board, const struct board_event_config *event)
+{
+	struct board_interface_config *config = &board->config.interfaces[interface_of(board, event->target)];
+
+	config->n_ext_ts = (int32_t)(event->value & 0xFF);
+	config->n_per_out = (int32_t)((event->value >> 8) & 0xFF);
+	config->n_pins = (int32_t)((event->value >> 16) & 0xFF);
+}
+
+static void jump(struct board *board, const struct board_event_config *event)
+{
+	board_shift(board, clock_of(board, event->target), event->value);
+}
+
+static void crystal(struct board *board, const struct board_event_config *event)
 {
 	if (event->target == BOARD_TARGET_SYSTEM) {
 		board->config.system_crystal_error_ppt = event->value;
@@ -81,92 +134,98 @@ static void change_crystal(struct board *board, const struct board_event_config 
 	board_set_rate(board);
 }
 
-static void lose_pulses(struct board *board, const struct board_event_config *event)
+static void pulse(struct board *board, const struct board_event_config *event)
 {
-	if (event->target == BOARD_TARGET_FPGA)
-		board->fpga.pulses_to_lose += event->value;
-	else
-		board->phcs[interface_of(board, event->target)].pulses_to_lose += event->value;
+	(void)event;
+	board_pulse(board);
 }
 
-/* Whether the event makes sense for its target and value. */
-static int fits(const struct board *board, const struct board_event_config *event)
+static void pulse_every_second(struct board *board, const struct board_event_config *event)
 {
-	const int is_interface = interface_of(board, event->target) >= 0;
-	const int64_t value = event->value;
+	board_pulse_every_second(board, event->value == 1);
+}
 
-	switch (event->kind) {
-	case BOARD_EVENT_INTERFACE_UP:
-	case BOARD_EVENT_INTERFACE_DOWN:
-	case BOARD_EVENT_PHC_RESET:
-		return is_interface;
-	case BOARD_EVENT_STALE_EVENTS:
-		return is_interface && value > 0 && value <= 1000;
-	case BOARD_EVENT_CAPABILITIES:
-		return is_interface && (value & 0xFF) <= BOARD_MAX_CHANNELS &&
-			((value >> 8) & 0xFF) <= BOARD_MAX_CHANNELS && value >> 16 >= 0 &&
-			value >> 16 <= BOARD_MAX_PINS;
-	case BOARD_EVENT_LOSE_EDGES:
-		return (is_interface || event->target == BOARD_TARGET_FPGA) && value > 0 && value <= MOST_LOST_PULSES;
-	case BOARD_EVENT_DRIVER_GONE:
-	case BOARD_EVENT_DRIVER_BACK:
-		return is_interface || event->target == BOARD_TARGET_FERROX || event->target == BOARD_TARGET_FPGA ||
-			event->target == BOARD_TARGET_SI514;
-	case BOARD_EVENT_JUMP:
-		return clock_of(board, event->target) >= 0;
-	case BOARD_EVENT_CRYSTAL:
-		return (event->target == BOARD_TARGET_ANY || event->target == BOARD_TARGET_SYSTEM) &&
-			value >= -BOARD_NS_PER_S && value <= BOARD_NS_PER_S;
-	case BOARD_EVENT_KILL_CHILD:
-		return value > 0 && value <= 64;
-	case BOARD_EVENT_PULSE_EVERY_SECOND:
-		return event->target == BOARD_TARGET_FERROX && (value == 0 || value == 1);
+/* ------------------------------------------------------------------------------------------------------- rows -- */
+
+enum board_aim {
+	BOARD_AIM_ANYTHING = 0,
+	BOARD_AIM_BOARD = 1,
+	BOARD_AIM_FERROX = 2,
+	BOARD_AIM_FPGA = 4,
+	BOARD_AIM_SYSTEM = 8,
+	BOARD_AIM_SI514 = 16,
+	BOARD_AIM_INTERFACE = 32,
+	BOARD_AIM_CLOCK = BOARD_AIM_FERROX | BOARD_AIM_FPGA | BOARD_AIM_SYSTEM | BOARD_AIM_INTERFACE,
+	BOARD_AIM_DRIVER = BOARD_AIM_FERROX | BOARD_AIM_FPGA | BOARD_AIM_SI514 | BOARD_AIM_INTERFACE
+};
+
+#define ROW(constant, name, aims, action, ...) [BOARD_EVENT_##constant] = { name, aims, action, { __VA_ARGS__ } },
+#define KEY(name, unit, least, most, otherwise)    \
+	{                                          \
+		name, unit, least, most, otherwise \
+	}
+#define NO_KEYS                                \
+	{                                      \
+		NULL, BOARD_UNIT_NONE, 0, 0, 0 \
+	}
+
+static const struct {
+	const char *name;
+	int aims;
+	void (*act)(struct board *board, const struct board_event_config *event);
+	struct board_event_key keys[BOARD_MAX_EVENT_KEYS + 1]; /* up to the first without a unit */
+} rows[BOARD_EVENT_KINDS] = { [BOARD_EVENT_NONE] = { "none", BOARD_AIM_ANYTHING, NULL, { NO_KEYS } },
+			      BOARD_EVENT_ROWS(ROW, KEY, NO_KEYS, BOARD_REQUIRED) };
+
+const char *board_event_kind_name(enum board_event_kind kind)
+{
+	return (uint32_t)kind < BOARD_EVENT_KINDS ? rows[kind].name : NULL;
+}
+
+const struct board_event_key *board_event_keys(enum board_event_kind kind)
+{
+	return rows[kind].keys;
+}
+
+static int aim_of(const struct board *board, int target)
+{
+	switch (target) {
+	case BOARD_TARGET_ANY:
+		return BOARD_AIM_BOARD;
+	case BOARD_TARGET_FERROX:
+		return BOARD_AIM_FERROX;
+	case BOARD_TARGET_FPGA:
+		return BOARD_AIM_FPGA;
+	case BOARD_TARGET_SYSTEM:
+		return BOARD_AIM_SYSTEM;
+	case BOARD_TARGET_SI514:
+		return BOARD_AIM_SI514;
 	default:
-		return event->kind > BOARD_EVENT_NONE && event->kind < BOARD_EVENT_KINDS;
+		return interface_of(board, target) < 0 ? 0 : BOARD_AIM_INTERFACE;
 	}
 }
 
-static void carry_out(struct board *board, const struct board_event_config *event)
+int board_event_fits(const struct board *board, const struct board_event_config *event)
 {
-	switch (event->kind) {
-	case BOARD_EVENT_FPGA_STOP:
-		board->fpga.running = 0;
-		break;
-	case BOARD_EVENT_FPGA_RUN:
-		board->fpga.running = 1;
-		board->fpga.reads_zero = 0;
-		break;
-	case BOARD_EVENT_FPGA_ZERO:
-		board->fpga.reads_zero = 1;
-		break;
-	case BOARD_EVENT_LOSE_EDGES:
-		lose_pulses(board, event);
-		break;
-	case BOARD_EVENT_DRIVER_GONE:
-		board->gone[event->target] = 1;
-		break;
-	case BOARD_EVENT_DRIVER_BACK:
-		board->gone[event->target] = 0;
-		break;
-	case BOARD_EVENT_KILL_CHILD:
-		board_phc2sys_signal_all(board, (int32_t)event->value);
-		break;
-	case BOARD_EVENT_JUMP:
-		board_shift(board, clock_of(board, event->target), event->value);
-		break;
-	case BOARD_EVENT_CRYSTAL:
-		change_crystal(board, event);
-		break;
-	case BOARD_EVENT_PULSE:
-		board_pulse(board);
-		break;
-	case BOARD_EVENT_PULSE_EVERY_SECOND:
-		board_pulse_every_second(board, event->value == 1);
-		break;
-	default:
-		change_interface(board, (uint32_t)interface_of(board, event->target), event);
+	const struct board_event_key *key;
+	int64_t rest = event->value;
+
+	if (event->kind <= BOARD_EVENT_NONE || event->kind >= BOARD_EVENT_KINDS)
+		return 0;
+	if (rows[event->kind].aims != BOARD_AIM_ANYTHING && !(rows[event->kind].aims & aim_of(board, event->target)))
+		return 0;
+	for (key = rows[event->kind].keys; key->unit != BOARD_UNIT_NONE; ++key) {
+		const int64_t part =
+			key[1].unit == BOARD_UNIT_NONE ? rest : rest & 0xFF; /* the last has all that is left */
+
+		if (part < key->least || part > key->most)
+			return 0;
+		rest >>= 8;
 	}
+	return 1;
 }
+
+/* --------------------------------------------------------------------------------------------------- happening -- */
 
 /* Without letting other things due at this instant go first. */
 void board_event_now(struct board *board, const struct board_event_config *event)
@@ -177,19 +236,14 @@ void board_event_now(struct board *board, const struct board_event_config *event
 	happening.value = event->value;
 	happening.event = event;
 	board_tell(board, &happening);
-	carry_out(board, event);
+	rows[event->kind].act(board, event);
 }
 
 int board_do_event(struct board *board, uint64_t raw_ns, const struct board_event_config *event)
 {
 	board_enter(board, raw_ns);
-	if (!fits(board, event))
+	if (!board_event_fits(board, event))
 		return -EINVAL;
 	board_event_now(board, event);
 	return 0;
-}
-
-int board_event_fits(const struct board *board, const struct board_event_config *event)
-{
-	return fits(board, event);
 }

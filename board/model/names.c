@@ -43,24 +43,6 @@ static const char *const files[BOARD_FILE_KINDS] = { [BOARD_FILE_ANY] = "any",
 						     [BOARD_FILE_DIRECTORY] = "directory",
 						     [BOARD_FILE_SOCKET] = "socket" };
 
-static const char *const events[BOARD_EVENT_KINDS] = { [BOARD_EVENT_NONE] = "none",
-						       [BOARD_EVENT_INTERFACE_UP] = "interface_up",
-						       [BOARD_EVENT_INTERFACE_DOWN] = "interface_down",
-						       [BOARD_EVENT_PHC_RESET] = "phc_reset",
-						       [BOARD_EVENT_FPGA_STOP] = "fpga_stop",
-						       [BOARD_EVENT_FPGA_RUN] = "fpga_run",
-						       [BOARD_EVENT_FPGA_ZERO] = "fpga_zero",
-						       [BOARD_EVENT_LOSE_EDGES] = "lose_edges",
-						       [BOARD_EVENT_STALE_EVENTS] = "stale_events",
-						       [BOARD_EVENT_DRIVER_GONE] = "driver_gone",
-						       [BOARD_EVENT_DRIVER_BACK] = "driver_back",
-						       [BOARD_EVENT_KILL_CHILD] = "kill_phc2sys",
-						       [BOARD_EVENT_CAPABILITIES] = "capabilities",
-						       [BOARD_EVENT_JUMP] = "jump",
-						       [BOARD_EVENT_CRYSTAL] = "crystal",
-						       [BOARD_EVENT_PULSE] = "pulse",
-						       [BOARD_EVENT_PULSE_EVERY_SECOND] = "pulse_every_second" };
-
 static const char *const happenings[BOARD_HAPPENING_KINDS] = { [BOARD_HAPPENING_START] = "start",
 							       [BOARD_HAPPENING_CALL] = "call",
 							       [BOARD_HAPPENING_STEP] = "step",
@@ -100,11 +82,6 @@ const char *board_call_kind_name(enum board_call_kind kind)
 const char *board_file_name(enum board_file file)
 {
 	return (uint32_t)file < BOARD_FILE_KINDS ? files[file] : NULL;
-}
-
-const char *board_event_kind_name(enum board_event_kind kind)
-{
-	return (uint32_t)kind < BOARD_EVENT_KINDS ? events[kind] : NULL;
 }
 
 const char *board_happening_kind_name(enum board_happening_kind kind)

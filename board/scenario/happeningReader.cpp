@@ -61,34 +61,22 @@ std::uint32_t readTimes(TableReader& reader) {
     return static_cast<std::uint32_t>(reader.integer("times", 1, 1, kMostTimes));
 }
 
+std::int64_t readKey(TableReader& reader, const board_event_key& key) {
+    if (key.otherwise == BOARD_REQUIRED) reader.require(key.name);
+    std::int64_t value = key.otherwise;
+    if (key.unit == BOARD_UNIT_DURATION)
+        reader.duration(key.name, value, key.least);
+    else if (key.unit == BOARD_UNIT_PPB)
+        reader.ppb(key.name, value);
+    else
+        value = reader.integer(key.name, key.otherwise, key.least, key.most);
+    return value;
+}
+
 void readEventValue(TableReader& reader, board_event_config& event) {
-    switch (event.kind) {
-        case BOARD_EVENT_LOSE_EDGES:
-        case BOARD_EVENT_STALE_EVENTS:
-            event.value = reader.integer("count", 1, 1, kMostInt32);
-            break;
-        case BOARD_EVENT_JUMP:
-            reader.require("by");
-            reader.duration("by", event.value);
-            break;
-        case BOARD_EVENT_CRYSTAL:
-            reader.require("crystal_error_ppb");
-            reader.ppb("crystal_error_ppb", event.value);
-            break;
-        case BOARD_EVENT_PULSE_EVERY_SECOND:
-            event.value = 1;
-            break;
-        case BOARD_EVENT_KILL_CHILD:
-            event.value = reader.integer("signal", 9, 1, 64);
-            break;
-        case BOARD_EVENT_CAPABILITIES:
-            event.value = reader.integer("n_ext_ts", 2, 0, BOARD_MAX_CHANNELS) |
-                          reader.integer("n_per_out", 2, 0, BOARD_MAX_CHANNELS) << 8 |
-                          reader.integer("n_pins", BOARD_MAX_PINS, 0, BOARD_MAX_PINS) << 16;
-            break;
-        default:
-            break;
-    }
+    int shift = 0;
+    for (const board_event_key* key = board_event_keys(event.kind); key->unit != BOARD_UNIT_NONE; ++key, shift += 8)
+        event.value |= readKey(reader, *key) << shift;
 }
 
 // At least one of error, short_count, driver_status, delay; of the first three only one.

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 #include <cerrno>
+#include <fstream>
+#include <iterator>
 
 #include "board/wire/ptp.h"
 
@@ -258,6 +260,19 @@ TEST(ScenarioMistake, AMissingFileIsNamed) {
         FAIL() << "accepted";
     } catch (const ScenarioError& error) {
         EXPECT_STREQ(error.what(), "/nonexistent/story.toml:1: cannot be read, or is empty");
+    }
+}
+
+TEST(Scenario, EveryKindOfEventAndItsKeysAreDocumented) {
+    std::ifstream file(BOARD_PAGE);
+    const std::string page{std::istreambuf_iterator<char>(file), {}};
+    for (int at = BOARD_EVENT_NONE + 1; at < BOARD_EVENT_KINDS; ++at) {
+        const auto kind = static_cast<board_event_kind>(at);
+        const std::size_t name = page.find('`' + std::string(board_event_kind_name(kind)) + '`');
+        ASSERT_NE(name, std::string::npos) << board_event_kind_name(kind);
+        const std::string row = page.substr(name, page.find('\n', name) - name);
+        for (const board_event_key* key = board_event_keys(kind); key->unit != BOARD_UNIT_NONE; ++key)
+            EXPECT_NE(row.find('`' + std::string(key->name) + '`'), std::string::npos) << row << " lacks " << key->name;
     }
 }
 

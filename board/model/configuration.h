@@ -1,0 +1,250 @@
+/* What a board is configured with: its parts and limits, calls and targets, events, faults and costs. */
+/* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
+#ifndef HALVEX_BOARD_MODEL_CONFIGURATION_H
+#define HALVEX_BOARD_MODEL_CONFIGURATION_H
+
+#include "board/model/eventRows.h"
+#include "board/model/platform.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---------------------------------------------------------------------------------------------- fixed maxima -- */
+
+#define BOARD_MAX_INTERFACES 16
+#define BOARD_MAX_EVENTS 128
+#define BOARD_MAX_FAULTS 64
+#define BOARD_MAX_COSTS 64
+#define BOARD_MAX_CHILDREN 64 /* living and dead; the oldest dead one is forgotten for a new one */
+#define BOARD_MAX_PINS 4
+#define BOARD_MAX_CHANNELS 2
+#define BOARD_NAME_SIZE 16           /* interface name with its zero, as in the kernel */
+#define BOARD_ID_SIZE 32             /* contents of a vendor or device file with its zero, newline included */
+#define BOARD_TEXT_SIZE 320          /* other configured texts with their zero */
+#define BOARD_QUEUE_SIZE 128         /* slots of a time-stamp queue; it keeps the newest 127 */
+#define BOARD_RECORD_SIZE 32         /* largest record passed by address to a driver */
+#define BOARD_NEVER (~(uint64_t)0)   /* "no instant" */
+#define BOARD_FOREVER (~(uint32_t)0) /* "every time from then on" */
+
+/* ---------------------------------------------------------------------------------------------------- clocks -- */
+
+/* Clocks by number. The PHC of the interface at position i of the configuration is BOARD_CLOCK_PHC(i). */
+enum board_clock {
+	BOARD_CLOCK_FERROX = 0, /* the epoch master: every difference is measured to it */
+	BOARD_CLOCK_FPGA = 1,
+	BOARD_CLOCK_SYSTEM = 2, /* on a crystal of its own */
+	BOARD_CLOCK_FIRST_PHC = 3
+};
+#define BOARD_CLOCK_PHC(i) (BOARD_CLOCK_FIRST_PHC + (i))
+#define BOARD_MAX_CLOCKS (BOARD_CLOCK_FIRST_PHC + BOARD_MAX_INTERFACES)
+
+/* What a call, a fault or an event is aimed at. An interface stands for its files, its flags and its PHC alike. */
+enum board_target {
+	BOARD_TARGET_ANY = 0, /* in a filter: anything; in a happening: the board as a whole */
+	BOARD_TARGET_FERROX = 1,
+	BOARD_TARGET_FPGA = 2,
+	BOARD_TARGET_SYSTEM = 3, /* the system clock */
+	BOARD_TARGET_SI514 = 4,
+	BOARD_TARGET_PHC2SYS = 5,
+	BOARD_TARGET_NETWORK = 6, /* the directory of network interfaces, and sockets not yet tied to one */
+	BOARD_TARGET_FIRST_INTERFACE = 16
+};
+#define BOARD_TARGET_INTERFACE(i) (BOARD_TARGET_FIRST_INTERFACE + (i))
+
+/* --------------------------------------------------------------------------------------------- calls and costs -- */
+
+/* Every kind of call the board takes part in. */
+enum board_call_kind {
+	BOARD_CALL_ANY = 0,
+	BOARD_CALL_OPEN,
+	BOARD_CALL_CLOSE,
+	BOARD_CALL_READ,
+	BOARD_CALL_WRITE,
+	BOARD_CALL_LSEEK,
+	BOARD_CALL_IOCTL, /* detail: the request number */
+	BOARD_CALL_SELECT,
+	BOARD_CALL_POLL,
+	BOARD_CALL_MMAP,
+	BOARD_CALL_SOCKET,
+	BOARD_CALL_CLOCK_GETTIME,
+	BOARD_CALL_CLOCK_SETTIME,
+	BOARD_CALL_CLOCK_ADJTIME, /* detail: timex.modes */
+	BOARD_CALL_OPENDIR,
+	BOARD_CALL_READDIR,
+	BOARD_CALL_FOPEN,
+	BOARD_CALL_FREAD,
+	BOARD_CALL_GLOB,
+	BOARD_CALL_POSIX_SPAWN,
+	BOARD_CALL_KILL,
+	BOARD_CALL_WAITPID,
+	BOARD_CALL_NANOSLEEP,
+	BOARD_CALL_SYSLOG,
+	BOARD_CALL_THREAD, /* waking, locking, creating: costs only */
+	BOARD_CALL_KINDS
+};
+
+/* Which of a target's files a call is about. Lets a fault name one of several. */
+enum board_file {
+	BOARD_FILE_ANY = 0,
+	BOARD_FILE_VENDOR, /* of an interface */
+	BOARD_FILE_DEVICE,
+	BOARD_FILE_PTP,            /* /dev/ptpN */
+	BOARD_FILE_NODE,           /* device node of the Ferrox or FPGA driver */
+	BOARD_FILE_INTERFACE_PATH, /* the driver's interfacePath file */
+	BOARD_FILE_NAME,           /* Si514 attribute */
+	BOARD_FILE_PPB_OFFSET,
+	BOARD_FILE_DIRECTORY,
+	BOARD_FILE_SOCKET,
+	BOARD_FILE_KINDS
+};
+
+/* Names as scenario files and traces spell them ("ioctl", "ppb_offset", "PTP_PIN_SETFUNC", "getTime"); constant
+ * storage. board_request_name knows the request numbers that `target` answers and gives NULL for others. */
+const char *board_call_kind_name(enum board_call_kind kind);
+const char *board_file_name(enum board_file file);
+const char *board_request_name(int target, uint32_t request);
+
+/* One call, as it is matched against faults, priced and reported to the observer. */
+struct board_call {
+	enum board_call_kind kind;
+	int target; /* enum board_target */
+	enum board_file file;
+	uint32_t detail;      /* see enum board_call_kind; 0 when there is none */
+	int64_t arguments[4]; /* numbers only, no addresses: they are part of the trace */
+	uint32_t argument_count;
+	int64_t result;
+	int32_t error; /* errno of a failed call, else 0 */
+};
+
+/* ----------------------------------------------------------------------------------------------- configuration -- */
+
+/* How one clock starts and how it takes a step. */
+struct board_clock_config {
+	int64_t offset_ns;           /* to the system clock's time at raw 0 */
+	int64_t step_loss_ns;        /* L: each step ends up this much behind */
+	int64_t step_jitter_ns;      /* sigma of the Gaussian jitter on L */
+	int64_t step_granularity_ns; /* a step is cut toward zero to a multiple of this; 0 and 1 mean none */
+};
+
+struct board_interface_config {
+	char name[BOARD_NAME_SIZE];
+	char vendor[BOARD_ID_SIZE]; /* whole contents of the files, newline included */
+	char device[BOARD_ID_SIZE];
+	uint8_t is_up;
+	uint8_t reset_on_up; /* coming up resets the PHC, as the driver does */
+	uint8_t present;
+	int32_t phc_index; /* -1: none */
+	int32_t max_adj_ppb;
+	int32_t n_alarm, n_ext_ts, n_per_out, pps, n_pins, cross_timestamping;
+	struct board_clock_config clock;
+	uint64_t interrupt_latency_ns; /* from an edge to its event in the queue */
+	uint64_t interrupt_jitter_ns;  /* uniform, added */
+	uint32_t lost_edges_per_million;
+	uint8_t virtual_clocks; /* virtual clocks in use: adjusting is EBUSY */
+};
+
+struct board_driver_config {
+	uint8_t present;
+	char interface_path[BOARD_TEXT_SIZE]; /* contents of the interfacePath file, exactly */
+	struct board_clock_config clock;
+};
+
+#define BOARD_EVENT_CONSTANT(constant, name, aims, action, ...) BOARD_EVENT_##constant,
+enum board_event_kind { BOARD_EVENT_NONE = 0, BOARD_EVENT_ROWS(BOARD_EVENT_CONSTANT, , , ) BOARD_EVENT_KINDS };
+const char *board_event_kind_name(enum board_event_kind kind);
+
+enum board_unit { BOARD_UNIT_NONE = 0, BOARD_UNIT_COUNT, BOARD_UNIT_DURATION /* ns */, BOARD_UNIT_PPB /* ppt */ };
+#define BOARD_MAX_EVENT_KEYS 3
+#define BOARD_REQUIRED (-INT64_MAX - 1)
+
+/* A key of a scenario's event, and what part of its value it holds: see eventRows.h. */
+struct board_event_key {
+	const char *name;
+	enum board_unit unit;
+	int64_t least, most, otherwise; /* what it is when not given; or BOARD_REQUIRED */
+};
+/* Up to one without a unit. */
+const struct board_event_key *board_event_keys(enum board_event_kind kind);
+
+struct board_event_config {
+	uint64_t at_ns; /* raw */
+	enum board_event_kind kind;
+	int target;
+	int64_t value;
+};
+
+/* "Fail the Nth call of this kind." A filter member that is 0 matches everything. All matching faults count a call; the
+ * first of the list that is due decides the outcome. */
+struct board_fault_config {
+	enum board_call_kind kind;
+	int target;
+	enum board_file file;
+	uint32_t detail; /* request number, with has_detail */
+	uint8_t has_detail;
+	uint8_t has_short_count;
+	uint64_t from_ns;      /* calls before this instant are not counted */
+	uint32_t nth;          /* 1: the first counted call */
+	uint32_t times;        /* how many calls in a row; BOARD_FOREVER */
+	int32_t error;         /* errno, or 0 */
+	int32_t short_count;   /* with has_short_count: the call transfers this much and says so */
+	int32_t driver_status; /* status code that the driver reports; below 0 it does nothing else */
+	uint64_t delay_ns;     /* the call takes this much longer; alone it still succeeds */
+};
+
+struct board_cost_config { /* later entries override earlier ones and the built-in table */
+	enum board_call_kind kind;
+	int target;
+	uint32_t detail;
+	uint8_t has_detail;
+	uint64_t cost_ns;
+};
+
+struct board_phc2sys_config {
+	uint64_t interval_ns; /* 1 s */
+	int64_t noise_ns;     /* sigma of one reading */
+	int64_t max_slew_ppb; /* fastest slew */
+};
+
+struct board_config {
+	uint64_t seed;
+	uint64_t start_time_ns;    /* CLOCK_REALTIME at raw 0 */
+	int64_t crystal_error_ppt; /* of the board's oscillator, within +-1e9 */
+	int64_t system_crystal_error_ppt;
+	struct board_clock_config system;
+	struct board_driver_config ferrox;
+	struct board_driver_config fpga;
+	uint8_t fpga_running;
+	uint8_t fpga_reads_zero;
+	uint8_t fpga_starts_on_request; /* a request for alignment starts a stopped time base */
+	uint64_t pulse_width_ns;
+	uint8_t si514_present;
+	int64_t si514_max_ppt;        /* beyond it the driver answers EINVAL */
+	int64_t si514_resolution_ppt; /* 0 and 1: exact */
+	int64_t si514_initial_ppt;
+	char si514_name[BOARD_TEXT_SIZE];   /* contents of the name attribute */
+	char si514_client[BOARD_NAME_SIZE]; /* "0-0055" */
+	char si514_text[BOARD_TEXT_SIZE];   /* what ppb_offset holds until the first write, with si514_has_text */
+	uint8_t si514_has_text;
+	uint32_t interface_count; /* in the order the kernel lists them */
+	struct board_interface_config interfaces[BOARD_MAX_INTERFACES];
+	struct board_phc2sys_config phc2sys;
+	uint64_t truth_interval_ns; /* a TRUTH happening this often; 0: never by itself */
+	uint32_t event_count;
+	struct board_event_config events[BOARD_MAX_EVENTS]; /* any order; equal instants in the order given */
+	uint32_t fault_count;
+	struct board_fault_config faults[BOARD_MAX_FAULTS];
+	uint32_t cost_count;
+	struct board_cost_config costs[BOARD_MAX_COSTS];
+};
+
+/* A healthy board without interfaces: Ferrox and FPGA present, step granularity of Ferrox 200 ns, pulses of 1 us. */
+void board_config_defaults(struct board_config *config);
+/* An I210 as the driver presents it: 0x8086/0x1533, up, ext_ts 2, per_out 2, 4 pins, no step loss. */
+void board_interface_defaults(struct board_interface_config *interface, const char *name, int32_t phc_index);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

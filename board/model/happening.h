@@ -1,0 +1,107 @@
+/* What happens on a board, as its observer receives it. */
+/* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
+#ifndef HALVEX_BOARD_MODEL_HAPPENING_H
+#define HALVEX_BOARD_MODEL_HAPPENING_H
+
+#include "board/model/configuration.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+enum board_happening_kind {
+	BOARD_HAPPENING_START = 0,         /* board switched on */
+	BOARD_HAPPENING_CALL,              /* call */
+	BOARD_HAPPENING_STEP,              /* step */
+	BOARD_HAPPENING_EPOCH,             /* truth */
+	BOARD_HAPPENING_TRUTH,             /* truth */
+	BOARD_HAPPENING_STAMP,             /* stamp */
+	BOARD_HAPPENING_FAULT,             /* call (as asked) and outcome */
+	BOARD_HAPPENING_EVENT,             /* event: a configured event took place */
+	BOARD_HAPPENING_STEERING,          /* value: new steering in ppt */
+	BOARD_HAPPENING_STATUS_RECORD,     /* record: what setStatusInfo gave the FPGA */
+	BOARD_HAPPENING_ALIGNMENT_REQUEST, /* value: what requestEpochAlignment gave the FPGA */
+	BOARD_HAPPENING_PHC2SYS,           /* child */
+	BOARD_HAPPENING_SYSLOG,            /* text, value = priority */
+	BOARD_HAPPENING_KINDS
+};
+const char *board_happening_kind_name(enum board_happening_kind kind);
+
+/* Every clock at one instant. */
+struct board_truth {
+	uint64_t raw_ns;
+	uint64_t tick_ns;     /* the board's common tick */
+	uint32_t clock_count; /* clocks 0 .. clock_count - 1 */
+	uint64_t time_ns[BOARD_MAX_CLOCKS];
+	int64_t difference_ns[BOARD_MAX_CLOCKS]; /* clock minus master */
+	/* Enabled: PHC present and interface up; FPGA present, running and not reading 0; system clock disciplined by a
+	 * living phc2sys that has its second sample; Ferrox present. */
+	uint8_t enabled[BOARD_MAX_CLOCKS];
+};
+
+struct board_step {
+	int clock; /* enum board_clock */
+	int64_t asked_ns;
+	int64_t real_ns; /* after granularity, loss and jitter */
+	uint64_t before_ns;
+	uint64_t after_ns;
+	uint8_t by_phc2sys;
+};
+
+struct board_stamp {
+	int clock; /* FPGA or a PHC */
+	uint32_t channel;
+	uint8_t falling;
+	uint8_t lost;     /* the edge came and was not stamped although stamping was on */
+	uint8_t stale;    /* injected by an event */
+	uint64_t time_ns; /* by the clock that stamped */
+};
+
+struct board_fault_outcome {
+	uint32_t fault; /* position in the configuration */
+	int32_t error;
+	int32_t short_count;   /* -1: none */
+	int32_t driver_status; /* 0: none */
+	uint64_t delay_ns;
+};
+
+enum board_child_state { BOARD_CHILD_NONE = 0, BOARD_CHILD_RUNNING, BOARD_CHILD_EXITED, BOARD_CHILD_KILLED };
+
+struct board_child {
+	int32_t pid;
+	enum board_child_state state;
+	int32_t status; /* exit code, or signal number */
+	int source;     /* interface position followed, -1: none */
+};
+
+struct board;
+
+struct board_happening {
+	enum board_happening_kind kind;
+	const struct board *where; /* the board, readable even while board_init has not returned yet */
+	uint64_t sequence;         /* 0, 1, 2 ... without gaps */
+	uint64_t raw_ns;
+	int target;
+	int64_t value;
+	const struct board_call *call;
+	const struct board_truth *truth;
+	const struct board_step *step;
+	const struct board_stamp *stamp;
+	const struct board_fault_outcome *outcome;
+	const struct board_event_config *event;
+	const struct board_child *child;
+	const uint8_t *record;
+	uint32_t record_size;
+	const char *text;
+	uint32_t text_size;
+};
+
+/* Receives every happening as it happens; everything pointed at lives for the length of the call only. The observer may
+ * read from the board (names, configuration), never change it. */
+typedef void (*board_observer)(void *context, const struct board_happening *happening);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
