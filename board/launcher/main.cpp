@@ -32,7 +32,7 @@ int act(const halvexboard::Options& options) {
         case halvexboard::Options::Action::summary:
             return summarise(options);
         default:
-            std::cout << halvexboard::kUsage;
+            std::cout << halvexboard::helpText();
             return 0;
     }
 }
@@ -43,7 +43,7 @@ int main(int count, char** words) {
     try {
         return act(halvexboard::parseOptions({words + 1, words + count}));
     } catch (const halvexboard::UsageError& error) {
-        std::cerr << "halvexboard: " << error.what() << "\n\n" << halvexboard::kUsage;
+        std::cerr << "halvexboard: " << error.what() << '\n';
         return kUsageExit;
     } catch (const halvexboard::TraceError& error) {
         std::cerr << "halvexboard: " << error.what() << '\n';

@@ -1,161 +1,133 @@
-// The command line of halvexboard: words into options.
+// The command line of halvexboard: the one file that includes its parser.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/launcher/options.h"
 
+#include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
-#include <utility>
+#include <memory>
 
 namespace halvexboard {
 
-const char* const kUsage =
-    "Usage: halvexboard run [OPTION...] -- COMMAND [ARGUMENT...]\n"
-    "       halvexboard summary [OPTION...] TRACE\n"
-    "\n"
-    "run starts COMMAND on a simulated controller; summary prints what a trace says about the clocks and exits with 1\n"
-    "unless every enabled clock ended within 100 ns of the master.\n"
-    "\n"
-    "Options of run:\n"
-    "  --scenario FILE    the board and what happens to it: a file, or the name of a ready-made scenario (default: "
-    "plain)\n"
-    "  --seed N           another run of the same scenario (default: the scenario's own seed)\n"
-    "  --trace FILE       write what happens, one JSON object a line\n"
-    "  --console          show syslog lines, faults and events on stderr as they happen\n"
-    "  --time MODE        virtual (default): time moves with the program's calls and waits; real: as on a wall clock\n"
-    "  --children         programs that COMMAND starts get boards of their own instead of the real machine\n"
-    "  --help             this text\n"
-    "\n"
-    "Options of summary:\n"
-    "  --from TEXT        begin at the log line TEXT\n"
-    "  --until TEXT       end before the next log line TEXT\n"
-    "  --list             list steps, steering, records, log lines, events and faults as they happened\n";
-
 namespace {
 
-std::uint64_t parseSeed(const std::string& text) {
+constexpr const char* kIntroduction =
+    "run starts COMMAND on a simulated controller; summary prints what a trace says about the clocks and exits with 1\n"
+    "unless every enabled clock ended within 100 ns of the master.";
+constexpr const char* kHelpIsThere = "; halvexboard --help lists the options";
+
+/// The usual help with a line for each of the two actions.
+class TwoActions : public CLI::Formatter {
+public:
+    std::string make_usage(const CLI::App*, std::string) const override {
+        return "Usage: halvexboard run [OPTION...] -- COMMAND [ARGUMENT...]\n"
+               "       halvexboard summary [OPTION...] TRACE\n";
+    }
+};
+
+/// Decimal as it stands: a leading zero means nothing.
+std::uint64_t seedOf(const std::string& text) {
     std::uint64_t seed = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seed);
-    if (error != std::errc{} || end != text.data() + text.size() || text.empty())
-        throw UsageError(std::string("--seed wants a number from 0 to 18446744073709551615, not ").append(text));
+    if (error != std::errc{} || end != text.data() + text.size())
+        throw CLI::ValidationError("--seed", "wants a number from 0 to 18446744073709551615, not " + text);
     return seed;
 }
 
-bool parseTime(const std::string& text) {
-    if (text != "virtual" && text != "real")
-        throw UsageError(std::string("--time is virtual or real, not ").append(text));
-    return text == "real";
+void declareRun(CLI::App& app, Options& options) {
+    app.prefix_command();  // what follows the first plain word is the command's own
+    app.option_defaults()->group("Options of run");
+    app.add_option("--scenario", options.scenario,
+                   "The board and what happens to it: a file, or the name of a ready-made scenario (default: plain)")
+        ->type_name("FILE");
+    app.add_option_function<std::string>(
+           "--seed", [&options](const std::string& text) { options.seed = seedOf(text); },
+           "Another run of the same scenario (default: the scenario's own seed)")
+        ->type_name("N");
+    app.add_option("--trace", options.traceFile, "Write what happens, one JSON object a line")->type_name("FILE");
+    app.add_flag("--console", options.console, "Show syslog lines, faults and events on stderr as they happen")
+        ->disable_flag_override();
+    app.add_option_function<std::string>(
+           "--time", [&options](const std::string& mode) { options.realTime = mode == "real"; },
+           "virtual (default): time moves with the program's calls and waits; real: as on a wall clock")
+        ->type_name("MODE")
+        ->check(CLI::IsMember({"virtual", "real"}));
+    app.add_flag("--children", options.children,
+                 "Programs that COMMAND starts get boards of their own instead of the real machine")
+        ->disable_flag_override();
 }
 
-/// Walks through the words, handing out an option's value as the next word or after an equals sign.
-class Words {
-public:
-    explicit Words(const std::vector<std::string>& words) : words_(words) {}
-
-    bool atEnd() const { return at_ == words_.size(); }
-    std::string next() {
-        std::string word = words_[at_++];
-        const std::size_t equals = word.find('=');
-        if (word.starts_with("--") && equals != std::string::npos) {
-            attached_ = word.substr(equals + 1);
-            word.resize(equals);
-        }
-        return word;
-    }
-    std::string value(const std::string& option) {
-        if (attached_) return std::exchange(attached_, std::nullopt).value();
-        if (atEnd()) throw UsageError(option + " wants a value");
-        return words_[at_++];
-    }
-    void refuseValue(const std::string& option) const {
-        if (attached_) throw UsageError(option + " takes no value");
-    }
-    std::vector<std::string> rest() {
-        const auto first = words_.begin() + static_cast<std::ptrdiff_t>(at_);
-        at_ = words_.size();
-        return {first, words_.end()};
-    }
-
-private:
-    const std::vector<std::string>& words_;
-    std::size_t at_ = 0;
-    std::optional<std::string> attached_;
-};
-
-void parseRunOption(const std::string& word, Words& words, Options& options) {
-    if (word == "--scenario")
-        options.scenario = words.value(word);
-    else if (word == "--seed")
-        options.seed = parseSeed(words.value(word));
-    else if (word == "--trace")
-        options.traceFile = words.value(word);
-    else if (word == "--time")
-        options.realTime = parseTime(words.value(word));
-    else if (word == "--console")
-        options.console = true;
-    else if (word == "--children")
-        options.children = true;
-    else
-        throw UsageError("unknown option " + word);
-    words.refuseValue(word);
+void declareSummary(CLI::App& app, Options& options) {
+    app.option_defaults()->group("Options of summary");
+    app.add_option("--from", options.from, "Begin at the log line TEXT")->type_name("TEXT");
+    app.add_option("--until", options.until, "End before the next log line TEXT")->type_name("TEXT");
+    app.add_flag("--list", options.isListed,
+                 "List steps, steering, records, log lines, events and faults as they happened")
+        ->disable_flag_override();
 }
 
-Options parseRun(Words& words) {
+/// False: help is wanted. Throws UsageError.
+bool parse(CLI::App& app, std::vector<std::string> words) {
+    std::reverse(words.begin(), words.end());  // the parser takes them from the end
+    try {
+        app.parse(std::move(words));
+    } catch (const CLI::CallForHelp&) {
+        return false;
+    } catch (const CLI::ParseError& error) {
+        throw UsageError(error.what() + std::string(kHelpIsThere));
+    }
+    const std::vector<std::string> rest = app.remaining();
+    if (!rest.empty() && rest.front().starts_with("-"))
+        throw UsageError("there is no option " + rest.front() + kHelpIsThere);
+    return true;
+}
+
+Options parseRun(std::vector<std::string> words) {
     Options options;
+    CLI::App app;
+    declareRun(app, options);
+    const auto dashes = std::find(words.begin(), words.end(), "--");
+    const std::vector<std::string> command(dashes, words.end());
+    words.erase(dashes, words.end());
+    if (!parse(app, std::move(words))) return {};
     options.action = Options::Action::run;
-    while (!words.atEnd()) {
-        const std::string word = words.next();
-        if (word == "--help") {
-            options.action = Options::Action::help;
-            return options;
-        }
-        if (word == "--") {
-            options.command = words.rest();
-            break;
-        }
-        if (!word.starts_with("-")) {
-            options.command = words.rest();
-            options.command.insert(options.command.begin(), word);
-            break;
-        }
-        parseRunOption(word, words, options);
-    }
-    if (options.command.empty()) throw UsageError("run wants a command to run");
+    options.command = app.remaining();
+    const bool hasCommand = !options.command.empty();  // the dashes are one of its arguments then
+    options.command.insert(options.command.end(), command.begin() + (hasCommand || command.empty() ? 0 : 1),
+                           command.end());
+    if (options.command.empty()) throw UsageError("run wants a command: halvexboard run -- COMMAND [ARGUMENT...]");
     return options;
 }
 
-void parseSummaryWord(const std::string& word, Words& words, Options& options) {
-    if (word == "--from")
-        options.from = words.value(word);
-    else if (word == "--until")
-        options.until = words.value(word);
-    else if (word == "--list")
-        options.isListed = true;
-    else if (word.starts_with("-"))
-        throw UsageError("unknown option " + word);
-    else if (!options.summaryOf.empty())
-        throw UsageError("summary takes one trace");
-    else
-        options.summaryOf = word;
-    words.refuseValue(word);
-}
-
-Options parseSummary(Words& words) {
+Options parseSummary(std::vector<std::string> words) {
     Options options;
+    CLI::App app;
+    app.allow_extras();
+    declareSummary(app, options);
+    if (!parse(app, std::move(words))) return {};
+    if (app.remaining().size() != 1) throw UsageError("summary wants one trace: halvexboard summary [OPTION...] TRACE");
     options.action = Options::Action::summary;
-    while (!words.atEnd()) parseSummaryWord(words.next(), words, options);
-    if (options.summaryOf.empty()) throw UsageError("summary wants a trace");
+    options.summaryOf = app.remaining().front();
     return options;
 }
 
 }  // namespace
 
+std::string helpText() {
+    Options ignored;
+    CLI::App app(kIntroduction, "halvexboard");
+    app.formatter(std::make_shared<TwoActions>());
+    declareRun(app, ignored);
+    declareSummary(app, ignored);
+    return app.help();
+}
+
 Options parseOptions(const std::vector<std::string>& arguments) {
-    Words words(arguments);
-    if (words.atEnd()) throw UsageError("say what to do: run or summary");
-    const std::string action = words.next();
-    if (action == "run") return parseRun(words);
-    if (action == "summary") return parseSummary(words);
+    const std::string action = arguments.empty() ? "" : arguments.front();
     if (action == "--help" || action == "-h" || action == "help") return {};
-    throw UsageError(std::string("unknown action ").append(action));
+    if (action == "run") return parseRun({arguments.begin() + 1, arguments.end()});
+    if (action == "summary") return parseSummary({arguments.begin() + 1, arguments.end()});
+    throw UsageError("wants run or summary first" + (action.empty() ? action : ", not " + action) + kHelpIsThere);
 }
 
 }  // namespace halvexboard

@@ -35,6 +35,7 @@ struct Options {
 /// Throws UsageError.
 Options parseOptions(const std::vector<std::string>& arguments);
 
-extern const char* const kUsage;
+/// What --help prints.
+std::string helpText();
 
 }  // namespace halvexboard
