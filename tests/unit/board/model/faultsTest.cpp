@@ -1,4 +1,4 @@
-// Faults and costs: which call fails, and how long calls take.
+// Faults: which call fails.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 
@@ -109,29 +109,6 @@ TEST_F(Faults, WithoutAShortCountSayMinusOne) {
     add(BOARD_CALL_READ, 1, 1, EIO);
     errors(call(BOARD_CALL_READ), 1);
     EXPECT_EQ(of(BOARD_HAPPENING_FAULT).at(0).outcome.short_count, -1);
-}
-
-TEST_F(Faults, EveryKindOfCallTakesTime) {
-    for (int kind = 0; kind < BOARD_CALL_KINDS; ++kind) {
-        const board_call made = call(static_cast<board_call_kind>(kind));
-        EXPECT_GT(board_call_cost(on(), &made), 0U) << kind;
-    }
-}
-
-TEST_F(Faults, HardwareIsSlowerThanTheKernel) {
-    const board_call system = call(BOARD_CALL_CLOCK_GETTIME, BOARD_TARGET_SYSTEM);
-    const board_call phc = call(BOARD_CALL_CLOCK_GETTIME, BOARD_TARGET_INTERFACE(0));
-    EXPECT_EQ(board_call_cost(on(), &system), 22U);
-    EXPECT_GT(board_call_cost(on(), &phc), 1000U);
-}
-
-TEST_F(Faults, CostsCanBeSetAndTheLastEntryWins) {
-    config.costs[0] = {BOARD_CALL_READ, BOARD_TARGET_ANY, 0, 0, 10};
-    config.costs[1] = {BOARD_CALL_READ, BOARD_TARGET_SI514, 0, 0, 0};
-    config.cost_count = 2;
-    const board_call one = call(BOARD_CALL_READ), other = call(BOARD_CALL_READ, BOARD_TARGET_SI514);
-    EXPECT_EQ(board_call_cost(on(), &one), 10U);
-    EXPECT_EQ(board_call_cost(on(), &other), 1U) << "no call is free";
 }
 
 TEST_F(Faults, AddedWhileTheBoardRunsCountFromThen) {

@@ -3,11 +3,20 @@
 #include "board/scenario/scenario.h"
 
 #include <gtest/gtest.h>
+#include <algorithm>
+#include <array>
 #include <cerrno>
+#include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
+#include <vector>
 
+#include "board/trace/traceLine.h"
+#include "board/wire/driver.h"
 #include "board/wire/ptp.h"
+#include "board/wire/timex.h"
 
 namespace halvexboard {
 namespace {
@@ -274,6 +283,128 @@ TEST(Scenario, EveryKindOfEventAndItsKeysAreDocumented) {
         for (const board_event_key* key = board_event_keys(kind); key->unit != BOARD_UNIT_NONE; ++key)
             EXPECT_NE(row.find('`' + std::string(key->name) + '`'), std::string::npos) << row << " lacks " << key->name;
     }
+}
+
+// The ready-made scenarios: all of them load, and the ones others rely on say what they are relied on for.
+
+Scenario readyMade(const std::string& name) { return loadScenario(BOARD_SCENARIOS "/" + name); }
+
+TEST(ReadyMade, EveryOneLoadsAndHasATitleThatBeginsWithItsName) {
+    int count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(BOARD_SCENARIOS)) {
+        ASSERT_EQ(entry.path().extension(), ".toml");
+        const Scenario scenario = loadScenario(entry.path().string());
+        EXPECT_EQ(scenario.title.substr(0, scenario.title.find(':')), entry.path().stem().string());
+        ++count;
+    }
+    EXPECT_GE(count, 8);
+}
+
+TEST(ReadyMade, PlainHasTwoI210sListedUnsortedAndNothingFails) {
+    const board_config config = readyMade("plain.toml").config;
+    ASSERT_EQ(config.interface_count, 2U);
+    EXPECT_STREQ(config.interfaces[0].name, "enp2s0");
+    EXPECT_STREQ(config.interfaces[1].name, "enp1s0");
+    EXPECT_EQ(config.interfaces[1].phc_index, 0);
+    EXPECT_EQ(config.fault_count + config.event_count, 0U);
+    EXPECT_EQ(config.crystal_error_ppt, 0);
+    for (const board_clock_config& clock :
+         {config.interfaces[0].clock, config.interfaces[1].clock, config.fpga.clock}) {
+        EXPECT_EQ(clock.step_loss_ns, 0);
+        EXPECT_EQ(clock.step_jitter_ns, 0);
+    }
+}
+
+TEST(ReadyMade, DemoHasWhatItIsToShow) {
+    const board_config config = readyMade("demo.toml").config;
+    EXPECT_EQ(config.crystal_error_ppt, 12'000'000);
+    EXPECT_EQ(config.truth_interval_ns, 100'000'000U);
+    std::vector<std::int64_t> distances;
+    for (const board_clock_config& clock :
+         {config.interfaces[0].clock, config.interfaces[1].clock, config.fpga.clock}) {
+        EXPECT_EQ(clock.step_loss_ns, 1500);
+        EXPECT_EQ(clock.step_jitter_ns, 50);
+        distances.push_back(std::abs(clock.offset_ns - config.ferrox.clock.offset_ns));
+    }
+    EXPECT_LT(*std::min_element(distances.begin(), distances.end()), 1'000) << "nanoseconds";
+    EXPECT_GT(*std::max_element(distances.begin(), distances.end()), 1'000'000'000) << "seconds";
+    ASSERT_EQ(config.event_count, 3U);
+    EXPECT_EQ(config.events[0].kind, BOARD_EVENT_INTERFACE_DOWN);
+    EXPECT_EQ(config.events[1].kind, BOARD_EVENT_INTERFACE_UP);
+    EXPECT_EQ(config.events[2].kind, BOARD_EVENT_JUMP)
+        << "coming up, its clock is disturbed: there is something to align";
+    EXPECT_EQ(config.events[2].at_ns, config.events[1].at_ns);
+    ASSERT_EQ(config.fault_count, 1U);
+    EXPECT_EQ(config.faults[0].times, 1U);
+}
+
+constexpr std::uint64_t kSecond = 1'000'000'000;
+
+/// Checksum of the trace of a fixed half minute on a board: epochs, steps of every clock, a phc2sys.
+class Play {
+public:
+    explicit Play(board_config config)
+        : board_(board_init(storage_.get(), &config, &Play::observe, this)), interfaces_(config.interface_count) {
+        board_phc2sys_options options{};
+        std::strcpy(options.source, "enp1s0");
+        options.valid = 1;
+        board_phc2sys_start(board_, 0, &options);
+        for (std::uint64_t second = 1; second <= 30; ++second) playSecond(second * kSecond);
+    }
+    std::uint64_t checksum() const { return checksum_; }
+
+private:
+    static void observe(void* context, const board_happening* happening) {
+        char line[kMaxTraceLine];
+        const std::size_t size = formatHappening(*happening->where, *happening, line, sizeof line);
+        std::uint64_t& sum = static_cast<Play*>(context)->checksum_;
+        for (std::size_t at = 0; at < size; ++at) sum = (sum ^ static_cast<unsigned char>(line[at])) * 1099511628211U;
+    }
+    void drive(std::uint64_t rawNs, int driver, std::uint32_t request, std::uint64_t argument) {
+        board_driver_call call{};
+        call.request = request;
+        call.argument = argument;
+        board_driver_do(board_, rawNs, driver, &call);
+    }
+    void playSecond(std::uint64_t rawNs) {
+        for (int interface = 0; interface < interfaces_; ++interface) {
+            board_timex timex{};
+            timex.modes = BOARD_WIRE_ADJ_SETOFFSET | BOARD_WIRE_ADJ_NANO;
+            timex.time_usec = 1'000 + interface;
+            board_phc_adjtime(board_, rawNs, interface, &timex);
+            board_phc_set_pin(board_, rawNs, interface, 0, 1, 0);
+            board_phc_extts(board_, rawNs, interface, 0, 3, 0);
+        }
+        drive(rawNs, BOARD_TARGET_FPGA, BOARD_WIRE_FPGA_ADJUST_TIME, 777);
+        drive(rawNs, BOARD_TARGET_FERROX, BOARD_WIRE_FERROX_GENERATE_EPOCH_SIGNAL, 0);
+    }
+
+    std::uint64_t checksum_ = 14695981039346656037U;
+    std::unique_ptr<std::uint64_t[]> storage_ = std::make_unique<std::uint64_t[]>(board_size() / 8 + 1);
+    board* board_;
+    int interfaces_;
+};
+
+TEST(ReadyMade, EveryOnePlaysToTheByteAsItAlwaysDid) {
+    static constexpr struct {
+        const char* name;
+        std::uint64_t checksums[3];  // of seeds 1, 7 and 4242
+    } kPlays[] = {
+        {"demo", {6255341415745382807U, 10973698744150156737U, 1871256614807490370U}},
+        {"failingDrivers", {7047495619412660050U, 9309076958530004748U, 9068693911733365565U}},
+        {"lossyEdges", {15475357476506419273U, 17549589589608615407U, 3264193393616390348U}},
+        {"phcReset", {8052596579447796616U, 2805567734601705974U, 7803522811342991361U}},
+        {"plain", {4635344913855104701U, 12197862920649481135U, 17634334355811405292U}},
+        {"restlessFpga", {11257715042620043321U, 10752511583841003641U, 6927813753703214442U}},
+        {"stepLoss", {9090527118452817560U, 1471944458905376602U, 4640737488042328387U}},
+        {"unusableInterfaces", {3309157448560475342U, 3661008523174094028U, 13705014927178511925U}},
+    };
+    for (const auto& play : kPlays)
+        for (int at = 0; at < 3; ++at) {
+            board_config config = readyMade(std::string(play.name) + ".toml").config;
+            config.seed = std::array{1, 7, 4242}[at];
+            EXPECT_EQ(Play(config).checksum(), play.checksums[at]) << play.name << ", seed " << config.seed;
+        }
 }
 
 }  // namespace

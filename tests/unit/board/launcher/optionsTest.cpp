@@ -6,7 +6,9 @@
 #include <gtest/gtest.h>
 
 using namespace halvexboard;
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::HasSubstr;
 
 TEST(Options, AreTakenUpToTheCommand) {
     const Options options = parseOptions(
@@ -28,6 +30,29 @@ TEST(Options, OfASummaryNameItsStretch) {
     EXPECT_EQ(options.from, "a b");
     EXPECT_EQ(options.until, "c");
     EXPECT_TRUE(options.isListed);
+}
+
+TEST(Options, LeaveDashesAmongTheArgumentsToTheCommand) {
+    EXPECT_THAT(parseOptions({"run", "sh", "-c", "x", "--", "y"}).command, ElementsAre("sh", "-c", "x", "--", "y"));
+    EXPECT_THAT(parseOptions({"run", "--", "summary", "--", "--help"}).command, ElementsAre("summary", "--", "--help"));
+}
+
+TEST(Options, ThatAreWrongAreAnsweredWithWhatWouldBeRight) {
+    const auto messageOf = [](const std::vector<std::string>& words) {
+        try {
+            parseOptions(words);
+        } catch (const UsageError& error) {
+            return std::string(error.what());
+        }
+        return std::string("accepted");
+    };
+    EXPECT_THAT(messageOf({"run", "--seed", "1x", "ls"}), HasSubstr("from 0 to 18446744073709551615, not 1x"));
+    EXPECT_THAT(messageOf({"run", "--time", "slow", "ls"}), AllOf(HasSubstr("virtual"), HasSubstr("real")));
+    EXPECT_THAT(messageOf({"run", "--colour", "ls"}), HasSubstr("no option --colour; halvexboard --help"));
+    EXPECT_THAT(messageOf({"run"}), HasSubstr("halvexboard run -- COMMAND"));
+    EXPECT_THAT(messageOf({"walk"}), HasSubstr("run or summary first, not walk"));
+    for (const std::vector<std::string>& words : {std::vector<std::string>{"run", "--seed"}, {"walk"}, {"run"}})
+        EXPECT_EQ(messageOf(words).find('\n'), std::string::npos) << "one line, without the whole usage";
 }
 
 TEST(Options, ThatMakeNoSenseAreRefused) {
