@@ -2,7 +2,9 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
+#include <array>
 #include <cstdint>
+#include <utility>
 
 namespace zuerr {
 
@@ -29,5 +31,25 @@ inline constexpr std::int32_t kConnectionAborted = -52023;
 inline constexpr std::int32_t kInterrupted = -52025;
 inline constexpr std::int32_t kAccessDenied = -52026;
 inline constexpr std::int32_t kBusy = -52031;
+
+inline constexpr std::array<std::pair<std::int32_t, const char*>, 9> kConstants{{
+    {zuplaterr_memoryFull, "zuplaterr_memoryFull"},
+    {zuplaterr_featureUnsupported, "zuplaterr_featureUnsupported"},
+    {zuplaterr_softwareFaultPLATInternalUseOnly, "zuplaterr_softwareFaultPLATInternalUseOnly"},
+    {zuplaterr_invalidParameter, "zuplaterr_invalidParameter"},
+    {zuplaterr_resourceNotFound, "zuplaterr_resourceNotFound"},
+    {zuplaterr_operationTimedOut, "zuplaterr_operationTimedOut"},
+    {zuplaterr_osFault, "zuplaterr_osFault"},
+    {zuplaterr_resourceNotInitialized, "zuplaterr_resourceNotInitialized"},
+    {zuplaterr_communicationsFault, "zuplaterr_communicationsFault"},
+}};
+
+/// The name that error information carries for a code; null when it names none.
+constexpr const char* constantOf(std::int32_t code) noexcept {
+    for (const auto& [known, name] : kConstants) {
+        if (known == code) return name;
+    }
+    return nullptr;
+}
 
 }  // namespace zuerr

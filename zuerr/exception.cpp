@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuerr/exception.h"
 
+#include "zuerr/codes.h"
 #include "zuerr/status.h"
 
 namespace zuerr {
@@ -19,14 +20,19 @@ ExceptionBase::~ExceptionBase() { freeJson(status_); }
 
 const char* ExceptionBase::getJson() const noexcept { return status_.json != nullptr ? status_.json : ""; }
 
-void raise(const ErrorSite& site, TextPieces pieces) {
+void addSite(ErrorInformation& information, const char* constant, const char* file, std::uint32_t line,
+             const char* component) noexcept {
+    if (constant != nullptr) information.addString("error_constant", constant);
+    if (*file != '\0') information.addString("file", file);
+    information.addUnsigned("line", line);
+    if (*component != '\0') information.addString("component", component);
+}
+
+void raise(const ErrorSite& site, const char* constant, TextPieces pieces) {
     zuerr_Status status = makeStatus();
     if (zuerr_setCode(&status, site.code)) {
         ErrorInformation information(status);
-        if (site.constant != nullptr) information.addString("error_constant", site.constant);
-        information.addString("file", site.file);
-        information.addSigned("line", site.line);
-        information.addString("component", kComponent);
+        addSite(information, constant, site.file, static_cast<std::uint32_t>(site.line), kComponent);
         if (pieces.size() > 0) {
             information.openObject("zuhalvexTimekeeper_debug");
             information.addString("errorInfo", pieces);
@@ -36,6 +42,8 @@ void raise(const ErrorSite& site, TextPieces pieces) {
     throw Exception(status);
 }
 
-void raise(const ErrorSite& site) { raise(site, {}); }
+void raise(const ErrorSite& site, TextPieces pieces) { raise(site, constantOf(site.code), pieces); }
+
+void raise(const ErrorSite& site) { raise(site, TextPieces{}); }
 
 }  // namespace zuerr

@@ -45,14 +45,20 @@ inline constexpr const char* kComponent = "halvexTimekeeper";
 
 /// One place that raises errors. The line is part of the interface: it stays when the code around it moves.
 struct ErrorSite {
-    std::int32_t code;     ///< Below 0.
-    const char* constant;  ///< The code's name; null when error information does not name it.
+    std::int32_t code;  ///< Below 0.
     const char* file;
     std::int32_t line;
 };
 
+/// Writes the members that all errors share, in their order; a null or empty text leaves its member out.
+void addSite(ErrorInformation& information, const char* constant, const char* file, std::uint32_t line,
+             const char* component) noexcept;
+
 /// Throws a zuerr::Exception with the site's error information and, unless it is empty, the message in `pieces`.
 [[noreturn]] void raise(const ErrorSite& site, TextPieces pieces);
+
+/// The same with a name of the caller's own in place of the code's.
+[[noreturn]] void raise(const ErrorSite& site, const char* constant, TextPieces pieces);
 
 /// The same without a message: the error carries a code and a location.
 [[noreturn]] void raise(const ErrorSite& site);

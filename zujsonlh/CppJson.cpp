@@ -10,7 +10,7 @@
 namespace zujsonlh {
 namespace {
 
-constexpr zuerr::ErrorSite kNoJson{zuerr::zuplaterr_invalidParameter, "zuplaterr_invalidParameter", "CppJson", 34};
+constexpr zuerr::ErrorSite kNoJson{zuerr::zuplaterr_invalidParameter, "CppJson", 34};
 
 /// Gives this thread the C locale while it lives; cJSON reads numbers by the locale, and the host owns that of the
 /// process. Threads: bound to the thread that made it. Failure: without a C locale the host's one stays.

@@ -8,8 +8,8 @@
 namespace zujsonlh {
 namespace {
 
-constexpr zuerr::ErrorSite kNoString{zuerr::kWrongType, nullptr, "cJSONUtils", 305};
-constexpr zuerr::ErrorSite kNoNumber{zuerr::kWrongType, nullptr, "cJSONUtils", 281};
+constexpr zuerr::ErrorSite kNoString{zuerr::kWrongType, "cJSONUtils", 305};
+constexpr zuerr::ErrorSite kNoNumber{zuerr::kWrongType, "cJSONUtils", 281};
 
 constexpr int kNullType = 4;
 constexpr int kNumberType = 8;

@@ -14,14 +14,10 @@
 namespace halvexTimekeeper {
 namespace {
 
-constexpr zuerr::ErrorSite kOpenFailed{zuerr::zuplaterr_resourceNotFound, "zuplaterr_resourceNotFound", "fileWrapper",
-                                       20};
-constexpr zuerr::ErrorSite kSeekFailed{zuerr::zuplaterr_communicationsFault, "zuplaterr_communicationsFault",
-                                       "fileWrapper", 44};
-constexpr zuerr::ErrorSite kReadFailed{zuerr::zuplaterr_communicationsFault, "zuplaterr_communicationsFault",
-                                       "fileWrapper", 62};
-constexpr zuerr::ErrorSite kWriteFailed{zuerr::zuplaterr_communicationsFault, "zuplaterr_communicationsFault",
-                                        "fileWrapper", 106};
+constexpr zuerr::ErrorSite kOpenFailed{zuerr::zuplaterr_resourceNotFound, "fileWrapper", 20};
+constexpr zuerr::ErrorSite kSeekFailed{zuerr::zuplaterr_communicationsFault, "fileWrapper", 44};
+constexpr zuerr::ErrorSite kReadFailed{zuerr::zuplaterr_communicationsFault, "fileWrapper", 62};
+constexpr zuerr::ErrorSite kWriteFailed{zuerr::zuplaterr_communicationsFault, "fileWrapper", 106};
 
 [[noreturn]] void raiseForFile(const zuerr::ErrorSite& site, const char* whatFailed, const std::string& path,
                                int error) {

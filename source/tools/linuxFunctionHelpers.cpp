@@ -17,8 +17,8 @@
 namespace halvexTimekeeper {
 namespace {
 
-constexpr zuerr::ErrorSite kInvalidTimespec{zuerr::zuplaterr_osFault, "zuplaterr_osFault", "linuxFunctionHelpers", 42};
-constexpr zuerr::ErrorSite kTimespecOverflow{zuerr::zuplaterr_osFault, "zuplaterr_osFault", "linuxFunctionHelpers", 51};
+constexpr zuerr::ErrorSite kInvalidTimespec{zuerr::zuplaterr_osFault, "linuxFunctionHelpers", 42};
+constexpr zuerr::ErrorSite kTimespecOverflow{zuerr::zuplaterr_osFault, "linuxFunctionHelpers", 51};
 
 constexpr std::uint64_t kNsPerSecond = 1'000'000'000;
 constexpr QxmTimestamp kLargestTimestamp = std::numeric_limits<QxmTimestamp>::max();

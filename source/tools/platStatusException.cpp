@@ -16,18 +16,15 @@ void throwIfPlatformFailed(const PlatStatus& platStatus) {
     zuerr_Status status = zuerr::makeStatus();
     if (zuerr_setCode(&status, static_cast<std::int32_t>(platStatus.code)) && platStatus.isFullSize()) {
         zuerr::ErrorInformation information(status);
-        if (platStatus.file[0] != '\0') information.addString("file", platStatus.file);
-        information.addUnsigned("line", static_cast<std::uint32_t>(platStatus.line));
-        if (platStatus.component[0] != '\0') information.addString("component", platStatus.component);
+        zuerr::addSite(information, nullptr, platStatus.file, static_cast<std::uint32_t>(platStatus.line),
+                       platStatus.component);
     }
     throw zuerr::Exception(status);
 }
 
 void raiseDriverError(const PlatStatus& platStatus, const DriverCallSite& site, std::string_view message) {
     // Kept on purpose: the code has no name here, and the text that stands for it is how it was got.
-    const zuerr::ErrorSite errorSite{static_cast<std::int32_t>(platStatus.code), "status.getCode()", site.file,
-                                     site.line};
-    zuerr::raise(errorSite, {message});
+    zuerr::raise({static_cast<std::int32_t>(platStatus.code), site.file, site.line}, "status.getCode()", {message});
 }
 
 }  // namespace halvexTimekeeper

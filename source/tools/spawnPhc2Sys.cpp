@@ -15,7 +15,7 @@
 namespace halvexTimekeeper {
 namespace {
 
-constexpr zuerr::ErrorSite kSpawnFailed{zuerr::zuplaterr_osFault, "zuplaterr_osFault", "spawnPhc2Sys", 58};
+constexpr zuerr::ErrorSite kSpawnFailed{zuerr::zuplaterr_osFault, "spawnPhc2Sys", 58};
 
 constexpr const char* kExecutable = "/usr/local/tarnesk/share/Horlix/TimeKeepers/phc2sys";
 

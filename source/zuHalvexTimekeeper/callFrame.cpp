@@ -12,8 +12,7 @@
 namespace halvexTimekeeper {
 namespace {
 
-constexpr zuerr::ErrorSite kNoOutput{zuerr::zuplaterr_invalidParameter, "zuplaterr_invalidParameter",
-                                     "halvexTimekeeperPlugin", 168};
+constexpr zuerr::ErrorSite kNoOutput{zuerr::zuplaterr_invalidParameter, "halvexTimekeeperPlugin", 168};
 
 }  // namespace
 

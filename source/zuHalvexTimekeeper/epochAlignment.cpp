@@ -15,8 +15,7 @@
 namespace halvexTimekeeper {
 namespace {
 
-constexpr zuerr::ErrorSite kNotAligned{zuerr::zuplaterr_communicationsFault, "zuplaterr_communicationsFault",
-                                       "halvexTimekeeper", 71};
+constexpr zuerr::ErrorSite kNotAligned{zuerr::zuplaterr_communicationsFault, "halvexTimekeeper", 71};
 
 constexpr std::int32_t kMostIterations = 2000;
 constexpr std::int32_t kMostRetries = 5;

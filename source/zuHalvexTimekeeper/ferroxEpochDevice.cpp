@@ -26,10 +26,10 @@ constexpr DriverCallSite kReadEpoch{"Unable to generate epoch from ", kFile, 110
 // Kept on purpose: the text of a call that the chip offers and nobody makes.
 [[maybe_unused]] constexpr const char* kTimeOffsetFailure = "Unable to get time offset from ";
 
-constexpr zuerr::ErrorSite kNoInterface{zuerr::zuplaterr_resourceNotFound, "zuplaterr_resourceNotFound", kFile, 49};
+constexpr zuerr::ErrorSite kNoInterface{zuerr::zuplaterr_resourceNotFound, kFile, 49};
 
 constexpr zuerr::ErrorSite refusal(std::int32_t line) noexcept {
-    return {zuerr::zuplaterr_featureUnsupported, "zuplaterr_featureUnsupported", kFile, line};
+    return {zuerr::zuplaterr_featureUnsupported, kFile, line};
 }
 
 // Kept on purpose: the refusals as they read, with their grammar, and a full stop after all but the slave's.

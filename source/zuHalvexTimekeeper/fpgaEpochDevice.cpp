@@ -33,9 +33,9 @@ constexpr DriverCallSite kSetStatus{"Unable to set status on ", kFile, 219};
 constexpr DriverCallSite kCheckRunning{"Unable to check running bit on ", kFile, 238};
 constexpr DriverCallSite kRequestAlignment{"Unable to request epoch alignment on ", kFile, 246};
 
-constexpr zuerr::ErrorSite kNoInterface{zuerr::zuplaterr_resourceNotFound, "zuplaterr_resourceNotFound", kFile, 71};
-constexpr zuerr::ErrorSite kNoMaster{zuerr::zuplaterr_featureUnsupported, "zuplaterr_featureUnsupported", kFile, 150};
-constexpr zuerr::ErrorSite kNoEpochSeen{zuerr::zuplaterr_operationTimedOut, "zuplaterr_operationTimedOut", kFile, 181};
+constexpr zuerr::ErrorSite kNoInterface{zuerr::zuplaterr_resourceNotFound, kFile, 71};
+constexpr zuerr::ErrorSite kNoMaster{zuerr::zuplaterr_featureUnsupported, kFile, 150};
+constexpr zuerr::ErrorSite kNoEpochSeen{zuerr::zuplaterr_operationTimedOut, kFile, 181};
 
 constexpr int kEpochReads = 101;
 constexpr timespec kPauseBetweenReads{.tv_sec = 0, .tv_nsec = 10'000'000};

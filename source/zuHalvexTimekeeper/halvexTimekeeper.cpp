@@ -17,8 +17,7 @@
 namespace halvexTimekeeper {
 namespace {
 
-constexpr zuerr::ErrorSite kNotEnabled{zuerr::zuplaterr_resourceNotInitialized, "zuplaterr_resourceNotInitialized",
-                                       "halvexTimekeeper", 44};
+constexpr zuerr::ErrorSite kNotEnabled{zuerr::zuplaterr_resourceNotInitialized, "halvexTimekeeper", 44};
 
 constexpr std::chrono::milliseconds kLockTimeout{15};  // of snapTime and applyMetaData
 

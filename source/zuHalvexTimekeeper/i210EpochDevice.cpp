@@ -19,10 +19,8 @@ using namespace i210EpochHelpers;
 
 namespace {
 
-constexpr zuerr::ErrorSite kCannotGenerate{zuerr::zuplaterr_featureUnsupported, "zuplaterr_featureUnsupported",
-                                           "i210EpochDevice", 96};
-constexpr zuerr::ErrorSite kLacksCapabilities{zuerr::zuplaterr_featureUnsupported, "zuplaterr_featureUnsupported",
-                                              "i210EpochDevice", 167};
+constexpr zuerr::ErrorSite kCannotGenerate{zuerr::zuplaterr_featureUnsupported, "i210EpochDevice", 96};
+constexpr zuerr::ErrorSite kLacksCapabilities{zuerr::zuplaterr_featureUnsupported, "i210EpochDevice", 167};
 
 static_assert(PTP_CLOCK_GETCAPS == 0x80503D01 && PTP_EXTTS_REQUEST == 0x40103D02 && PTP_PIN_SETFUNC == 0x40603D07);
 static_assert(SIOCGIFFLAGS == 0x8913 && IFF_UP == 1 && offsetof(ifreq, ifr_flags) == 16);

@@ -19,8 +19,7 @@
 namespace halvexTimekeeper {
 namespace {
 
-constexpr zuerr::ErrorSite kNoDirectory{zuerr::zuplaterr_featureUnsupported, "zuplaterr_featureUnsupported",
-                                        "i210EpochDeviceFactory", 35};
+constexpr zuerr::ErrorSite kNoDirectory{zuerr::zuplaterr_featureUnsupported, "i210EpochDeviceFactory", 35};
 
 constexpr const char* kNetworkDirectory = "/sys/class/net/";
 constexpr std::string_view kIntelVendor = "0x8086";

@@ -25,7 +25,7 @@ namespace {
 constexpr const char* kFile = "i210EpochHelpers";
 
 constexpr zuerr::ErrorSite communicationsFault(std::int32_t line) noexcept {
-    return {zuerr::zuplaterr_communicationsFault, "zuplaterr_communicationsFault", kFile, line};
+    return {zuerr::zuplaterr_communicationsFault, kFile, line};
 }
 
 constexpr zuerr::ErrorSite kIoctlFailed = communicationsFault(28);
@@ -34,9 +34,9 @@ constexpr zuerr::ErrorSite kSocketFailed = communicationsFault(53);
 constexpr zuerr::ErrorSite kAdjustFailed = communicationsFault(65);
 constexpr zuerr::ErrorSite kGetTimeFailed = communicationsFault(77);
 constexpr zuerr::ErrorSite kWaitFailed = communicationsFault(97);
-constexpr zuerr::ErrorSite kTimedOut{zuerr::zuplaterr_operationTimedOut, "zuplaterr_operationTimedOut", kFile, 107};
+constexpr zuerr::ErrorSite kTimedOut{zuerr::zuplaterr_operationTimedOut, kFile, 107};
 constexpr zuerr::ErrorSite kReadFailed = communicationsFault(124);
-constexpr zuerr::ErrorSite kNoClock{zuerr::zuplaterr_featureUnsupported, "zuplaterr_featureUnsupported", kFile, 148};
+constexpr zuerr::ErrorSite kNoClock{zuerr::zuplaterr_featureUnsupported, kFile, 148};
 
 static_assert(SIOCETHTOOL == 0x8946 && ETHTOOL_GET_TS_INFO == 0x41);
 static_assert(sizeof(ifreq) == 40 && offsetof(ifreq, ifr_data) == 16 && IFNAMSIZ == 16);

@@ -31,8 +31,7 @@ namespace {
 using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::PlatStatus;
 using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tEvent;
 
-constexpr zuerr::ErrorSite kNoPhcInterface{zuerr::zuplaterr_resourceNotInitialized, "zuplaterr_resourceNotInitialized",
-                                           "halvexTimekeeperPlugin", 75};
+constexpr zuerr::ErrorSite kNoPhcInterface{zuerr::zuplaterr_resourceNotInitialized, "halvexTimekeeperPlugin", 75};
 
 constexpr std::uint64_t kFpgaAlignmentValue = 4'000'000'000;
 constexpr std::int32_t kMaxCorrectionPpb = 62'000;

@@ -9,8 +9,7 @@
 namespace halvexTimekeeper {
 namespace {
 
-constexpr zuerr::ErrorSite kNotInitialized{zuerr::zuplaterr_resourceNotInitialized, "zuplaterr_resourceNotInitialized",
-                                           "halvexTimekeeperPlugin", 160};
+constexpr zuerr::ErrorSite kNotInitialized{zuerr::zuplaterr_resourceNotInitialized, "halvexTimekeeperPlugin", 160};
 
 }  // namespace
 

@@ -27,12 +27,9 @@
 namespace halvexTimekeeper {
 namespace {
 
-constexpr zuerr::ErrorSite kOutOfRange{zuerr::zuplaterr_invalidParameter, "zuplaterr_invalidParameter",
-                                       "si514FreqSteeringDevice", 77};
-constexpr zuerr::ErrorSite kNoDirectory{zuerr::zuplaterr_resourceNotFound, "zuplaterr_resourceNotFound",
-                                        "si514FreqSteeringDevice", 102};
-constexpr zuerr::ErrorSite kNoClient{zuerr::zuplaterr_resourceNotFound, "zuplaterr_resourceNotFound",
-                                     "si514FreqSteeringDevice", 140};
+constexpr zuerr::ErrorSite kOutOfRange{zuerr::zuplaterr_invalidParameter, "si514FreqSteeringDevice", 77};
+constexpr zuerr::ErrorSite kNoDirectory{zuerr::zuplaterr_resourceNotFound, "si514FreqSteeringDevice", 102};
+constexpr zuerr::ErrorSite kNoClient{zuerr::zuplaterr_resourceNotFound, "si514FreqSteeringDevice", 140};
 
 constexpr const char* kDriverDirectory = "/sys/bus/i2c/drivers/si514";
 constexpr std::size_t kNameCapacity = 128;

@@ -14,9 +14,9 @@
 namespace halvexTimekeeper {
 namespace {
 
-constexpr zuerr::ErrorSite kReadFailed{zuerr::zuplaterr_osFault, "zuplaterr_osFault", "systemTimeClock", 47};
-constexpr zuerr::ErrorSite kStepOverflows{zuerr::zuplaterr_osFault, "zuplaterr_osFault", "systemTimeClock", 66};
-constexpr zuerr::ErrorSite kWriteFailed{zuerr::zuplaterr_osFault, "zuplaterr_osFault", "systemTimeClock", 78};
+constexpr zuerr::ErrorSite kReadFailed{zuerr::zuplaterr_osFault, "systemTimeClock", 47};
+constexpr zuerr::ErrorSite kStepOverflows{zuerr::zuplaterr_osFault, "systemTimeClock", 66};
+constexpr zuerr::ErrorSite kWriteFailed{zuerr::zuplaterr_osFault, "systemTimeClock", 78};
 
 const std::string kName = "SystemTimeClock";
 

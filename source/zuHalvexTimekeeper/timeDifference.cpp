@@ -8,7 +8,7 @@
 namespace halvexTimekeeper {
 namespace {
 
-constexpr zuerr::ErrorSite kOverflow{zuerr::zuplaterr_osFault, "zuplaterr_osFault", "halvexTimekeeper", 58};
+constexpr zuerr::ErrorSite kOverflow{zuerr::zuplaterr_osFault, "halvexTimekeeper", 58};
 
 }  // namespace
 

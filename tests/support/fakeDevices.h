@@ -24,7 +24,7 @@ using Journal = std::vector<std::string>;
 
 /// Throws a zuerr::Exception with `code` and `message`, as a device would.
 [[noreturn]] inline void throwDeviceError(std::int32_t code, const char* message = "device") {
-    raise(zuerr::ErrorSite{code, "constant", "fake", 1}, {message});
+    zuerr::raise({code, "fake", 1}, "constant", {message});
 }
 
 /// Throws an error of the library's that carries a code and no text.

@@ -18,12 +18,20 @@ struct RaisedError {
     bool operator==(const RaisedError&) const = default;
 };
 
+/// Where an error is raised and what its information calls the code, restated by the tests.
+struct ExpectedSite {
+    std::int32_t code;
+    const char* constant;
+    const char* file;
+    std::int32_t line;
+};
+
 inline std::ostream& operator<<(std::ostream& stream, const RaisedError& error) {
     return stream << error.code << ' ' << error.information;
 }
 
 /// What a raise leaves in the status. The message holds nothing that JSON escapes.
-inline RaisedError makeError(const zuerr::ErrorSite& site, const std::string& message) {
+inline RaisedError makeError(const ExpectedSite& site, const std::string& message) {
     return {site.code, "{\"error_constant\":\"" + std::string(site.constant) + "\",\"file\":\"" + site.file +
                            "\",\"line\":" + std::to_string(site.line) +
                            ",\"component\":\"halvexTimekeeper\",\"zuhalvexTimekeeper_debug\":{\"errorInfo\":\"" +

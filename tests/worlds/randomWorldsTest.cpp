@@ -142,7 +142,7 @@ World* logging = nullptr;
 
 void throwError(int code) {
     if (code == kForeign) throw std::runtime_error("foreign");
-    if (code != 0) zuerr::raise(zuerr::ErrorSite{code, "constant", "device", 1}, {"broken"});
+    if (code != 0) zuerr::raise({code, "device", 1}, "constant", {"broken"});
 }
 
 class Device : public halvexTimekeeper::EpochDeviceInterface {

@@ -12,19 +12,14 @@ namespace zuerr {
 namespace {
 
 constexpr const char* kFile = "zuerr/tools/exception_errStatus";
-constexpr ErrorSite kBadAlloc{zuplaterr_memoryFull, "zuplaterr_memoryFull", kFile, 62};
-constexpr ErrorSite kStandardException{zuplaterr_softwareFaultPLATInternalUseOnly,
-                                       "zuplaterr_softwareFaultPLATInternalUseOnly", kFile, 69};
-constexpr ErrorSite kUnknownException{zuplaterr_softwareFaultPLATInternalUseOnly,
-                                      "zuplaterr_softwareFaultPLATInternalUseOnly", kFile, 74};
+constexpr ErrorSite kBadAlloc{zuplaterr_memoryFull, kFile, 62};
+constexpr ErrorSite kStandardException{zuplaterr_softwareFaultPLATInternalUseOnly, kFile, 69};
+constexpr ErrorSite kUnknownException{zuplaterr_softwareFaultPLATInternalUseOnly, kFile, 74};
 
 void setForeignError(zuerr_Status& status, const ErrorSite& site, const char* what) noexcept {
     if (!zuerr_setCode(&status, site.code)) return;
     ErrorInformation information(status);
-    information.addString("error_constant", site.constant);
-    information.addString("file", site.file);
-    information.addSigned("line", site.line);
-    information.addString("component", kComponent);
+    addSite(information, constantOf(site.code), site.file, static_cast<std::uint32_t>(site.line), kComponent);
     if (what != nullptr) information.addString("std_exception_what", what);
 }
 

@@ -32,7 +32,7 @@ public:
     bool isEnabled() override { return slave_.isEnabled(); }
     halvexTimekeeper::QxmTimestamp generateEpoch() override { return slave_.generateEpoch(); }
     void armEpochCapture() override {
-        constexpr zuerr::ErrorSite kGaveUp{zuerr::zuplaterr_communicationsFault, nullptr, "test", 1};
+        constexpr zuerr::ErrorSite kGaveUp{zuerr::zuplaterr_communicationsFault, "test", 1};
         if (epochs_ == kMostEpochs) raise(kGaveUp);
         slave_.armEpochCapture();
     }

@@ -16,8 +16,8 @@ namespace {
 
 using testsupport::StatusHolder;
 
-constexpr zuerr::ErrorSite kSite{zuerr::zuplaterr_osFault, "zuplaterr_osFault", "unit", 12};
-constexpr zuerr::ErrorSite kNamelessSite{zuerr::kWrongType, nullptr, "unit", 34};
+constexpr zuerr::ErrorSite kSite{zuerr::zuplaterr_osFault, "unit", 12};
+constexpr zuerr::ErrorSite kNamelessSite{zuerr::kWrongType, "unit", 34};
 
 std::string textOf(const zuerr::ErrorSite& site, zuerr::TextPieces message) {
     try {
@@ -35,6 +35,22 @@ TEST(Raise, WritesTheMembersInTheirOrder) {
 
 TEST(Raise, LeavesOutTheMessageAndTheNameThatItIsNotGiven) {
     EXPECT_EQ(textOf(kNamelessSite, {}), R"({"file":"unit","line":34,"component":"halvexTimekeeper"})");
+}
+
+TEST(ConstantOf, NamesTheCodesThatErrorInformationNamesAndNoOthers) {
+    constexpr std::pair<std::int32_t, const char*> kNamed[]{{-52000, "zuplaterr_memoryFull"},
+                                                            {-52002, "zuplaterr_featureUnsupported"},
+                                                            {-52003, "zuplaterr_softwareFaultPLATInternalUseOnly"},
+                                                            {-52005, "zuplaterr_invalidParameter"},
+                                                            {-52006, "zuplaterr_resourceNotFound"},
+                                                            {-52007, "zuplaterr_operationTimedOut"},
+                                                            {-52008, "zuplaterr_osFault"},
+                                                            {-52010, "zuplaterr_resourceNotInitialized"},
+                                                            {-52024, "zuplaterr_communicationsFault"}};
+    int named = 0;
+    for (std::int32_t code = -52100; code <= 0; ++code) named += zuerr::constantOf(code) != nullptr ? 1 : 0;
+    EXPECT_EQ(named, 9);
+    for (const auto& [code, name] : kNamed) EXPECT_STREQ(zuerr::constantOf(code), name);
 }
 
 TEST(Exception, IsAStandardExceptionThatKnowsItsCode) {

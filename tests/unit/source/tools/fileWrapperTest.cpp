@@ -24,10 +24,10 @@ using testsupport::libcHooks;
 using testsupport::makeError;
 using testsupport::raisedBy;
 
-constexpr zuerr::ErrorSite kOpenFailed{-52006, "zuplaterr_resourceNotFound", "fileWrapper", 20};
-constexpr zuerr::ErrorSite kSeekFailed{-52024, "zuplaterr_communicationsFault", "fileWrapper", 44};
-constexpr zuerr::ErrorSite kReadFailed{-52024, "zuplaterr_communicationsFault", "fileWrapper", 62};
-constexpr zuerr::ErrorSite kWriteFailed{-52024, "zuplaterr_communicationsFault", "fileWrapper", 106};
+constexpr testsupport::ExpectedSite kOpenFailed{-52006, "zuplaterr_resourceNotFound", "fileWrapper", 20};
+constexpr testsupport::ExpectedSite kSeekFailed{-52024, "zuplaterr_communicationsFault", "fileWrapper", 44};
+constexpr testsupport::ExpectedSite kReadFailed{-52024, "zuplaterr_communicationsFault", "fileWrapper", 62};
+constexpr testsupport::ExpectedSite kWriteFailed{-52024, "zuplaterr_communicationsFault", "fileWrapper", 106};
 
 /// A real file behind the path "/sys/attributes/value", and a journal of the seeks and writes on it.
 struct FileWrapperTest : testing::Test {

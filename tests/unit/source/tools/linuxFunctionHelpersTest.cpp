@@ -19,8 +19,8 @@ namespace {
 using testsupport::makeError;
 using testsupport::raisedBy;
 
-constexpr zuerr::ErrorSite kInvalid{-52008, "zuplaterr_osFault", "linuxFunctionHelpers", 42};
-constexpr zuerr::ErrorSite kOverflow{-52008, "zuplaterr_osFault", "linuxFunctionHelpers", 51};
+constexpr testsupport::ExpectedSite kInvalid{-52008, "zuplaterr_osFault", "linuxFunctionHelpers", 42};
+constexpr testsupport::ExpectedSite kOverflow{-52008, "zuplaterr_osFault", "linuxFunctionHelpers", 51};
 
 auto converting(std::int64_t seconds, std::int64_t nanoseconds) {
     return [=] { timespecToQxmTimestamp({seconds, nanoseconds}); };

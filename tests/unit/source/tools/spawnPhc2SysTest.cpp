@@ -23,7 +23,7 @@ using testsupport::libcHooks;
 using testsupport::makeError;
 using testsupport::raisedBy;
 
-constexpr zuerr::ErrorSite kSpawnFailed{-52008, "zuplaterr_osFault", "spawnPhc2Sys", 58};
+constexpr testsupport::ExpectedSite kSpawnFailed{-52008, "zuplaterr_osFault", "spawnPhc2Sys", 58};
 
 /// Keeps what the entry was called with, and every signal that is sent.
 struct SpawnPhc2SysTest : testing::Test {

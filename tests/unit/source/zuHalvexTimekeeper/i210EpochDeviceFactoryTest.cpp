@@ -27,7 +27,7 @@ using testsupport::raisedBy;
 using testsupport::SyslogLine;
 using Names = std::vector<std::string>;
 
-constexpr zuerr::ErrorSite kNoDirectory{-52002, "zuplaterr_featureUnsupported", "i210EpochDeviceFactory", 35};
+constexpr testsupport::ExpectedSite kNoDirectory{-52002, "zuplaterr_featureUnsupported", "i210EpochDeviceFactory", 35};
 
 /// The directory of network interfaces with the identifiers a test writes, and the kernel that answers for their
 /// clocks.

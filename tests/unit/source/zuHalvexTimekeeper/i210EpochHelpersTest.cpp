@@ -22,11 +22,11 @@ using testsupport::OsCallGuard;
 using testsupport::raisedBy;
 using Journal = FakeI210::Journal;
 
-constexpr zuerr::ErrorSite communicationsFault(std::int32_t line) {
+constexpr testsupport::ExpectedSite communicationsFault(std::int32_t line) {
     return {-52024, "zuplaterr_communicationsFault", "i210EpochHelpers", line};
 }
-constexpr zuerr::ErrorSite kTimedOut{-52007, "zuplaterr_operationTimedOut", "i210EpochHelpers", 107};
-constexpr zuerr::ErrorSite kNoClock{-52002, "zuplaterr_featureUnsupported", "i210EpochHelpers", 148};
+constexpr testsupport::ExpectedSite kTimedOut{-52007, "zuplaterr_operationTimedOut", "i210EpochHelpers", 107};
+constexpr testsupport::ExpectedSite kNoClock{-52002, "zuplaterr_featureUnsupported", "i210EpochHelpers", 148};
 
 constexpr Context kContext{"Doing ", "this", ". "};
 constexpr timeval kAtOnce{0, 0};

@@ -16,7 +16,8 @@ using SharedTimekeeper = testsupport::PublishedTimekeeper;
 TEST_F(SharedTimekeeper, IsTheOneThatWasPublished) { EXPECT_EQ(&checkInitialized(), timekeeper_.get()); }
 
 TEST_F(SharedTimekeeper, IsAnErrorOfItsOwnWhenThereIsNone) {
-    constexpr zuerr::ErrorSite kSite{-52010, "zuplaterr_resourceNotInitialized", "halvexTimekeeperPlugin", 160};
+    constexpr testsupport::ExpectedSite kSite{-52010, "zuplaterr_resourceNotInitialized", "halvexTimekeeperPlugin",
+                                              160};
     halvexTimekeeper::g_timekeeper.reset();
     EXPECT_EQ(testsupport::raisedBy([] { checkInitialized(); }),
               testsupport::makeError(
