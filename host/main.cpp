@@ -2,14 +2,15 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fmt/format.h>
 
-#include <cstdio>
 #include <exception>
 #include <memory>
+#include <system_error>
 
 #include "host/cli/command.h"
 #include "host/cli/options.h"
 #include "host/cli/usageError.h"
 #include "host/output/jsonPrinter.h"
+#include "host/output/standardStreams.h"
 #include "host/output/textPrinter.h"
 #include "host/session/session.h"
 #include "host/session/stopRequest.h"
@@ -50,24 +51,36 @@ ExitCode carryOut(const Options& options) {
 ExitCode start(int argc, const char* const* argv) {
     const ReadOptions read = readOptions(argc, argv);
     if (read.isUsageError) {
-        fmt::print(stderr, "halvexctl: {}\n", read.text);
+        put(stderr, "halvexctl: " + read.text + "\n");
         return ExitCode::usage;
     }
     if (read.isOver) {
-        fmt::print("{}", read.text);
+        put(stdout, read.text);
         return ExitCode::ok;
     }
     return carryOut(read.options);
+}
+
+/// Nothing is well whose output is lost.
+ExitCode checkOutput(ExitCode exitCode) {
+    if (outputError() == 0) {
+        return exitCode;
+    }
+    put(stderr, fmt::format("halvexctl: standard output cannot be written: {}\n",
+                            std::generic_category().message(outputError())));
+    return ExitCode::failure;
 }
 
 }  // namespace
 }  // namespace halvexctl
 
 int main(int argc, char** argv) {
+    using namespace halvexctl;
+    holdStandardStreams();
     try {
-        return static_cast<int>(halvexctl::start(argc, argv));
+        return static_cast<int>(checkOutput(start(argc, argv)));
     } catch (const std::exception& exception) {
-        std::fprintf(stderr, "halvexctl: %s\n", exception.what());
-        return static_cast<int>(halvexctl::ExitCode::failure);
+        put(stderr, fmt::format("halvexctl: {}\n", exception.what()));
+        return static_cast<int>(ExitCode::failure);
     }
 }

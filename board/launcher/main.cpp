@@ -1,6 +1,7 @@
 // halvexboard: runs a program on the simulated controller, and says what a trace of it shows.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <cstdio>
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 
@@ -12,15 +13,17 @@ namespace {
 
 constexpr int kNotAligned = 1;
 constexpr int kUsageExit = 2;
+constexpr int kCannotWrite = 3;
 constexpr int kCannotStart = 125;
 
 int summarise(const halvexboard::Options& options) {
     std::ifstream trace(options.summaryOf);
-    if (!trace) {
-        std::cerr << "halvexboard: cannot read " << options.summaryOf << '\n';
+    const halvexboard::TraceSummary summary =
+        trace ? halvexboard::summariseTrace(trace, {options.from, options.until}) : halvexboard::TraceSummary{};
+    if (!trace.is_open() || trace.bad()) {  // a folder is opened and cannot be read
+        std::cerr << "halvexboard: cannot read " << options.summaryOf << ": " << std::strerror(errno) << '\n';
         return kUsageExit;
     }
-    const halvexboard::TraceSummary summary = halvexboard::summariseTrace(trace, {options.from, options.until});
     std::cout << halvexboard::formatSummary(summary, options.isListed);
     return summary.isAligned() ? 0 : kNotAligned;
 }
@@ -37,11 +40,18 @@ int act(const halvexboard::Options& options) {
     }
 }
 
+/// The status of an action whose output arrived.
+int checkOutput(int status) {
+    if (std::cout.flush()) return status;
+    std::cerr << "halvexboard: standard output cannot be written: " << std::strerror(errno) << '\n';
+    return kCannotWrite;
+}
+
 }  // namespace
 
 int main(int count, char** words) {
     try {
-        return act(halvexboard::parseOptions({words + 1, words + count}));
+        return checkOutput(act(halvexboard::parseOptions({words + 1, words + count})));
     } catch (const halvexboard::UsageError& error) {
         std::cerr << "halvexboard: " << error.what() << '\n';
         return kUsageExit;

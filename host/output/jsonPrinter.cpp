@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/output/jsonPrinter.h"
 
-#include <fmt/format.h>
+#include "host/output/standardStreams.h"
 
 namespace halvexctl {
 namespace {
@@ -28,18 +28,14 @@ ordered_json errorAsJson(const ErrorReport& error) {
 
 }  // namespace
 
-void JsonPrinter::call(const std::string& text) {
-    fmt::print(errors_, "{}\n", text);
-    std::fflush(errors_);
-}
+void JsonPrinter::call(const std::string& text) { put(errors_, text + "\n"); }
 
 void JsonPrinter::sample(const std::function<std::string(bool inColour)>&, const ordered_json& line, bool isOnly) {
     if (isOnly) {
         return;  // the document has it
     }
     hasLines_ = true;
-    fmt::print(output_, "{}\n", line.dump(-1, ' ', false, ordered_json::error_handler_t::replace));
-    std::fflush(output_);
+    put(output_, line.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n");
 }
 
 void JsonPrinter::result(const Result& result) {
@@ -66,15 +62,11 @@ void JsonPrinter::result(const Result& result) {
     results_.push_back(std::move(object));
 }
 
-void JsonPrinter::complaint(const std::string& sentence) {
-    fmt::print(errors_, "halvexctl: {}\n", sentence);
-    std::fflush(errors_);
-}
+void JsonPrinter::complaint(const std::string& sentence) { put(errors_, "halvexctl: " + sentence + "\n"); }
 
 void JsonPrinter::finish() {
     // Bytes that are no UTF-8 may come from a driver's texts; they must not cost the whole document.
-    fmt::print(output_, "{}\n", results_.dump(hasLines_ ? -1 : 2, ' ', false, ordered_json::error_handler_t::replace));
-    std::fflush(output_);
+    put(output_, results_.dump(hasLines_ ? -1 : 2, ' ', false, ordered_json::error_handler_t::replace) + "\n");
 }
 
 }  // namespace halvexctl

@@ -9,7 +9,8 @@
 
 namespace halvexctl {
 
-/// Shows one run. Threads: thread-bound. Failure: none is reported; a closed output arrives as a request to stop.
+/// Shows one run. Threads: thread-bound. Failure: outputError() has it; a closed pipe is a request to
+/// stop as well.
 class Printer {
 public:
     virtual ~Printer() = default;

@@ -8,12 +8,11 @@
 
 #include <algorithm>
 
+#include "host/output/standardStreams.h"
+
 namespace halvexctl {
 
-void TextPrinter::line(std::FILE* stream, const std::string& text) {
-    fmt::print(stream, "{}\n", text);
-    std::fflush(stream);
-}
+void TextPrinter::line(std::FILE* stream, const std::string& text) { put(stream, text + "\n"); }
 
 void TextPrinter::value(const Field& field, std::size_t width) {
     std::string_view rest = field.text;
@@ -35,8 +34,7 @@ void TextPrinter::note(const std::string& sentence) { line(output_, "  " + sente
 bool TextPrinter::showsProgress() const { return ::isatty(::fileno(errors_)) == 1; }
 
 void TextPrinter::progress(const std::string& sentence) {
-    fmt::print(errors_, "\r\x1b[K{}", sentence);  // each takes the place of the one before
-    std::fflush(errors_);
+    put(errors_, "\r\x1b[K" + sentence);  // each takes the place of the one before
 }
 
 void TextPrinter::call(const std::string& text) { line(output_, "  " + text); }
@@ -44,11 +42,8 @@ void TextPrinter::call(const std::string& text) { line(output_, "  " + text); }
 void TextPrinter::sample(const std::function<std::string(bool inColour)>& text, const nlohmann::ordered_json&,
                          bool isOnly) {
     const bool isTerminal = ::isatty(::fileno(output_)) == 1;
-    if (isTerminal && !isOnly) {
-        fmt::print(output_, "\x1b[H\x1b[2J");  // the next look takes the place of the last
-    }
-    fmt::print(output_, "{}", text(isTerminal));
-    std::fflush(output_);
+    const char* const clear = isTerminal && !isOnly ? "\x1b[H\x1b[2J" : "";  // the next look takes the last one's place
+    put(output_, clear + text(isTerminal));
 }
 
 void TextPrinter::result(const Result& result) {
