@@ -14,10 +14,11 @@ namespace {
 
 // Each script looks up the word before the cursor in `takes`; own options are offered behind the verb they belong to.
 constexpr const char* kBash = R"sh(_halvexctl() {
-  local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} verb='' index
+  local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} verb='' taken='' index
   local offered=$verbs
   COMPREPLY=()
-  case ${takes[$previous]-} in
+  [[ $word == -* ]] || taken=${takes[$previous]-}
+  case $taken in
     file)
       compopt -o filenames 2>/dev/null
       mapfile -t COMPREPLY < <(compgen -f -- "$word")
@@ -39,9 +40,10 @@ complete -F _halvexctl halvexctl
 )sh";
 
 constexpr const char* kZsh = R"sh(_halvexctl() {
-  local previous=${words[CURRENT-1]} verb='' index
+  local previous=${words[CURRENT-1]} verb='' taken='' index
   local -a offered
-  case ${takes[$previous]-} in
+  [[ $PREFIX == -* ]] || taken=${takes[$previous]-}
+  case $taken in
     file) _files ;;
     text) _message "$previous" ;;
     code) compadd -- $codes ;;

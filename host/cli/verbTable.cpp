@@ -115,9 +115,11 @@ constexpr auto kVerbs = std::to_array<Verb>({
      "+1.5ms wait 5s. Clocks are sampled while verbs wait, not while the library works. report makes a page of "
      "it.",
      false, "recording", kRecordOptions, &actions::readRecord, &actions::record},
-    {"report", "FILE [OPTIONS]", "Make a page of a recording",
+    {"report", "[FILE] [OPTIONS]", "Make a page of a recording",
      "One HTML file that needs no network: alignment runs, each clock's difference over time, steering, events "
-     "and log lines on one time axis. Without an option it shows what this session has recorded last.",
+     "and log lines on one time axis. Without an option it shows what this session has recorded last. "
+     "Without FILE the page gets the record's name with .html; a verb's name is not taken for FILE. Only a report is "
+     "replaced, never a record or anything else.",
      false, "page", kReportOptions, &actions::readReport, &actions::report},
     {"remark", "TEXT", "Write a line to syslog", "At LOG_INFO, to find the place in the log again.", false, "nothing",
      kNoOptions, &actions::readRemark, &actions::remark},
@@ -151,7 +153,7 @@ const Verb* findVerb(std::string_view name) {
 ArgumentKind argumentKind(std::string_view argument) {
     const std::string_view first = argument.substr(0, argument.find(' '));
     return first.empty()                          ? ArgumentKind::none
-           : first == "FILE"                      ? ArgumentKind::file
+           : first == "FILE" || first == "[FILE]" ? ArgumentKind::file
            : first == "VERB" || first == "[VERB]" ? ArgumentKind::verb
            : first == "CODE"                      ? ArgumentKind::code
            : first.front() == '['                 ? ArgumentKind::optional

@@ -9,7 +9,7 @@
 #include "host/clocks/clockSample.h"
 #include "host/clocks/clockWatch.h"
 #include "host/clocks/rawClock.h"
-#include "host/output/wholeFile.h"
+#include "host/output/files.h"
 #include "host/session/session.h"
 #include "host/session/stopRequest.h"
 
@@ -37,7 +37,7 @@ void watchClocks(Session& session, const MonitorOptions& options, Result& result
             session.recorder()->keep(sample);
         }
         if (!options.metricsPath.empty()) {
-            replaceFile(options.metricsPath, sampleAsMetrics(sample));
+            replaceFile(options.metricsPath, sampleAsMetrics(sample), {"# HELP halvex_", "a file of metrics"});
         }
         before = std::move(sample);
         goesOn = taken != options.count && sleepNs(options.intervalNs);

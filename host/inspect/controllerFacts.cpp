@@ -10,8 +10,8 @@
 #include <algorithm>
 
 #include "host/inspect/systemFiles.h"
+#include "host/output/files.h"
 #include "host/output/units.h"
-#include "host/output/wholeFile.h"
 
 namespace halvexctl {
 namespace {

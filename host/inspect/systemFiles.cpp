@@ -10,7 +10,7 @@
 #include <memory>
 #include <string_view>
 
-#include "host/output/wholeFile.h"
+#include "host/output/files.h"
 
 namespace halvexctl {
 namespace {

@@ -36,7 +36,12 @@ SessionRecorder::SessionRecorder(Session& session, const RecordOptions& options)
 void SessionRecorder::add(const char* kind, std::int64_t rawNs, const ordered_json& members) {
     ordered_json line{{"kind", kind}, {"rawNs", rawNs}};
     line.update(members);
-    file_.add(line);
+    write(line);
+}
+
+void SessionRecorder::write(const ordered_json& line) {
+    // Bytes that are no UTF-8 may come from a driver's texts; they must not cost the line.
+    file_.add(line.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n");
 }
 
 void SessionRecorder::call(const CallReport& report) {
@@ -73,7 +78,7 @@ void SessionRecorder::keep(const Sample& sample) {
     takeLogLines();
     ordered_json line{{"kind", "sample"}};
     line.update(sampleAsJson(sample));
-    file_.add(line);
+    write(line);
     for (const SampleEvent& event : eventsBetween(before_ ? &*before_ : nullptr, sample)) {
         add("event", sample.rawNs,
             {{"systemNs", sample.systemNs},
@@ -96,6 +101,7 @@ void SessionRecorder::finish(ExitCode exitCode) {
     takeLogLines();
     add("end", rawTimeNs(),
         {{"systemNs", systemTimeNs()}, {"exitCode", static_cast<int>(exitCode)}, {"logLinesLost", logLines_.lost()}});
+    file_.finish();
 }
 
 void SessionRecorder::takeLogLines() {

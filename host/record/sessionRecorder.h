@@ -7,10 +7,10 @@
 #include <string>
 
 #include "host/clocks/clockWatch.h"
+#include "host/output/files.h"
 #include "host/output/result.h"
 #include "host/output/units.h"
 #include "host/record/logLines.h"
-#include "host/record/recordFile.h"
 #include "host/session/hostCalls.h"
 
 namespace halvexctl {
@@ -28,19 +28,19 @@ class SessionRecorder {
 public:
     SessionRecorder(Session& session, const RecordOptions& options);
 
-    const std::string& path() const { return file_.path(); }
     void call(const CallReport& report);
     void verb(const Result& result, std::int64_t beganRawNs);
     void keep(const Sample& sample);  ///< One that somebody else took.
     void sample();                    ///< Takes one now.
     std::int64_t untilDueNs() const;  ///< Until the next sample; 0 when it is due.
-    void finish(ExitCode exitCode);   ///< The last line.
+    void finish(ExitCode exitCode);   ///< The last line; all is on the disk then.
 
 private:
     void add(const char* kind, std::int64_t rawNs, const nlohmann::ordered_json& members);
+    void write(const nlohmann::ordered_json& line);
     void takeLogLines();
 
-    RecordFile file_;
+    AppendedFile file_;
     LogLines logLines_;
     ClockWatch watch_;
     std::int64_t intervalNs_;

@@ -2,9 +2,15 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/report/jsonLines.h"
 
+#include <fmt/format.h>
+
+#include <algorithm>
 #include <cerrno>
-#include <fstream>
+#include <optional>
+#include <string_view>
 #include <system_error>
+
+#include "host/output/files.h"
 
 namespace halvexctl {
 namespace {
@@ -14,23 +20,41 @@ std::string lastName(const std::string& path) {
     return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
+/// A trace counts in "raw_ns", a record in "rawNs".
+void refuseOtherKind(const std::string& path, LinesOf kind, const nlohmann::json& line) {
+    if (kind == LinesOf::record && line.contains("raw_ns")) {
+        throw std::runtime_error(fmt::format("{} is a simulated board's trace: --trace {}", path, path));
+    }
+    if (kind == LinesOf::trace && line.contains("rawNs")) {
+        throw std::runtime_error(fmt::format("{} is a record: --from {}", path, path));
+    }
+}
+
 }  // namespace
 
-Source readJsonLines(const std::string& path, const std::function<void(const nlohmann::json& line)>& take) {
+Source readJsonLines(const std::string& path, LinesOf kind,
+                     const std::function<void(const nlohmann::json& line)>& take) {
     Source source;
+    source.kind = kind == LinesOf::record ? "record" : "trace";
     source.name = lastName(path);
-    std::ifstream file(path, std::ios::binary);
-    if (!file.is_open()) {
-        throw std::system_error(errno, std::generic_category(), path);
+    const std::optional<std::string> text = readFile(path);
+    if (!text) {
+        throw std::system_error(errno, std::generic_category(), fmt::format("cannot read {}", path));
     }
-    for (std::string line; std::getline(file, line);) {
+    for (std::string_view rest = *text; !rest.empty();) {
+        const std::string_view line = rest.substr(0, rest.find('\n'));
+        rest.remove_prefix(std::min(line.size() + 1, rest.size()));
         ++source.lines;
         try {
             const nlohmann::json object = nlohmann::json::parse(line);
+            refuseOtherKind(path, kind, object);
             take(object);
         } catch (const nlohmann::json::exception&) {
             ++source.unreadLines;
         }
+    }
+    if (source.lines == source.unreadLines) {
+        throw std::runtime_error(fmt::format("{} has no line of a {}", path, source.kind));
     }
     return source;
 }

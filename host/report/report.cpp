@@ -5,11 +5,12 @@
 #include <fmt/format.h>
 
 #include <cstddef>
+#include <filesystem>
 #include <set>
 #include <stdexcept>
 #include <string_view>
 
-#include "host/output/wholeFile.h"
+#include "host/output/files.h"
 #include "host/report/chronicleJson.h"
 #include "host/report/embeddedPage.h"
 #include "host/report/sources.h"
@@ -19,8 +20,17 @@ namespace {
 
 constexpr std::string_view kPlaceOfData = "@CHRONICLE@";
 
+/// Of every release's pages: an older one may be replaced too.
+constexpr Replaceable kPage{"<!DOCTYPE html>\n<!-- A report of a timekeeper's session.", "a report"};
+
 std::string titleOf(const ReportOptions& options) {
     return options.title.empty() ? std::string("Timekeeper report") : options.title;
+}
+
+/// Beside its record, or else its trace.
+std::string pageNameOf(const ReportOptions& options) {
+    std::filesystem::path name = options.recordPath.empty() ? options.tracePath : options.recordPath;
+    return name.replace_extension(".html").string();
 }
 
 std::size_t countOfClocks(const Chronicle& chronicle) {
@@ -38,16 +48,11 @@ void addCount(Result& result, const char* key, std::size_t count, const char* la
 }
 
 void mindSources(const Chronicle& chronicle, Result& result) {
-    std::uint64_t lines = 0;
     for (const Source& source : chronicle.sources) {
-        lines += source.lines - source.unreadLines;
         if (source.unreadLines > 0) {
             result.warn(
                 fmt::format("{} of {} lines of {} could not be read", source.unreadLines, source.lines, source.name));
         }
-    }
-    if (lines == 0) {
-        result.warn("there was nothing to read; the page is empty");
     }
 }
 
@@ -77,8 +82,9 @@ std::string pageOf(const Chronicle& chronicle) {
 void makeReport(const ReportOptions& options, Result& result) {
     const Chronicle chronicle = readChronicle(options);
     const std::string page = pageOf(chronicle);
-    replaceFile(options.pagePath, page);
-    result.add("page", options.pagePath, "page", fmt::format("{} ({} kB)", options.pagePath, page.size() / 1000));
+    const std::string path = options.pagePath.empty() ? pageNameOf(options) : options.pagePath;
+    replaceFile(path, page, kPage);
+    result.add("page", path, "page", fmt::format("{} ({} kB)", path, page.size() / 1000));
     result.add("bytes", page.size(), "", "");
     addCount(result, "clocks", countOfClocks(chronicle), "clocks");
     addCount(result, "samples", chronicle.measured.instantsNs().size(), "samples");

@@ -10,13 +10,13 @@
 
 namespace halvexctl {
 
-/// Reads the sources that the options name. Throws std::system_error when one cannot be read.
+/// Reads the sources that the options name. Throws as readJsonLines().
 Chronicle readChronicle(const ReportOptions& options);
 
 /// The page as text: the embedded one with the chronicle in it.
 std::string pageOf(const Chronicle& chronicle);
 
-/// Writes the page and says what it holds. Throws std::system_error when a file cannot be read or written.
+/// Writes the page and says what it holds. Throws as readJsonLines() and replaceFile().
 void makeReport(const ReportOptions& options, Result& result);
 
 }  // namespace halvexctl

@@ -259,13 +259,12 @@ void readTrace(const std::string& path, Chronicle& chronicle) {
     const bool isAlone = chronicle.sources.empty();
     ShiftFinder finder(chronicle);
     if (!isAlone) {
-        readJsonLines(path, [&finder](const json& line) { finder.take(line); });
+        readJsonLines(path, LinesOf::trace, [&finder](const json& line) { finder.take(line); });
     }
     const std::optional<std::int64_t> shiftNs = finder.shiftNs();
     TraceReader reader(chronicle, shiftNs.value_or(0));
-    Source source = readJsonLines(path, [&reader](const json& line) { reader.take(line); });
+    Source source = readJsonLines(path, LinesOf::trace, [&reader](const json& line) { reader.take(line); });
     reader.finish();
-    source.kind = "trace";
     source.remark = reader.seed().empty() ? "" : "seed " + reader.seed();
     if (!isAlone && !shiftNs) {
         source.remark += "; no log line is in both, so its time may not be the record's";

@@ -7,8 +7,8 @@
 
 #include "host/cli/command.h"
 #include "host/cli/usageError.h"
+#include "host/output/files.h"
 #include "host/output/units.h"
-#include "host/output/wholeFile.h"
 #include "host/session/session.h"
 #include "host/verbs/verbs.h"
 
@@ -103,7 +103,7 @@ Argument readDocument(WordReader& words, const ReadingRules&) {
     }
     std::optional<std::string> text = readFile(source);
     if (!text) {
-        throw UsageError(fmt::format("cannot read {}", source));
+        throw UsageError(fmt::format("cannot read {}: {}", source, std::generic_category().message(errno)));
     }
     if (text->find('\0') != std::string::npos) {
         throw UsageError(fmt::format("{} holds a NUL; the library would see only what stands before it", source));

@@ -76,7 +76,10 @@ void record(Session& session, const Command& command, Result& result) {
 
 Argument readReport(WordReader& words, const ReadingRules&) {
     ReportOptions options;
-    options.pagePath = words.takeArgument("report", "FILE");
+    const std::string* page = words.peek();
+    if (page != nullptr && !page->starts_with("--") && findVerb(*page) == nullptr) {
+        options.pagePath = words.take();
+    }
     readOwnOptions(words, "report", [&options](std::string_view option, const std::string& value) {
         (option == "--from" ? options.recordPath : option == "--trace" ? options.tracePath : options.title) = value;
     });

@@ -139,6 +139,25 @@ TEST_F(RecordOnBoard, ReportsIterationsWithTheTruthFromTheTrace) {
     }
 }
 
+TEST_F(RecordOnBoard, IsNeverReplacedByItsReport) {
+    ASSERT_EQ(run({"record", record(), "init"}), 0) << output_;
+    EXPECT_EQ(run({"record", record(), "init", "report", record()}), 3);
+    EXPECT_THAT(output_, HasSubstr("is not a report and stays as it is"));
+    EXPECT_EQ(lines("start").size(), 2u);
+    EXPECT_EQ(lines("end").size(), 2u);
+    EXPECT_EQ(run({"report", "--from", record()}), 0) << output_;
+    EXPECT_THAT(fileContents(directory_ / "record.html"), HasSubstr("<html"));
+}
+
+TEST_F(RecordOnBoard, KeepsMetricsInAFileOfMetricsAlone) {
+    const std::string metrics = directory_ / "metrics";
+    EXPECT_EQ(run({"init", "monitor", "--count", "2", "--metrics", metrics}, "plain"), 0) << output_;
+    EXPECT_THAT(fileContents(metrics), HasSubstr("halvex_sample_time_seconds"));
+    EXPECT_EQ(run({"record", record(), "init", "monitor", "--once", "--metrics", record()}, "plain"), 3);
+    EXPECT_THAT(output_, HasSubstr("is not a file of metrics and stays as it is"));
+    EXPECT_EQ(lines("end").size(), 1u);
+}
+
 TEST_F(RecordOnBoard, HasNothingToReportWithoutASource) {
     EXPECT_EQ(run({"report", directory_ / "page.html"}), 3);
     EXPECT_THAT(output_, HasSubstr("nothing to report"));

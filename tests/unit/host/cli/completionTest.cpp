@@ -148,6 +148,7 @@ TEST(Completion, OffersTheOptionsOfRecordAndReportBehindThem) {
     EXPECT_THAT(completionsOf("halvexctl record file get --i"), IsEmpty());
     EXPECT_THAT(completionsOf("halvexctl report page.html --from session.jsonl --t"),
                 UnorderedElementsAreArray({"--trace", "--title"}));
+    EXPECT_THAT(completionsOf("halvexctl report --f"), ElementsAre("--from"));
 }
 
 TEST(Completion, OffersFilesWhereAFileIsDue) {

@@ -3,7 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+#include <sys/stat.h>
+
 #include <cmath>
+#include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <system_error>
 
@@ -20,6 +25,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
+using testing::UnorderedElementsAre;
 
 constexpr const char* kStart =
     R"({"kind":"start","rawNs":1000,"systemNs":5001000,"format":1,"library":"l","intervalNs":1})";
@@ -52,6 +58,25 @@ protected:
         Chronicle chronicle;
         readRecord(file("record", lines), chronicle);
         return chronicle;
+    }
+
+    /// Why no page is made; empty: it is.
+    static std::string refusal(const ReportOptions& options) {
+        try {
+            Result result;
+            makeReport(options, result);
+            return "";
+        } catch (const std::runtime_error& error) {
+            return error.what();
+        }
+    }
+
+    static std::vector<std::string> namesIn(const std::filesystem::path& directory) {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+            names.push_back(entry.path().filename());
+        }
+        return names;
     }
 
     ScratchDirectory directory_;
@@ -191,14 +216,94 @@ TEST_F(Report, WritesThePageAndSaysWhatItHolds) {
     EXPECT_EQ(fileContents(options.pagePath), pageOf(readChronicle(options)));
 }
 
-TEST_F(Report, WarnsOfAnEmptyRecordAndMakesAPageThatSaysSo) {
+TEST_F(Report, ReplacesAReportAndAnEmptyFileKeepingTheirRightsAndLinks) {
+    ReportOptions options;
+    options.recordPath = file("record", {kStart, sampleAt(2'000, 40)});
+    options.pagePath = directory_ / "link.html";
+    const std::string target = file("page.html", {});
+    std::filesystem::permissions(target, std::filesystem::perms::owner_read);
+    std::filesystem::create_symlink(target, options.pagePath);
+    const std::string page = pageOf(readChronicle(options));
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(refusal(options), "");
+        EXPECT_EQ(fileContents(target), page);
+    }
+    EXPECT_TRUE(std::filesystem::is_symlink(options.pagePath));
+    EXPECT_EQ(std::filesystem::status(target).permissions(), std::filesystem::perms::owner_read);
+}
+
+TEST_F(Report, LeavesAloneWhatIsNoReportUnderAnyOfItsNames) {
+    ReportOptions options;
+    options.recordPath = file("record", {kStart, sampleAt(2'000, 40)});
+    const std::string before = fileContents(options.recordPath);
+    std::filesystem::create_symlink(options.recordPath, directory_ / "symbolic");
+    std::filesystem::create_hard_link(options.recordPath, directory_ / "hard");
+    ASSERT_EQ(::mkfifo((directory_ / "pipe").c_str(), 0600), 0);
+    std::filesystem::create_symlink("nowhere", directory_ / "dangling");
+    file("trace", {R"({"seq":1,"raw_ns":1,"kind":"start"})"});
+    for (const std::string name : {"record", "./record", "symbolic", "hard", "trace", "pipe", "."}) {
+        options.pagePath = directory_ / name;
+        EXPECT_THAT(refusal(options), HasSubstr("is not a report and stays as it is")) << name;
+    }
+    options.pagePath = directory_ / "dangling";
+    EXPECT_THAT(refusal(options), HasSubstr("cannot write"));
+    EXPECT_EQ(fileContents(options.recordPath), before);
+    EXPECT_TRUE(std::filesystem::is_fifo(directory_ / "pipe"));
+    EXPECT_THAT(namesIn(directory_.path()),
+                UnorderedElementsAre("record", "symbolic", "hard", "pipe", "dangling", "trace"));
+}
+
+TEST_F(Report, WritesNothingWithoutHavingReadALine) {
+    ReportOptions options;
+    options.pagePath = file("page.html", {pageOf(Chronicle())});
+    const std::string before = fileContents(options.pagePath);
+    file("empty", {});
+    file("noise", {"no JSON", "{}"});
+    for (const std::string name : {"empty", "noise", "page.html"}) {
+        options.recordPath = directory_ / name;
+        EXPECT_THAT(refusal(options), HasSubstr("has no line of a record")) << name;
+    }
+    options.recordPath = directory_.path();
+    EXPECT_EQ(refusal(options), "cannot read " + directory_.path().string() + ": Is a directory");
+    options.recordPath = directory_ / "nothing";
+    EXPECT_THAT(refusal(options), HasSubstr("nothing: No such file or directory"));
+    EXPECT_EQ(fileContents(options.pagePath), before);
+}
+
+TEST_F(Report, NamesTheRightOptionForATraceOrARecordGivenAsTheOther) {
     ReportOptions options;
     options.pagePath = directory_ / "page.html";
-    options.recordPath = file("record", {});
-    Result result;
-    makeReport(options, result);
-    EXPECT_EQ(result.outcome, Outcome::warning);
-    EXPECT_THAT(fileContents(options.pagePath), HasSubstr("<html"));
+    options.recordPath = file("trace", {R"({"seq":1,"raw_ns":1,"kind":"start"})"});
+    EXPECT_THAT(refusal(options), HasSubstr("is a simulated board's trace: --trace "));
+    options.tracePath = file("record", {kStart});
+    options.recordPath.clear();
+    EXPECT_THAT(refusal(options), HasSubstr("is a record: --from "));
+    EXPECT_FALSE(std::filesystem::exists(options.pagePath));
+}
+
+TEST_F(Report, GetsTheRecordsNameWhenItIsGivenNone) {
+    ReportOptions options;
+    options.recordPath = file("session.jsonl", {kStart, sampleAt(2'000, 40)});
+    EXPECT_EQ(refusal(options), "");
+    EXPECT_THAT(fileContents(directory_ / "session.html"), HasSubstr("<html"));
+}
+
+TEST_F(Report, LeavesThePageAndNoOtherFileWhenTheDiskIsFull) {
+    ReportOptions options;
+    options.recordPath = file("record", {kStart, sampleAt(2'000, 40)});
+    options.pagePath = file("page.html", {pageOf(Chronicle())});
+    const std::string before = fileContents(options.pagePath);
+    rlimit former{};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &former), 0);
+    const rlimit small{1'000, former.rlim_max};
+    const auto formerAction = std::signal(SIGXFSZ, SIG_IGN);
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+    const std::string said = refusal(options);
+    ::setrlimit(RLIMIT_FSIZE, &former);
+    std::signal(SIGXFSZ, formerAction);
+    EXPECT_EQ(said, "cannot write " + options.pagePath + ": File too large");
+    EXPECT_EQ(fileContents(options.pagePath), before);
+    EXPECT_THAT(namesIn(directory_.path()), UnorderedElementsAre("record", "page.html"));
 }
 
 }  // namespace
