@@ -252,7 +252,8 @@ class PageOfOtherRecordings(Page):
 
     def test_says_so_when_there_is_nothing_to_show(self):
         empty = os.path.join(self.scratch.name, "empty.jsonl")
-        open(empty, "w", encoding="utf-8").close()
+        with open(empty, "w", encoding="utf-8") as file:
+            file.write('{"kind": "start", "rawNs": 1000, "systemNs": 5001000}\n')
         self.open(self.page_of("empty", "--from", empty))
         self.assertIn("nothing to show", self.find("#notice").text)
         self.assertEqual([panel for panel in self.all(".panel") if panel.is_displayed()], [])
