@@ -59,7 +59,8 @@ void syslog(int priority, const char* format, ...) {
     va_end(arguments);
 }
 
-// What fortified programs call in their place.
+// What fortified programs call in their place: the C library's own names.
+// NOLINTBEGIN(bugprone-reserved-identifier)
 void __syslog_chk(int priority, int, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
@@ -68,5 +69,6 @@ void __syslog_chk(int priority, int, const char* format, ...) {
 }
 
 void __vsyslog_chk(int priority, int, const char* format, va_list arguments) { passOn(priority, format, arguments); }
+// NOLINTEND(bugprone-reserved-identifier)
 }
 #pragma GCC visibility pop
