@@ -7,10 +7,23 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <string_view>
 
 #include "host/output/standardStreams.h"
 
 namespace halvexctl {
+namespace {
+
+std::string_view valueOf(const char* variable) {
+    const char* const value = std::getenv(variable);
+    return value != nullptr ? value : "";
+}
+
+/// Whether the cursor can be moved there.
+bool obeysEscapes(std::FILE* stream) { return ::isatty(::fileno(stream)) == 1 && valueOf("TERM") != "dumb"; }
+
+}  // namespace
 
 void TextPrinter::line(std::FILE* stream, const std::string& text) { put(stream, text + "\n"); }
 
@@ -31,7 +44,7 @@ void TextPrinter::begin(const std::string& verb, const std::string& argument) {
 
 void TextPrinter::note(const std::string& sentence) { line(output_, "  " + sentence); }
 
-bool TextPrinter::showsProgress() const { return ::isatty(::fileno(errors_)) == 1; }
+bool TextPrinter::showsProgress() const { return obeysEscapes(errors_); }
 
 void TextPrinter::progress(const std::string& sentence) {
     put(errors_, "\r\x1b[K" + sentence);  // each takes the place of the one before
@@ -41,9 +54,9 @@ void TextPrinter::call(const std::string& text) { line(output_, "  " + text); }
 
 void TextPrinter::sample(const std::function<std::string(bool inColour)>& text, const nlohmann::ordered_json&,
                          bool isOnly) {
-    const bool isTerminal = ::isatty(::fileno(output_)) == 1;
+    const bool isTerminal = obeysEscapes(output_);
     const char* const clear = isTerminal && !isOnly ? "\x1b[H\x1b[2J" : "";  // the next look takes the last one's place
-    put(output_, clear + text(isTerminal));
+    put(output_, clear + text(isTerminal && valueOf("NO_COLOR").empty()));
 }
 
 void TextPrinter::result(const Result& result) {

@@ -1,7 +1,10 @@
 // Tests of both printers.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gtest/gtest.h>
+#include <pty.h>
+#include <unistd.h>
 
+#include <array>
 #include <cstdlib>
 
 #include "host/output/jsonPrinter.h"
@@ -68,6 +71,27 @@ TEST_F(PrinterTest, TextIsNeitherColouredNorClearedWithoutATerminal) {
     printer.sample([](bool inColour) { return std::string(inColour ? "red\n" : "plain\n"); }, {}, false);
     EXPECT_EQ(output_.text(), "plain\n");
     EXPECT_FALSE(printer.showsProgress());
+}
+
+TEST_F(PrinterTest, TextOnATerminalHeedsNoColorAndADumbTerminal) {
+    int master = -1, slave = -1;
+    ASSERT_EQ(::openpty(&master, &slave, nullptr, nullptr, nullptr), 0);
+    std::FILE* const terminal = ::fdopen(slave, "w");
+    const auto shown = [&](const char* type, const char* noColour) {
+        ::setenv("TERM", type, 1);
+        ::setenv("NO_COLOR", noColour, 1);
+        TextPrinter printer(terminal, terminal);
+        printer.sample([](bool inColour) { return std::string(inColour ? "red" : "plain"); }, {}, false);
+        std::array<char, 100> chunk{};
+        const ssize_t length = ::read(master, chunk.data(), chunk.size());
+        return std::string(chunk.data(), static_cast<std::size_t>(length)) + (printer.showsProgress() ? "+" : "");
+    };
+    EXPECT_EQ(shown("xterm", ""), "\x1b[H\x1b[2Jred+");
+    EXPECT_EQ(shown("xterm", "1"), "\x1b[H\x1b[2Jplain+");
+    EXPECT_EQ(shown("dumb", ""), "plain");
+    std::fclose(terminal);
+    ::close(master);
+    ::unsetenv("NO_COLOR");
 }
 
 TEST_F(PrinterTest, TextPutsFurtherLinesOfAValueBelowItsFirst) {
