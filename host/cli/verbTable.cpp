@@ -129,7 +129,8 @@ constexpr auto kVerbs = std::to_array<Verb>({
      false, "nothing", kNoOptions, nullptr, &actions::finalize},
     {"run", "", "Stay up and read verbs from standard input",
      "Line by line until the input ends or SIGINT or SIGTERM arrives. Quotes work as in a shell, # starts a "
-     "comment. A line that fails does not end the session; clear resets the status.",
+     "comment. A line that fails does not end the session; clear resets the status. A line that is refused is a failed "
+     "result of run, with the line as its argument.",
      true, "nothing", kNoOptions, nullptr, &actions::run},
     {"help", "[VERB]", "Show the help, or that of one verb", "", false, "text", kNoOptions, &actions::readHelpTopic,
      &actions::help},

@@ -116,8 +116,7 @@ void runLines(Session& session) {
         try {
             commands = readLine(*line, session.settings().rules);
         } catch (const UsageError& error) {
-            session.printer().complaint(error.what());
-            session.minded(ExitCode::usage);
+            session.show({"run", *line, Outcome::failed, {}, error.what(), {}});
             continue;
         }
         session.carryOut(commands);

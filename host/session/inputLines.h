@@ -6,8 +6,8 @@ namespace halvexctl {
 
 class Session;
 
-/// The session stays up while lines are awaited. A line that cannot be read is complained about and counts as a usage
-/// error. Threads: thread-bound. Failure: std::system_error when the input cannot be read.
+/// The session stays up while lines are awaited. A line that is refused is a failed result of `run` with the line as
+/// its argument. Threads: thread-bound. Failure: std::system_error when the input cannot be read.
 void runLines(Session& session);
 
 }  // namespace halvexctl

@@ -34,6 +34,7 @@ public:
     Session& operator=(const Session&) = delete;
 
     void carryOut(std::span<const Command> commands);  ///< In order, up to the first that fails.
+    void show(const Result& result);                   ///< Hands it to the printer and minds its outcome.
     void finish();                                     ///< Finalises the library if that is still to be done.
     void minded(ExitCode code) { exitCode_ = graver(exitCode_, code); }
     ExitCode exitCode() const { return exitCode_; }
@@ -62,7 +63,6 @@ private:
     void prepare();
     void judgeSuccess(Result& result, bool madeCalls);
     void judgeFailure(Result& result, const CallFailure& failure);
-    void show(const Result& result);
     void keepVerb(Result& result, std::int64_t beganRawNs);
     void listenToCalls();
 

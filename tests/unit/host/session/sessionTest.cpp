@@ -424,10 +424,17 @@ TEST_F(SessionTest, RunsLinesUntilTheInputEnds) {
 
 TEST_F(SessionTest, GoesOnAfterALineThatCannotBeRead) {
     feed("stpe 5\nstep -1s\nremark 'open\nrun\nget\n");
-    EXPECT_EQ(carryOut({"run"}), ExitCode::usage);
-    EXPECT_THAT(printer_.complaints, ElementsAre("unknown verb \"stpe\"; did you mean \"step\"?",
-                                                 "step -1s would move the time backward; add --yes if that is meant",
-                                                 "the quote ' is not closed", "run is under way already"));
+    EXPECT_EQ(carryOut({"run"}), ExitCode::failure);
+    std::vector<std::string> messages;
+    for (const Result& result : printer_.results) {
+        messages.push_back(result.message);
+    }
+    EXPECT_THAT(messages, ElementsAre("unknown verb \"stpe\"; did you mean \"step\"?",
+                                      "step -1s would move the time backward; add --yes if that is meant",
+                                      "the quote ' is not closed", "run is under way already", "", ""));
+    EXPECT_EQ(result(0).verb, "run");
+    EXPECT_EQ(result(0).argument, "stpe 5");
+    EXPECT_EQ(result(0).outcome, Outcome::failed);
     EXPECT_THAT(plugin_->journal, ElementsAre("initialize", "getTime", "finalize"));
     ::close(inputFd_);
 }
