@@ -46,7 +46,7 @@ int sync(int fd) {
 /// The file that `path` leads to, so that a link stays one.
 std::string behindLinks(const std::string& path) {
     std::error_code error;
-    const std::string target = std::filesystem::canonical(path, error).string();
+    std::string target = std::filesystem::canonical(path, error).string();
     if (!error) {
         return target;
     }
