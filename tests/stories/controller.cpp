@@ -107,8 +107,9 @@ std::vector<StatusRecord> Controller::statusRecords() {
         for (std::size_t at = 0; at < sizeof wire && 2 * at + 1 < text.size(); ++at)
             bytes[at] = static_cast<unsigned char>(std::stoi(text.substr(2 * at, 2), nullptr, 16));
         StatusRecord record{wire.not_aligned != 0, wire.reference_kind, {}, {}};
-        if (wire.has_reference_offset != 0) record.referenceOffset = wire.reference_offset;
-        if (wire.has_utc_offset != 0) record.utcOffset = wire.utc_offset;
+        // By value: the record is packed, and its members are not aligned.
+        if (wire.has_reference_offset != 0) record.referenceOffset = std::int32_t{wire.reference_offset};
+        if (wire.has_utc_offset != 0) record.utcOffset = std::int32_t{wire.utc_offset};
         records.push_back(record);
     }
     return records;
