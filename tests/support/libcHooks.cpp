@@ -303,12 +303,7 @@ int pthread_condattr_setclock(pthread_condattr_t* attributes, clockid_t clock) n
 
 int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline) {
     using Function = int(pthread_cond_t*, pthread_mutex_t*, const timespec*);
-#ifdef __SANITIZE_THREAD__
-    static const auto real =
-        realFunction<Function>("pthread_cond_timedwait");  // the sanitizer's own, which has no version
-#else
     static const auto real = reinterpret_cast<Function*>(dlvsym(RTLD_NEXT, "pthread_cond_timedwait", "GLIBC_2.3.2"));
-#endif
     return libcHooks().pthread_cond_timedwait ? libcHooks().pthread_cond_timedwait(condition, mutex, deadline)
                                               : real(condition, mutex, deadline);
 }
