@@ -52,7 +52,7 @@ class Jury:
         some.append(program("storiesTest", "bin/storiesTest", LIBRARY))
         some.append(program("faultsTest", "bin/faultsTest", LIBRARY))
         some.append(program("cppHostTest", LIBRARY, ahead=board))
-        some += [program(name, LIBRARY) for name in ("hostOnBoardTest", "hostSchemaTest")]
+        some += [program(name, LIBRARY) for name in ("hostOnBoardTest",)]
         return some + list(self.jurors_of_ctest())
 
     def jurors_of_ctest(self):
