@@ -8,7 +8,7 @@
 
 #include "zuerr/zuerr_Status.h"
 
-/** Marks what the library shows to its host. */
+/** Exports a function from the shared library. */
 #if defined(__GNUC__)
 #define ZUQXMTK_API __attribute__((visibility("default")))
 #else
@@ -22,49 +22,49 @@ extern "C" {
 /**
  * Using the library
  *
- * Load `libzuHalvexTimekeeper.so` (dlopen or link), call zuqxmtk_initialize once, any of the others as often as needed,
- * zuqxmtk_finalize at the end. A host that exits or unloads the library without zuqxmtk_finalize loses nothing: threads
- * are stopped and the `phc2sys` child is killed on the way out.
+ * Load `libzuHalvexTimekeeper.so` (dlopen or link), call zuqxmtk_initialize once, then any other function as often as
+ * needed, and zuqxmtk_finalize at the end. Exiting or unloading the library without zuqxmtk_finalize is safe: the
+ * threads are stopped and the `phc2sys` child is killed.
  *
- * Status. The status pointer is always the last argument. A call that receives a status whose code is below 0 does
- * nothing: it returns 0, writes no output and logs nothing. A warning (above 0) does not stop a call. On failure the
- * code is set by precedence (an error stays for good, a warning yields to an error), the JSON error information is
- * written through the status's own reallocJson, and one line goes to syslog at LOG_ERR: Encountered error in
- * <function>: <FAIL|WARN|PASS>(<code>,<json or null>) A null status stands for a fresh status of the library's own:
- * failures then reach syslog only.
+ * Status. The status pointer is always the last argument. A call whose status already holds an error (code below 0)
+ * does nothing: it returns 0, writes no output and logs nothing. A warning (above 0) does not stop a call. On failure
+ * the code is set by precedence (an error is never overwritten, a warning yields to an error), the JSON error
+ * information is written through the status's own reallocJson, and one line goes to syslog at LOG_ERR: Encountered
+ * error in <function>: <FAIL|WARN|PASS>(<code>,<json or null>). With a null status, failures are reported to syslog
+ * only.
  *
- * Errors of the background thread. An error that the monitoring thread met is handed, once, to the first call that
- * takes a status afterwards; that call fails with it and does nothing else. A call whose status is null collects the
- * error too, which then reaches syslog only.
+ * Errors of the background thread. An error of the monitoring thread is reported once, by the next call of a function
+ * with a status parameter; that call fails with it and does nothing else. With a null status the error is reported to
+ * syslog only.
  *
  * Outputs are written on success only. A null output pointer is reported as -52005.
  *
- * Threads. All functions may be called from several threads at once, except zuqxmtk_initialize and zuqxmtk_finalize,
- * during which no other call may run. None may be called from a signal handler. A thread whose cancellation is pending
- * finishes its call, however long that waits, and leaves the cancellation pending; only zuqxmtk_setCorrectionPerSecond
- * and zuqxmtk_getCorrectionPerSecond may end the thread instead, with nothing held and nothing half done.
+ * Threads. All functions are thread-safe, except zuqxmtk_initialize and zuqxmtk_finalize, during which no other call
+ * may run. None may be called from a signal handler. A thread with a pending cancellation finishes its call first,
+ * however long that takes, and leaves the cancellation pending; only zuqxmtk_setCorrectionPerSecond and
+ * zuqxmtk_getCorrectionPerSecond are cancellation points, which hold nothing and leave nothing half done.
  *
  * Units. Times are unsigned nanoseconds since 1970-01-01 00:00:00 on the time scale of the system clock; offsets are
- * signed nanoseconds, positive is forward; corrections are signed parts per billion, positive makes the clocks run
+ * signed nanoseconds, positive is forward; corrections are signed parts per billion, positive speeds the clocks up.
  * faster.
  */
 
 /** Nanoseconds since the epoch of the clock that was read. */
 typedef uint64_t QxmTimestamp;
 
-/** The version of this interface: always 2, in every state. Touches nothing. */
+/** Returns the version of this interface: always 2, whether initialised or not. Has no side effects. */
 ZUQXMTK_API uint32_t zuqxmtk_getAPIVersion(void);
 
 /**
- * Copies the timekeeper's name, "HalvexTimekeeper", with its NUL into `name`, which must have room for it (17 bytes;
- * there is no length argument and no truncation). A null `name` is reported to syslog and ignored.
+ * Copies the timekeeper's name, "HalvexTimekeeper", with its NUL into `name`, which must hold at least 17 bytes; there
+ * is no length argument and no truncation. A null `name` is reported to syslog and otherwise ignored.
  *
- * Before initialisation this function has no way to report: a C++ exception derived from std::exception leaves it,
- * whose what() is the JSON error information of -52010. A C host must not call it then.
+ * Before initialisation a C++ exception derived from std::exception leaves this function: it has no status to report
+ * to. what() is the JSON error information of -52010. A C host must not call it then.
  */
 ZUQXMTK_API void zuqxmtk_getName(char* name);
 
-/** Whether the time has been seeded from the system clock: true whenever initialised. Before: as zuqxmtk_getName. */
+/** Whether the time was seeded from the system clock: true once initialised. Before: throws like zuqxmtk_getName. */
 ZUQXMTK_API bool zuqxmtk_isSeeded(void);
 
 /** The lowest correction in ppb, -62000; 0 on failure. Makes no system call. */
@@ -79,15 +79,15 @@ ZUQXMTK_API int32_t zuqxmtk_getMaxCorrectionPerSecond(zuerr_Status* status);
  */
 ZUQXMTK_API void zuqxmtk_setCorrectionPerSecond(int32_t correction, zuerr_Status* status);
 
-/** Reads the correction in force, in ppb, back from the driver; -52024 or -52003 when that fails. */
+/** Reads the correction in force, in ppb, back from the driver; -52024 or -52003 on failure. */
 ZUQXMTK_API void zuqxmtk_getCorrectionPerSecond(int32_t* correction, zuerr_Status* status);
 
 /**
- * Steps the time by `offset` ns, cut toward zero to a multiple of 200 ns: first the master, then the system clock; all
- * other clocks are aligned to the master in the background, which takes some epochs. Returns without waiting for that;
- * an alignment that fails is reported by a later call.
+ * Steps the time by `offset` ns, truncated toward zero to a multiple of 200 ns: first the master, then the system
+ * clock. All other clocks are then aligned to the master in the background, which takes some epochs; the call does not
+ * wait for it, and a later call reports an alignment that fails.
  *
- * When the devices are busy for more than 15 ms the call gives up silently: no error, and no clock is touched.
+ * If the devices stay busy for more than 15 ms the step is silently dropped: no error, and no clock changes.
  */
 ZUQXMTK_API void zuqxmtk_snapTime(int64_t offset, zuerr_Status* status);
 
@@ -95,9 +95,9 @@ ZUQXMTK_API void zuqxmtk_snapTime(int64_t offset, zuerr_Status* status);
 ZUQXMTK_API void zuqxmtk_getTime(QxmTimestamp* time, zuerr_Status* status);
 
 /**
- * Hands over metadata about the time references: a JSON document, NUL-terminated, copied and not parsed here. The
- * monitoring thread is woken and gives it to the devices; what they find wrong with it is reported by a later call.
- * When the devices are busy for more than 15 ms the text is dropped silently. A null pointer is reported as -52003.
+ * Passes metadata about the time references on: a NUL-terminated JSON document, which is copied and not parsed here.
+ * Wakes the monitoring thread, which hands it to the devices; a later call reports what they reject. If the devices
+ * stay busy for more than 15 ms the document is silently dropped. A null pointer is reported as -52003.
  */
 ZUQXMTK_API void zuqxmtk_applyMetaData(const char* metadata, zuerr_Status* status);
 
@@ -106,17 +106,17 @@ ZUQXMTK_API void zuqxmtk_applyMetaData(const char* metadata, zuerr_Status* statu
  * monitoring thread. Takes some epochs of the master, typically below a second; longer when captures time out (1 s
  * each).
  *
- * On failure nothing is published and the other functions report -52010. -52010: no usable I210 interface, or the
- * master or the system clock is not enabled; -52006: a device or driver was not found; -52024: a device could not be
- * talked to or did not align; -52008: the operating system refused.
+ * After a failure the other functions report -52010. -52010: no usable I210 interface, or the master or the system
+ * clock is not enabled; -52006: a device or driver was not found; -52024: a device failed to communicate or did not
+ * align; -52008: the operating system reported an error.
  *
- * Must not be called again before zuqxmtk_finalize: the call would wait for the former monitoring thread forever.
+ * Must not be called again before zuqxmtk_finalize: it would wait forever for the previous monitoring thread.
  */
 ZUQXMTK_API void zuqxmtk_initialize(zuerr_Status* status);
 
 /**
- * Stops the monitoring thread (its pass is finished first), kills `phc2sys` and releases the hardware. Harmless when
- * not initialised. A device that cannot be released ends the process.
+ * Stops the monitoring thread after its current pass, kills `phc2sys` and releases the hardware. Does nothing when not
+ * initialised. Terminates the process if a device cannot be released.
  */
 ZUQXMTK_API void zuqxmtk_finalize(void);
 

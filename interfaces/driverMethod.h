@@ -1,4 +1,4 @@
-// One method call to a driver: request number, buffers, and how its status reaches the caller.
+// One method call to a driver: request number, buffers and status propagation.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -13,7 +13,7 @@ namespace nHALVEXTIMEKEEPER_18_1 {
 /// The direction bits of a request number.
 enum class Direction : std::uint32_t { read = 2, readWrite = 3 };
 
-/// The request number of one method: direction, size of the argument, type letter and method number.
+/// Builds a request number from direction, argument size, type letter and method number.
 constexpr std::uint32_t makeRequest(Direction direction, std::uint32_t method) noexcept {
     constexpr std::uint32_t kDirectionShift = 30;
     constexpr std::uint32_t kSizeShift = 16;
@@ -24,14 +24,14 @@ constexpr std::uint32_t makeRequest(Direction direction, std::uint32_t method) n
            method;
 }
 
-/// A buffer without a value: towards the driver the caller's status code, from the driver its own.
+/// A buffer without a value: holds the caller's status code on entry, the driver's on return.
 struct StatusBuffer {
     std::int32_t statusCode;
 };
 
 static_assert(sizeof(StatusBuffer) == 4);
 
-/// A buffer with a value: an argument towards the driver, a result from it.
+/// A buffer with a value: the argument on entry, the result on return.
 struct ValueBuffer {
     std::uint64_t value;
     std::int32_t statusCode;
@@ -42,20 +42,20 @@ static_assert(sizeof(ValueBuffer) == 16);
 static_assert(offsetof(ValueBuffer, value) == 0);
 static_assert(offsetof(ValueBuffer, statusCode) == 8);
 
-/// A method as its proxy knows it: the request and the location that the driver's status is reported with.
+/// One driver method: its request and the source location reported with the driver's status.
 struct DriverMethod {
     std::uint32_t request;
     const char* file;
     std::uint64_t line;
 };
 
-/// The code that the driver receives: the low 32 bits of the one in the caller's status.
+/// The code passed to the driver: the low 32 bits of the caller's status.
 inline std::int32_t callerStatusCode(const nZUPLAT000::PlatStatus& status) noexcept {
     return static_cast<std::int32_t>(status.code);
 }
 
-/// Calls the driver with a fresh status for the transport, which decides: an error in it goes to the caller's status
-/// as it is, else the driver's code does. The caller's status holds no error. Returns whether `out` counts.
+/// Calls the driver with a fresh transport status. A transport error is merged into the caller's status, otherwise the
+/// driver's code is. The caller's status must hold no error. Returns whether `out` is valid.
 template <typename Proxy, typename In, typename Out>
 [[gnu::always_inline]] inline bool callDriver(Proxy& proxy, const DriverMethod& method, const In& in, Out& out,
                                               nZUPLAT000::PlatStatus* status) noexcept {
@@ -71,7 +71,7 @@ template <typename Proxy, typename In, typename Out>
     return true;
 }
 
-/// A method without argument and result. Returns the caller's error, or whether the status was changed.
+/// A method without argument or result. Returns the caller's error, or whether the status changed.
 template <typename Proxy>
 std::int64_t callPlain(Proxy& proxy, const DriverMethod& method, nZUPLAT000::PlatStatus* status) noexcept {
     if (status->hasError()) return status->code;
@@ -82,7 +82,7 @@ std::int64_t callPlain(Proxy& proxy, const DriverMethod& method, nZUPLAT000::Pla
     return status->code != formerCode;
 }
 
-/// A method with one argument. Returns the caller's error, or whether the status was changed.
+/// A method with one argument. Returns the caller's error, or whether the status changed.
 template <typename Proxy>
 std::int64_t callWithArgument(Proxy& proxy, const DriverMethod& method, std::uint64_t argument,
                               nZUPLAT000::PlatStatus* status) noexcept {
@@ -94,8 +94,8 @@ std::int64_t callWithArgument(Proxy& proxy, const DriverMethod& method, std::uin
     return status->code != formerCode;
 }
 
-/// A method with a result, which is stored when the transport succeeded, whatever the driver then reports. Returns the
-/// caller's error, or whether the status was changed. Inlined: every reading of a time takes this path.
+/// A method with a result, stored whenever the transport succeeded, whatever the driver reports. Returns the caller's
+/// error, or whether the status changed. Inlined: every time reading takes this path.
 template <typename Proxy>
 [[gnu::always_inline]] inline std::int64_t callForResult(Proxy& proxy, const DriverMethod& method,
                                                          std::uint64_t* result,

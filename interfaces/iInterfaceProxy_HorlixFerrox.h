@@ -9,10 +9,10 @@
 
 namespace nHALVEXTIMEKEEPER_18_1 {
 
-/// The methods of the Ferrox driver. Times are in ns. Threads: calls are serialised by the caller, except getTime,
-/// which may overlap any other while the proxy is open. Failure: reported in the status; a method does nothing when it
-/// already holds an error. Results are returned, 0 when the driver was not reached; methods without a result return the
-/// error that stopped them, or whether the status was changed. Slot order is part of the contract.
+/// The methods of the Ferrox driver. Times are in ns. Threads: the caller serialises calls, except getTime, which may
+/// overlap any other while the proxy is open. Failure: reported in the status; a method does nothing if it already
+/// holds an error. Results are returned, 0 if the driver was not reached; methods without a result return the error
+/// that stopped them, or whether the status changed. Slot order is part of the contract.
 class iInterfaceProxy_HorlixFerrox : public virtual nZUPLAT000::iInterfaceProxy {
 public:
     virtual std::uint64_t getTime(nZUPLAT000::PlatStatus* status) noexcept = 0;

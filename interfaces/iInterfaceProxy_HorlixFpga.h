@@ -1,4 +1,4 @@
-// The driver interface of the FPGA's time-sync logic, and the records that its methods exchange.
+// The driver interface of the FPGA's time-sync logic, and the records its methods exchange.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -12,21 +12,21 @@ namespace nHALVEXTIMEKEEPER_18_1 {
 
 #pragma pack(push, 1)
 
-/// What the FPGA receives about the selected time reference.
+/// The selected time reference, as sent to the FPGA.
 struct FpgaStatusInfo {
     std::uint32_t size = sizeof(FpgaStatusInfo);
     std::uint8_t isNotAligned = 0;
-    std::uint32_t referenceKind = 0;  ///< 2: its type is known; 1: it is not; 0: the record is a reset.
+    std::uint32_t referenceKind = 0;  ///< 2: known type; 1: unknown type; 0: reset.
     std::int32_t selectedOffset = 0;
     std::uint8_t isSelectedOffsetPresent = 0;
     std::int32_t utcOffset = 0;
     std::uint8_t isUtcOffsetPresent = 0;
 };
 
-/// What the FPGA reports about its time base.
+/// The FPGA's time base, as read from it.
 struct FpgaRunState {
     std::uint32_t size = sizeof(FpgaRunState);
-    std::uint8_t isRunning = 0;  ///< Any value but 0: it runs.
+    std::uint8_t isRunning = 0;  ///< Nonzero while running.
     std::uint8_t furtherFlags[3] = {};
 };
 
@@ -45,10 +45,10 @@ static_assert(offsetof(FpgaRunState, size) == 0);
 static_assert(offsetof(FpgaRunState, isRunning) == 4);
 static_assert(offsetof(FpgaRunState, furtherFlags) == 5);
 
-/// The methods of the FPGA driver. Times are in ns. Threads: calls are serialised by the caller, except getTime, which
-/// may overlap any other while the proxy is open. Failure: reported in the status; a method does nothing when it
-/// already holds an error. Results are stored when the driver was reached, whatever it then reports. Every method
-/// returns the error that stopped it, or whether the status was changed. Slot order is part of the contract.
+/// The methods of the FPGA driver. Times are in ns. Threads: the caller serialises calls, except getTime, which may
+/// overlap any other while the proxy is open. Failure: reported in the status; a method does nothing if it already
+/// holds an error. Results are stored if the driver was reached, whatever it then reports. Every method returns the
+/// error that stopped it, or whether the status changed. Slot order is part of the contract.
 class iInterfaceProxy_HorlixFpga : public virtual nZUPLAT000::iInterfaceProxy {
 public:
     virtual std::int64_t adjustTime(std::int64_t adjustmentNs, nZUPLAT000::PlatStatus* status) noexcept = 0;

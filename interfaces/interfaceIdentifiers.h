@@ -1,4 +1,4 @@
-// The names under which the drivers publish their interfaces.
+// Identifiers under which the drivers publish their interfaces.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 

@@ -9,7 +9,7 @@ namespace {
 
 using nZUPLAT000::PlatStatus;
 
-// This driver distinguishes methods that only read from those that change something; the FPGA's does not.
+// This driver encodes read-only methods as reads; the FPGA driver does not.
 constexpr const char* kFile = "tInterfaceProxy_HorlixFerrox";
 constexpr DriverMethod kGenerateEpochSignal{makeRequest(Direction::readWrite, 1), kFile, 64};
 constexpr DriverMethod kGetEpochTimestamp{makeRequest(Direction::read, 2), kFile, 90};

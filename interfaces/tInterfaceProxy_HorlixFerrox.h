@@ -8,7 +8,7 @@
 
 namespace nHALVEXTIMEKEEPER_18_1 {
 
-/// Owns nothing but the descriptor of its base. Threads and failure: as the interface says.
+/// Owns only the descriptor of its base. Threads and failure: see the interface.
 class tInterfaceProxy_HorlixFerrox final : public nZUPLAT000::tDeviceInterfaceProxy,
                                            public iInterfaceProxy_HorlixFerrox {
 public:

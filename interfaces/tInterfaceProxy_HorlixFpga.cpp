@@ -9,8 +9,7 @@ namespace {
 
 using nZUPLAT000::PlatStatus;
 
-// This driver takes every method as one that changes something, those that only give included; the Ferrox chip's does
-// not.
+// This driver encodes every method as read-write, getters included; the Ferrox driver does not.
 constexpr const char* kFile = "tInterfaceProxy_HorlixFpga";
 constexpr DriverMethod kAdjustTime{makeRequest(Direction::readWrite, 0), kFile, 38};
 constexpr DriverMethod kRequestEpochAlignment{makeRequest(Direction::readWrite, 1), kFile, 65};

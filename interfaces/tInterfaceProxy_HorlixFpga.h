@@ -7,7 +7,7 @@
 
 namespace nHALVEXTIMEKEEPER_18_1 {
 
-/// Owns nothing but the descriptor of its base. Threads and failure: as the interface says.
+/// Owns only the descriptor of its base. Threads and failure: see the interface.
 class tInterfaceProxy_HorlixFpga final : public nZUPLAT000::tDeviceInterfaceProxy, public iInterfaceProxy_HorlixFpga {
 public:
     std::int64_t adjustTime(std::int64_t adjustmentNs, nZUPLAT000::PlatStatus* status) noexcept override;

@@ -1,4 +1,4 @@
-// The error codes of the library and the names that error information carries for them.
+// The library's error codes and their names in error information.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -18,7 +18,7 @@ inline constexpr std::int32_t zuplaterr_osFault = -52008;
 inline constexpr std::int32_t zuplaterr_resourceNotInitialized = -52010;
 inline constexpr std::int32_t zuplaterr_communicationsFault = -52024;
 
-// Codes that error information never names; the names are this library's own.
+// Codes that error information never names; these names are internal.
 inline constexpr std::int32_t kWrongType = -52004;
 inline constexpr std::int32_t kOperationInProgress = -52011;
 inline constexpr std::int32_t kRangeExceeded = -52012;
@@ -44,7 +44,7 @@ inline constexpr std::array<std::pair<std::int32_t, const char*>, 9> kConstants{
     {zuplaterr_communicationsFault, "zuplaterr_communicationsFault"},
 }};
 
-/// The name that error information carries for a code; null when it names none.
+/// The name of a code in error information, or null if it has none.
 constexpr const char* constantOf(std::int32_t code) noexcept {
     for (const auto& [known, name] : kConstants) {
         if (known == code) return name;

@@ -1,4 +1,4 @@
-// Writes error information into a status: one JSON object, edited in place, member by member.
+// Writes error information into a status: one JSON object, extended in place.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuerr/errorInformation.h"
 
@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::uint32_t kEmptyObjectRoom = 4;  // "{}", its NUL and the closing 'J'
 
-/// The letter of a backslash form, 0 when the character stands for itself or needs the long form.
+/// The letter of the short escape, or 0 if the character needs none or the long form.
 constexpr char shortEscape(char character) noexcept {
     switch (character) {
         case '\b':
@@ -62,7 +62,7 @@ char* writeEscaped(char* out, std::string_view text) noexcept {
     return out;
 }
 
-/// Free bytes of the buffer: those between the text's NUL and the 'J' that marks the end.
+/// Free bytes between the text's NUL and the closing 'J'.
 std::size_t freeBytes(const zuerr_Status& status, std::uint32_t length) noexcept {
     if (status.json == nullptr || length + 1 >= status.capacity) return 0;
     const char* const firstFree = status.json + length + 1;
@@ -121,15 +121,15 @@ bool ErrorInformation::insertMember(std::string_view key, TextPieces value, Quot
     const bool isQuoted = quotes == Quotes::around;
     const bool isFirst = status_.json[length_ - depth_ - 1] == '{';
 
-    // 1. How long the member is: the comma, the quoted key, the colon and the value.
+    // 1. Compute the member's size: the comma, the quoted key, the colon and the value.
     std::size_t size = (isFirst ? 0 : 1) + escapedLength(key) + 3 + (isQuoted ? 2 : 0);
     for (const std::string_view piece : value) size += isQuoted ? escapedLength(piece) : piece.size();
 
-    // 2. Room for it before the closing braces, or nothing at all.
+    // 2. Make room before the closing braces, or drop the member.
     char* out = makeRoom(size);
     if (out == nullptr) return false;
 
-    // 3. The member.
+    // 3. Write the member.
     if (!isFirst) *out++ = ',';
     *out++ = '"';
     out = writeEscaped(out, key);
@@ -148,7 +148,7 @@ bool ErrorInformation::insertMember(std::string_view key, TextPieces value, Quot
     return true;
 }
 
-/// Opens a gap of `size` bytes before the closing braces and returns where it begins; null when the buffer cannot grow.
+/// Opens a gap of `size` bytes before the closing braces and returns its start, or null if the buffer cannot grow.
 char* ErrorInformation::makeRoom(std::size_t size) noexcept {
     while (freeBytes(status_, length_) < size) {
         const std::uint32_t before = status_.capacity;
@@ -159,7 +159,7 @@ char* ErrorInformation::makeRoom(std::size_t size) noexcept {
             giveUp();
             return nullptr;
         }
-        layOutTail(status_, length_);  // a host's function may leave the tail as it was
+        layOutTail(status_, length_);  // the host's reallocJson may not have laid it out
     }
     char* const gap = status_.json + length_ - depth_;
     std::memmove(gap + size, gap, depth_ + 1);
@@ -167,7 +167,7 @@ char* ErrorInformation::makeRoom(std::size_t size) noexcept {
     return gap;
 }
 
-/// Whether the text is still the one that was written here: as long, begun and closed as it was.
+/// Whether the buffer still holds the text written here: same length, start and end.
 bool ErrorInformation::isIntact() const noexcept {
     if (length_ < 2 || length_ + 2 > status_.capacity) return false;
     if (strnlen(status_.json, status_.capacity) != length_ || status_.json[0] != '{') return false;
@@ -177,7 +177,7 @@ bool ErrorInformation::isIntact() const noexcept {
     return true;
 }
 
-/// The buffer holds something else now: what can still be promised is an empty object.
+/// The buffer was modified elsewhere: replace its text with an empty object.
 void ErrorInformation::giveUp() noexcept {
     usable_ = false;
     if (status_.json == nullptr || status_.capacity < kEmptyObjectRoom) return;

@@ -1,4 +1,4 @@
-// Writes error information into a status: one JSON object, edited in place, member by member.
+// Writes error information into a status: one JSON object, extended in place.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -10,15 +10,15 @@
 
 namespace zuerr {
 
-/// A text given in pieces, so that nothing is joined before the buffer that keeps it is known to have room.
+/// A text in pieces, joined only once the buffer has room for it.
 using TextPieces = std::initializer_list<std::string_view>;
 
-/// Appends members to the JSON text of a status, in the order of the calls. Owns nothing. Threads: bound to the thread
-/// that uses the status. Failure: never throws; a member for which the buffer cannot grow is dropped whole, and the
-/// members of a nested object that was dropped are dropped with it.
+/// Appends members to the JSON text of a status, in call order. Owns nothing. Threads: bound to the thread that uses
+/// the status. Failure: never throws; a member that does not fit is dropped, and a dropped nested object drops all its
+/// members.
 class ErrorInformation {
 public:
-    /// Asks for room for "{}"; without it every member is dropped.
+    /// Reserves room for "{}"; if that fails every member is dropped.
     explicit ErrorInformation(zuerr_Status& status) noexcept;
 
     void addString(std::string_view key, TextPieces value) noexcept;
@@ -26,7 +26,7 @@ public:
     void addSigned(std::string_view key, std::int32_t value) noexcept;
     void addUnsigned(std::string_view key, std::uint32_t value) noexcept;
 
-    /// Opens a nested object under `key`: what is added from here on goes inside it, until closeObject.
+    /// Opens a nested object under `key`: later members go into it until closeObject.
     void openObject(std::string_view key) noexcept;
     void closeObject() noexcept;
 
@@ -39,9 +39,9 @@ private:
     void giveUp() noexcept;
 
     zuerr_Status& status_;
-    std::uint32_t length_ = 0;        ///< Bytes of text, the NUL not counted.
-    std::uint32_t depth_ = 1;         ///< Open objects, each closed by one of the last bytes of the text.
-    std::uint32_t droppedDepth_ = 0;  ///< Open objects that found no room.
+    std::uint32_t length_ = 0;        ///< Bytes of text, without the NUL.
+    std::uint32_t depth_ = 1;         ///< Open objects; the text ends with as many closing braces.
+    std::uint32_t droppedDepth_ = 0;  ///< Open objects that did not fit.
     bool usable_ = false;
 };
 

@@ -1,4 +1,4 @@
-// The one exception type of the library, and the one way to raise it.
+// The library's only exception type, and how to raise it.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuerr/exception.h"
 

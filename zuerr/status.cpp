@@ -1,4 +1,4 @@
-// The operations on a status: precedence of codes, its text, and handing one status over to another.
+// Operations on a status: precedence of codes, error text, merging.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuerr/status.h"
 
@@ -13,7 +13,7 @@ constexpr std::uint32_t kLargestSize = 0x7FFFFFFF;
 constexpr std::size_t kLongestText = 0x7FFFFFFD;
 constexpr std::uint32_t kEmptyObjectRoom = 4;  // "{}", its NUL and the closing 'J'
 
-/// The one place that calls a host's function; one that throws counts as one that failed.
+/// The only caller of the host's reallocJson; treats an exception as failure.
 bool callReallocJson(zuerr_Status& status, std::uint32_t size) noexcept {
     if (status.reallocJson == nullptr) return false;
     try {
@@ -23,13 +23,13 @@ bool callReallocJson(zuerr_Status& status, std::uint32_t size) noexcept {
     }
 }
 
-/// The information belonged to the code that was replaced.
+/// Drops the text of the replaced code.
 void resetJson(zuerr_Status& status) noexcept {
     if (status.capacity >= kEmptyObjectRoom || zuerr::growJson(status, kEmptyObjectRoom)) {
         std::memcpy(status.json, "{}", 2);
         zuerr::layOutTail(status, 2);
     } else if (status.json != nullptr && status.capacity == sizeof "{}") {
-        std::memcpy(status.json, "{}", sizeof "{}");  // no room for the 'J': nothing can be added
+        std::memcpy(status.json, "{}", sizeof "{}");  // no room for the 'J': the text cannot grow
     } else if (status.json != nullptr && status.capacity > 0) {
         status.json[0] = '\0';
     }
@@ -53,7 +53,7 @@ bool zuerr_defaultReallocJson(zuerr_Status* status, std::uint32_t size) noexcept
 
     const char* const text = status->json != nullptr ? status->json : "{}";
     const std::size_t length = std::strlen(text);
-    if (length + 2 > capacity) {  // only a status whose capacity understates its text
+    if (length + 2 > capacity) {  // only if the capacity understates the text
         std::free(buffer);
         return false;
     }

@@ -1,4 +1,4 @@
-/* The status structure that a host and the timekeeper share; valid C11 and C++17. */
+/* The status structure shared by host and timekeeper; valid C11 and C++17. */
 /* SPDX-License-Identifier: LicenseRef-HalvexTimekeeper */
 #ifndef ZUERR_STATUS_H
 #define ZUERR_STATUS_H
@@ -17,14 +17,14 @@ typedef struct zuerr_Status zuerr_Status;
  * Grows the buffer behind `json` to at least `size` bytes, or frees it when `size` is 0.
  *
  * The function must keep the text, set `json` and `capacity`, lay out the buffer as described below and return true; or
- * return false and change nothing. It may be called from the thread that passed the status to an export, during that
- * call only. It must not throw.
+ * return false and change nothing. It is called only from the thread that passed the status to an export, during that
+ * call. It must not throw.
  */
 typedef bool (*zuerr_ReallocJson)(zuerr_Status* status, uint32_t size);
 
 /**
- * What a call reports. The host owns the structure and the buffer behind `json`; the library grows and frees that
- * buffer through `reallocJson` only.
+ * Receives the outcome of a call. The host owns the structure and the buffer behind `json`; the library grows and frees
+ * that buffer through `reallocJson` only.
  *
  * Buffer: the JSON text, a NUL, zero bytes up to the next-to-last byte, and the character 'J' in the last byte
  * (byte `capacity` - 1). A fresh status is { 0, 0, function, NULL }. Without a `reallocJson` the code is still
@@ -34,7 +34,7 @@ typedef bool (*zuerr_ReallocJson)(zuerr_Status* status, uint32_t size);
  */
 struct zuerr_Status {
     int32_t code;                  /**< Below 0: error; above 0: warning; 0: success. */
-    uint32_t capacity;             /**< Size in bytes of the buffer behind `json`; 0 when there is none. */
+    uint32_t capacity;             /**< Size in bytes of the buffer behind `json`; 0 if there is none. */
     zuerr_ReallocJson reallocJson; /**< Grows or frees the buffer; may be null. */
     char* json;                    /**< Error information: one JSON object, NUL-terminated, or null. */
 };

@@ -12,8 +12,8 @@ namespace {
 
 constexpr zuerr::ErrorSite kNoJson{zuerr::zuplaterr_invalidParameter, "CppJson", 34};
 
-/// Gives this thread the C locale while it lives; cJSON reads numbers by the locale, and the host owns that of the
-/// process. Threads: bound to the thread that made it. Failure: without a C locale the host's one stays.
+/// Sets the C locale for this thread for a scope: cJSON parses numbers by the locale, which belongs to the host.
+/// Threads: thread-bound. Failure: if no C locale can be made the host's stays in force.
 class CLocale {
 public:
     CLocale() noexcept : locale_(newlocale(LC_ALL_MASK, "C", nullptr)) {

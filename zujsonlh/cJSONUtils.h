@@ -8,12 +8,12 @@
 
 namespace zujsonlh {
 
-// The item is never null. Threads: reentrant. The type must be exactly the one asked for, without further bits.
+// The item must not be null. Threads: reentrant. The type must match exactly, without additional bits.
 bool isNull(const cJSON* item) noexcept;
 bool isNumber(const cJSON* item) noexcept;
 bool isString(const cJSON* item) noexcept;
 
-// Throw zuerr::Exception with the code -52004 for an item of another type.
+// Throw zuerr::Exception with code -52004 if the item has another type.
 std::string getString(const cJSON* item);
 double getNumber(const cJSON* item);
 

@@ -13,7 +13,7 @@ OwnedItem requireMemory(cJSON* item) {
     return OwnedItem(item);
 }
 
-/// An array's elements have no keys.
+/// Elements of an array have no keys.
 bool hasKey(const cJSON* item, const char* key) noexcept {
     return item != nullptr && item->string != nullptr && std::strcmp(item->string, key) == 0;
 }
@@ -34,7 +34,7 @@ ObjectReader::~ObjectReader() {
 }
 
 void ObjectReader::find(const char* key) {
-    // 1. The first of that key; a comparison without regard to case would find too many.
+    // 1. Find the first member with exactly this key; cJSON's own lookup ignores case.
     for (Member& member : members_) {
         if (!hasKey(member.item, key)) continue;
         member.isVisited = true;
@@ -42,9 +42,9 @@ void ObjectReader::find(const char* key) {
         return;
     }
 
-    // 2. None: the null item takes the key, and an entry without an item stands for the member that is not there.
+    // 2. Missing: the null item takes the key, and an entry without an item records the lookup.
     cJSON_AddItemToObject(keyHolder_.get(), key, nullItem_.get());
-    if (keyHolder_->child != nullItem_.get()) throw std::bad_alloc();  // no memory for the copy of the key
+    if (keyHolder_->child != nullItem_.get()) throw std::bad_alloc();  // the key could not be copied
     cJSON_DetachItemViaPointer(keyHolder_.get(), nullItem_.get());
     members_.push_back({true, nullptr});
     current = &members_.back().item;

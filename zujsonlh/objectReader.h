@@ -10,14 +10,14 @@
 
 namespace zujsonlh {
 
-/// Takes the members out of an object while it lives and puts them back, in their order, when it goes. Owns the members
-/// meanwhile; the object outlives it. Threads: one at a time. Failure: std::bad_alloc, with the object whole again. A
-/// value that is no object reads as one without the member asked for.
+/// Detaches the members of an object for its own lifetime and puts them back in order. Owns them meanwhile; the object
+/// must outlive the reader. Threads: one at a time. Failure: throws std::bad_alloc, with the object restored. A value
+/// that is not an object reads as one without members.
 class ObjectReader {
 public:
     struct Member {
         bool isVisited;
-        cJSON* item;  ///< Null for a key that was looked up and is not there.
+        cJSON* item;  ///< Null for a key that was looked up and not found.
     };
 
     explicit ObjectReader(cJSON* object);
@@ -25,14 +25,13 @@ public:
     ObjectReader& operator=(const ObjectReader&) = delete;
     ~ObjectReader();
 
-    /// Makes the first member with exactly this key current. For a key that is missing `current` leads to a null item.
+    /// Makes the first member with exactly this key current; for a missing key `current` points to a null item.
     void find(const char* key);
 
-    /// The members in document order, then an entry for every lookup that found nothing; and which of them were asked
-    /// for.
+    /// The members in document order, then one entry per failed lookup; each says whether it was looked up.
     const std::vector<Member>& getMembers() const noexcept { return members_; }
 
-    cJSON** current = nullptr;  ///< The slot of the member found last, until the next lookup; null before the first.
+    cJSON** current = nullptr;  ///< Result of the last lookup; null before the first.
 
 private:
     cJSON* object_;

@@ -6,13 +6,13 @@
 
 namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000 {
 
-/// Owns its characters. Threads: bound to the thread that made it. Failure: none; whoever fills it keeps the text ended
-/// by a NUL and the length in step.
+/// Owns its characters. Threads: thread-bound. Failure: none; writers keep the text NUL-terminated and the length in
+/// step.
 struct PathBuffer {
     static constexpr std::size_t kCapacity = 256;
 
     char text[kCapacity];
-    std::size_t length = 1;  ///< Counts the NUL: an empty path has length 1.
+    std::size_t length = 1;  ///< Includes the NUL: an empty path has length 1.
 
     PathBuffer() noexcept { text[0] = '\0'; }
 };

@@ -14,7 +14,7 @@ void storeComponent(PlatStatus& status, const char* component) noexcept {
     status.component[length] = '\0';
 }
 
-/// A name that is too long keeps its beginning and its end, with two dots in place of the middle.
+/// A name that is too long keeps its start and end, with two dots in place of the middle.
 void storeFile(PlatStatus& status, const char* file) noexcept {
     constexpr std::size_t kLongest = PlatStatus::kFileCapacity - 1;
     constexpr std::size_t kKept = 49;

@@ -7,9 +7,8 @@
 
 namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000 {
 
-/// What a platform operation reports: the first error wins, a warning yields to an error. Owns nothing. Threads: bound
-/// to the thread that made it. Failure: nothing here fails. The operations write the descriptive fields only when the
-/// declared size covers the whole record.
+/// The outcome of a platform operation: the first error wins, a warning yields to an error. Owns nothing. Threads:
+/// thread-bound. Failure: none. The descriptive fields are written only if the declared size covers the whole record.
 struct PlatStatus {
     static constexpr std::size_t kComponentCapacity = 10;
     static constexpr std::size_t kFileCapacity = 101;
@@ -20,10 +19,10 @@ struct PlatStatus {
     char component[kComponentCapacity];
     char file[kFileCapacity];
     std::uint64_t line;
-    std::uint64_t extra[kExtraWords];  ///< Ended by a zero word.
+    std::uint64_t extra[kExtraWords];  ///< Terminated by a zero word.
 
-    /// A full-size record with code 0 and nothing to tell. Only the first byte or word of each field is written: the
-    /// rest has no meaning, and a record is made for every driver call.
+    /// A full-size record with code 0 and empty fields. Writes only the first byte or word of each field: a record is
+    /// made for every driver call.
     PlatStatus() noexcept : structureSize(sizeof(PlatStatus)), code(0), line(0) {
         component[0] = '\0';
         file[0] = '\0';
@@ -43,14 +42,14 @@ static_assert(offsetof(PlatStatus, extra) == 136);
 
 inline bool PlatStatus::isFullSize() const noexcept { return structureSize >= sizeof(PlatStatus); }
 
-/// The component that every report names; a record keeps its first nine characters.
+/// The component in every report; a record keeps its first nine characters.
 inline constexpr const char* kComponent = "halvexTimekeeper";
 
-/// Sets a code by precedence and, when it is taken by a full-size record, where it comes from. Returns whether it was.
+/// Sets a code by precedence and, if it is set in a full-size record, its location. Returns whether it was set.
 bool setCode(PlatStatus* status, std::int64_t code, const char* component, const char* file,
              std::uint64_t line) noexcept;
 
-/// Sets the code of `from`, with its location and its extra words, into `into`.
+/// Sets the code of `from` in `into`, with its location and extra words.
 void mergeStatus(PlatStatus* into, const PlatStatus& from) noexcept;
 
 }  // namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000

@@ -1,4 +1,4 @@
-// Runs tasks on threads of their own that no signal of the host's reaches.
+// Runs tasks on threads of their own that receive no signals of the host.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -11,9 +11,8 @@
 
 namespace halvexTimekeeper {
 
-/// Blocks every signal of the calling thread while it lives, and restores the mask it found. A thread started meanwhile
-/// inherits the blocked mask for good. Threads: bound to the thread that made it. Failure: none; a signal between the
-/// two calls stays pending and arrives afterwards.
+/// Blocks all signals of the calling thread for a scope, then restores the previous mask. A thread started meanwhile
+/// inherits the blocked mask. Threads: thread-bound. Failure: none; a signal that arrives meanwhile stays pending.
 class SignalsBlocked {
 public:
     SignalsBlocked() noexcept {
@@ -29,8 +28,8 @@ private:
     sigset_t former_;
 };
 
-/// Runs `task` at once on a new thread that no signal reaches and nobody cancels. The future keeps what the task
-/// throws, and its destructor waits for the task. Throws std::system_error when no thread can be started.
+/// Runs `task` at once on a new thread that receives no signals and is never cancelled. The future keeps what the task
+/// throws, and its destructor waits for the task. Throws std::system_error if no thread can be started.
 template <typename Task>
 std::future<void> startBackgroundTask(Task&& task) {
     const SignalsBlocked signalsBlocked;

@@ -1,4 +1,4 @@
-// Keeps the calling thread from being cancelled for the length of a scope.
+// Disables cancellation of the calling thread for a scope.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -6,8 +6,7 @@
 
 namespace halvexTimekeeper {
 
-/// A cancellation that arrives meanwhile, or was there before, stays pending; the state it found is restored. Threads:
-/// bound to the thread that made it. Failure: none.
+/// Cancellation requests stay pending meanwhile; the previous state is restored. Threads: thread-bound. Failure: none.
 class CancellationDisabled {
 public:
     CancellationDisabled() noexcept { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &former_); }

@@ -1,4 +1,4 @@
-// A number in decimal digits, as messages and attribute files carry it.
+// A number in decimal digits, for messages and attribute files.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -8,8 +8,8 @@
 
 namespace halvexTimekeeper {
 
-/// What "%ld" or "%lu" would print, whatever the locale. Threads: reentrant. Failure: none, and nothing is allocated;
-/// the text lives as long as the object.
+/// Formats like %ld or %lu in any locale. Threads: reentrant. Failure: none, and nothing is allocated; the text lives
+/// as long as the object.
 class DecimalText {
 public:
     template <typename Integer>

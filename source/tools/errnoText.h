@@ -1,4 +1,4 @@
-// The system's text for an error number.
+// The system's text for an errno value.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -8,8 +8,8 @@
 
 namespace halvexTimekeeper {
 
-/// Owns the few bytes that a number without a text of its own needs. Threads: reentrant. Failure: none, and nothing is
-/// allocated; the text lives as long as the object.
+/// Owns a small buffer for numbers without a text. Threads: reentrant. Failure: none, and nothing is allocated; the
+/// text lives as long as the object.
 class ErrnoText {
 public:
     explicit ErrnoText(int error) noexcept : text_(strerror_r(error, buffer_, kCapacity)) {}

@@ -10,8 +10,8 @@
 
 namespace halvexTimekeeper {
 
-/// Makes direct system calls, without a buffer of its own. Owns the descriptor. Threads: one thread at a time. Failure:
-/// throws zuerr::Exception naming the file and the system's reason; a close that fails is ignored.
+/// Makes unbuffered system calls. Owns the descriptor. Threads: one thread at a time. Failure: throws zuerr::Exception
+/// naming the file and the system's reason; a close that fails is ignored.
 class FileWrapper {
 public:
     /// Opens `path` with exactly `flags`; throws zuplaterr_resourceNotFound.
@@ -21,14 +21,15 @@ public:
     FileWrapper& operator=(const FileWrapper&) = delete;
     virtual ~FileWrapper();
 
-    /// Reads once, up to `length` bytes from the current offset. Returns the count, 0 at the end; adds no terminator.
+    /// Reads once, up to `length` bytes from the current offset. Returns the count, 0 at the end; does not
+    /// NUL-terminate.
     std::int64_t read(char* buffer, std::size_t length);
 
-    /// Goes to `offset` bytes from the start.
+    /// Seeks to `offset` bytes from the start.
     void resetOffset(std::int64_t offset = 0);
 
-    /// Writes all of `buffer` from the start of the file, the whole of it again up to `attempts` times. Returns
-    /// `length`. The third argument has no effect.
+    /// Writes all of `buffer` at the start of the file; a failed or short write is repeated in full, up to `attempts`
+    /// writes. Returns `length`. The third argument has no effect.
     std::int64_t write(const char* buffer, std::size_t length, bool, std::uint32_t attempts);
 
 private:
@@ -49,12 +50,12 @@ inline std::int64_t FileWrapper::read(char* buffer, std::size_t length) {
 }
 
 inline void FileWrapper::resetOffset(std::int64_t offset) {
-    // Kept on purpose: the result is compared with what was asked, so that a refused seek to -1 passes.
+    // Kept on purpose: the result is compared with the offset, so a failed seek to -1 passes.
     if (::lseek(fd_, offset, SEEK_SET) != offset) raiseSeekFailed();
 }
 
 inline std::int64_t FileWrapper::write(const char* buffer, std::size_t length, bool, std::uint32_t attempts) {
-    // A kernel attribute takes one whole value per write: what was cut short is written again from the start.
+    // A kernel attribute takes one whole value per write: restart a short write from the beginning.
     const auto wanted = static_cast<ssize_t>(length);
     if (wanted == 0) return 0;
     for (; attempts > 0; --attempts) {

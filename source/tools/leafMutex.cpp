@@ -1,4 +1,4 @@
-// A leaf mutex for a few instructions' work: acquire nothing while holding it.
+// A leaf mutex for short critical sections: acquire nothing while holding it.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/tools/leafMutex.h"
 

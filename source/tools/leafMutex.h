@@ -1,4 +1,4 @@
-// A leaf mutex for a few instructions' work: acquire nothing while holding it.
+// A leaf mutex for short critical sections: acquire nothing while holding it.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -6,8 +6,8 @@
 
 namespace halvexTimekeeper {
 
-/// Taken and given back by one atomic operation each while nobody else wants it; whoever waits sleeps in the kernel.
-/// Not recursive. Owns nothing. Threads: thread-safe. Failure: none.
+/// One atomic operation per uncontended lock and unlock; contended waiters sleep in the kernel. Not recursive. Owns
+/// nothing. Threads: thread-safe. Failure: none.
 class LeafMutex {
 public:
     LeafMutex() = default;
@@ -25,7 +25,7 @@ public:
 private:
     static constexpr int kFree = 0;
     static constexpr int kHeld = 1;
-    static constexpr int kWanted = 2;  ///< Held, and somebody may be waiting.
+    static constexpr int kWanted = 2;  ///< Held, possibly with waiters.
 
     void waitUntilHeld() noexcept;
     void wakeOne() noexcept;

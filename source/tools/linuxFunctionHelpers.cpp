@@ -1,4 +1,4 @@
-// The operating-system calls that devices make, as a table that tests can change, and the conversions of Linux times.
+// The operating-system calls of the devices, in a table that tests can replace, and conversions of Linux times.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/tools/linuxFunctionHelpers.h"
 
@@ -26,7 +26,7 @@ constexpr std::int64_t kLargestSeconds = kLargestTimestamp / kNsPerSecond;
 constexpr std::int64_t kLargestNsOfLargestSeconds = kLargestTimestamp % kNsPerSecond;
 static_assert(kLargestSeconds == 18446744073 && kLargestNsOfLargestSeconds == 709551615);
 
-/// Keeps the table alive to the very end: nothing destroys a member of a union.
+/// Never destroys the table: a union does not destroy its members.
 union TableForGood {
     TableForGood()
         : calls{.clock_gettime = ::clock_gettime,

@@ -1,4 +1,4 @@
-// The operating-system calls that devices make, as a table that tests can change, and the conversions of Linux times.
+// The operating-system calls of the devices, in a table that tests can replace, and conversions of Linux times.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -13,9 +13,9 @@
 namespace halvexTimekeeper {
 
 /// The calls of the PTP clock support and the I210 device. Every entry is the Linux function of its name unless a test
-/// has put another one in its place; the product only reads them. Owns nothing. Threads: the entries may be called from
-/// any thread, and are replaced while no other thread calls them. Failure: an entry that is empty throws
-/// std::bad_function_call. `open` and `ioctl` take a fixed number of arguments: a function object holds no others.
+/// replaces it; the product only reads the table. Owns nothing. Threads: entries may be called from any thread, and are
+/// replaced only while no other thread calls them. Failure: an empty entry throws std::bad_function_call. `open` and
+/// `ioctl` take a fixed number of arguments: std::function cannot hold variadic functions.
 struct OsCalls {
     std::function<int(int clock, timespec* out)> clock_gettime;
     std::function<int(int clock, timex* buffer)> clock_adjtime;
@@ -27,11 +27,11 @@ struct OsCalls {
     std::function<int(int nfds, fd_set* readable, fd_set* writable, fd_set* exceptional, timeval* timeout)> select;
 };
 
-/// The one table of the process: made when the library is loaded and never taken down, so that a device that outlives
-/// every other object still closes what it holds.
+/// The only table of the process: made when the library is loaded and never destroyed, so that a device destroyed after
+/// all other objects can still close its descriptors.
 OsCalls& osCalls() noexcept;
 
-/// Throws zuplaterr_osFault for a negative field, for 1,000,000,000 ns and more, and beyond the largest timestamp.
+/// Throws zuplaterr_osFault for a negative field, for 1,000,000,000 ns or more, and beyond the largest timestamp.
 QxmTimestamp timespecToQxmTimestamp(const timespec& time);
 
 timespec qxmTimestampToTimespec(QxmTimestamp timestamp) noexcept;

@@ -1,4 +1,4 @@
-// Turns a platform status into an exception.
+// Converts a platform status into an exception.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/tools/platStatusException.h"
 
@@ -23,7 +23,7 @@ void throwIfPlatformFailed(const PlatStatus& platStatus) {
 }
 
 void raiseDriverError(const PlatStatus& platStatus, const DriverCallSite& site, std::string_view message) {
-    // Kept on purpose: the code has no name here, and the text that stands for it is how it was got.
+    // Kept on purpose: the code has no name here; the expression that yields it stands in its place.
     zuerr::raise({static_cast<std::int32_t>(platStatus.code), site.file, site.line}, "status.getCode()", {message});
 }
 

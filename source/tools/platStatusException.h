@@ -1,4 +1,4 @@
-// Turns a platform status into an exception.
+// Converts a platform status into an exception.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -11,19 +11,19 @@
 
 namespace halvexTimekeeper {
 
-/// Throws when the record holds an error and no other exception is already unwinding. The error carries the record's
-/// own location; a record that declares a smaller size than this library knows gives its code alone.
+/// Throws if the record holds an error, unless another exception is already unwinding. The error carries the record's
+/// own location; a record that declares a smaller size yields its code only.
 void throwIfPlatformFailed(const nHALVEXTIMEKEEPER_18_1::nZUPLAT000::PlatStatus& status);
 
-/// One place that checks what a driver call reported. The line is part of the interface, as that of an ErrorSite.
+/// One place that checks the status of a driver call. Hosts may depend on the line, as with ErrorSite.
 struct DriverCallSite {
-    const char* failureText;  ///< Begins the message; the name of the device follows it.
+    const char* failureText;  ///< Start of the message; the device name follows.
     const char* file;
     std::int32_t line;
 };
 
-/// The message of one site. Owns its characters and is never destroyed: devices fail until the process has exited.
-/// Failure: none; it needs no memory, and what exceeds its capacity is cut.
+/// The message of one site. Owns its characters and is never destroyed: devices may fail until the process exits.
+/// Failure: none; allocates nothing and truncates to its capacity.
 class DriverMessage {
 public:
     DriverMessage(std::string_view failureText, std::string_view deviceName) noexcept {
@@ -39,11 +39,11 @@ private:
     std::size_t length_;
 };
 
-/// Throws the error that `status` holds, with the site's location and `message`.
+/// Throws the error in `status` with the site's location and `message`.
 [[noreturn, gnu::cold]] void raiseDriverError(const nHALVEXTIMEKEEPER_18_1::nZUPLAT000::PlatStatus& status,
                                               const DriverCallSite& site, std::string_view message);
 
-/// The same with the message of the site, which is built once, on first use, and kept.
+/// The same with the site's own message, which is built on first use and kept.
 template <const DriverCallSite& kSite>
 [[noreturn, gnu::cold, gnu::noinline]] void raiseDriverErrorAt(
     const nHALVEXTIMEKEEPER_18_1::nZUPLAT000::PlatStatus& status, std::string_view deviceName) {
@@ -51,7 +51,7 @@ template <const DriverCallSite& kSite>
     raiseDriverError(status, kSite, message.get());
 }
 
-/// The same when there is an error. A positive code is a warning and passes.
+/// The same if there is an error. A warning (positive code) is ignored.
 template <const DriverCallSite& kSite>
 void throwIfDriverFailed(const nHALVEXTIMEKEEPER_18_1::nZUPLAT000::PlatStatus& status, std::string_view deviceName) {
     if (status.hasError()) raiseDriverErrorAt<kSite>(status, deviceName);

@@ -1,4 +1,4 @@
-// The time type of the whole plug-in.
+// The plug-in's time type.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 

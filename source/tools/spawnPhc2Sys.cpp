@@ -1,4 +1,4 @@
-// Runs phc2sys, which keeps the system clock in step with a PTP hardware clock.
+// Runs phc2sys, which synchronises the system clock to a PTP hardware clock.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/tools/spawnPhc2Sys.h"
 
@@ -21,7 +21,7 @@ constexpr const char* kExecutable = "/usr/local/tarnesk/share/Horlix/TimeKeepers
 
 using ArgumentVector = std::array<char*, 12>;
 
-/// Offset 0 s from the source, log level 4, and a first step as soon as the clocks differ by 1 us.
+/// Offset 0 s from the source, log level 4, and an initial step if the clocks differ by more than 1 us.
 ArgumentVector makeArguments(const std::string& source) noexcept {
     constexpr std::array kBeforeSource{"phc2sys", "-O", "0", "-l", "4", "-c", "CLOCK_REALTIME", "-F", "0.000001", "-s"};
     static_assert(kBeforeSource.size() + 2 == std::tuple_size_v<ArgumentVector>);
@@ -37,14 +37,14 @@ ArgumentVector makeArguments(const std::string& source) noexcept {
 }  // namespace
 
 std::unique_ptr<SpawnPhc2Sys> SpawnPhc2Sys::launch(const std::string& source, const PosixSpawn& posix_spawn) {
-    // The object comes first: from the moment the child runs there is somebody to kill it.
+    // Construct the owner first: from its launch on, the child has an owner that kills it.
     std::unique_ptr<SpawnPhc2Sys> launched(new SpawnPhc2Sys);
     const ArgumentVector arguments = makeArguments(source);
     const int result = posix_spawn(&launched->pid_, kExecutable, nullptr, nullptr, arguments.data(), environ);
     const int error = errno;
     if (result != 0) {
-        launched->pid_ = 0;  // whatever a failed spawn has left there is no child of ours
-        // Kept on purpose: the message names errno twice, and not the number that posix_spawn returned.
+        launched->pid_ = 0;  // after a failed spawn the value is undefined
+        // Kept on purpose: the message names errno twice, not the result of posix_spawn.
         zuerr::raise(kSpawnFailed, {"[ SpawnPhc2Sys ] When spawning phc2sys got error: ", DecimalText(error), " - ",
                                     DecimalText(error)});
     }
@@ -52,7 +52,7 @@ std::unique_ptr<SpawnPhc2Sys> SpawnPhc2Sys::launch(const std::string& source, co
 }
 
 SpawnPhc2Sys::~SpawnPhc2Sys() {
-    // Kept on purpose: the child is not waited for and stays a zombie until the host reaps it.
+    // Kept on purpose: the child is not reaped; it stays a zombie until the host reaps it.
     if (pid_ != 0) kill(pid_, SIGKILL);
 }
 

@@ -1,4 +1,4 @@
-// Runs phc2sys, which keeps the system clock in step with a PTP hardware clock.
+// Runs phc2sys, which synchronises the system clock to a PTP hardware clock.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -10,14 +10,14 @@
 
 namespace halvexTimekeeper {
 
-/// One child process, from launch to destruction. Owns the child. Threads: thread-bound. Failure: launch throws
-/// zuplaterr_osFault and leaves neither child nor object; a kill that fails is ignored.
+/// One child process. Owns the child from launch to destruction. Threads: thread-bound. Failure: launch throws
+/// zuplaterr_osFault and leaves no child; a kill that fails is ignored.
 class SpawnPhc2Sys {
 public:
     using PosixSpawn = std::function<int(pid_t* pid, const char* path, const posix_spawn_file_actions_t* fileActions,
                                          const posix_spawnattr_t* attributes, char* const argv[], char* const envp[])>;
 
-    /// Starts phc2sys with `source`, what its option -s takes, as the clock to follow.
+    /// Starts phc2sys with `source` as its option -s.
     static std::unique_ptr<SpawnPhc2Sys> launch(const std::string& source,
                                                 const PosixSpawn& posix_spawn = ::posix_spawn);
 

@@ -1,4 +1,4 @@
-// The frame around every exported call: whose status it honours, what fails it, and how a failure is reported.
+// The frame around every exported call: checks the status, reports exceptions.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/callFrame.h"
 
@@ -17,7 +17,7 @@ constexpr zuerr::ErrorSite kNoOutput{zuerr::zuplaterr_invalidParameter, "halvexT
 }  // namespace
 
 void reportCurrentException(const char* exportName, zuerr_Status& status) noexcept {
-    const CancellationDisabled cancellationDisabled;  // of syslog, and of the host's reallocJson
+    const CancellationDisabled cancellationDisabled;  // syslog and the host's reallocJson may be cancellation points
     zuerr::setStatusFromCurrentException(status);
     syslog(LOG_ERR, "Encountered error in %s: %s(%i,%s)", exportName, zuerr::severityWord(status.code), status.code,
            zuerr::jsonOrNull(status));

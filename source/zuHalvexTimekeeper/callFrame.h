@@ -1,4 +1,4 @@
-// The frame around every exported call: whose status it honours, what fails it, and how a failure is reported.
+// The frame around every exported call: checks the status, reports exceptions.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -12,20 +12,20 @@
 
 namespace halvexTimekeeper {
 
-/// Turns the exception in flight into `status` and one line of syslog.
+/// Reports the exception in flight in `status` and in one line to syslog.
 void reportCurrentException(const char* exportName, zuerr_Status& status) noexcept;
 
-/// Throws zuplaterr_invalidParameter: the caller gave no room for the result.
+/// Throws zuplaterr_invalidParameter: the output pointer is null.
 [[noreturn, gnu::cold]] void throwNoOutput();
 
-/// Copies a name with its NUL. A null destination is reported to syslog, for its caller has no status.
+/// Copies a name with its NUL. A null destination is reported to syslog, the caller has no status.
 void copyName(const std::string& name, char* destination);
 
 template <typename Operation>
 auto callReported(const char* exportName, zuerr_Status* status, Operation operation) -> std::invoke_result_t<Operation>;
 
-/// For a caller without a status. Out of line, so that the frame of all others can be inlined; operations travel by
-/// value, so that none needs a place in memory.
+/// For calls with a null status. Out of line, so that the frame of all others is inlined; operations are passed by
+/// value, so that none is spilled to memory.
 template <typename Operation>
 [[gnu::cold, gnu::noinline]] auto callWithOwnStatus(const char* exportName, Operation operation)
     -> std::invoke_result_t<Operation> {
@@ -33,8 +33,8 @@ template <typename Operation>
     return callReported(exportName, &own.getStatus(), operation);
 }
 
-/// Runs `operation`, unless the status already holds an error, and reports what it throws. A null status stands for a
-/// fresh one of the library's own. Returns the operation's result, or a zero when it did not run to its end.
+/// Runs `operation` unless the status already holds an error, and reports what it throws. A null status stands for a
+/// fresh internal one. Returns the operation's result, or zero if it did not complete.
 template <typename Operation>
 [[gnu::always_inline]] inline auto callReported(const char* exportName, zuerr_Status* status, Operation operation)
     -> std::invoke_result_t<Operation> {
@@ -44,15 +44,14 @@ template <typename Operation>
     try {
         return operation();
     } catch (const abi::__forced_unwind&) {
-        throw;  // the host cancels this thread, which must go on unwinding
+        throw;  // the thread is being cancelled: unwinding must continue
     } catch (...) {
         reportCurrentException(exportName, *status);
     }
     return Result();
 }
 
-/// A call that reaches the timekeeper: an error that the monitoring thread met fails it first, then the lack of a
-/// timekeeper.
+/// A call that needs the timekeeper. Checks in order: pending monitor error, then initialisation.
 template <typename Operation>
 auto callFramed(const char* exportName, zuerr_Status* status, Operation operation)
     -> std::invoke_result_t<Operation, TimekeeperInterface&> {
@@ -62,7 +61,7 @@ auto callFramed(const char* exportName, zuerr_Status* status, Operation operatio
     });
 }
 
-/// The same for a call whose result goes to `output`, which is written on success only.
+/// The same for a call with an output, which is written on success only.
 template <typename Output, typename Operation>
 void callFramedInto(const char* exportName, Output* output, zuerr_Status* status, Operation operation) {
     callFramed(exportName, status, [output, operation](TimekeeperInterface& timekeeper) {

@@ -1,4 +1,4 @@
-// What the timekeeper asks of a clock.
+// The clock interface that the timekeeper uses.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -9,8 +9,8 @@
 
 namespace halvexTimekeeper {
 
-/// Reads and steps one clock. Owns nothing. Threads: getTime may overlap any call, the rest is serialised by the
-/// timekeeper. Failure: every operation throws zuerr::Exception. Slot order is part of the contract.
+/// Reads and steps one clock. Owns nothing. Threads: getTime may overlap any call, the timekeeper serialises the rest.
+/// Failure: every operation throws zuerr::Exception. Slot order is part of the contract.
 class ClockInterface {
 public:
     virtual ~ClockInterface() = default;

@@ -1,4 +1,4 @@
-// Brings the clocks of slave epoch devices onto the clock of the epoch master.
+// Aligns the clocks of slave epoch devices to the epoch master.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/epochAlignment.h"
 
@@ -57,8 +57,7 @@ void EpochAlignment::armSlaves() {
         if (handled_->isEnabled()) {
             handled_->armEpochCapture();
         } else {
-            // Kept on purpose: a slave found disabled here is not notified; its flag stays, so it is aligned when it
-            // comes up.
+            // Kept on purpose: a slave found disabled here keeps its flag, so it is aligned when it comes up.
             markDone(position);
         }
     }
@@ -89,7 +88,7 @@ void EpochAlignment::alignSlave(std::size_t position, QxmTimestamp masterTime) {
     handled_->adjustTime(correctionNs(differenceNs, isOddIteration));
 }
 
-/// Logs the error in flight; a time-out is forgiven while the five of this alignment last.
+/// Logs the error in flight; returns true for a time-out while the five allowed per alignment last.
 bool EpochAlignment::forgiveCurrentError() {
     const zuerr::ExceptionBase error = zuerr::copyCurrentException();
     syslog(LOG_ERR, "Encountered err while trying to sync %s, retry count %d: %s(%i,%s)", handled_->getName().c_str(),
@@ -107,7 +106,7 @@ void EpochAlignment::giveUp() const {
     raise(kNotAligned, {"Failed to sync following slaves: ", names});
 }
 
-// Kept on purpose: positions count modulo 64, so a 65th slave shares the first one's bit and the mask never fills.
+// Kept on purpose: positions wrap at 64, so a 65th slave shares the bit of the first and the mask never fills.
 bool EpochAlignment::isDone(std::size_t position) const noexcept { return (done_ >> (position % kMaskBits) & 1) != 0; }
 
 void EpochAlignment::markDone(std::size_t position) noexcept { done_ |= std::uint64_t{1} << (position % kMaskBits); }

@@ -1,4 +1,4 @@
-// Brings the clocks of slave epoch devices onto the clock of the epoch master.
+// Aligns the clocks of slave epoch devices to the epoch master.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -13,17 +13,17 @@ namespace halvexTimekeeper {
 
 using EpochDevices = std::vector<std::shared_ptr<EpochDeviceInterface>>;
 
-/// One alignment: the master emits an epoch, every slave captures it, a slave that differs by more than 100 ns is
-/// stepped, and so on until all agree. Owns nothing: master and slaves outlive it. Threads: bound to the thread that
-/// runs it; nobody else may use the slaves meanwhile. Failure: run throws what a device threw, zuplaterr_osFault for a
-/// difference beyond 64 bits, zuplaterr_communicationsFault after 2000 iterations.
+/// One alignment: the master emits an epoch, every slave captures it, each slave more than 100 ns off is stepped, and
+/// so on until all agree. Owns nothing: master and slaves must outlive it. Threads: thread-bound; no other thread may
+/// use the slaves meanwhile. Failure: run throws what a device threw, zuplaterr_osFault for a difference beyond 64
+/// bits, zuplaterr_communicationsFault after 2000 iterations.
 class EpochAlignment {
 public:
     EpochAlignment(EpochDeviceInterface& master, const EpochDevices& slaves) noexcept
         : master_(master), slaves_(slaves) {}
 
-    /// Returns when every slave agrees or is disabled. Clears the flag of every finished slave, by
-    /// setHasBeenEpochAligned(false), except those disabled before the epoch.
+    /// Returns when every slave agrees or is disabled. Clears the flag of every finished slave except those disabled
+    /// before the epoch.
     void run();
 
 private:
@@ -40,9 +40,9 @@ private:
 
     EpochDeviceInterface& master_;
     const EpochDevices& slaves_;
-    std::uint64_t done_ = 0;                   ///< Bit i stands for the slave at position i.
+    std::uint64_t done_ = 0;                   ///< Bit i: the slave at position i is done.
     std::int32_t iterations_ = 0;              ///< Completed so far.
-    std::int32_t retries_ = 0;                 ///< Time-outs forgiven so far, all slaves together.
+    std::int32_t retries_ = 0;                 ///< Time-outs tolerated so far, over all slaves.
     EpochDeviceInterface* handled_ = nullptr;  ///< Device named in error log lines.
 };
 

@@ -1,4 +1,4 @@
-// What the timekeeper asks of a clock that takes part in epoch alignment.
+// The interface of a clock that takes part in epoch alignment.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -9,10 +9,9 @@
 
 namespace halvexTimekeeper {
 
-/// Emits or captures the epoch signal. One device object is one clock however it is reached, hence the virtual base.
-/// Owns nothing. Threads: getTime may overlap any call, the rest is serialised by the timekeeper. Failure: every
-/// operation throws zuerr::Exception, those that a device cannot perform with zuplaterr_featureUnsupported. Slot order
-/// is part of the contract.
+/// Emits or captures the epoch signal. The virtual base keeps one clock per device object. Owns nothing. Threads:
+/// getTime may overlap any call, the timekeeper serialises the rest. Failure: every operation throws zuerr::Exception;
+/// operations that a device lacks throw zuplaterr_featureUnsupported. Slot order is part of the contract.
 class EpochDeviceInterface : public virtual ClockInterface {
 public:
     ~EpochDeviceInterface() override = default;
@@ -27,20 +26,20 @@ public:
     /// Slave only: prepares to capture the next epoch signal; called on every slave before the master emits it.
     virtual void armEpochCapture() = 0;
 
-    /// Slave only: this clock's time at the captured signal; zuplaterr_operationTimedOut when none was seen.
+    /// Slave only: this clock's time at the captured signal; zuplaterr_operationTimedOut if none was captured.
     virtual QxmTimestamp getEpochTimestamp() = 0;
 
-    /// Drops the handle to the hardware and acquires it again; called on a slave before it is aligned again.
+    /// Closes and reopens the handle to the hardware; called on a slave before it is aligned again.
     virtual void reinitialize() = 0;
 
-    /// Hands the device the host's metadata document (JSON text).
+    /// Passes the host's metadata document (JSON text) to the device.
     virtual void applyQxmMetadata(const std::string& metadata) = 0;
 
-    /// True: this slave is enabled and must be re-initialised and aligned. The name says the opposite of its use.
-    // Kept on purpose: true asks for an alignment, and the timekeeper stores false once it is done.
+    /// True: this slave is enabled and must be re-initialised and aligned, the opposite of what the name says.
+    // Kept on purpose: true requests an alignment; the timekeeper stores false once it is done.
     virtual bool hasBeenEpochAligned() = 0;
 
-    /// Stores the flag behind hasBeenEpochAligned.
+    /// Sets the flag behind hasBeenEpochAligned.
     virtual void setHasBeenEpochAligned(bool value) = 0;
 };
 

@@ -23,7 +23,7 @@ constexpr DriverCallSite kGetTime{"Unable to get time from ", kFile, 83};
 constexpr DriverCallSite kAdjustTime{"Unable to adjust time on ", kFile, 92};
 constexpr DriverCallSite kGenerateEpoch{"Unable to generate epoch from ", kFile, 106};
 constexpr DriverCallSite kReadEpoch{"Unable to generate epoch from ", kFile, 110};
-// Kept on purpose: the text of a call that the chip offers and nobody makes.
+// Kept on purpose: the text of a call that the chip supports but nothing uses.
 [[maybe_unused]] constexpr const char* kTimeOffsetFailure = "Unable to get time offset from ";
 
 constexpr zuerr::ErrorSite kNoInterface{zuerr::zuplaterr_resourceNotFound, kFile, 49};
@@ -32,7 +32,7 @@ constexpr zuerr::ErrorSite refusal(std::int32_t line) noexcept {
     return {zuerr::zuplaterr_featureUnsupported, kFile, line};
 }
 
-// Kept on purpose: the refusals as they read, with their grammar, and a full stop after all but the slave's.
+// Kept on purpose: the wording as it is, with its grammar, and a full stop in all but this one.
 constexpr const char* kNoSlave = "Ferrox can't be used as a epoch slave for this hardware";
 constexpr zuerr::ErrorSite kArmRefused = refusal(118);
 constexpr zuerr::ErrorSite kCaptureRefused = refusal(124);
@@ -93,7 +93,7 @@ void FerroxEpochDevice::setHasBeenEpochAligned(bool) {
     raise(kSetFlagRefused, {"setHasBeenEpochAligned not implemented for Ferrox. It is the epoch master."});
 }
 
-/// Opens the first instance of the driver interface; the proxy is closed before.
+/// Opens the first instance of the driver interface. The proxy must be closed.
 void FerroxEpochDevice::load() {
     PlatStatus status;
     InterfaceIterator iterator;
@@ -108,7 +108,7 @@ void FerroxEpochDevice::load() {
     throwIfDriverFailed<kReadPath>(status, kName);
     proxy_.open(path, &status);
     throwIfDriverFailed<kOpen>(status, kName);
-    // Kept on purpose: a second look at the same status, which finds nothing.
+    // Kept on purpose: a second check of the same status, which never fails.
     throwIfDriverFailed<kOpenAgain>(status, kName);
 }
 

@@ -10,13 +10,12 @@
 
 namespace halvexTimekeeper {
 
-/// The epoch device that every slave is aligned to. Owns the way to its driver, and keeps no other state. Threads:
-/// getTime may overlap any call but reinitialize, the rest is serialised by the timekeeper. Failure: throws
-/// zuerr::Exception with the code that driver or platform reported; what only a slave does is refused with
-/// zuplaterr_featureUnsupported.
+/// The epoch device that every slave is aligned to. Owns the driver proxy and keeps no other state. Threads: getTime
+/// may overlap any call but reinitialize, the timekeeper serialises the rest. Failure: throws zuerr::Exception with the
+/// code that driver or platform reported; slave-only operations throw zuplaterr_featureUnsupported.
 class FerroxEpochDevice final : public EpochDeviceInterface {
 public:
-    /// Opens the first driver interface that is found; zuplaterr_resourceNotFound when there is none.
+    /// Opens the first driver interface found; zuplaterr_resourceNotFound if there is none.
     FerroxEpochDevice();
     FerroxEpochDevice(const FerroxEpochDevice&) = delete;
     FerroxEpochDevice& operator=(const FerroxEpochDevice&) = delete;
@@ -25,7 +24,7 @@ public:
     const std::string& getName() const override;
     QxmTimestamp getTime() override;
     void adjustTime(std::int64_t offsetNs) override;
-    bool isEnabled() override;  ///< Always true; the hardware is not asked.
+    bool isEnabled() override;  ///< Always true; does not query the hardware.
     QxmTimestamp generateEpoch() override;
     [[noreturn]] void armEpochCapture() override;
     [[noreturn]] QxmTimestamp getEpochTimestamp() override;

@@ -124,8 +124,7 @@ void FpgaEpochDevice::applyQxmMetadata(const std::string& metadata) {
 
 bool FpgaEpochDevice::hasBeenEpochAligned() {
     if (!isEnabled()) {
-        // Kept on purpose: the flag is set and false returned, so that the slave is aligned as soon as it is enabled
-        // again.
+        // Kept on purpose: sets the flag and returns false, so that the slave is aligned once it is enabled again.
         epochAligned_ = true;
         return false;
     }
@@ -140,7 +139,7 @@ bool FpgaEpochDevice::hasBeenEpochAligned() {
 
 void FpgaEpochDevice::setHasBeenEpochAligned(bool value) { epochAligned_ = value; }
 
-/// Opens the first instance of the driver interface, and resets an FPGA that is enabled; the proxy is closed before.
+/// Opens the first instance of the driver interface and resets an enabled FPGA. The proxy must be closed.
 void FpgaEpochDevice::load() {
     PlatStatus status;
     InterfaceIterator iterator;
@@ -159,7 +158,7 @@ void FpgaEpochDevice::load() {
     if (isEnabled()) reset();
 }
 
-/// Clears the FPGA's status record and asks it to align itself anew.
+/// Clears the FPGA's status record and requests a new epoch alignment.
 void FpgaEpochDevice::reset() {
     const FpgaStatusInfo cleared;
     PlatStatus resetStatus;
@@ -170,15 +169,14 @@ void FpgaEpochDevice::reset() {
     throwIfDriverFailed<kResetAlignment>(requestStatus, kName);
 }
 
-/// Ends the process where the reset fails. A function of its own, for a compiler may destroy the members of an object
-/// before it ends a process whose destructor throws; the interface is to be left as it failed.
+/// Terminates the process if the reset fails. A separate function: before it terminates, the destructor itself might
+/// destroy the members, and the interface must stay as the failure left it.
 void FpgaEpochDevice::resetOrTerminate() noexcept {
-    // Kept on purpose: a reset that fails here ends the process. An FPGA must not go on with a status that nobody
-    // renews.
+    // Kept on purpose: a failed reset terminates the process. An FPGA must not keep running with a stale status.
     try {
         if (isEnabled()) reset();
     } catch (...) {
-        std::terminate();  // while the exception is handled, so that the process's last line holds it
+        std::terminate();  // inside the handler, so that the terminate message includes the exception
     }
 }
 

@@ -11,18 +11,18 @@
 
 namespace halvexTimekeeper {
 
-/// The epoch device that receives the selected time reference. Owns the way to its driver. Threads: serialised by
-/// the timekeeper. Failure: throws zuerr::Exception with the code that driver or platform reported; what only a master
-/// does is refused with zuplaterr_featureUnsupported. The device counts as enabled while its time can be read and is
-/// not 0; a derived class that reads another time decides that too.
+/// The epoch device that receives the selected time reference. Owns the driver proxy. Threads: the timekeeper
+/// serialises calls. Failure: throws zuerr::Exception with the code that driver or platform reported; master-only
+/// operations throw zuplaterr_featureUnsupported. The device is enabled while getTime succeeds with a nonzero time; a
+/// derived class that overrides getTime changes that too.
 class FpgaEpochDevice : public EpochDeviceInterface {
 public:
-    /// Opens the first driver interface that is found, zuplaterr_resourceNotFound when there is none, and resets the
-    /// FPGA if it is enabled. `alignmentValue` is handed to the FPGA with every request for epoch alignment.
+    /// Opens the first driver interface found (zuplaterr_resourceNotFound if there is none) and resets the FPGA if it
+    /// is enabled. `alignmentValue` is passed to the FPGA with every request for epoch alignment.
     explicit FpgaEpochDevice(std::uint64_t alignmentValue);
     FpgaEpochDevice(const FpgaEpochDevice&) = delete;
     FpgaEpochDevice& operator=(const FpgaEpochDevice&) = delete;
-    /// Resets the FPGA if it is enabled, then the proxy closes itself; a reset that fails ends the process.
+    /// Resets the FPGA if it is enabled; a failed reset terminates the process. The proxy then closes itself.
     ~FpgaEpochDevice() override;
 
     const std::string& getName() const override;
@@ -30,9 +30,9 @@ public:
     void adjustTime(std::int64_t offsetNs) override;
     bool isEnabled() override;
     [[noreturn]] QxmTimestamp generateEpoch() override;
-    /// Remembers the epoch seen last, for getEpochTimestamp to wait for the next.
+    /// Remembers the latest epoch; getEpochTimestamp waits for the next.
     void armEpochCapture() override;
-    /// Waits about 1 s for an epoch that differs from the one remembered.
+    /// Waits about 1 s for an epoch that differs from the remembered one.
     QxmTimestamp getEpochTimestamp() override;
     void reinitialize() override;
     void applyQxmMetadata(const std::string& metadata) override;

@@ -1,4 +1,4 @@
-// What the timekeeper asks of an oscillator that can be steered.
+// The interface of a steerable oscillator.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 

@@ -1,4 +1,4 @@
-// The timekeeper: one master clock, the system clock, an oscillator, and the slaves that are kept aligned.
+// The timekeeper: one master clock, the system clock, an oscillator, and the slaves it keeps aligned.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/halvexTimekeeper.h"
 
@@ -19,14 +19,14 @@ namespace {
 
 constexpr zuerr::ErrorSite kNotEnabled{zuerr::zuplaterr_resourceNotInitialized, "halvexTimekeeper", 44};
 
-constexpr std::chrono::milliseconds kLockTimeout{15};  // of snapTime and applyMetaData
+constexpr std::chrono::milliseconds kLockTimeout{15};  // for snapTime and applyMetaData
 
-constexpr std::int64_t kStepNs = 200;  // what the master can be stepped by
+constexpr std::int64_t kStepNs = 200;  // granularity of a step of the master
 
-/// Cut toward zero.
+/// Truncates toward zero.
 constexpr std::int64_t truncateToStep(std::int64_t offsetNs) noexcept { return offsetNs / kStepNs * kStepNs; }
 
-/// To the nearest multiple, halves away from zero; not rounded up where that would overflow.
+/// Rounds to the nearest multiple, halves away from zero; truncates where rounding would overflow.
 constexpr std::int64_t roundToStep(std::int64_t offsetNs) noexcept {
     constexpr std::int64_t kHalfStepNs = kStepNs / 2;
     using Limits = std::numeric_limits<std::int64_t>;
@@ -58,23 +58,23 @@ HalvexTimekeeper::HalvexTimekeeper(std::shared_ptr<EpochDeviceInterface> master,
 }
 
 HalvexTimekeeper::~HalvexTimekeeper() {
-    const CancellationDisabled cancellationDisabled;  // a destructor must not unwind
+    const CancellationDisabled cancellationDisabled;  // cancellation must not unwind a destructor
     alignment_ = {};
 }
 
 QxmTimestamp HalvexTimekeeper::getTime() { return master_->getTime(); }
 
 void HalvexTimekeeper::snapTime(std::int64_t offsetNs) {
-    // A thread that unwound from the wait below would lose the alignment's error.
+    // A cancelled wait below would lose the alignment's error.
     const CancellationDisabled cancellationDisabled;
-    // Kept on purpose: if the mutex stays busy the step is silently dropped; the host's next one follows.
+    // Kept on purpose: if the mutex stays busy the step is silently dropped; the host steps again.
     const std::unique_lock lock(deviceMutex_, kLockTimeout);
     if (!lock.owns_lock()) return;
 
     finishAlignment();
     requireEnabledClocks();
 
-    // Kept on purpose: cut toward zero, where seeding takes the nearest step.
+    // Kept on purpose: truncated toward zero, while seeding rounds to nearest.
     const std::int64_t stepNs = truncateToStep(offsetNs);
     master_->adjustTime(stepNs);
     systemClock_->adjustTime(stepNs);
@@ -93,7 +93,7 @@ void HalvexTimekeeper::setCorrectionPerSecond(std::int32_t correctionPpb) {
 }
 
 void HalvexTimekeeper::applyMetaData(const std::string& metadata) {
-    // Kept on purpose: a text that comes at a busy moment is dropped without an error.
+    // Kept on purpose: if the mutex stays busy the text is silently dropped.
     const std::unique_lock lock(deviceMutex_, kLockTimeout);
     if (lock.owns_lock()) metadata_ = metadata;
 }
@@ -106,7 +106,7 @@ void HalvexTimekeeper::serviceEpochDevices() {
     for (const auto& slave : slaves_) slave->applyQxmMetadata(metadata_);
 }
 
-/// Brings the master to the system time, rounded to what the master can be stepped by.
+/// Steps the master to the system time, rounded to the master's step.
 void HalvexTimekeeper::seedMaster() {
     requireEnabledClocks();
     const QxmTimestamp systemTime = systemClock_->getTime();
@@ -123,12 +123,12 @@ void HalvexTimekeeper::startAlignment() {
     alignment_ = startBackgroundTask([this] { EpochAlignment(*master_, slaves_).run(); });
 }
 
-/// Waits for a pending alignment and throws its error. Nobody cancels a thread in here.
+/// Waits for a pending alignment and throws its error. Must not be cancelled.
 void HalvexTimekeeper::finishAlignment() {
     if (alignment_.valid()) std::exchange(alignment_, {}).get();
 }
 
-/// The slaves that ask to be aligned again, each with its hardware acquired anew.
+/// The slaves that request an alignment, re-initialised.
 EpochDevices HalvexTimekeeper::reinitializeReturningSlaves() {
     EpochDevices returning;
     for (const auto& slave : slaves_) {

@@ -1,4 +1,4 @@
-// The timekeeper: one master clock, the system clock, an oscillator, and the slaves that are kept aligned.
+// The timekeeper: one master clock, the system clock, an oscillator, and the slaves it keeps aligned.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -16,17 +16,17 @@
 
 namespace halvexTimekeeper {
 
-/// The one TimekeeperInterface of the plug-in. Owns its components together with whoever made them, and the thread of
-/// at most one pending alignment. Threads: thread-safe; the device mutex serialises snapTime, applyMetaData and
-/// serviceEpochDevices, and each of them waits for a pending alignment before it touches a device. getTime and the
-/// correction operations take no lock. Failure: throws what a component threw, and zuplaterr_resourceNotInitialized for
-/// a master or system clock that is not enabled.
+/// The plug-in's TimekeeperInterface. Shares ownership of its components and owns the thread of at most one pending
+/// alignment. Threads: thread-safe; the device mutex serialises snapTime, applyMetaData and serviceEpochDevices, each
+/// of which waits for a pending alignment before it touches a device. getTime and the correction operations are
+/// lock-free. Failure: throws what a component threw, and zuplaterr_resourceNotInitialized if the master or the system
+/// clock is not enabled.
 class HalvexTimekeeper final : public TimekeeperInterface {
 public:
-    /// Seeds the master from the system clock and aligns all slaves; a timekeeper that cannot is never made.
+    /// Seeds the master from the system clock and aligns all slaves; throws if that fails.
     HalvexTimekeeper(std::shared_ptr<EpochDeviceInterface> master, std::shared_ptr<ClockInterface> systemClock,
                      std::shared_ptr<FreqSteeringDeviceInterface> freqSteeringDevice, const EpochDevices& slaves);
-    /// Waits for a pending alignment; its error, if any, is lost.
+    /// Waits for a pending alignment and discards its error.
     ~HalvexTimekeeper() override;
 
     const std::string& getName() const override { return name_; }
@@ -55,7 +55,7 @@ private:
     EpochDevices slaves_;
     std::timed_mutex deviceMutex_;
     std::string metadata_{"{}"};
-    std::future<void> alignment_;  ///< Of the last step; without a state when nothing is pending.
+    std::future<void> alignment_;  ///< Of the last step; invalid if none is pending.
 };
 
 }  // namespace halvexTimekeeper

@@ -1,4 +1,4 @@
-// The twelve exported functions; each is one statement, the frame around them holds all policy.
+// The twelve exported functions; each is one statement, the call frame holds all policy.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <cstring>
 #include <string>
@@ -16,8 +16,8 @@ extern "C" {
 
 std::uint32_t zuqxmtk_getAPIVersion(void) { return 2; }
 
-// Kept on purpose: without a status the exception of a timekeeper that is not initialised leaves the function, here and
-// in zuqxmtk_isSeeded. A null name can be reported to syslog only.
+// Kept on purpose: without a status, the exception of an uninitialised timekeeper leaves the function, here and in
+// zuqxmtk_isSeeded. A null name is reported to syslog only.
 void zuqxmtk_getName(char* name) { halvexTimekeeper::copyName(halvexTimekeeper::checkInitialized().getName(), name); }
 
 bool zuqxmtk_isSeeded(void) { return halvexTimekeeper::checkInitialized().isSeeded(); }

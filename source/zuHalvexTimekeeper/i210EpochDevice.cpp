@@ -52,8 +52,7 @@ I210EpochDevice::I210EpochDevice(const std::string& interfaceName)
     : interfaceName_(interfaceName), name_("i210EpochDevice_" + interfaceName) {
     devicePath_ = "/dev/ptp";
     devicePath_ += DecimalText(getPhcIndex(interfaceName_));
-    // Kept on purpose: a descriptor that was opened before a failure leaks: the destructor of an object that fails to
-    // construct never runs.
+    // Kept on purpose: a descriptor opened here leaks if construction fails later: the destructor never runs.
     openClock();
 }
 
@@ -66,7 +65,7 @@ QxmTimestamp I210EpochDevice::getTime() { return getPhcTime(fd_, {"Could not get
 void I210EpochDevice::adjustTime(std::int64_t offsetNs) {
     std::int64_t seconds = offsetNs / kNsPerSecond;
     std::int64_t nanoseconds = offsetNs % kNsPerSecond;
-    if (nanoseconds < 0) {  // the kernel takes no negative fraction
+    if (nanoseconds < 0) {  // the kernel rejects a negative fraction
         seconds -= 1;
         nanoseconds += kNsPerSecond;
     }
@@ -90,13 +89,13 @@ QxmTimestamp I210EpochDevice::generateEpoch() {
 }
 
 void I210EpochDevice::armEpochCapture() {
-    // 1. What was stamped before this call is of an earlier edge.
+    // 1. Discard stale time stamps of earlier edges.
     drainStaleEvents();
 
-    // 2. The pin leads to the time-stamp unit before stamping is switched on.
+    // 2. Route the pin to the time-stamp unit.
     setPinFunction(PTP_PF_EXTTS);
 
-    // 3. From here on edges are stamped.
+    // 3. Start time-stamping.
     ptp_extts_request request{};
     request.index = kEpochChannel;
     request.flags = kStampRisingEdge;
@@ -119,7 +118,7 @@ void I210EpochDevice::applyQxmMetadata(const std::string&) {}
 
 bool I210EpochDevice::hasBeenEpochAligned() {
     if (!isEnabled()) {
-        // Kept on purpose: an interface that is down asks for its alignment once it is up again.
+        // Kept on purpose: an interface that is down requests an alignment for when it is up again.
         epochAligned_ = true;
         return false;
     }
@@ -135,14 +134,14 @@ void I210EpochDevice::openClock() {
     zeroFrequencyOffset();
 }
 
-/// Kept on purpose: noexcept in reinitialize too, so that a close that throws ends the process wherever it happens.
+/// Kept on purpose: noexcept in reinitialize too: a close that throws always terminates the process.
 void I210EpochDevice::closeClock() noexcept {
     try {
         setPinFunction(PTP_PF_NONE);
     } catch (...) {
-        // The device may be gone; there is nothing more to switch off then.
+        // The device may be gone; then there is nothing to switch off.
     }
-    // Kept on purpose: descriptor 0 is never closed, and one that a failed ioctl has closed is closed once more.
+    // Kept on purpose: descriptor 0 is never closed, and one closed by a failed ioctl is closed again.
     if (fd_ > 0) {
         osCalls().close(fd_);
         fd_ = -1;
@@ -176,7 +175,7 @@ void I210EpochDevice::zeroFrequencyOffset() {
 }
 
 void I210EpochDevice::drainStaleEvents() {
-    // An empty queue is what this ends with every time, so it is no exception here.
+    // An empty queue is the normal exit, so it must not throw here.
     while (isEventReady(fd_, interfaceName_, kOnlyWhatIsThere)) readEvent();
     setPinFunction(PTP_PF_NONE);
 }

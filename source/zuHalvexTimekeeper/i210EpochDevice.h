@@ -9,13 +9,13 @@
 
 namespace halvexTimekeeper {
 
-/// Time-stamps the epoch pulse on pin 0 of its clock and is stepped by what it differs. Owns the descriptor of the
-/// clock device. Threads: thread-bound; the timekeeper calls it from one thread at a time. Failure: throws
-/// zuerr::Exception, with zuplaterr_communicationsFault unless stated otherwise.
+/// Time-stamps the epoch pulse on pin 0 of its clock. Owns the descriptor of the clock device. Threads: thread-bound;
+/// the timekeeper serialises calls. Failure: throws zuerr::Exception, with zuplaterr_communicationsFault unless stated
+/// otherwise.
 class I210EpochDevice : public EpochDeviceInterface {
 public:
-    /// Finds and opens the clock of a network interface. Throws zuplaterr_featureUnsupported exactly when the interface
-    /// has no clock or its clock cannot take part. A refused clock's descriptor stays open.
+    /// Finds and opens the clock of a network interface. Throws zuplaterr_featureUnsupported if and only if the
+    /// interface has no clock or its clock cannot take part; the latter's descriptor stays open.
     explicit I210EpochDevice(const std::string& interfaceName);
     I210EpochDevice(const I210EpochDevice&) = delete;
     I210EpochDevice& operator=(const I210EpochDevice&) = delete;
@@ -24,16 +24,16 @@ public:
     const std::string& getName() const override;
     QxmTimestamp getTime() override;
     void adjustTime(std::int64_t offsetNs) override;
-    bool isEnabled() override;                  ///< Whether the interface is up; its link does not matter.
-    QxmTimestamp generateEpoch() override;      ///< Always refused: zuplaterr_featureUnsupported.
-    void armEpochCapture() override;            ///< Forgets earlier edges, then stamps the next.
+    bool isEnabled() override;                  ///< Whether the interface is up, with or without link.
+    QxmTimestamp generateEpoch() override;      ///< Always throws zuplaterr_featureUnsupported.
+    void armEpochCapture() override;            ///< Discards earlier edges, then stamps the next.
     QxmTimestamp getEpochTimestamp() override;  ///< Waits for the edge for up to 1 s.
-    void reinitialize() override;               ///< Closes and opens the same clock device.
+    void reinitialize() override;               ///< Closes and reopens the clock device.
     void applyQxmMetadata(const std::string& metadata) override;
     bool hasBeenEpochAligned() override;
     void setHasBeenEpochAligned(bool value) override;
 
-    /// The plain name of the network interface, which is what phc2sys can follow.
+    /// The name of the network interface, as phc2sys expects it.
     const std::string& getInterfaceName() const noexcept { return interfaceName_; }
 
 private:
@@ -48,7 +48,7 @@ private:
     std::string interfaceName_;
     std::string name_;
     std::string devicePath_;
-    std::int32_t fd_ = -1;  ///< -1: none. A failed ioctl closes the descriptor and leaves its number here.
+    std::int32_t fd_ = -1;  ///< -1: none. A failed ioctl closes the descriptor but keeps its number here.
     bool epochAligned_ = true;
 };
 

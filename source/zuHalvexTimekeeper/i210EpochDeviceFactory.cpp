@@ -27,7 +27,7 @@ constexpr std::string_view kI210Device = "0x1533";
 
 using Directory = std::unique_ptr<DIR, decltype([](DIR* directory) { closedir(directory); })>;
 
-/// Whether the first line of a file is exactly `line`. A file that cannot be read has no line, not even an empty one.
+/// Whether the first line of a file is exactly `line`. False for an unreadable file, even if `line` is empty.
 bool hasFirstLine(const std::string& path, std::string_view line) {
     const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) return false;
@@ -48,7 +48,7 @@ bool isI210(std::string_view interfaceName) {
            hasFirstLine(deviceDirectory + "device", kI210Device);
 }
 
-/// Sorted, so that the result does not depend on the order in which the directory lists its entries.
+/// Sorted: the result must not depend on directory order.
 std::vector<std::string> findCandidateNames() {
     const Directory directory(opendir(kNetworkDirectory));
     if (!directory) zuerr::raise(kNoDirectory, {"Failed to open network devices directory."});
@@ -62,7 +62,7 @@ std::vector<std::string> findCandidateNames() {
     return names;
 }
 
-/// The device, or none when the interface cannot take part.
+/// The device, or null if the interface cannot take part.
 std::shared_ptr<I210EpochDevice> makeDeviceIfUsable(const std::string& interfaceName) {
     try {
         return std::make_shared<I210EpochDevice>(interfaceName);

@@ -9,10 +9,9 @@
 
 namespace halvexTimekeeper {
 
-/// One device for each I210 interface whose clock can take part, in ascending byte order of the interface names;
-/// possibly none. Unusable interfaces are left out with a warning in syslog. Threads: reentrant. Failure: throws
-/// zuplaterr_featureUnsupported when the network interfaces cannot be listed, and whatever else a device's making
-/// throws.
+/// Returns one device per I210 interface whose clock can take part, in byte order of the interface names; possibly
+/// none. Unusable interfaces are skipped with a warning in syslog. Threads: reentrant. Failure: throws
+/// zuplaterr_featureUnsupported if the network interfaces cannot be listed, and other errors of a device's constructor.
 std::vector<std::shared_ptr<I210EpochDevice>> findUsableI210Interfaces();
 
 }  // namespace halvexTimekeeper

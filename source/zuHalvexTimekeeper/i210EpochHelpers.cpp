@@ -1,4 +1,4 @@
-// One system call each on a PTP hardware clock or its network interface, with failures turned into errors.
+// System calls on a PTP hardware clock or its network interface; failures become exceptions.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/i210EpochHelpers.h"
 
@@ -46,12 +46,12 @@ static_assert(offsetof(ptp_clock_time, nsec) == 8);
 
 constexpr std::int64_t kNsPerSecond = 1'000'000'000;
 
-/// The pieces of `context` with the system's reason behind them.
+/// Throws `context`, joined, followed by the system's reason.
 [[noreturn]] void raiseWithContext(const zuerr::ErrorSite& site, const Context& context, int error) {
     zuerr::raise(site, {context.before, context.subject, context.after, "Got error ", ErrnoText(error)});
 }
 
-/// A set of one descriptor, as select takes it; an fd_set itself ends at 1023.
+/// A set of one descriptor for select, also beyond the 1023 of an fd_set.
 class DescriptorSet {
 public:
     explicit DescriptorSet(std::int32_t fd) {
@@ -117,7 +117,7 @@ QxmTimestamp getPhcTime(std::int32_t fd, const Context& context) {
 
 bool isEventReady(std::int32_t fd, std::string_view context, timeval timeout) {
     int ready = -1;
-    int error = EBADF;  // what the kernel answers to a negative descriptor, which no set can hold
+    int error = EBADF;  // the kernel's error for a negative descriptor, which no set can hold
     if (fd >= 0) {
         DescriptorSet readable(fd);
         ready = osCalls().select(fd + 1, readable.get(), nullptr, nullptr, &timeout);
@@ -139,14 +139,14 @@ std::int64_t readExtTsEvent(std::int32_t fd, const Context& context) {
         // Kept on purpose: a short read reports the current, possibly stale, errno.
         zuerr::raise(kReadFailed, {context.before, context.subject, context.after, " Got error ", ErrnoText(error)});
     }
-    // In 64 bits that wrap: a device may report any number of seconds.
+    // Wraps in 64 bits: a device may report any number of seconds.
     const std::uint64_t secondsInNs =
         static_cast<std::uint64_t>(event.t.sec) * static_cast<std::uint64_t>(kNsPerSecond);
     return static_cast<std::int64_t>(secondsInNs + event.t.nsec);
 }
 
 std::int32_t openPtpDevice(const std::string& path) {
-    // Kept on purpose: without O_CLOEXEC, so that phc2sys inherits the descriptor.
+    // Kept on purpose: no O_CLOEXEC, so that phc2sys inherits the descriptor.
     const int fd = osCalls().open(path.c_str(), O_RDWR);
     const int error = errno;
     if (fd < 0) {

@@ -27,7 +27,7 @@ std::uint64_t monotonicNowNs() noexcept {
     return static_cast<std::uint64_t>(now.tv_sec) * kNsPerSecond + static_cast<std::uint64_t>(now.tv_nsec);
 }
 
-/// Until the event is set or the period expires; expiry is not an error.
+/// Waits until the event is set or the period expires; expiry is not an error.
 void waitForNextPass(tEvent& wakeEvent) {
     PlatStatus status;
     wakeEvent.waitUntil(monotonicNowNs() + kServicePeriodNs, &status);
@@ -46,7 +46,7 @@ void reportCurrentException(MonitorErrors errors) noexcept {
         const std::lock_guard lock(errors.statusMutex);
         zuerr_merge(&errors.status, &error.getStatus());
     } catch (...) {
-        logError(zuerr::copyCurrentException());  // the lock: syslog has both errors, and the next pass follows
+        logError(zuerr::copyCurrentException());  // locking failed: log both errors and go on with the next pass
     }
 }
 

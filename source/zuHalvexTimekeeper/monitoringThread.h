@@ -11,15 +11,15 @@
 
 namespace halvexTimekeeper {
 
-/// Where the thread leaves the first error it met, for the next call of the host to collect.
+/// The thread's first error, until the host's next call collects it.
 struct MonitorErrors {
     zuerr_Status& status;
     std::mutex& statusMutex;
 };
 
-/// Services the epoch devices every 2 s, and at once when `wakeEvent` is set, while `isRunning` holds; a pass that has
-/// begun is finished. Owns nothing: all arguments outlive it. Threads: one. Failure: never throws; an error of a pass
-/// goes to syslog and into `errors`, and the next pass follows.
+/// Services the epoch devices every 2 s, and immediately when `wakeEvent` is set, while `isRunning` is true; a pass in
+/// progress is completed. Owns nothing: all arguments outlive it. Threads: one. Failure: never throws; an error of a
+/// pass goes to syslog and into `errors`, and the loop continues.
 void runMonitoringThread(TimekeeperInterface& timekeeper, nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tEvent& wakeEvent,
                          const std::atomic<bool>& isRunning, MonitorErrors errors) noexcept;
 

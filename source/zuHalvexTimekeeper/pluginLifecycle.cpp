@@ -1,4 +1,4 @@
-// Builds the timekeeper from the hardware that is found, runs its monitoring thread, and takes both down again.
+// Builds the timekeeper from the detected hardware, runs its monitoring thread, and shuts both down.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/pluginLifecycle.h"
 
@@ -37,11 +37,11 @@ constexpr std::uint64_t kFpgaAlignmentValue = 4'000'000'000;
 constexpr std::int32_t kMaxCorrectionPpb = 62'000;
 constexpr std::int32_t kMinCorrectionPpb = -62'000;
 
-/// The process that initialised: a forked child has the memory, and neither the thread nor the hardware.
+/// The process that initialised. A forked child inherits the memory but neither the thread nor the hardware.
 pid_t g_ownerProcess = 0;
 
-/// Takes the timekeeper down when the process exits or the library is unloaded. Made by the first initialisation, so it
-/// is destroyed before everything that was made at load.
+/// Shuts the timekeeper down when the process exits or the library is unloaded. Made by the first initialisation, so it
+/// is destroyed before all objects made at load.
 class ExitGuard {
 public:
     ExitGuard() = default;
@@ -72,36 +72,36 @@ std::shared_ptr<HalvexTimekeeper> makeTimekeeper() {
     return std::make_shared<HalvexTimekeeper>(std::move(master), std::move(systemClock), std::move(oscillator), slaves);
 }
 
-/// The thread shares what it works on, so that neither can go before it has ended.
+/// The thread shares ownership of its arguments: they outlive it.
 std::future<void> startMonitoringThread() {
     return startBackgroundTask([timekeeper = g_timekeeper, wakeEvent = g_wakeEvent] {
         runMonitoringThread(*timekeeper, *wakeEvent, g_running, {g_monitorStatus, g_monitorStatusMutex});
     });
 }
 
-/// Moves an object where nothing destroys it; no allocation that could fail.
+/// Moves an object to storage that is never destroyed; allocates nothing.
 template <typename Object>
 void abandon(Object& object) noexcept {
     alignas(Object) static std::byte place[sizeof(Object)];
     new (place) Object(std::move(object));
 }
 
-/// Forgets what belongs to the parent process, without destroying it.
+/// Drops the parent's objects in a forked child without destroying them.
 void abandonEverything() noexcept {
     abandon(g_monitorFuture);
     abandon(g_timekeeper);
     abandon(g_wakeEvent);
 }
 
-/// Publishes the timekeeper that is built, once its thread runs.
+/// Publishes the timekeeper once its thread runs.
 void buildAndStart() {
     publishWakeEvent();
     g_timekeeper = makeTimekeeper();
     g_ownerProcess = getpid();
     g_running.store(true);
     try {
-        // Kept on purpose: a former future, of an initialisation without finalisation between, is waited for here, and
-        // its thread only ends when g_running is cleared.
+        // Kept on purpose: if the caller initialises twice without finalising, this assignment waits for the previous
+        // thread, which ends only once g_running is cleared.
         g_monitorFuture = startMonitoringThread();
     } catch (...) {
         g_running.store(false);
@@ -119,7 +119,7 @@ void initializeTimekeeper() {
     try {
         buildAndStart();
     } catch (...) {
-        if (formerEvent) g_wakeEvent = formerEvent;  // what the thread that still runs waits for
+        if (formerEvent) g_wakeEvent = formerEvent;  // the running thread still waits for this one
         throw;
     }
 }

@@ -1,4 +1,4 @@
-// Builds the timekeeper from the hardware that is found, runs its monitoring thread, and takes both down again.
+// Builds the timekeeper from the detected hardware, runs its monitoring thread, and shuts both down.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -6,15 +6,15 @@
 
 namespace halvexTimekeeper {
 
-/// Makes every component, publishes the timekeeper and starts the monitoring thread. Throws what a component threw;
-/// then no timekeeper is published.
+/// Makes every component, publishes the timekeeper and starts the monitoring thread. Throws what a component threw; no
+/// timekeeper is then published.
 void initializeTimekeeper();
 
-/// Ends the monitoring thread and releases everything. In a process forked from the one that initialised it lets go of
-/// everything and touches nothing: thread, child and hardware are the parent's.
+/// Stops the monitoring thread and releases everything. In a forked child it drops its references and touches nothing:
+/// thread, child process and hardware belong to the parent.
 void finalizeTimekeeper() noexcept;
 
-/// Stores the text and wakes the monitoring thread, also when the text was dropped because the devices were busy.
+/// Stores the text and wakes the monitoring thread, even if busy devices made it drop the text.
 void applyMetaDataAndWake(TimekeeperInterface& timekeeper, const char* metadata);
 
 }  // namespace halvexTimekeeper

@@ -1,4 +1,4 @@
-// What the entry points share: the published timekeeper, the monitoring thread and the error it left.
+// State shared by the entry points: the published timekeeper, the monitoring thread and its error.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/pluginState.h"
 
@@ -22,8 +22,8 @@ std::mutex g_monitorStatusMutex;
 
 namespace {
 
-/// Frees an error that no call has collected when the library is unloaded. In a forked child a thread that is not there
-/// may hold the mutex; the text then stays.
+/// Frees an uncollected error when the library is unloaded. In a forked child a thread of the parent may hold the
+/// mutex; the text then leaks.
 struct MonitorStatusText {
     MonitorStatusText() = default;
     ~MonitorStatusText() {

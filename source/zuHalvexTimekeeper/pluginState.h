@@ -1,4 +1,4 @@
-// What the entry points share: the published timekeeper, the monitoring thread and the error it left.
+// State shared by the entry points: the published timekeeper, the monitoring thread and its error.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -11,36 +11,36 @@
 #include "zuerr/zuerr_Status.h"
 #include "zuplat/quarks/synchronization/tEvent.h"
 
-// Made at load. Written by zuqxmtk_initialize and zuqxmtk_finalize, which no other call may overlap, and therefore read
-// without a lock; only the status has a mutex of its own.
+// Made at load. Written only by zuqxmtk_initialize and zuqxmtk_finalize, which no other call may overlap, and therefore
+// read without a lock; only the status has a mutex.
 namespace halvexTimekeeper {
 
-#pragma GCC visibility push(hidden)  // of declarations too, so that they are reached without a detour
-extern std::shared_ptr<TimekeeperInterface> g_timekeeper;                        ///< Empty unless initialised.
+#pragma GCC visibility push(hidden)                        // of declarations too: accesses bypass the GOT
+extern std::shared_ptr<TimekeeperInterface> g_timekeeper;  ///< Empty unless initialised.
 extern std::shared_ptr<nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tEvent> g_wakeEvent;  ///< Wakes the monitoring thread.
-extern std::atomic<bool> g_running;        ///< The monitoring thread runs while it is set.
+extern std::atomic<bool> g_running;        ///< The monitoring thread runs while this is set.
 extern std::future<void> g_monitorFuture;  ///< Of the monitoring thread.
-extern zuerr_Status g_monitorStatus;       ///< The first error of the monitoring thread that no call has collected.
+extern zuerr_Status g_monitorStatus;       ///< The monitoring thread's first uncollected error.
 extern std::mutex g_monitorStatusMutex;    ///< Guards g_monitorStatus.
 #pragma GCC visibility pop
 
-/// Throws the error in g_monitorStatus, which is then gone from there. The caller holds the mutex.
+/// Moves the error out of g_monitorStatus and throws it. The caller holds the mutex.
 [[noreturn, gnu::cold]] void throwMonitorError();
 
 /// Throws zuplaterr_resourceNotInitialized.
 [[noreturn, gnu::cold]] void throwNotInitialized();
 
-// Inline, because every call of the host passes through them.
+// Inline: every call of the host uses them.
 
-/// Throws the error that the monitoring thread recorded, if any; it is then gone from the record. Throws
-/// std::system_error when the mutex cannot be locked.
+/// Throws the pending error of the monitoring thread, if any, and clears it. Throws std::system_error if the mutex
+/// cannot be locked.
 inline void throwIfMonitorFailed() {
     const std::lock_guard lock(g_monitorStatusMutex);
-    // Kept on purpose: a warning stays where it is and fails no call.
+    // Kept on purpose: a warning stays in place and fails no call.
     if (g_monitorStatus.code < 0) throwMonitorError();
 }
 
-/// The published timekeeper; throws zuplaterr_resourceNotInitialized when there is none.
+/// The published timekeeper; throws zuplaterr_resourceNotInitialized if there is none.
 inline TimekeeperInterface& checkInitialized() {
     if (!g_timekeeper) throwNotInitialized();
     return *g_timekeeper;

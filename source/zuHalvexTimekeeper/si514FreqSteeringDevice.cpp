@@ -36,20 +36,19 @@ constexpr std::size_t kNameCapacity = 128;
 constexpr std::size_t kOffsetTextCapacity = 32;
 constexpr std::uint32_t kWriteAttempts = 5;
 
-/// The host owns the process's locale: numbers in attributes keep their point under any. Made at load; this one locale
-/// of the C library is never freed.
+/// Numbers in attributes use a decimal point in any locale of the host. Made at load, never freed.
 const locale_t kCLocale = newlocale(LC_ALL_MASK, "C", nullptr);
 
 using Directory = std::unique_ptr<DIR, decltype([](DIR* directory) { closedir(directory); })>;
 
-/// What a directory entry's name says when it is that of an I2C client: "bus-address", decimal and hexadecimal.
+/// An I2C client as named by its directory entry: "bus-address", decimal and hexadecimal.
 struct I2cClient {
     bool isClient;
     long bus;
     long address;
 };
 
-// Kept on purpose: strtol decides, so that "-" alone, signs and leading blanks are names of clients too.
+// Kept on purpose: strtol decides, so "-" alone, signs and leading blanks also name clients.
 I2cClient parseClient(const char* entryName) noexcept {
     char* end = nullptr;
     const long bus = strtol(entryName, &end, 10);
@@ -69,7 +68,7 @@ std::string findModulePath() {
         if (entry->d_type != DT_LNK && entry->d_type != DT_DIR) continue;
         const I2cClient client = parseClient(entry->d_name);
         if (!client.isClient) continue;
-        // Kept on purpose: the first client decides, even when a later one would do.
+        // Kept on purpose: the first client decides, even if a later one would be valid.
         if (client.bus < 0 || client.address < 0) break;
         return std::string(kDriverDirectory) + "/" + entry->d_name + "/";
     }
@@ -78,12 +77,12 @@ std::string findModulePath() {
 
 std::string findAndLogModulePath() {
     std::string path = findModulePath();
-    // Kept on purpose: error priority, although nothing is wrong.
+    // Kept on purpose: LOG_ERR, although nothing is wrong.
     syslog(LOG_ERR, "smbusPath: %s", path.c_str());
     return path;
 }
 
-// Kept on purpose: nothing is trimmed, a line end is part of the name.
+// Kept on purpose: no trimming, a newline is part of the name.
 std::string readDeviceName(const std::string& modulePath) {
     FileWrapper file(modulePath + "name", O_RDONLY);
     std::array<char, kNameCapacity> text{};
@@ -95,8 +94,8 @@ constexpr std::string_view kFraction = ".000000";
 constexpr std::size_t kWholeCapacity = std::numeric_limits<std::int32_t>::digits10 + 2;
 using OffsetText = char[kWholeCapacity + kFraction.size()];
 
-/// What "%f" prints of a whole number in the C locale, at a thirtieth of its cost: written from the last digit back,
-/// before a fraction that never changes. The result lies in `text`.
+/// Formats like %f in the C locale, about 30 times faster: digits backwards, before a constant fraction. The result
+/// points into `text`.
 std::string_view writePpb(std::int32_t ppb, OffsetText& text) noexcept {
     kFraction.copy(text + kWholeCapacity, kFraction.size());
     char* first = text + kWholeCapacity;
@@ -109,14 +108,14 @@ std::string_view writePpb(std::int32_t ppb, OffsetText& text) noexcept {
     return {first, static_cast<std::size_t>(std::end(text) - first)};
 }
 
-// Kept on purpose: the bounds are printed maximum first.
+// Kept on purpose: the maximum is printed first.
 [[noreturn, gnu::cold, gnu::noinline]] void raiseOutOfRange(std::int32_t correctionPpb, std::int64_t limitPpb) {
     zuerr::raise(kOutOfRange,
                  {"si514: requested ppb value ", DecimalText(correctionPpb), " is beyond the supported range: [",
                   DecimalText(limitPpb), ", ", DecimalText(-limitPpb), "]"});
 }
 
-/// What strtod makes of `text` in the C locale, rounded with halves away from zero.
+/// Parses `text` with strtod in the C locale and rounds halves away from zero.
 std::int32_t parsePpb(const char* text) {
     const int callersError = errno;
     errno = 0;
@@ -148,7 +147,7 @@ std::int32_t Si514FreqSteeringDevice::getMaxCorrectionPerSecond() { return maxPp
 std::int32_t Si514FreqSteeringDevice::getMinCorrectionPerSecond() { return minPpb_; }
 
 std::int32_t Si514FreqSteeringDevice::getCorrectionPerSecond() {
-    std::array<char, kOffsetTextCapacity + 1> text{};  // the last byte ends a text that fills the rest
+    std::array<char, kOffsetTextCapacity + 1> text{};  // the last byte terminates a text that fills the rest
     {
         const std::lock_guard lock(mutex_);
         ppbFile_.resetOffset();
@@ -158,7 +157,7 @@ std::int32_t Si514FreqSteeringDevice::getCorrectionPerSecond() {
 }
 
 void Si514FreqSteeringDevice::setCorrectionPerSecond(std::int32_t correctionPpb) {
-    // Kept on purpose: the maximum bounds both directions, the minimum none.
+    // Kept on purpose: the maximum limits both directions, the minimum none.
     const std::int64_t limitPpb = maxPpb_;
     if (std::abs(std::int64_t{correctionPpb}) > limitPpb) raiseOutOfRange(correctionPpb, limitPpb);
     OffsetText buffer;

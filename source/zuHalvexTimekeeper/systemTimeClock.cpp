@@ -20,12 +20,12 @@ constexpr zuerr::ErrorSite kWriteFailed{zuerr::zuplaterr_osFault, "systemTimeClo
 
 const std::string kName = "SystemTimeClock";
 
-/// The offset as the number that, added in 64 bits, moves a timestamp by it.
+/// The offset as an addend modulo 2^64.
 constexpr QxmTimestamp asAddend(std::int64_t offsetNs) noexcept { return static_cast<QxmTimestamp>(offsetNs); }
 
 bool leavesTheRange(QxmTimestamp now, std::int64_t offsetNs) noexcept {
     if (offsetNs > 0) return now > std::numeric_limits<QxmTimestamp>::max() - asAddend(offsetNs);
-    return now < 0 - asAddend(offsetNs);  // the magnitude, that of the smallest offset too
+    return now < 0 - asAddend(offsetNs);  // the magnitude, also of the minimum
 }
 
 }  // namespace
@@ -51,11 +51,11 @@ QxmTimestamp SystemTimeClock::getTime() {
 void SystemTimeClock::adjustTime(std::int64_t offsetNs) {
     const QxmTimestamp now = getTime();
     if (leavesTheRange(now, offsetNs)) {
-        // Kept on purpose: "Overflow" is also what a step below zero is called.
+        // Kept on purpose: a step below zero is also called "Overflow".
         zuerr::raise(kStepOverflows, {"Overflow error when calculating time adjustment. Current time - ",
                                       DecimalText(now), " Offset - ", DecimalText(offsetNs)});
     }
-    // Kept on purpose: the time between the reading and the write is lost, and a step by 0 writes what was read.
+    // Kept on purpose: the time between read and write is lost; a step by 0 writes back the time read.
     const timespec target = qxmTimestampToTimespec(now + asAddend(offsetNs));
     const int result = clock_settime_(CLOCK_REALTIME, &target);
     const int error = errno;

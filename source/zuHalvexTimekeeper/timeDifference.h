@@ -8,7 +8,7 @@
 
 namespace halvexTimekeeper {
 
-/// `time` - `reference` in ns. Throws zuplaterr_osFault when the difference does not fit 64 signed bits.
+/// `time` - `reference` in ns. Throws zuplaterr_osFault if the difference does not fit 64 signed bits.
 std::int64_t timeDifferenceNs(QxmTimestamp time, QxmTimestamp reference);
 
 }  // namespace halvexTimekeeper

@@ -1,4 +1,4 @@
-// Reads the selected time reference out of the host's metadata document.
+// Reads the selected time reference from the host's metadata document.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/timeReferenceMetadata.h"
 
@@ -18,25 +18,25 @@ using zujsonlh::ObjectReader;
 
 constexpr const char* kPtpType = "IEEE 1588-2008";
 
-/// The member's value; null when it is missing or JSON null.
+/// The member's value, or null if it is missing or JSON null.
 cJSON* findPresent(ObjectReader& reader, const char* key) {
     reader.find(key);
     cJSON* const item = *reader.current;
     return item == nullptr || zujsonlh::isNull(item) ? nullptr : item;
 }
 
-/// Leading blanks are skipped, what follows the digits is ignored, and a text without digits is 0.
+/// Skips leading blanks and ignores what follows the digits; a text without digits is 0.
 std::int32_t toClampedOffset(const std::string& text) {
     using Limits = std::numeric_limits<std::int32_t>;
     const long long value = std::strtoll(text.c_str(), nullptr, 10);
     return static_cast<std::int32_t>(std::clamp<long long>(value, Limits::min(), Limits::max()));
 }
 
-/// Towards zero; throws what Boost throws when the result does not fit.
+/// Truncates toward zero; throws Boost's exception if the result does not fit.
 std::int32_t toUtcOffset(double value) { return boost::numeric::converter<std::int32_t, double>::convert(value); }
 
 void readOffset(ObjectReader& document, const std::string& id, SelectedTimeReference& kept) {
-    // The offset travels as a text: a JSON number is the wrong type.
+    // The offset is a string: a JSON number is the wrong type.
     if (const cJSON* const offset = findPresent(document, "selectedTROffset"); offset != nullptr) {
         kept.selectedTimeReferenceOffset = toClampedOffset(zujsonlh::getString(offset));
     } else if (id != kept.selectedTimeReferenceId) {

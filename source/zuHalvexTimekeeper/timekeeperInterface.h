@@ -1,4 +1,4 @@
-// What the exported functions and the monitoring thread ask of the timekeeper.
+// The timekeeper interface that the exported functions and the monitoring thread use.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -16,7 +16,7 @@ public:
     virtual ~TimekeeperInterface() = default;
     virtual const std::string& getName() const = 0;        ///< Lives as long as the timekeeper.
     virtual QxmTimestamp getTime() = 0;                    ///< The master's time, in ns since its epoch.
-    virtual void snapTime(std::int64_t offsetNs) = 0;      ///< Steps the time; cut toward zero to a multiple of 200 ns.
+    virtual void snapTime(std::int64_t offsetNs) = 0;      ///< Steps the time; truncated to a multiple of 200 ns.
     virtual std::int32_t getMaxCorrectionPerSecond() = 0;  ///< In ppb.
     virtual std::int32_t getMinCorrectionPerSecond() = 0;  ///< In ppb.
     virtual std::int32_t getCorrectionPerSecond() = 0;     ///< In ppb, read back from the oscillator.

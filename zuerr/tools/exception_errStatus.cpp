@@ -1,4 +1,4 @@
-// Turns the exception in flight into a status, or looks at it and leaves it whole.
+// Converts the exception in flight into a status, or copies it and leaves it intact.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuerr/tools/exception_errStatus.h"
 

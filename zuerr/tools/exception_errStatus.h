@@ -1,4 +1,4 @@
-// Turns the exception in flight into a status, or looks at it and leaves it whole.
+// Converts the exception in flight into a status, or copies it and leaves it intact.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -6,12 +6,12 @@
 
 namespace zuerr {
 
-/// Call inside a catch-all handler. Sets the code of the exception in flight into `status` by precedence and, when it
-/// is taken, its error information. Never throws: information that finds no room is dropped, the code is still set.
+/// Call inside a catch-all handler. Sets the code of the exception in flight in `status` by precedence and, if it is
+/// set, its error information. Never throws: information that does not fit is dropped, the code is still set.
 void setStatusFromCurrentException(zuerr_Status& status) noexcept;
 
-/// Call inside a catch-all handler. A copy of the exception in flight, converted as above when it is a foreign one; the
-/// exception itself stays whole and can be rethrown. Never throws; a copy for which memory is missing keeps the code.
+/// Call inside a catch-all handler. Copies the exception in flight, converted as above if it is a foreign one; the
+/// original stays intact and can be rethrown. Never throws; a copy made without enough memory keeps only the code.
 ExceptionBase copyCurrentException() noexcept;
 
 }  // namespace zuerr

@@ -10,12 +10,12 @@
 
 namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000 {
 
-/// Auto-reset: one set lets one wait through, and a set without a waiter is kept for the next. Owns a recursive mutex
-/// with priority inheritance and a condition variable on the monotonic clock. Threads: thread-safe. Failure: reported
-/// in the status; an event whose making failed can be set and destroyed, and waiting on it fails.
+/// Auto-reset: each set releases one wait, and a set without a waiter is kept for the next. Owns a recursive mutex with
+/// priority inheritance and a condition variable on the monotonic clock. Threads: thread-safe. Failure: reported in the
+/// status; an event that failed to construct can be set and destroyed, and waiting on it fails.
 class tEvent {
 public:
-    /// Reports -52003 when the mutex, and -52008 when the condition variable cannot be made.
+    /// Reports -52003 if the mutex and -52008 if the condition variable cannot be created.
     explicit tEvent(PlatStatus* status) noexcept;
     ~tEvent();
     tEvent(const tEvent&) = delete;
@@ -23,7 +23,7 @@ public:
 
     void set() noexcept;
 
-    /// Waits until the event is set or the monotonic clock reaches `deadlineNs`, which reports -52007.
+    /// Waits until the event is set; reports -52007 once the monotonic clock reaches `deadlineNs`.
     void waitUntil(std::uint64_t deadlineNs, PlatStatus* status) noexcept;
 
 private:

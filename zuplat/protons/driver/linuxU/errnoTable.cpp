@@ -1,4 +1,4 @@
-// What the system's error numbers mean as codes of the platform layer.
+// Maps errno values to codes of the platform layer.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuplat/protons/driver/linuxU/errnoTable.h"
 
@@ -67,7 +67,7 @@ constexpr auto kCodes = makeTable();
 }  // namespace
 
 std::int32_t codeFromErrno(int error) noexcept {
-    const auto entry = static_cast<std::size_t>(error);  // a negative number becomes one beyond the table
+    const auto entry = static_cast<std::size_t>(error);  // a negative number wraps to an index beyond the table
     return entry < kCodes.size() ? kCodes[entry] : zuerr::zuplaterr_osFault;
 }
 

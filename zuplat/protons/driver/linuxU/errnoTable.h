@@ -1,4 +1,4 @@
-// What the system's error numbers mean as codes of the platform layer.
+// Maps errno values to codes of the platform layer.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -6,7 +6,7 @@
 
 namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000 {
 
-/// The code for an `errno`: 0 for 0, -52008 for one without a closer meaning and for one above 130.
+/// The code for an `errno`: 0 for 0, -52008 for one that has no closer match or exceeds 130.
 std::int32_t codeFromErrno(int error) noexcept;
 
 }  // namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000

@@ -1,4 +1,4 @@
-// What every driver interface offers beside its own methods.
+// Operations common to all driver interfaces.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -10,7 +10,7 @@
 
 namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000 {
 
-/// Device memory that is mapped into this process.
+/// Device memory mapped into this process.
 struct Mapping {
     void* address = nullptr;  ///< Null when nothing is mapped.
     std::size_t length = 0;   ///< In bytes.
@@ -18,33 +18,33 @@ struct Mapping {
 
 enum class MapAccess : std::uint32_t { readOnly = 0, readWrite = 1 };
 
-/// The way to one driver interface. Threads: calls are serialised by the caller. Failure: reported in the status;
-/// nothing throws, and except for close, unmap and isOpen nothing is done when the status already holds an error. Slot
-/// order is part of the contract.
+/// Access to one driver interface. Threads: the caller serialises calls. Failure: reported in the status; nothing
+/// throws, and all but close, unmap and isOpen do nothing if the status already holds an error. Slot order is part of
+/// the contract.
 class iInterfaceProxy {
 public:
     virtual ~iInterfaceProxy() = default;
 
-    /// Returns whether an open descriptor was closed without an error; the proxy is closed in any case.
+    /// Returns whether an open descriptor was closed without error; the proxy is closed in any case.
     virtual bool close() noexcept = 0;
 
-    /// Calls one method of the driver. Returns the number of bytes that the driver says it returned.
+    /// Calls one method of the driver. Returns the number of bytes that the driver reports as returned.
     virtual std::uint32_t ioctl(std::uint32_t request, const void* inBuffer, std::uint32_t inSize, void* outBuffer,
                                 std::uint32_t outSize, PlatStatus* status) noexcept = 0;
 
-    /// One read or write; returns the count of bytes, -1 when it failed.
+    /// One read or write. Returns the number of bytes, or -1 on failure.
     virtual std::int32_t read(void* buffer, std::size_t length, PlatStatus* status) noexcept = 0;
     virtual std::int32_t write(const void* buffer, std::size_t length, PlatStatus* status) noexcept = 0;
 
-    /// Maps `length` bytes of the device's memory, shared, from page `pageIndex` on. Returns the address, null when it
-    /// failed.
+    /// Maps `length` bytes of device memory, shared, starting at page `pageIndex`. Returns the address, or null on
+    /// failure.
     virtual void* map(std::uint16_t pageIndex, std::size_t length, MapAccess access, Mapping* mapping,
                       PlatStatus* status) noexcept = 0;
     virtual void unmap(Mapping* mapping) noexcept = 0;
 
     virtual bool isOpen() const noexcept = 0;
 
-    /// Forwards to the one below.
+    /// Forwards to the overload below.
     virtual void open(const PathBuffer& path, PlatStatus* status) noexcept = 0;
 
     /// Opens a device node. The proxy must be closed.

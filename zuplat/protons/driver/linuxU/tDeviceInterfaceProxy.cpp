@@ -1,4 +1,4 @@
-// Carries method calls to a driver through the descriptor of its device node.
+// Passes method calls to a driver through the descriptor of its device node.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuplat/protons/driver/linuxU/tDeviceInterfaceProxy.h"
 

@@ -1,4 +1,4 @@
-// Carries method calls to a driver through the descriptor of its device node.
+// Passes method calls to a driver through the descriptor of its device node.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -12,7 +12,7 @@
 
 namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000 {
 
-/// The argument of every method call, as the drivers read it.
+/// The ioctl argument of every method call, as the drivers read it.
 struct IoctlArgs {
     std::uint64_t inAddress;
     std::uint64_t outAddress;
@@ -28,9 +28,9 @@ static_assert(offsetof(IoctlArgs, inSize) == 16);
 static_assert(offsetof(IoctlArgs, outSize) == 20);
 static_assert(offsetof(IoctlArgs, bytesReturned) == 24);
 
-/// Owns one descriptor, -1 while closed; 0 is a descriptor like any other. Threads: calls are serialised by the caller.
-/// Failure: a failed system call reports the code of its errno; a call on a closed proxy is made on descriptor -1 and
-/// reports what the system says to that.
+/// Owns one descriptor, -1 while closed; 0 is an ordinary descriptor. Threads: the caller serialises calls. Failure: a
+/// failed system call reports the code of its errno; a call on a closed proxy uses descriptor -1 and reports the
+/// resulting error.
 class tDeviceInterfaceProxy : public virtual iInterfaceProxy {
 public:
     tDeviceInterfaceProxy() noexcept = default;

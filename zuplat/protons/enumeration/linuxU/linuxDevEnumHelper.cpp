@@ -1,4 +1,4 @@
-// Reads the small files by which drivers describe their interfaces.
+// Reads the small files in which drivers describe their interfaces.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuplat/protons/enumeration/linuxU/linuxDevEnumHelper.h"
 
@@ -18,7 +18,7 @@ constexpr std::uint64_t kNoRoomLine = 61;
 constexpr int kOpenAttempts = 10;
 constexpr std::size_t kLargestFile = 4096;
 
-/// A driver may be publishing the file at this moment, hence the attempts; there is no pause between them.
+/// Retries without a pause: the driver may be publishing the file right now.
 std::FILE* openPatiently(const char* fileName) noexcept {
     for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
         if (std::FILE* const file = std::fopen(fileName, "re"); file != nullptr) return file;
@@ -47,7 +47,7 @@ std::size_t readInterfaceFile(const char* fileName, PathBuffer* buffer, PlatStat
         setCode(status, zuerr::kBufferTooSmall, kComponent, kFile, kNoRoomLine);
         return size;
     }
-    // Kept on purpose: nothing is trimmed; a newline at the end becomes part of the path.
+    // Kept on purpose: no trimming; a trailing newline becomes part of the path.
     std::memcpy(buffer->text, content, size);
     buffer->text[size] = '\0';
     buffer->length = size + 1;

@@ -16,7 +16,7 @@ constexpr std::uint64_t kPathTooLongLine = 92;
 
 constexpr std::size_t kNameCapacity = 4096;
 
-// A directory is named by the identifier, one backslash and the instance; a pattern writes that backslash twice.
+// A directory is named identifier, one backslash, instance; glob needs that backslash escaped.
 constexpr const char* kInterfacePattern = "/proc/driver/zu/*/deviceInterfaces/%s\\\\*";
 
 }  // namespace
@@ -49,7 +49,7 @@ void readInterfacePath(const InterfaceIterator& iterator, PathBuffer* pathBuffer
     std::snprintf(fileName, sizeof fileName, "%s/interfacePath", *iterator.cursor);
 
     const std::size_t size = readInterfaceFile(fileName, pathBuffer, status);
-    // Kept on purpose: what was reported where the file was read is reported again, and the first report stays.
+    // Kept on purpose: the error already reported while reading the file is reported again; the first stays.
     if (size >= PathBuffer::kCapacity) {
         setCode(status, zuerr::kBufferTooSmall, kComponent, kFile, kPathTooLongLine);
     }
