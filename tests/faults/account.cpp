@@ -22,28 +22,28 @@ std::string logged(const Error& error) { return "FAIL(" + std::to_string(error.c
 
 /// Whether the first line of a file is `line`; a read cut short is continued until the line is whole.
 bool firstLineIs(Caller& caller, const std::string& path, const std::string& line) {
-    const long fd = caller.take(caller.world.open(path.c_str(), 02000000));
+    const long fd = caller.take(caller.controller.open(path.c_str(), 02000000));
     if (fd < 0) return false;
     std::string content;
     long count = 1;
     while (count > 0 && content.size() < 64 && content.find('\n') == std::string::npos) {
         char buffer[64];
-        count = caller.take(caller.world.read(static_cast<int>(fd), buffer, 64 - content.size()));
+        count = caller.take(caller.controller.read(static_cast<int>(fd), buffer, 64 - content.size()));
         if (count > 0) content.append(buffer, static_cast<std::size_t>(count));
     }
-    caller.take(caller.world.close(static_cast<int>(fd)));
+    caller.take(caller.controller.close(static_cast<int>(fd)));
     return count >= 0 && content.substr(0, content.find('\n')) == line;
 }
 
 std::vector<std::string> findCandidates(Caller& caller) {
-    const long directory = caller.take(caller.world.openDirectory(kNetwork.c_str()));
+    const long directory = caller.take(caller.controller.openDirectory(kNetwork.c_str()));
     if (directory < 0) {
         fail(-52002, "zuplaterr_featureUnsupported", "i210EpochDeviceFactory", 35,
              "Failed to open network devices directory.");
     }
     std::vector<std::string> names;
     int error = 0;
-    while (const auto entry = caller.world.readDirectory(static_cast<int>(directory), error)) {
+    while (const auto entry = caller.controller.readDirectory(static_cast<int>(directory), error)) {
         if (entry->name == "." || entry->name == "..") continue;
         const std::string device = kNetwork + entry->name + "/device/";
         if (firstLineIs(caller, device + "vendor", "0x8086") && firstLineIs(caller, device + "device", "0x1533")) {
@@ -51,7 +51,7 @@ std::vector<std::string> findCandidates(Caller& caller) {
         }
     }
     if (error != 0) caller.error = error;
-    caller.take(caller.world.closeDirectory(static_cast<int>(directory)));
+    caller.take(caller.controller.closeDirectory(static_cast<int>(directory)));
     std::sort(names.begin(), names.end());
     return names;
 }
@@ -61,14 +61,14 @@ std::vector<I210Account> discover(Caller& caller) {
     for (const std::string& name : findCandidates(caller)) {
         try {
             devices.emplace_back(caller, name);
-            caller.world.syslog(kLogInfo, "Interface " + name + " will be synchronized.");
+            caller.controller.syslog(kLogInfo, "Interface " + name + " will be synchronized.");
         } catch (const Error& error) {
             if (error.code != -52002) {
                 for (I210Account& device : devices) device.release(caller);
                 throw;
             }
-            caller.world.syslog(kLogWarning,
-                                "*** warning: Interface " + name + " is not usable and will not be synchronized.");
+            caller.controller.syslog(kLogWarning,
+                                     "*** warning: Interface " + name + " is not usable and will not be synchronized.");
         }
     }
     return devices;
@@ -115,14 +115,15 @@ public:
             try {
                 iterate();
             } catch (const Error& error) {
-                caller_.world.syslog(kLogError, "Encountered err while trying to sync " + handled_ + ", retry count " +
-                                                    std::to_string(retries_) + ": " + logged(error));
+                caller_.controller.syslog(kLogError, "Encountered err while trying to sync " + handled_ +
+                                                         ", retry count " + std::to_string(retries_) + ": " +
+                                                         logged(error));
                 if (error.code != kTimedOut || retries_ > 4) throw;
                 ++retries_;
             }
         }
-        caller_.world.syslog(kLogInfo, "Successfully aligned all timekeeping elements after " +
-                                           std::to_string(iterations_) + " iterations.");
+        caller_.controller.syslog(kLogInfo, "Successfully aligned all timekeeping elements after " +
+                                                std::to_string(iterations_) + " iterations.");
     }
 
 private:
@@ -176,7 +177,7 @@ private:
 /// The monotonic clock, read for the end of a wait: the 2 s of the thread, the 15 ms of a lock.
 void readDeadline(Caller& caller) {
     std::int64_t ignored = 0;
-    caller.take(caller.world.readClock(1, ignored, ignored));
+    caller.take(caller.controller.readClock(1, ignored, ignored));
 }
 
 /// The nearest multiple of 200 ns, halves away from zero.
@@ -211,7 +212,7 @@ void Account::build() {
              "Can not synchronize system time without at least one usable PHC interface.");
     }
     const std::string source = made->i210s.front().interface;
-    world_.syslog(kLogInfo, "System time will be synchronized to " + source + ".");
+    controller_.syslog(kLogInfo, "System time will be synchronized to " + source + ".");
     try {
         made->fpga.emplace(host_);
         made->master.emplace(host_);
@@ -242,8 +243,8 @@ void Account::releaseTimekeeper() {
 }
 
 void Account::report(const char* name, const Error& error) {
-    world_.syslog(kLogError, std::string("Encountered error in ") + name + ": " + logged(error));
-    world_.note(std::string(name) + " code " + std::to_string(error.code) + " " + error.json + observed_);
+    controller_.syslog(kLogError, std::string("Encountered error in ") + name + ": " + logged(error));
+    controller_.note(std::string(name) + " code " + std::to_string(error.code) + " " + error.json + observed_);
 }
 
 template <typename Operation>
@@ -260,7 +261,7 @@ void Account::framed(const char* name, Operation&& operation) {
                  "zuqxmtk_initialize was not called or did not successfully initialize the timekeeper.");
         }
         operation();
-        world_.note(std::string(name) + " code 0 null" + observed_);
+        controller_.note(std::string(name) + " code 0 null" + observed_);
     } catch (const Error& error) {
         report(name, error);
     }
@@ -274,10 +275,10 @@ void Account::initialize() {
             throw Error{code, "{\"file\":\"synchronization\",\"line\":" + std::to_string(line) +
                                   ",\"component\":\"halvexTim\"}"};
         };
-        if (world_.makeMutex().value != 0) failPlatform(-52003, 655);
-        if (world_.makeCondition().value != 0) failPlatform(-52008, 1717);
+        if (controller_.makeMutex().value != 0) failPlatform(-52003, 655);
+        if (controller_.makeCondition().value != 0) failPlatform(-52008, 1717);
         build();
-        const long started = world_.startThread().value;
+        const long started = controller_.startThread().value;
         if (started != 0) {
             releaseTimekeeper();
             failForeign(strerror(static_cast<int>(started)));
@@ -285,7 +286,7 @@ void Account::initialize() {
         isThreadRunning_ = true;
         monitor_.error = 0;
         readDeadline(monitor_);
-        world_.note("zuqxmtk_initialize code 0 null");
+        controller_.note("zuqxmtk_initialize code 0 null");
     } catch (const Error& error) {
         report("zuqxmtk_initialize", error);
     }
@@ -298,7 +299,7 @@ void Account::finalize() {
         pass(true);
     }
     releaseTimekeeper();
-    world_.note("zuqxmtk_finalize");
+    controller_.note("zuqxmtk_finalize");
 }
 
 void Account::getTime() {
@@ -336,7 +337,7 @@ void Account::snapTime(std::int64_t offsetNs) {
         const std::int64_t stepNs = offsetNs / 200 * 200;
         timekeeper_->master->adjustTime(host_, stepNs);
         timekeeper_->systemClock->adjustTime(host_, stepNs);
-        const long started = world_.startThread().value;
+        const long started = controller_.startThread().value;
         if (started != 0) failForeign(strerror(static_cast<int>(started)));
         timekeeper_->hasPendingAlignment = true;
     });
@@ -365,14 +366,14 @@ void Account::tick() {
 
 /// One turn of the monitoring thread: the end of its wait, the service, and the clock read for the next wait.
 void Account::pass(bool isSignalled) {
-    const Answer ended = world_.wait(isSignalled, 2'000'000'000);
+    const Answer ended = controller_.wait(isSignalled, 2'000'000'000);
     try {
         if (ended.value != 0 && ended.value != 110) {
             throw Error{-52008, "{\"file\":\"synchronization\",\"line\":1760,\"component\":\"halvexTim\"}"};
         }
         service();
     } catch (const Error& error) {
-        world_.syslog(kLogError, "Monitoring thread encountered an error: " + logged(error));
+        controller_.syslog(kLogError, "Monitoring thread encountered an error: " + logged(error));
         if (!monitorError_) monitorError_ = error;
     }
     if (isThreadRunning_) readDeadline(monitor_);
@@ -385,7 +386,7 @@ void Account::service() {
         if (!slave.asksForAlignment(monitor_)) continue;
         slave.reinitialize(monitor_);
         returning.push_back(slave);
-        world_.syslog(kLogInfo, slave.getName() + " is enabled.");
+        controller_.syslog(kLogInfo, slave.getName() + " is enabled.");
     }
     if (!returning.empty()) Alignment(monitor_, *timekeeper_->master, returning).run();
     timekeeper_->fpga->applyMetadata(monitor_, timekeeper_->isPtp);

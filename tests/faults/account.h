@@ -1,4 +1,4 @@
-// What the library must do in a world, step by step and written apart from the library: the oracle of the sweeps.
+// What the library must do on a controller, step by step and written apart from the library: the oracle of the sweeps.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/faults/simulatedController.h"
 #include "tests/faults/subject.h"
-#include "tests/faults/world.h"
 
 namespace faults {
 
@@ -23,10 +23,10 @@ struct Error {
 /// A release that failed: the process ends here.
 struct ProcessEnds {};
 
-/// One thread's view of the world: its calls, and the errno they leave.
+/// One thread's view of the controller: its calls, and the errno they leave.
 class Caller {
 public:
-    explicit Caller(World& answering) : world(answering) {}
+    explicit Caller(SimulatedController& answering) : controller(answering) {}
     /// The answer's value; its error becomes this thread's errno.
     long take(const Answer& answer) {
         if (answer.error != 0) error = answer.error;
@@ -34,7 +34,7 @@ public:
     }
     std::string errorText() const;
 
-    World& world;
+    SimulatedController& controller;
     int error = 0;
 };
 
@@ -151,7 +151,7 @@ class OscillatorAccount {
 public:
     explicit OscillatorAccount(Caller& caller);
     void release(Caller& caller) const {
-        if (fd_ > 0) caller.take(caller.world.close(fd_));
+        if (fd_ > 0) caller.take(caller.controller.close(fd_));
     }
     std::int32_t getCorrection(Caller& caller) const;
     void setCorrection(Caller& caller, std::int32_t ppb) const;
@@ -168,7 +168,8 @@ private:
 /// A slave by its place: the I210s in order, the FPGA last.
 class Account : public Subject {
 public:
-    explicit Account(World& world) : world_(world), host_(world), monitor_(world), alignment_(world) {}
+    explicit Account(SimulatedController& controller)
+        : controller_(controller), host_(controller), monitor_(controller), alignment_(controller) {}
 
     void initialize() override;
     void finalize() override;
@@ -192,7 +193,7 @@ private:
     void service();
     void finishAlignment();
 
-    World& world_;
+    SimulatedController& controller_;
     Caller host_, monitor_, alignment_;
     std::shared_ptr<Timekeeper> timekeeper_;
     bool isThreadRunning_ = false;

@@ -91,7 +91,7 @@ I210Account::I210Account(Caller& caller, std::string interfaceName) : interface(
 }
 
 int I210Account::findIndex(Caller& caller) const {
-    const long fd = caller.take(caller.world.socket(1, 2, 0));
+    const long fd = caller.take(caller.controller.socket(1, 2, 0));
     if (fd < 0) {
         fail(kCommunications, "zuplaterr_communicationsFault", kHelpers, 53,
              "Failed to open socket while querying phc index for " + interface + ". Got error " + caller.errorText());
@@ -102,7 +102,7 @@ int I210Account::findIndex(Caller& caller) const {
     request.ifr_data = reinterpret_cast<char*>(&information);
     ioctl(caller, static_cast<int>(fd), 0x8946, &request,
           "Failed to execute SIOCETHTOOL ioctl for interface " + interface + ".");
-    caller.take(caller.world.close(static_cast<int>(fd)));
+    caller.take(caller.controller.close(static_cast<int>(fd)));
     if (information.phc_index < 0) {
         fail(kUnsupported, "zuplaterr_featureUnsupported", kHelpers, 148,
              interface + " does not have a valid phc index.");
@@ -112,8 +112,8 @@ int I210Account::findIndex(Caller& caller) const {
 
 /// A failed request closes the descriptor first and reports the errno left by close().
 void I210Account::ioctl(Caller& caller, int fd, unsigned long request, void* argument, std::string_view context) const {
-    if (caller.take(caller.world.ioctl(fd, request, argument)) >= 0) return;
-    caller.take(caller.world.close(fd));
+    if (caller.take(caller.controller.ioctl(fd, request, argument)) >= 0) return;
+    caller.take(caller.controller.close(fd));
     fail(kCommunications, "zuplaterr_communicationsFault", kHelpers, 28,
          std::string(context) + "Got error " + caller.errorText());
 }
@@ -125,7 +125,7 @@ void I210Account::setPin(Caller& caller, std::uint32_t function) const {
 }
 
 void I210Account::open(Caller& caller) {
-    fd_ = static_cast<int>(caller.take(caller.world.open(path_.c_str(), 2)));
+    fd_ = static_cast<int>(caller.take(caller.controller.open(path_.c_str(), 2)));
     if (fd_ < 0) {
         fail(kCommunications, "zuplaterr_communicationsFault", kHelpers, 40,
              "Couldn't open session to device " + path_ + ". Got error " + caller.errorText());
@@ -137,7 +137,7 @@ void I210Account::open(Caller& caller) {
              interface + " doesn't support PTP properly (external event time stamping capability).");
     }
     setPin(caller, 0);
-    if (caller.take(caller.world.adjustClock(clockOf(fd_), 2, 0, 0, 0)) < 0) {
+    if (caller.take(caller.controller.adjustClock(clockOf(fd_), 2, 0, 0, 0)) < 0) {
         fail(kCommunications, "zuplaterr_communicationsFault", kHelpers, 65,
              "Failed to adjust the frequency on " + interface + ".Got error " + caller.errorText());
     }
@@ -149,7 +149,7 @@ void I210Account::release(Caller& caller) {
     } catch (const Error&) {
     }
     if (fd_ > 0) {
-        caller.take(caller.world.close(fd_));
+        caller.take(caller.controller.close(fd_));
         fd_ = -1;
     }
 }
@@ -160,14 +160,14 @@ void I210Account::reinitialize(Caller& caller) {
 }
 
 bool I210Account::isEnabled(Caller& caller) const {
-    const int fd = static_cast<int>(caller.take(caller.world.socket(1, 2, 0)));
+    const int fd = static_cast<int>(caller.take(caller.controller.socket(1, 2, 0)));
     if (fd < 0) {
         fail(kCommunications, "zuplaterr_communicationsFault", kHelpers, 53,
              "Failed to open socket while checking if " + interface + " is enabled. Got error " + caller.errorText());
     }
     ifreq request = requestFor(interface);
     ioctl(caller, fd, 0x8913, &request, "Failed to execute SIOCGIFFLAGS ioctl for interface " + interface + ".");
-    caller.take(caller.world.close(fd));
+    caller.take(caller.controller.close(fd));
     return (request.ifr_flags & 1) != 0;
 }
 
@@ -183,7 +183,7 @@ bool I210Account::hasBeenAligned(Caller& caller) {
 bool I210Account::waitFor(Caller& caller, long seconds) const {
     const bool canBeWatched = fd_ >= 0;  // what the kernel says to a negative one is EBADF
     if (!canBeWatched) caller.error = EBADF;
-    const long ready = canBeWatched ? caller.take(caller.world.select(fd_ + 1, true, seconds, 0)) : -1;
+    const long ready = canBeWatched ? caller.take(caller.controller.select(fd_ + 1, true, seconds, 0)) : -1;
     if (ready < 0) {
         fail(kCommunications, "zuplaterr_communicationsFault", kHelpers, 97,
              "Failed to monitor " + interface + ". Got error " + caller.errorText());
@@ -193,7 +193,7 @@ bool I210Account::waitFor(Caller& caller, long seconds) const {
 
 std::uint64_t I210Account::readEvent(Caller& caller) const {
     ptp_extts_event event{};
-    if (caller.take(caller.world.read(fd_, &event, sizeof event)) != 32) {
+    if (caller.take(caller.controller.read(fd_, &event, sizeof event)) != 32) {
         fail(kCommunications, "zuplaterr_communicationsFault", kHelpers, 124,
              "Failed to get time stamp on " + interface + ". Got error " + caller.errorText());
     }
@@ -225,7 +225,7 @@ void I210Account::adjustTime(Caller& caller, std::int64_t offsetNs) const {
         --seconds;
         fraction += kNsPerSecond;
     }
-    if (caller.take(caller.world.adjustClock(clockOf(fd_), 0x2100, 0, seconds, fraction)) < 0) {
+    if (caller.take(caller.controller.adjustClock(clockOf(fd_), 0x2100, 0, seconds, fraction)) < 0) {
         fail(kCommunications, "zuplaterr_communicationsFault", kHelpers, 65,
              "Could not adjust time on " + interface + ".Got error " + caller.errorText());
     }
@@ -247,20 +247,21 @@ void DriverAccount::check(std::int32_t status, const char* failureText, int line
 
 void DriverAccount::close(Caller& caller) {
     if (fd_ == -1) return;
-    caller.take(caller.world.close(fd_));
+    caller.take(caller.controller.close(fd_));
     fd_ = -1;
 }
 
 std::string DriverAccount::readPath(Caller& caller, const std::string& directory, std::int32_t& status) const {
     int stream = -1;
     for (int attempt = 0; attempt < 10 && stream < 0; ++attempt) {
-        stream = static_cast<int>(caller.take(caller.world.openStream((directory + "/interfacePath").c_str(), "re")));
+        stream =
+            static_cast<int>(caller.take(caller.controller.openStream((directory + "/interfacePath").c_str(), "re")));
     }
     if (stream < 0) return merge(status, kNotFound), "";
     std::string content;
-    const Answer answer = caller.world.readStream(stream, content);
+    const Answer answer = caller.controller.readStream(stream, content);
     caller.take(answer);
-    caller.take(caller.world.closeStream(stream));
+    caller.take(caller.controller.closeStream(stream));
     if (answer.error != 0) return merge(status, kCommunications), "";
     if (content.size() > 255) return merge(status, -52019), "";
     return content;
@@ -271,17 +272,17 @@ void DriverAccount::load(Caller& caller) {
     try {
         std::string found;
         const std::string pattern = "/proc/driver/zu/*/deviceInterfaces/" + std::string(identifier_) + "\\\\*";
-        const long result = caller.take(caller.world.glob(pattern.c_str(), 8192, found));
+        const long result = caller.take(caller.controller.glob(pattern.c_str(), 8192, found));
         if (result != 0 && result != 3) merge(status, -52003);
         check(status, "Unable to load ", lines_.enumerate);
         if (result == 3) fail(kNotFound, "zuplaterr_resourceNotFound", file, lines_.none, noneText_);
         const std::string path = readPath(caller, found, status);
         check(status, "Unable to load ", lines_.path);
-        fd_ = static_cast<int>(caller.take(caller.world.open(path.c_str(), 02000002)));
+        fd_ = static_cast<int>(caller.take(caller.controller.open(path.c_str(), 02000002)));
         if (fd_ == -1) merge(status, platformCode(caller.error));
         check(status, "Unable to load ", lines_.open);
     } catch (const Error&) {
-        caller.world.globfree();
+        caller.controller.globfree();
         throw;
     }
 }
@@ -302,7 +303,7 @@ bool DriverAccount::call(Caller& caller, std::uint32_t request, std::optional<st
     block.inSize = argument ? 16 : 4;
     block.out = reinterpret_cast<std::uint64_t>(result != nullptr ? static_cast<void*>(&out) : &out.code);
     block.outSize = result != nullptr ? 16 : 4;
-    if (caller.take(caller.world.ioctl(fd_, request, &block)) == -1) {
+    if (caller.take(caller.controller.ioctl(fd_, request, &block)) == -1) {
         merge(status, platformCode(caller.error));
         return false;
     }
@@ -329,10 +330,10 @@ void FpgaAccount::load(Caller& caller) {
     try {
         if (isEnabled(caller)) reset(caller);
     } catch (const Error&) {
-        caller.world.globfree();
+        caller.controller.globfree();
         throw;
     }
-    caller.world.globfree();
+    caller.controller.globfree();
 }
 
 void FpgaAccount::release(Caller& caller) {
@@ -397,7 +398,7 @@ std::uint64_t FpgaAccount::getEpochTimestamp(Caller& caller) {
         driver_.call(caller, 0xC0207505, std::nullopt, &time, status);
         driver_.check(status, "Unable to get epoch timestamp from ", 171);
         if (time != lastEpochNs_) return time;
-        caller.take(caller.world.sleep(0, 10'000'000));
+        caller.take(caller.controller.sleep(0, 10'000'000));
     }
     fail(kTimedOut, "zuplaterr_operationTimedOut", "fpgaEpochDevice", 181,
          "Did not see the epoch signal on fpgaEpochDevice");
@@ -445,7 +446,7 @@ FerroxAccount::FerroxAccount(Caller& caller)
     : driver_("FerroxEpochDevice", "ferroxEpochDevice", "nZUHORLIXFERROX000_HorlixFerrox",
               "No matching Ferrox time sync interface was found.", {44, 49, 56, 59}) {
     driver_.load(caller);
-    caller.world.globfree();
+    caller.controller.globfree();
 }
 
 std::uint64_t FerroxAccount::getTime(Caller& caller) {
@@ -481,19 +482,19 @@ SystemClockAccount::SystemClockAccount(Caller& caller, const std::string& source
     for (std::string& word : words) arguments.push_back(word.data());
     arguments.push_back(nullptr);
     const Answer answer =
-        caller.world.spawn(pid_, "/usr/local/tarnesk/share/Horlix/TimeKeepers/phc2sys", arguments.data());
+        caller.controller.spawn(pid_, "/usr/local/tarnesk/share/Horlix/TimeKeepers/phc2sys", arguments.data());
     if (caller.take(answer) == 0) return;
     const std::string number = std::to_string(caller.error);
     fail(kOsFault, "zuplaterr_osFault", "spawnPhc2Sys", 58,
          "[ SpawnPhc2Sys ] When spawning phc2sys got error: " + number + " - " + number);
 }
 
-void SystemClockAccount::release(Caller& caller) const { caller.take(caller.world.kill(pid_, 9)); }
+void SystemClockAccount::release(Caller& caller) const { caller.take(caller.controller.kill(pid_, 9)); }
 
 std::uint64_t SystemClockAccount::getTime(Caller& caller) const {
     std::int64_t seconds = 0;
     std::int64_t fraction = 0;
-    if (caller.take(caller.world.readClock(0, seconds, fraction)) < 0) {
+    if (caller.take(caller.controller.readClock(0, seconds, fraction)) < 0) {
         fail(kOsFault, "zuplaterr_osFault", "systemTimeClock", 47,
              "Error " + std::to_string(caller.error) + " while getting system time");
     }
@@ -508,8 +509,8 @@ void SystemClockAccount::adjustTime(Caller& caller, std::int64_t offsetNs) const
              "Overflow error when calculating time adjustment. Current time - " + std::to_string(now) + " Offset - " +
                  std::to_string(offsetNs));
     }
-    const Answer answer = caller.world.setClock(0, static_cast<std::int64_t>(target / kNsPerSecond),
-                                                static_cast<std::int64_t>(target % kNsPerSecond));
+    const Answer answer = caller.controller.setClock(0, static_cast<std::int64_t>(target / kNsPerSecond),
+                                                     static_cast<std::int64_t>(target % kNsPerSecond));
     if (caller.take(answer) < 0) {
         fail(kOsFault, "zuplaterr_osFault", "systemTimeClock", 78,
              "Error " + std::to_string(caller.error) + " while setting system time");
@@ -522,42 +523,42 @@ OscillatorAccount::OscillatorAccount(Caller& caller) : directory_(findDirectory(
     const std::string namePath = directory_ + "name";
     const int fd = openFile(caller, namePath, 0);
     char name[128] = {};
-    if (caller.take(caller.world.read(fd, name, sizeof name)) < 0) {
+    if (caller.take(caller.controller.read(fd, name, sizeof name)) < 0) {
         const std::string text = caller.errorText();
-        if (fd > 0) caller.take(caller.world.close(fd));
+        if (fd > 0) caller.take(caller.controller.close(fd));
         fail(kCommunications, "zuplaterr_communicationsFault", "fileWrapper", 62,
              "Error reading file: " + namePath + ". Error: " + text);
     }
-    if (fd > 0) caller.take(caller.world.close(fd));
+    if (fd > 0) caller.take(caller.controller.close(fd));
     fd_ = openFile(caller, directory_ + "ppb_offset", 2);
 }
 
 std::string OscillatorAccount::findDirectory(Caller& caller) {
     const std::string path = "/sys/bus/i2c/drivers/si514";
-    const long directory = caller.take(caller.world.openDirectory(path.c_str()));
+    const long directory = caller.take(caller.controller.openDirectory(path.c_str()));
     if (directory < 0) {
         fail(kNotFound, "zuplaterr_resourceNotFound", "si514FreqSteeringDevice", 102,
              "si514: unable to open handle to directory: " + path + ". Errno: " + caller.errorText());
     }
     std::string found;
     int error = 0;
-    while (const auto entry = caller.world.readDirectory(static_cast<int>(directory), error)) {
-        if (entry->name != "0-0055") continue;  // the first client of this world's listing
+    while (const auto entry = caller.controller.readDirectory(static_cast<int>(directory), error)) {
+        if (entry->name != "0-0055") continue;  // the first client of this controller's listing
         found = path + "/" + entry->name + "/";
         break;
     }
     if (error != 0) caller.error = error;
-    caller.take(caller.world.closeDirectory(static_cast<int>(directory)));
+    caller.take(caller.controller.closeDirectory(static_cast<int>(directory)));
     if (found.empty()) {
         fail(kNotFound, "zuplaterr_resourceNotFound", "si514FreqSteeringDevice", 140,
              "si514: unable to find si514 module on the system.");
     }
-    caller.world.syslog(3, "smbusPath: " + found);
+    caller.controller.syslog(3, "smbusPath: " + found);
     return found;
 }
 
 int OscillatorAccount::openFile(Caller& caller, const std::string& path, int flags) {
-    const long fd = caller.take(caller.world.open(path.c_str(), flags));
+    const long fd = caller.take(caller.controller.open(path.c_str(), flags));
     if (fd < 0) {
         fail(kNotFound, "zuplaterr_resourceNotFound", "fileWrapper", 20,
              "Failed to open: " + path + ". Error: " + caller.errorText());
@@ -566,7 +567,7 @@ int OscillatorAccount::openFile(Caller& caller, const std::string& path, int fla
 }
 
 void OscillatorAccount::seek(Caller& caller) const {
-    if (caller.take(caller.world.seek(fd_, 0)) == 0) return;
+    if (caller.take(caller.controller.seek(fd_, 0)) == 0) return;
     fail(kCommunications, "zuplaterr_communicationsFault", "fileWrapper", 44,
          "Error resetting offset in file: " + directory_ + "ppb_offset. Error: " + caller.errorText());
 }
@@ -574,7 +575,7 @@ void OscillatorAccount::seek(Caller& caller) const {
 std::int32_t OscillatorAccount::getCorrection(Caller& caller) const {
     char text[33] = {};
     seek(caller);
-    if (caller.take(caller.world.read(fd_, text, 32)) < 0) {
+    if (caller.take(caller.controller.read(fd_, text, 32)) < 0) {
         fail(kCommunications, "zuplaterr_communicationsFault", "fileWrapper", 62,
              "Error reading file: " + directory_ + "ppb_offset. Error: " + caller.errorText());
     }
@@ -592,7 +593,7 @@ void OscillatorAccount::setCorrection(Caller& caller, std::int32_t ppb) const {
     const std::string text = std::to_string(static_cast<double>(ppb));
     for (int attempt = 0; attempt < 5; ++attempt) {
         seek(caller);
-        const long count = caller.take(caller.world.write(fd_, text.data(), text.size()));
+        const long count = caller.take(caller.controller.write(fd_, text.data(), text.size()));
         if (count == static_cast<long>(text.size())) return;
     }
     fail(kCommunications, "zuplaterr_communicationsFault", "fileWrapper", 106,

@@ -68,8 +68,8 @@ struct Shortage {
 
 class AllocationSweep : public testing::Test {
 protected:
-    /// `errors` are the codes that the story itself can lead to, besides the lack of memory. With `fault` the world
-    /// fails too.
+    /// `errors` are the codes that the story itself can lead to, besides the lack of memory. With `fault` the
+    /// controller fails too.
     void sweep(const Story& story, std::set<std::int32_t> errors, const FaultPlan& fault = {}) {
         story_ = &story;
         errors_ = std::move(errors);
@@ -90,28 +90,28 @@ private:
     void run(const Shortage& shortage) {
         ++runs_;
         ++figures().allocationRuns;
-        World world;
+        SimulatedController controller;
         {
-            Library library(world);
+            Library library(controller);
             refuseAllocation(0, false);
-            story_->before(library, world);
-            world.note("--- swept");
-            world.arm(fault_);
+            story_->before(library, controller);
+            controller.note("--- swept");
+            controller.arm(fault_);
             refuseAllocation(shortage.position, shortage.forEver);
-            story_->swept(library, world);
+            story_->swept(library, controller);
             allowAllocations();
             counted_ = countLibraryAllocations();
             mostCounted_ = std::max(mostCounted_, counted_);
-            world.disarm();
-            world.note("--- after");
-            story_->after(library, world);
+            controller.disarm();
+            controller.note("--- after");
+            story_->after(library, controller);
         }
         const long live = countLiveAllocations();
         forgetAllocations();
         SCOPED_TRACE(story_->name + ", allocation " + std::to_string(shortage.position) +
                      (shortage.forEver ? ", forever" : ", once"));
         EXPECT_EQ(live, 0) << "allocations are left";
-        judge(world.journal(), shortage);
+        judge(controller.journal(), shortage);
         if (HasFailure()) ++figures().wrong;
     }
 
@@ -186,15 +186,15 @@ TEST_F(AllocationSweep, AnErrorOfADeviceKeepsItsCodeWhenItsTextDoesNotFit) {
 }
 
 TEST_F(AllocationSweep, ACallBeforeInitializationKeepsItsCode) {
-    const Story story{"not initialized", [](Subject&, World&) {},
-                      [](Subject& subject, World&) {
+    const Story story{"not initialized", [](Subject&, SimulatedController&) {},
+                      [](Subject& subject, SimulatedController&) {
                           subject.getTime();
                           subject.snapTime(200);
                           subject.setCorrection(1);
                           subject.getCorrection();
                           subject.applyMetaData(true);
                       },
-                      [](Subject& subject, World&) { subject.finalize(); }};
+                      [](Subject& subject, SimulatedController&) { subject.finalize(); }};
     sweep(story, {kNotInitialized});
 }
 

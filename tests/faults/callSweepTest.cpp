@@ -19,7 +19,7 @@
 namespace faults {
 namespace {
 
-const World* worldOfChild = nullptr;
+const SimulatedController* controllerOfChild = nullptr;
 const Expected* expectedOfChild = nullptr;
 constexpr int kEndedAsExpected = 77;
 constexpr int kEndedOtherwise = 78;
@@ -27,7 +27,7 @@ constexpr int kWentOn = 79;
 
 [[noreturn]] void judgeTheEnd() {
     answerFrom(nullptr);
-    const std::string text = difference(expectedOfChild->journal, worldOfChild->journal());
+    const std::string text = difference(expectedOfChild->journal, controllerOfChild->journal());
     std::cerr << text << std::flush;
     _exit(text.empty() ? kEndedAsExpected : kEndedOtherwise);
 }
@@ -36,13 +36,13 @@ constexpr int kWentOn = 79;
 std::string runInChild(const Story& story, const FaultPlan& plan, const Expected& expected) {
     const pid_t child = fork();
     if (child == 0) {
-        World world;
-        worldOfChild = &world;
+        SimulatedController controller;
+        controllerOfChild = &controller;
         expectedOfChild = &expected;
         std::set_terminate(judgeTheEnd);
         alarm(20);
-        Library library(world);
-        tell(story, plan, world, library);
+        Library library(controller);
+        tell(story, plan, controller, library);
         _exit(kWentOn);
     }
     int status = 0;
@@ -106,8 +106,8 @@ TEST_F(CallSweep, FinalizeEndsTheProcessOrLeavesNothingBehind) { sweep("finalize
 TEST(AnEdge, ThatTheFpgaMissesIsLookedFor101TimesWith10MsBetween) {
     const Story& usual = storyNamed("service of a stopped FPGA");
     const Story story{"missed edge", usual.before,
-                      [](Subject& subject, World& world) {
-                          world.edgesThatTheFpgaMisses = 1;
+                      [](Subject& subject, SimulatedController& controller) {
+                          controller.edgesThatTheFpgaMisses = 1;
                           subject.tick();
                       },
                       usual.after};

@@ -24,11 +24,12 @@ constexpr long kBefore = 0;
 /// The swept part of a story on a thread that is cancelled at one of its calls, or before.
 class CancelledPart {
 public:
-    CancelledPart(const Story& story, Subject& subject, World& world, bool isCancelledBefore)
-        : story_(story), subject_(subject), world_(world), isCancelledBefore_(isCancelledBefore) {
+    CancelledPart(const Story& story, Subject& subject, SimulatedController& controller, bool isCancelledBefore)
+        : story_(story), subject_(subject), controller_(controller), isCancelledBefore_(isCancelledBefore) {
         const auto create = reinterpret_cast<decltype(&pthread_create)>(dlsym(RTLD_NEXT, "pthread_create"));
         pthread_t thread;
-        EXPECT_EQ(create(&thread, nullptr, run, this), 0) << "a thread of the host's, which the world does not see";
+        EXPECT_EQ(create(&thread, nullptr, run, this), 0)
+            << "a thread of the host's, which the controller does not see";
         void* result = nullptr;
         EXPECT_EQ(pthread_join(thread, &result), 0);
         wasCancelled_ = result == PTHREAD_CANCELED;
@@ -41,7 +42,7 @@ private:
     static void* run(void* given) {
         auto& self = *static_cast<CancelledPart*>(given);
         if (self.isCancelledBefore_) pthread_cancel(pthread_self());
-        self.story_.swept(self.subject_, self.world_);
+        self.story_.swept(self.subject_, self.controller_);
         self.hasFinished_ = true;
         pthread_testcancel();
         return nullptr;
@@ -49,7 +50,7 @@ private:
 
     const Story& story_;
     Subject& subject_;
-    World& world_;
+    SimulatedController& controller_;
     bool isCancelledBefore_;
     bool hasFinished_ = false;
     bool wasCancelled_ = false;
@@ -92,51 +93,52 @@ protected:
     }
 
 private:
-    static void tellUpToSwept(const Story& story, const FaultPlan& plan, World& world, Subject& subject) {
-        story.before(subject, world);
-        world.note(kSwept);
-        world.arm(plan);
+    static void tellUpToSwept(const Story& story, const FaultPlan& plan, SimulatedController& controller,
+                              Subject& subject) {
+        story.before(subject, controller);
+        controller.note(kSwept);
+        controller.arm(plan);
     }
-    static void tellTheRest(const Story& story, World& world, Subject& subject) {
-        world.disarm();
-        world.note(kAfter);
-        story.after(subject, world);
-        world.noteWhatIsLeft();
+    static void tellTheRest(const Story& story, SimulatedController& controller, Subject& subject) {
+        controller.disarm();
+        controller.note(kAfter);
+        story.after(subject, controller);
+        controller.noteWhatIsLeft();
     }
 
     static Journal expectedJournal(const Story& story, FaultPlan plan) {
         plan.cancelAt = 0;
-        World world;
-        Account account(world);
-        tellUpToSwept(story, plan, world, account);
-        story.swept(account, world);
-        tellTheRest(story, world, account);
-        return world.journal();
+        SimulatedController controller;
+        Account account(controller);
+        tellUpToSwept(story, plan, controller, account);
+        story.swept(account, controller);
+        tellTheRest(story, controller, account);
+        return controller.journal();
     }
 
     void run(const Story& story, const FaultPlan& plan) {
         ++runs_;
         ++figures().cancellations;
         const Journal expected = expectedJournal(story, plan);
-        World world;
+        SimulatedController controller;
         bool hasFinished = false;
         {
-            Library library(world);
-            tellUpToSwept(story, plan, world, library);
-            const CancelledPart cancelled(story, library, world, plan.cancelAt == kBefore);
-            tellTheRest(story, world, library);
+            Library library(controller);
+            tellUpToSwept(story, plan, controller, library);
+            const CancelledPart cancelled(story, library, controller, plan.cancelAt == kBefore);
+            tellTheRest(story, controller, library);
             hasFinished = cancelled.hasFinished();
             EXPECT_TRUE(cancelled.wasCancelled() || plan.cancelAt != kBefore) << "the cancellation is lost";
         }
         if (hasFinished) {
-            EXPECT_EQ(difference(expected, world.journal()), "");
+            EXPECT_EQ(difference(expected, controller.journal()), "");
             return;
         }
         ++left_;
         EXPECT_TRUE(mayAct_) << "a call was left";
-        const Journal whole = part(expected, kSwept, kAfter), done = part(world.journal(), kSwept, kAfter);
+        const Journal whole = part(expected, kSwept, kAfter), done = part(controller.journal(), kSwept, kAfter);
         EXPECT_TRUE(done.size() <= whole.size() && std::equal(done.begin(), done.end(), whole.begin()));
-        EXPECT_EQ(resultsOf(part(world.journal(), kAfter, "")), resultsOf(part(expected, kAfter, "")));
+        EXPECT_EQ(resultsOf(part(controller.journal(), kAfter, "")), resultsOf(part(expected, kAfter, "")));
     }
 
     bool mayAct_ = false;
@@ -156,8 +158,8 @@ TEST_F(CancellationSweep, GetTimeFinishes) { sweep(storyNamed("getTime")); }
 TEST_F(CancellationSweep, FinalizeFinishes) { sweep(storyNamed("finalize")); }
 
 TEST_F(CancellationSweep, CallsBeforeInitialisationReportThatNothingIsInitialised) {
-    sweep({"not initialised", [](Subject&, World&) {},
-           [](Subject& subject, World&) {
+    sweep({"not initialised", [](Subject&, SimulatedController&) {},
+           [](Subject& subject, SimulatedController&) {
                subject.getTime();
                subject.snapTime(200);
                subject.setCorrection(1);
@@ -166,7 +168,7 @@ TEST_F(CancellationSweep, CallsBeforeInitialisationReportThatNothingIsInitialise
                subject.applyMetaData(false);
                subject.finalize();
            },
-           [](Subject& subject, World&) { subject.initialize(), subject.finalize(); }});
+           [](Subject& subject, SimulatedController&) { subject.initialize(), subject.finalize(); }});
 }
 
 }  // namespace

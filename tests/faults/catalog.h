@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "tests/faults/world.h"
+#include "tests/faults/simulatedController.h"
 
 namespace faults {
 

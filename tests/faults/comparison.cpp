@@ -9,27 +9,27 @@
 
 namespace faults {
 
-void tell(const Story& story, const FaultPlan& plan, World& world, Subject& subject) {
-    story.before(subject, world);
-    world.note("--- swept: " + story.name);
-    world.arm(plan);
-    story.swept(subject, world);
-    world.disarm();
-    story.after(subject, world);
-    world.noteWhatIsLeft();
+void tell(const Story& story, const FaultPlan& plan, SimulatedController& controller, Subject& subject) {
+    story.before(subject, controller);
+    controller.note("--- swept: " + story.name);
+    controller.arm(plan);
+    story.swept(subject, controller);
+    controller.disarm();
+    story.after(subject, controller);
+    controller.noteWhatIsLeft();
 }
 
-Expected expect(const Story& story, const FaultPlan& plan, const WorldOptions& options) {
-    World world(options);
-    Account account(world);
+Expected expect(const Story& story, const FaultPlan& plan, const ControllerOptions& options) {
+    SimulatedController controller(options);
+    Account account(controller);
     Expected expected;
     try {
-        tell(story, plan, world, account);
+        tell(story, plan, controller, account);
     } catch (const ProcessEnds&) {
         expected.endsProcess = true;
     }
-    expected.journal = world.journal();
-    expected.met = world.met();
+    expected.journal = controller.journal();
+    expected.met = controller.met();
     return expected;
 }
 
@@ -44,13 +44,14 @@ std::string difference(const Journal& expected, const Journal& seen) {
     return text;
 }
 
-std::string runHere(const Story& story, const FaultPlan& plan, const Expected& expected, const WorldOptions& options) {
-    World world(options);
+std::string runHere(const Story& story, const FaultPlan& plan, const Expected& expected,
+                    const ControllerOptions& options) {
+    SimulatedController controller(options);
     {
-        Library library(world);
-        tell(story, plan, world, library);
+        Library library(controller);
+        tell(story, plan, controller, library);
     }
-    return difference(expected.journal, world.journal());
+    return difference(expected.journal, controller.journal());
 }
 
 }  // namespace faults

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "tests/faults/simulatedController.h"
 #include "tests/faults/story.h"
 #include "tests/faults/subject.h"
-#include "tests/faults/world.h"
 
 namespace faults {
 
@@ -18,19 +18,19 @@ using Journal = std::vector<std::string>;
 struct Expected {
     Journal journal{};
     bool endsProcess = false;
-    std::optional<World::Met> met{};
+    std::optional<SimulatedController::Met> met{};
 };
 
 /// Plays the whole story: before, swept under the plan, after, and what is left.
-void tell(const Story& story, const FaultPlan& plan, World& world, Subject& subject);
+void tell(const Story& story, const FaultPlan& plan, SimulatedController& controller, Subject& subject);
 
-Expected expect(const Story& story, const FaultPlan& plan, const WorldOptions& options = {});
+Expected expect(const Story& story, const FaultPlan& plan, const ControllerOptions& options = {});
 
 /// Where two journals part, with what led there; empty when they do not.
 std::string difference(const Journal& expected, const Journal& seen);
 
 /// The library through the story in this process, and where it differs.
 std::string runHere(const Story& story, const FaultPlan& plan, const Expected& expected,
-                    const WorldOptions& options = {});
+                    const ControllerOptions& options = {});
 
 }  // namespace faults

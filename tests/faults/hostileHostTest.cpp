@@ -30,14 +30,14 @@ constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();
 constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
 
 /// Every story without a fault, and where the library differs.
-std::string tellAll(const WorldOptions& options = {}) {
+std::string tellAll(const ControllerOptions& options = {}) {
     std::string text;
     for (const Story& story : allStories()) text += runHere(story, {}, expect(story, {}, options), options);
     return text;
 }
 
-bool has(const World& world, const std::string& line) {
-    return std::any_of(world.journal().begin(), world.journal().end(),
+bool has(const SimulatedController& controller, const std::string& line) {
+    return std::any_of(controller.journal().begin(), controller.journal().end(),
                        [&](const std::string& seen) { return seen.starts_with(line); });
 }
 
@@ -58,23 +58,23 @@ TEST(HostileHost, WithDescriptorsAbove1024IsServedAsAnyOther) { EXPECT_EQ(tellAl
 
 TEST(HostileHost, WithClosedStandardStreamsKeepsDescriptor0Open) {
     EXPECT_EQ(tellAll({.lowestDescriptor = 0}), "");
-    World world({.lowestDescriptor = 0});
+    SimulatedController controller({.lowestDescriptor = 0});
     {
-        Library library(world);
+        Library library(controller);
         library.initialize();
         library.finalize();
-        world.noteWhatIsLeft();
+        controller.noteWhatIsLeft();
     }
-    EXPECT_EQ(world.journal().back(), "left: 0=/dev/ptp0 zombie 4000");
+    EXPECT_EQ(controller.journal().back(), "left: 0=/dev/ptp0 zombie 4000");
 }
 
 TEST(HostileHost, ThatHasNoDescriptorLeftAtAnyOpenIsToldSo) {
     for (std::size_t most = 0; most < 8; ++most) {
-        const Story story{"no descriptor left", [](Subject&, World&) {},
-                          [most](Subject& subject, World& world) {
-                              world.mostDescriptors = most;
+        const Story story{"no descriptor left", [](Subject&, SimulatedController&) {},
+                          [most](Subject& subject, SimulatedController& controller) {
+                              controller.mostDescriptors = most;
                               subject.initialize();
-                              world.mostDescriptors = 1000;
+                              controller.mostDescriptors = 1000;
                           },
                           storyNamed("initialize").after};
         EXPECT_EQ(runHere(story, {}, expect(story, {})), "") << most;
@@ -91,7 +91,7 @@ TEST(HostileHost, WithAnInterfaceNamedLikeAFormatSeesItsNameInEveryLine) {
 TEST(HostileHost, ThatStepsByTheLimitsOf64BitsIsAnsweredWithoutOverflow) {
     for (const std::int64_t offsetNs : {kLeast, kLeast + 1, kMost, kMost - 1, std::int64_t{0}}) {
         const Story story{"limits", storyNamed("snapTime").before,
-                          [offsetNs](Subject& subject, World&) {
+                          [offsetNs](Subject& subject, SimulatedController&) {
                               subject.snapTime(offsetNs);
                               subject.tick();
                               subject.snapTime(-200);
@@ -106,7 +106,7 @@ TEST(HostileHost, ThatSteersByTheLimitsOf32BitsIsRefused) {
     for (const std::int32_t ppb :
          {std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()}) {
         const Story story{"limits", storyNamed("steering").before,
-                          [ppb](Subject& subject, World&) { subject.setCorrection(ppb); },
+                          [ppb](Subject& subject, SimulatedController&) { subject.setCorrection(ppb); },
                           storyNamed("steering").after};
         EXPECT_EQ(runHere(story, {}, expect(story, {})), "") << ppb;
     }
@@ -115,37 +115,37 @@ TEST(HostileHost, ThatSteersByTheLimitsOf32BitsIsRefused) {
 TEST(HostileHost, WithACommaLocaleIsSteeredByPointsAndKeepsItsLocale) {
     const testsupport::NumericLocale comma(testsupport::NumericLocale::kComma);
     if (!comma.isSet()) GTEST_SKIP() << testsupport::NumericLocale::kWhyNotSet;
-    World world;
+    SimulatedController controller;
     {
-        Library library(world);
+        Library library(controller);
         library.initialize();
         library.setCorrection(-1250);
         library.getCorrection();
         library.applyMetaData(true);
         library.finalize();
     }
-    EXPECT_TRUE(has(world, "write 14 -1250.000000")) << testing::PrintToString(world.journal());
-    EXPECT_TRUE(has(world, "zuqxmtk_getCorrectionPerSecond code 0 null -1250"));
+    EXPECT_TRUE(has(controller, "write 14 -1250.000000")) << testing::PrintToString(controller.journal());
+    EXPECT_TRUE(has(controller, "zuqxmtk_getCorrectionPerSecond code 0 null -1250"));
     EXPECT_EQ(*localeconv()->decimal_point, ',');
 }
 
 TEST(HostileHost, ThatGives16MiBOfMetadataGetsThemApplied) {
     const std::string document =
         std::string(R"({"filler":")") + std::string(16 << 20, 'x') + R"(",)" + (kPtpDocument + 1);
-    const auto record = [](const World& world) {
+    const auto record = [](const SimulatedController& controller) {
         std::string last;
-        for (const std::string& line : world.journal()) {
+        for (const std::string& line : controller.journal()) {
             if (line.find(" 3223352578 ") != std::string::npos) last = line;
         }
         return last;
     };
-    World small, large;
+    SimulatedController small, large;
     for (const bool isLarge : {false, true}) {
-        World& world = isLarge ? large : small;
-        Library library(world);
+        SimulatedController& controller = isLarge ? large : small;
+        Library library(controller);
         library.initialize();
         library.applyText(isLarge ? document.c_str() : kPtpDocument);
-        const std::string applied = record(world);
+        const std::string applied = record(controller);
         EXPECT_NE(applied.find("13000000"
                                "01"
                                "02000000"
@@ -234,14 +234,14 @@ TEST(HostileHost, WithBlockedAndIgnoredSignalsIsServedAndFindsEverythingAsItWas)
     pthread_sigmask(SIG_SETMASK, &former, nullptr);
 }
 
-World* worldForGood = nullptr;
+SimulatedController* controllerForGood = nullptr;
 
 /// Made before the library is first initialised, so it goes after the library has taken itself down.
 struct JudgeOfTheExit {
     ~JudgeOfTheExit() {
-        if (worldForGood == nullptr) return;
-        worldForGood->noteWhatIsLeft();
-        const bool isClean = worldForGood->journal().back() == "left: zombie 4000";
+        if (controllerForGood == nullptr) return;
+        controllerForGood->noteWhatIsLeft();
+        const bool isClean = controllerForGood->journal().back() == "left: zombie 4000";
         answerFrom(nullptr);
         _exit(isClean ? 0 : 1);
     }
@@ -249,8 +249,8 @@ struct JudgeOfTheExit {
 
 TEST(HostileHost, ThatExitsWithoutFinalizeNeitherHangsNorLeavesPhc2sysRunning) {
     EXPECT_EQ(exitStatusOf([] {
-                  worldForGood = new World;
-                  auto* const library = new Library(*worldForGood);
+                  controllerForGood = new SimulatedController;
+                  auto* const library = new Library(*controllerForGood);
                   library->initialize();
                   std::exit(0);
               }),
@@ -259,22 +259,22 @@ TEST(HostileHost, ThatExitsWithoutFinalizeNeitherHangsNorLeavesPhc2sysRunning) {
 
 TEST(HostileHost, ThatForksAfterInitializeKeepsTheHardwareToItself) {
     EXPECT_EQ(exitStatusOf([] {
-                  World world;
-                  Library library(world);
+                  SimulatedController controller;
+                  Library library(controller);
                   library.initialize();
-                  const std::size_t before = world.journal().size();
+                  const std::size_t before = controller.journal().size();
                   const pid_t child = fork();
                   if (child == 0) {
                       zuqxmtk_finalize();
                       answerFrom(nullptr);
-                      _exit(world.journal().size() == before ? 0 : 1);  // not a call on what is the parent's
+                      _exit(controller.journal().size() == before ? 0 : 1);  // not a call on what is the parent's
                   }
                   int status = 0;
                   waitpid(child, &status, 0);
                   library.getTime();
                   library.finalize();
-                  world.noteWhatIsLeft();
-                  _exit(status == 0 && world.journal().back() == "left: zombie 4000" ? 0 : 2);
+                  controller.noteWhatIsLeft();
+                  _exit(status == 0 && controller.journal().back() == "left: zombie 4000" ? 0 : 2);
               }),
               0);
 }
@@ -285,16 +285,16 @@ TEST(HostileHost, ThatUnloadsTheLibraryWithoutFinalizeNeitherHangsNorCrashes) {
                   if (handle == nullptr) _exit(3);
                   const auto initialize =
                       reinterpret_cast<void (*)(zuerr_Status*)>(dlsym(handle, "zuqxmtk_initialize"));
-                  World world;
-                  answerFrom(&world);
+                  SimulatedController controller;
+                  answerFrom(&controller);
                   testsupport::StatusHolder status;
                   initialize(status.get());
                   if (status->code != 0) _exit(4);
                   awaitMonitorIdle();
                   dlclose(handle);
-                  world.noteWhatIsLeft();
+                  controller.noteWhatIsLeft();
                   answerFrom(nullptr);
-                  _exit(world.journal().back() == "left: zombie 4000" ? 0 : 5);
+                  _exit(controller.journal().back() == "left: zombie 4000" ? 0 : 5);
               }),
               0);
 }

@@ -1,5 +1,5 @@
-// Functions of the C library, answered from a world; and the threads of the library, made to move one at a time.
-// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+// Functions of the C library, answered by a simulated controller; and the library's threads, made to move one at a
+// time. SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/faults/interposition.h"
 
 #include <dirent.h>
@@ -36,7 +36,7 @@
 namespace faults {
 namespace {
 
-constinit std::atomic<World*> current{nullptr};
+constinit std::atomic<SimulatedController*> current{nullptr};
 constinit std::atomic<bool> areThreadsFree{false};
 constinit std::atomic<void (*)()> selectHook{nullptr};
 
@@ -55,7 +55,7 @@ std::atomic<int> gateOpened{0};
 std::atomic<int> threadsHeld{0};
 std::counting_semaphore<64> heldThreadEnded{0};
 
-/// Leaves the library for the length of one call of the world's; keeps errno for an answer without an error.
+/// Leaves the library for the length of one call of the controller's; keeps errno for an answer without an error.
 class Outside {
 public:
     Outside() : wasInside_(std::exchange(isInsideLibrary, false)), error_(errno) {}
@@ -122,9 +122,9 @@ RuntimeCode findSanitizerRuntime() {
 
 const RuntimeCode sanitizerRuntime = findSanitizerRuntime();
 
-/// The world that answers whoever called a stand-in. A sanitizer that writes a report reads files of the system,
+/// The controller that answers whoever called a stand-in. A sanitizer that writes a report reads files of the system,
 /// whichever thread it found at work, and must get them.
-World* worldOf(const void* caller) {
+SimulatedController* controllerOf(const void* caller) {
     const auto address = reinterpret_cast<std::uintptr_t>(caller);
     return address >= sanitizerRuntime.begin && address < sanitizerRuntime.end ? nullptr : current.load();
 }
@@ -148,12 +148,12 @@ void* runThread(void* given) {
 }
 
 void logLine(int priority, const char* format, va_list arguments) {
-    World* const world = current.load();
-    if (world == nullptr) return;
+    SimulatedController* const controller = current.load();
+    if (controller == nullptr) return;
     cancellable([&] {
         char text[8192];
         vsnprintf(text, sizeof text, format, arguments);
-        world->syslog(priority, text);
+        controller->syslog(priority, text);
         return Answer{};
     });
 }
@@ -180,7 +180,7 @@ long address(Pointer* pointer) {
 
 }  // namespace
 
-void answerFrom(World* world) { current.store(world); }
+void answerFrom(SimulatedController* controller) { current.store(controller); }
 
 InsideLibrary::InsideLibrary() { isInsideLibrary = true; }
 InsideLibrary::~InsideLibrary() { isInsideLibrary = false; }
@@ -226,37 +226,37 @@ int open(const char* path, int flags, ...) {
     va_start(arguments, flags);
     const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
-    World* const world = worldOf(__builtin_return_address(0));
-    if (world == nullptr) return static_cast<int>(systemCall(SYS_openat, AT_FDCWD, address(path), flags, mode));
-    return static_cast<int>(cancellable([&] { return world->open(path, flags); }));
+    SimulatedController* const controller = controllerOf(__builtin_return_address(0));
+    if (controller == nullptr) return static_cast<int>(systemCall(SYS_openat, AT_FDCWD, address(path), flags, mode));
+    return static_cast<int>(cancellable([&] { return controller->open(path, flags); }));
 }
 
 int __open_2(const char* path, int flags) { return open(path, flags); }
 
 int close(int fd) {
-    World* const world = worldOf(__builtin_return_address(0));
-    if (world == nullptr) return static_cast<int>(systemCall(SYS_close, fd));
-    return static_cast<int>(cancellable([&] { return world->close(fd); }));
+    SimulatedController* const controller = controllerOf(__builtin_return_address(0));
+    if (controller == nullptr) return static_cast<int>(systemCall(SYS_close, fd));
+    return static_cast<int>(cancellable([&] { return controller->close(fd); }));
 }
 
 ssize_t read(int fd, void* buffer, size_t length) {
-    World* const world = worldOf(__builtin_return_address(0));
-    if (world == nullptr) return systemCall(SYS_read, fd, address(buffer), static_cast<long>(length));
-    return cancellable([&] { return world->read(fd, buffer, length); });
+    SimulatedController* const controller = controllerOf(__builtin_return_address(0));
+    if (controller == nullptr) return systemCall(SYS_read, fd, address(buffer), static_cast<long>(length));
+    return cancellable([&] { return controller->read(fd, buffer, length); });
 }
 
 ssize_t __read_chk(int fd, void* buffer, size_t length, size_t) { return read(fd, buffer, length); }
 
 ssize_t write(int fd, const void* buffer, size_t length) {
-    World* const world = worldOf(__builtin_return_address(0));
-    if (world == nullptr) return systemCall(SYS_write, fd, address(buffer), static_cast<long>(length));
-    return cancellable([&] { return world->write(fd, buffer, length); });
+    SimulatedController* const controller = controllerOf(__builtin_return_address(0));
+    if (controller == nullptr) return systemCall(SYS_write, fd, address(buffer), static_cast<long>(length));
+    return cancellable([&] { return controller->write(fd, buffer, length); });
 }
 
 off_t lseek(int fd, off_t offset, int whence) noexcept {
-    World* const world = worldOf(__builtin_return_address(0));
-    if (world == nullptr) return systemCall(SYS_lseek, fd, offset, whence);
-    return Outside().finish(world->seek(fd, whence == SEEK_SET ? offset : -1));
+    SimulatedController* const controller = controllerOf(__builtin_return_address(0));
+    if (controller == nullptr) return systemCall(SYS_lseek, fd, offset, whence);
+    return Outside().finish(controller->seek(fd, whence == SEEK_SET ? offset : -1));
 }
 
 int ioctl(int fd, unsigned long request, ...) noexcept {
@@ -264,15 +264,15 @@ int ioctl(int fd, unsigned long request, ...) noexcept {
     va_start(arguments, request);
     void* const argument = va_arg(arguments, void*);
     va_end(arguments);
-    World* const world = current.load();
-    if (world == nullptr)
+    SimulatedController* const controller = current.load();
+    if (controller == nullptr)
         return static_cast<int>(systemCall(SYS_ioctl, fd, static_cast<long>(request), address(argument)));
-    return static_cast<int>(Outside().finish(world->ioctl(fd, request, argument)));
+    return static_cast<int>(Outside().finish(controller->ioctl(fd, request, argument)));
 }
 
 int select(int nfds, fd_set* readable, fd_set* writable, fd_set* exceptional, timeval* timeout) {
-    World* const world = current.load();
-    if (world == nullptr) {
+    SimulatedController* const controller = current.load();
+    if (controller == nullptr) {
         return static_cast<int>(
             systemCall(SYS_select, nfds, address(readable), address(writable), address(exceptional), address(timeout)));
     }
@@ -281,49 +281,49 @@ int select(int nfds, fd_set* readable, fd_set* writable, fd_set* exceptional, ti
     const auto bit = static_cast<unsigned>(nfds - 1);
     const bool isWatched = (words[bit / 64] >> (bit % 64) & 1) != 0;
     return static_cast<int>(
-        cancellable([&] { return world->select(nfds, isWatched, timeout->tv_sec, timeout->tv_usec); }));
+        cancellable([&] { return controller->select(nfds, isWatched, timeout->tv_sec, timeout->tv_usec); }));
 }
 
 int socket(int domain, int type, int protocol) noexcept {
-    World* const world = current.load();
-    if (world == nullptr) return static_cast<int>(systemCall(SYS_socket, domain, type, protocol));
-    return static_cast<int>(Outside().finish(world->socket(domain, type, protocol)));
+    SimulatedController* const controller = current.load();
+    if (controller == nullptr) return static_cast<int>(systemCall(SYS_socket, domain, type, protocol));
+    return static_cast<int>(Outside().finish(controller->socket(domain, type, protocol)));
 }
 
 int clock_gettime(clockid_t clock, timespec* time) noexcept {
-    World* const world = clock == CLOCK_MONOTONIC && areThreadsFree ? nullptr : current.load();
-    if (world == nullptr) return static_cast<int>(systemCall(SYS_clock_gettime, clock, address(time)));
-    return static_cast<int>(Outside().finish(world->readClock(clock, time->tv_sec, time->tv_nsec)));
+    SimulatedController* const controller = clock == CLOCK_MONOTONIC && areThreadsFree ? nullptr : current.load();
+    if (controller == nullptr) return static_cast<int>(systemCall(SYS_clock_gettime, clock, address(time)));
+    return static_cast<int>(Outside().finish(controller->readClock(clock, time->tv_sec, time->tv_nsec)));
 }
 
 int clock_settime(clockid_t clock, const timespec* time) noexcept {
-    World* const world = current.load();
-    if (world == nullptr) return static_cast<int>(systemCall(SYS_clock_settime, clock, address(time)));
-    return static_cast<int>(Outside().finish(world->setClock(clock, time->tv_sec, time->tv_nsec)));
+    SimulatedController* const controller = current.load();
+    if (controller == nullptr) return static_cast<int>(systemCall(SYS_clock_settime, clock, address(time)));
+    return static_cast<int>(Outside().finish(controller->setClock(clock, time->tv_sec, time->tv_nsec)));
 }
 
 int clock_adjtime(clockid_t clock, timex* buffer) noexcept {
-    World* const world = current.load();
-    if (world == nullptr) return static_cast<int>(systemCall(SYS_clock_adjtime, clock, address(buffer)));
+    SimulatedController* const controller = current.load();
+    if (controller == nullptr) return static_cast<int>(systemCall(SYS_clock_adjtime, clock, address(buffer)));
     return static_cast<int>(Outside().finish(
-        world->adjustClock(clock, buffer->modes, buffer->freq, buffer->time.tv_sec, buffer->time.tv_usec)));
+        controller->adjustClock(clock, buffer->modes, buffer->freq, buffer->time.tv_sec, buffer->time.tv_usec)));
 }
 
 DIR* opendir(const char* path) {
-    World* const world = worldOf(__builtin_return_address(0));
-    if (world == nullptr) return next<DIR*(const char*)>("opendir")(path);
-    const long fd = Outside().finish(world->openDirectory(path));
+    SimulatedController* const controller = controllerOf(__builtin_return_address(0));
+    if (controller == nullptr) return next<DIR*(const char*)>("opendir")(path);
+    const long fd = Outside().finish(controller->openDirectory(path));
     return fd < 0 ? nullptr : reinterpret_cast<DIR*>(&theDirectory + fd);
 }
 
 struct dirent* readdir(DIR* directory) {
-    World* const world = current.load();
-    if (world == nullptr) return next<struct dirent*(DIR*)>("readdir")(directory);
+    SimulatedController* const controller = current.load();
+    if (controller == nullptr) return next<struct dirent*(DIR*)>("readdir")(directory);
     Outside outside;
     static struct dirent entry;
     int error = 0;
     const auto found =
-        world->readDirectory(static_cast<int>(reinterpret_cast<char*>(directory) - &theDirectory), error);
+        controller->readDirectory(static_cast<int>(reinterpret_cast<char*>(directory) - &theDirectory), error);
     outside.finish({0, error});
     if (!found) return nullptr;
     entry.d_type = found->type;
@@ -333,20 +333,20 @@ struct dirent* readdir(DIR* directory) {
 }
 
 int closedir(DIR* directory) {
-    World* const world = current.load();
-    if (world == nullptr) return next<int(DIR*)>("closedir")(directory);
-    return static_cast<int>(
-        Outside().finish(world->closeDirectory(static_cast<int>(reinterpret_cast<char*>(directory) - &theDirectory))));
+    SimulatedController* const controller = current.load();
+    if (controller == nullptr) return next<int(DIR*)>("closedir")(directory);
+    return static_cast<int>(Outside().finish(
+        controller->closeDirectory(static_cast<int>(reinterpret_cast<char*>(directory) - &theDirectory))));
 }
 
 int glob(const char* pattern, int flags, int (*onError)(const char*, int), glob_t* result) {
-    World* const world = current.load();
-    if (world == nullptr) {
+    SimulatedController* const controller = current.load();
+    if (controller == nullptr) {
         return next<int(const char*, int, int (*)(const char*, int), glob_t*)>("glob")(pattern, flags, onError, result);
     }
     Outside outside;
     std::string found;
-    const long value = outside.finish(world->glob(pattern, flags, found));
+    const long value = outside.finish(controller->glob(pattern, flags, found));
     if (value == 0) {
         result->gl_pathv = new char* [2] { strdup(found.c_str()), nullptr };
         result->gl_pathc = 1;
@@ -355,19 +355,19 @@ int glob(const char* pattern, int flags, int (*onError)(const char*, int), glob_
 }
 
 void globfree(glob_t* result) noexcept {
-    World* const world = current.load();
-    if (world == nullptr) return next<void(glob_t*)>("globfree")(result);
+    SimulatedController* const controller = current.load();
+    if (controller == nullptr) return next<void(glob_t*)>("globfree")(result);
     const Outside outside;
     if (result->gl_pathv != nullptr) std::free(result->gl_pathv[0]);
     delete[] result->gl_pathv;
     result->gl_pathv = nullptr;
-    world->globfree();
+    controller->globfree();
 }
 
 FILE* fopen(const char* path, const char* mode) {
-    World* const world = worldOf(__builtin_return_address(0));
-    if (world == nullptr) return next<FILE*(const char*, const char*)>("fopen")(path, mode);
-    const long fd = cancellable([&] { return world->openStream(path, mode); });
+    SimulatedController* const controller = controllerOf(__builtin_return_address(0));
+    if (controller == nullptr) return next<FILE*(const char*, const char*)>("fopen")(path, mode);
+    const long fd = cancellable([&] { return controller->openStream(path, mode); });
     if (fd < 0) return nullptr;
     theStream = {static_cast<int>(fd), false};
     return reinterpret_cast<FILE*>(&theStream);
@@ -376,13 +376,13 @@ FILE* fopen(const char* path, const char* mode) {
 FILE* fopen64(const char* path, const char* mode) { return fopen(path, mode); }
 
 size_t fread(void* buffer, size_t size, size_t count, FILE* stream) {
-    World* const world = current.load();
-    if (world == nullptr || stream != reinterpret_cast<FILE*>(&theStream)) {
+    SimulatedController* const controller = current.load();
+    if (controller == nullptr || stream != reinterpret_cast<FILE*>(&theStream)) {
         return next<size_t(void*, size_t, size_t, FILE*)>("fread")(buffer, size, count, stream);
     }
     return static_cast<size_t>(cancellable([&] {
                std::string content;
-               const Answer answer = world->readStream(theStream.fd, content);
+               const Answer answer = controller->readStream(theStream.fd, content);
                theStream.hasFailed = answer.error != 0;
                std::memcpy(buffer, content.data(), std::min(content.size(), size * count));
                return answer;
@@ -400,39 +400,40 @@ int ferror(FILE* stream) noexcept {
 }
 
 int fclose(FILE* stream) {
-    World* const world = current.load();
-    if (world == nullptr || stream != reinterpret_cast<FILE*>(&theStream)) return next<int(FILE*)>("fclose")(stream);
-    return static_cast<int>(cancellable([&] { return world->closeStream(theStream.fd); }));
+    SimulatedController* const controller = current.load();
+    if (controller == nullptr || stream != reinterpret_cast<FILE*>(&theStream))
+        return next<int(FILE*)>("fclose")(stream);
+    return static_cast<int>(cancellable([&] { return controller->closeStream(theStream.fd); }));
 }
 
 int posix_spawn(pid_t* pid, const char* path, const posix_spawn_file_actions_t* actions,
                 const posix_spawnattr_t* attributes, char* const arguments[], char* const environment[]) {
-    World* const world = current.load();
-    if (world == nullptr || actions != nullptr || attributes != nullptr || environment != environ) return ENOSYS;
+    SimulatedController* const controller = current.load();
+    if (controller == nullptr || actions != nullptr || attributes != nullptr || environment != environ) return ENOSYS;
     Outside outside;
-    return static_cast<int>(outside.finish(world->spawn(*pid, path, arguments)));
+    return static_cast<int>(outside.finish(controller->spawn(*pid, path, arguments)));
 }
 
 int kill(pid_t pid, int signal) noexcept {
-    World* const world = current.load();
-    if (world == nullptr) return static_cast<int>(systemCall(SYS_kill, pid, signal));
-    return static_cast<int>(Outside().finish(world->kill(pid, signal)));
+    SimulatedController* const controller = current.load();
+    if (controller == nullptr) return static_cast<int>(systemCall(SYS_kill, pid, signal));
+    return static_cast<int>(Outside().finish(controller->kill(pid, signal)));
 }
 
 int nanosleep(const timespec* request, timespec* remainder) {
-    World* const world = current.load();
-    if (world == nullptr) return static_cast<int>(systemCall(SYS_nanosleep, address(request), address(remainder)));
-    return static_cast<int>(cancellable([&] { return world->sleep(request->tv_sec, request->tv_nsec); }));
+    SimulatedController* const controller = current.load();
+    if (controller == nullptr) return static_cast<int>(systemCall(SYS_nanosleep, address(request), address(remainder)));
+    return static_cast<int>(cancellable([&] { return controller->sleep(request->tv_sec, request->tv_nsec); }));
 }
 
 int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*function)(void*),
                    void* argument) noexcept {
     using Function = int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
     static Function* const real = next<Function>("pthread_create");
-    World* const world = current.load();
-    if (world == nullptr) return real(thread, attributes, function, argument);
+    SimulatedController* const controller = current.load();
+    if (controller == nullptr) return real(thread, attributes, function, argument);
     const Outside outside;
-    if (const Answer answer = world->startThread(); answer.value != 0) return static_cast<int>(answer.value);
+    if (const Answer answer = controller->startThread(); answer.value != 0) return static_cast<int>(answer.value);
     const int gate = gateBeingHeld.load();
     const bool isHeld = gate > gateOpened.load();
     if (isHeld) ++threadsHeld;
@@ -441,10 +442,10 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
 
 int pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes) noexcept {
     using Function = int(pthread_mutex_t*, const pthread_mutexattr_t*);
-    World* const world = current.load();
-    if (world == nullptr) return next<Function>("pthread_mutex_init")(mutex, attributes);
+    SimulatedController* const controller = current.load();
+    if (controller == nullptr) return next<Function>("pthread_mutex_init")(mutex, attributes);
     const Outside outside;
-    if (const Answer answer = world->makeMutex(); answer.value != 0) return static_cast<int>(answer.value);
+    if (const Answer answer = controller->makeMutex(); answer.value != 0) return static_cast<int>(answer.value);
     return next<Function>("pthread_mutex_init")(mutex, attributes);
 }
 
@@ -464,10 +465,10 @@ int pthread_mutex_clocklock(pthread_mutex_t* mutex, clockid_t clock, const times
 
 int pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attributes) noexcept {
     using Function = int(pthread_cond_t*, const pthread_condattr_t*);
-    World* const world = current.load();
-    if (world == nullptr) return next<Function>("pthread_cond_init")(condition, attributes);
+    SimulatedController* const controller = current.load();
+    if (controller == nullptr) return next<Function>("pthread_cond_init")(condition, attributes);
     const Outside outside;
-    if (const Answer answer = world->makeCondition(); answer.value != 0) return static_cast<int>(answer.value);
+    if (const Answer answer = controller->makeCondition(); answer.value != 0) return static_cast<int>(answer.value);
     return next<Function>("pthread_cond_init")(condition, attributes);
 }
 
@@ -481,8 +482,8 @@ int pthread_cond_signal(pthread_cond_t* condition) noexcept {
 }
 
 int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline) {
-    World* const world = current.load();
-    if (world == nullptr) return realTimedWait(condition, mutex, deadline);
+    SimulatedController* const controller = current.load();
+    if (controller == nullptr) return realTimedWait(condition, mutex, deadline);
     Outside outside;
     if (areThreadsFree) {
         timespec soon;
@@ -491,7 +492,7 @@ int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, co
         if (soon.tv_nsec >= 1'000'000'000) soon = {soon.tv_sec + 1, soon.tv_nsec - 1'000'000'000};
         return realTimedWait(condition, mutex, &soon);
     }
-    const std::int64_t lengthNs = world->nsUntil(deadline->tv_sec, deadline->tv_nsec);
+    const std::int64_t lengthNs = controller->nsUntil(deadline->tv_sec, deadline->tv_nsec);
     pthread_testcancel();
     monitor.isSignalled = false;
     monitor.isWaiting = true;
@@ -500,7 +501,7 @@ int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, co
     monitor.mayGoOn.acquire();
     pthread_mutex_lock(mutex);
     monitor.isWaiting = false;
-    const Answer answer = world->wait(monitor.isSignalled, lengthNs);
+    const Answer answer = controller->wait(monitor.isSignalled, lengthNs);
     pthread_testcancel();
     return static_cast<int>(outside.finish(answer));
 }

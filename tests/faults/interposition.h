@@ -1,13 +1,13 @@
-// Functions of the C library, answered from a world; and the threads of the library, made to move one at a time.
-// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+// Functions of the C library, answered by a simulated controller; and the library's threads, made to move one at a
+// time. SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include "tests/faults/world.h"
+#include "tests/faults/simulatedController.h"
 
 namespace faults {
 
-/// From here on calls of this process go to `world`; null gives them back to the system.
-void answerFrom(World* world);
+/// From here on calls of this process go to `controller`; null gives them back to the system.
+void answerFrom(SimulatedController* controller);
 
 /// Marks the host's thread while it is inside the library: its allocations count.
 class InsideLibrary {

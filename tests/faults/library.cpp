@@ -22,7 +22,7 @@ std::string reported(const char* name, StatusHolder& status) {
 
 }  // namespace
 
-Library::Library(World& world) : world_(world) { answerFrom(&world); }
+Library::Library(SimulatedController& controller) : controller_(controller) { answerFrom(&controller); }
 
 Library::~Library() { answerFrom(nullptr); }
 
@@ -36,7 +36,7 @@ void Library::initialize() {
         return std::string();
     }();
     isThreadRunning_ = status->code == 0;
-    world_.note(reported("zuqxmtk_initialize", status) + line);
+    controller_.note(reported("zuqxmtk_initialize", status) + line);
 }
 
 void Library::finalize() {
@@ -46,7 +46,7 @@ void Library::finalize() {
         zuqxmtk_finalize();
     }
     isThreadRunning_ = false;
-    world_.note("zuqxmtk_finalize");
+    controller_.note("zuqxmtk_finalize");
 }
 
 void Library::getTime() {
@@ -57,15 +57,15 @@ void Library::getTime() {
         const InsideLibrary inside;
         zuqxmtk_getTime(&time, status.get());
     }
-    world_.note(reported("zuqxmtk_getTime", status) + " " + std::to_string(time));
+    controller_.note(reported("zuqxmtk_getTime", status) + " " + std::to_string(time));
 }
 
 void Library::getLimits() {
     StatusHolder low, high;
     const std::int32_t lowest = zuqxmtk_getMinCorrectionPerSecond(low.get());
-    world_.note(reported("zuqxmtk_getMinCorrectionPerSecond", low) + " " + std::to_string(lowest));
+    controller_.note(reported("zuqxmtk_getMinCorrectionPerSecond", low) + " " + std::to_string(lowest));
     const std::int32_t highest = zuqxmtk_getMaxCorrectionPerSecond(high.get());
-    world_.note(reported("zuqxmtk_getMaxCorrectionPerSecond", high) + " " + std::to_string(highest));
+    controller_.note(reported("zuqxmtk_getMaxCorrectionPerSecond", high) + " " + std::to_string(highest));
 }
 
 void Library::getCorrection() {
@@ -76,7 +76,7 @@ void Library::getCorrection() {
         const InsideLibrary inside;
         zuqxmtk_getCorrectionPerSecond(&correction, status.get());
     }
-    world_.note(reported("zuqxmtk_getCorrectionPerSecond", status) + " " + std::to_string(correction));
+    controller_.note(reported("zuqxmtk_getCorrectionPerSecond", status) + " " + std::to_string(correction));
 }
 
 void Library::setCorrection(std::int32_t ppb) {
@@ -86,7 +86,7 @@ void Library::setCorrection(std::int32_t ppb) {
         const InsideLibrary inside;
         zuqxmtk_setCorrectionPerSecond(ppb, status.get());
     }
-    world_.note(reported("zuqxmtk_setCorrectionPerSecond", status));
+    controller_.note(reported("zuqxmtk_setCorrectionPerSecond", status));
 }
 
 void Library::snapTime(std::int64_t offsetNs) {
@@ -97,7 +97,7 @@ void Library::snapTime(std::int64_t offsetNs) {
         const InsideLibrary inside;
         zuqxmtk_snapTime(offsetNs, status.get());
     }
-    world_.note(reported("zuqxmtk_snapTime", status));
+    controller_.note(reported("zuqxmtk_snapTime", status));
     releaseNewThreads();
 }
 
@@ -111,7 +111,7 @@ void Library::applyText(const char* metadata) {
         const InsideLibrary inside;
         zuqxmtk_applyMetaData(metadata, status.get());
     }
-    world_.note(reported("zuqxmtk_applyMetaData", status));
+    controller_.note(reported("zuqxmtk_applyMetaData", status));
     if (releaseMonitor()) awaitMonitorIdle();
 }
 

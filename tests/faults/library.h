@@ -1,17 +1,17 @@
-// The library itself under a sweep: its exports, called, and its calls, answered by a world.
+// The library itself under a sweep: its exports, called, and its calls, answered by a controller.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
+#include "tests/faults/simulatedController.h"
 #include "tests/faults/subject.h"
-#include "tests/faults/world.h"
 
 namespace faults {
 
-/// While it lives, the C library's functions answer this process from the world. Threads: one makes, drives and
+/// While it lives, the C library's functions answer this process from the controller. Threads: one makes, drives and
 /// destroys it.
 class Library : public Subject {
 public:
-    explicit Library(World& world);
+    explicit Library(SimulatedController& controller);
     ~Library() override;
 
     void initialize() override;
@@ -26,7 +26,7 @@ public:
     void applyText(const char* metadata);
 
 private:
-    World& world_;
+    SimulatedController& controller_;
     bool isThreadRunning_ = false;
 };
 

@@ -14,13 +14,13 @@ namespace {
 
 constexpr Outcome kInputOutputError{EIO, std::nullopt, 0};
 
-/// The library's journal of a life in a world.
+/// The library's journal of a life on a controller.
 template <typename Life>
-Journal journalOf(World& world, Life&& life) {
-    Library library(world);
+Journal journalOf(SimulatedController& controller, Life&& life) {
+    Library library(controller);
     life(library);
-    world.noteWhatIsLeft();
-    return world.journal();
+    controller.noteWhatIsLeft();
+    return controller.journal();
 }
 
 long countOf(const Journal& journal, const std::string& beginning) {
@@ -29,8 +29,8 @@ long countOf(const Journal& journal, const std::string& beginning) {
 }
 
 TEST(KeptOnPurpose, ARefusedI210LeavesItsDescriptorOpen) {
-    World world({.pinsOfFirst = 3});
-    const Journal journal = journalOf(world, [](Library& library) {
+    SimulatedController controller({.pinsOfFirst = 3});
+    const Journal journal = journalOf(controller, [](Library& library) {
         library.initialize();
         library.finalize();
     });
@@ -40,23 +40,23 @@ TEST(KeptOnPurpose, ARefusedI210LeavesItsDescriptorOpen) {
 }
 
 TEST(KeptOnPurpose, ADescriptorIsClosedTwiceAfterAFailedRequest) {
-    World world;
-    const Journal journal = journalOf(world, [&](Library& library) {
+    SimulatedController controller;
+    const Journal journal = journalOf(controller, [&](Library& library) {
         library.initialize();
-        world.interfaces[1].isUp = false;
+        controller.interfaces[1].isUp = false;
         library.tick();
-        world.interfaces[1].isUp = true;
-        world.arm({5, kInputOutputError, false});  // the pin of the interface that returns is set
+        controller.interfaces[1].isUp = true;
+        controller.arm({5, kInputOutputError, false});  // the pin of the interface that returns is set
         library.tick();
-        world.disarm();
+        controller.disarm();
         library.finalize();
     });
     EXPECT_EQ(countOf(journal, "close 10 = -1 errno 9"), 1) << testing::PrintToString(journal);
 }
 
 TEST(KeptOnPurpose, AKilledPhc2sysStaysAZombie) {
-    World world;
-    const Journal journal = journalOf(world, [](Library& library) {
+    SimulatedController controller;
+    const Journal journal = journalOf(controller, [](Library& library) {
         library.initialize();
         library.finalize();
     });
@@ -65,13 +65,13 @@ TEST(KeptOnPurpose, AKilledPhc2sysStaysAZombie) {
 }
 
 TEST(KeptOnPurpose, AnInterruptedCallIsAnErrorAndNotTriedAgain) {
-    World world;
-    const Journal journal = journalOf(world, [&](Library& library) {
+    SimulatedController controller;
+    const Journal journal = journalOf(controller, [&](Library& library) {
         library.initialize();
-        world.note("interrupted");
-        world.arm({1, {EINTR, std::nullopt, 0}, false});
+        controller.note("interrupted");
+        controller.arm({1, {EINTR, std::nullopt, 0}, false});
         library.getTime();
-        world.disarm();
+        controller.disarm();
         library.finalize();
     });
     const auto place = std::find(journal.begin(), journal.end(), "interrupted");
@@ -81,8 +81,8 @@ TEST(KeptOnPurpose, AnInterruptedCallIsAnErrorAndNotTriedAgain) {
 }
 
 TEST(KeptOnPurpose, Phc2sysInheritsTheDescriptorsOfThePtpClocksAndNoneOfTheDrivers) {
-    World world;
-    const Journal journal = journalOf(world, [](Library& library) {
+    SimulatedController controller;
+    const Journal journal = journalOf(controller, [](Library& library) {
         library.initialize();
         library.finalize();
     });

@@ -13,8 +13,8 @@
 
 #include "include/zuqxmtk.h"
 #include "tests/faults/interposition.h"
+#include "tests/faults/simulatedController.h"
 #include "tests/faults/subject.h"
-#include "tests/faults/world.h"
 #include "tests/support/statusHolder.h"
 
 namespace faults {
@@ -29,13 +29,13 @@ long callsAsked() {
     return asked != nullptr ? std::atol(asked) : 100'000;
 }
 
-/// The library initialised in a quiet world, its threads running freely; ends the process when it takes too long.
+/// The library initialised on a quiet controller, its threads running freely; ends the process when it takes too long.
 class Storm : public testing::Test {
 protected:
     Storm() {
         alarm(static_cast<unsigned>(110 + callsAsked() / 5000));
-        world_.isQuiet = true;
-        answerFrom(&world_);
+        controller_.isQuiet = true;
+        answerFrom(&controller_);
         letThreadsRun(true);
         StatusHolder status;
         zuqxmtk_initialize(status.get());
@@ -48,7 +48,7 @@ protected:
         alarm(0);
     }
 
-    World world_;
+    SimulatedController controller_;
 };
 
 constexpr std::int32_t kRefusedMetadata = -52024;  ///< The monitoring thread's error as the host sees it.
@@ -155,14 +155,14 @@ TEST_F(Storm, OfEightThreadsStepsDocumentsAndErrorsDeliversEachErrorOnceAndFails
     const long errors = tally.steps;
     for (long error = 1; error <= errors; ++error) {
         tally.awaitCalls(error, errors + 1);
-        world_.refusesMetadata = true;
+        controller_.refusesMetadata = true;
         tally.awaitErrors(error);
         EXPECT_EQ(tally.delivered(), error);
     }
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(tally.failures(), 0);
     EXPECT_EQ(tally.delivered(), errors);
-    EXPECT_EQ(world_.refusedMetadata, errors);
+    EXPECT_EQ(controller_.refusedMetadata, errors);
     std::cout << "storm: " << callsAsked() << " calls of " << kThreads << " threads, " << tally.steps << " steps, "
               << tally.documents << " documents, " << errors << " errors of the monitoring thread delivered "
               << tally.delivered() << " times, " << tally.failures() << " other errors\n";
@@ -181,13 +181,13 @@ TEST_F(Storm, DeliversEachErrorOfTheMonitoringThreadToOneCallOnly) {
         });
     }
     for (long error = 1; error <= kErrors; ++error) {
-        world_.refusesMetadata = true;
+        controller_.refusesMetadata = true;
         while (delivered < error) std::this_thread::yield();
         EXPECT_EQ(delivered, error);
     }
     isOver = true;
     for (std::thread& thread : threads) thread.join();
-    EXPECT_EQ(delivered, world_.refusedMetadata);
+    EXPECT_EQ(delivered, controller_.refusedMetadata);
     EXPECT_EQ(delivered, kErrors);
 }
 
@@ -223,9 +223,9 @@ TEST_F(Storm, LetsNeitherGetTimeNorSteeringWaitForAnAlignment) {
 
 TEST(StormOfLives, AThousandLivesLeaveNothing) {
     alarm(300);
-    World world;
-    world.isQuiet = true;
-    answerFrom(&world);
+    SimulatedController controller;
+    controller.isQuiet = true;
+    answerFrom(&controller);
     letThreadsRun(true);
     for (int life = 0; life < 1000; ++life) {
         StatusHolder status;
@@ -235,9 +235,9 @@ TEST(StormOfLives, AThousandLivesLeaveNothing) {
     }
     letThreadsRun(false);
     answerFrom(nullptr);
-    world.noteWhatIsLeft();
-    EXPECT_EQ(world.journal().back().find('='), std::string::npos);      // no descriptor
-    EXPECT_EQ(world.journal().back().find("alive"), std::string::npos);  // no child
+    controller.noteWhatIsLeft();
+    EXPECT_EQ(controller.journal().back().find('='), std::string::npos);      // no descriptor
+    EXPECT_EQ(controller.journal().back().find("alive"), std::string::npos);  // no child
     std::cout << "storm: 1000 lives, nothing left\n";
     alarm(0);
 }

@@ -9,12 +9,12 @@ namespace {
 
 constexpr std::int64_t kStepNs = 1'500'000;
 
-void nothing(Subject&, World&) {}
+void nothing(Subject&, SimulatedController&) {}
 
-void start(Subject& subject, World&) { subject.initialize(); }
+void start(Subject& subject, SimulatedController&) { subject.initialize(); }
 
 /// What a host does after trouble: it asks until it knows, steps, steers, and goes.
-void goOn(Subject& subject, World&) {
+void goOn(Subject& subject, SimulatedController&) {
     subject.getTime();  // collects what the monitoring thread may have met
     subject.getTime();
     subject.snapTime(-399);
@@ -28,7 +28,7 @@ void goOn(Subject& subject, World&) {
 }
 
 /// After a start that failed or not: it is tried again, from a clean state.
-void startAgain(Subject& subject, World&) {
+void startAgain(Subject& subject, SimulatedController&) {
     subject.getTime();
     subject.finalize();
     subject.initialize();
@@ -36,32 +36,32 @@ void startAgain(Subject& subject, World&) {
     subject.finalize();
 }
 
-void loseAnInterface(Subject& subject, World& world) {
+void loseAnInterface(Subject& subject, SimulatedController& controller) {
     subject.initialize();
-    world.interfaces[0].isUp = false;
+    controller.interfaces[0].isUp = false;
     subject.tick();
-    world.interfaces[0].isUp = true;
+    controller.interfaces[0].isUp = true;
 }
 
-void stopTheFpga(Subject& subject, World& world) {
+void stopTheFpga(Subject& subject, SimulatedController& controller) {
     subject.initialize();
-    world.fpgaIsRunning = false;
+    controller.fpgaIsRunning = false;
 }
 
-void tick(Subject& subject, World&) { subject.tick(); }
+void tick(Subject& subject, SimulatedController&) { subject.tick(); }
 
-void stepOnce(Subject& subject, World&) {
+void stepOnce(Subject& subject, SimulatedController&) {
     subject.snapTime(kStepNs);
     subject.tick();
 }
 
-void stepTwice(Subject& subject, World&) {
+void stepTwice(Subject& subject, SimulatedController&) {
     subject.snapTime(kStepNs);
     subject.snapTime(-kStepNs);
     subject.tick();
 }
 
-void steer(Subject& subject, World&) {
+void steer(Subject& subject, SimulatedController&) {
     subject.setCorrection(-12000);
     subject.getCorrection();
     subject.setCorrection(62001);
@@ -75,10 +75,10 @@ const std::vector<Story> kStories{
     {"idle service", start, tick, goOn},
     {"service of a returning I210", loseAnInterface, tick, goOn},
     {"service of a stopped FPGA", stopTheFpga, tick, goOn},
-    {"metadata", start, [](Subject& subject, World&) { subject.applyMetaData(true); }, goOn},
+    {"metadata", start, [](Subject& subject, SimulatedController&) { subject.applyMetaData(true); }, goOn},
     {"steering", start, steer, goOn},
-    {"getTime", start, [](Subject& subject, World&) { subject.getTime(); }, goOn},
-    {"finalize", start, [](Subject& subject, World&) { subject.finalize(); }, startAgain},
+    {"getTime", start, [](Subject& subject, SimulatedController&) { subject.getTime(); }, goOn},
+    {"finalize", start, [](Subject& subject, SimulatedController&) { subject.finalize(); }, startAgain},
 };
 
 }  // namespace

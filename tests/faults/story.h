@@ -6,16 +6,16 @@
 #include <string>
 #include <vector>
 
+#include "tests/faults/simulatedController.h"
 #include "tests/faults/subject.h"
-#include "tests/faults/world.h"
 
 namespace faults {
 
 struct Story {
     std::string name;
-    std::function<void(Subject&, World&)> before;
-    std::function<void(Subject&, World&)> swept;
-    std::function<void(Subject&, World&)> after;
+    std::function<void(Subject&, SimulatedController&)> before;
+    std::function<void(Subject&, SimulatedController&)> swept;
+    std::function<void(Subject&, SimulatedController&)> after;
 };
 
 const Story& storyNamed(const std::string& name);

@@ -4,11 +4,11 @@
 
 #include <cstdint>
 
-#include "tests/faults/world.h"
+#include "tests/faults/simulatedController.h"
 
 namespace faults {
 
-/// Each operation writes what a host sees of it into the world's journal. Threads: one.
+/// Each operation writes what a host sees of it into the controller's journal. Threads: one.
 class Subject {
 public:
     virtual ~Subject() = default;

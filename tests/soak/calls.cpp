@@ -28,7 +28,7 @@ bool mayFail(const board_call& call) noexcept {
     const bool isOfNothing = call.target == BOARD_TARGET_ANY && call.kind != BOARD_CALL_NANOSLEEP;
     if (isOfNothing) return false;  // what is not there cannot be opened anyhow
     const bool isRequestOfFpga = call.target == BOARD_TARGET_FPGA && call.kind == BOARD_CALL_IOCTL;
-    const bool mayBeReleased = theWeather.isFinalizing || (theWeather.isInitializing && !theWeather.isWorldWhole);
+    const bool mayBeReleased = theWeather.isFinalizing || (theWeather.isInitializing && !theWeather.isControllerWhole);
     return !(isRequestOfFpga && mayBeReleased);
 }
 

@@ -17,7 +17,7 @@ struct Weather {
     bool isFaulty = false;
     bool isInitializing = false;
     bool isFinalizing = false;
-    bool isWorldWhole = true;  ///< Every driver is there, so that nothing but a fault can fail an initialisation.
+    bool isControllerWhole = true;  ///< Every driver is there, so that nothing but a fault can fail an initialisation.
     std::uint64_t errorLinesBefore = 0;  ///< When the initialisation began.
 };
 

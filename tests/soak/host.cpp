@@ -33,7 +33,9 @@ constexpr const char* kBadMetadata = R"({"selectedTRInstID":"a","selectedTROffse
 
 }  // namespace
 
-Host::Host(World& world, std::uint64_t seed) : world_(world), random_(seed) { atStart_ = takeCensus(); }
+Host::Host(Controller& controller, std::uint64_t seed) : controller_(controller), random_(seed) {
+    atStart_ = takeCensus();
+}
 
 void Host::demand(bool isTrue, const std::string& text) {
     if (!isTrue) ledger().violate(text);
@@ -62,7 +64,7 @@ void Host::initialize() {
     failedRequestsOfHour_ += tally().failedPtpRequests;
     tally().faults = tally().failedPtpRequests = tally().failedFpgaLoads = tally().taken = 0;
     weather().isInitializing = true;
-    weather().isWorldWhole = world_.isWhole();
+    weather().isControllerWhole = controller_.isWhole();
     weather().errorLinesBefore = ledger().errorLineCount();
     testsupport::StatusHolder status;
     ledger().hostCallBegins(true);
@@ -84,7 +86,7 @@ void Host::finalize() {
 
 void Host::act() {
     if (!isInitialized_) {
-        world_.restore();
+        controller_.restore();
         initialize();
         return;
     }
@@ -120,7 +122,7 @@ void Host::act() {
             initialize();
             break;
         default:
-            world_.happen(random_);
+            controller_.happen(random_);
             break;
     }
 }
@@ -128,36 +130,37 @@ void Host::act() {
 void Host::liveOneHour() {
     const std::uint64_t endNs = (figures_.hours + 1) * static_cast<std::uint64_t>(kSecondsPerHour * kNsPerSecond);
     const std::uint64_t restNs = endNs - static_cast<std::uint64_t>(kRestS * kNsPerSecond);
-    world_.beginHour();
+    controller_.beginHour();
     failedRequestsOfHour_ = 0;
     weather().isFaulty = true;
-    while (world_.rawNs() < restNs && !ledger().isViolated()) {
-        const double leftS = static_cast<double>(restNs - world_.rawNs()) / kNsPerSecond;
-        world_.sleepS(std::min(leftS, 1 + static_cast<double>(random_.below(60'000)) / 1000));
+    while (controller_.rawNs() < restNs && !ledger().isViolated()) {
+        const double leftS = static_cast<double>(restNs - controller_.rawNs()) / kNsPerSecond;
+        controller_.sleepS(std::min(leftS, 1 + static_cast<double>(random_.below(60'000)) / 1000));
         act();
     }
     weather().isFaulty = false;
     rest();
-    if (world_.rawNs() < endNs) world_.sleepS(static_cast<double>(endNs - world_.rawNs()) / kNsPerSecond);
+    if (controller_.rawNs() < endNs)
+        controller_.sleepS(static_cast<double>(endNs - controller_.rawNs()) / kNsPerSecond);
     ++figures_.hours;
 }
 
 void Host::rest() {
-    world_.restore();
+    controller_.restore();
     if (isInitialized_) applyMetaData(true);
-    world_.sleepS(20);  // an alignment that is under way ends, what came back is aligned
+    controller_.sleepS(20);  // an alignment that is under way ends, what came back is aligned
     collectErrors();
     demand(ledger().outstandingCount() == 0, "a fault was never reported");
     if (needsRestart()) restart();
     collectErrors();  // those of the session before
     snapTime(0);
-    world_.sleepS(10);
+    controller_.sleepS(10);
     collectErrors();
     applyMetaData(true);  // at a quiet moment: a text that comes at a busy one is dropped
     const std::uint64_t errorLines = ledger().errorLineCount();
     expectAligned("after a step by nothing");
     flapEverything();
-    world_.sleepS(90);
+    controller_.sleepS(90);
     expectAligned("at rest");
     expectSystemClockFollows();
     demand(ledger().errorLineCount() == errorLines, "an error was logged at rest");
@@ -179,7 +182,7 @@ void Host::collectErrors() {
 /// could not be found again; not otherwise.
 bool Host::needsRestart() {
     failedRequestsOfHour_ += tally().failedPtpRequests;
-    const bool wasKilled = world_.takeWasKilled();
+    const bool wasKilled = controller_.takeWasKilled();
     if (!isInitialized_) return true;
     const Census census = takeCensus();
     const int due = static_cast<int>(tally().refused + tally().taken);
@@ -191,19 +194,19 @@ bool Host::needsRestart() {
     demand(heldOfFpga == 1 || tally().failedPtpRequests + tally().failedFpgaLoads > 0,
            "the FPGA was lost without a fault");
     // phc2sys steps the system clock once, when it starts; what comes later it takes off at 92 ms a second.
-    const bool isSystemClockFarOff = std::abs(world_.truth().difference_ns[BOARD_CLOCK_SYSTEM]) > kNsPerSecond;
-    return wasKilled || isSystemClockFarOff || tally().taken < World::kInterfaces || held < due || heldOfFpga < 1;
+    const bool isSystemClockFarOff = std::abs(controller_.truth().difference_ns[BOARD_CLOCK_SYSTEM]) > kNsPerSecond;
+    return wasKilled || isSystemClockFarOff || tally().taken < Controller::kInterfaces || held < due || heldOfFpga < 1;
 }
 
 /// Kept on purpose by the library: after a failed request a clock keeps the number of a descriptor that is closed. A
 /// second clock that is opened anew gets that number, both then step the one clock, and each doubled step overshoots
 /// the other's until the time has left its range. No initialisation mends that; a host's operator sets the clock.
 void Host::setClocksThatRanAway() {
-    const board_truth truth = world_.truth();
-    for (int at = 0; at < World::kInterfaces; ++at) {
+    const board_truth truth = controller_.truth();
+    for (int at = 0; at < Controller::kInterfaces; ++at) {
         if (std::abs(truth.difference_ns[BOARD_CLOCK_PHC(at)]) < kOneDayNs) continue;
         demand(failedRequestsOfHour_ > 0, "a clock ran away and no request on a clock had failed");
-        world_.doEvent(BOARD_EVENT_PHC_RESET, BOARD_TARGET_INTERFACE(at));
+        controller_.doEvent(BOARD_EVENT_PHC_RESET, BOARD_TARGET_INTERFACE(at));
         ++figures_.runaways;
     }
 }
@@ -223,27 +226,28 @@ void Host::initializeAnew() {
     expectNothingLeft();
     setClocksThatRanAway();
     initialize();
-    demand(isInitialized_ && tally().taken == World::kInterfaces, "the library cannot be initialised without a fault");
+    demand(isInitialized_ && tally().taken == Controller::kInterfaces,
+           "the library cannot be initialised without a fault");
 }
 
 void Host::flapEverything() {
-    for (int at = 0; at < World::kInterfaces; ++at) {
-        world_.doEvent(BOARD_EVENT_INTERFACE_DOWN, BOARD_TARGET_INTERFACE(at));
+    for (int at = 0; at < Controller::kInterfaces; ++at) {
+        controller_.doEvent(BOARD_EVENT_INTERFACE_DOWN, BOARD_TARGET_INTERFACE(at));
     }
-    world_.doEvent(BOARD_EVENT_FPGA_STOP, BOARD_TARGET_FPGA);
-    world_.doEvent(BOARD_EVENT_JUMP, BOARD_TARGET_FPGA, -70'000);
-    world_.sleepS(5);
-    for (int at = 0; at < World::kInterfaces; ++at) {
-        world_.doEvent(BOARD_EVENT_INTERFACE_UP, BOARD_TARGET_INTERFACE(at));
-        world_.doEvent(BOARD_EVENT_JUMP, BOARD_TARGET_INTERFACE(at), 50'000);
+    controller_.doEvent(BOARD_EVENT_FPGA_STOP, BOARD_TARGET_FPGA);
+    controller_.doEvent(BOARD_EVENT_JUMP, BOARD_TARGET_FPGA, -70'000);
+    controller_.sleepS(5);
+    for (int at = 0; at < Controller::kInterfaces; ++at) {
+        controller_.doEvent(BOARD_EVENT_INTERFACE_UP, BOARD_TARGET_INTERFACE(at));
+        controller_.doEvent(BOARD_EVENT_JUMP, BOARD_TARGET_INTERFACE(at), 50'000);
     }
-    world_.doEvent(BOARD_EVENT_FPGA_RUN, BOARD_TARGET_FPGA);
-    world_.sleepS(5);
+    controller_.doEvent(BOARD_EVENT_FPGA_RUN, BOARD_TARGET_FPGA);
+    controller_.sleepS(5);
     expectAligned("after coming back");
 }
 
 void Host::expectAligned(const char* when) {
-    const board_truth truth = world_.truth();
+    const board_truth truth = controller_.truth();
     for (std::uint32_t clock = 0; clock < truth.clock_count; ++clock) {
         if (clock == BOARD_CLOCK_SYSTEM) continue;
         const std::int64_t apartNs = std::abs(truth.difference_ns[clock]);
@@ -256,9 +260,9 @@ void Host::expectAligned(const char* when) {
 
 /// phc2sys follows a clock that the library may leave up to 100 ns away, so the system clock is held against that one.
 void Host::expectSystemClockFollows() {
-    const board_truth truth = world_.truth();
+    const board_truth truth = controller_.truth();
     const std::int64_t apartNs =
-        std::abs(truth.difference_ns[BOARD_CLOCK_SYSTEM] - truth.difference_ns[World::kSystemTimeSource]);
+        std::abs(truth.difference_ns[BOARD_CLOCK_SYSTEM] - truth.difference_ns[Controller::kSystemTimeSource]);
     demand(truth.enabled[BOARD_CLOCK_SYSTEM] != 0, "phc2sys does not run at rest");
     demand(apartNs <= kServoToleranceNs, "the system clock is " + std::to_string(apartNs) + " ns away from its source");
     figures_.worstOfSystemNs = std::max(figures_.worstOfSystemNs, apartNs);
@@ -268,7 +272,8 @@ void Host::expectNothingGrew() {
     const Census census = takeCensus();
     const LiveMemory memory = liveMemory();
     constexpr int kDrivers = 3;  // Ferrox, FPGA, Si514
-    const int descriptorsDue = atStart_.descriptors + static_cast<int>(tally().refused) + World::kInterfaces + kDrivers;
+    const int descriptorsDue =
+        atStart_.descriptors + static_cast<int>(tally().refused) + Controller::kInterfaces + kDrivers;
     demand(census.descriptors == descriptorsDue,
            std::to_string(census.descriptors) + " descriptors instead of " + std::to_string(descriptorsDue));
     demand(census.threads == 2 + kWatchdogThreads, std::to_string(census.threads) + " threads");
@@ -305,8 +310,8 @@ void Host::reapChildren() {
     std::uint32_t reaped = 0;
     while (waitpid(-1, nullptr, WNOHANG) > 0) ++reaped;
     if (tally().failedKills > 0) {
-        world_.doEvent(BOARD_EVENT_KILL_CHILD, BOARD_TARGET_PHC2SYS, SIGKILL);
-        world_.takeWasKilled();
+        controller_.doEvent(BOARD_EVENT_KILL_CHILD, BOARD_TARGET_PHC2SYS, SIGKILL);
+        controller_.takeWasKilled();
         while (waitpid(-1, nullptr, WNOHANG) > 0) ++reaped;
     }
     demand(reaped == tally().spawned,

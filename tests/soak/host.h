@@ -1,15 +1,14 @@
-// A host's life with the library: an hour of random calls in a world full of faults, then a rest in which everything
-// must be in order.
-// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+// A host's life with the library: an hour of random calls on a controller full of faults, then a rest in which
+// everything must be in order. SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>
 #include <string>
 
 #include "tests/soak/census.h"
+#include "tests/soak/controller.h"
 #include "tests/soak/faultPlan.h"
 #include "tests/soak/liveMemory.h"
-#include "tests/soak/world.h"
 
 namespace soak {
 
@@ -25,7 +24,7 @@ struct Figures {
 /// host goes on until the hour is over.
 class Host {
 public:
-    Host(World& world, std::uint64_t seed);
+    Host(Controller& controller, std::uint64_t seed);
     /// 57 minutes with faults, 3 minutes without, at the end of which everything is looked at.
     void liveOneHour();
     void finish();
@@ -56,7 +55,7 @@ private:
     void reapChildren();
     void demand(bool isTrue, const std::string& text);
 
-    World& world_;
+    Controller& controller_;
     Random random_;
     Figures figures_;
     Census atStart_;

@@ -14,10 +14,10 @@
 #include <sys/resource.h>
 
 #include "tests/soak/calls.h"
+#include "tests/soak/controller.h"
 #include "tests/soak/host.h"
 #include "tests/soak/ledger.h"
 #include "tests/soak/watchdog.h"
-#include "tests/soak/world.h"
 
 namespace {
 
@@ -32,7 +32,7 @@ constexpr unsigned kSecondsPerHour = 60;  // a hundredth of a second is usual
 constexpr std::uint64_t kHoursPerReport = 24 * 30;
 
 Options options;
-std::unique_ptr<World> world;
+std::unique_ptr<Controller> controller;
 std::atomic<std::uint64_t> hoursLived{0};
 
 [[noreturn]] void refuse(const char* word) {
@@ -60,7 +60,7 @@ void readOptions(int argc, char** argv) {
 
 std::string describe() {
     return "seed " + std::to_string(options.seed) + ", simulated " +
-           std::to_string(world ? world->rawNs() / 1'000'000'000 : 0) + " s";
+           std::to_string(controller ? controller->rawNs() / 1'000'000'000 : 0) + " s";
 }
 
 /// A year leaves some hundred descriptors of refused clocks, as it must.
@@ -106,8 +106,8 @@ int main(int argc, char** argv) {
     startWatchdog(
         kSecondsPerHour, [] { return hoursLived.load(); }, describe);
     seedFaults(options.seed);
-    world = std::make_unique<World>(options.seed);
-    Host host(*world, options.seed + 1);
+    controller = std::make_unique<Controller>(options.seed);
+    Host host(*controller, options.seed + 1);
     while (host.figures().hours < options.hours && !ledger().isViolated()) {
         host.liveOneHour();
         ++hoursLived;
@@ -123,8 +123,8 @@ int main(int argc, char** argv) {
                   << options.seed << std::endl;
         std::_Exit(1);
     }
-    const std::uint64_t events = world->eventCount();
-    world.reset();  // the clock is the machine's again
+    const std::uint64_t events = controller->eventCount();
+    controller.reset();  // the clock is the machine's again
     printFigures(host.figures(), events,
                  std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count());
     return 0;

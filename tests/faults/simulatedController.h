@@ -1,4 +1,4 @@
-// The world around the library as a fault sweep needs it: small, single-file, repeatable, every call numbered and
+// The simulated controller around the library as a fault sweep needs it: small, repeatable, every call numbered and
 // written down.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
@@ -78,8 +78,8 @@ struct Interface {
     std::deque<std::uint64_t> events{};
 };
 
-/// What differs from the usual world.
-struct WorldOptions {
+/// What differs from the usual controller.
+struct ControllerOptions {
     int lowestDescriptor = 10;
     std::string firstName = "enp2s0";
     std::string secondName = "enp1s0";
@@ -89,11 +89,11 @@ struct WorldOptions {
 /// Two I210s, the FPGA, the Ferrox chip, the oscillator and the system clock, in integers. Time moves 1 us a call.
 /// Every step of a slave loses 1.5 us. Threads: thread-safe. Failure: none of its own; what the calls report is their
 /// answer.
-class World {
+class SimulatedController {
 public:
-    explicit World(const WorldOptions& options = {});
+    explicit SimulatedController(const ControllerOptions& options = {});
 
-    // The calls. Descriptors are numbers of this world's own.
+    // The calls. Descriptors are numbers of this controller's own.
     Answer open(const char* path, int flags);
     Answer close(int fd);
     Answer read(int fd, void* buffer, std::size_t length);
@@ -180,7 +180,7 @@ private:
     void emitEpoch();
     std::string describeRequest(int fd, unsigned long request, const void* argument);
 
-    const WorldOptions options_;
+    const ControllerOptions options_;
     mutable std::mutex mutex_;
     std::vector<std::string> journal_;
     std::optional<FaultPlan> plan_;

@@ -1,6 +1,6 @@
-// The world around the library as a fault sweep needs it.
+// The simulated controller around the library as a fault sweep needs it.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include "tests/faults/world.h"
+#include "tests/faults/simulatedController.h"
 
 #include <dirent.h>
 #include <linux/ethtool.h>
@@ -61,7 +61,7 @@ std::string Outcome::describe() const {
     return "count " + text(count.value_or(-1));
 }
 
-World::World(const WorldOptions& options)
+SimulatedController::SimulatedController(const ControllerOptions& options)
     : interfaces{{{options.firstName, 1, 3'200'000'000}, {options.secondName, 0, -412}}}, options_(options) {
     const std::string net = "/sys/class/net/";
     for (const std::string& name : {options.firstName, options.secondName}) {
@@ -76,23 +76,25 @@ World::World(const WorldOptions& options)
     files_[kSi514 + "/0-0055/ppb_offset"] = "0.000000\n";
 }
 
-void World::arm(const FaultPlan& plan) {
+void SimulatedController::arm(const FaultPlan& plan) {
     plan_ = plan;
     position_ = 0;
     met_.reset();
 }
 
-void World::disarm() { plan_.reset(); }
+void SimulatedController::disarm() { plan_.reset(); }
 
-void World::note(std::string line) {
+void SimulatedController::note(std::string line) {
     const std::lock_guard lock(mutex_);
     if (isQuiet) journal_.clear();
     journal_.push_back(std::move(line));
 }
 
-void World::syslog(int priority, std::string_view line) { note("syslog " + text(priority) + " " + std::string(line)); }
+void SimulatedController::syslog(int priority, std::string_view line) {
+    note("syslog " + text(priority) + " " + std::string(line));
+}
 
-void World::noteWhatIsLeft() {
+void SimulatedController::noteWhatIsLeft() {
     std::string line = "left:";
     for (const auto& [fd, descriptor] : descriptors_) line += " " + text(fd) + "=" + descriptor.path;
     for (const auto& [pid, lives] : children_) line += (lives ? " alive " : " zombie ") + text(pid);
@@ -100,7 +102,7 @@ void World::noteWhatIsLeft() {
 }
 
 /// Writes the call down and says whether it is to fail.
-const Outcome* World::enter(Call call, std::string line, bool isDriver) {
+const Outcome* SimulatedController::enter(Call call, std::string line, bool isDriver) {
     nowNs_ += kCallNs;
     if (isQuiet) journal_.clear();
     journal_.push_back(std::move(line));
@@ -114,19 +116,19 @@ const Outcome* World::enter(Call call, std::string line, bool isDriver) {
     return outcome.error != 0 || outcome.count || outcome.driverStatus != 0 ? &outcome : nullptr;
 }
 
-void World::leave(const Answer& answer) {
+void SimulatedController::leave(const Answer& answer) {
     journal_.back() += " = " + text(answer.value);
     if (answer.error != 0) journal_.back() += " errno " + text(answer.error);
 }
 
 /// A call of which only its coming about matters: 0, or the error as its result.
-Answer World::plain(Call call, std::string line) {
+Answer SimulatedController::plain(Call call, std::string line) {
     const std::lock_guard lock(mutex_);
     const Outcome* const fault = enter(call, std::move(line));
     return finish({fault != nullptr ? fault->error : 0, 0});
 }
 
-Answer World::makeDescriptor(std::string path) {
+Answer SimulatedController::makeDescriptor(std::string path) {
     if (descriptors_.size() >= mostDescriptors) return {-1, EMFILE};
     int fd = options_.lowestDescriptor;
     while (descriptors_.contains(fd)) ++fd;
@@ -134,12 +136,12 @@ Answer World::makeDescriptor(std::string path) {
     return {fd, 0};
 }
 
-World::Descriptor* World::find(int fd) {
+SimulatedController::Descriptor* SimulatedController::find(int fd) {
     const auto found = descriptors_.find(fd);
     return found == descriptors_.end() ? nullptr : &found->second;
 }
 
-Interface* World::phcOf(int fd) {
+Interface* SimulatedController::phcOf(int fd) {
     const Descriptor* const descriptor = find(fd);
     if (descriptor == nullptr) return nullptr;
     for (Interface& phc : interfaces) {
@@ -148,9 +150,9 @@ Interface* World::phcOf(int fd) {
     return nullptr;
 }
 
-Interface* World::phcOfClock(int clock) { return phcOf(~(clock >> 3)); }
+Interface* SimulatedController::phcOfClock(int clock) { return phcOf(~(clock >> 3)); }
 
-Answer World::open(const char* path, int flags) {
+Answer SimulatedController::open(const char* path, int flags) {
     const std::lock_guard lock(mutex_);
     const std::string name = path;
     if (const Outcome* fault = enter(Call::open, "open " + name + " " + text(flags))) return finish({-1, fault->error});
@@ -160,7 +162,7 @@ Answer World::open(const char* path, int flags) {
     return finish(makeDescriptor(name));
 }
 
-Answer World::close(int fd) {
+Answer SimulatedController::close(int fd) {
     const std::lock_guard lock(mutex_);
     const Outcome* const fault = enter(Call::close, "close " + text(fd));
     const bool wasOpen = descriptors_.erase(fd) != 0;  // a close that reports an error has closed all the same
@@ -168,7 +170,7 @@ Answer World::close(int fd) {
     return finish(wasOpen ? Answer{0, 0} : Answer{-1, EBADF});
 }
 
-Answer World::read(int fd, void* buffer, std::size_t length) {
+Answer SimulatedController::read(int fd, void* buffer, std::size_t length) {
     const std::lock_guard lock(mutex_);
     const Outcome* const fault = enter(Call::read, "read " + text(fd) + " " + text(length));
     if (fault != nullptr && fault->error != 0) return finish({-1, fault->error});
@@ -192,7 +194,7 @@ Answer World::read(int fd, void* buffer, std::size_t length) {
     return finish({static_cast<long>(count), 0});
 }
 
-Answer World::write(int fd, const void* buffer, std::size_t length) {
+Answer SimulatedController::write(int fd, const void* buffer, std::size_t length) {
     const std::lock_guard lock(mutex_);
     const std::string content(static_cast<const char*>(buffer), length);
     const Outcome* const fault = enter(Call::write, "write " + text(fd) + " " + content);
@@ -205,7 +207,7 @@ Answer World::write(int fd, const void* buffer, std::size_t length) {
     return finish({static_cast<long>(count), 0});
 }
 
-Answer World::seek(int fd, long offset) {
+Answer SimulatedController::seek(int fd, long offset) {
     const std::lock_guard lock(mutex_);
     const Outcome* const fault = enter(Call::seek, "seek " + text(fd) + " " + text(offset));
     if (fault != nullptr && fault->error != 0) return finish({-1, fault->error});
@@ -216,7 +218,7 @@ Answer World::seek(int fd, long offset) {
     return finish({offset, 0});
 }
 
-Answer World::select(int nfds, bool isWatched, long seconds, long microseconds) {
+Answer SimulatedController::select(int nfds, bool isWatched, long seconds, long microseconds) {
     const std::lock_guard lock(mutex_);
     const Outcome* const fault =
         enter(Call::select, "select " + text(nfds) + (isWatched ? " watched " : " unwatched ") + text(seconds) + "." +
@@ -228,14 +230,14 @@ Answer World::select(int nfds, bool isWatched, long seconds, long microseconds) 
     return finish({phc->events.empty() ? 0 : 1, 0});
 }
 
-Answer World::socket(int domain, int type, int protocol) {
+Answer SimulatedController::socket(int domain, int type, int protocol) {
     const std::lock_guard lock(mutex_);
     const std::string line = "socket " + text(domain) + " " + text(type) + " " + text(protocol);
     if (const Outcome* fault = enter(Call::socket, line)) return finish({-1, fault->error});
     return finish(makeDescriptor("socket"));
 }
 
-Answer World::readClock(int clock, std::int64_t& seconds, std::int64_t& nanoseconds) {
+Answer SimulatedController::readClock(int clock, std::int64_t& seconds, std::int64_t& nanoseconds) {
     const std::lock_guard lock(mutex_);
     const Outcome* const fault = enter(Call::readClock, "read clock " + text(clock));
     if (fault != nullptr && clock == 0) return finish({-1, fault->error});
@@ -246,7 +248,7 @@ Answer World::readClock(int clock, std::int64_t& seconds, std::int64_t& nanoseco
     return finish(fault != nullptr ? Answer{-1, fault->error} : Answer{});
 }
 
-Answer World::setClock(int clock, std::int64_t seconds, std::int64_t nanoseconds) {
+Answer SimulatedController::setClock(int clock, std::int64_t seconds, std::int64_t nanoseconds) {
     const std::lock_guard lock(mutex_);
     const std::string line = "set clock " + text(clock) + " " + text(seconds) + "." + text(nanoseconds);
     if (const Outcome* fault = enter(Call::setClock, line)) return finish({-1, fault->error});
@@ -256,8 +258,8 @@ Answer World::setClock(int clock, std::int64_t seconds, std::int64_t nanoseconds
     return finish({});
 }
 
-Answer World::adjustClock(int clock, std::uint32_t modes, std::int64_t frequency, std::int64_t seconds,
-                          std::int64_t fraction) {
+Answer SimulatedController::adjustClock(int clock, std::uint32_t modes, std::int64_t frequency, std::int64_t seconds,
+                                        std::int64_t fraction) {
     const std::lock_guard lock(mutex_);
     const std::string line = "adjust clock " + text(clock) + " modes " + text(modes) + " frequency " + text(frequency) +
                              " by " + text(seconds) + "." + text(fraction);
@@ -271,7 +273,7 @@ Answer World::adjustClock(int clock, std::uint32_t modes, std::int64_t frequency
     return finish({});
 }
 
-Answer World::openDirectory(const char* path) {
+Answer SimulatedController::openDirectory(const char* path) {
     const std::lock_guard lock(mutex_);
     const std::string name = path;
     if (const Outcome* fault = enter(Call::openDirectory, "open directory " + name)) return finish({-1, fault->error});
@@ -279,7 +281,7 @@ Answer World::openDirectory(const char* path) {
     return finish(makeDescriptor(name));
 }
 
-std::optional<World::Entry> World::readDirectory(int directory, int& error) {
+std::optional<SimulatedController::Entry> SimulatedController::readDirectory(int directory, int& error) {
     const std::lock_guard lock(mutex_);
     const std::vector<Entry> network{{".", DT_DIR},    {"..", DT_DIR},
                                      {"lo", DT_LNK},   {options_.firstName, DT_LNK},
@@ -297,14 +299,14 @@ std::optional<World::Entry> World::readDirectory(int directory, int& error) {
     return entries[descriptor->directoryPosition++];
 }
 
-Answer World::closeDirectory(int directory) {
+Answer SimulatedController::closeDirectory(int directory) {
     const std::lock_guard lock(mutex_);
     const Outcome* const fault = enter(Call::closeDirectory, "close directory " + text(directory));
     descriptors_.erase(directory);
     return finish({fault != nullptr ? -1 : 0, fault != nullptr ? fault->error : 0});
 }
 
-Answer World::glob(const char* pattern, int flags, std::string& found) {
+Answer SimulatedController::glob(const char* pattern, int flags, std::string& found) {
     const std::lock_guard lock(mutex_);
     const std::string name = pattern;
     if (const Outcome* fault = enter(Call::glob, "glob " + name + " " + text(flags)))
@@ -316,7 +318,7 @@ Answer World::glob(const char* pattern, int flags, std::string& found) {
     return finish({found.empty() ? 3 : 0, 0});
 }
 
-Answer World::openStream(const char* path, const char* mode) {
+Answer SimulatedController::openStream(const char* path, const char* mode) {
     const std::lock_guard lock(mutex_);
     const std::string name = path;
     if (const Outcome* fault = enter(Call::openStream, "open stream " + name + " " + mode))
@@ -325,7 +327,7 @@ Answer World::openStream(const char* path, const char* mode) {
     return finish(makeDescriptor(name));
 }
 
-Answer World::readStream(int stream, std::string& content) {
+Answer SimulatedController::readStream(int stream, std::string& content) {
     const std::lock_guard lock(mutex_);
     const Outcome* const fault = enter(Call::readStream, "read stream " + text(stream));
     if (fault != nullptr && fault->error != 0) return finish({0, fault->error});
@@ -338,14 +340,14 @@ Answer World::readStream(int stream, std::string& content) {
     return finish({static_cast<long>(content.size()), 0});
 }
 
-Answer World::closeStream(int stream) {
+Answer SimulatedController::closeStream(int stream) {
     const std::lock_guard lock(mutex_);
     const Outcome* const fault = enter(Call::closeStream, "close stream " + text(stream));
     descriptors_.erase(stream);
     return finish({fault != nullptr ? -1 : 0, fault != nullptr ? fault->error : 0});
 }
 
-Answer World::spawn(int& pid, const char* path, char* const arguments[]) {
+Answer SimulatedController::spawn(int& pid, const char* path, char* const arguments[]) {
     const std::lock_guard lock(mutex_);
     std::string line = std::string("spawn ") + path;
     for (; *arguments != nullptr; ++arguments) line += std::string(" ") + *arguments;
@@ -358,7 +360,7 @@ Answer World::spawn(int& pid, const char* path, char* const arguments[]) {
     return finish({});
 }
 
-Answer World::kill(int pid, int signal) {
+Answer SimulatedController::kill(int pid, int signal) {
     const std::lock_guard lock(mutex_);
     if (const Outcome* fault = enter(Call::kill, "kill " + text(pid) + " " + text(signal)))
         return finish({-1, fault->error});
@@ -367,7 +369,7 @@ Answer World::kill(int pid, int signal) {
     return finish({});
 }
 
-Answer World::sleep(std::int64_t seconds, std::int64_t nanoseconds) {
+Answer SimulatedController::sleep(std::int64_t seconds, std::int64_t nanoseconds) {
     const std::lock_guard lock(mutex_);
     const std::string line = "sleep " + text(seconds) + "." + text(nanoseconds);
     if (const Outcome* fault = enter(Call::sleep, line)) return finish({-1, fault->error});
@@ -376,12 +378,12 @@ Answer World::sleep(std::int64_t seconds, std::int64_t nanoseconds) {
 }
 
 /// The end of a wait for the event: set, or the period over, which is what a sweep fails.
-std::int64_t World::nsUntil(std::int64_t seconds, std::int64_t nanoseconds) const {
+std::int64_t SimulatedController::nsUntil(std::int64_t seconds, std::int64_t nanoseconds) const {
     const std::lock_guard lock(mutex_);
     return seconds * static_cast<std::int64_t>(kNsPerSecond) + nanoseconds - static_cast<std::int64_t>(nowNs_);
 }
 
-Answer World::wait(bool isSignalled, std::int64_t lengthNs) {
+Answer SimulatedController::wait(bool isSignalled, std::int64_t lengthNs) {
     const std::lock_guard lock(mutex_);
     if (isSignalled) {
         journal_.emplace_back("wait: signalled");
@@ -391,7 +393,7 @@ Answer World::wait(bool isSignalled, std::int64_t lengthNs) {
     return finish({fault != nullptr ? fault->error : ETIMEDOUT, 0});
 }
 
-std::string World::describeRequest(int fd, unsigned long request, const void* argument) {
+std::string SimulatedController::describeRequest(int fd, unsigned long request, const void* argument) {
     std::string line = "ioctl " + text(fd) + " " + text(request);
     const Descriptor* const descriptor = find(fd);
     if (descriptor == nullptr) return line;
@@ -411,7 +413,7 @@ std::string World::describeRequest(int fd, unsigned long request, const void* ar
     return line + hex(in, block.inSize == 16 ? 12 : block.inSize);  // what pads a buffer is anything
 }
 
-Answer World::ioctl(int fd, unsigned long request, void* argument) {
+Answer SimulatedController::ioctl(int fd, unsigned long request, void* argument) {
     const std::lock_guard lock(mutex_);
     const Descriptor* const descriptor = find(fd);
     const bool isFpga = descriptor != nullptr && descriptor->path == kFpgaNode;
@@ -429,7 +431,7 @@ Answer World::ioctl(int fd, unsigned long request, void* argument) {
     return finish(phc != nullptr ? phcRequest(*phc, request, argument) : Answer{-1, ENOTTY});
 }
 
-Answer World::interfaceRequest(unsigned long request, void* argument) {
+Answer SimulatedController::interfaceRequest(unsigned long request, void* argument) {
     auto& asked = *static_cast<ifreq*>(argument);
     for (const Interface& interface : interfaces) {
         if (interface.name != asked.ifr_name) continue;
@@ -443,7 +445,7 @@ Answer World::interfaceRequest(unsigned long request, void* argument) {
     return {-1, ENODEV};
 }
 
-Answer World::phcRequest(Interface& phc, unsigned long request, void* argument) {
+Answer SimulatedController::phcRequest(Interface& phc, unsigned long request, void* argument) {
     if (request == 0x80503D01) {
         auto& capabilities = *static_cast<ptp_clock_caps*>(argument);
         capabilities.n_ext_ts = 2;
@@ -461,7 +463,8 @@ Answer World::phcRequest(Interface& phc, unsigned long request, void* argument) 
     return {};
 }
 
-Answer World::driverRequest(bool isFpga, unsigned long request, void* argument, std::int32_t driverStatus) {
+Answer SimulatedController::driverRequest(bool isFpga, unsigned long request, void* argument,
+                                          std::int32_t driverStatus) {
     auto& block = *static_cast<MethodArguments*>(argument);
     std::uint64_t value = 0;
     if (block.inSize == 16) std::memcpy(&value, reinterpret_cast<const void*>(block.in), sizeof value);
@@ -475,7 +478,7 @@ Answer World::driverRequest(bool isFpga, unsigned long request, void* argument, 
     return {};
 }
 
-std::uint64_t World::ferroxMethod(unsigned method, std::uint64_t argument, bool isRefused) {
+std::uint64_t SimulatedController::ferroxMethod(unsigned method, std::uint64_t argument, bool isRefused) {
     switch (method) {
         case 0:
             return nowNs_ + static_cast<std::uint64_t>(ferroxOffsetNs_);
@@ -492,7 +495,7 @@ std::uint64_t World::ferroxMethod(unsigned method, std::uint64_t argument, bool 
     }
 }
 
-std::uint64_t World::fpgaMethod(unsigned method, std::uint64_t argument, bool isRefused) {
+std::uint64_t SimulatedController::fpgaMethod(unsigned method, std::uint64_t argument, bool isRefused) {
     switch (method) {
         case 0:
             if (!isRefused) fpgaOffsetNs_ = sum(fpgaOffsetNs_, argument - kStepLossNs);
@@ -513,7 +516,7 @@ std::uint64_t World::fpgaMethod(unsigned method, std::uint64_t argument, bool is
 }
 
 /// One pulse on every clock: a rising and a falling edge where pins are armed.
-void World::emitEpoch() {
+void SimulatedController::emitEpoch() {
     ferroxEpochNs_ = nowNs_ + static_cast<std::uint64_t>(ferroxOffsetNs_);
     if (edgesThatTheFpgaMisses > 0) {
         --edgesThatTheFpgaMisses;

@@ -13,15 +13,15 @@ namespace soak {
 
 /// Two I210s, FPGA, Ferrox, Si514 and phc2sys, switched on for the length of its life, in virtual time. What is out of
 /// order is known, so that it can be put in order again. Threads: bound to the one that made it.
-class World {
+class Controller {
 public:
     static constexpr int kInterfaces = 2;
     static constexpr int kSystemTimeSource = BOARD_CLOCK_PHC(1);  ///< enp1s0 is the second that the kernel lists.
 
-    explicit World(std::uint64_t seed);
-    ~World();
-    World(const World&) = delete;
-    World& operator=(const World&) = delete;
+    explicit Controller(std::uint64_t seed);
+    ~Controller();
+    Controller(const Controller&) = delete;
+    Controller& operator=(const Controller&) = delete;
 
     /// Something happens, or something that happened is over.
     void happen(Random& random);

@@ -1,6 +1,6 @@
 // The controller of the soak, and what happens to it.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include "tests/soak/world.h"
+#include "tests/soak/controller.h"
 
 #include <csignal>
 #include <cstdio>
@@ -25,7 +25,7 @@ constexpr int kMostEdgesToLose = 2;
 
 }  // namespace
 
-World::World(std::uint64_t seed) {
+Controller::Controller(std::uint64_t seed) {
     board_config config = halvexboard::parseScenario(testsupport::kUsualBoard, "soak").config;
     config.seed = seed;
     halvexboard::CoreOptions options;
@@ -36,22 +36,22 @@ World::World(std::uint64_t seed) {
     }
 }
 
-World::~World() { halvexboard::switchOff(); }
+Controller::~Controller() { halvexboard::switchOff(); }
 
-void World::sleepS(double seconds) {
+void Controller::sleepS(double seconds) {
     halvexboard::sleepUntil(halvexboard::deadlineAfter(static_cast<std::uint64_t>(seconds * kNsPerSecond)));
 }
 
-std::uint64_t World::rawNs() const { return halvexboard::rawNow(); }
+std::uint64_t Controller::rawNs() const { return halvexboard::rawNow(); }
 
-board_truth World::truth() {
+board_truth Controller::truth() {
     const LockGuard guard(halvexboard::boardLock());
     board_truth all{};
     board_get_truth(halvexboard::model(), halvexboard::rawNow(), &all);
     return all;
 }
 
-void World::doEvent(board_event_kind kind, int target, std::int64_t value) {
+void Controller::doEvent(board_event_kind kind, int target, std::int64_t value) {
     const LockGuard guard(halvexboard::boardLock());
     const board_event_config event{halvexboard::rawNow(), kind, target, value};
     if (board_do_event(halvexboard::model(), event.at_ns, &event) != 0) std::abort();
@@ -60,12 +60,12 @@ void World::doEvent(board_event_kind kind, int target, std::int64_t value) {
     if (kind == BOARD_EVENT_KILL_CHILD) wasKilled_ = true;
 }
 
-bool World::toggle(bool& isOut, board_event_kind out, board_event_kind back, int target) {
+bool Controller::toggle(bool& isOut, board_event_kind out, board_event_kind back, int target) {
     doEvent(isOut ? back : out, target);
     return isOut = !isOut;
 }
 
-void World::happen(Random& random) {
+void Controller::happen(Random& random) {
     const auto which = static_cast<std::size_t>(random.below(kInterfaces));
     const int interface = BOARD_TARGET_INTERFACE(static_cast<int>(which));
     switch (random.below(14)) {
@@ -114,7 +114,7 @@ void World::happen(Random& random) {
     }
 }
 
-void World::restore() {
+void Controller::restore() {
     for (std::size_t at = 0; at < kInterfaces; ++at) {
         const int interface = BOARD_TARGET_INTERFACE(static_cast<int>(at));
         if (isGone_[at]) toggle(isGone_[at], BOARD_EVENT_DRIVER_GONE, BOARD_EVENT_DRIVER_BACK, interface);
@@ -128,10 +128,10 @@ void World::restore() {
     if (isSi514Gone_) toggle(isSi514Gone_, BOARD_EVENT_DRIVER_GONE, BOARD_EVENT_DRIVER_BACK, BOARD_TARGET_SI514);
 }
 
-void World::beginHour() { edgesToLose_ = {}; }
+void Controller::beginHour() { edgesToLose_ = {}; }
 
-bool World::isWhole() const { return !isFpgaGone_ && !isFerroxGone_ && !isSi514Gone_; }
+bool Controller::isWhole() const { return !isFpgaGone_ && !isFerroxGone_ && !isSi514Gone_; }
 
-bool World::takeWasKilled() { return std::exchange(wasKilled_, false); }
+bool Controller::takeWasKilled() { return std::exchange(wasKilled_, false); }
 
 }  // namespace soak
