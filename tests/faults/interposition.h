@@ -1,5 +1,5 @@
-// Functions of the C library, answered by a simulated controller; and the library's threads, made to move one at a
-// time. SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+// Functions of the C library, answered by a simulated controller; and threads that move one at a time.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include "tests/faults/simulatedController.h"

@@ -153,6 +153,9 @@ public:
     long edgesThatTheFpgaMisses = 0;
 
 private:
+    static constexpr const char* kFpgaNode = "/dev/zu/fpga0";
+    static constexpr const char* kFerroxNode = "/dev/zu/ferrox0";
+
     struct Descriptor {
         std::string path;
         std::size_t offset = 0;

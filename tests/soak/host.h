@@ -1,5 +1,6 @@
-// A host's life with the library: an hour of random calls on a controller full of faults, then a rest in which
-// everything must be in order. SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+// A host's life with the library: an hour of random calls on a faulty controller, then a rest in which everything
+// must be in order.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>
