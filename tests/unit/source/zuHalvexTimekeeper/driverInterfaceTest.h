@@ -8,10 +8,12 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "source/zuHalvexTimekeeper/epochDeviceInterface.h"
 #include "tests/support/driverFake.h"
 #include "tests/support/libcHooks.h"
 #include "tests/support/raisedError.h"
@@ -49,6 +51,42 @@ protected:
         testsupport::libcHooks().glob = [](const char*, int, int (*)(const char*, int), glob_t*) {
             return GLOB_ABORTED;
         };
+    }
+    /// Expects that no device is made, for this reason, and that the enumeration is given back once.
+    void expectNotMade(const testsupport::RaisedError& reason) {
+        countEnumerations();
+        EXPECT_EQ(raisedByMaking(), reason);
+        EXPECT_EQ(releases, 1);
+    }
+    /// What making a device throws.
+    virtual testsupport::RaisedError raisedByMaking() = 0;
+    /// What `operation` throws while the driver answers a request otherwise than usual.
+    template <typename Operation>
+    testsupport::RaisedError raisedWhile(unsigned long request, const testsupport::DriverAnswer& answer,
+                                         Operation&& operation) {
+        const auto usual = std::exchange(driver.answers[request], answer);
+        const auto raised = testsupport::raisedBy(operation);
+        driver.answers[request] = usual;
+        return raised;
+    }
+    /// Expects that every offset is handed to the driver unchanged.
+    void expectStepsUnchanged(ClockInterface& device, unsigned long request) {
+        for (const std::int64_t offsetNs : {std::int64_t{0}, std::int64_t{-150}, INT64_MIN, INT64_MAX}) {
+            device.adjustTime(offsetNs);
+            EXPECT_EQ(driver.getLastCall().request, request);
+            EXPECT_EQ(static_cast<std::int64_t>(driver.getLastCall().getArgument()), offsetNs);
+        }
+    }
+    /// Moves the interface; expects that the old one is closed when the device opens the new one, descriptor 2000.
+    void expectReopening(EpochDeviceInterface& device) {
+        publish("/dev/moved");
+        testsupport::libcHooks().open = [this](const char* path, int, mode_t) {
+            EXPECT_EQ(closed, std::vector{1000});
+            openedPaths.push_back(path);
+            return 2000;
+        };
+        device.reinitialize();
+        EXPECT_EQ(openedPaths.back(), "/dev/moved");
     }
     /// Counts the results of glob that are given back.
     void countEnumerations() {

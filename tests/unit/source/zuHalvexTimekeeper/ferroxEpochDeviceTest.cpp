@@ -35,8 +35,7 @@ protected:
 
     void SetUp() override { publish("/dev/ferrox"); }
     FerroxEpochDevice& device() { return device_ ? *device_ : device_.emplace(); }
-    /// What making a device throws.
-    RaisedError raisedByMaking() {
+    RaisedError raisedByMaking() override {
         return raisedBy([] { FerroxEpochDevice device; });
     }
 
@@ -58,33 +57,25 @@ TEST_F(FerroxDevice, HasAFixedName) {
 
 TEST_F(FerroxDevice, IsNotMadeWithoutAnInterface) {
     std::filesystem::remove_all(directory.getRealPath() + "/driver");
-    countEnumerations();
-    EXPECT_EQ(raisedByMaking(), makeError({-52006, "zuplaterr_resourceNotFound", kFile, 49},
-                                          "No matching Ferrox time sync interface was found."));
-    EXPECT_EQ(releases, 1);
+    expectNotMade(makeError({-52006, "zuplaterr_resourceNotFound", kFile, 49},
+                            "No matching Ferrox time sync interface was found."));
     EXPECT_TRUE(openedPaths.empty());
 }
 
 TEST_F(FerroxDevice, IsNotMadeWhenTheEnumerationFails) {
     breakEnumeration();
-    countEnumerations();
-    EXPECT_EQ(raisedByMaking(), driverError(-52003, kFile, 44, "Unable to load FerroxEpochDevice"));
-    EXPECT_EQ(releases, 1);
+    expectNotMade(driverError(-52003, kFile, 44, "Unable to load FerroxEpochDevice"));
 }
 
 TEST_F(FerroxDevice, IsNotMadeWhenThePathOfTheInterfaceCannotBeRead) {
     publish(std::string(256, 'p'));
-    countEnumerations();
-    EXPECT_EQ(raisedByMaking(), driverError(-52019, kFile, 56, "Unable to load FerroxEpochDevice"));
-    EXPECT_EQ(releases, 1);
+    expectNotMade(driverError(-52019, kFile, 56, "Unable to load FerroxEpochDevice"));
     EXPECT_TRUE(openedPaths.empty());
 }
 
 TEST_F(FerroxDevice, IsNotMadeWhenTheInterfaceCannotBeOpened) {
     openError = EBUSY;
-    countEnumerations();
-    EXPECT_EQ(raisedByMaking(), driverError(-52031, kFile, 59, "Unable to load FerroxEpochDevice"));
-    EXPECT_EQ(releases, 1);
+    expectNotMade(driverError(-52031, kFile, 59, "Unable to load FerroxEpochDevice"));
     EXPECT_TRUE(closed.empty());
 }
 
@@ -100,13 +91,13 @@ TEST_F(FerroxDevice, ReadsTheChipsTime) {
     EXPECT_EQ(driver.getRequests(), Requests{kGetTime});
 }
 
-TEST_F(FerroxDevice, TellsThatTheTimeCannotBeRead) {
-    driver.answers[kGetTime] = {.error = EIO};
-    EXPECT_EQ(raisedBy([&] { device().getTime(); }),
+TEST_F(FerroxDevice, TellsThatTheTimeCannotBeReadOrAdjusted) {
+    EXPECT_EQ(raisedWhile(kGetTime, {.error = EIO}, [&] { device().getTime(); }),
               driverError(-52024, kFile, 83, "Unable to get time from FerroxEpochDevice"));
-    driver.answers[kGetTime] = {.status = -77, .value = 5};
-    EXPECT_EQ(raisedBy([&] { device().getTime(); }),
+    EXPECT_EQ(raisedWhile(kGetTime, {.status = -77, .value = 5}, [&] { device().getTime(); }),
               driverError(-77, kFile, 83, "Unable to get time from FerroxEpochDevice"));
+    EXPECT_EQ(raisedWhile(kAdjustTime, {.status = -52005}, [&] { device().adjustTime(1); }),
+              driverError(-52005, kFile, 92, "Unable to adjust time on FerroxEpochDevice"));
 }
 
 TEST_F(FerroxDevice, TakesADriversWarningForSuccess) {
@@ -118,19 +109,7 @@ TEST_F(FerroxDevice, TakesADriversWarningForSuccess) {
     EXPECT_EQ(device().generateEpoch(), 5U);
 }
 
-TEST_F(FerroxDevice, StepsTheChipByTheOffsetUnchanged) {
-    for (const std::int64_t offsetNs : {std::int64_t{0}, std::int64_t{-200}, INT64_MIN, INT64_MAX}) {
-        device().adjustTime(offsetNs);
-        EXPECT_EQ(driver.getLastCall().request, kAdjustTime);
-        EXPECT_EQ(static_cast<std::int64_t>(driver.getLastCall().getArgument()), offsetNs);
-    }
-}
-
-TEST_F(FerroxDevice, TellsThatTheTimeCannotBeAdjusted) {
-    driver.answers[kAdjustTime] = {.status = -52005};
-    EXPECT_EQ(raisedBy([&] { device().adjustTime(1); }),
-              driverError(-52005, kFile, 92, "Unable to adjust time on FerroxEpochDevice"));
-}
+TEST_F(FerroxDevice, StepsTheChipByTheOffsetUnchanged) { expectStepsUnchanged(device(), kAdjustTime); }
 
 TEST_F(FerroxDevice, EmitsTheEpochSignalAndReturnsItsTime) {
     driver.answers[kGetEpochTimestamp] = {.value = 123};
@@ -138,16 +117,11 @@ TEST_F(FerroxDevice, EmitsTheEpochSignalAndReturnsItsTime) {
     EXPECT_EQ(driver.getRequests(), (Requests{kGenerateEpochSignal, kGetEpochTimestamp}));
 }
 
-TEST_F(FerroxDevice, DoesNotReadTheEpochWhenTheSignalFailed) {
-    driver.answers[kGenerateEpochSignal] = {.status = -52024};
-    EXPECT_EQ(raisedBy([&] { device().generateEpoch(); }),
+TEST_F(FerroxDevice, TellsThatTheEpochCannotBeGeneratedAndDoesNotReadItWhenTheSignalFailed) {
+    EXPECT_EQ(raisedWhile(kGenerateEpochSignal, {.status = -52024}, [&] { device().generateEpoch(); }),
               driverError(-52024, kFile, 106, "Unable to generate epoch from FerroxEpochDevice"));
     EXPECT_EQ(driver.getRequests(), Requests{kGenerateEpochSignal});
-}
-
-TEST_F(FerroxDevice, TellsThatTheEpochCannotBeRead) {
-    driver.answers[kGetEpochTimestamp] = {.error = EIO};
-    EXPECT_EQ(raisedBy([&] { device().generateEpoch(); }),
+    EXPECT_EQ(raisedWhile(kGetEpochTimestamp, {.error = EIO}, [&] { device().generateEpoch(); }),
               driverError(-52024, kFile, 110, "Unable to generate epoch from FerroxEpochDevice"));
 }
 
@@ -185,15 +159,7 @@ TEST_F(FerroxDevice, RefusesEveryTimeWhatOnlyASlaveDoes) {
 }
 
 TEST_F(FerroxDevice, ClosesItsInterfaceBeforeItOpensItAgain) {
-    device();
-    publish("/dev/moved");
-    testsupport::libcHooks().open = [this](const char* path, int, mode_t) {
-        EXPECT_EQ(closed, std::vector{1000});
-        openedPaths.push_back(path);
-        return 2000;
-    };
-    device().reinitialize();
-    EXPECT_EQ(openedPaths.back(), "/dev/moved");
+    expectReopening(device());
     device().getTime();
     EXPECT_EQ(driver.getLastCall().fd, 2000);
 }

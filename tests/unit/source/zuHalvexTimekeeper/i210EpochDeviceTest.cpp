@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <limits>
 #include <memory>
 #include <type_traits>
@@ -15,7 +16,6 @@
 namespace halvexTimekeeper {
 namespace {
 
-using testsupport::failFrom;
 using testsupport::failNth;
 using testsupport::makeError;
 using testsupport::OsCallGuard;
@@ -35,7 +35,12 @@ RaisedError unsupported(std::int32_t line, const std::string& message) {
 
 const std::string kLacksCapabilities = "enp1s0 doesn't support PTP properly (external event time stamping capability).";
 
-const Journal kOpening{"ioctl 40 0x80503D01", "ioctl 40 0x40603D07 0", "clock_adjtime 40 0x2"};
+/// What `action` throws when the Nth call of an entry fails.
+template <typename Entry, typename Action>
+RaisedError raisedWith(Entry& entry, int nth, int error, Action&& action) {
+    const OsCallGuard fail{entry, failNth(nth, error)};
+    return raisedBy(action);
+}
 
 struct I210EpochDeviceTest : testing::Test {
     FakeI210 kernel;
@@ -57,9 +62,6 @@ struct I210EpochDeviceTest : testing::Test {
         return {kernel.lastAdjustment.time.tv_sec, kernel.lastAdjustment.time.tv_usec};
     }
 };
-
-// Construction
-// ---------------------------------------------------------------------------------------------------------
 
 TEST_F(I210EpochDeviceTest, FindsAndOpensItsClockWithExactlyTheseCalls) {
     kernel.interfaces["enp1s0"].phcIndex = 12;
@@ -95,19 +97,12 @@ TEST_F(I210EpochDeviceTest, RefusesAnInterfaceWithoutAClockAsUnsupported) {
                                                   "enp1s0 does not have a valid phc index."));
 }
 
-TEST_F(I210EpochDeviceTest, RefusesAClockWithThreePins) {
-    kernel.capabilities = FakeI210::makeCapabilities(2, 2, 3);
-    EXPECT_EQ(raisedBy(constructing()), unsupported(167, kLacksCapabilities));
-}
-
-TEST_F(I210EpochDeviceTest, RefusesAClockWithoutPeriodicOutput) {
-    kernel.capabilities = FakeI210::makeCapabilities(2, 0, 4);
-    EXPECT_EQ(raisedBy(constructing()), unsupported(167, kLacksCapabilities));
-}
-
-TEST_F(I210EpochDeviceTest, RefusesAClockWithoutExternalTimeStamps) {
-    kernel.capabilities = FakeI210::makeCapabilities(0, 2, 4);
-    EXPECT_EQ(raisedBy(constructing()), unsupported(167, kLacksCapabilities));
+TEST_F(I210EpochDeviceTest, RefusesAClockWithThreePinsNoPeriodicOutputOrNoTimeStampsAndLeavesItsDescriptorOpen) {
+    for (const auto& [extTs, perOut, pins] : {std::array{2, 2, 3}, std::array{2, 0, 4}, std::array{0, 2, 4}}) {
+        kernel.capabilities = FakeI210::makeCapabilities(extTs, perOut, pins);
+        EXPECT_EQ(raisedBy(constructing()), unsupported(167, kLacksCapabilities));
+    }
+    EXPECT_EQ(kernel.openDevices, (std::set{40, 41, 42}));
 }
 
 TEST_F(I210EpochDeviceTest, TakesAClockThatHasJustEnoughOfEverything) {
@@ -115,66 +110,41 @@ TEST_F(I210EpochDeviceTest, TakesAClockThatHasJustEnoughOfEverything) {
     EXPECT_NO_THROW(constructing()());
 }
 
-TEST_F(I210EpochDeviceTest, LeavesTheDescriptorOfARefusedClockOpen) {
-    kernel.capabilities = FakeI210::makeCapabilities(2, 2, 3);
-    EXPECT_EQ(raisedBy(constructing()).code, -52002);
-    EXPECT_EQ(kernel.openDevices, std::set{40});
-}
-
 TEST_F(I210EpochDeviceTest, TellsWhyItCouldNotBeMade) {
-    {
-        const OsCallGuard fail{osCalls().open, failNth(1, EACCES)};
-        EXPECT_EQ(raisedBy(constructing()),
-                  communicationsFault(40, "Couldn't open session to device /dev/ptp0. Got error Permission denied"));
-    }
-    {
-        const OsCallGuard fail{osCalls().ioctl, failNth(2, EIO)};
-        EXPECT_EQ(raisedBy(constructing()),
-                  communicationsFault(28, "Couldn't call PTP_CLOCK_GETCAPS enp1s0.Got error Input/output error"));
-    }
-    {
-        const OsCallGuard fail{osCalls().ioctl, failNth(3, EIO)};
-        EXPECT_EQ(raisedBy(constructing()),
-                  communicationsFault(28, "Couldn't call PTP_PIN_SETFUNC on enp1s0.Got error Input/output error"));
-    }
-    const OsCallGuard fail{osCalls().clock_adjtime, failNth(1, EPERM)};
-    EXPECT_EQ(raisedBy(constructing()),
-              communicationsFault(65, "Failed to adjust the frequency on enp1s0.Got error Operation not permitted"));
+    EXPECT_EQ(raisedWith(osCalls().open, 1, EACCES, constructing()),
+              communicationsFault(40, "Couldn't open session to device /dev/ptp0. Got error Permission denied"));
+    EXPECT_EQ(raisedWith(osCalls().ioctl, 2, EIO, constructing()),
+              communicationsFault(28, "Couldn't call PTP_CLOCK_GETCAPS enp1s0.Got error Input/output error"));
+    EXPECT_EQ(raisedWith(osCalls().ioctl, 3, EIO, constructing()),
+              communicationsFault(28, "Couldn't call PTP_PIN_SETFUNC on enp1s0.Got error Input/output error"));
 }
 
 TEST_F(I210EpochDeviceTest, LeavesTheDescriptorOpenWhenTheFrequencyCannotBeZeroed) {
-    const OsCallGuard fail{osCalls().clock_adjtime, failNth(1, EPERM)};
-    EXPECT_EQ(raisedBy(constructing()).code, -52024);
+    EXPECT_EQ(raisedWith(osCalls().clock_adjtime, 1, EPERM, constructing()),
+              communicationsFault(65, "Failed to adjust the frequency on enp1s0.Got error Operation not permitted"));
     EXPECT_EQ(kernel.openDevices, std::set{40});
 }
 
-/// Fails the Nth call of one entry while a device is made, for every N, and expects the code every time.
+/// Fails the Nth call of one entry while a device is made, until none fails it any more, and expects the code every
+/// time.
 template <typename Entry>
-int sweepConstruction(Entry& entry) {
+int countFailuresOfMaking(Entry& entry) {
     for (int nth = 1;; ++nth) {
-        const OsCallGuard fail{entry, failNth(nth, EIO)};
-        const RaisedError raised = raisedBy([] { I210EpochDevice("enp1s0"); });
-        if (!fail.hasFailedACall()) return nth - 1;
-        EXPECT_EQ(raised.code, -52024) << "call " << nth;
+        const std::int32_t code = raisedWith(entry, nth, EIO, [] { I210EpochDevice("enp1s0"); }).code;
+        if (code == 0) return nth - 1;
+        EXPECT_EQ(code, -52024) << "call " << nth;
     }
 }
 
 TEST_F(I210EpochDeviceTest, FailsToBeMadeWithACommunicationsFaultWhicheverCallFails) {
-    EXPECT_EQ(sweepConstruction(osCalls().socket), 1);
-    EXPECT_EQ(sweepConstruction(osCalls().open), 1);
-    EXPECT_EQ(sweepConstruction(osCalls().clock_adjtime), 1);
-    // The fourth is the one of the destructor, and is forgiven.
-    const OsCallGuard noDestructor{osCalls().ioctl, failNth(4, EIO)};
+    EXPECT_EQ(countFailuresOfMaking(osCalls().socket), 1);
+    EXPECT_EQ(countFailuresOfMaking(osCalls().open), 1);
+    EXPECT_EQ(countFailuresOfMaking(osCalls().clock_adjtime), 1);
+    EXPECT_EQ(countFailuresOfMaking(osCalls().ioctl), 3);
+    const OsCallGuard ofTheDestructor{osCalls().ioctl, failNth(4, EIO)};
     EXPECT_NO_THROW(constructing()());
-    EXPECT_TRUE(noDestructor.hasFailedACall());
-    for (int nth = 1; nth <= 3; ++nth) {
-        const OsCallGuard fail{osCalls().ioctl, failNth(nth, EIO)};
-        EXPECT_EQ(raisedBy(constructing()).code, -52024) << "call " << nth;
-    }
+    EXPECT_TRUE(ofTheDestructor.hasFailedACall());
 }
-
-// Closing
-// --------------------------------------------------------------------------------------------------------------
 
 TEST_F(I210EpochDeviceTest, SwitchesThePinOffAndClosesWhenDestroyed) {
     makeDevice().reset();
@@ -235,9 +205,6 @@ TEST_F(I210EpochDeviceDeathTest, EndsTheProcessWhenReinitializingCannotClose) {
         "bad_function_call");
 }
 
-// Reinitialising
-// -------------------------------------------------------------------------------------------------------
-
 TEST_F(I210EpochDeviceTest, ReopensTheSameClockWithoutLookingItUpAgain) {
     const auto device = makeDevice();
     kernel.interfaces["enp1s0"].phcIndex = 5;
@@ -249,10 +216,7 @@ TEST_F(I210EpochDeviceTest, ReopensTheSameClockWithoutLookingItUpAgain) {
 
 TEST_F(I210EpochDeviceTest, KeepsTheStaleNumberAfterAFailedIoctlClosesItAgainAndOpensAFreshOne) {
     const auto device = makeDevice();
-    {
-        const OsCallGuard fail{osCalls().ioctl, failNth(1, EIO)};
-        EXPECT_EQ(raisedBy([&] { device->armEpochCapture(); }).code, -52024);
-    }
+    EXPECT_EQ(raisedWith(osCalls().ioctl, 1, EIO, [&] { device->armEpochCapture(); }).code, -52024);
     EXPECT_TRUE(kernel.openDevices.empty());
     kernel.journal.clear();
     device->reinitialize();
@@ -262,11 +226,8 @@ TEST_F(I210EpochDeviceTest, KeepsTheStaleNumberAfterAFailedIoctlClosesItAgainAnd
 
 TEST_F(I210EpochDeviceTest, SurvivesAFailedReopeningAndCanBeReinitializedLater) {
     const auto device = makeDevice();
-    {
-        const OsCallGuard fail{osCalls().open, failNth(1, ENODEV)};
-        EXPECT_EQ(raisedBy([&] { device->reinitialize(); }),
-                  communicationsFault(40, "Couldn't open session to device /dev/ptp0. Got error No such device"));
-    }
+    EXPECT_EQ(raisedWith(osCalls().open, 1, ENODEV, [&] { device->reinitialize(); }),
+              communicationsFault(40, "Couldn't open session to device /dev/ptp0. Got error No such device"));
     kernel.journal.clear();
     device->reinitialize();
     // Without a descriptor the pin is still asked for, and -1 is closed by the failed ioctl alone.
@@ -282,20 +243,18 @@ TEST_F(I210EpochDeviceTest, RefusesAReopenedClockThatHasLostItsCapabilities) {
     EXPECT_EQ(kernel.openDevices, std::set{41});
 }
 
-// Time
-// -----------------------------------------------------------------------------------------------------------------
-
 TEST_F(I210EpochDeviceTest, ReadsItsClock) {
     const auto device = makeDevice();
     EXPECT_EQ(device->getTime(), 1'700'000'000'000'000'123U);
     EXPECT_EQ(kernel.journal, Journal{"clock_gettime 40"});
 }
 
-TEST_F(I210EpochDeviceTest, TellsWhyItsClockCouldNotBeRead) {
+TEST_F(I210EpochDeviceTest, TellsWhyItsClockCouldNotBeReadOrStepped) {
     const auto device = makeDevice();
-    const OsCallGuard fail{osCalls().clock_gettime, failNth(1, ENODEV)};
-    EXPECT_EQ(raisedBy([&] { device->getTime(); }),
+    EXPECT_EQ(raisedWith(osCalls().clock_gettime, 1, ENODEV, [&] { device->getTime(); }),
               communicationsFault(77, "Could not get time from enp1s0.Got error No such device"));
+    EXPECT_EQ(raisedWith(osCalls().clock_adjtime, 1, EBUSY, [&] { device->adjustTime(1); }),
+              communicationsFault(65, "Could not adjust time on enp1s0.Got error Device or resource busy"));
 }
 
 TEST_F(I210EpochDeviceTest, StepsItsClockByAnOffsetInNanoseconds) {
@@ -320,16 +279,6 @@ TEST_F(I210EpochDeviceTest, KeepsTheNanosecondsOfANegativeStepPositive) {
     EXPECT_EQ(stepAskedFor(*device, std::numeric_limits<std::int64_t>::max()), (Step{9'223'372'036, 854'775'807}));
     EXPECT_EQ(stepAskedFor(*device, std::numeric_limits<std::int64_t>::min()), (Step{-9'223'372'037, 145'224'192}));
 }
-
-TEST_F(I210EpochDeviceTest, TellsWhyItsClockCouldNotBeStepped) {
-    const auto device = makeDevice();
-    const OsCallGuard fail{osCalls().clock_adjtime, failNth(1, EBUSY)};
-    EXPECT_EQ(raisedBy([&] { device->adjustTime(1); }),
-              communicationsFault(65, "Could not adjust time on enp1s0.Got error Device or resource busy"));
-}
-
-// Enabled
-// --------------------------------------------------------------------------------------------------------------
 
 TEST_F(I210EpochDeviceTest, IsEnabledWhileItsInterfaceIsUp) {
     const auto device = makeDevice();
@@ -362,24 +311,18 @@ TEST_F(I210EpochDeviceTest, ClosesTheSocketOfItsInterfacesFlagsEvenWhenItIsDescr
 
 TEST_F(I210EpochDeviceTest, TellsWhyItCouldNotSeeWhetherItIsEnabled) {
     const auto device = makeDevice();
-    {
-        const OsCallGuard fail{osCalls().socket, failNth(1, EMFILE)};
-        EXPECT_EQ(raisedBy([&] { device->isEnabled(); }),
-                  communicationsFault(53,
-                                      "Failed to open socket while checking if enp1s0 is enabled. Got error Too many "
-                                      "open files"));
-    }
-    const OsCallGuard fail{osCalls().ioctl, failNth(1, EIO)};
-    EXPECT_EQ(raisedBy([&] { device->isEnabled(); }),
+    const auto ask = [&] { device->isEnabled(); };
+    EXPECT_EQ(raisedWith(osCalls().socket, 1, EMFILE, ask),
+              communicationsFault(53,
+                                  "Failed to open socket while checking if enp1s0 is enabled. "
+                                  "Got error Too many open files"));
+    EXPECT_EQ(raisedWith(osCalls().ioctl, 1, EIO, ask),
               communicationsFault(28,
-                                  "Failed to execute SIOCGIFFLAGS ioctl for interface enp1s0.Got error Input/output "
-                                  "error"));
+                                  "Failed to execute SIOCGIFFLAGS ioctl for interface enp1s0."
+                                  "Got error Input/output error"));
     EXPECT_TRUE(kernel.openSockets.empty());
     EXPECT_EQ(kernel.openDevices, std::set{40});
 }
-
-// Epochs
-// ---------------------------------------------------------------------------------------------------------------
 
 TEST_F(I210EpochDeviceTest, CannotGenerateAnEpoch) {
     const auto device = makeDevice();
@@ -417,27 +360,23 @@ TEST_F(I210EpochDeviceTest, DiscardsTheEventsOfAnEarlierEdgeBeforeItArms) {
 
 TEST_F(I210EpochDeviceTest, PassesOnAnErrorWhileDrainingAndLeavesThePinAlone) {
     const auto device = makeDevice();
+    const auto arm = [&] { device->armEpochCapture(); };
     kernel.queueEvent(1, 0);
-    {
-        const OsCallGuard fail{osCalls().read, failNth(1, EIO)};
-        EXPECT_EQ(raisedBy([&] { device->armEpochCapture(); }),
-                  communicationsFault(124, "Failed to get time stamp on enp1s0. Got error Input/output error"));
-    }
+    EXPECT_EQ(raisedWith(osCalls().read, 1, EIO, arm),
+              communicationsFault(124, "Failed to get time stamp on enp1s0. Got error Input/output error"));
     EXPECT_EQ(kernel.takeJournal(), Journal{"select 41 { 40 }"});
-    const OsCallGuard fail{osCalls().select, failNth(2, EINTR)};
-    EXPECT_EQ(raisedBy([&] { device->armEpochCapture(); }),
+    EXPECT_EQ(raisedWith(osCalls().select, 2, EINTR, arm),
               communicationsFault(97, "Failed to monitor enp1s0. Got error Interrupted system call"));
     EXPECT_EQ(kernel.takeJournal(), (Journal{"select 41 { 40 }", "read 40 32"}));
 }
 
 TEST_F(I210EpochDeviceTest, TellsWhyItCouldNotArm) {
-    for (const auto& [nth, message] :
-         {std::pair{1, "Couldn't call PTP_PIN_SETFUNC on enp1s0.Got error Input/output error"},
-          std::pair{2, "Couldn't call PTP_PIN_SETFUNC on enp1s0.Got error Input/output error"},
-          std::pair{3, "Unable to submit PTP_EXTTS_REQUEST on enp1s0.Got error Input/output error"}}) {
+    const std::string noPin = "Couldn't call PTP_PIN_SETFUNC on enp1s0.Got error Input/output error";
+    const std::string noRequest = "Unable to submit PTP_EXTTS_REQUEST on enp1s0.Got error Input/output error";
+    for (const auto& [nth, message] : {std::pair{1, noPin}, std::pair{2, noPin}, std::pair{3, noRequest}}) {
         const auto device = makeDevice();
-        const OsCallGuard fail{osCalls().ioctl, failNth(nth, EIO)};
-        EXPECT_EQ(raisedBy([&] { device->armEpochCapture(); }), communicationsFault(28, message));
+        EXPECT_EQ(raisedWith(osCalls().ioctl, nth, EIO, [&] { device->armEpochCapture(); }),
+                  communicationsFault(28, message));
     }
 }
 
@@ -475,19 +414,13 @@ TEST_F(I210EpochDeviceTest, ReturnsTheEventsTimeWithoutRangeChecks) {
 
 TEST_F(I210EpochDeviceTest, TellsWhyTheEdgeCouldNotBeRead) {
     const auto device = makeDevice();
+    const auto read = [&] { device->getEpochTimestamp(); };
     kernel.queueEvent(1, 0);
-    {
-        const OsCallGuard fail{osCalls().read, failNth(1, EIO)};
-        EXPECT_EQ(raisedBy([&] { device->getEpochTimestamp(); }),
-                  communicationsFault(124, "Failed to get time stamp on enp1s0. Got error Input/output error"));
-    }
-    {
-        const OsCallGuard fail{osCalls().select, failNth(1, EINTR)};
-        EXPECT_EQ(raisedBy([&] { device->getEpochTimestamp(); }),
-                  communicationsFault(97, "Failed to monitor enp1s0. Got error Interrupted system call"));
-    }
-    const OsCallGuard fail{osCalls().ioctl, failNth(1, EIO)};
-    EXPECT_EQ(raisedBy([&] { device->getEpochTimestamp(); }),
+    EXPECT_EQ(raisedWith(osCalls().read, 1, EIO, read),
+              communicationsFault(124, "Failed to get time stamp on enp1s0. Got error Input/output error"));
+    EXPECT_EQ(raisedWith(osCalls().select, 1, EINTR, read),
+              communicationsFault(97, "Failed to monitor enp1s0. Got error Interrupted system call"));
+    EXPECT_EQ(raisedWith(osCalls().ioctl, 1, EIO, read),
               communicationsFault(28, "Couldn't call PTP_PIN_SETFUNC on enp1s0.Got error Input/output error"));
 }
 
@@ -497,13 +430,9 @@ TEST_F(I210EpochDeviceTest, TakesNoMetadata) {
     EXPECT_TRUE(kernel.journal.empty());
 }
 
-// The flag that asks for an alignment
-// ----------------------------------------------------------------------------------
-
-TEST_F(I210EpochDeviceTest, AsksForAnAlignmentFromTheStart) { EXPECT_TRUE(makeDevice()->hasBeenEpochAligned()); }
-
-TEST_F(I210EpochDeviceTest, KeepsTheFlagThatItIsGivenWhileItsInterfaceIsUp) {
+TEST_F(I210EpochDeviceTest, AsksForAnAlignmentFromTheStartAndKeepsTheFlagThatItIsGivenWhileItsInterfaceIsUp) {
     const auto device = makeDevice();
+    EXPECT_TRUE(device->hasBeenEpochAligned());
     device->setHasBeenEpochAligned(false);
     EXPECT_FALSE(device->hasBeenEpochAligned());
     device->setHasBeenEpochAligned(true);
@@ -534,9 +463,6 @@ TEST_F(I210EpochDeviceTest, PassesOnThatItCouldNotSeeWhetherItIsEnabled) {
     kernel.interfaces.clear();
     EXPECT_EQ(raisedBy([&] { device->hasBeenEpochAligned(); }).code, -52024);
 }
-
-// Cost
-// -----------------------------------------------------------------------------------------------------------------
 
 TEST_F(I210EpochDeviceTest, AllocatesNothingOnASuccessPath) {
     const auto device = makeDevice();

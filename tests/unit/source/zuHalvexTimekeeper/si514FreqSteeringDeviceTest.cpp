@@ -42,6 +42,10 @@ constexpr std::int32_t kSmallest = std::numeric_limits<std::int32_t>::min();
 RaisedError notFound(std::int32_t line, const std::string& message) {
     return makeError({-52006, "zuplaterr_resourceNotFound", "si514FreqSteeringDevice", line}, message);
 }
+RaisedError refusal(std::int32_t ppb, const std::string& range) {
+    return makeError({-52005, "zuplaterr_invalidParameter", "si514FreqSteeringDevice", 77},
+                     "si514: requested ppb value " + std::to_string(ppb) + " is beyond the supported range: " + range);
+}
 RaisedError fileError(std::int32_t code, const char* constant, std::int32_t line, const std::string& message) {
     return makeError({code, constant, "fileWrapper", line}, message);
 }
@@ -94,9 +98,6 @@ struct Si514Directory : testing::Test {
     }
 };
 
-// Finding the client
-// ---------------------------------------------------------------------------------------------------
-
 TEST_F(Si514Directory, LeadsToTheClientWithOneLineAtErrorPriority) {
     addClient("0-0055");
     EXPECT_EQ(raisedByMaking().code, 0);
@@ -116,41 +117,25 @@ TEST_F(Si514Directory, HoldsNoClientWhenOnlyTheDriversOwnEntriesAreThere) {
     EXPECT_TRUE(log.getLines().empty());
 }
 
-TEST_F(Si514Directory, IsMissing) {
+TEST_F(Si514Directory, IsMissingOrUnreadable) {
+    const std::string message = "si514: unable to open handle to directory: /sys/bus/i2c/drivers/si514. Errno: ";
     std::filesystem::remove_all(directory.getRealPath());
-    EXPECT_EQ(raisedByMaking(), notFound(102,
-                                         "si514: unable to open handle to directory: /sys/bus/i2c/drivers/si514. "
-                                         "Errno: No such file or directory"));
-}
-
-TEST_F(Si514Directory, IsUnreadable) {
+    EXPECT_EQ(raisedByMaking(), notFound(102, message + "No such file or directory"));
     libcHooks().opendir = [](const char* path) -> DIR* {
         EXPECT_STREQ(path, "/sys/bus/i2c/drivers/si514");
         errno = EACCES;
         return nullptr;
     };
-    EXPECT_EQ(raisedByMaking(), notFound(102,
-                                         "si514: unable to open handle to directory: /sys/bus/i2c/drivers/si514. "
-                                         "Errno: Permission denied"));
+    EXPECT_EQ(raisedByMaking(), notFound(102, message + "Permission denied"));
 }
 
 TEST_F(Si514Directory, TakesADecimalBusAndAHexadecimalAddressToTheEndForAClient) {
-    EXPECT_TRUE(isTaken("0-0055"));
-    EXPECT_TRUE(isTaken("1-55"));
-    EXPECT_TRUE(isTaken("12-abCD"));
-    EXPECT_FALSE(isTaken("1-0055x"));
-    EXPECT_FALSE(isTaken("1_0055"));
-    EXPECT_FALSE(isTaken("a-0055"));
-    EXPECT_FALSE(isTaken("1-00 55"));
-    EXPECT_FALSE(isTaken("55"));
+    for (const char* entry : {"0-0055", "1-55", "12-abCD"}) EXPECT_TRUE(isTaken(entry)) << entry;
+    for (const char* entry : {"1-0055x", "1_0055", "a-0055", "1-00 55", "55"}) EXPECT_FALSE(isTaken(entry)) << entry;
 }
 
 TEST_F(Si514Directory, TakesWhateverStrtolTakesForANumber) {
-    EXPECT_TRUE(isTaken("-"));
-    EXPECT_TRUE(isTaken("3-"));
-    EXPECT_TRUE(isTaken(" 3- 55"));
-    EXPECT_TRUE(isTaken("3-0x55"));
-    EXPECT_TRUE(isTaken("+3-+55"));
+    for (const char* entry : {"-", "3-", " 3- 55", "3-0x55", "+3-+55"}) EXPECT_TRUE(isTaken(entry)) << entry;
 }
 
 TEST_F(Si514Directory, HoldsNoClientWhenTheFirstOneHasANegativeNumber) {
@@ -189,21 +174,18 @@ TEST_F(Si514Directory, IsClosedAgainWhateverIsFound) {
     EXPECT_EQ(testsupport::countOpenDescriptors(), before);
 }
 
-// Making
-// ---------------------------------------------------------------------------------------------------------------
-
 TEST_F(Si514Directory, GivesTheNameAsReadUpToItsFirstZeroByte) {
-    addClient("0-0055", "0\n", "si514\n");
-    EXPECT_EQ(Si514FreqSteeringDevice(1, -1).getName(), "si514\n");
-    addClient("0-0055", "0\n",
-              std::string("  si\0"
-                          "514",
-                          8));
-    EXPECT_EQ(Si514FreqSteeringDevice(1, -1).getName(), "  si");
-    addClient("0-0055", "0\n", "");
-    EXPECT_EQ(Si514FreqSteeringDevice(1, -1).getName(), "");
-    addClient("0-0055", "0\n", std::string(200, 'n'));
-    EXPECT_EQ(Si514FreqSteeringDevice(1, -1).getName(), std::string(128, 'n'));
+    const std::vector<std::pair<std::string, std::string>> names = {{"si514\n", "si514\n"},
+                                                                    {std::string("  si\0"
+                                                                                 "514",
+                                                                                 8),
+                                                                     "  si"},
+                                                                    {"", ""},
+                                                                    {std::string(200, 'n'), std::string(128, 'n')}};
+    for (const auto& [content, name] : names) {
+        addClient("0-0055", "0\n", content);
+        EXPECT_EQ(Si514FreqSteeringDevice(1, -1).getName(), name);
+    }
 }
 
 TEST_F(Si514Directory, OpensTheNameForReadingAndTheOffsetForReadingAndWriting) {
@@ -244,9 +226,6 @@ TEST_F(Si514Directory, TellsThatTheNameCannotBeRead) {
                                           "Error reading file: /sys/bus/i2c/drivers/si514/0-0055/name. Error: "
                                           "Input/output error"));
 }
-
-// Reading and writing the offset
-// ---------------------------------------------------------------------------------------
 
 struct Si514FreqSteeringDeviceTest : Si514Directory {
     Si514FreqSteeringDeviceTest() { addClient("0-0055"); }
@@ -311,21 +290,14 @@ TEST_F(Si514FreqSteeringDeviceTest, SkipsLeadingBlanksAndIgnoresWhatFollowsTheNu
 }
 
 TEST_F(Si514FreqSteeringDeviceTest, RaisesTheStandardInvalidArgumentWithoutANumber) {
-    EXPECT_EQ(saidOf<std::invalid_argument>(""), "stod");
-    EXPECT_EQ(saidOf<std::invalid_argument>("\n"), "stod");
-    EXPECT_EQ(saidOf<std::invalid_argument>("fast"), "stod");
+    for (const char* text : {"", "\n", "fast"}) EXPECT_EQ(saidOf<std::invalid_argument>(text), "stod") << text;
 }
 
 TEST_F(Si514FreqSteeringDeviceTest, RaisesTheStandardOutOfRangeForANumberThatDoesNotFit) {
-    EXPECT_EQ(saidOf<std::out_of_range>("1e999"), "stod");
-    EXPECT_EQ(saidOf<std::out_of_range>("-1e999"), "stod");
-    EXPECT_EQ(saidOf<std::out_of_range>("1e-999"), "stod");
-    EXPECT_EQ(saidOf<std::out_of_range>("inf"), "stod");
-    EXPECT_EQ(saidOf<std::out_of_range>("-infinity"), "stod");
-    EXPECT_EQ(saidOf<std::out_of_range>("nan"), "stod");
-    EXPECT_EQ(saidOf<std::out_of_range>("2147483647.5"), "stod");
-    EXPECT_EQ(saidOf<std::out_of_range>("-2147483648.5"), "stod");
-    EXPECT_EQ(saidOf<std::out_of_range>("1e12"), "stod");
+    for (const char* text :
+         {"1e999", "-1e999", "1e-999", "inf", "-infinity", "nan", "2147483647.5", "-2147483648.5", "1e12"}) {
+        EXPECT_EQ(saidOf<std::out_of_range>(text), "stod") << text;
+    }
     EXPECT_EQ(readAs("2147483647.4"), kLargest);
     EXPECT_EQ(readAs("-2147483648.4"), kSmallest);
 }
@@ -382,30 +354,18 @@ TEST_F(Si514FreqSteeringDeviceTest, PassesTheFilesErrorsOnWhenItReads) {
                         "Input/output error"));
 }
 
-TEST_F(Si514FreqSteeringDeviceTest, WritesSixDecimalsWithoutALineEnd) {
+TEST_F(Si514FreqSteeringDeviceTest, WritesSixDecimalsWithoutALineEndUpToThePlusAndMinusMaximum) {
     EXPECT_EQ(writtenFor(-1250), "-1250.000000");
     EXPECT_EQ(writtenFor(0), "0.000000");
-    EXPECT_EQ(writtenFor(7), "7.000000");
-}
-
-TEST_F(Si514FreqSteeringDeviceTest, WritesThePlusAndMinusMaximum) {
     EXPECT_EQ(writtenFor(62000), "62000.000000");
     EXPECT_EQ(writtenFor(-62000), "-62000.000000");
 }
 
 TEST_F(Si514FreqSteeringDeviceTest, RejectsARequestBeyondTheMaximumAndWritesNothing) {
     setAttribute("5\n");
-    const auto refused = [](const std::string& message) {
-        return makeError({-52005, "zuplaterr_invalidParameter", "si514FreqSteeringDevice", 77}, message);
-    };
-    EXPECT_EQ(raisedBySetting(62001),
-              refused("si514: requested ppb value 62001 is beyond the supported range: [62000, -62000]"));
-    EXPECT_EQ(raisedBySetting(-62001),
-              refused("si514: requested ppb value -62001 is beyond the supported range: [62000, -62000]"));
-    EXPECT_EQ(raisedBySetting(70000),
-              refused("si514: requested ppb value 70000 is beyond the supported range: [62000, -62000]"));
-    EXPECT_EQ(raisedBySetting(kSmallest),
-              refused("si514: requested ppb value -2147483648 is beyond the supported range: [62000, -62000]"));
+    for (const std::int32_t ppb : {62001, -62001, 70000, kSmallest}) {
+        EXPECT_EQ(raisedBySetting(ppb), refusal(ppb, "[62000, -62000]"));
+    }
     EXPECT_EQ(getAttribute(), "5\n");
 }
 
@@ -420,9 +380,7 @@ TEST_F(Si514FreqSteeringDeviceTest, IsBoundedByTheFirstLimitAloneInBothDirection
 
 TEST_F(Si514FreqSteeringDeviceTest, TakesNothingWithANegativeMaximum) {
     device_ = std::make_unique<Si514FreqSteeringDevice>(kSmallest, 0);
-    EXPECT_EQ(raisedBySetting(0),
-              makeError({-52005, "zuplaterr_invalidParameter", "si514FreqSteeringDevice", 77},
-                        "si514: requested ppb value 0 is beyond the supported range: [-2147483648, 2147483648]"));
+    EXPECT_EQ(raisedBySetting(0), refusal(0, "[-2147483648, 2147483648]"));
 }
 
 TEST_F(Si514FreqSteeringDeviceTest, WritesTheWidestNumbers) {
@@ -465,8 +423,13 @@ TEST_F(Si514FreqSteeringDeviceTest, SeeksAndWritesUpToFiveTimes) {
     EXPECT_EQ(raisedBySetting(5).code, -52024);
 }
 
-TEST_F(Si514FreqSteeringDeviceTest, MakesTwoSystemCallsAndNoAllocationToSetACorrection) {
+TEST_F(Si514FreqSteeringDeviceTest, MakesTwoSystemCallsAndNoAllocationToSetACorrectionAndNoAllocationToReadIt) {
+    setAttribute("-1250.000000\n");
     device();
+    long before = testsupport::countAllocations();
+    EXPECT_EQ(device().getCorrectionPerSecond(), -1250);
+    EXPECT_EQ(testsupport::countAllocations(), before);
+
     int seeks = 0;
     int writes = 0;
     libcHooks().lseek = [&](int, off_t offset, int) {
@@ -477,23 +440,12 @@ TEST_F(Si514FreqSteeringDeviceTest, MakesTwoSystemCallsAndNoAllocationToSetACorr
         ++writes;
         return static_cast<ssize_t>(length);
     };
-    const long before = testsupport::countAllocations();
+    before = testsupport::countAllocations();
     device().setCorrectionPerSecond(-1250);
     EXPECT_EQ(testsupport::countAllocations(), before);
     EXPECT_EQ(seeks, 1);
     EXPECT_EQ(writes, 1);
 }
-
-TEST_F(Si514FreqSteeringDeviceTest, AllocatesNothingToReadACorrection) {
-    setAttribute("-1250.000000\n");
-    device();
-    const long before = testsupport::countAllocations();
-    EXPECT_EQ(device().getCorrectionPerSecond(), -1250);
-    EXPECT_EQ(testsupport::countAllocations(), before);
-}
-
-// Threads and locales
-// --------------------------------------------------------------------------------------------------
 
 TEST_F(Si514FreqSteeringDeviceTest, KeepsEverySeekTogetherWithItsReadOrWrite) {
     device();
@@ -529,9 +481,7 @@ TEST_F(Si514FreqSteeringDeviceTest, ReadsAndWritesAPointUnderALocaleWithAComma) 
     EXPECT_EQ(readAs("12.5"), 13);
     EXPECT_EQ(readAs("12,9"), 12);
     EXPECT_EQ(writtenFor(-1250), "-1250.000000");
-    EXPECT_EQ(raisedBySetting(70000),
-              makeError({-52005, "zuplaterr_invalidParameter", "si514FreqSteeringDevice", 77},
-                        "si514: requested ppb value 70000 is beyond the supported range: [62000, -62000]"));
+    EXPECT_EQ(raisedBySetting(70000), refusal(70000, "[62000, -62000]"));
 }
 
 TEST_F(Si514FreqSteeringDeviceTest, ChangesNothingOfTheHostsLocale) {
