@@ -1,17 +1,16 @@
-/* Control and ground truth, apart from everything a driver shows: /proc/halvexboard/control takes one command a write,
+/* Control and ground truth, separate from what drivers expose: /proc/halvexboard/control takes one command per write,
  * /proc/halvexboard/truth shows every clock and CLOCK_REALTIME at one instant.
  *
  *   defaults                          a healthy board without interfaces, off
- *   interface NAME                    one more I210, in the order the kernel is to list them
+ *   interface NAME                    adds an I210; the kernel lists them in this order
  *   set KEY VALUE                     a number of the next board: see configKeys.h
  *   set INTERFACE KEY VALUE           of an interface
  *   text INTERFACE vendor|device TEXT
  *   on, off
- *   event KIND TARGET VALUE           as in a scenario; KIND by its name, VALUE 0 when it has none
- *   fault KEY=VALUE ...               what is left out is 0, which matches anything; nth and times are 1
+ *   event KIND TARGET VALUE           as in a scenario; KIND by name, VALUE 0 if it has none
+ *   fault KEY=VALUE ...               omitted keys are 0, which matches anything; nth and times default to 1
  *
- * halvexboard's kernelCommands makes them of a scenario.
- */
+ * halvexboard's kernelCommands generates them from a scenario. */
 /* SPDX-License-Identifier: GPL-2.0-only */
 #include <linux/proc_fs.h>
 #include <linux/seq_file.h>
@@ -121,7 +120,7 @@ static int target_named(const struct board *board, const char *name)
 	return -EINVAL;
 }
 
-/* What the kernel shows of an event that the model has carried out. */
+/* The kernel's view of an event that the model has carried out. */
 static int show_event(const struct board_event_config *event)
 {
 	const bool is_driver = event->target == BOARD_TARGET_FERROX || event->target == BOARD_TARGET_FPGA;
@@ -153,7 +152,7 @@ static int do_event(int count, char **words)
 	for (kind = BOARD_EVENT_NONE + 1; kind < BOARD_EVENT_KINDS; ++kind)
 		if (strcmp(board_event_kind_name(kind), words[1]) == 0)
 			event.kind = kind;
-	/* Interfaces go up and down, and children die, by the machine's own means. */
+	/* Interface changes and killed children are left to the machine's own means. */
 	if (event.kind == BOARD_EVENT_NONE || event.kind == BOARD_EVENT_INTERFACE_UP ||
 	    event.kind == BOARD_EVENT_INTERFACE_DOWN || event.kind == BOARD_EVENT_KILL_CHILD)
 		return -EINVAL;

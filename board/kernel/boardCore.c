@@ -1,7 +1,7 @@
-/* The one board: its lock, its time, its faults, and the timer that lets happen what happens by itself.
+/* The one board: its lock, its time, its faults, and the timer for changes that happen by themselves.
  *
  * Time: the board's true instant is CLOCK_MONOTONIC_RAW since it was switched on. CLOCK_REALTIME is the machine's own.
- * Threads: every call on the board is made under one spinlock; time stamps reach the PTP core after it is dropped.
+ * Threads: every call on the board holds one spinlock; time stamps reach the PTP core after its release.
  */
 /* SPDX-License-Identifier: GPL-2.0-only */
 #include <linux/delay.h>
@@ -19,7 +19,7 @@ static struct board *board; /* NULL: switched off */
 static void *memory;
 static u64 start_raw_ns;
 static struct hrtimer timer;
-static struct ptp_clock *clocks[BOARD_MAX_INTERFACES]; /* where the time stamps of each interface go */
+static struct ptp_clock *clocks[BOARD_MAX_INTERFACES]; /* receivers of each interface's time stamps */
 
 u64 hx_raw_of(u64 kernel_raw_ns)
 {
@@ -63,7 +63,7 @@ void hx_unlock(unsigned long flags)
 	spin_unlock_irqrestore(&lock, flags);
 }
 
-/* Takes one time stamp out of the board. */
+/* Removes one time stamp from the board's queues. */
 static bool take_stamp(struct board_phc_event *event, struct ptp_clock **clock)
 {
 	const u64 raw_ns = ktime_get_raw_ns() - start_raw_ns;

@@ -1,6 +1,5 @@
-/* The journal: what happened on the board, a line each, in /proc/halvexboard/journal. Reading takes lines out. What
- * nobody has read when it is full is lost, and counted.
- */
+/* The journal: what happened on the board, one line each, in /proc/halvexboard/journal. Reading consumes lines. Lines
+ * that do not fit are dropped and counted. */
 /* SPDX-License-Identifier: GPL-2.0-only */
 #include <linux/kfifo.h>
 #include <linux/proc_fs.h>
@@ -14,7 +13,7 @@
 
 static DECLARE_KFIFO_PTR(journal, char);
 static void *storage;
-static DEFINE_SPINLOCK(lock); /* taken inside the board's */
+static DEFINE_SPINLOCK(lock); /* acquired while holding the board's */
 static u64 lost;
 static bool is_muted;
 
@@ -30,13 +29,13 @@ static int write_differences(const struct board_happening *happening, char *line
 	u32 clock;
 
 	for (clock = 0; clock < truth->clock_count; ++clock)
-		if (clock != BOARD_CLOCK_SYSTEM) /* the machine's own clock is not the model's */
+		if (clock != BOARD_CLOCK_SYSTEM) /* the model does not keep the machine's clock */
 			length += scnprintf(line + length, size - length, " %s=%lld",
 					    board_clock_name(happening->where, clock), truth->difference_ns[clock]);
 	return length;
 }
 
-/* What belongs to one kind of happening; -1 for kinds that are not written down. */
+/* Writes the details of one kind of happening; returns -1 for kinds that are not logged. */
 static int write_details(const struct board_happening *happening, char *line, int size)
 {
 	switch (happening->kind) {
@@ -68,7 +67,7 @@ static int write_details(const struct board_happening *happening, char *line, in
 
 void hx_journal_observe(void *context, const struct board_happening *happening)
 {
-	static char line[LINE_SIZE]; /* one at a time: the board's lock is held */
+	static char line[LINE_SIZE]; /* guarded by the board's lock */
 	int length, details;
 
 	if (is_muted)

@@ -1,4 +1,4 @@
-/* The simulated controller as a kernel module: what is there from loading to unloading. */
+/* The simulated controller as a kernel module: what exists from load to unload. */
 /* SPDX-License-Identifier: GPL-2.0-only */
 #include <linux/module.h>
 #include <linux/proc_fs.h>

@@ -1,4 +1,4 @@
-/* What the files of the board's kernel module share. */
+/* Declarations shared by the files of the board's kernel module. */
 /* SPDX-License-Identifier: GPL-2.0-only */
 #ifndef HALVEX_BOARD_KERNEL_BOARDMODULE_H
 #define HALVEX_BOARD_KERNEL_BOARDMODULE_H
@@ -23,27 +23,27 @@ struct hx_interface {
 };
 
 /*
- * boardCore.c: the board. hx_lock() takes the one lock and returns the present instant; the board may be switched off
- * (NULL) then. hx_unlock() arms the timer for what the board will do next by itself.
+ * boardCore.c: the board. hx_lock() acquires the lock and returns the board, NULL while it is switched off, and the
+ * present instant. hx_unlock() arms the timer for the board's next change.
  */
 struct board *hx_lock(unsigned long *flags, u64 *raw_ns);
 void hx_unlock(unsigned long flags);
-u64 hx_raw_of(u64 kernel_raw_ns);     /* instant of a reading of CLOCK_MONOTONIC_RAW */
-extern struct board_config hx_config; /* of the next board; only changed while it is off */
+u64 hx_raw_of(u64 kernel_raw_ns);     /* converts a reading of CLOCK_MONOTONIC_RAW */
+extern struct board_config hx_config; /* for the next board; changed only while it is off */
 bool hx_is_on(void);
-int hx_board_start(board_observer observer);                 /* a board of hx_config; its devices are there already */
-void hx_board_end(void);                                     /* the timer is over when it returns */
+int hx_board_start(board_observer observer);                 /* uses hx_config; its devices must exist */
+void hx_board_end(void);                                     /* the timer has stopped when it returns */
 void hx_stamps_go_to(int position, struct ptp_clock *clock); /* while the board is off; NULL: nowhere */
 int hx_core_create(void);
 void hx_core_destroy(void);
 
 /*
- * Asks the board whether this call is to fail, with the lock held. 0: it goes on; else a negative errno. A delay is
- * left in *delay_ns for hx_take_time(), which sleeps and wants no lock.
+ * Checks, with the lock held, whether this call must fail: 0 to go on, else a negative errno. A delay is stored in
+ * *delay_ns for hx_take_time(), which sleeps and must be called without the lock.
  */
 int hx_fault(struct board *board, u64 raw_ns, struct board_call *call, struct board_fault_outcome *outcome);
 void hx_take_time(u64 delay_ns);
-/* The model's own system clock is set to the machine's before something copies it (a PHC reset). */
+/* Sets the model's system clock to the machine's before something copies it (a PHC reset). */
 void hx_follow_system_clock(struct board *board, u64 raw_ns);
 
 /* networkInterface.c */

@@ -1,4 +1,4 @@
-/* Switching the board on and off: its devices and the board behind them. */
+/* Switches the board and its devices on and off. */
 /* SPDX-License-Identifier: GPL-2.0-only */
 #include "boardModule.h"
 

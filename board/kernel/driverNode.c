@@ -1,5 +1,4 @@
-/* The Ferrox and FPGA drivers: device nodes that take method calls, and the files under /proc/driver/zu that lead
- * there. */
+/* The Ferrox and FPGA drivers: device nodes for method calls, and the files under /proc/driver/zu that lead to them. */
 /* SPDX-License-Identifier: GPL-2.0-only */
 #include <linux/miscdevice.h>
 #include <linux/module.h>
@@ -21,7 +20,7 @@ static const struct file_operations node_ops = {
 	.llseek = noop_llseek,
 };
 
-/* One driver: its node and its directory. The node's minor says which one a file belongs to. */
+/* One driver: its node and its directory; looked up by the node's minor. */
 struct hx_driver {
 	int target;
 	const char *name;
@@ -51,7 +50,7 @@ static struct hx_driver *driver_of(int target)
 	return target == BOARD_TARGET_FERROX ? &drivers[0] : &drivers[1];
 }
 
-/* Whether a call of this kind is to fail. */
+/* Whether a call of this kind must fail. */
 static int fault(int target, enum board_call_kind kind, enum board_file file, u32 detail,
 		 struct board_fault_outcome *outcome)
 {
@@ -74,7 +73,7 @@ static int fault(int target, enum board_call_kind kind, enum board_file file, u3
 static int open(struct inode *inode, struct file *file)
 {
 	struct board_fault_outcome outcome;
-	/* misc_open() left the device here */
+	/* set by misc_open() */
 	struct miscdevice *node = file->private_data;
 	struct hx_driver *driver = container_of(node, struct hx_driver, node);
 
@@ -82,7 +81,7 @@ static int open(struct inode *inode, struct file *file)
 	return fault(driver->target, BOARD_CALL_OPEN, BOARD_FILE_NODE, 0, &outcome);
 }
 
-/* Copies what the method takes: argument, status and record. */
+/* Copies the method's input: argument, status and record. */
 static int copy_in(const struct board_driver_method *method, const struct board_wire_ioctl_block *block,
 		   struct board_driver_call *call)
 {
@@ -217,7 +216,7 @@ int hx_driver_create(int target)
 	return error;
 }
 
-/* Files that are open stay open and answer ENODEV. */
+/* Open files stay open and answer ENODEV. */
 void hx_driver_destroy(int target)
 {
 	struct hx_driver *driver = driver_of(target);

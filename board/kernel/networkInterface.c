@@ -1,4 +1,4 @@
-/* The network interfaces: without traffic, but with sysfs identity, up/down state and a PTP clock. */
+/* The network interfaces: no traffic, but a sysfs identity, up/down state and a PTP clock. */
 /* SPDX-License-Identifier: GPL-2.0-only */
 #include <linux/etherdevice.h>
 #include <linux/ethtool.h>
@@ -34,7 +34,7 @@ static const struct board_interface_config *config_of(struct device *device)
 
 static ssize_t vendor_show(struct device *device, struct device_attribute *attribute, char *text)
 {
-	return strscpy(text, config_of(device)->vendor, PAGE_SIZE); /* to the byte */
+	return strscpy(text, config_of(device)->vendor, PAGE_SIZE); /* byte for byte */
 }
 static DEVICE_ATTR_RO(vendor);
 

@@ -1,4 +1,4 @@
-/* The Si514 oscillator: an I2C adapter 0 with the one client 0-0055, and the driver that shows ppb_offset. */
+/* The Si514 oscillator: I2C adapter 0 with its only client 0-0055, and the driver with ppb_offset. */
 /* SPDX-License-Identifier: GPL-2.0-only */
 #include <linux/i2c.h>
 #include <linux/module.h>
@@ -15,7 +15,7 @@ static u32 functionality(struct i2c_adapter *adapter)
 	return I2C_FUNC_SMBUS_BYTE_DATA;
 }
 
-/* The driver below asks the board, not the bus. */
+/* The driver below calls the board directly, not through the bus. */
 static int transfer(struct i2c_adapter *unused, struct i2c_msg *messages, int count)
 {
 	return -ENXIO;

@@ -1,4 +1,4 @@
-/* The PTP clock of an interface, registered with the kernel's PTP core as an I210's driver does it. */
+/* The PTP clock of an interface, registered with the PTP core like that of an I210's driver. */
 /* SPDX-License-Identifier: GPL-2.0-only */
 #include <linux/module.h>
 
@@ -11,7 +11,7 @@ static struct hx_interface *of(struct ptp_clock_info *info)
 	return container_of(info, struct hx_interface, info);
 }
 
-/* Begins one call on the clock and applies faults to it. NULL: refused, *error is set. Returns with the lock held. */
+/* Begins one call on the clock and applies faults. NULL: refused, *error is set. Returns with the lock held. */
 static struct board *begin(struct hx_interface *interface, enum board_call_kind kind, u32 detail, unsigned long *flags,
 			   u64 *raw_ns, u64 *delay_ns, int *error)
 {
@@ -70,7 +70,7 @@ static int get_time(struct ptp_clock_info *info, struct timespec64 *time, struct
 	unsigned long flags;
 	u64 raw_ns, delay_ns, time_ns = 0;
 	int error;
-	/* Only the offset requests want the system's readings around the clock's own. */
+	/* Only the offset requests bracket the clock's reading with system readings. */
 	struct board *board =
 		begin(of(info), system ? BOARD_CALL_IOCTL : BOARD_CALL_CLOCK_GETTIME,
 		      system ? BOARD_WIRE_PTP_SYS_OFFSET_EXTENDED : 0, &flags, &raw_ns, &delay_ns, &error);
@@ -78,8 +78,7 @@ static int get_time(struct ptp_clock_info *info, struct timespec64 *time, struct
 	if (board) {
 		u64 latched_ns;
 
-		/* As a register latches it, between the system's readings; what the clock showed is worked out
-		 * afterwards. */
+		/* Like a register latched between the system's readings; the clock's value is computed afterwards. */
 		ptp_read_system_prets(system);
 		latched_ns = ktime_get_raw_ns();
 		ptp_read_system_postts(system);
@@ -105,7 +104,7 @@ static int set_time(struct ptp_clock_info *info, const struct timespec64 *time)
 	return error;
 }
 
-/* The PTP core keeps the pins; the board learns what they do when stamping is switched. */
+/* The PTP core keeps the pins; the board copies their functions when time-stamping is switched. */
 static void copy_pins(struct board *board, u64 raw_ns, const struct hx_interface *interface)
 {
 	u32 pin, function, channel;
@@ -131,7 +130,7 @@ static int enable(struct ptp_clock_info *info, struct ptp_clock_request *request
 	int error;
 
 	if (request->type == PTP_CLK_REQ_PEROUT)
-		return 0; /* nothing is wired to the outputs */
+		return 0; /* the outputs are not connected */
 	if (request->type != PTP_CLK_REQ_EXTTS)
 		return -EOPNOTSUPP;
 	board = begin(interface, BOARD_CALL_IOCTL, is_on ? BOARD_WIRE_PTP_EXTTS_REQUEST : BOARD_WIRE_PTP_PIN_SETFUNC,

@@ -1,4 +1,4 @@
-// halvexboard: runs a program on the simulated controller, and says what a trace of it shows.
+// halvexboard: runs a program on the simulated controller and summarises its trace.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <cerrno>
 #include <cstring>
@@ -20,7 +20,7 @@ int summarise(const halvexboard::Options& options) {
     std::ifstream trace(options.summaryOf);
     const halvexboard::TraceSummary summary =
         trace ? halvexboard::summariseTrace(trace, {options.from, options.until}) : halvexboard::TraceSummary{};
-    if (!trace.is_open() || trace.bad()) {  // a folder is opened and cannot be read
+    if (!trace.is_open() || trace.bad()) {  // a directory opens but cannot be read
         std::cerr << "halvexboard: cannot read " << options.summaryOf << ": " << std::strerror(errno) << '\n';
         return kUsageExit;
     }
@@ -40,7 +40,7 @@ int act(const halvexboard::Options& options) {
     }
 }
 
-/// The status of an action whose output arrived.
+/// The exit status of an action, checking that its output was written.
 int checkOutput(int status) {
     if (std::cout.flush()) return status;
     std::cerr << "halvexboard: standard output cannot be written: " << std::strerror(errno) << '\n';

@@ -1,4 +1,4 @@
-// The command line of halvexboard: the one file that includes its parser.
+// The command line of halvexboard; the only file that includes its parser.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/launcher/options.h"
 
@@ -16,7 +16,7 @@ constexpr const char* kIntroduction =
     "unless every enabled clock ended within 100 ns of the master.";
 constexpr const char* kHelpIsThere = "; halvexboard --help lists the options";
 
-/// The usual help with a line for each of the two actions.
+/// CLI11's help with one usage line per action.
 class TwoActions : public CLI::Formatter {
 public:
     std::string make_usage(const CLI::App*, std::string) const override {
@@ -25,7 +25,7 @@ public:
     }
 };
 
-/// Decimal as it stands: a leading zero means nothing.
+/// Always decimal: a leading zero does not mean octal.
 std::uint64_t seedOf(const std::string& text) {
     std::uint64_t seed = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seed);
@@ -35,7 +35,7 @@ std::uint64_t seedOf(const std::string& text) {
 }
 
 void declareRun(CLI::App& app, Options& options) {
-    app.prefix_command();  // what follows the first plain word is the command's own
+    app.prefix_command();  // everything from the first plain word on belongs to the command
     app.option_defaults()->group("Options of run");
     app.add_option("--scenario", options.scenario,
                    "The board and what happens to it: a file, or the name of a ready-made scenario (default: plain)")
@@ -66,9 +66,9 @@ void declareSummary(CLI::App& app, Options& options) {
         ->disable_flag_override();
 }
 
-/// False: help is wanted. Throws UsageError.
+/// Returns false if help is requested. Throws UsageError.
 bool parse(CLI::App& app, std::vector<std::string> words) {
-    std::reverse(words.begin(), words.end());  // the parser takes them from the end
+    std::reverse(words.begin(), words.end());  // the parser consumes them from the end
     try {
         app.parse(std::move(words));
     } catch (const CLI::CallForHelp&) {
@@ -92,7 +92,7 @@ Options parseRun(std::vector<std::string> words) {
     if (!parse(app, std::move(words))) return {};
     options.action = Options::Action::run;
     options.command = app.remaining();
-    const bool hasCommand = !options.command.empty();  // the dashes are one of its arguments then
+    const bool hasCommand = !options.command.empty();  // then "--" is one of its arguments
     options.command.insert(options.command.end(), command.begin() + (hasCommand || command.empty() ? 0 : 1),
                            command.end());
     if (options.command.empty()) throw UsageError("run wants a command: halvexboard run -- COMMAND [ARGUMENT...]");

@@ -10,7 +10,7 @@
 
 namespace halvexboard {
 
-/// The command line makes no sense; the message says what is wrong with it.
+/// The command line is invalid; what() says why.
 class UsageError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -20,7 +20,7 @@ struct Options {
     enum class Action { run, summary, help };
 
     Action action = Action::help;
-    std::string scenario;  ///< File, or name of a ready-made scenario; empty: "plain".
+    std::string scenario;  ///< File, or name of a built-in scenario; empty: "plain".
     std::optional<std::uint64_t> seed;
     std::string traceFile;
     bool console = false;
@@ -28,14 +28,14 @@ struct Options {
     bool children = false;
     std::vector<std::string> command;
     std::string summaryOf;
-    std::string from, until;  ///< Log lines between which summary looks; empty: begin and end of the trace.
-    bool isListed = false;    ///< The summary also lists what happened.
+    std::string from, until;  ///< Log lines that limit the summary; empty: start and end of the trace.
+    bool isListed = false;    ///< The summary also lists the happenings.
 };
 
 /// Throws UsageError.
 Options parseOptions(const std::vector<std::string>& arguments);
 
-/// What --help prints.
+/// The text of --help.
 std::string helpText();
 
 }  // namespace halvexboard

@@ -1,4 +1,4 @@
-// Starting a program on the simulated controller: scenario checked, library found, environment set, program executed.
+// Runs a program on the simulated controller: checks the scenario, finds the library, sets the environment, executes.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/launcher/run.h"
 
@@ -25,7 +25,7 @@ fs::path ownDirectory() { return fs::read_symlink("/proc/self/exe").parent_path(
 
 fs::path firstExisting(const std::vector<fs::path>& candidates) {
     for (const fs::path& candidate : candidates) {
-        std::error_code ignored;  // a candidate that cannot be asked about is not it
+        std::error_code ignored;  // a candidate that cannot be examined is skipped
         if (fs::is_regular_file(candidate, ignored)) return fs::canonical(candidate);
     }
     return {};
@@ -41,7 +41,7 @@ fs::path findLibrary() {
     return found;
 }
 
-/// A file, or the name of one of the scenarios that come with the board.
+/// A file, or the name of a built-in scenario.
 fs::path findScenario(const std::string& wanted) {
     const std::string name = wanted.empty() ? kDefaultScenario : wanted;
     const std::string file = name + ".toml";
@@ -58,7 +58,7 @@ void set(const char* variable, const std::string& value) {
     if (setenv(variable, value.c_str(), 1) != 0) throw std::runtime_error(std::string("cannot set ") + variable);
 }
 
-/// Appended: what was preloaded before (a sanitizer's runtime, say) stays first.
+/// Appends: libraries preloaded before (a sanitizer's runtime, say) stay first.
 void setPreload(const fs::path& library) {
     const char* const earlier = std::getenv("LD_PRELOAD");
     const std::string before = earlier != nullptr ? earlier : "";
@@ -70,7 +70,7 @@ void setPreload(const fs::path& library) {
 
 void runOnBoard(const Options& options) {
     const fs::path scenarioFile = findScenario(options.scenario);
-    const Scenario scenario = loadScenario(scenarioFile.string());  // what is wrong with it is said here, once
+    const Scenario scenario = loadScenario(scenarioFile.string());  // reports errors once, before the program starts
     const std::uint64_t seed = options.seed.value_or(scenario.config.seed);
     set(kScenarioVariable, scenarioFile.string());
     set(kSeedVariable, std::to_string(seed));

@@ -1,4 +1,4 @@
-// Starting a program on the simulated controller.
+// Runs a program on the simulated controller.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -6,7 +6,7 @@
 
 namespace halvexboard {
 
-/// Replaces this process by the command. Returns only by throwing std::runtime_error (or ScenarioError).
+/// Replaces this process with the command. Throws std::runtime_error or ScenarioError on failure.
 [[noreturn]] void runOnBoard(const Options& options);
 
 }  // namespace halvexboard

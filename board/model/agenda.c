@@ -1,8 +1,8 @@
-/* The agenda: what will happen by itself, in order of time, and the passing of time that lets it happen. */
+/* The agenda: pending changes in order of time, and advancing time to carry them out. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 
-/* Kept sorted, latest first; what was scheduled first happens first among equals. */
+/* Kept sorted, latest first; equal instants happen in the order of scheduling. */
 int board_schedule(struct board *board, const struct board_pending *pending)
 {
 	uint32_t at = board->pending_count;

@@ -1,4 +1,4 @@
-/* Switching a board on. */
+/* Switches a board on. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 #include "board/model/decimal.h"

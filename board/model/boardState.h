@@ -1,4 +1,4 @@
-/* What a board consists of; for the files of the model only. */
+/* The state of a board; for the files of the model only. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #ifndef HALVEX_BOARD_MODEL_BOARDSTATE_H
 #define HALVEX_BOARD_MODEL_BOARDSTATE_H
@@ -11,8 +11,7 @@
 #define BOARD_NS_PER_S 1000000000LL
 #define BOARD_FIRST_PID 5000001
 
-/* Something that will happen by itself: `happen` is called at its instant with a copy of the entry, whose last three
- * members mean what that function makes of them. */
+/* A pending change: `happen` is called at its instant with a copy of the entry; it defines the last three members. */
 struct board_pending {
 	uint64_t at_ns;
 	void (*happen)(struct board *board, const struct board_pending *pending);
@@ -22,8 +21,8 @@ struct board_pending {
 };
 
 struct board_phc {
-	struct board_line line; /* over the common tick */
-	int64_t frequency;      /* as dialled: ppm with 16 fractional bits */
+	struct board_line line; /* against the common tick */
+	int64_t frequency;      /* as set: ppm with 16 fractional bits */
 	uint32_t pin_function[BOARD_MAX_PINS];
 	uint32_t pin_channel[BOARD_MAX_PINS];
 	uint8_t stamping[BOARD_MAX_CHANNELS];
@@ -42,17 +41,17 @@ struct board_fpga {
 };
 
 struct board_system {
-	struct board_line line; /* over raw */
+	struct board_line line; /* against raw */
 	int64_t frequency;      /* ppm with 16 fractional bits */
 	int64_t tick;           /* us per 10 ms */
 	int64_t maxerror_us;    /* at maxerror_raw_ns */
 	uint64_t maxerror_raw_ns;
 	int64_t esterror_us;
 	int32_t status;
-	uint8_t is_disciplined; /* by a living phc2sys that has its second sample */
+	uint8_t is_disciplined; /* by a running phc2sys past its second sample */
 };
 
-/* One phc2sys, its servo included. */
+/* One phc2sys and its servo. */
 struct board_process {
 	struct board_child child;
 	struct board_phc2sys_options options;
@@ -69,10 +68,10 @@ struct board {
 	void *context;
 	uint64_t raw_ns;
 	uint64_t sequence;
-	struct board_line oscillator; /* the common tick over raw */
+	struct board_line oscillator; /* the common tick against raw */
 	int64_t crystal_ppt, steering_ppt;
 	uint8_t gone[BOARD_TARGET_FIRST_INTERFACE + BOARD_MAX_INTERFACES];
-	uint64_t ferrox_offset_ns; /* of each clock to the common tick, wrapping */
+	uint64_t ferrox_offset_ns; /* of each clock to the common tick; wraps */
 	uint64_t fpga_offset_ns;
 	int64_t ferrox_stepped_ns; /* sum of all steps */
 	uint64_t ferrox_epoch_ns;
@@ -90,7 +89,7 @@ struct board {
 	uint32_t pending_count;
 };
 
-/* Streams of randomness; clocks and interfaces add their number. */
+/* Random streams; clocks and interfaces add their number. */
 enum board_stream {
 	BOARD_STREAM_STEP = 0x100,
 	BOARD_STREAM_LATENCY = 0x200,
@@ -102,11 +101,11 @@ enum board_stream {
 int board_config_is_sane(const struct board_config *config);
 
 /* agenda.c */
-uint64_t board_enter(struct board *board, uint64_t raw_ns); /* advances; returns the instant that counts */
-int board_schedule(struct board *board, const struct board_pending *pending); /* 0 when there is no room */
+uint64_t board_enter(struct board *board, uint64_t raw_ns); /* advances; returns the effective instant */
+int board_schedule(struct board *board, const struct board_pending *pending); /* 0 if full */
 
 /* telling.c */
-void board_tell(struct board *board, struct board_happening *happening); /* sequence and raw are filled in */
+void board_tell(struct board *board, struct board_happening *happening); /* fills in sequence and raw */
 
 /* clocks.c: all at the present instant */
 uint64_t board_tick_now(const struct board *board);
@@ -130,7 +129,7 @@ int board_event_fits(const struct board *board, const struct board_event_config 
 
 /* systemClock.c */
 void board_system_set_rate(struct board *board,
-			   int64_t correction_ppt); /* as phc2sys sets it, maxerror zeroed by the caller */
+			   int64_t correction_ppt); /* set by phc2sys; the caller zeroes maxerror */
 void board_system_synchronised(struct board *board);
 void board_system_unsynchronised(struct board *board);
 int64_t board_system_correction(const struct board *board); /* ppt */

@@ -1,4 +1,4 @@
-/* What the clocks read and how they take a step. */
+/* Clock readings and steps. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 

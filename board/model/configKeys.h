@@ -1,4 +1,4 @@
-/* The numbers of a configuration by name, as the kernel's control file takes them: KEY(name, member). */
+/* Configuration values by name, as the kernel's control file takes them: KEY(name, member). */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #ifndef HALVEX_BOARD_MODEL_CONFIGKEYS_H
 #define HALVEX_BOARD_MODEL_CONFIGKEYS_H

@@ -1,4 +1,4 @@
-/* What a board consists of and may consist of: defaults, limits, and what is there now. */
+/* Board configuration: defaults, limits, and what is present. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 #include "board/model/decimal.h"

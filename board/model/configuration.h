@@ -1,4 +1,4 @@
-/* What a board is configured with: its parts and limits, calls and targets, events, faults and costs. */
+/* The configuration of a board: parts and limits, calls and targets, events, faults and costs. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #ifndef HALVEX_BOARD_MODEL_CONFIGURATION_H
 #define HALVEX_BOARD_MODEL_CONFIGURATION_H
@@ -16,30 +16,30 @@ extern "C" {
 #define BOARD_MAX_EVENTS 128
 #define BOARD_MAX_FAULTS 64
 #define BOARD_MAX_COSTS 64
-#define BOARD_MAX_CHILDREN 64 /* living and dead; the oldest dead one is forgotten for a new one */
+#define BOARD_MAX_CHILDREN 64 /* alive and dead; a new one replaces the oldest dead one */
 #define BOARD_MAX_PINS 4
 #define BOARD_MAX_CHANNELS 2
-#define BOARD_NAME_SIZE 16           /* interface name with its zero, as in the kernel */
-#define BOARD_ID_SIZE 32             /* contents of a vendor or device file with its zero, newline included */
-#define BOARD_TEXT_SIZE 320          /* other configured texts with their zero */
+#define BOARD_NAME_SIZE 16           /* interface name with NUL, as in the kernel */
+#define BOARD_ID_SIZE 32             /* contents of a vendor or device file with newline and NUL */
+#define BOARD_TEXT_SIZE 320          /* other configured texts with NUL */
 #define BOARD_QUEUE_SIZE 128         /* slots of a time-stamp queue; it keeps the newest 127 */
 #define BOARD_RECORD_SIZE 32         /* largest record passed by address to a driver */
 #define BOARD_NEVER (~(uint64_t)0)   /* "no instant" */
-#define BOARD_FOREVER (~(uint32_t)0) /* "every time from then on" */
+#define BOARD_FOREVER (~(uint32_t)0) /* "from then on" */
 
 /* ---------------------------------------------------------------------------------------------------- clocks -- */
 
 /* Clocks by number. The PHC of the interface at position i of the configuration is BOARD_CLOCK_PHC(i). */
 enum board_clock {
-	BOARD_CLOCK_FERROX = 0, /* the epoch master: every difference is measured to it */
+	BOARD_CLOCK_FERROX = 0, /* the epoch master: reference of all differences */
 	BOARD_CLOCK_FPGA = 1,
-	BOARD_CLOCK_SYSTEM = 2, /* on a crystal of its own */
+	BOARD_CLOCK_SYSTEM = 2, /* with its own crystal */
 	BOARD_CLOCK_FIRST_PHC = 3
 };
 #define BOARD_CLOCK_PHC(i) (BOARD_CLOCK_FIRST_PHC + (i))
 #define BOARD_MAX_CLOCKS (BOARD_CLOCK_FIRST_PHC + BOARD_MAX_INTERFACES)
 
-/* What a call, a fault or an event is aimed at. An interface stands for its files, its flags and its PHC alike. */
+/* Target of a call, a fault or an event. An interface stands for its files, its flags and its PHC. */
 enum board_target {
 	BOARD_TARGET_ANY = 0, /* in a filter: anything; in a happening: the board as a whole */
 	BOARD_TARGET_FERROX = 1,
@@ -47,14 +47,14 @@ enum board_target {
 	BOARD_TARGET_SYSTEM = 3, /* the system clock */
 	BOARD_TARGET_SI514 = 4,
 	BOARD_TARGET_PHC2SYS = 5,
-	BOARD_TARGET_NETWORK = 6, /* the directory of network interfaces, and sockets not yet tied to one */
+	BOARD_TARGET_NETWORK = 6, /* the directory of network interfaces, and unbound sockets */
 	BOARD_TARGET_FIRST_INTERFACE = 16
 };
 #define BOARD_TARGET_INTERFACE(i) (BOARD_TARGET_FIRST_INTERFACE + (i))
 
 /* --------------------------------------------------------------------------------------------- calls and costs -- */
 
-/* Every kind of call the board takes part in. */
+/* Every kind of call that the board takes part in. */
 enum board_call_kind {
 	BOARD_CALL_ANY = 0,
 	BOARD_CALL_OPEN,
@@ -62,7 +62,7 @@ enum board_call_kind {
 	BOARD_CALL_READ,
 	BOARD_CALL_WRITE,
 	BOARD_CALL_LSEEK,
-	BOARD_CALL_IOCTL, /* detail: the request number */
+	BOARD_CALL_IOCTL, /* detail: request number */
 	BOARD_CALL_SELECT,
 	BOARD_CALL_POLL,
 	BOARD_CALL_MMAP,
@@ -84,7 +84,7 @@ enum board_call_kind {
 	BOARD_CALL_KINDS
 };
 
-/* Which of a target's files a call is about. Lets a fault name one of several. */
+/* The target's file that a call is about; lets a fault select one of several. */
 enum board_file {
 	BOARD_FILE_ANY = 0,
 	BOARD_FILE_VENDOR, /* of an interface */
@@ -99,19 +99,19 @@ enum board_file {
 	BOARD_FILE_KINDS
 };
 
-/* Names as scenario files and traces spell them ("ioctl", "ppb_offset", "PTP_PIN_SETFUNC", "getTime"); constant
- * storage. board_request_name knows the request numbers that `target` answers and gives NULL for others. */
+/* Names as in scenario files and traces ("ioctl", "ppb_offset", "PTP_PIN_SETFUNC", "getTime"); constant storage.
+ * board_request_name returns NULL for requests that `target` does not answer. */
 const char *board_call_kind_name(enum board_call_kind kind);
 const char *board_file_name(enum board_file file);
 const char *board_request_name(int target, uint32_t request);
 
-/* One call, as it is matched against faults, priced and reported to the observer. */
+/* One call: matched against faults, charged its cost and reported to the observer. */
 struct board_call {
 	enum board_call_kind kind;
 	int target; /* enum board_target */
 	enum board_file file;
-	uint32_t detail;      /* see enum board_call_kind; 0 when there is none */
-	int64_t arguments[4]; /* numbers only, no addresses: they are part of the trace */
+	uint32_t detail;      /* see enum board_call_kind; 0 if none */
+	int64_t arguments[4]; /* no addresses: they are part of the trace */
 	uint32_t argument_count;
 	int64_t result;
 	int32_t error; /* errno of a failed call, else 0 */
@@ -119,20 +119,20 @@ struct board_call {
 
 /* ----------------------------------------------------------------------------------------------- configuration -- */
 
-/* How one clock starts and how it takes a step. */
+/* Initial state and stepping behaviour of one clock. */
 struct board_clock_config {
 	int64_t offset_ns;           /* to the system clock's time at raw 0 */
-	int64_t step_loss_ns;        /* L: each step ends up this much behind */
+	int64_t step_loss_ns;        /* L: each step falls short by this */
 	int64_t step_jitter_ns;      /* sigma of the Gaussian jitter on L */
-	int64_t step_granularity_ns; /* a step is cut toward zero to a multiple of this; 0 and 1 mean none */
+	int64_t step_granularity_ns; /* steps are truncated to a multiple of this; 0 and 1: exact */
 };
 
 struct board_interface_config {
 	char name[BOARD_NAME_SIZE];
-	char vendor[BOARD_ID_SIZE]; /* whole contents of the files, newline included */
+	char vendor[BOARD_ID_SIZE]; /* entire contents of the files, with newline */
 	char device[BOARD_ID_SIZE];
 	uint8_t is_up;
-	uint8_t reset_on_up; /* coming up resets the PHC, as the driver does */
+	uint8_t reset_on_up; /* coming up resets the PHC, as with the real driver */
 	uint8_t present;
 	int32_t phc_index; /* -1: none */
 	int32_t max_adj_ppb;
@@ -141,12 +141,12 @@ struct board_interface_config {
 	uint64_t interrupt_latency_ns; /* from an edge to its event in the queue */
 	uint64_t interrupt_jitter_ns;  /* uniform, added */
 	uint32_t lost_edges_per_million;
-	uint8_t virtual_clocks; /* virtual clocks in use: adjusting is EBUSY */
+	uint8_t virtual_clocks; /* virtual clocks are in use: adjusting returns EBUSY */
 };
 
 struct board_driver_config {
 	uint8_t present;
-	char interface_path[BOARD_TEXT_SIZE]; /* contents of the interfacePath file, exactly */
+	char interface_path[BOARD_TEXT_SIZE]; /* exact contents of the interfacePath file */
 	struct board_clock_config clock;
 };
 
@@ -158,13 +158,13 @@ enum board_unit { BOARD_UNIT_NONE = 0, BOARD_UNIT_COUNT, BOARD_UNIT_DURATION /* 
 #define BOARD_MAX_EVENT_KEYS 3
 #define BOARD_REQUIRED (-INT64_MAX - 1)
 
-/* A key of a scenario's event, and what part of its value it holds: see eventRows.h. */
+/* A key of a scenario's event and the part of the value that it sets: see eventRows.h. */
 struct board_event_key {
 	const char *name;
 	enum board_unit unit;
-	int64_t least, most, otherwise; /* what it is when not given; or BOARD_REQUIRED */
+	int64_t least, most, otherwise; /* otherwise: the default, or BOARD_REQUIRED */
 };
-/* Up to one without a unit. */
+/* Terminated by a key without a unit. */
 const struct board_event_key *board_event_keys(enum board_event_kind kind);
 
 struct board_event_config {
@@ -174,8 +174,8 @@ struct board_event_config {
 	int64_t value;
 };
 
-/* "Fail the Nth call of this kind." A filter member that is 0 matches everything. All matching faults count a call; the
- * first of the list that is due decides the outcome. */
+/* "Fail the Nth call of this kind." A zero filter member matches everything. Every matching fault counts the call; the
+ * first due one in the list decides the outcome. */
 struct board_fault_config {
 	enum board_call_kind kind;
 	int target;
@@ -185,11 +185,11 @@ struct board_fault_config {
 	uint8_t has_short_count;
 	uint64_t from_ns;      /* calls before this instant are not counted */
 	uint32_t nth;          /* 1: the first counted call */
-	uint32_t times;        /* how many calls in a row; BOARD_FOREVER */
+	uint32_t times;        /* number of consecutive calls, or BOARD_FOREVER */
 	int32_t error;         /* errno, or 0 */
-	int32_t short_count;   /* with has_short_count: the call transfers this much and says so */
-	int32_t driver_status; /* status code that the driver reports; below 0 it does nothing else */
-	uint64_t delay_ns;     /* the call takes this much longer; alone it still succeeds */
+	int32_t short_count;   /* with has_short_count: the count transferred and returned */
+	int32_t driver_status; /* status that the driver reports; below 0 it does nothing else */
+	uint64_t delay_ns;     /* added to the call's duration; alone it does not fail the call */
 };
 
 struct board_cost_config { /* later entries override earlier ones and the built-in table */
@@ -202,7 +202,7 @@ struct board_cost_config { /* later entries override earlier ones and the built-
 
 struct board_phc2sys_config {
 	uint64_t interval_ns; /* 1 s */
-	int64_t noise_ns;     /* sigma of one reading */
+	int64_t noise_ns;     /* sigma per reading */
 	int64_t max_slew_ppb; /* fastest slew */
 };
 
@@ -216,31 +216,31 @@ struct board_config {
 	struct board_driver_config fpga;
 	uint8_t fpga_running;
 	uint8_t fpga_reads_zero;
-	uint8_t fpga_starts_on_request; /* a request for alignment starts a stopped time base */
+	uint8_t fpga_starts_on_request; /* an alignment request starts a stopped time base */
 	uint64_t pulse_width_ns;
 	uint8_t si514_present;
-	int64_t si514_max_ppt;        /* beyond it the driver answers EINVAL */
+	int64_t si514_max_ppt;        /* beyond this the driver returns EINVAL */
 	int64_t si514_resolution_ppt; /* 0 and 1: exact */
 	int64_t si514_initial_ppt;
 	char si514_name[BOARD_TEXT_SIZE];   /* contents of the name attribute */
 	char si514_client[BOARD_NAME_SIZE]; /* "0-0055" */
-	char si514_text[BOARD_TEXT_SIZE];   /* what ppb_offset holds until the first write, with si514_has_text */
+	char si514_text[BOARD_TEXT_SIZE];   /* contents of ppb_offset until the first write, with si514_has_text */
 	uint8_t si514_has_text;
-	uint32_t interface_count; /* in the order the kernel lists them */
+	uint32_t interface_count; /* in the kernel's listing order */
 	struct board_interface_config interfaces[BOARD_MAX_INTERFACES];
 	struct board_phc2sys_config phc2sys;
-	uint64_t truth_interval_ns; /* a TRUTH happening this often; 0: never by itself */
+	uint64_t truth_interval_ns; /* period of TRUTH happenings; 0: none */
 	uint32_t event_count;
-	struct board_event_config events[BOARD_MAX_EVENTS]; /* any order; equal instants in the order given */
+	struct board_event_config events[BOARD_MAX_EVENTS]; /* in any order; equal instants happen in the given order */
 	uint32_t fault_count;
 	struct board_fault_config faults[BOARD_MAX_FAULTS];
 	uint32_t cost_count;
 	struct board_cost_config costs[BOARD_MAX_COSTS];
 };
 
-/* A healthy board without interfaces: Ferrox and FPGA present, step granularity of Ferrox 200 ns, pulses of 1 us. */
+/* A healthy board without interfaces: Ferrox and FPGA present, Ferrox steps by 200 ns, pulses of 1 us. */
 void board_config_defaults(struct board_config *config);
-/* An I210 as the driver presents it: 0x8086/0x1533, up, ext_ts 2, per_out 2, 4 pins, no step loss. */
+/* An I210 as its driver presents it: 0x8086/0x1533, up, ext_ts 2, per_out 2, 4 pins, no step loss. */
 void board_interface_defaults(struct board_interface_config *interface, const char *name, int32_t phc_index);
 
 #ifdef __cplusplus

@@ -1,9 +1,9 @@
-/* How long each call takes. */
+/* Durations of calls. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 #include "board/wire/ptp.h"
 
-/* ns of a call on a small machine; measured where the call never reaches hardware. */
+/* Call durations on a small machine, in ns; measured without hardware access. */
 static const uint32_t kind_costs_ns[BOARD_CALL_KINDS] = {
 	[BOARD_CALL_ANY] = 100,           [BOARD_CALL_OPEN] = 2000,         [BOARD_CALL_CLOSE] = 300,
 	[BOARD_CALL_READ] = 450,          [BOARD_CALL_WRITE] = 470,         [BOARD_CALL_LSEEK] = 146,
@@ -16,9 +16,9 @@ static const uint32_t kind_costs_ns[BOARD_CALL_KINDS] = {
 	[BOARD_CALL_THREAD] = 33
 };
 
-#define REGISTER_ACCESS_NS 1500 /* one access across the bus to the controller or the chip */
+#define REGISTER_ACCESS_NS 1500 /* one access to the controller or chip across the bus */
 
-/* How many hardware registers a call touches. */
+/* Number of hardware register accesses of a call. */
 static uint32_t register_accesses(const struct board_call *call)
 {
 	const int is_interface = call->target >= BOARD_TARGET_FIRST_INTERFACE;
@@ -40,7 +40,7 @@ static uint32_t register_accesses(const struct board_call *call)
 			: call->detail == BOARD_WIRE_PTP_EXTTS_REQUEST || call->detail == BOARD_WIRE_PTP_EXTTS_REQUEST2
 			? 4
 			: 0;
-	case BOARD_CALL_WRITE: /* the oscillator sits on a slow bus */
+	case BOARD_CALL_WRITE: /* the oscillator is on a slow bus */
 		return call->target == BOARD_TARGET_SI514 ? 400 : 0;
 	default:
 		return 0;

@@ -6,7 +6,7 @@
 
 struct reading {
 	int64_t value;
-	uint32_t decimals; /* taken so far */
+	uint32_t decimals; /* read so far */
 	int seen_digit, seen_point, rounded, too_large;
 };
 

@@ -1,4 +1,4 @@
-/* The Ferrox and FPGA drivers: what each method does to the hardware. */
+/* The Ferrox and FPGA drivers: the effect of each method on the hardware. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 #include "board/wire/driver.h"

@@ -1,4 +1,4 @@
-/* The epoch signal: one pulse, two edges, every listening clock stamps each of them at the same instant. */
+/* The epoch signal: one pulse, two edges; every listening clock stamps each edge at the same instant. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 
@@ -19,8 +19,8 @@ static void arrive(struct board *board, const struct board_pending *pending)
 	board_phc_enqueue(board, pending->index, &pending->stamp);
 }
 
-/* The event follows its edge after the interrupt's latency; an edge that comes while an interrupt is still on its way
- * is handled by that one, so events never overtake each other. */
+/* The event follows its edge after the interrupt's latency. An interrupt in flight also handles later edges, so events
+ * never overtake each other. */
 static void deliver(struct board *board, uint32_t interface, uint32_t channel)
 {
 	struct board_phc *phc = &board->phcs[interface];
@@ -34,14 +34,14 @@ static void deliver(struct board *board, uint32_t interface, uint32_t channel)
 	phc->last_delivery_ns = pending.at_ns;
 	pending.stamp.time_ns = board_time_now(board, BOARD_CLOCK_PHC((int)interface));
 	pending.stamp.channel = channel;
-	(void)board_schedule(board, &pending); /* no room: one more event lost, as on a busy machine */
+	(void)board_schedule(board, &pending); /* if full the event is lost, as on a busy machine */
 }
 
 static int listens(const struct board *board, uint32_t interface, uint32_t channel)
 {
 	const struct board_phc *phc = &board->phcs[interface];
 
-	/* The signal is wired to pin 0 of every clock. */
+	/* The signal is connected to pin 0 of every clock. */
 	return phc->stamping[channel] && phc->pin_function[0] == 1 && phc->pin_channel[0] == channel &&
 		board_present(board, BOARD_TARGET_INTERFACE((int)interface));
 }
@@ -71,7 +71,7 @@ static int takes_one(int64_t *count)
 	return 1;
 }
 
-/* Which clocks miss this pulse altogether: as many as events said, and others by chance. */
+/* Which clocks miss this pulse: those that events selected, and others at random. */
 static uint32_t losers(struct board *board)
 {
 	uint32_t mask = 0, interface;
@@ -118,9 +118,9 @@ void board_pulse(struct board *board)
 	(void)board_schedule(board, &falling);
 }
 
-/* The rate may change and the master may be stepped while a second is awaited. So all but a thousandth of the way is
- * waited, and the rest again, until it is short: no change of rate puts a pulse off by more than the rounding of a
- * clock. A step may cost the pulse that was awaited. */
+/* Waits for the master's next second. The rate may change and the master may be stepped meanwhile, so this waits for
+ * all but a thousandth of the remaining time, repeatedly, until it is short: a rate change then shifts the pulse by no
+ * more than a clock's rounding. A step may cancel the awaited pulse. */
 #define SHORT_WAY_NS 1000
 
 static void second(struct board *board, const struct board_pending *pending);

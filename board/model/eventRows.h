@@ -1,9 +1,9 @@
-/* The kinds of event that a scenario can have, a row each; a new kind is a row here and its action in events.c.
+/* The kinds of scenario events, one row each; a new kind is a row here and its action in events.c.
  *
- * ROW(CONSTANT, name, aims, action, keys): BOARD_EVENT_CONSTANT; its name in scenarios and traces; what it may be aimed
- * at, as bits of enum board_aim; the function of events.c that does it; and the keys that its value is read from, or
- * NO_KEYS. KEY(name, unit, least, most, otherwise): `otherwise` is the value of a key that is not given, or REQUIRED.
- * Several keys share one value, eight bits each, the first in the lowest. */
+ * ROW(CONSTANT, name, aims, action, keys): BOARD_EVENT_CONSTANT; its name in scenarios and traces; its valid targets as
+ * bits of enum board_aim; its function in events.c; and the keys that its value is read from, or NO_KEYS.
+ * KEY(name, unit, least, most, otherwise): `otherwise` is the default, or REQUIRED. Several keys share one value, eight
+ * bits each, the first in the lowest. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #ifndef HALVEX_BOARD_MODEL_EVENTROWS_H
 #define HALVEX_BOARD_MODEL_EVENTROWS_H

@@ -1,4 +1,4 @@
-/* Events: what each kind does to the board, what it may be aimed at, and which values it takes. */
+/* Events: the effect, the valid targets and the valid values of each kind. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 
@@ -173,7 +173,7 @@ static const struct {
 	const char *name;
 	int aims;
 	void (*act)(struct board *board, const struct board_event_config *event);
-	struct board_event_key keys[BOARD_MAX_EVENT_KEYS + 1]; /* up to the first without a unit */
+	struct board_event_key keys[BOARD_MAX_EVENT_KEYS + 1]; /* terminated by one without a unit */
 } rows[BOARD_EVENT_KINDS] = { [BOARD_EVENT_NONE] = { "none", BOARD_AIM_ANYTHING, NULL, { NO_KEYS } },
 			      BOARD_EVENT_ROWS(ROW, KEY, NO_KEYS, BOARD_REQUIRED) };
 
@@ -216,7 +216,7 @@ int board_event_fits(const struct board *board, const struct board_event_config 
 		return 0;
 	for (key = rows[event->kind].keys; key->unit != BOARD_UNIT_NONE; ++key) {
 		const int64_t part =
-			key[1].unit == BOARD_UNIT_NONE ? rest : rest & 0xFF; /* the last has all that is left */
+			key[1].unit == BOARD_UNIT_NONE ? rest : rest & 0xFF; /* the last key takes all remaining bits */
 
 		if (part < key->least || part > key->most)
 			return 0;
@@ -227,7 +227,7 @@ int board_event_fits(const struct board *board, const struct board_event_config 
 
 /* --------------------------------------------------------------------------------------------------- happening -- */
 
-/* Without letting other things due at this instant go first. */
+/* Runs ahead of other changes due at this instant. */
 void board_event_now(struct board *board, const struct board_event_config *event)
 {
 	struct board_happening happening = { .kind = BOARD_HAPPENING_EVENT };

@@ -1,4 +1,4 @@
-/* Which call fails. */
+/* Decides which call fails. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 

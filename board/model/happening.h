@@ -1,4 +1,4 @@
-/* What happens on a board, as its observer receives it. */
+/* Happenings on a board, as reported to its observer. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #ifndef HALVEX_BOARD_MODEL_HAPPENING_H
 #define HALVEX_BOARD_MODEL_HAPPENING_H
@@ -16,11 +16,11 @@ enum board_happening_kind {
 	BOARD_HAPPENING_EPOCH,             /* truth */
 	BOARD_HAPPENING_TRUTH,             /* truth */
 	BOARD_HAPPENING_STAMP,             /* stamp */
-	BOARD_HAPPENING_FAULT,             /* call (as asked) and outcome */
-	BOARD_HAPPENING_EVENT,             /* event: a configured event took place */
+	BOARD_HAPPENING_FAULT,             /* call (as requested) and outcome */
+	BOARD_HAPPENING_EVENT,             /* event: a configured event occurred */
 	BOARD_HAPPENING_STEERING,          /* value: new steering in ppt */
-	BOARD_HAPPENING_STATUS_RECORD,     /* record: what setStatusInfo gave the FPGA */
-	BOARD_HAPPENING_ALIGNMENT_REQUEST, /* value: what requestEpochAlignment gave the FPGA */
+	BOARD_HAPPENING_STATUS_RECORD,     /* record: passed to the FPGA by setStatusInfo */
+	BOARD_HAPPENING_ALIGNMENT_REQUEST, /* value: passed to the FPGA by requestEpochAlignment */
 	BOARD_HAPPENING_PHC2SYS,           /* child */
 	BOARD_HAPPENING_SYSLOG,            /* text, value = priority */
 	BOARD_HAPPENING_KINDS
@@ -35,7 +35,7 @@ struct board_truth {
 	uint64_t time_ns[BOARD_MAX_CLOCKS];
 	int64_t difference_ns[BOARD_MAX_CLOCKS]; /* clock minus master */
 	/* Enabled: PHC present and interface up; FPGA present, running and not reading 0; system clock disciplined by a
-	 * living phc2sys that has its second sample; Ferrox present. */
+	 * running phc2sys past its second sample; Ferrox present. */
 	uint8_t enabled[BOARD_MAX_CLOCKS];
 };
 
@@ -52,9 +52,9 @@ struct board_stamp {
 	int clock; /* FPGA or a PHC */
 	uint32_t channel;
 	uint8_t falling;
-	uint8_t lost;     /* the edge came and was not stamped although stamping was on */
+	uint8_t lost;     /* the edge was not stamped although stamping was on */
 	uint8_t stale;    /* injected by an event */
-	uint64_t time_ns; /* by the clock that stamped */
+	uint64_t time_ns; /* reading of the stamping clock */
 };
 
 struct board_fault_outcome {
@@ -71,15 +71,15 @@ struct board_child {
 	int32_t pid;
 	enum board_child_state state;
 	int32_t status; /* exit code, or signal number */
-	int source;     /* interface position followed, -1: none */
+	int source;     /* position of the followed interface, -1: none */
 };
 
 struct board;
 
 struct board_happening {
 	enum board_happening_kind kind;
-	const struct board *where; /* the board, readable even while board_init has not returned yet */
-	uint64_t sequence;         /* 0, 1, 2 ... without gaps */
+	const struct board *where; /* the board; readable even before board_init returns */
+	uint64_t sequence;         /* 0, 1, 2 ... no gaps */
 	uint64_t raw_ns;
 	int target;
 	int64_t value;
@@ -96,8 +96,8 @@ struct board_happening {
 	uint32_t text_size;
 };
 
-/* Receives every happening as it happens; everything pointed at lives for the length of the call only. The observer may
- * read from the board (names, configuration), never change it. */
+/* Receives every happening as it occurs; its pointers are valid during the call only. The observer may read from the
+ * board (names, configuration) but must not change it. */
 typedef void (*board_observer)(void *context, const struct board_happening *happening);
 
 #ifdef __cplusplus

@@ -1,4 +1,4 @@
-/* A time line: see line.h. The product of distance and rate is split so that 64 bits hold every part of it. */
+/* A time line: see line.h. Splits the product of distance and rate so that every part fits 64 bits. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/line.h"
 
@@ -11,7 +11,7 @@ static int64_t floor_divide(int64_t value, int64_t by)
 	return quotient * by > value ? quotient - 1 : quotient;
 }
 
-/* distance * rate / 1e12 in whole ns, rounded down; *fraction carries the remainder in and out. */
+/* distance * rate / 1e12 in whole ns, rounded down; *fraction carries the remainder. */
 static int64_t correction(uint64_t distance, int64_t rate_ppt, uint64_t *fraction)
 {
 	const int64_t ppm = floor_divide(rate_ppt, PPM_IN_PPT);

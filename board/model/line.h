@@ -1,7 +1,7 @@
-/* A time line: counts along with another one at a slightly different rate, exactly.
+/* A time line: runs against another one at a slightly different rate, exactly.
  *
- * value(x) = whole + (x - anchor) + (x - anchor) * rate / 1e12, the remainder kept in `fraction` (1e-12 ns), so that
- * any number of rate changes adds no rounding. Rates stay within +-1e12 ppt, distances within 2^63 ns. */
+ * value(x) = whole + (x - anchor) + (x - anchor) * rate / 1e12; the remainder is kept in `fraction` (1e-12 ns), so rate
+ * changes add no rounding error. Rates stay within +-1e12 ppt, distances within 2^63 ns. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #ifndef HALVEX_BOARD_MODEL_LINE_H
 #define HALVEX_BOARD_MODEL_LINE_H
@@ -18,7 +18,7 @@ struct board_line {
 };
 
 uint64_t board_line_value(const struct board_line *line, uint64_t x);
-void board_line_set_rate(struct board_line *line, uint64_t x, int64_t rate_ppt); /* from x on */
+void board_line_set_rate(struct board_line *line, uint64_t x, int64_t rate_ppt); /* effective from x on */
 void board_line_shift(struct board_line *line, int64_t by_ns);
 
 #endif

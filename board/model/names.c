@@ -1,4 +1,4 @@
-/* How scenario files and traces call things. */
+/* Names in scenario files and traces. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 #include "board/model/decimal.h"

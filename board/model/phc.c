@@ -1,11 +1,10 @@
-/* The PTP hardware clocks: capabilities, time, steps, pins and time-stamp queues, as the kernel and its driver give
- * them. */
+/* The PTP hardware clocks: capabilities, time, steps, pins and time-stamp queues, as in the kernel and its driver. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 #include "board/wire/ptp.h"
 #include "board/wire/timex.h"
 
-/* The PHC behind an interface, or NULL. */
+/* The PHC of an interface, or NULL. */
 static struct board_phc *phc_of(struct board *board, uint64_t raw_ns, int interface)
 {
 	board_enter(board, raw_ns);
@@ -71,7 +70,7 @@ static int set_offset(struct board *board, int interface, const struct board_tim
 {
 	const uint64_t scale = timex->modes & BOARD_WIRE_ADJ_NANO ? 1 : 1000;
 	const uint64_t nanoseconds = (uint64_t)timex->time_usec * scale;
-	int64_t offset_ns = INT64_MAX; /* beyond the range the kernel saturates */
+	int64_t offset_ns = INT64_MAX; /* the kernel saturates beyond this range */
 
 	if (nanoseconds >= (uint64_t)BOARD_NS_PER_S)
 		return -EINVAL;
@@ -150,7 +149,7 @@ int board_phc_set_pin(struct board *board, uint64_t raw_ns, int interface, uint3
 	if (pin >= (uint32_t)config->n_pins)
 		return -EINVAL;
 	if (function == BOARD_WIRE_PIN_PHYSYNC && channel == 0)
-		return -EOPNOTSUPP; /* the driver refuses it */
+		return -EOPNOTSUPP; /* rejected by the driver */
 	if (!function_fits(config, function, channel))
 		return -EINVAL;
 	for (other = 0; other < (uint32_t)config->n_pins; ++other)
@@ -218,7 +217,7 @@ int board_phc_extts(struct board *board, uint64_t raw_ns, int interface, uint32_
 	return 0;
 }
 
-/* A full queue drops its oldest event: of 128 slots one stays empty. */
+/* A full queue drops its oldest event: one of the 128 slots stays empty. */
 void board_phc_enqueue(struct board *board, uint32_t interface, const struct board_phc_event *event)
 {
 	struct board_phc *phc = &board->phcs[interface];
@@ -252,8 +251,8 @@ int board_phc_take(struct board *board, uint64_t raw_ns, int interface, struct b
 	return (int)taken;
 }
 
-/* What a reset of the adapter does: time := system time, hardware frequency and stamping off. The PTP core is not
- * notified: pins keep their functions and the queue its events. */
+/* A reset of the adapter: sets the PHC to the system time, switches hardware frequency and stamping off. The PTP core
+ * is not notified: pins keep their functions and the queue its events. */
 void board_phc_reset(struct board *board, uint32_t interface)
 {
 	struct board_phc *phc = &board->phcs[interface];

@@ -1,4 +1,4 @@
-/* The phc2sys child: its command line, its life, and its servo, which is all that the board sees of it. */
+/* The phc2sys child: command line, life cycle, and its servo as far as the board can observe it. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 #include "board/model/decimal.h"
@@ -89,7 +89,7 @@ static void end_child(struct board *board, struct board_process *process, enum b
 {
 	if (process->child.state != BOARD_CHILD_RUNNING)
 		return;
-	if (state == BOARD_CHILD_KILLED) /* the last moment at which the system clock is still looked after */
+	if (state == BOARD_CHILD_KILLED) /* the last instant with a disciplined system clock */
 		board_tell_truth_now(board, BOARD_HAPPENING_TRUTH);
 	process->child.state = state;
 	process->child.status = status;
@@ -97,7 +97,7 @@ static void end_child(struct board *board, struct board_process *process, enum b
 	tell_child(board, &process->child);
 }
 
-/* An interface name, or a PTP device by its path or bare name. */
+/* An interface name, or a PTP device by path or bare name. */
 static int find_source(const struct board *board, const char *source)
 {
 	const char *device = board_text_equal(source, "/dev/", 5) ? source + 5 : source;
@@ -133,7 +133,7 @@ static int is_free(const struct board_process *process)
 	return process->child.state == BOARD_CHILD_NONE;
 }
 
-/* A free place, or the one of the oldest dead child, which nobody reaped; BOARD_MAX_CHILDREN when all are alive. */
+/* A free entry, or that of the oldest unreaped dead child; BOARD_MAX_CHILDREN if all are alive. */
 static uint32_t find_place(const struct board *board)
 {
 	uint32_t index, oldest = BOARD_MAX_CHILDREN;
@@ -185,14 +185,14 @@ static struct board_process *find_process(const struct board *board, int32_t pid
 	return NULL;
 }
 
-/* Signals that phc2sys neither blocks nor survives: HUP INT QUIT ABRT KILL SEGV PIPE ALRM TERM. */
+/* Signals that terminate phc2sys: HUP INT QUIT ABRT KILL SEGV PIPE ALRM TERM. */
 static int is_deadly(int32_t signal)
 {
 	return signal == 1 || signal == 2 || signal == 3 || signal == 6 || signal == 9 || signal == 11 ||
 		signal == 13 || signal == 14 || signal == 15;
 }
 
-/* INT, TERM and HUP are handled: phc2sys leaves its loop and exits with 0. */
+/* Handled signals: phc2sys leaves its loop and exits with 0. */
 static int is_handled(int32_t signal)
 {
 	return signal == 1 || signal == 2 || signal == 15;
@@ -258,7 +258,7 @@ static int64_t limited(int64_t value, int64_t limit)
 	return value > limit ? limit : value < -limit ? -limit : value;
 }
 
-/* The second sample gives the rate, and the one step if the clock is far off. */
+/* The second sample determines the rate, and the initial step if the clock is far off. */
 static void take_second_sample(struct board *board, struct board_process *process, int64_t offset_ns, uint64_t local_ns)
 {
 	const int64_t limit_ppt = board->config.phc2sys.max_slew_ppb * PPT_PER_NS_PER_S;
@@ -267,7 +267,7 @@ static void take_second_sample(struct board *board, struct board_process *proces
 		limited((int64_t)((uint64_t)offset_ns - (uint64_t)process->offset_ns), LARGEST_SERVO_OFFSET_NS / 100);
 	const int64_t threshold_ns = process->options.first_step_threshold_ns;
 
-	if (elapsed_us <= 0) { /* time went backwards: begin again */
+	if (elapsed_us <= 0) { /* time went backwards: start over */
 		process->sample_count = 0;
 		return;
 	}
@@ -292,7 +292,7 @@ static void take_later_sample(struct board *board, struct board_process *process
 		bounded_ns * PPT_PER_NS_PER_S * PROPORTIONAL_TENTHS / 10 + process->drift_ppt + integral_ppt;
 	const int64_t rate_ppt = limited(wanted_ppt, limit_ppt);
 
-	if (rate_ppt == wanted_ppt) /* a saturated servo does not wind up */
+	if (rate_ppt == wanted_ppt) /* no integration while saturated */
 		process->drift_ppt += integral_ppt;
 	board_system_set_rate(board, -rate_ppt);
 	board_system_synchronised(board);
@@ -305,10 +305,10 @@ static void sample(struct board *board, const struct board_pending *pending)
 	int64_t offset_ns;
 
 	if (process->child.state != BOARD_CHILD_RUNNING || (uint32_t)process->child.pid != pending->mask)
-		return; /* it ended, and its place may be another's */
+		return; /* the child has ended and its entry may be reused */
 	schedule_sample(board, pending->index);
 	if (!has_phc(board, process->child.source))
-		return; /* nothing to read: this sample is skipped */
+		return; /* no reading: skip this sample */
 	offset_ns = (int64_t)(local_ns - board_time_now(board, BOARD_CLOCK_PHC(process->child.source)) +
 			      (uint64_t)process->options.utc_offset_ns +
 			      (uint64_t)board_random_gaussian(&process->random, board->config.phc2sys.noise_ns));

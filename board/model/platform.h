@@ -1,4 +1,4 @@
-/* Picks the headers the model is compiled against: a kernel's, a C library's, or none at all. */
+/* Selects the headers for the model: a kernel's, a C library's, or none at all. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #ifndef HALVEX_BOARD_MODEL_PLATFORM_H
 #define HALVEX_BOARD_MODEL_PLATFORM_H
@@ -15,7 +15,7 @@
 
 #elif defined(BOARD_FREESTANDING)
 
-/* No header at all (-nostdinc): the proof that the model needs nothing but memcpy and memset. */
+/* No headers (-nostdinc): proves that the model needs only memcpy and memset. */
 typedef __UINT8_TYPE__ uint8_t;
 typedef __UINT16_TYPE__ uint16_t;
 typedef __UINT32_TYPE__ uint32_t;

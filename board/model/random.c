@@ -1,4 +1,4 @@
-/* Repeatable randomness: a counter run through a mixing function (splitmix64). */
+/* Reproducible random numbers: a counter and a mixing function (splitmix64). */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/random.h"
 

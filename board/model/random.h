@@ -1,4 +1,4 @@
-/* Repeatable randomness: one small generator per purpose, so that an extra draw for one does not shift the others. */
+/* Reproducible random numbers: one small generator per purpose, so that an extra draw for one does not shift others. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #ifndef HALVEX_BOARD_MODEL_RANDOM_H
 #define HALVEX_BOARD_MODEL_RANDOM_H

@@ -1,4 +1,4 @@
-/* The Si514 oscillator's driver: its ppb_offset attribute steers the board's common tick. */
+/* The driver of the Si514 oscillator: its ppb_offset attribute steers the board's common tick. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 #include "board/model/decimal.h"
@@ -11,7 +11,7 @@ static void keep_text(struct board *board, const char *text, uint32_t size)
 	board->si514_size = size;
 }
 
-/* The true rate follows the oscillator's resolution; the attribute shows what was asked for. */
+/* The true rate is limited to the oscillator's resolution; the attribute shows the requested value. */
 static int64_t quantised(const struct board *board, int64_t ppt)
 {
 	const int64_t step_ppt = board->config.si514_resolution_ppt;

@@ -1,4 +1,4 @@
-/* The system clock: read, set and adjusted as the kernel does it, on a crystal of its own. */
+/* The system clock: read, set and adjusted as in the kernel, with its own crystal. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 #include "board/wire/timex.h"
@@ -8,7 +8,7 @@
 #define MAX_FREQUENCY 32768000LL    /* 500 ppm with 16 fractional bits */
 #define PHASE_LIMIT_US 16000000LL
 #define NS_PER_ERROR_US 2000000ULL /* maxerror grows by 500 us a second */
-#define LATEST_SECOND 8277292036LL /* the kernel keeps 30 years to the end of its time */
+#define LATEST_SECOND 8277292036LL /* the kernel reserves 30 years before its time overflows */
 
 int64_t board_system_correction(const struct board *board)
 {
@@ -51,7 +51,7 @@ void board_system_synchronised(struct board *board)
 	board->system.status &= ~BOARD_WIRE_STA_UNSYNC;
 }
 
-/* What every step does to the kernel's idea of how good its time is. */
+/* The effect of every step on the kernel's synchronisation state. */
 void board_system_unsynchronised(struct board *board)
 {
 	set_maxerror(board, PHASE_LIMIT_US);

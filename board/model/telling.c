@@ -1,4 +1,4 @@
-/* Notifying the observer of what happened. */
+/* Notifies the observer of happenings. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 

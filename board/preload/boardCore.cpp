@@ -1,4 +1,4 @@
-// The running board of this process: its instant, its sink, the frame around every device call.
+// The running board of this process: its time, its sink, the frame around every device call.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/preload/boardCore.h"
 
@@ -14,7 +14,7 @@ namespace halvexboard {
 
 namespace {
 
-/// Virtual CLOCK_MONOTONIC starts here and not at 0: a program that subtracts from it must not run below 0.
+/// Virtual CLOCK_MONOTONIC starts here, not at 0, so that a program can subtract from it without going below 0.
 constexpr std::uint64_t kMonotonicAtStartNs = 1'000 * kNsPerSecond;
 
 struct Core {
@@ -40,7 +40,7 @@ std::uint64_t realClockNs(clockid_t clock) noexcept {
 void observe(void*, const board_happening* happening) noexcept {
     if (core.sink.take != nullptr) core.sink.take(core.sink.context, *happening);
     if (core.consoleFd < 0 || !isForConsole(*happening)) return;
-    // Whoever sees the line may look into the trace at once, and finds everything up to this happening there.
+    // A reader of the line may look into the trace at once and must find everything up to this happening.
     if (core.sink.flush != nullptr) core.sink.flush(core.sink.context);
     showOnConsole(core.consoleFd, *happening);
 }
@@ -60,8 +60,8 @@ std::uint64_t hookSystem() noexcept { return board_system_get_time(core.model, r
 bool startCore(const board_config& config, const CoreOptions& options) noexcept {
     const LockGuard guard(boardLock());
     core.memorySize = board_size();
-    // Anonymous memory instead of the heap: a program's own allocation counters see nothing of the board. The kernel is
-    // asked itself, because mmap is one of the shims above.
+    // Anonymous memory instead of the heap keeps the board out of the program's allocation counters. A raw system call,
+    // because mmap is itself interposed.
     const long mapped = rawSystemCall(SYS_mmap, 0, static_cast<long>(core.memorySize), PROT_READ | PROT_WRITE,
                                       MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (mapped < 0) return false;

@@ -1,4 +1,4 @@
-// The running board of this process: the model, its instant, and the frame in which every device call is made.
+// The running board of this process: the model, its time, and the frame in which every device call is made.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -12,48 +12,48 @@
 
 namespace halvexboard {
 
-/// Where happenings go. Called with the board's lock held; must not allocate and must not call interposed functions.
+/// Receives the happenings. Called with the board's lock held; must not allocate or call interposed functions.
 struct HappeningSink {
     void (*take)(void* context, const board_happening& happening) noexcept = nullptr;
-    void (*flush)(void* context) noexcept = nullptr;  ///< Make everything taken so far visible to others.
+    void (*flush)(void* context) noexcept = nullptr;  ///< Make all happenings so far visible to others.
     void* context = nullptr;
 };
 
 struct CoreOptions {
-    bool virtualTime = true;    ///< Otherwise the instant is the machine's raw clock since the start.
+    bool virtualTime = true;    ///< Otherwise time is the machine's raw clock since the start.
     bool withScheduler = true;  ///< One thread at a time; needs virtual time and the interposed thread functions.
-    int consoleFd = -1;         ///< Where syslog lines and faults are shown as they happen; -1: nowhere.
+    int consoleFd = -1;         ///< Receives syslog lines and faults as they happen; -1: none.
     HappeningSink sink;
 };
 
-/// Switches the board on. One at a time. False when the configuration breaks a maximum of the model.
+/// Switches the board on. One at a time. Returns false if the configuration exceeds a maximum of the model.
 bool startCore(const board_config& config, const CoreOptions& options) noexcept;
 void stopCore() noexcept;
 
-/// Whether a board is on; everything passes through while none is.
+/// Whether a board is on; while none is, all calls pass through.
 inline std::atomic<bool> coreActive{false};
 inline bool isActive() noexcept { return coreActive.load(std::memory_order_acquire); }
 
-/// The model; only with the lock held and a board switched on.
+/// The model; requires the lock and a board that is on.
 board* model() noexcept;
 bool isTimeVirtual() noexcept;
 
-/// The present instant. Thread-safe; never goes back.
+/// The present instant. Thread-safe; monotonic.
 std::uint64_t rawNow() noexcept;
-/// CLOCK_MONOTONIC, _RAW and BOOTTIME as the program sees them; a constant ahead of the instant when time is virtual.
+/// CLOCK_MONOTONIC, _RAW and BOOTTIME as the program sees them; with virtual time at a constant offset to the instant.
 std::uint64_t monotonicNow() noexcept;
 std::uint64_t systemNow() noexcept;
 std::uint64_t rawFromMonotonic(std::uint64_t monotonicNs) noexcept;
 
-/// Lets `ns` of virtual time pass for the calling thread; long stretches are spent as a wait, so that others run
-/// meanwhile. Called without the lock. Does nothing in real time.
+/// Spends `ns` of virtual time on the calling thread; long stretches are waits, during which others run. Call without
+/// the lock. Does nothing in real time.
 void spend(std::uint64_t ns) noexcept;
 
-/// After a model call that may have made somebody's descriptor readable: wakes its waiters.
+/// Call after a model call that may have made a descriptor readable: wakes its waiters.
 void tellModelChanged() noexcept;
 
-/// One call on the board from entry to exit. Purpose: faults, costs and the trace are the same for every kind of call.
-/// Holds the lock from construction to finish(). Threads: thread-bound.
+/// One call on the board from entry to exit, with the same faults, costs and trace for every kind of call. Holds the
+/// lock from construction to finish(). Threads: thread-bound.
 ///     DeviceCall call(BOARD_CALL_READ, target, file);
 ///     if (!call.isFaulted()) call.succeed(board_...(model(), call.rawNs(), ...));
 ///     return call.finish();
@@ -65,23 +65,23 @@ public:
     DeviceCall& operator=(const DeviceCall&) = delete;
 
     DeviceCall& with(std::int64_t argument) noexcept;
-    /// Asks the model once. True: the call must end with the fault's errno (already set as its result).
+    /// Asks the model once. True: the call must fail with the fault's errno (already set as its result).
     bool isFaulted() noexcept;
-    /// A fault that lets the call through with fewer bytes; -1 when there is none.
+    /// The byte count of a fault that shortens the call, else -1.
     std::int32_t shortCount() const noexcept { return outcome_.short_count; }
     std::int32_t forcedDriverStatus() const noexcept { return outcome_.driver_status; }
 
     std::uint64_t rawNs() const noexcept { return rawNs_; }
-    /// After a wait inside the call: its instant is now.
+    /// Call after a wait inside the call: updates its instant.
     void refresh() noexcept { rawNs_ = rawNow(); }
-    /// The call takes this much on top of its cost.
+    /// Adds `ns` to the call's cost.
     void takesLonger(std::uint64_t ns) noexcept { extraNs_ += ns; }
-    /// `result` below 0 is a negative errno, as the model returns it.
+    /// A negative `result` is a -errno of the model.
     void succeed(std::int64_t result) noexcept;
     void fail(int error) noexcept { succeed(-static_cast<std::int64_t>(error)); }
     /// Charges the cost, writes the trace, releases the lock, sets errno. Returns the result, or -1.
     long finish() noexcept;
-    /// The errno value instead of -1, for functions that return it.
+    /// Returns the errno value, for functions that return it instead of -1.
     int finishWithError() noexcept;
 
 private:

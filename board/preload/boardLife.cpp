@@ -1,4 +1,4 @@
-// Switching a board on and off in this process: core, files, threads and forks together.
+// Switches a board on and off in this process: core, files, threads and forks.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/preload/boardLife.h"
 

@@ -1,4 +1,4 @@
-// Switching a board on and off in this process: core, files, threads and forks together.
+// Switches a board on and off in this process: core, files, threads and forks.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -6,10 +6,10 @@
 
 namespace halvexboard {
 
-/// Switches a board on. False when the model refuses the configuration, or the scheduler is asked for and the thread
-/// functions are not part of this program.
+/// Switches a board on. Returns false if the model rejects the configuration, or if the scheduler is requested and the
+/// thread shims are not linked.
 bool switchOn(const board_config& config, const CoreOptions& options) noexcept;
-/// Switches it off: descriptors given out stay open but mean nothing any more.
+/// Switches it off: its descriptors stay open but are dead.
 void switchOff() noexcept;
 
 }  // namespace halvexboard

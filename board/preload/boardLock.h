@@ -1,4 +1,4 @@
-// The one internal lock of the board, shared by scheduler, descriptor table and model.
+// The board's internal lock, shared by scheduler, descriptor table and model.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -6,7 +6,7 @@
 
 namespace halvexboard {
 
-/// Constant-initialised, so that it is there before any constructor ran.
+/// Constant-initialised: usable before any constructor runs.
 inline constinit FutexLock theBoardLock;
 constexpr FutexLock& boardLock() noexcept { return theBoardLock; }
 

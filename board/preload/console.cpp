@@ -1,4 +1,4 @@
-// What the program and the board have to say while they run, as lines on a descriptor.
+// Shows output of the program and the board while they run, as lines on a descriptor.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/preload/console.h"
 

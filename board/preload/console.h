@@ -1,4 +1,4 @@
-// What the program and the board have to say while they run, as lines on a descriptor.
+// Shows output of the program and the board while they run, as lines on a descriptor.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -6,8 +6,8 @@
 
 namespace halvexboard {
 
-/// Writes one line for a syslog entry, an injected fault or an event; nothing for anything else. Called with the
-/// board's lock held; allocates nothing. A line that cannot be written is lost: it is a view, the trace is the record.
+/// Writes one line for a syslog entry, an injected fault or an event; nothing for other happenings. Call with the
+/// board's lock held; allocates nothing. Lines that cannot be written are dropped: the record is the trace.
 void showOnConsole(int fd, const board_happening& happening) noexcept;
 bool isForConsole(const board_happening& happening) noexcept;
 

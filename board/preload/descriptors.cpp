@@ -1,4 +1,4 @@
-// The descriptors the board has given out: tables of fixed size, by number.
+// The descriptors that the board has handed out, in fixed-size tables by number.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/preload/descriptors.h"
 
@@ -17,23 +17,22 @@ namespace halvexboard {
 namespace {
 
 constexpr std::uint16_t kMaxOpenFiles = 2048;
-/// Room behind a driver node for a program that maps it.
+/// Size behind a driver node for programs that map it.
 constexpr long kMappableBytes = 1L << 20;
 
 struct Table {
-    std::atomic<std::uint16_t> byNumber[kMaxDescriptor];  // 0: not ours, otherwise position in files plus 1
+    std::atomic<std::uint16_t> byNumber[kMaxDescriptor];  // 0: not the board's, else position in files plus 1
     OpenFile files[kMaxOpenFiles];
 };
 
 constinit Table table{};
 
-/// In place of a position: a socket that was noted.
+/// Instead of a position: a tracked socket.
 constexpr std::uint16_t kSocket = 0xffff;
 
 int backingDescriptor(const Node& node, int flags) noexcept {
     const bool closeOnExec = (flags & O_CLOEXEC) != 0;
-    if (node.kind ==
-        NodeKind::ptpDevice)  // never readable for the kernel: whoever polls behind the shim's back just waits
+    if (node.kind == NodeKind::ptpDevice)  // never readable for the kernel: a poll that bypasses the shim just waits
         return static_cast<int>(rawSystemCall(SYS_eventfd2, 0, closeOnExec ? EFD_CLOEXEC : 0));
     const long fd = rawSystemCall(SYS_memfd_create, reinterpret_cast<long>(node.name), closeOnExec ? MFD_CLOEXEC : 0);
     if (fd >= 0 && node.kind == NodeKind::driverNode) rawSystemCall(SYS_ftruncate, fd, kMappableBytes);

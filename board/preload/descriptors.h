@@ -1,4 +1,4 @@
-// The descriptors the board has given out. Each is a real kernel descriptor; this table says what it stands for.
+// The descriptors that the board has handed out. Each is a real kernel descriptor; this table maps it to a node.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -9,17 +9,17 @@
 
 namespace halvexboard {
 
-/// An open file of the board, shared by the descriptors duplicated from one another.
+/// An open file of the board, shared by all descriptors duplicated from it.
 struct OpenFile {
     static constexpr std::size_t kContentSize = 4096;  ///< A sysfs attribute is one page at most.
 
     const Node* node = nullptr;
-    int flags = 0;  ///< As given to open().
+    int flags = 0;  ///< As passed to open().
     std::int64_t offset = 0;
     std::uint32_t references = 0;
-    bool isStream = false;  ///< Opened through stdio, whose inner reads the shim does not see.
+    bool isStream = false;  ///< Opened through stdio, whose internal reads bypass the shim.
     std::uint32_t contentSize = 0;
-    char content[kContentSize] = {};  ///< What the attribute held when it was last read from its start.
+    char content[kContentSize] = {};  ///< The attribute as of the last read from its start.
 
     bool canRead() const noexcept;
     bool canWrite() const noexcept;
@@ -28,17 +28,17 @@ struct OpenFile {
 
 inline constexpr int kMaxDescriptor = 65'536;
 
-/// Null when the descriptor is not the board's. Cheap; safe for any number.
+/// Returns null if the descriptor is not the board's. Fast; safe for any number.
 OpenFile* findDescriptor(int fd) noexcept;
-/// Makes a descriptor for the node. -errno: EMFILE as the kernel says, ENFILE when the table is full.
+/// Makes a descriptor for the node. Returns -errno: EMFILE from the kernel, ENFILE if the table is full.
 int makeDescriptor(const Node& node, int flags) noexcept;
-/// Lets a second descriptor stand for the same open file.
+/// Makes `to` refer to the same open file as `from`.
 void shareDescriptor(int from, int to) noexcept;
-/// The number no longer stands for anything; the caller closes it.
+/// Removes the number from the table; the caller closes it.
 void forgetDescriptor(int fd) noexcept;
 void forgetAllDescriptors() noexcept;
 
-/// Datagram sockets are the machine's own, but calls on the board while interface requests are made on them.
+/// Datagram sockets belong to the machine, but interface requests on them are calls on the board.
 void noteSocket(int fd) noexcept;
 bool isNotedSocket(int fd) noexcept;
 

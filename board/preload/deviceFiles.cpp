@@ -1,4 +1,4 @@
-// What opening, reading, writing and seeking on the board's files do.
+// Opening, reading, writing and seeking on the board's files.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/preload/deviceFiles.h"
 
@@ -17,7 +17,7 @@ namespace halvexboard {
 
 namespace {
 
-/// sysfs refuses an access mode that the attribute's permission bits do not have, whoever asks.
+/// sysfs rejects an access mode that the attribute's permission bits lack, for any user.
 int accessError(const Node& node, int flags) noexcept {
     const int mode = flags & O_ACCMODE;
     switch (node.kind) {
@@ -42,7 +42,7 @@ ssize_t readEvents(DeviceCall& call, OpenFile& file, void* buffer, std::size_t s
     }
     const auto room = static_cast<std::uint32_t>(
         std::min<std::size_t>(size / sizeof(board_wire_ptp_extts_event), BOARD_WIRE_PTP_READ_MAX));
-    // The driver takes no notice of O_NONBLOCK: a read without an event waits.
+    // The driver ignores O_NONBLOCK: a read without an event waits.
     while (board_phc_waiting(model(), rawNow(), file.interface()) == 0) {
         if (waitForModel(Deadline::never()) == WaitResult::interrupted) {
             call.fail(EINTR);
@@ -74,7 +74,7 @@ ssize_t readEvents(DeviceCall& call, OpenFile& file, void* buffer, std::size_t s
 }
 
 ssize_t readText(DeviceCall& call, OpenFile& file, void* buffer, std::size_t size) noexcept {
-    // As in the kernel, an attribute is shown afresh when it is read from its start and continued otherwise.
+    // As in the kernel, a read from the start renders the attribute anew; other reads continue.
     if (file.offset == 0) {
         const int rendered = renderContent(file, call.rawNs());
         if (rendered < 0) {
@@ -124,7 +124,7 @@ ssize_t readFile(OpenFile& file, void* buffer, std::size_t size) noexcept {
         return readEvents(call, file, buffer, size);
     else if (file.node->kind == NodeKind::directory || file.node->kind == NodeKind::directoryLink)
         call.fail(EISDIR);
-    else if (file.node->kind == NodeKind::driverNode)  // the drivers have no read method
+    else if (file.node->kind == NodeKind::driverNode)  // the drivers cannot be read
         call.fail(EINVAL);
     else
         return readText(call, file, buffer, size);
@@ -144,7 +144,7 @@ ssize_t writeFile(OpenFile& file, const void* buffer, std::size_t size) noexcept
         call.fail(EINVAL);
     else if (call.shortCount() >= 0)
         call.succeed(
-            std::min<std::int64_t>(call.shortCount(), static_cast<std::int64_t>(size)));  // the driver saw nothing
+            std::min<std::int64_t>(call.shortCount(), static_cast<std::int64_t>(size)));  // the driver is not called
     else {
         const auto length = static_cast<std::uint32_t>(std::min<std::size_t>(size, OpenFile::kContentSize));
         const int stored = board_si514_store(model(), call.rawNs(), static_cast<const char*>(buffer), length);
@@ -163,7 +163,7 @@ off_t seekFile(OpenFile& file, off_t offset, int whence) noexcept {
     if (whence == SEEK_CUR)
         base = file.offset;
     else if (whence == SEEK_END)
-        base = static_cast<std::int64_t>(OpenFile::kContentSize);  // what sysfs says the size is
+        base = static_cast<std::int64_t>(OpenFile::kContentSize);  // the size that sysfs reports
     if (isStreamDevice)
         call.fail(ESPIPE);
     else if ((whence != SEEK_SET && whence != SEEK_CUR && whence != SEEK_END) || base + offset < 0)

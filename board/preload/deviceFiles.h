@@ -1,4 +1,4 @@
-// What the calls on a descriptor of the board do. The shims named like the C library's functions only forward to these.
+// Calls on a descriptor of the board. The shims named like the C library's functions only forward to these.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -10,26 +10,25 @@
 
 namespace halvexboard {
 
-// Each returns what the system call of that name returns, with errno set on -1, and is one call for faults and the
-// trace.
+// Each returns what the system call of that name returns, with errno set on -1, and is one call for faults and trace.
 
 int openNode(const Node& node, int flags) noexcept;
-/// A path of the board's that is not there. Faults and the trace see the attempt.
+/// Fails for a missing path of the board, visible to faults and the trace.
 int openMissing() noexcept;
 ssize_t readFile(OpenFile& file, void* buffer, std::size_t size) noexcept;
 ssize_t writeFile(OpenFile& file, const void* buffer, std::size_t size) noexcept;
 off_t seekFile(OpenFile& file, off_t offset, int whence) noexcept;
 int requestOnFile(OpenFile& file, unsigned long request, void* argument) noexcept;
-/// Close as far as the board is concerned; false: a fault says the call fails (the descriptor is gone all the same).
+/// The board's side of close(). False: a fault makes the call fail (the descriptor is closed anyway).
 bool closeFile(OpenFile& file) noexcept;
 
-/// What an attribute reads as now, into the file's own buffer. Its length, or a negative errno.
+/// Renders the attribute's current text into the file's buffer. Returns its length, or a negative errno.
 int renderContent(OpenFile& file, std::uint64_t rawNs) noexcept;
 /// Whether a read would not block.
 bool isReadable(const OpenFile& file) noexcept;
 bool isAlwaysReady(const OpenFile& file) noexcept;
 
-/// Requests about a network interface on a socket. False: not the board's business.
+/// Network interface requests on a socket. False: not for the board.
 bool requestOnSocket(int fd, unsigned long request, void* argument, int& result) noexcept;
 
 }  // namespace halvexboard

@@ -1,4 +1,4 @@
-// The requests of the board's devices: PTP clocks, the two drivers, network interfaces.
+// The ioctl requests of the board's devices: PTP clocks, the two drivers, network interfaces.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -18,11 +18,11 @@ namespace halvexboard {
 
 namespace {
 
-/// Of one register read of the clock, between the two readings of the system clock that bracket it.
+/// One register read of the clock, between the two system clock readings that bracket it.
 constexpr std::uint64_t kRegisterReadNs = 1'500;
 constexpr std::uint32_t kMaxSamples = 25;
 
-/// The lowest page is never mapped: what the kernel finds there is EFAULT.
+/// The lowest page is never mapped: the kernel returns EFAULT for it.
 bool isAddress(const void* pointer) noexcept { return reinterpret_cast<std::uintptr_t>(pointer) >= 4096; }
 
 template <typename Record>
@@ -77,7 +77,7 @@ int getPin(DeviceCall& call, int interface, void* argument) noexcept {
     return 0;
 }
 
-/// Readings of the system clock before and after each of the PHC's.
+/// Brackets each PHC reading with two system clock readings.
 int sampleOffsets(DeviceCall& call, int interface, void* argument, bool extended) noexcept {
     const auto samples = copyIn<std::uint32_t>(argument);
     if (samples == 0 || samples > kMaxSamples) return -EINVAL;
@@ -132,7 +132,7 @@ int ptpRequest(DeviceCall& call, OpenFile& file, std::uint32_t request, void* ar
     return sampleOffsets(call, interface, argument, request == BOARD_WIRE_PTP_SYS_OFFSET_EXTENDED);
 }
 
-/// Puts a method's result and status where the caller's output buffer has them.
+/// Copies a method's result and status into the caller's output buffer.
 void copyOut(const board_driver_method& method, const board_driver_call& made, void* out) noexcept {
     if (method.has_result != 0) {
         const board_wire_value_buffer value{made.result, made.driver_status, 0};
@@ -229,7 +229,7 @@ bool isSocket(int fd) noexcept {
 }  // namespace
 
 int requestOnFile(OpenFile& file, unsigned long request, void* argument) noexcept {
-    const auto number = static_cast<std::uint32_t>(request);  // the kernel takes 32 bits of it
+    const auto number = static_cast<std::uint32_t>(request);  // the kernel uses 32 bits of it
     const int target = file.node->target;
     DeviceCall call(BOARD_CALL_IOCTL, target, file.node->file, number);
     if (!call.isFaulted()) {

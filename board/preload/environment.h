@@ -1,4 +1,4 @@
-// How the launcher configures the preloaded library: names of environment variables.
+// Environment variables through which the launcher configures the preloaded library.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -11,7 +11,7 @@ inline constexpr const char* kTraceVariable = "HALVEXBOARD_TRACE";  ///< Path of
 inline constexpr const char* kConsoleVariable = "HALVEXBOARD_CONSOLE";  ///< "1": syslog lines and faults on stderr.
 inline constexpr const char* kTimeVariable = "HALVEXBOARD_TIME";        ///< "virtual" (default) or "real".
 inline constexpr const char* kChildrenVariable =
-    "HALVEXBOARD_CHILDREN";  ///< "1": programs it starts get boards of their own.
+    "HALVEXBOARD_CHILDREN";  ///< "1": child programs get boards of their own.
 inline constexpr const char* kNestedVariable =
     "HALVEXBOARD_NESTED";  ///< Set for such programs: their traces get a pid.
 inline constexpr const char* kEarlierPreloadVariable = "HALVEXBOARD_EARLIER_PRELOAD";  ///< LD_PRELOAD as it was.

@@ -1,4 +1,4 @@
-// The board's one internal lock, and the two futex operations that everything here waits with.
+// The board's internal lock, and the two futex operations behind all its waits.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -18,7 +18,7 @@ extern "C" void __tsan_release(void* address);
 
 namespace halvexboard {
 
-/// A system call made by instruction: the libc function `syscall` is itself interposed. Returns -errno on failure.
+/// A direct system call: libc's `syscall` is itself interposed. Returns -errno on failure.
 inline long rawSystemCall(long number, long a = 0, long b = 0, long c = 0, long d = 0, long e = 0,
                           long f = 0) noexcept {
     register long r10 asm("r10") = d;
@@ -32,11 +32,9 @@ inline long rawSystemCall(long number, long a = 0, long b = 0, long c = 0, long 
     return result;
 }
 
-/// Sleeps while `word` holds `seen`. `timeoutNs` below 0 means forever. Returns 0 or -errno (EINTR, EAGAIN,
-/// ETIMEDOUT).
+/// Sleeps while `word` holds `seen`; `timeoutNs` below 0 waits forever. Returns 0, -EINTR, -EAGAIN or -ETIMEDOUT.
 inline int futexWait(std::atomic<std::uint32_t>& word, std::uint32_t seen, std::int64_t timeoutNs) noexcept {
-    // A wait with a time-out is the only kind that reports every signal handler as EINTR, so "forever" is a day at a
-    // time.
+    // Only a wait with a time-out reports every signal handler as EINTR, so "forever" is one day at a time.
     constexpr std::int64_t kOneDayNs = 86'400 * kNsPerSecond;
     const std::int64_t spanNs = timeoutNs < 0 ? kOneDayNs : timeoutNs;
     const timespec span{spanNs / kNsPerSecond, spanNs % kNsPerSecond};
@@ -48,16 +46,16 @@ inline void futexWake(std::atomic<std::uint32_t>& word, int count) noexcept {
     rawSystemCall(SYS_futex, reinterpret_cast<long>(&word), FUTEX_WAKE_PRIVATE, count);
 }
 
-/// Kernel id of the calling thread, fetched once a thread. Initial-exec storage: reading it never allocates.
+/// Kernel id of the calling thread, fetched once per thread. Initial-exec storage: reading it never allocates.
 inline std::uint32_t currentThreadId() noexcept {
     static thread_local std::uint32_t cachedId = 0;
     if (cachedId == 0) cachedId = static_cast<std::uint32_t>(rawSystemCall(SYS_gettid));
     return cachedId;
 }
 
-/// Guards the scheduler's tables, the descriptor table and the model. Recursive, so that a signal handler landing in a
-/// shim and reading a clock does not deadlock against itself. Owns nothing. Threads: thread-safe. Never held while the
-/// program's own code or a blocking call runs.
+/// Guards the scheduler's tables, the descriptor table and the model. Recursive: a signal handler that interrupts a
+/// shim may read a clock. Owns nothing. Threads: thread-safe. Never held while the program's own code or a blocking
+/// call runs.
 class FutexLock {
 public:
     void lock() noexcept {
@@ -88,7 +86,7 @@ public:
 
     bool isMine() const noexcept { return owner_.load(std::memory_order_relaxed) == currentThreadId(); }
 
-    /// Lets go of every level at once; returns how many there were, for retake().
+    /// Releases all levels at once; returns their number for retake().
     std::uint32_t releaseAll() noexcept {
         const std::uint32_t depth = depth_;
         depth_ = 1;
@@ -101,7 +99,7 @@ public:
         depth_ = depth;
     }
 
-    /// The forked child has one thread, and it is the one that forked: whatever another thread held is void.
+    /// Resets the lock in a forked child: threads that might have held it do not exist there.
     void resetAfterFork() noexcept {
         word_.store(kFree, std::memory_order_relaxed);
         owner_.store(0, std::memory_order_relaxed);
@@ -129,7 +127,7 @@ private:
     FutexLock& lock_;
 };
 
-/// Gives a held lock back for a stretch of code, however often it is held, and takes it again.
+/// Releases a held lock for a scope, at any depth, then acquires it again.
 class UnlockGuard {
 public:
     explicit UnlockGuard(FutexLock& lock) noexcept : lock_(lock), depth_(lock.releaseAll()) {}

@@ -1,4 +1,4 @@
-// The board linked into a test executable: start, look, stop.
+// The board linked into a test executable.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/preload/linkedBoard.h"
 
@@ -17,7 +17,7 @@ namespace halvexboard {
 
 namespace {
 
-/// Address space set aside for the trace; pages are used as lines arrive, and nothing comes from the heap.
+/// Address space reserved for the trace; pages are used as lines arrive, nothing comes from the heap.
 constexpr std::size_t kArenaSize = std::size_t{1} << 30;
 constexpr std::size_t kSyslogArenaSize = std::size_t{1} << 26;
 
@@ -37,12 +37,12 @@ struct Arena {
 };
 
 Arena traceArena;
-Arena syslogArena;  // texts, each with a terminating zero
+Arena syslogArena;  // NUL-terminated texts
 bool boardIsOn = false;
 
 void keepHappening(void*, const board_happening& happening) noexcept {
     if (traceArena.size - traceArena.used < kMaxTraceLine)
-        __builtin_trap();  // a test that fills a gigabyte of trace has gone wrong
+        __builtin_trap();  // a test must not fill a gigabyte of trace
     traceArena.used += formatHappening(*happening.where, happening, traceArena.memory + traceArena.used, kMaxTraceLine);
     if (happening.kind != BOARD_HAPPENING_SYSLOG || syslogArena.size - syslogArena.used <= happening.text_size) return;
     char* const text = syslogArena.memory + syslogArena.used;

@@ -1,4 +1,4 @@
-// How many nanoseconds the other units of time have.
+// Nanoseconds per unit of time.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 

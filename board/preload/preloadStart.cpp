@@ -1,4 +1,4 @@
-// Start and end of the preloaded library: reads its orders from the environment before the program's own code runs.
+// Constructor and destructor of the preloaded library: configures it from the environment before the program runs.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <unistd.h>
 #include <cerrno>
@@ -17,7 +17,7 @@ namespace halvexboard {
 
 namespace {
 
-constexpr int kCannotStart = 125;  ///< Exit code for "the board could not be switched on", as other launchers have it.
+constexpr int kCannotStart = 125;  ///< Exit code if the board cannot be switched on, as with other launchers.
 
 [[noreturn]] void giveUp(const std::string& why) {
     std::fprintf(stderr, "halvexboard: %s\n", why.c_str());
@@ -45,7 +45,7 @@ void openTrace() {
     if (error != 0) giveUp("cannot write the trace " + name + ": " + std::strerror(error));
 }
 
-/// The programs that this one starts see the machine as it is, unless they were asked for.
+/// Child programs run on the real machine unless boards were requested for them.
 void tidyEnvironment() {
     if (isSetTo(kChildrenVariable, "1")) {
         setenv(kNestedVariable, "1", 1);

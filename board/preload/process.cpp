@@ -1,4 +1,4 @@
-// What happens to the board when the process forks or ends.
+// Handles fork and exit of the process.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/preload/process.h"
 

@@ -1,10 +1,10 @@
-// What happens to the board when the process forks or ends.
+// Handles fork and exit of the process.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 namespace halvexboard {
 
-/// Writes out what is still in memory. Set by whoever owns the trace; safe to call at any time.
+/// Writes out buffered lines. Set by the owner of the trace; safe to call at any time.
 void flushAtExit() noexcept;
 void setFlushAtExit(void (*flush)() noexcept) noexcept;
 

@@ -1,4 +1,4 @@
-// Whether a descriptor of the real machine would block, and waiting for it without stopping the other threads.
+// Checks whether a descriptor of the real machine would block, and waits without stopping the other threads.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/preload/readiness.h"
 
@@ -24,7 +24,7 @@ void awaitReady(int fd, short events) noexcept {
     constexpr timespec kNoWait{0, 0};
     if (pollOne(fd, events, &kNoWait) != 0 || (rawSystemCall(SYS_fcntl, fd, F_GETFL) & O_NONBLOCK) != 0) return;
     const ExternalCall external;
-    pollOne(fd, events, nullptr);  // interrupted: the call itself will say so, or block
+    pollOne(fd, events, nullptr);  // if interrupted, the call itself reports it or blocks
 }
 
 }  // namespace

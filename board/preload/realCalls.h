@@ -1,4 +1,4 @@
-// The functions of the C library behind the shims, looked up when first needed.
+// The C library functions behind the shims, looked up on first use.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -7,13 +7,13 @@
 
 namespace halvexboard {
 
-/// One function of the C library as the next object in search order defines it. Constant-initialised and looked up
-/// without allocating, because shims are called before any constructor ran. Threads: thread-safe. Failure: a name that
-/// nothing defines ends the process, as a missing symbol would.
+/// One C library function, as the next object in search order defines it. Constant-initialised and looked up without
+/// allocating, because shims are called before any constructor runs. Threads: thread-safe. Failure: an undefined name
+/// ends the process, like a missing symbol.
 template <typename Function>
 class RealCall {
 public:
-    /// `version` is given where the library keeps an older function of another layout under the same name.
+    /// `version` is needed where the library keeps an older function of another layout under the same name.
     constexpr explicit RealCall(const char* name, const char* version = nullptr) noexcept
         : name_(name), version_(version) {}
 
@@ -43,10 +43,9 @@ private:
 
 }  // namespace halvexboard
 
-/// Declares the C library's own NAME as `real_NAME`, of the type its header gives it.
+/// Declares the C library's own NAME as `real_NAME`, with the type from its header.
 #define HALVEXBOARD_REAL(NAME) \
     inline constinit halvexboard::RealCall<decltype(::NAME)> real_##NAME { #NAME }
 
-/// Marks a function that stands in for one of the C library: seen by the dynamic linker whatever the default
-/// visibility.
+/// Marks a function that replaces one of the C library: exported whatever the default visibility.
 #define HALVEXBOARD_SHIM extern "C" __attribute__((visibility("default")))

@@ -1,4 +1,4 @@
-// The cooperative scheduler: whose turn it is, who waits for what, and when virtual time may jump.
+// The cooperative scheduler: which thread runs, what each waits for, and when virtual time may jump.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/preload/scheduler.h"
 
@@ -13,11 +13,11 @@ namespace {
 
 enum class State : std::uint8_t {
     unused,
-    ready,     // would run, waits for the token
+    ready,     // runnable, waits for the token
     running,   // has the token
-    waiting,   // for a key, a deadline or both
-    external,  // in a call that blocks outside the board
-    left,      // has run to its end, not yet joined
+    waiting,   // waits for a key, a deadline or both
+    external,  // in a call that may block outside the board
+    left,      // finished, not yet joined
 };
 
 std::int64_t realMonotonicNs() noexcept {
@@ -31,7 +31,7 @@ std::uint64_t saturatingAdd(std::uint64_t a, std::uint64_t b) noexcept { return 
 }  // namespace
 
 struct Scheduler::Thread {
-    std::atomic<std::uint32_t> word{0};  // moves whenever the thread has something to look at
+    std::atomic<std::uint32_t> word{0};  // changes whenever the thread must re-check its state
     State state = State::unused;
     bool detached = false;
     bool interruptible = false;
@@ -39,7 +39,7 @@ struct Scheduler::Thread {
     const void* key = nullptr;
     std::uint32_t bits = 0;
     Deadline deadline;
-    std::uint64_t turn = 0;  // smaller goes first
+    std::uint64_t turn = 0;  // smaller runs first
     pthread_t handle{};
     bool named = false;
     void* (*body)(void*) = nullptr;
@@ -154,7 +154,7 @@ bool Scheduler::awaitEnd(pthread_t handle, Deadline deadline, WaitResult& result
     for (std::size_t i = 0; i < used_; ++i) {
         Thread& entry = threadTable[i];
         if (entry.state == State::unused || !entry.named || pthread_equal(entry.handle, handle) == 0) continue;
-        if (&entry == callingThread)  // joining oneself: the C library says EDEADLK
+        if (&entry == callingThread)  // self-join: the C library reports EDEADLK
             return false;
         while (entry.state != State::left) {
             result = wait(&entry, deadline, false);
@@ -288,7 +288,7 @@ void Scheduler::endExternal() noexcept {
 
 // --------------------------------------------------------------------------------------------------- who runs next --
 
-/// Gives the token up and comes back when it is granted again. The caller has said in its state why it stops.
+/// Gives up the token and returns once it is granted again. The caller has set its state to the reason.
 void Scheduler::leaveToken(Thread& me) noexcept {
     if (holder_ == &me) holder_ = nullptr;
     if (holder_ == nullptr) dispatch();
@@ -298,7 +298,7 @@ void Scheduler::leaveToken(Thread& me) noexcept {
 std::uint64_t Scheduler::dueAt(const Thread& thread) const noexcept {
     if (thread.deadline.clock == Deadline::Clock::none) return kNever;
     if (thread.deadline.clock == Deadline::Clock::raw) return thread.deadline.ns;
-    // The system clock runs at its own rate and may be stepped: aim by its present reading and look again on arrival.
+    // The system clock has its own rate and may be stepped: aim by its current reading and check again on arrival.
     const std::uint64_t systemNs = hooks_.systemNs();
     const std::uint64_t rawNs = hooks_.rawNs();
     return thread.deadline.ns <= systemNs ? rawNs : saturatingAdd(rawNs, thread.deadline.ns - systemNs);
@@ -306,7 +306,7 @@ std::uint64_t Scheduler::dueAt(const Thread& thread) const noexcept {
 
 void Scheduler::wakeDue() noexcept {
     const std::uint64_t now = hooks_.rawNs();
-    for (;;) {  // in order of deadline, then of waiting: not of table position
+    for (;;) {  // in order of deadline, then of waiting time; table position must not matter
         Thread* first = nullptr;
         std::uint64_t firstAt = 0;
         for (std::size_t i = 0; i < used_; ++i) {
@@ -333,7 +333,7 @@ Scheduler::Thread* Scheduler::firstReady() noexcept {
     return first;
 }
 
-/// Finds the next thread to run, letting time jump for as long as there is none. Called without a holder.
+/// Finds the next thread to run; time jumps while there is none. Called without a token holder.
 void Scheduler::dispatch() noexcept {
     for (;;) {
         wakeDue();
@@ -351,7 +351,7 @@ void Scheduler::dispatch() noexcept {
             someoneWatchesTheModel |= entry.key == modelKey();
             someoneHasADeadline |= entry.deadline.clock != Deadline::Clock::none;
         }
-        // A board that ticks for nobody would turn a program at rest into a busy loop.
+        // Without waiters the board's own changes would turn an idle program into a busy loop.
         if (someoneWatchesTheModel || someoneHasADeadline) at = std::min(at, hooks_.nextChangeNs());
         if (at == kNever) return;
         if (externals_ != 0) {
@@ -377,8 +377,7 @@ void Scheduler::grant(Thread& thread) noexcept {
     if (&thread != callingThread) futexWake(thread.word, 1);
 }
 
-/// While some thread blocks outside the board, virtual time goes no faster than real time: one waiting thread keeps
-/// watch.
+/// While a thread blocks outside the board, virtual time must not outrun real time: one waiting thread keeps watch.
 void Scheduler::appointKeeper(std::uint64_t atNs) noexcept {
     Thread* chosen = nullptr;
     for (std::size_t i = 0; i < used_; ++i) {

@@ -1,4 +1,4 @@
-// The cooperative scheduler: runs one thread of the program at a time and lets virtual time jump when all of them wait.
+// The cooperative scheduler: runs one thread of the program at a time; virtual time jumps when all of them wait.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -11,7 +11,7 @@
 
 namespace halvexboard {
 
-/// When a wait ends by itself.
+/// Instant at which a wait times out.
 struct Deadline {
     enum class Clock : std::uint8_t { none, raw, system };
 
@@ -20,31 +20,31 @@ struct Deadline {
 
     static constexpr Deadline never() noexcept { return {}; }
     static constexpr Deadline atRaw(std::uint64_t rawNs) noexcept { return {Clock::raw, rawNs}; }
-    /// Of the simulated system clock: steps of that clock move it nearer or further.
+    /// By the simulated system clock: steps of that clock move the deadline.
     static constexpr Deadline atSystem(std::uint64_t systemNs) noexcept { return {Clock::system, systemNs}; }
 };
 
 enum class WaitResult : std::uint8_t { woken, timedOut, interrupted };
 
-/// What the scheduler asks of the owner of time. All are called with the lock held.
+/// Callbacks to the owner of time. All are called with the lock held.
 struct TimeHooks {
     std::uint64_t (*rawNs)() noexcept;
     std::uint64_t (*systemNs)() noexcept;
     std::uint64_t (*nextChangeNs)() noexcept;  ///< Raw instant at which the model changes by itself, kNever if never.
-    void (*advanceTo)(std::uint64_t rawNs) noexcept;  ///< Jumps; lets happen what is due.
+    void (*advanceTo)(std::uint64_t rawNs) noexcept;  ///< Jumps, carrying out what is due.
 };
 
 inline constexpr std::uint64_t kNever = ~std::uint64_t{0};
 
-/// Hands one token from thread to thread. A thread runs until it waits in here, ends, or has used up its slice of
-/// virtual time; who is next depends on nothing but the order of those hand-overs, so that equal runs are equal to the
-/// last call. Owns: the table of threads, of fixed size. Threads: thread-safe; every thread that is not registered
-/// (started by means the shim does not see) is "foreign", runs freely and waits with the C library's own functions.
-/// Failure: a full table makes further threads foreign.
+/// Passes one token from thread to thread. A thread runs until it waits in here, ends, or has used up its slice of
+/// virtual time; the next one depends only on the order of those hand-overs, so that equal runs are equal to the last
+/// call. Owns: the thread table, of fixed size. Threads: thread-safe; an unregistered thread (started by means the shim
+/// does not see) is "foreign", runs freely and waits with the C library's own functions. Failure: if the table is full,
+/// further threads are foreign.
 class Scheduler {
 public:
     static constexpr std::size_t kMaxThreads = 256;
-    /// Virtual time after which a thread that keeps running lets the others have a turn.
+    /// Virtual time after which a running thread yields.
     static constexpr std::uint64_t kSliceNs = 100'000;
 
     struct Thread;
@@ -53,56 +53,56 @@ public:
 
     /// Registers the calling thread and gives it the token.
     void start(const TimeHooks& hooks) noexcept;
-    /// Forgets every thread. The caller must be the only registered thread left.
+    /// Drops all threads. The caller must be the only registered thread left.
     void stop() noexcept;
     bool isRunning() const noexcept { return running_.load(std::memory_order_acquire); }
 
-    /// The caller's entry; null for a foreign thread.
+    /// The caller's entry, or null for a foreign thread.
     static Thread* self() noexcept;
 
     // --- threads ---
-    /// Reserves an entry for a thread about to be created; null when the table is full.
+    /// Reserves an entry for a thread about to be created; null if the table is full.
     Thread* prepareThread(void* (*body)(void*), void* argument, bool detached) noexcept;
     void abandonThread(Thread* thread) noexcept;
     void nameThread(Thread* thread, pthread_t handle) noexcept;
-    /// First thing a new thread does: waits for its first turn. Returns what it is to run.
+    /// First call of a new thread: waits for its first turn. Returns what it must run.
     void enterThread(Thread* thread) noexcept;
     static void runThread(Thread* thread, void* (*&body)(void*), void*& argument) noexcept;
-    /// Last thing a registered thread does; it is foreign afterwards.
+    /// Last call of a registered thread; it is foreign afterwards.
     void leaveThread() noexcept;
-    /// Waits until the thread has left. True if it is one of ours (and the entry is now free).
+    /// Waits until the thread has left. Returns true if it was registered (its entry is then free).
     bool awaitEnd(pthread_t handle, Deadline deadline, WaitResult& result) noexcept;
     void detach(pthread_t handle) noexcept;
 
     // --- waiting; callers are registered and hold the token ---
-    /// Waits until wake() names `key`. A null key waits for the deadline alone.
+    /// Waits until wake() names `key`. A null key waits for the deadline only.
     WaitResult wait(const void* key, Deadline deadline, bool interruptible, std::uint32_t bits = ~0U) noexcept;
-    /// The same in two halves, for waits that let go of something in between.
+    /// The same in two halves, for waits that release something in between.
     void prepareWait(const void* key, Deadline deadline, bool interruptible, std::uint32_t bits = ~0U) noexcept;
     WaitResult commitWait() noexcept;
-    /// Instead of commitWait(): there is nothing to wait for after all.
+    /// Instead of commitWait(): nothing to wait for.
     void cancelWait() noexcept;
-    /// Makes up to `count` of those waiting for `key` ready, longest waiting first. Returns how many.
+    /// Readies up to `count` waiters of `key`, longest waiting first. Returns their number.
     int wake(const void* key, int count, std::uint32_t bits = ~0U) noexcept;
     bool anyoneWaits() const noexcept { return waitingCount_.load(std::memory_order_relaxed) != 0; }
     /// Lets every other ready thread run first.
     void yield() noexcept;
-    /// yield(), if the slice is used up and somebody else is ready.
+    /// yield(), if the slice is used up and another thread is ready.
     void yieldWhenSliceIsSpent() noexcept;
     bool sliceIsSpent() const noexcept;
 
     // --- calls that block outside the board ---
-    /// Gives the token away for a call that may block. False when there was no need (nobody else could run).
+    /// Gives up the token for a call that may block. Returns false if no other thread could run.
     bool beginExternal() noexcept;
     void endExternal() noexcept;
 
-    /// Whether any other registered thread exists. Only the holder of the token may ask.
+    /// Whether any other registered thread exists. Requires the token.
     bool hasOthers() const noexcept { return registered_ > 1; }
 
-    /// Only the forking thread lives on in the child.
+    /// Keeps only the forking thread, in the child.
     void resetAfterFork() noexcept;
 
-    /// What model changes are waited for under.
+    /// The key of waits for model changes.
     const void* modelKey() const noexcept { return &modelKey_; }
 
 private:
@@ -130,11 +130,11 @@ private:
     std::size_t used_ = 0;
     int registered_ = 0;
     int externals_ = 0;
-    bool jumping_ = false;  // whoever becomes ready by the jump is found afterwards, once
+    bool jumping_ = false;  // threads readied by the jump are collected once, afterwards
     char modelKey_ = 0;
 };
 
-/// The one scheduler of the process.
+/// The scheduler of the process.
 Scheduler& scheduler() noexcept;
 
 }  // namespace halvexboard

@@ -52,7 +52,7 @@ ClockKind kindOf(clockid_t clock, OpenFile*& file) noexcept {
     return file->node->kind == NodeKind::ptpDevice ? ClockKind::hardware : ClockKind::invalid;
 }
 
-/// The cost of looking at a clock that is none of the board's devices: neither faults nor a line in the trace.
+/// The cost of reading a clock that is not a device of the board: no faults and no trace line.
 void spendForReading() noexcept {
     board_call call{};
     call.kind = BOARD_CALL_CLOCK_GETTIME;
@@ -255,7 +255,7 @@ HALVEXBOARD_SHIM int ntp_gettime(ntptimeval* out) noexcept {
 }
 
 HALVEXBOARD_SHIM int adjtime(const timeval* delta, timeval* left) noexcept {
-    // The board has no such slew; the real clock must not be slewed instead.
+    // The board cannot slew like this, and the real clock must not be slewed.
     return isActive() ? refuse(EPERM) : real_adjtime(delta, left);
 }
 

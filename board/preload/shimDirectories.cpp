@@ -30,12 +30,12 @@ HALVEXBOARD_REAL(glob64);
 
 static_assert(sizeof(dirent) == sizeof(dirent64), "one record serves both spellings");
 
-/// A listing handed out as a DIR: a directory of the board, or one of the machine with files of the board in it.
+/// A listing behind a DIR: a directory of the board, or one of the machine that contains board files.
 struct Listing {
     bool used = false;
-    bool counted = false;             // an opendir of the program's own, not one of glob's
+    bool counted = false;             // opened by the program, not by glob
     const Node* directory = nullptr;  // null: the machine's
-    DIR* real = nullptr;              // the machine's entries, when it has any
+    DIR* real = nullptr;              // the machine's entries, if any
     int fd = -1;
     char realPath[kMaxPath] = {};
     std::size_t position = 0;
@@ -94,7 +94,7 @@ dirent* fillEntry(Listing& listing, const char* name, unsigned char type) noexce
     return &entry;
 }
 
-/// An entry of the machine that a file of the board hides.
+/// A machine entry that a board file hides.
 bool isHidden(const Listing& listing, const char* name) noexcept {
     char path[kMaxPath];
     if (std::snprintf(path, sizeof path, "%s/%s", listing.realPath, name) >= static_cast<int>(sizeof path))
@@ -125,7 +125,7 @@ DIR* startListing(const Node& node, int fd) noexcept {
     return reinterpret_cast<DIR*>(listing);
 }
 
-/// True when the board answers for the directory. Without faults, cost and trace: glob's own look goes here too.
+/// Returns true if the directory is the board's. Without faults, cost and trace: glob uses this too.
 bool openOnBoard(const char* path, DIR*& stream) noexcept {
     stream = nullptr;
     const PathAnswer answer = findPath(path);
@@ -152,7 +152,7 @@ bool openOnBoard(const char* path, DIR*& stream) noexcept {
     return true;
 }
 
-/// The program's own opendir is a call on the board only where the board has a whole directory.
+/// The program's own opendir is a call on the board only for directories entirely on the board.
 bool isCounted(const char* path, int& target, board_file& file) noexcept {
     const PathAnswer answer = findPath(path);
     if (answer.what == PathClass::foreign) return false;
@@ -205,7 +205,7 @@ HALVEXBOARD_SHIM dirent* readdir(DIR* stream) {
         entry = nextEntry(*listing);
         call.succeed(entry != nullptr ? 1 : 0);
     }
-    const int error = errno;  // the end of a listing leaves errno alone
+    const int error = errno;  // the end of a listing leaves errno unchanged
     if (call.finish() >= 0) errno = error;
     return entry;
 }
@@ -247,7 +247,7 @@ HALVEXBOARD_SHIM int dirfd(DIR* stream) noexcept {
 
 namespace {
 
-// glob calls back with these instead of calling libc where no shim sees it.
+// glob calls these back instead of calling libc, where no shim sees it.
 void* globOpen(const char* path) {
     DIR* stream = nullptr;
     return openOnBoard(path, stream) ? stream : real_opendir(path);
@@ -283,7 +283,7 @@ int globError(int error) noexcept { return error == ENOMEM ? GLOB_NOSPACE : GLOB
 template <typename Result, typename Real>
 int globOnBoard(Real& realGlob, const char* pattern, int flags, int (*onError)(const char*, int), Result* result,
                 const GlobCalls<Result>& calls) {
-    // A caller with directory functions of its own has said where to look.
+    // A caller with GLOB_ALTDIRFUNC uses its own directory functions.
     if (!isActive() || pattern[0] != '/' || (flags & GLOB_ALTDIRFUNC) != 0)
         return realGlob(pattern, flags, onError, result);
     result->gl_opendir = calls.opendir;

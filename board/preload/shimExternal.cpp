@@ -1,4 +1,4 @@
-// Shims: calls of the machine that may block, during which the other threads run on.
+// Shims: machine calls that may block while other threads run.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <mqueue.h>
 #include <sys/epoll.h>

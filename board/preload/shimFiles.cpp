@@ -40,7 +40,7 @@ HALVEXBOARD_REAL(fcntl64);
 HALVEXBOARD_REAL(mmap);
 HALVEXBOARD_REAL(socket);
 
-/// A child between vfork and exec shares this process's memory but not its descriptors: it must not forget them for us.
+/// A child between vfork and exec shares memory but not descriptors: it must not remove entries from our table.
 pid_t boardProcess = 0;
 
 bool isThisProcess() noexcept {
@@ -49,7 +49,7 @@ bool isThisProcess() noexcept {
     return boardProcess == me;
 }
 
-/// True when the board answers for the path; `fd` is then the result.
+/// Returns true if the path is the board's; the result is then in `fd`.
 bool openOnBoard(const char* path, int flags, int& fd) noexcept {
     const PathAnswer answer = findPath(path);
     if (answer.what == PathClass::foreign) return false;
@@ -57,7 +57,7 @@ bool openOnBoard(const char* path, int flags, int& fd) noexcept {
     return true;
 }
 
-/// A path relative to a directory descriptor of the board. False when it is something else.
+/// A path relative to a directory descriptor of the board; false for others.
 bool openBelow(int directory, const char* path, int flags, int& fd) noexcept {
     if (path != nullptr && path[0] == '/') return openOnBoard(path, flags, fd);
     const OpenFile* const file = isActive() && path != nullptr ? findDescriptor(directory) : nullptr;
@@ -323,7 +323,7 @@ HALVEXBOARD_SHIM void* mmap64(void* address, size_t length, int protection, int 
 }
 
 HALVEXBOARD_SHIM int socket(int domain, int type, int protocol) noexcept {
-    // Only the kind of socket that interface requests are made on is the board's business.
+    // Only datagram sockets matter: interface requests are made on them.
     if (!isActive() || (type & ~(SOCK_CLOEXEC | SOCK_NONBLOCK)) != SOCK_DGRAM)
         return real_socket(domain, type, protocol);
     DeviceCall call(BOARD_CALL_SOCKET, BOARD_TARGET_NETWORK, BOARD_FILE_SOCKET);

@@ -1,4 +1,4 @@
-// Shims: mutexes and the condition variables that let go of them.
+// Shims: mutexes, and the condition variables that release them.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <pthread.h>
 #include <cerrno>
@@ -18,7 +18,7 @@ HALVEXBOARD_REAL(pthread_mutex_clocklock);
 HALVEXBOARD_REAL(pthread_mutex_unlock);
 HALVEXBOARD_REAL(pthread_cond_clockwait);
 
-// The older functions under these names work on a condition variable of another layout.
+// The older functions of these names use another condition variable layout.
 #define HALVEXBOARD_REAL_CONDITION(NAME) \
     constinit halvexboard::RealCall<decltype(::NAME)> real_##NAME { #NAME, "GLIBC_2.3.2" }
 HALVEXBOARD_REAL_CONDITION(pthread_cond_wait);
@@ -26,7 +26,7 @@ HALVEXBOARD_REAL_CONDITION(pthread_cond_timedwait);
 HALVEXBOARD_REAL_CONDITION(pthread_cond_signal);
 HALVEXBOARD_REAL_CONDITION(pthread_cond_broadcast);
 
-/// The thread would wait for itself, and the kind of mutex says so instead.
+/// Whether the thread would wait for itself and the mutex's kind reports that.
 bool wouldReportDeadlock(const pthread_mutex_t& mutex) noexcept {
     constexpr int kKindMask = 3;
     return (mutex.__data.__kind & kKindMask) == PTHREAD_MUTEX_ERRORCHECK_NP &&
@@ -44,7 +44,7 @@ int unlockMutex(pthread_mutex_t* mutex) noexcept {
     return result;
 }
 
-/// The clock that the variable's attributes named; glibc keeps it in the second bit of the waiters' word.
+/// The clock from the variable's attributes; glibc keeps it in the second bit of the waiters' word.
 clockid_t clockOf(const pthread_cond_t& condition) noexcept {
     constexpr unsigned kMonotonicBit = 2;
     return (condition.__data.__wrefs & kMonotonicBit) != 0 ? CLOCK_MONOTONIC : CLOCK_REALTIME;
@@ -58,8 +58,7 @@ int waitOnCondition(pthread_cond_t* condition, pthread_mutex_t* mutex, Deadline 
     return result == WaitResult::timedOut ? ETIMEDOUT : 0;
 }
 
-/// In real time only the simulated system clock differs from the machine's: such deadlines move over to the monotonic
-/// clock.
+/// In real time only the simulated system clock differs from the machine's: its deadlines become monotonic ones.
 bool isOnSimulatedClock(clockid_t clock) noexcept { return isActive() && !isTimeVirtual() && clock == CLOCK_REALTIME; }
 
 timespec onMonotonicClock(const timespec& instant) noexcept {
@@ -93,7 +92,7 @@ HALVEXBOARD_SHIM int pthread_mutex_timedlock(pthread_mutex_t* mutex, const times
 
 HALVEXBOARD_SHIM int pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept {
     const int result = unlockMutex(mutex);
-    // Whoever waits for the mutex gets a turn once the slice is over, even if this thread would take it again at once.
+    // A mutex waiter gets a turn once the slice is over, even if this thread would lock again at once.
     if (isScheduled() && scheduler().anyoneWaits()) scheduler().yieldWhenSliceIsSpent();
     return result;
 }
@@ -124,7 +123,7 @@ HALVEXBOARD_SHIM int pthread_cond_timedwait(pthread_cond_t* condition, pthread_m
 
 HALVEXBOARD_SHIM int pthread_cond_signal(pthread_cond_t* condition) noexcept {
     if (isActive() && scheduler().isRunning() && scheduler().wake(condition, 1) != 0) return 0;
-    return real_pthread_cond_signal(condition);  // a thread outside the scheduler may wait for it
+    return real_pthread_cond_signal(condition);  // a foreign thread may wait for it
 }
 
 HALVEXBOARD_SHIM int pthread_cond_broadcast(pthread_cond_t* condition) noexcept {

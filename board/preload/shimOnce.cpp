@@ -12,7 +12,7 @@ namespace {
 
 HALVEXBOARD_REAL(pthread_once);
 
-/// Initialisations that are under way. The C library would make a second thread wait with the token in hand.
+/// Initialisations in progress. In the C library a second thread would wait while holding the token.
 struct OnceTable {
     static constexpr std::size_t kSize = 64;
     const void* keys[kSize];
@@ -27,7 +27,7 @@ struct OnceTable {
 
 constinit OnceTable onceTable{};
 
-/// Marks an initialisation for as long as it runs, exceptions included.
+/// Marks an initialisation as running, for a scope.
 class OnceMark {
 public:
     explicit OnceMark(const void* key) noexcept {
@@ -53,7 +53,7 @@ private:
 }  // namespace
 
 HALVEXBOARD_SHIM int pthread_once(pthread_once_t* control, void (*initialise)()) {
-    constexpr int kDone = 2;  // glibc's value of a control whose initialisation is over
+    constexpr int kDone = 2;  // glibc's value of a completed control
     if (!isScheduled() || __atomic_load_n(control, __ATOMIC_ACQUIRE) == kDone)
         return real_pthread_once(control, initialise);
     for (;;) {

@@ -1,4 +1,4 @@
-// Shims: poll and select, and their relatives.
+// Shims: poll and select, and their variants.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <poll.h>
 #include <pthread.h>
@@ -22,7 +22,7 @@ HALVEXBOARD_REAL(pselect);
 HALVEXBOARD_REAL(poll);
 HALVEXBOARD_REAL(ppoll);
 
-/// One descriptor that is waited for, whichever function waits.
+/// One watched descriptor, for any of the functions.
 struct Watched {
     int fd;
     short events;
@@ -31,7 +31,7 @@ struct Watched {
 
 constexpr int kMaxWatched = 4096;
 
-/// The descriptors of one waiting call. In storage of the thread, so that nothing is allocated.
+/// The descriptors of one waiting call, in thread-local storage to avoid allocation.
 struct Watch {
     Watched* items;
     int count;
@@ -43,7 +43,7 @@ short readinessOf(const OpenFile& file, short events) noexcept {
     return isReadable(file) ? static_cast<short>(events & (POLLIN | POLLRDNORM)) : short{0};
 }
 
-/// Looks at every descriptor once. Those of the machine are asked without waiting, or for `realSpan` when given.
+/// Checks every descriptor once. Those of the machine are polled without waiting, or for `realSpan` if given.
 int look(Watch& watch, bool withReal, const timespec* realSpan) noexcept {
     int ready = 0;
     for (int i = 0; i < watch.count; ++i) {
@@ -73,10 +73,9 @@ const OpenFile* firstOfBoard(const Watch& watch) noexcept {
     return nullptr;
 }
 
-/// Waits until something is ready or the deadline has passed. Number of ready ones, 0, or -EINTR.
+/// Waits until something is ready or the deadline passes. Returns the number of ready ones, 0, or -EINTR.
 int watchUntil(Watch& watch, Deadline deadline, DeviceCall& call) noexcept {
-    // Descriptors of the machine wake nobody here: between looks at them a little virtual and a little real time may
-    // pass.
+    // Machine descriptors cannot wake this wait: poll them again after a little virtual and real time.
     constexpr std::uint64_t kLookAgainNs = 10 * kNsPerMillisecond;
     constexpr timespec kNoWait{0, 0};
     constexpr timespec kShortWait{0, kNsPerMillisecond};
@@ -96,13 +95,13 @@ int watchUntil(Watch& watch, Deadline deadline, DeviceCall& call) noexcept {
     }
 }
 
-/// The whole of a waiting call that concerns at least one descriptor of the board.
+/// A complete waiting call with at least one descriptor of the board.
 int watchOnBoard(board_call_kind kind, const OpenFile& first, Watch& watch, Deadline deadline,
                  std::int64_t spanNs) noexcept {
     DeviceCall call(kind, first.node->target, first.node->file);
     call.with(spanNs);
     if (!call.isFaulted()) {
-        if (call.shortCount() == 0) {  // "nothing became ready", at the cost of the whole wait
+        if (call.shortCount() == 0) {  // "nothing became ready", after the whole wait
             for (int i = 0; i < watch.count; ++i) watch.items[i].ready = 0;
             sleepUntil(deadline);
             call.refresh();
@@ -114,7 +113,7 @@ int watchOnBoard(board_call_kind kind, const OpenFile& first, Watch& watch, Dead
     return static_cast<int>(call.finish());
 }
 
-/// After a real wait that timed out: virtual time has to get there as well.
+/// After a real wait that timed out: advances virtual time as well.
 void catchUp(std::uint64_t startNs, std::int64_t spanNs) noexcept {
     const int error = errno;
     if (sleepsHere() && spanNs > 0) sleepUntil(Deadline::atRaw(startNs + static_cast<std::uint64_t>(spanNs)));
@@ -129,7 +128,7 @@ thread_local Watched watchedStorage[kMaxWatched];
 
 constexpr int kBitsPerWord = 8 * static_cast<int>(sizeof(fd_mask));
 
-/// The sets are read by words, as the kernel does: descriptors of FD_SETSIZE and more are no different.
+/// Reads the sets by words, like the kernel: descriptors of FD_SETSIZE and more work too.
 bool isInSet(const fd_set* set, int fd) noexcept {
     if (set == nullptr) return false;
     const auto* const words = reinterpret_cast<const fd_mask*>(set);
@@ -170,7 +169,7 @@ int deliverSets(const Watch& watch, fd_set* reading, fd_set* writing, fd_set* ex
     return bits;
 }
 
-/// False: no descriptor of the board is concerned, and it is no mere sleep.
+/// Returns false if no descriptor of the board is concerned and it is not a mere sleep.
 bool selectOnBoard(int count, fd_set* reading, fd_set* writing, fd_set* exceptional, std::int64_t spanNs,
                    int& result) noexcept {
     Watch watch = collectSets(count, reading, writing, exceptional);
@@ -204,7 +203,7 @@ HALVEXBOARD_SHIM int select(int count, fd_set* reading, fd_set* writing, fd_set*
     const std::uint64_t startNs = rawNow();
     int result = 0;
     if (selectOnBoard(count, reading, writing, exceptional, spanNs, result)) {
-        // As the kernel does: the time-out becomes what is left of it.
+        // Like the kernel, stores the remaining time in the time-out.
         const auto passedNs = static_cast<std::int64_t>(rawNow() - startNs);
         const std::int64_t leftNs = spanNs > passedNs ? spanNs - passedNs : 0;
         if (span != nullptr) *span = {leftNs / kNsPerSecond, leftNs % kNsPerSecond / kNsPerMicrosecond};
@@ -241,7 +240,7 @@ HALVEXBOARD_SHIM int pselect(int count, fd_set* reading, fd_set* writing, fd_set
 
 namespace {
 
-/// False: no descriptor of the board is concerned, and it is no mere sleep.
+/// Returns false if no descriptor of the board is concerned and it is not a mere sleep.
 bool pollOnBoard(pollfd* entries, nfds_t count, std::int64_t spanNs, int& result) noexcept {
     Watch watch{watchedStorage, 0};
     for (nfds_t i = 0; i < count && watch.count < kMaxWatched; ++i)

@@ -1,4 +1,4 @@
-// Shims: starting, signalling and reaping phc2sys; waiting for other children; ending this process.
+// Shims: starting, signalling and reaping phc2sys, waiting for other children, ending this process.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <pthread.h>
 #include <spawn.h>
@@ -28,7 +28,7 @@ HALVEXBOARD_REAL(waitid);
 HALVEXBOARD_REAL(_exit);
 HALVEXBOARD_REAL(abort);
 
-/// The children the board started in this process, for wait calls that name none.
+/// The board's children in this process, for wait calls without a pid.
 pid_t children[BOARD_MAX_CHILDREN];
 std::size_t childCount = 0;
 
@@ -37,7 +37,7 @@ bool isSimulatedProgram(const char* path) noexcept {
     return answer.what == PathClass::present && answer.node->kind == NodeKind::program;
 }
 
-/// As posix_spawn: 0 or an errno value. errno itself is left as the C library leaves it when the program cannot be run.
+/// Like posix_spawn: returns 0 or an errno value; errno is left as the C library leaves it after a failed exec.
 int startChild(pid_t* pid, char* const* arguments) noexcept {
     DeviceCall call(BOARD_CALL_POSIX_SPAWN, BOARD_TARGET_PHC2SYS, BOARD_FILE_ANY);
     if (!call.isFaulted()) {
@@ -81,7 +81,7 @@ pid_t reap(pid_t pid, board_child& child) noexcept {
     return answer;
 }
 
-/// A look at the board's children that reaps none: the pid of one that has ended, 0 while all run, or -ECHILD.
+/// Looks for an ended child of the board without reaping: its pid, 0 while all run, or -ECHILD.
 pid_t endedChild(board_child& child) noexcept {
     const LockGuard guard(boardLock());
     pid_t answer = -ECHILD;
@@ -162,7 +162,7 @@ HALVEXBOARD_SHIM pid_t wait4(pid_t pid, int* status, int options, rusage* usage)
 HALVEXBOARD_SHIM pid_t waitpid(pid_t pid, int* status, int options) {
     pthread_testcancel();
     if (!isActive() || pid != -1 || childCount == 0) return wait4(pid, status, options, nullptr);
-    // Any child: those of the board first, then those of the machine; the board's last when there are no others.
+    // Any child: the board's first, then the machine's; waits for the board's if there are no others.
     board_child child{};
     pid_t reaped = reap(-1, child);
     if (reaped == 0) {
@@ -200,7 +200,7 @@ HALVEXBOARD_SHIM int waitid(idtype_t kind, id_t id, siginfo_t* info, int options
     return reaped < 0 ? -1 : 0;
 }
 
-// The trace is kept in memory for a while: the ways out that run no destructors write it out first.
+// The trace is buffered: exits that run no destructors flush it first.
 
 HALVEXBOARD_SHIM __attribute__((noreturn)) void _exit(int status) {
     flushAtExit();

@@ -18,7 +18,7 @@ HALVEXBOARD_REAL(sem_timedwait);
 HALVEXBOARD_REAL(sem_clockwait);
 HALVEXBOARD_REAL(sem_post);
 
-/// 0 or -1 with errno, as the semaphore functions have it.
+/// 0, or -1 with errno, like the semaphore functions.
 int takeSemaphore(sem_t* semaphore, Deadline deadline) noexcept {
     const int error =
         tryUntil(semaphore, EAGAIN, deadline, [semaphore] { return real_sem_trywait(semaphore) == 0 ? 0 : errno; });

@@ -64,10 +64,9 @@ HALVEXBOARD_SHIM unsigned sleep(unsigned seconds) {
 }
 
 HALVEXBOARD_SHIM int sched_yield() noexcept {
-    // Nobody on the board can be waited for by a thread that is alone; the end of whoever it waits for takes no virtual
-    // time.
+    // A lone thread waits for nothing on the board; what it does wait for takes no virtual time.
     if (!isScheduled() || !scheduler().hasOthers()) return real_sched_yield();
-    // Time passes for those who wait by yielding in a loop, too.
+    // Time must pass for threads that wait by yielding in a loop.
     spend(kNsPerMicrosecond);
     scheduler().yield();
     return 0;

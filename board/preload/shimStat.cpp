@@ -1,4 +1,4 @@
-// Shims: asking about files without opening them.
+// Shims: file information without opening.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -66,14 +66,14 @@ void fillStat(const Node& node, bool follow, struct stat* out) noexcept {
     if (S_ISCHR(out->st_mode)) out->st_rdev = makedev(248, static_cast<unsigned>(out->st_ino & 0xff));
 }
 
-/// What every function of this file begins with: foreign, or the node, or ENOENT.
+/// Common start of the functions below: foreign, or the node, or ENOENT.
 bool isForeign(const char* path, PathAnswer& answer) noexcept {
     answer = findPath(path);
     if (answer.what == PathClass::missing) errno = ENOENT;
     return answer.what == PathClass::foreign;
 }
 
-/// What a directory of the machine that is not there looks like when the board's files lie below it.
+/// Describes a directory that the machine lacks but board files need.
 int statAncestor(int real, const char* path, struct stat* out) noexcept {
     if (real == 0 || errno != ENOENT || !leadsToBoard(path)) return real;
     static constexpr Node kDirectory{.path = "", .name = ""};
@@ -82,7 +82,7 @@ int statAncestor(int real, const char* path, struct stat* out) noexcept {
     return 0;
 }
 
-/// A trailing "/", "/." or "/.." means the directory behind a link.
+/// A trailing "/", "/." or "/.." refers to the directory behind a link.
 bool endsInSlash(const char* path) noexcept {
     const char* const slash = std::strrchr(path, '/');
     return slash != nullptr && (slash[1] == '\0' || std::strcmp(slash, "/.") == 0 || std::strcmp(slash, "/..") == 0);
@@ -136,7 +136,7 @@ HALVEXBOARD_SHIM int lstat(const char* path, struct stat* out) noexcept {
 
 HALVEXBOARD_SHIM int fstat(int fd, struct stat* out) noexcept {
     const OpenFile* const file = isActive() ? findDescriptor(fd) : nullptr;
-    if (file == nullptr || file->isStream)  // stdio asks for the size of what lies behind its descriptor
+    if (file == nullptr || file->isStream)  // stdio needs the size of the backing file
         return real_fstat(fd, out);
     fillStat(*file->node, true, out);
     return 0;

@@ -1,4 +1,4 @@
-// Shims: fopen, fclose, and the stdio reads that could block with the token in hand.
+// Shims: fopen, fclose, and the stdio reads that could block while holding the token.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fcntl.h>
 #include <pthread.h>
@@ -38,7 +38,7 @@ int openFlags(const char* mode) noexcept {
     return flags;
 }
 
-/// The C library reads a stream's descriptor where no shim sees it, so the contents are put behind the descriptor.
+/// The C library reads a stream's descriptor where no shim sees it: put the contents into its backing file.
 void fillBacking(int fd, OpenFile& file) noexcept {
     const LockGuard guard(boardLock());
     if (file.canRead() && renderContent(file, rawNow()) > 0)
@@ -67,7 +67,7 @@ FILE* openStream(const Node& node, const char* mode) noexcept {
     return stream;
 }
 
-/// True when the board answers for the path.
+/// Returns true if the path is the board's.
 bool openOnBoard(const char* path, const char* mode, FILE*& stream) noexcept {
     const PathAnswer answer = findPath(path);
     if (answer.what == PathClass::foreign || mode == nullptr) return false;
@@ -84,7 +84,7 @@ bool openOnBoard(const char* path, const char* mode, FILE*& stream) noexcept {
 
 OpenFile* oursOf(FILE* stream) noexcept { return isActive() ? findDescriptor(fileno(stream)) : nullptr; }
 
-/// What was printed into an attribute through stdio lies behind the descriptor: hand it to the driver.
+/// Passes text printed into an attribute through stdio from the backing file to the driver.
 int storePrinted(FILE* stream, OpenFile& file) noexcept {
     if (file.node->kind != NodeKind::ppbOffset || !file.canWrite()) return 0;
     std::fflush(stream);
@@ -96,7 +96,7 @@ int storePrinted(FILE* stream, OpenFile& file) noexcept {
     return writeFile(file, text, static_cast<std::size_t>(length)) < 0 ? -1 : 0;
 }
 
-/// Before a stdio read: a stream of the board may be due to fail; one of the machine may have to wait for its input.
+/// Before a stdio read: applies a due fault to a stream of the board, waits for the input of one of the machine.
 bool mayRead(FILE* stream) noexcept {
     if (!isActive()) return true;
     if (OpenFile* const file = oursOf(stream)) {

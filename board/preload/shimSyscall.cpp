@@ -1,4 +1,4 @@
-// Shims: syscall, for the futexes that are waited for without the C library.
+// Shims: syscall, for futex waits that bypass the C library.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <linux/futex.h>
 #include <sys/syscall.h>
@@ -16,7 +16,7 @@ namespace {
 
 HALVEXBOARD_REAL(syscall);
 
-/// What std::atomic::wait, std::future and guards of static variables wait with.
+/// The wait behind std::atomic::wait, std::future and guards of static variables.
 long waitOnFutex(const std::uint32_t* word, int operation, std::uint32_t seen, const timespec* span,
                  std::uint32_t bits) noexcept {
     if (__atomic_load_n(word, __ATOMIC_SEQ_CST) != seen) {
@@ -38,7 +38,7 @@ long waitOnFutex(const std::uint32_t* word, int operation, std::uint32_t seen, c
     return -1;
 }
 
-/// False: not a wait or wake that the scheduler knows.
+/// Returns false for operations that the scheduler does not handle.
 bool futexOnScheduler(long a, long b, long c, long d, long f, long& result) noexcept {
     const auto operation = static_cast<int>(b);
     const auto* const word = reinterpret_cast<const std::uint32_t*>(a);
@@ -56,7 +56,7 @@ bool futexOnScheduler(long a, long b, long c, long d, long f, long& result) noex
     }
 }
 
-/// Threads of the scheduler first; then whoever waits in the kernel.
+/// Wakes threads of the scheduler first, then kernel waiters.
 long wakeFutex(long a, long b, long c, long f) noexcept {
     const auto operation = static_cast<int>(b) & FUTEX_CMD_MASK;
     const auto bits = operation == FUTEX_WAKE_BITSET ? static_cast<std::uint32_t>(f) : FUTEX_BITSET_MATCH_ANY;

@@ -1,4 +1,4 @@
-// Shims: syslog. Lines go to the trace and the console of the board, not to the machine's log.
+// Shims: syslog. Lines go to the board's trace and console, not to the machine's log.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <pthread.h>
 #include <syslog.h>
@@ -22,7 +22,7 @@ void writeLine(int priority, const char* format, va_list arguments) noexcept {
         real_vsyslog(priority, format, arguments);
         return;
     }
-    const int error = errno;  // %m is the errno of the caller
+    const int error = errno;  // %m formats the caller's errno
     char line[kMaxLine];
     const int length = std::vsnprintf(line, sizeof line, format, arguments);
     if (length < 0) return;

@@ -1,7 +1,6 @@
-// Shims: threads' beginning and end.
-// This and the shims beside it that wait for other threads are an object library of their own: a thread sanitizer
-// intercepts the same names and cannot live with them beside it.
-// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+// Shims: start and end of threads.
+// This and the other shims that wait for threads form a separate object library: a thread sanitizer intercepts the same
+// names and cannot coexist with them. SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <pthread.h>
 #include <cerrno>
 
@@ -24,8 +23,7 @@ HALVEXBOARD_REAL(pthread_detach);
 pthread_key_t leaveKey;
 bool hasLeaveKey = false;
 
-/// Runs when a thread ends, in whatever way. Puts itself off to the last round, so that other destructors keep the
-/// token.
+/// Runs at the end of a thread. Defers itself to the last round, so that other destructors keep the token.
 void leave(void* round) {
     const auto done = reinterpret_cast<std::intptr_t>(round);
     if (done < PTHREAD_DESTRUCTOR_ITERATIONS) {
@@ -51,7 +49,7 @@ bool isDetached(const pthread_attr_t* attributes) noexcept {
     return state == PTHREAD_CREATE_DETACHED;
 }
 
-/// Joins through the scheduler: 0 when the thread has left (and only the real join is to be done), or ETIMEDOUT.
+/// Joins through the scheduler: 0 if the thread has left (only the real join remains), or ETIMEDOUT.
 int awaitThread(pthread_t thread, Deadline deadline) noexcept {
     WaitResult result = WaitResult::woken;
     if (scheduler().awaitEnd(thread, deadline, result) && result == WaitResult::timedOut) return ETIMEDOUT;

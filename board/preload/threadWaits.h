@@ -12,16 +12,15 @@ namespace halvexboard {
 
 constexpr int kEveryone = INT_MAX;
 
-/// Tries until it works, waiting in between for whoever lets go of `key`. What `attempt` returns when it is busy is
-/// `busy`.
+/// Retries until it succeeds, waiting in between for a release of `key`. `attempt` returns `busy` while it cannot
+/// succeed.
 template <typename Attempt>
 int tryUntil(const void* key, int busy, Deadline deadline, Attempt attempt) noexcept {
     for (;;) {
         const int result = attempt();
         if (result != busy) return result;
         if (hasPassed(deadline)) return ETIMEDOUT;
-        // A thread outside the scheduler may let go between the attempt and the wait: announce the wait, then try
-        // again.
+        // A foreign thread may release between the attempt and the wait: prepare the wait, then try again.
         scheduler().prepareWait(key, deadline, false);
         const int second = attempt();
         if (second != busy) {

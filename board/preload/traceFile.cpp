@@ -1,4 +1,4 @@
-// The trace as a file: lines collected in memory of fixed size and written out in pieces.
+// The trace as a file: buffers lines in fixed memory and writes them in pieces.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/preload/traceFile.h"
 
@@ -53,7 +53,7 @@ void take(void*, const board_happening& happening) noexcept {
     if (file.unbuffered) writeOut();
 }
 
-/// High enough that the program's own descriptors keep the numbers they have without the board.
+/// High enough that the program's own descriptors keep their usual numbers.
 int outOfTheWay(int fd) noexcept {
     constexpr rlim_t kRoomAbove = 8;
     constexpr rlim_t kHighest = 65'000;

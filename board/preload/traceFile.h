@@ -1,4 +1,4 @@
-// The trace as a file: lines collected in memory of fixed size and written out in pieces.
+// The trace as a file: buffers lines in fixed memory and writes them in pieces.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -6,14 +6,13 @@
 
 namespace halvexboard {
 
-/// Opens (and empties) the file on a descriptor number near the process's limit, out of the program's way. 0, or an
-/// errno.
+/// Opens and truncates the file on a descriptor near the process's limit, out of the program's way. Returns 0 or errno.
 int openTraceFile(const char* path) noexcept;
-/// The sink that formats every happening into the file.
+/// The sink that writes every happening to the file.
 HappeningSink traceFileSink() noexcept;
-/// Writes out what is still in memory. From then on every line is written at once.
+/// Writes out the buffer. Later lines are written at once.
 void finishTraceFile() noexcept;
-/// In a forked child: the file is the parent's.
+/// In a forked child: drops the buffer, the file is the parent's.
 void abandonTraceFile() noexcept;
 
 }  // namespace halvexboard

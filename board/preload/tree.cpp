@@ -1,4 +1,4 @@
-// The board's files by path: built once from the configuration into tables of fixed size.
+// The board's files by path, built once from the configuration into fixed-size tables.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/preload/tree.h"
 
@@ -33,7 +33,7 @@ const char* keep(const char* text) noexcept {
     return kept;
 }
 
-/// Position of the new node; the parent's position is what an earlier call returned.
+/// Returns the position of the new node; `parent` is the result of an earlier call.
 int add(int parent, const char* path, NodeKind kind, int target, board_file file, const char* text = nullptr) noexcept {
     const char* const kept = keep(path);
     if (kept == nullptr || tree.count == kMaxNodes) return -1;
@@ -65,13 +65,13 @@ bool hasLoopback(const board_config& config) noexcept {
 void addInterfaces(const board_config& config) noexcept {
     const int directory =
         add(-1, BOARD_WIRE_NETWORK_DIRECTORY, NodeKind::directory, BOARD_TARGET_ANY, BOARD_FILE_DIRECTORY);
-    if (!hasLoopback(config))  // every machine has it; it is no device and has no files below it
+    if (!hasLoopback(config))  // every machine has it; not a device, no files below it
         addUnder(directory, kLoopbackInterface, NodeKind::directoryLink, BOARD_TARGET_ANY, BOARD_FILE_DIRECTORY);
     for (std::uint32_t i = 0; i < config.interface_count; ++i) {
         const board_interface_config& interface = config.interfaces[i];
         const int target = BOARD_TARGET_INTERFACE(static_cast<int>(i));
         const int entry = addUnder(directory, interface.name, NodeKind::directoryLink, target, BOARD_FILE_DIRECTORY);
-        if (entry >= 0 && (interface.vendor[0] != '\0' || interface.device[0] != '\0')) {  // lo is no device
+        if (entry >= 0 && (interface.vendor[0] != '\0' || interface.device[0] != '\0')) {  // lo is not a device
             const int device = addUnder(entry, "device", NodeKind::directoryLink, target, BOARD_FILE_DIRECTORY);
             if (interface.vendor[0] != '\0')
                 addUnder(device, "vendor", NodeKind::constantText, target, BOARD_FILE_VENDOR, interface.vendor);
@@ -99,7 +99,7 @@ void addSi514(const board_config& config) noexcept {
     addUnder(client, BOARD_WIRE_SI514_OFFSET_FILE, NodeKind::ppbOffset, kTarget, BOARD_FILE_PPB_OFFSET);
 }
 
-/// A driver's device node: the path that its interfacePath gives, without the line end a scenario may have put there.
+/// A driver's device node at the path in its interfacePath, without the newline that a scenario may contain.
 void addDriverNode(const board_driver_config& driver, int target) noexcept {
     char path[kMaxPath];
     std::snprintf(path, sizeof path, "%s", driver.interface_path);
@@ -136,7 +136,7 @@ bool isUnder(const char* path, const char* directory) noexcept {
     return std::strncmp(path, directory, length) == 0 && (path[length] == '/' || path[length] == '\0');
 }
 
-/// Whether the real machine's files of this path are hidden behind the board's.
+/// Whether the real machine's files of this path are hidden by the board's.
 bool isTheBoards(const char* path) noexcept {
     constexpr std::size_t kPtpLength = sizeof BOARD_WIRE_PTP_DEVICE - 1;
     const bool isPtp = std::strncmp(path, BOARD_WIRE_PTP_DEVICE, kPtpLength) == 0 && path[kPtpLength] >= '0' &&

@@ -1,4 +1,4 @@
-// Waiting in simulated time, whichever way time runs: under the scheduler, virtual without it, or real.
+// Waiting in simulated time: under the scheduler, in virtual time without it, or in real time.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/preload/waiting.h"
 
@@ -12,7 +12,7 @@ namespace halvexboard {
 
 namespace {
 
-/// How far away the deadline is as seen now; kNever when there is none.
+/// Time to the deadline from now; kNever if there is none.
 std::uint64_t remainingNs(Deadline deadline) noexcept {
     if (deadline.clock == Deadline::Clock::none) return kNever;
     const std::uint64_t now = deadline.clock == Deadline::Clock::system ? systemNow() : rawNow();
@@ -26,9 +26,9 @@ std::uint64_t remainingToChangeNs() noexcept {
     return at == BOARD_NEVER ? kNever : (at > now ? at - now : 0);
 }
 
-/// A wait of this thread alone, without the scheduler.
+/// A wait without the scheduler.
 WaitResult pauseFor(std::uint64_t ns) noexcept {
-    // A thread outside a running scheduler must not push the others' time: it waits for real.
+    // A foreign thread must not advance the others' time: wait in real time.
     if (isTimeVirtual() && !scheduler().isRunning() && ns != kNever) {
         spend(ns);
         return WaitResult::woken;
@@ -47,7 +47,7 @@ bool isScheduled() noexcept { return isActive() && scheduler().isRunning() && Sc
 
 WaitResult waitForModel(Deadline deadline) noexcept {
     if (isScheduled()) return scheduler().wait(scheduler().modelKey(), deadline, true);
-    // Other threads may change the model at any time: look again every millisecond at the latest.
+    // Other threads may change the model at any time: check again at least every millisecond.
     constexpr std::uint64_t kLookAgainNs = 1'000'000;
     std::uint64_t ns = std::min(remainingNs(deadline), remainingToChangeNs());
     if (!isTimeVirtual() || ns == kNever) ns = std::min(ns, kLookAgainNs);
@@ -105,7 +105,7 @@ timespec toTimespec(std::uint64_t ns) noexcept {
 ExternalCall::ExternalCall() noexcept : given_(isScheduled() && scheduler().beginExternal()) {}
 
 ExternalCall::~ExternalCall() {
-    const int error = errno;  // of the call that this stands around
+    const int error = errno;  // of the enclosed call
     if (given_) scheduler().endExternal();
     errno = error;
 }

@@ -1,4 +1,4 @@
-// Waiting in simulated time, whichever way time runs: under the scheduler, virtual without it, or real.
+// Waiting in simulated time: under the scheduler, in virtual time without it, or in real time.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -8,20 +8,20 @@
 
 namespace halvexboard {
 
-/// True while the calling thread waits through the scheduler: it is registered and the scheduler runs.
+/// Whether the calling thread waits through the scheduler: it is registered and the scheduler runs.
 bool isScheduled() noexcept;
 
-/// Waits until the model changed, or the deadline. May return early; the caller looks and waits again. The board's lock
-/// may be held; it is let go of meanwhile.
+/// Waits until the model changes or the deadline passes. May return early: check and wait again. Releases the board's
+/// lock meanwhile if it is held.
 WaitResult waitForModel(Deadline deadline) noexcept;
 
-/// Sleeps until the deadline or until a signal handler ran.
+/// Sleeps until the deadline or until a signal handler runs.
 WaitResult sleepUntil(Deadline deadline) noexcept;
 
-/// A thread outside the scheduler sleeps for real; so does everybody when time is real.
+/// False for threads that sleep in real time: foreign ones, and all when time is real.
 bool sleepsHere() noexcept;
 
-/// A sleep as a call on the board. 0, or the errno that ended it; `leftNs` is what was left when a signal ended it.
+/// A sleep as a call on the board. Returns 0, or the errno that ended it; `leftNs` is the rest after a signal.
 int sleepOnBoard(Deadline deadline, std::uint64_t& leftNs) noexcept;
 
 bool hasPassed(Deadline deadline) noexcept;
@@ -33,7 +33,7 @@ bool isValid(const timespec& time) noexcept;
 std::uint64_t toNs(const timespec& time) noexcept;
 timespec toTimespec(std::uint64_t ns) noexcept;
 
-/// Gives the token away for a call that may block outside the board, for the length of a scope.
+/// Gives up the token for a scope, for a call that may block outside the board.
 class ExternalCall {
 public:
     ExternalCall() noexcept;

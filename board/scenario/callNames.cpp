@@ -1,4 +1,4 @@
-// From the names that scenario files use to the model's numbers: see callNames.h.
+// Converts names in scenario files to the model's numbers.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/scenario/callNames.h"
 
@@ -80,7 +80,7 @@ std::string targetName(const board_config& config, int target) {
     return target == BOARD_TARGET_ANY ? "board" : config.interfaces[target - BOARD_TARGET_FIRST_INTERFACE].name;
 }
 
-// Requests of interfaces are the same for each of them: any interface answers for all.
+// Interface requests are the same for all interfaces: any interface will do.
 std::optional<std::uint32_t> requestNamed(int target, const std::string& name) {
     const bool isDriver = target == BOARD_TARGET_FERROX || target == BOARD_TARGET_FPGA;
     for (const std::uint32_t request : kRequests)

@@ -1,4 +1,4 @@
-// From the names that scenario files use to the model's numbers.
+// Converts names in scenario files to the model's numbers.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #ifndef HALVEX_BOARD_SCENARIO_CALLNAMES_H
 #define HALVEX_BOARD_SCENARIO_CALLNAMES_H
@@ -17,7 +17,7 @@ std::optional<board_event_kind> eventKindNamed(const std::string& name);
 /// "ferrox", "fpga", "system", "si514", "phc2sys", "network", or the name of a configured interface.
 std::optional<int> targetNamed(const board_config& config, const std::string& name);
 std::string targetName(const board_config& config, int target);  ///< The inverse; "board" for BOARD_TARGET_ANY.
-/// A driver method or a request of interfaces; a method of Ferrox or FPGA is known only with that target.
+/// A driver method or an interface request; methods of Ferrox and FPGA require that target.
 std::optional<std::uint32_t> requestNamed(int target, const std::string& name);
 std::optional<std::int32_t> errnoNamed(const std::string& name);  ///< "EIO"
 

@@ -1,4 +1,4 @@
-// Reads the events, faults and costs of a scenario: which keys each of them has.
+// Reads the events, faults and costs of a scenario: the keys of each.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/scenario/happeningReader.h"
 
@@ -27,7 +27,7 @@ board_call_kind readCallKind(TableReader& reader) {
     return *kind;
 }
 
-// A name, or a number for requests without one.
+// A name, or a number for a request without a name.
 bool readRequest(TableReader& reader, int target, std::uint32_t& detail) {
     const toml::node* const found = reader.node("request");
     if (found == nullptr) return false;
@@ -79,7 +79,7 @@ void readEventValue(TableReader& reader, board_event_config& event) {
         event.value |= readKey(reader, *key) << shift;
 }
 
-// At least one of error, short_count, driver_status, delay; of the first three only one.
+// At least one of error, short_count, driver_status, delay; at most one of the first three.
 void checkOutcome(const TableReader& reader) {
     const int outcomes = static_cast<int>(reader.has("error")) + static_cast<int>(reader.has("short_count")) +
                          static_cast<int>(reader.has("driver_status"));

@@ -1,4 +1,4 @@
-// A scenario as the commands of the kernel's board: what differs from the defaults, by the names of configKeys.h.
+// A scenario as commands for the kernel's board: the differences to the defaults, by the names in configKeys.h.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/scenario/kernelCommands.h"
 
@@ -14,7 +14,7 @@ namespace halvexboard {
 
 namespace {
 
-/// One number of a configuration by its name.
+/// One configuration value by name.
 template <typename Structure>
 struct Key {
     const char* name;

@@ -1,4 +1,4 @@
-// kernelCommands SCENARIO: its commands for the kernel's board, a line each: nanoseconds after "on", then the command.
+// kernelCommands SCENARIO: prints its commands for the kernel's board: nanoseconds after "on", then the command.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <cstdio>
 #include <exception>

@@ -1,4 +1,4 @@
-// Quantities as people write them: see quantity.h.
+// Quantities in human notation.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/scenario/quantity.h"
 
@@ -37,7 +37,7 @@ std::string_view trimmed(std::string_view text) {
 
 bool isDigit(char character) { return character >= '0' && character <= '9'; }
 
-// Takes the digits at the front of the text.
+// Splits the leading digits off the text.
 std::string_view takeDigits(std::string_view& text) {
     std::size_t count = 0;
     while (count < text.size() && isDigit(text[count])) ++count;
@@ -55,7 +55,7 @@ std::optional<std::int64_t> wholePart(std::string_view digits, std::int64_t unit
     return value * unitNs;
 }
 
-// Decimals of a unit, nothing when they are finer than 1 ns.
+// Decimals of a unit; empty if they are finer than 1 ns.
 std::optional<std::int64_t> fraction(std::string_view digits, std::int64_t unitNs) {
     std::int64_t value = 0;
     for (const char digit : digits) {

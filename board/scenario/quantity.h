@@ -1,4 +1,4 @@
-// Quantities as people write them: "1.5 ms", "-399 ns", 12.5 ppb.
+// Quantities in human notation: "1.5 ms", "-399 ns", 12.5 ppb.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #ifndef HALVEX_BOARD_SCENARIO_QUANTITY_H
 #define HALVEX_BOARD_SCENARIO_QUANTITY_H
@@ -9,11 +9,11 @@
 
 namespace halvexboard {
 
-/// "1.5 ms" in ns; units ns us ms s min h d, sign and blanks allowed. Exact: nothing when the text is no duration, is
+/// "1.5 ms" in ns; units ns us ms s min h d, sign and blanks allowed. Exact: empty if the text is not a duration, is
 /// finer than 1 ns or beyond 146 years.
 std::optional<std::int64_t> parseDuration(std::string_view text);
 
-/// ppb in ppt, rounded to the nearest; nothing beyond +-1e9 ppb or when not a number.
+/// ppb in ppt, rounded to nearest; empty beyond +-1e9 ppb or for NaN.
 std::optional<std::int64_t> ppbToPpt(double ppb);
 
 }  // namespace halvexboard

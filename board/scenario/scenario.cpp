@@ -1,4 +1,4 @@
-// Scenario files: from TOML to the model's configuration.
+// Scenario files: converts TOML to the model's configuration.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/scenario/scenario.h"
 
@@ -27,7 +27,7 @@ void readClock(TableReader& reader, board_clock_config& clock) {
     reader.duration("step_granularity", clock.step_granularity_ns, 0);
 }
 
-// A date and time with its offset to UTC; the clock then starts there.
+// Date and time with offset to UTC at which the clock starts.
 void readStartTime(TableReader& reader, board_config& config) {
     const toml::node* const found = reader.node("start_time");
     if (found == nullptr) return;
@@ -111,7 +111,7 @@ void readInterface(TableReader& reader, board_interface_config& interface, std::
     reader.flag("virtual_clocks", interface.virtual_clocks);
 }
 
-/// Walks one scenario file. Borrows the parsed file.
+/// Reads one scenario file. Borrows the parsed file.
 class ScenarioReader {
 public:
     ScenarioReader(const toml::table& root, std::string source)
@@ -210,7 +210,7 @@ bool ScenarioReader::isAccepted(const board_config& config) const {
     return board_init(storage_.get(), &config, nullptr, nullptr) != nullptr;
 }
 
-// The model has the last word; it is asked for each part alone, so that the message can name the line.
+// The model validates; each part is checked separately, so that the message can name the line.
 void ScenarioReader::check(const char* what, std::uint32_t line, const board_config& config) const {
     if (!isAccepted(config)) throw ScenarioError(source_ + ":" + std::to_string(line) + ": " + what);
 }

@@ -1,4 +1,4 @@
-// Reads the keys of one TOML table: see tableReader.h.
+// Reads the keys of one TOML table.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/scenario/tableReader.h"
 

@@ -1,4 +1,4 @@
-// Reads the keys of one TOML table and insists that all of them are known.
+// Reads the keys of one TOML table and rejects unknown ones.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #ifndef HALVEX_BOARD_SCENARIO_TABLEREADER_H
 #define HALVEX_BOARD_SCENARIO_TABLEREADER_H
@@ -13,23 +13,23 @@
 
 namespace halvexboard {
 
-/// Borrows a table for the length of a read. A key that is not there leaves its target as it is. Thread-bound.
-/// Failure: throws ScenarioError naming file, line, table and key. finish() refuses keys nobody asked for.
+/// Borrows a table for the length of a read. A missing key leaves its target unchanged. Thread-bound. Failure: throws
+/// ScenarioError naming file, line, table and key. finish() rejects keys that were never read.
 class TableReader {
 public:
     TableReader(const toml::table& table, std::string name, std::string source);
 
     bool has(const char* key) const;
     void duration(const char* key, std::int64_t& target, std::int64_t least = std::numeric_limits<std::int64_t>::min());
-    void delay(const char* key, std::uint64_t& target);  ///< A duration that is not negative.
+    void delay(const char* key, std::uint64_t& target);  ///< A non-negative duration.
     void ppb(const char* key, std::int64_t& targetPpt);  ///< An integer or a decimal number, in ppb.
     void flag(const char* key, std::uint8_t& target);
     std::int64_t integer(const char* key, std::int64_t otherwise, std::int64_t least, std::int64_t most);
     std::string text(const char* key, const std::string& otherwise);
-    /// As text(), into a C array that keeps a terminating zero; too long is an error.
+    /// Like text(), into a NUL-terminated array; throws if too long.
     template <std::size_t size>
     void characters(const char* key, char (&target)[size], const std::string& suffix = "");
-    const toml::node* node(const char* key);  ///< Marks the key as known; nullptr when absent.
+    const toml::node* node(const char* key);  ///< Marks the key as known; null if absent.
     void require(const char* key) const;
 
     void finish() const;

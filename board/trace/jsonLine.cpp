@@ -1,4 +1,4 @@
-// Builds one JSON object in a buffer that somebody else owns: see jsonLine.h.
+// Builds one JSON object in a buffer of the caller's.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/trace/jsonLine.h"
 
@@ -8,7 +8,7 @@ namespace halvexboard {
 
 namespace {
 
-constexpr std::size_t kReserve = 64;  // what a line may still need after a text: closing marks and short members
+constexpr std::size_t kReserve = 64;  // room after a text for closing marks and short members
 constexpr char kHexDigits[] = "0123456789abcdef";
 
 }  // namespace
@@ -77,7 +77,7 @@ void JsonLine::hex(const char* key, const std::uint8_t* bytes, std::size_t size)
     put('"');
 }
 
-// Bytes above 127 pass as they are: they are UTF-8 in every text the board knows.
+// Bytes above 127 pass unchanged: all texts of the board are UTF-8.
 bool JsonLine::putEscaped(unsigned char character, std::size_t reserve) {
     if (length_ + 6 + reserve > capacity_) return false;
     if (character == '"' || character == '\\') {

@@ -1,4 +1,4 @@
-// Builds one JSON object in a buffer that somebody else owns.
+// Builds one JSON object in a buffer of the caller's.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #ifndef HALVEX_BOARD_TRACE_JSONLINE_H
 #define HALVEX_BOARD_TRACE_JSONLINE_H
@@ -9,8 +9,8 @@
 
 namespace halvexboard {
 
-/// Writes members in the order they are given. Owns nothing. Thread-bound. Failure: what does not fit is left out and
-/// finish() returns 0, except that a long text is cut so that the line stays whole.
+/// Writes members in call order. Owns nothing. Thread-bound. Failure: if something does not fit finish() returns 0,
+/// except that a long text is truncated so that the line stays whole.
 class JsonLine {
 public:
     JsonLine(char* out, std::size_t capacity);
@@ -29,7 +29,7 @@ public:
     void element(std::int64_t value);
     void element(std::string_view value);
 
-    std::size_t finish();  ///< Closes the object, adds a newline; the whole length, or 0 when something did not fit.
+    std::size_t finish();  ///< Closes the object, adds a newline; returns the length, or 0 if something did not fit.
 
 private:
     void put(char character);

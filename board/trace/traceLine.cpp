@@ -1,4 +1,4 @@
-// One happening on the board as one line of JSON: which members each kind has.
+// Formats one happening on the board as a line of JSON: the members of each kind.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/trace/traceLine.h"
 

@@ -1,4 +1,4 @@
-// What a trace says about the clocks: reading it back, the list, the table, the verdict.
+// Summarises a trace: parsing, list, table, verdict.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/trace/traceSummary.h"
 
@@ -189,7 +189,7 @@ Row rowOf(const ClockSummary& clock) {
             clock.isEnabledAtEnd ? "enabled" : "not enabled"};
 }
 
-// First and last column to the left, numbers to the right.
+// First and last column left-aligned, numbers right-aligned.
 std::string alignColumns(const std::vector<Row>& rows) {
     std::vector<std::size_t> widths(rows.front().size(), 0);
     for (const Row& row : rows)

@@ -1,4 +1,4 @@
-// What a trace, or a stretch of it, says about the clocks: a list of what happened, a table and a verdict.
+// Summarises a trace or a part of it: list of happenings, table of clocks, verdict.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #ifndef HALVEX_BOARD_TRACE_TRACESUMMARY_H
 #define HALVEX_BOARD_TRACE_TRACESUMMARY_H
@@ -15,13 +15,13 @@ namespace halvexboard {
 /// Largest true difference to the master that counts as aligned.
 inline constexpr std::int64_t kAlignedWithinNs = 100;
 
-/// The text is no trace; the message names the line.
+/// The text is not a trace; the message names the line.
 class TraceError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// A part of a trace: from one log line up to another. An empty text stands for the trace's own beginning or end.
+/// A part of a trace: from one log line to another. An empty text stands for the start or end of the trace.
 struct Stretch {
     std::string from;
     std::string until;  ///< The first such line after `from`.
@@ -31,10 +31,10 @@ struct Stretch {
 /// Differences beyond 2^53 ns are rounded.
 struct ClockSummary {
     std::string name;
-    std::size_t records = 0;  ///< In which it was enabled; the differences below mean nothing while this is 0.
+    std::size_t records = 0;  ///< Records in which it was enabled; if 0 the differences are meaningless.
     std::int64_t firstNs = 0;
     std::int64_t lastNs = 0;
-    std::int64_t worstNs = 0;  ///< Furthest from 0, sign kept.
+    std::int64_t worstNs = 0;  ///< Largest in magnitude, signed.
     bool isEnabledAtEnd = false;
 };
 
@@ -43,21 +43,21 @@ struct TraceSummary {
     std::uint64_t seed = 0;
     std::uint64_t durationNs = 0;
     double firstTimeNs = 0, lastTimeNs = 0;  ///< The master's true time, rounded to 256 ns.
-    bool hasEpoch = false;                   ///< In the stretch or before it.
+    bool hasEpoch = false;                   ///< In the part or before it.
     std::size_t epochs = 0;
     std::size_t steps = 0;
     std::size_t faults = 0;
-    std::vector<std::string> happenings;  ///< Everything but calls, time stamps and truths: "0.000075 s  step ...".
+    std::vector<std::string> happenings;  ///< All but calls, time stamps and truths: "0.000075 s  step ...".
 
-    /// True when an epoch was generated, a clock besides the master was enabled at some time, and every clock that ever
-    /// was enabled ended within kAlignedWithinNs at its last enabled record.
+    /// Whether an epoch was generated, a clock besides the master was ever enabled, and every clock that was ever
+    /// enabled was within kAlignedWithinNs at its last enabled record.
     bool isAligned() const;
 };
 
-/// Reads a stretch of a trace; its first record is the last one before it. Throws TraceError.
+/// Reads a part of a trace; its first record is the last one before it. Throws TraceError.
 TraceSummary summariseTrace(std::istream& trace, const Stretch& stretch = {});
 
-/// The table, in aligned columns with units, and the verdict as the last line; what happened above it when `isListed`.
+/// The table, in aligned columns with units, and the verdict as the last line; above it the list if `isListed`.
 std::string formatSummary(const TraceSummary& summary, bool isListed = false);
 
 }  // namespace halvexboard

@@ -1,11 +1,11 @@
-/* Keeps QEMU's two threads in step, so that virtual time repeats to the nanosecond. Preloaded into QEMU by ./run. */
+/* Synchronises QEMU's two threads, so that virtual time repeats to the nanosecond. Preloaded into QEMU by ./run. */
 /* SPDX-License-Identifier: LicenseRef-HalvexTimekeeper */
 /*
- * When the guest's processor halts, QEMU's main thread moves the virtual clock to the next timer. It does so as soon as
- * it finds the processor halted, and may find that a moment before the other thread has accounted for the instructions
- * it has just run: then the clock jumps too far by those. On a busy host that happens now and then, and a log differs
- * by a tick. Here the main thread, each time it has waited for something, goes on only while the other one waits as
- * well, with its account closed, or has no time left to run in and says so over and over.
+ * When the guest's processor halts, QEMU's main thread moves the virtual clock to the next timer as soon as it finds
+ * the processor halted. That may be just before the other thread has accounted for the instructions it has executed:
+ * the clock then jumps too far by those. On a busy host this happens occasionally, and a log differs by a tick. Here
+ * the main thread, after each of its waits, continues only while the other one waits too, with its account closed, or
+ * has no time left to run and keeps reporting that.
  */
 #define _GNU_SOURCE
 #include <dlfcn.h>
@@ -17,10 +17,10 @@
 
 static pthread_mutex_t gate = PTHREAD_MUTEX_INITIALIZER;
 static pthread_cond_t opens = PTHREAD_COND_INITIALIZER;
-static int waiting; /* threads other than the main one that wait on a condition */
-static int calls;   /* how often such a thread has called the main one since that began to wait */
+static int waiting; /* threads other than the main one waiting on a condition */
+static int calls;   /* calls by such a thread to the main one since its wait began */
 
-/* One call may come from a thread that runs on. */
+/* A single call may come from a thread that is still running. */
 #define CALLS_OF_ONE_STUCK 3
 
 static int (*real_wait)(pthread_cond_t*, pthread_mutex_t*);
@@ -52,7 +52,7 @@ int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
     return result;
 }
 
-/* Eight bytes are a call by an event descriptor. */
+/* Eight bytes: a call through an event descriptor. */
 ssize_t write(int file, const void* from, size_t size) {
     if (size == sizeof(long) && !is_main()) count(&calls, 1);
     return real_write(file, from, size);

@@ -1,4 +1,4 @@
-/* The Ferrox and FPGA drivers as programs see them: the ioctl block, request numbers, buffers and records. */
+/* The ABI of the Ferrox and FPGA drivers: ioctl block, request numbers, buffers and records. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #ifndef HALVEX_BOARD_WIRE_DRIVER_H
 #define HALVEX_BOARD_WIRE_DRIVER_H
@@ -14,7 +14,7 @@ BOARD_WIRE_SIZE(struct board_wire_ioctl_block, 32);
 BOARD_WIRE_OFFSET(struct board_wire_ioctl_block, in_size, 16);
 BOARD_WIRE_OFFSET(struct board_wire_ioctl_block, bytes_returned, 24);
 
-/* A buffer with a 64-bit value before its status; without a value it is the status alone. */
+/* A buffer with a 64-bit value before its status; a buffer without a value is only a status. */
 struct board_wire_value_buffer {
 	uint64_t value;
 	int32_t status;

@@ -1,4 +1,4 @@
-/* How wire headers check themselves and build request numbers. */
+/* Layout checks and request number construction for the wire headers. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #ifndef HALVEX_BOARD_WIRE_LAYOUT_H
 #define HALVEX_BOARD_WIRE_LAYOUT_H
@@ -14,7 +14,7 @@
 	BOARD_WIRE_ASSERT(__builtin_offsetof(type, member) == (expected), #type "." #member)
 #define BOARD_WIRE_SIZE(type, expected) BOARD_WIRE_ASSERT(sizeof(type) == (expected), #type)
 
-/* A request number: direction (1 the program writes, 2 it reads) | size | letter | number. */
+/* A request number: direction (1: the program writes, 2: it reads) | size | letter | number. */
 #define BOARD_WIRE_REQUEST(direction, size, letter, number) \
 	(((uint32_t)(direction) << 30) | ((uint32_t)(size) << 16) | ((uint32_t)(letter) << 8) | (uint32_t)(number))
 

@@ -1,4 +1,4 @@
-/* Where the board's files are found. */
+/* Paths of the board's files. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #ifndef HALVEX_BOARD_WIRE_PATHS_H
 #define HALVEX_BOARD_WIRE_PATHS_H
@@ -8,7 +8,7 @@
 #define BOARD_WIRE_DEVICE_FILE "device/device"
 #define BOARD_WIRE_I210_VENDOR "0x8086"
 #define BOARD_WIRE_I210_DEVICE "0x1533"
-/* The board shows no entries in it: none of its clocks has virtual ones. */
+/* Empty on the board: none of its clocks has virtual clocks. */
 #define BOARD_WIRE_PTP_CLASS_DIRECTORY "/sys/class/ptp"
 #define BOARD_WIRE_PTP_DEVICE "/dev/ptp"
 

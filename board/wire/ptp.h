@@ -1,4 +1,4 @@
-/* The PTP character device as programs see it: records, request numbers, dynamic clock ids. */
+/* The ABI of the PTP character device: records, request numbers, dynamic clock ids. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #ifndef HALVEX_BOARD_WIRE_PTP_H
 #define HALVEX_BOARD_WIRE_PTP_H
@@ -53,7 +53,7 @@ BOARD_WIRE_SIZE(struct board_wire_ptp_extts_event, 32);
 BOARD_WIRE_OFFSET(struct board_wire_ptp_extts_event, index, 16);
 BOARD_WIRE_OFFSET(struct board_wire_ptp_extts_event, flags, 20);
 
-#define BOARD_WIRE_PTP_READ_MAX 30u /* events one read() can return */
+#define BOARD_WIRE_PTP_READ_MAX 30u /* maximum number of events per read() */
 
 struct board_wire_ptp_sys_offset {
 	uint32_t n_samples;
@@ -85,7 +85,7 @@ BOARD_WIRE_ASSERT(BOARD_WIRE_PTP_EXTTS_REQUEST == 0x40103D02u, "PTP_EXTTS_REQUES
 BOARD_WIRE_ASSERT(BOARD_WIRE_PTP_PIN_SETFUNC == 0x40603D07u, "PTP_PIN_SETFUNC");
 BOARD_WIRE_ASSERT(BOARD_WIRE_PTP_SYS_OFFSET == 0x43403D05u, "PTP_SYS_OFFSET");
 
-/* A dynamic clock id carries the descriptor: ~fd above three bits that read 3. */
+/* A dynamic clock id encodes the descriptor: ~fd above three bits of value 3. */
 #define BOARD_WIRE_CLOCK_FD 3
 #define BOARD_WIRE_IS_CLOCK_FD(id) ((id) < 0 && ((id)&7) == BOARD_WIRE_CLOCK_FD)
 #define BOARD_WIRE_CLOCK_TO_FD(id) (~((id) >> 3))

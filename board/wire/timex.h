@@ -1,4 +1,4 @@
-/* struct timex on a 64-bit machine, and the mode bits the board understands. */
+/* struct timex on a 64-bit machine, and the mode bits that the board supports. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #ifndef HALVEX_BOARD_WIRE_TIMEX_H
 #define HALVEX_BOARD_WIRE_TIMEX_H
