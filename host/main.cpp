@@ -9,6 +9,7 @@
 #include "host/cli/command.h"
 #include "host/cli/options.h"
 #include "host/cli/usageError.h"
+#include "host/cli/verbTable.h"
 #include "host/output/jsonPrinter.h"
 #include "host/output/standardStreams.h"
 #include "host/output/textPrinter.h"
@@ -26,7 +27,7 @@ std::unique_ptr<Printer> makePrinter(bool json) {
 }
 
 ExitCode carryOut(const Options& options) {
-    const ReadingRules rules{options.yes};
+    const ReadingRules rules{verbs(), options.yes};
     const std::unique_ptr<Printer> printer = makePrinter(options.json);
     std::vector<Command> commands;
     try {

@@ -32,11 +32,11 @@ std::vector<std::string_view> namesOf(std::span<const Row> rows) {
     return names;
 }
 
-[[noreturn]] void refuseUnknown(const std::string& word) {
+[[noreturn]] void refuseUnknown(const std::string& word, std::span<const Verb> verbs) {
     if (word.size() > 1 && word.front() == '-' && !startsNumber(word)) {
         throw UsageError(fmt::format("unknown option \"{}\"{}", word, suggestion(word, namesOf(toolOptions()))));
     }
-    const std::string nearest = suggestion(word, namesOf(verbs()));
+    const std::string nearest = suggestion(word, namesOf(verbs));
     throw UsageError(
         fmt::format("unknown verb \"{}\"{}", word, nearest.empty() ? "; halvexctl --help lists them" : nearest));
 }
@@ -55,9 +55,9 @@ const std::string& WordReader::takeArgument(std::string_view verb, std::string_v
 
 bool WordReader::nextIsNumber() const { return !atEnd() && startsNumber(words_[next_]); }
 
-void readOwnOptions(WordReader& words, std::string_view verb,
+void readOwnOptions(WordReader& words, const ReadingRules& rules, std::string_view verb,
                     const std::function<void(std::string_view option, const std::string& value)>& keep) {
-    const std::span<const OptionRow> options = findVerb(verb)->options;
+    const std::span<const OptionRow> options = findVerb(rules.verbs, verb)->options;
     while (!words.atEnd() && words.peek()->starts_with("--")) {
         const std::string& name = words.take();
         const auto row =
@@ -76,9 +76,9 @@ std::vector<Command> readCommands(std::span<const std::string> words, const Read
     WordReader reader(words);
     while (!reader.atEnd()) {
         const std::string& word = reader.take();
-        const Verb* verb = findVerb(word);
+        const Verb* verb = findVerb(rules.verbs, word);
         if (verb == nullptr) {
-            refuseUnknown(word);
+            refuseUnknown(word, rules.verbs);
         }
         Command command;
         command.verb = verb;

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/cli/verbTable.h"
+#include "host/cli/verb.h"
 
 namespace halvexctl {
 
@@ -32,7 +32,8 @@ private:
 
 /// What the reader of an argument may have to know.
 struct ReadingRules {
-    bool yes = false;  ///< The user confirmed what is otherwise refused.
+    std::span<const Verb> verbs;  ///< All there are.
+    bool yes = false;             ///< The user confirmed what is otherwise refused.
 };
 
 /// A verb with its argument, read and checked.
@@ -44,7 +45,7 @@ struct Command {
 
 /// Reads the options of a verb's own, up to the first word that is none; `keep` gets each with its value, if it has
 /// one.
-void readOwnOptions(WordReader& words, std::string_view verb,
+void readOwnOptions(WordReader& words, const ReadingRules& rules, std::string_view verb,
                     const std::function<void(std::string_view option, const std::string& value)>& keep);
 
 /// Reads all words or throws UsageError: unknown verbs and options with a suggestion, missing and malformed arguments,

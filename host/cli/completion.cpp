@@ -64,20 +64,14 @@ constexpr const char* kZsh = R"sh(_halvexctl() {
 compdef _halvexctl halvexctl
 )sh";
 
-/// What a shell offers as the word behind "FILE" and the like; empty: the next verb.
+/// What a shell offers as the word behind "FILE", "FILE [DURATION]" and the like; empty: the next verb.
 std::string_view offeredFor(std::string_view argument) {
-    switch (argumentKind(argument)) {
-        case ArgumentKind::file:
-            return "file";
-        case ArgumentKind::verb:
-            return "verb";
-        case ArgumentKind::code:
-            return "code";
-        case ArgumentKind::text:
-            return "text";
-        default:
-            return {};
-    }
+    const std::string_view first = argument.substr(0, argument.find(' '));
+    return first == "FILE" || first == "[FILE]"    ? "file"
+           : first == "VERB" || first == "[VERB]"  ? "verb"
+           : first == "CODE"                       ? "code"
+           : first.empty() || first.front() == '[' ? ""
+                                                   : "text";
 }
 
 std::string shellWord(std::string_view text) {

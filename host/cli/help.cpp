@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-#include "host/cli/verbTable.h"
+#include "host/cli/verb.h"
 
 namespace halvexctl {
 namespace {
@@ -59,31 +59,29 @@ std::string wrapped(std::string_view text, std::string_view indent, std::size_t 
     return lines.empty() ? lines : lines + "\n";
 }
 
-std::string helpText() {
+std::string helpText(std::span<const Verb> verbs) {
     std::string text = fmt::format("{}\nOptions:\n{}\nVerbs:\n", kIntroduction, optionLines(toolOptions(), "  ", 20));
-    for (const Verb& verb : verbs()) {
+    for (const Verb& verb : verbs) {
         text += fmt::format("  {:<27} {}\n", usageOf(verb), verb.summary);
     }
     return text + "\n" + kEpilogue;
 }
 
-std::string verbHelpText(std::string_view name) {
-    const Verb* verb = findVerb(name);
-    return verb == nullptr ? std::string()
-                           : fmt::format("halvexctl {}\n  {}.\n{}{}", usageOf(*verb), verb->summary,
-                                         wrapped(verb->help, "  ", kWidth), optionLines(verb->options, "    ", 20));
+std::string verbHelpText(const Verb& verb) {
+    return fmt::format("halvexctl {}\n  {}.\n{}{}", usageOf(verb), verb.summary, wrapped(verb.help, "  ", kWidth),
+                       optionLines(verb.options, "    ", 20));
 }
 
-std::string helpAskedFor(std::span<const char* const> words) {
+std::string helpAskedFor(std::span<const char* const> words, std::span<const Verb> verbs) {
     const Verb* asked = nullptr;
     for (const std::string_view word : words) {
         if (word == "--help" || word == "-h") {
             break;
         }
-        const Verb* verb = findVerb(word);
+        const Verb* verb = findVerb(verbs, word);
         asked = verb == nullptr ? asked : verb;
     }
-    return asked == nullptr ? helpText() : verbHelpText(asked->name);
+    return asked == nullptr ? helpText(verbs) : verbHelpText(*asked);
 }
 
 }  // namespace halvexctl

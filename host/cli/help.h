@@ -10,11 +10,11 @@ namespace halvexctl {
 
 struct Verb;
 
-std::string helpText();                           ///< All options and verbs.
-std::string verbHelpText(std::string_view verb);  ///< One verb; empty when there is none of that name.
+std::string helpText(std::span<const Verb> verbs);  ///< All options and verbs.
+std::string verbHelpText(const Verb& verb);
 
 /// The help of the verb before the first -h or --help, or the whole.
-std::string helpAskedFor(std::span<const char* const> words);
+std::string helpAskedFor(std::span<const char* const> words, std::span<const Verb> verbs);
 
 std::string usageOf(const Verb& verb);  ///< "step OFFSET".
 

@@ -9,6 +9,7 @@
 #include "host/cli/completion.h"
 #include "host/cli/help.h"
 #include "host/cli/manual.h"
+#include "host/cli/verbTable.h"
 
 namespace halvexctl {
 namespace {
@@ -42,7 +43,7 @@ ReadOptions readOptions(int argc, const char* const* argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {
-        return over(helpAskedFor({argv, static_cast<std::size_t>(argc)}), false);
+        return over(helpAskedFor({argv, static_cast<std::size_t>(argc)}, verbs()), false);
     } catch (const CLI::CallForVersion&) {
         return over("halvexctl " HALVEX_VERSION "\n", false);
     } catch (const CLI::ParseError& error) {

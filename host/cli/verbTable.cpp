@@ -1,4 +1,4 @@
-// The verbs and options of the tool: all there is to know about one is its row.
+// The verbs of the tool: all there is to know about one is its row.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/cli/verbTable.h"
 
@@ -8,19 +8,6 @@
 
 namespace halvexctl {
 namespace {
-
-constexpr auto kToolOptions = std::to_array<OptionRow>({
-    {"--library", 'l', "FILE",
-     "The library to load (default: ../lib/libzuHalvexTimekeeper.so beside this program, then the loader's path)"},
-    {"--json", 'j', "", "Print one JSON document instead of text: an array of results"},
-    {"--echo", 'e', "", "Show each call of the library as it happens (with --json on standard error)"},
-    {"--yes", 'y', "",
-     "Carry out what is refused otherwise: backward steps, steps over 1 s, corrections beyond the limits"},
-    {"--describe", 0, "FORM",
-     "Print verbs and options as completion for a shell (bash, zsh, fish) or as the manual's lists (mdoc)"},
-    {"--help", 'h', "", "Print this help, or behind a verb the verb's"},
-    {"--version", 'V', "", "Print the version"},
-});
 
 constexpr OptionRow kInterval{"--interval", 0, "DURATION", "Time between samples, 1s unless given"};
 
@@ -139,26 +126,5 @@ constexpr auto kVerbs = std::to_array<Verb>({
 }  // namespace
 
 std::span<const Verb> verbs() { return kVerbs; }
-
-std::span<const OptionRow> toolOptions() { return kToolOptions; }
-
-const Verb* findVerb(std::string_view name) {
-    for (const Verb& verb : kVerbs) {
-        if (verb.name == name) {
-            return &verb;
-        }
-    }
-    return nullptr;
-}
-
-ArgumentKind argumentKind(std::string_view argument) {
-    const std::string_view first = argument.substr(0, argument.find(' '));
-    return first.empty()                          ? ArgumentKind::none
-           : first == "FILE" || first == "[FILE]" ? ArgumentKind::file
-           : first == "VERB" || first == "[VERB]" ? ArgumentKind::verb
-           : first == "CODE"                      ? ArgumentKind::code
-           : first.front() == '['                 ? ArgumentKind::optional
-                                                  : ArgumentKind::text;
-}
 
 }  // namespace halvexctl

@@ -64,12 +64,12 @@ void explain(Session&, const Command& command, Result& result) {
     explainTopic(std::get<std::string>(command.argument), result);
 }
 
-Argument readHelpTopic(WordReader& words, const ReadingRules&) {
+Argument readHelpTopic(WordReader& words, const ReadingRules& rules) {
     const std::string* topic = words.peek();
     if (topic == nullptr) {
         return {};
     }
-    if (findVerb(*topic) == nullptr) {
+    if (findVerb(rules.verbs, *topic) == nullptr) {
         throw UsageError(fmt::format("there is no help on \"{}\"; halvexctl --help lists the verbs", *topic));
     }
     return words.take();
@@ -77,7 +77,8 @@ Argument readHelpTopic(WordReader& words, const ReadingRules&) {
 
 void help(Session& session, const Command& command, Result& result) {
     const auto* topic = std::get_if<std::string>(&command.argument);
-    std::string text = topic == nullptr ? helpText() : verbHelpText(*topic);
+    const std::span<const Verb> verbs = session.settings().rules.verbs;
+    std::string text = topic == nullptr ? helpText(verbs) : verbHelpText(*findVerb(verbs, *topic));
     text.erase(text.find_last_not_of('\n') + 1);
     session.printer().note(text);
     result.add("text", text, "", "");

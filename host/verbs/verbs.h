@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include "host/cli/verbTable.h"
+#include "host/cli/verb.h"
 
 namespace halvexctl::actions {
 

@@ -26,9 +26,9 @@ std::int64_t readInterval(const std::string& text) {
 
 }  // namespace
 
-Argument readMonitor(WordReader& words, const ReadingRules&) {
+Argument readMonitor(WordReader& words, const ReadingRules& rules) {
     MonitorOptions options;
-    readOwnOptions(words, "monitor", [&options](std::string_view option, const std::string& value) {
+    readOwnOptions(words, rules, "monitor", [&options](std::string_view option, const std::string& value) {
         if (option == "--once") {
             options.count = 1;
         } else if (option == "--interval") {
@@ -46,13 +46,13 @@ void monitor(Session& session, const Command& command, Result& result) {
     watchClocks(session, std::get<MonitorOptions>(command.argument), result);
 }
 
-Argument readRecord(WordReader& words, const ReadingRules&) {
+Argument readRecord(WordReader& words, const ReadingRules& rules) {
     RecordOptions options;
     options.path = words.takeArgument("record", "FILE");
     if (words.nextIsNumber()) {
         options.durationNs = readInterval(words.take());
     }
-    readOwnOptions(words, "record", [&options](std::string_view, const std::string& value) {
+    readOwnOptions(words, rules, "record", [&options](std::string_view, const std::string& value) {
         options.intervalNs = readInterval(value);
     });
     return options;
@@ -74,13 +74,13 @@ void record(Session& session, const Command& command, Result& result) {
     session.stopRecording();
 }
 
-Argument readReport(WordReader& words, const ReadingRules&) {
+Argument readReport(WordReader& words, const ReadingRules& rules) {
     ReportOptions options;
     const std::string* page = words.peek();
-    if (page != nullptr && !page->starts_with("--") && findVerb(*page) == nullptr) {
+    if (page != nullptr && !page->starts_with("--") && findVerb(rules.verbs, *page) == nullptr) {
         options.pagePath = words.take();
     }
-    readOwnOptions(words, "report", [&options](std::string_view option, const std::string& value) {
+    readOwnOptions(words, rules, "report", [&options](std::string_view option, const std::string& value) {
         (option == "--from" ? options.recordPath : option == "--trace" ? options.tracePath : options.title) = value;
     });
     return options;

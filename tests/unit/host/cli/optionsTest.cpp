@@ -65,10 +65,10 @@ TEST(ReadOptions, ShowsTheHelpOfTheVerbBeforeTheWish) {
     for (const Verb& verb : verbs()) {
         const ReadOptions line = read({verb.name.data(), "--help"});
         EXPECT_TRUE(line.isOver);
-        EXPECT_EQ(line.text, verbHelpText(verb.name));
+        EXPECT_EQ(line.text, verbHelpText(verb));
         EXPECT_NE(line.text.find(verb.summary), std::string::npos);
     }
-    EXPECT_EQ(read({"step", "+1ms", "get", "-h", "freq"}).text, verbHelpText("get"));
+    EXPECT_EQ(read({"step", "+1ms", "get", "-h", "freq"}).text, verbHelpText(*findVerb(verbs(), "get")));
 }
 
 TEST(ReadOptions, TakesEveryOptionOfTheTableByItsNameAndLetter) {

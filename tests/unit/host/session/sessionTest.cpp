@@ -10,6 +10,7 @@
 
 #include <array>
 
+#include "host/cli/verbTable.h"
 #include "host/clocks/rawClock.h"
 #include "host/session/stopRequest.h"
 #include "tests/support/libcHooks.h"
@@ -58,7 +59,7 @@ protected:
         SessionSettings settings;
         settings.libraryPath = FAKE_PLUGIN;
         settings.echo = echo_;
-        settings.rules = ReadingRules{yes_};
+        settings.rules = ReadingRules{verbs(), yes_};
         settings.inputFd = inputFd_;
         const std::vector<Command> commands = readCommands(words, settings.rules);
         Session session(settings, printer_);
@@ -187,7 +188,7 @@ TEST_F(SessionTest, ReportsALibraryThatCannotBeLoaded) {
     settings.libraryPath = "/nonexistent.so";
     Session session(settings, printer_);
     const std::vector<std::string> words{"get"};
-    session.carryOut(readCommands(words, {}));
+    session.carryOut(readCommands(words, {verbs()}));
     EXPECT_EQ(session.exitCode(), ExitCode::failure);
     EXPECT_THAT(result(0).message, StartsWith("cannot load /nonexistent.so"));
 }
