@@ -10,7 +10,7 @@
 #include "host/clocks/rawClock.h"
 #include "host/errors/information.h"
 #include "host/inspect/systemFiles.h"
-#include "host/session/session.h"
+#include "host/session/hostCalls.h"
 
 namespace halvexctl {
 namespace {
@@ -52,6 +52,11 @@ std::optional<bool> isPhc2SysAlive() {
     return child.si_pid == 0;
 }
 
+CrossTime masterCounting(HostCalls& library) {
+    const HostCalls::Quiet quiet(library);
+    return bracket(systemTimeNs, [&library] { return library.getTimeNs(); });
+}
+
 ClockSample hardwareClock(const std::string& name, const std::string& node) {
     ClockSample sample;
     sample.name = name;
@@ -64,7 +69,7 @@ ClockSample hardwareClock(const std::string& name, const std::string& node) {
 
 }  // namespace
 
-ClockWatch::ClockWatch(Session& session, LibraryErrors errors) : session_(session), errors_(errors) {
+ClockWatch::ClockWatch(LibraryErrors errors) : errors_(errors) {
     for (const InterfaceFacts& interface : gatherInterfaces()) {
         if (choiceOf(interface).isChosen) {
             clocks_.emplace_back(interface.name, interface.node);
@@ -72,14 +77,14 @@ ClockWatch::ClockWatch(Session& session, LibraryErrors errors) : session_(sessio
     }
 }
 
-Sample ClockWatch::take() {
+Sample ClockWatch::take(HostCalls* library) {
     Sample sample;
     const CrossTime system = bracket(rawTimeNs, systemTimeNs);
     sample.rawNs = static_cast<std::int64_t>(system.systemNs);
     sample.systemNs = static_cast<std::uint64_t>(sample.rawNs + system.differenceNs);
     sample.systemBoundNs = system.boundNs;
-    if (session_.isInitialized()) {
-        sample.clocks.push_back(master());
+    if (library != nullptr) {
+        sample.clocks.push_back(master(*library));
     }
     for (const auto& [name, node] : clocks_) {
         sample.clocks.push_back(hardwareClock(name, node));
@@ -97,11 +102,11 @@ Sample ClockWatch::take() {
     return sample;
 }
 
-ClockSample ClockWatch::master() {
+ClockSample ClockWatch::master(HostCalls& library) {
     ClockSample sample;
     sample.name = "master";
     try {
-        sample.cross = errors_ == LibraryErrors::countAndReset ? masterCounting() : masterHandingOn();
+        sample.cross = errors_ == LibraryErrors::countAndReset ? masterCounting(library) : masterHandingOn(library);
     } catch (const CallFailure& failure) {
         if (failure.wasHeldBefore()) {
             throw;  // the user's own business, from before
@@ -110,22 +115,15 @@ ClockSample ClockWatch::master() {
         lastError_ = describeError(failure.code(), failure.information());
         sample.error = lastError_;
         if (errors_ == LibraryErrors::countAndReset) {
-            session_.calls().clearStatus();
+            library.clearStatus();
         }
     }
     return sample;
 }
 
-CrossTime ClockWatch::masterCounting() {
-    HostCalls& calls = session_.calls();
-    const HostCalls::Quiet quiet(calls);
-    return bracket(systemTimeNs, [&calls] { return calls.getTimeNs(); });
-}
-
 /// An error of the library's own thread comes once and without a time; behind it the time can be read.
-CrossTime ClockWatch::masterHandingOn() {
-    HostCalls& calls = session_.calls();
-    const auto measure = [&calls] { return calls.measureTimeNs(); };
+CrossTime ClockWatch::masterHandingOn(HostCalls& library) {
+    const auto measure = [&library] { return library.measureTimeNs(); };
     try {
         return bracket(systemTimeNs, measure);
     } catch (const CallFailure& failure) {

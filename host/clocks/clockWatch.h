@@ -10,7 +10,7 @@
 
 namespace halvexctl {
 
-class Session;
+class HostCalls;
 
 /// What becomes of an error that the library reports while the master is measured.
 enum class LibraryErrors {
@@ -18,21 +18,19 @@ enum class LibraryErrors {
     handOn          ///< The next verb that calls fails with it, as if nothing had been measured.
 };
 
-/// Borrows the session. Threads: thread-bound. Failure: CallFailure while the session's status holds an error from
-/// before (counting only); whatever else cannot be measured says so in the sample.
+/// Threads: thread-bound. Failure: CallFailure while the status of the calls holds an error from before (counting
+/// only); whatever else cannot be measured says so in the sample.
 class ClockWatch {
 public:
-    ClockWatch(Session& session, LibraryErrors errors);
+    explicit ClockWatch(LibraryErrors errors);
 
-    /// The master is measured once the session has initialised the library; nothing is initialised for it.
-    Sample take();
+    /// The master is measured by the calls of an initialised library; null: there is none, and nothing is initialised.
+    Sample take(HostCalls* library);
 
 private:
-    ClockSample master();
-    CrossTime masterCounting();
-    CrossTime masterHandingOn();
+    ClockSample master(HostCalls& library);
+    CrossTime masterHandingOn(HostCalls& library);
 
-    Session& session_;
     LibraryErrors errors_;
     std::vector<std::pair<std::string, std::string>> clocks_;  ///< Interface and node.
     std::uint64_t errorCount_ = 0;

@@ -15,12 +15,12 @@
 
 namespace halvexctl {
 void watchClocks(Session& session, const MonitorOptions& options, Result& result) {
-    ClockWatch watch(session, LibraryErrors::countAndReset);
+    ClockWatch watch(LibraryErrors::countAndReset);
     std::optional<Sample> before;
     std::uint64_t taken = 0, alarms = 0;
     bool goesOn = true;
     while (goesOn && !StopRequest::isMade()) {
-        Sample sample = watch.take();
+        Sample sample = watch.take(session.initializedCalls());
         if (before) {
             findJumps(*before, sample);
         }

@@ -10,7 +10,6 @@
 #include "host/clocks/clockSample.h"
 #include "host/clocks/rawClock.h"
 #include "host/record/sampleEvents.h"
-#include "host/session/session.h"
 
 namespace halvexctl {
 namespace {
@@ -23,14 +22,11 @@ constexpr std::array<const char*, 8> kPriorities{"emergency", "alert",  "critica
 
 }  // namespace
 
-SessionRecorder::SessionRecorder(Session& session, const RecordOptions& options)
-    : file_(options.path), watch_(session, LibraryErrors::handOn), intervalNs_(options.intervalNs) {
+SessionRecorder::SessionRecorder(const std::string& libraryPath, const RecordOptions& options)
+    : file_(options.path), watch_(LibraryErrors::handOn), intervalNs_(options.intervalNs) {
     dueRawNs_ = rawTimeNs();
     add("start", dueRawNs_,
-        {{"systemNs", systemTimeNs()},
-         {"format", kFormat},
-         {"library", session.settings().libraryPath},
-         {"intervalNs", intervalNs_}});
+        {{"systemNs", systemTimeNs()}, {"format", kFormat}, {"library", libraryPath}, {"intervalNs", intervalNs_}});
 }
 
 void SessionRecorder::add(const char* kind, std::int64_t rawNs, const ordered_json& members) {
@@ -65,9 +61,9 @@ void SessionRecorder::verb(const Result& result, std::int64_t beganRawNs) {
          {"message", result.message}});
 }
 
-void SessionRecorder::sample() {
+void SessionRecorder::sample(HostCalls* library) {
     takeLogLines();
-    Sample sample = watch_.take();
+    Sample sample = watch_.take(library);
     if (before_) {
         findJumps(*before_, sample);
     }

@@ -22,16 +22,16 @@ struct RecordOptions {
     std::optional<std::int64_t> durationNs;  ///< Nothing: to the end of the session.
 };
 
-/// Writes lines as things happen; log lines when the session has time for them. Borrows the session. Threads:
-/// thread-bound; log lines may come from any. Failure: std::system_error when the file cannot be written.
+/// Writes lines as things happen; log lines when the session has time for them. Threads: thread-bound; log lines may
+/// come from any. Failure: std::system_error when the file cannot be written.
 class SessionRecorder {
 public:
-    SessionRecorder(Session& session, const RecordOptions& options);
+    SessionRecorder(const std::string& libraryPath, const RecordOptions& options);
 
     void call(const CallReport& report);
     void verb(const Result& result, std::int64_t beganRawNs);
     void keep(const Sample& sample);  ///< One that somebody else took.
-    void sample();                    ///< Takes one now.
+    void sample(HostCalls* library);  ///< Takes one now, as ClockWatch does.
     std::int64_t untilDueNs() const;  ///< Until the next sample; 0 when it is due.
     void finish(ExitCode exitCode);   ///< The last line; all is on the disk then.
 

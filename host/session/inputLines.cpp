@@ -54,7 +54,7 @@ private:
                 return !StopRequest::isMade();
             }
             if (ready == 0) {
-                session_.recorder()->sample();
+                session_.recorder()->sample(session_.initializedCalls());
             } else if (error != EINTR) {
                 throw std::system_error(error, std::generic_category(), "poll");
             }

@@ -73,7 +73,7 @@ void Session::startRecording(const RecordOptions& options) {
     if (recorder_) {
         throw std::logic_error(fmt::format("{} is being recorded already", recordPath_));
     }
-    recorder_ = std::make_unique<SessionRecorder>(*this, options);
+    recorder_ = std::make_unique<SessionRecorder>(settings_.libraryPath, options);
     recordPath_ = options.path;
     listenToCalls();
 }
@@ -90,7 +90,7 @@ bool Session::rest(std::int64_t durationNs) {
     const std::int64_t endRawNs = recorder_ ? rawTimeNs() + durationNs : 0;
     while (recorder_) {
         if (recorder_->untilDueNs() == 0) {
-            recorder_->sample();
+            recorder_->sample(initializedCalls());
         }
         const std::int64_t leftNs = endRawNs - rawTimeNs();
         if (leftNs <= 0) {
@@ -170,7 +170,7 @@ void Session::keepVerb(Result& result, std::int64_t beganRawNs) {
         recorder_->verb(result, beganRawNs);
         if (initialized_ && calls_->count() != callsKept_) {
             callsKept_ = calls_->count();
-            recorder_->sample();
+            recorder_->sample(initializedCalls());
         }
     } catch (const std::exception& exception) {
         fail(result, fmt::format("the record cannot be kept: {}", exception.what()));

@@ -40,8 +40,8 @@ public:
     ExitCode exitCode() const { return exitCode_; }
 
     // What the verbs work with.
-    bool isInitialized() const { return initialized_; }
     HostCalls& calls();  ///< Loads the library first if that is still to be done; PluginError.
+    HostCalls* initializedCalls() { return initialized_ ? calls_.get() : nullptr; }  ///< Null: not initialised.
     Printer& printer() { return printer_; }
     const SessionSettings& settings() const { return settings_; }
     void initialize();
