@@ -1,10 +1,8 @@
-// The clock that nobody steers, against which the timekeeper is measured, and waiting.
+// The clock that nobody steers, the system's, and waiting.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdint>
-
-#include "host/session/hostCalls.h"
 
 namespace halvexctl {
 
@@ -13,25 +11,5 @@ std::int64_t systemTimeNs();  ///< CLOCK_REALTIME.
 
 /// Sleeps for that long; false when a request to stop cut it short.
 bool sleepNs(std::int64_t durationNs);
-
-/// The timekeeper's time between two readings of the raw clock.
-struct CrossReading {
-    std::uint64_t timeNs = 0;
-    std::int64_t rawNs = 0;        ///< Middle of the two readings.
-    std::int64_t halfWidthNs = 0;  ///< The true instant is within rawNs +- halfWidthNs.
-};
-
-/// Reads several times and keeps the reading with the narrowest bracket. Reports one line for all of them.
-CrossReading readAgainstRaw(HostCalls& calls, int readings);
-
-/// How far the timekeeper moved against the raw clock between two readings, wrapping in 64 bits.
-std::int64_t movedAgainstRawNs(const CrossReading& from, const CrossReading& to);
-
-/// A rate with its bound: the truth is within ratePpb +- boundPpb.
-struct Drift {
-    double ratePpb = 0;
-    double boundPpb = 0;
-};
-Drift driftBetween(const CrossReading& from, const CrossReading& to);
 
 }  // namespace halvexctl

@@ -7,7 +7,7 @@
 
 #include "host/cli/command.h"
 #include "host/cli/usageError.h"
-#include "host/clocks/rawClock.h"
+#include "host/clocks/crossReading.h"
 #include "host/output/units.h"
 #include "host/session/session.h"
 #include "host/verbs/verbs.h"
