@@ -149,8 +149,7 @@ TEST(ErrorInformation, LaysTheBufferOutItselfBehindACarelessGrowthFunction) {
 TEST(ErrorInformation, LeavesAnEmptyObjectWhenTheGrowthFunctionLosesTheText) {
     StatusHolder status{0, forgetfulReallocJson};
     ErrorInformation information(*status.get());
-    information.addSigned("a", 1);
-    information.addSigned("b", 2);
+    for (int number = 0; number < 40; ++number) information.addSigned("number " + std::to_string(number), number);
     EXPECT_EQ(status.getText(), "{}");
     EXPECT_TRUE(isBufferLaidOut(*status.get()));
 }
