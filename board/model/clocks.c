@@ -1,6 +1,7 @@
 /* Clock readings and steps. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
+#include "board/wire/paths.h"
 
 uint64_t board_tick_now(const struct board *board)
 {
@@ -76,6 +77,23 @@ void board_step_clock(struct board *board, int clock, int64_t asked_ns, int by_p
 	board_tell(board, &happening);
 }
 
+static int starts_with(const char *text, const char *start)
+{
+	while (*start != '\0' && *text == *start)
+		++text, ++start;
+	return *start == '\0';
+}
+
+/* Whether epochs can be stamped and generated on it: one that cannot is none of the timekeeper's clocks. */
+static int is_usable(const struct board_interface_config *interface)
+{
+	enum { PINS_NEEDED = 4 };
+
+	return starts_with(interface->vendor, BOARD_WIRE_I210_VENDOR) &&
+		starts_with(interface->device, BOARD_WIRE_I210_DEVICE) && interface->phc_index >= 0 &&
+		interface->n_ext_ts > 0 && interface->n_per_out > 0 && interface->n_pins >= PINS_NEEDED;
+}
+
 static int is_enabled(const struct board *board, int clock)
 {
 	const struct board_interface_config *interface;
@@ -90,7 +108,7 @@ static int is_enabled(const struct board *board, int clock)
 	default:
 		interface = &board->config.interfaces[clock - BOARD_CLOCK_FIRST_PHC];
 		return board_present(board, BOARD_TARGET_INTERFACE(clock - BOARD_CLOCK_FIRST_PHC)) &&
-			interface->is_up && interface->phc_index >= 0;
+			interface->is_up && is_usable(interface);
 	}
 }
 

@@ -3,6 +3,7 @@
 #include "boardFixture.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "board/wire/driver.h"
 #include "board/wire/timex.h"
@@ -141,6 +142,19 @@ TEST_F(Clocks, TruthSaysWhichAreEnabled) {
     EXPECT_TRUE(truth.enabled[BOARD_CLOCK_PHC(0)]);
     EXPECT_FALSE(truth.enabled[BOARD_CLOCK_PHC(1)]);
     EXPECT_FALSE(truth.enabled[BOARD_CLOCK_PHC(2)]);
+}
+
+TEST_F(Clocks, OfAnInterfaceThatCannotTakePartIsNeverEnabled) {
+    for (int i = 0; i < 6; ++i) addInterface(("enp1s" + std::to_string(i)).c_str(), i);
+    config.interfaces[1].n_ext_ts = 0;
+    config.interfaces[2].n_per_out = 0;
+    config.interfaces[3].n_pins = 3;
+    std::strcpy(config.interfaces[4].vendor, "0x8087\n");
+    std::strcpy(config.interfaces[5].device, "0x1521\n");
+    board_truth truth;
+    board_get_truth(on(), 0, &truth);
+    EXPECT_TRUE(truth.enabled[BOARD_CLOCK_PHC(0)]);
+    for (int i = 1; i < 6; ++i) EXPECT_FALSE(truth.enabled[BOARD_CLOCK_PHC(i)]) << i;
 }
 
 TEST_F(Clocks, TruthComesByItselfAtItsInterval) {
