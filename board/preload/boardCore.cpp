@@ -165,6 +165,10 @@ bool DeviceCall::isFaulted() noexcept {
     return true;
 }
 
+std::uint64_t DeviceCall::latchNs() const noexcept {
+    return core.virtualTime ? rawNs_ + board_call_cost(core.model, &call_) / 2 : rawNs_;
+}
+
 void DeviceCall::succeed(std::int64_t result) noexcept {
     call_.result = result < 0 ? -1 : result;
     call_.error = result < 0 ? static_cast<std::int32_t>(-result) : 0;

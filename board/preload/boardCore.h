@@ -72,6 +72,8 @@ public:
     std::int32_t forcedDriverStatus() const noexcept { return outcome_.driver_status; }
 
     std::uint64_t rawNs() const noexcept { return rawNs_; }
+    /// Midway through the call, when a clock's registers latch the time that the call reads.
+    std::uint64_t latchNs() const noexcept;
     /// Call after a wait inside the call: updates its instant.
     void refresh() noexcept { rawNs_ = rawNow(); }
     /// Adds `ns` to the call's cost.

@@ -168,7 +168,8 @@ int driverRequest(DeviceCall& call, int driver, std::uint32_t request, void* arg
         if (!isAddress(record)) return -EFAULT;
         std::memcpy(made.record, record, method->record_size);
     }
-    const int result = board_driver_do(model(), call.rawNs(), driver, &made);
+    const bool isReading = method->has_result != 0;
+    const int result = board_driver_do(model(), isReading ? call.latchNs() : call.rawNs(), driver, &made);
     if (result < 0) return result;
     if (method->record == BOARD_RECORD_IN_OUT) std::memcpy(record, made.record, method->record_size);
     copyOut(*method, made, out);

@@ -79,7 +79,7 @@ int readHardware(OpenFile& file, timespec* out) noexcept {
     DeviceCall call(BOARD_CALL_CLOCK_GETTIME, file.node->target, BOARD_FILE_PTP);
     if (!call.isFaulted()) {
         std::uint64_t ns = 0;
-        const int result = board_phc_get_time(model(), call.rawNs(), file.interface(), &ns);
+        const int result = board_phc_get_time(model(), call.latchNs(), file.interface(), &ns);
         if (result == 0) {
             *out = toTimespec(ns);
             call.with(static_cast<std::int64_t>(ns));

@@ -53,6 +53,26 @@ TEST_F(Clocks, MoveByWhatCallsCost) {
     EXPECT_GE(now(CLOCK_BOOTTIME), first);
 }
 
+TEST_F(Clocks, AreReadMidwayThroughTheCall) {
+    const Fd ferrox(open(BOARD_WIRE_FERROX_NODE, O_RDWR | O_CLOEXEC));
+    const Fd ptp(open("/dev/ptp0", O_RDONLY | O_CLOEXEC));
+    DriverCall call;
+    const auto behindTheSystemNs = [](auto readNs) {
+        const std::uint64_t beforeNs = now(CLOCK_REALTIME);
+        const std::uint64_t clockNs = readNs();
+        const std::uint64_t afterNs = now(CLOCK_REALTIME);
+        return static_cast<std::int64_t>(beforeNs + (afterNs - beforeNs) / 2 - clockNs);
+    };
+    const std::int64_t master = behindTheSystemNs([&] {
+        EXPECT_EQ(call.get(ferrox, BOARD_WIRE_FERROX_GET_TIME), 0);
+        return call.result;
+    });
+    const std::int64_t interface = behindTheSystemNs([&] { return now(BOARD_WIRE_FD_TO_CLOCK(ptp)); });
+    constexpr double kOwnCostNs = 25;  // of the readings around
+    EXPECT_NEAR(master, board_->differenceNs(BOARD_CLOCK_SYSTEM), kOwnCostNs);
+    EXPECT_NEAR(master - interface, board_->differenceNs(BOARD_CLOCK_PHC(kFirst)), 2 * kOwnCostNs);
+}
+
 TEST_F(Clocks, OfTheProcessorAreTheMachines) {
     timespec used{};
     EXPECT_EQ(clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used), 0);
