@@ -170,9 +170,7 @@ int deliverSets(const Watch& watch, fd_set* reading, fd_set* writing, fd_set* ex
 }
 
 /// Returns false if no descriptor of the board is concerned and it is not a mere sleep.
-bool selectOnBoard(int count, fd_set* reading, fd_set* writing, fd_set* exceptional, std::int64_t spanNs,
-                   int& result) noexcept {
-    Watch watch = collectSets(count, reading, writing, exceptional);
+bool waitOnBoard(board_call_kind kind, Watch& watch, std::int64_t spanNs, int& result) noexcept {
     if (watch.count == 0 && sleepsHere() && spanNs >= 0) {
         std::uint64_t leftNs = 0;
         const int error = sleepOnBoard(deadlineOf(spanNs), leftNs);
@@ -182,9 +180,40 @@ bool selectOnBoard(int count, fd_set* reading, fd_set* writing, fd_set* exceptio
     }
     const OpenFile* const first = firstOfBoard(watch);
     if (first == nullptr) return false;
-    result = watchOnBoard(BOARD_CALL_SELECT, *first, watch, deadlineOf(spanNs), spanNs);
+    result = watchOnBoard(kind, *first, watch, deadlineOf(spanNs), spanNs);
+    return true;
+}
+
+/// Returns as waitOnBoard does.
+bool selectOnBoard(int count, fd_set* reading, fd_set* writing, fd_set* exceptional, std::int64_t spanNs,
+                   int& result) noexcept {
+    Watch watch = collectSets(count, reading, writing, exceptional);
+    if (!waitOnBoard(BOARD_CALL_SELECT, watch, spanNs, result)) return false;
     if (result >= 0) result = deliverSets(watch, reading, writing, exceptional);
     return true;
+}
+
+/// Returns as waitOnBoard does.
+bool pollOnBoard(pollfd* entries, nfds_t count, std::int64_t spanNs, int& result) noexcept {
+    Watch watch{watchedStorage, 0};
+    for (nfds_t i = 0; i < count && watch.count < kMaxWatched; ++i)
+        watch.items[watch.count++] = {entries[i].fd, entries[i].events, 0};
+    if (!waitOnBoard(BOARD_CALL_POLL, watch, spanNs, result)) return false;
+    for (int i = 0; result >= 0 && i < watch.count; ++i) entries[i].revents = watch.items[i].ready;
+    return true;
+}
+
+/// Waits for real descriptors. Not noexcept: a thread may be cancelled in it.
+template <typename Call>
+int waitOutside(std::int64_t spanNs, Call realCall) {
+    const std::uint64_t startNs = rawNow();
+    int result = 0;
+    {
+        const ExternalCall external;
+        result = realCall();
+    }
+    if (result == 0) catchUp(startNs, spanNs);
+    return result;
 }
 
 }  // namespace
@@ -209,12 +238,7 @@ HALVEXBOARD_SHIM int select(int count, fd_set* reading, fd_set* writing, fd_set*
         if (span != nullptr) *span = {leftNs / kNsPerSecond, leftNs % kNsPerSecond / kNsPerMicrosecond};
         return result;
     }
-    {
-        const ExternalCall external;
-        result = real_select(count, reading, writing, exceptional, span);
-    }
-    if (result == 0) catchUp(startNs, spanNs);
-    return result;
+    return waitOutside(spanNs, [&] { return real_select(count, reading, writing, exceptional, span); });
 }
 
 HALVEXBOARD_SHIM int pselect(int count, fd_set* reading, fd_set* writing, fd_set* exceptional, const timespec* span,
@@ -223,43 +247,14 @@ HALVEXBOARD_SHIM int pselect(int count, fd_set* reading, fd_set* writing, fd_set
     if (!isActive() || count < 0 || (span != nullptr && (!isValid(*span) || span->tv_sec < 0)))
         return real_pselect(count, reading, writing, exceptional, span, mask);
     const std::int64_t spanNs = span != nullptr ? static_cast<std::int64_t>(toNs(*span)) : -1;
-    const std::uint64_t startNs = rawNow();
     sigset_t before;
     if (mask != nullptr) pthread_sigmask(SIG_SETMASK, mask, &before);
     int result = 0;
     const bool onBoard = selectOnBoard(count, reading, writing, exceptional, spanNs, result);
     if (mask != nullptr) pthread_sigmask(SIG_SETMASK, &before, nullptr);
     if (onBoard) return result;
-    {
-        const ExternalCall external;
-        result = real_pselect(count, reading, writing, exceptional, span, mask);
-    }
-    if (result == 0) catchUp(startNs, spanNs);
-    return result;
+    return waitOutside(spanNs, [&] { return real_pselect(count, reading, writing, exceptional, span, mask); });
 }
-
-namespace {
-
-/// Returns false if no descriptor of the board is concerned and it is not a mere sleep.
-bool pollOnBoard(pollfd* entries, nfds_t count, std::int64_t spanNs, int& result) noexcept {
-    Watch watch{watchedStorage, 0};
-    for (nfds_t i = 0; i < count && watch.count < kMaxWatched; ++i)
-        watch.items[watch.count++] = {entries[i].fd, entries[i].events, 0};
-    if (watch.count == 0 && sleepsHere() && spanNs >= 0) {
-        std::uint64_t leftNs = 0;
-        const int error = sleepOnBoard(deadlineOf(spanNs), leftNs);
-        errno = error != 0 ? error : errno;
-        result = error != 0 ? -1 : 0;
-        return true;
-    }
-    const OpenFile* const first = firstOfBoard(watch);
-    if (first == nullptr) return false;
-    result = watchOnBoard(BOARD_CALL_POLL, *first, watch, deadlineOf(spanNs), spanNs);
-    for (int i = 0; result >= 0 && i < watch.count; ++i) entries[i].revents = watch.items[i].ready;
-    return true;
-}
-
-}  // namespace
 
 HALVEXBOARD_SHIM int poll(pollfd* entries, nfds_t count, int milliseconds) {
     pthread_testcancel();
@@ -267,13 +262,7 @@ HALVEXBOARD_SHIM int poll(pollfd* entries, nfds_t count, int milliseconds) {
     int result = 0;
     if (!isActive()) return real_poll(entries, count, milliseconds);
     if (pollOnBoard(entries, count, spanNs, result)) return result;
-    const std::uint64_t startNs = rawNow();
-    {
-        const ExternalCall external;
-        result = real_poll(entries, count, milliseconds);
-    }
-    if (result == 0) catchUp(startNs, spanNs);
-    return result;
+    return waitOutside(spanNs, [&] { return real_poll(entries, count, milliseconds); });
 }
 
 HALVEXBOARD_SHIM int __poll_chk(pollfd* entries, nfds_t count, int milliseconds, size_t room) {
@@ -291,13 +280,7 @@ HALVEXBOARD_SHIM int ppoll(pollfd* entries, nfds_t count, const timespec* span, 
     const bool onBoard = pollOnBoard(entries, count, spanNs, result);
     if (mask != nullptr) pthread_sigmask(SIG_SETMASK, &before, nullptr);
     if (onBoard) return result;
-    const std::uint64_t startNs = rawNow();
-    {
-        const ExternalCall external;
-        result = real_ppoll(entries, count, span, mask);
-    }
-    if (result == 0) catchUp(startNs, spanNs);
-    return result;
+    return waitOutside(spanNs, [&] { return real_ppoll(entries, count, span, mask); });
 }
 
 HALVEXBOARD_SHIM int __ppoll_chk(pollfd* entries, nfds_t count, const timespec* span, const sigset_t* mask,
