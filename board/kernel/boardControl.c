@@ -107,19 +107,6 @@ static int add_interface(int count, char **words)
 	return 0;
 }
 
-static int target_named(const struct board *board, const char *name)
-{
-	int target;
-
-	for (target = 0; target < BOARD_TARGET_INTERFACE(BOARD_MAX_INTERFACES); ++target) {
-		const char *known = board_target_name(board, target);
-
-		if (known && strcmp(known, name) == 0)
-			return target;
-	}
-	return -EINVAL;
-}
-
 /* The kernel's view of an event that the model has carried out. */
 static int show_event(const struct board_event_config *event)
 {
@@ -157,7 +144,7 @@ static int do_event(int count, char **words)
 	    event.kind == BOARD_EVENT_INTERFACE_DOWN || event.kind == BOARD_EVENT_KILL_CHILD)
 		return -EINVAL;
 	board = hx_lock(&flags, &raw_ns);
-	event.target = board ? target_named(board, words[2]) : -1;
+	event.target = board ? board_target_find(board_configuration(board), words[2]) : -1;
 	if (event.target >= 0) {
 		hx_follow_system_clock(board, raw_ns);
 		error = board_do_event(board, raw_ns, &event);

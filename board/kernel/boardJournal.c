@@ -74,7 +74,7 @@ void hx_journal_observe(void *context, const struct board_happening *happening)
 		return;
 	length = scnprintf(line, sizeof(line), "%llu %s %s", happening->raw_ns,
 			   board_happening_kind_name(happening->kind),
-			   board_target_name(happening->where, happening->target));
+			   board_target_name(board_configuration(happening->where), happening->target));
 	details = write_details(happening, line + length, sizeof(line) - length - 1);
 	if (details < 0)
 		return;

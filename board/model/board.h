@@ -38,8 +38,9 @@ int board_interface_find(const struct board *board,
 int board_phc_find(const struct board *board, int32_t phc_index); /* interface position, or -1 */
 /* "ferrox", "fpga", "system", "enp1s0" ...; lives as long as the board. */
 const char *board_clock_name(const struct board *board, int clock);
-const char *board_target_name(const struct board *board, int target);
-int board_present(const struct board *board, int target); /* whether its driver is present */
+const char *board_target_name(const struct board_config *config, int target);
+int board_target_find(const struct board_config *config, const char *name); /* the inverse; -1: no such name */
+int board_present(const struct board *board, int target);                   /* whether its driver is present */
 
 /* ---------------------------------------------------------------------------------------------- ground truth -- */
 
@@ -124,7 +125,9 @@ struct board_driver_method {
 	enum board_record_direction record; /* the argument points to a record of record_size bytes */
 	uint32_t record_size;
 };
-/* Returns NULL if the driver (BOARD_TARGET_FERROX or _FPGA) has no such request: answer ENOTTY. */
+/* Returns the methods of a driver (BOARD_TARGET_FERROX or _FPGA), ended by one without a name; else NULL. */
+const struct board_driver_method *board_driver_methods(int driver);
+/* Returns NULL if the driver has no such request: answer ENOTTY. */
 const struct board_driver_method *board_driver_find(int driver, uint32_t request);
 
 struct board_driver_call {

@@ -54,56 +54,59 @@ enum board_target {
 
 /* --------------------------------------------------------------------------------------------- calls and costs -- */
 
-/* Every kind of call that the board takes part in. */
-enum board_call_kind {
-	BOARD_CALL_ANY = 0,
-	BOARD_CALL_OPEN,
-	BOARD_CALL_CLOSE,
-	BOARD_CALL_READ,
-	BOARD_CALL_WRITE,
-	BOARD_CALL_LSEEK,
-	BOARD_CALL_IOCTL, /* detail: request number */
-	BOARD_CALL_SELECT,
-	BOARD_CALL_POLL,
-	BOARD_CALL_MMAP,
-	BOARD_CALL_SOCKET,
-	BOARD_CALL_CLOCK_GETTIME,
-	BOARD_CALL_CLOCK_SETTIME,
-	BOARD_CALL_CLOCK_ADJTIME, /* detail: timex.modes */
-	BOARD_CALL_OPENDIR,
-	BOARD_CALL_READDIR,
-	BOARD_CALL_FOPEN,
-	BOARD_CALL_FREAD,
-	BOARD_CALL_GLOB,
-	BOARD_CALL_POSIX_SPAWN,
-	BOARD_CALL_KILL,
-	BOARD_CALL_WAITPID,
-	BOARD_CALL_NANOSLEEP,
-	BOARD_CALL_SYSLOG,
-	BOARD_CALL_THREAD, /* waking, locking, creating: costs only */
-	BOARD_CALL_KINDS
-};
+/* Every kind of call that the board takes part in: BOARD_CALL_constant, and its name in scenarios and traces. */
+#define BOARD_CALL_ROWS(ROW)                                          \
+	ROW(ANY, "any")                                               \
+	ROW(OPEN, "open")                                             \
+	ROW(CLOSE, "close")                                           \
+	ROW(READ, "read")                                             \
+	ROW(WRITE, "write")                                           \
+	ROW(LSEEK, "lseek")                                           \
+	ROW(IOCTL, "ioctl") /* detail: request number */              \
+	ROW(SELECT, "select")                                         \
+	ROW(POLL, "poll")                                             \
+	ROW(MMAP, "mmap")                                             \
+	ROW(SOCKET, "socket")                                         \
+	ROW(CLOCK_GETTIME, "clock_gettime")                           \
+	ROW(CLOCK_SETTIME, "clock_settime")                           \
+	ROW(CLOCK_ADJTIME, "clock_adjtime") /* detail: timex.modes */ \
+	ROW(OPENDIR, "opendir")                                       \
+	ROW(READDIR, "readdir")                                       \
+	ROW(FOPEN, "fopen")                                           \
+	ROW(FREAD, "fread")                                           \
+	ROW(GLOB, "glob")                                             \
+	ROW(POSIX_SPAWN, "posix_spawn")                               \
+	ROW(KILL, "kill")                                             \
+	ROW(WAITPID, "waitpid")                                       \
+	ROW(NANOSLEEP, "nanosleep")                                   \
+	ROW(SYSLOG, "syslog")                                         \
+	ROW(THREAD, "thread") /* waking, locking, creating: costs only */
 
-/* The target's file that a call is about; lets a fault select one of several. */
-enum board_file {
-	BOARD_FILE_ANY = 0,
-	BOARD_FILE_VENDOR, /* of an interface */
-	BOARD_FILE_DEVICE,
-	BOARD_FILE_PTP,            /* /dev/ptpN */
-	BOARD_FILE_NODE,           /* device node of the Ferrox or FPGA driver */
-	BOARD_FILE_INTERFACE_PATH, /* the driver's interfacePath file */
-	BOARD_FILE_NAME,           /* Si514 attribute */
-	BOARD_FILE_PPB_OFFSET,
-	BOARD_FILE_DIRECTORY,
-	BOARD_FILE_SOCKET,
-	BOARD_FILE_KINDS
-};
+/* The target's file that a call is about; lets a fault select one of several: BOARD_FILE_constant and its name. */
+#define BOARD_FILE_ROWS(ROW)                                                                \
+	ROW(ANY, "any")                                                                     \
+	ROW(VENDOR, "vendor") /* of an interface */                                         \
+	ROW(DEVICE, "device")                                                               \
+	ROW(PTP, "ptp")                      /* /dev/ptpN */                                \
+	ROW(NODE, "node")                    /* device node of the Ferrox or FPGA driver */ \
+	ROW(INTERFACE_PATH, "interfacePath") /* the driver's interfacePath file */          \
+	ROW(NAME, "name")                    /* Si514 attribute */                          \
+	ROW(PPB_OFFSET, "ppb_offset")                                                       \
+	ROW(DIRECTORY, "directory")                                                         \
+	ROW(SOCKET, "socket")
+
+#define BOARD_CALL_CONSTANT(constant, name) BOARD_CALL_##constant,
+#define BOARD_FILE_CONSTANT(constant, name) BOARD_FILE_##constant,
+enum board_call_kind { BOARD_CALL_ROWS(BOARD_CALL_CONSTANT) BOARD_CALL_KINDS };
+enum board_file { BOARD_FILE_ROWS(BOARD_FILE_CONSTANT) BOARD_FILE_KINDS };
 
 /* Names as in scenario files and traces ("ioctl", "ppb_offset", "PTP_PIN_SETFUNC", "getTime"); constant storage.
- * board_request_name returns NULL for requests that `target` does not answer. */
+ * board_request_name returns NULL for requests that `target` does not answer; board_request_named is its inverse and
+ * returns 0 for unknown names. */
 const char *board_call_kind_name(enum board_call_kind kind);
 const char *board_file_name(enum board_file file);
 const char *board_request_name(int target, uint32_t request);
+uint32_t board_request_named(int target, const char *name);
 
 /* One call: matched against faults, charged its cost and reported to the observer. */
 struct board_call {

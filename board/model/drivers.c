@@ -42,11 +42,14 @@ static const struct board_driver_method fpga_methods[] = {
 	{ NULL, 0, 0, 0, 0, 0, BOARD_RECORD_NONE, 0 }
 };
 
+const struct board_driver_method *board_driver_methods(int driver)
+{
+	return driver == BOARD_TARGET_FERROX ? ferrox_methods : driver == BOARD_TARGET_FPGA ? fpga_methods : NULL;
+}
+
 const struct board_driver_method *board_driver_find(int driver, uint32_t request)
 {
-	const struct board_driver_method *method = driver == BOARD_TARGET_FERROX ? ferrox_methods
-		: driver == BOARD_TARGET_FPGA                                    ? fpga_methods
-										 : NULL;
+	const struct board_driver_method *method = board_driver_methods(driver);
 
 	for (; method != NULL && method->name != NULL; ++method)
 		if (method->request == request)

@@ -6,42 +6,9 @@
 #include "board/wire/netInterface.h"
 #include "board/wire/ptp.h"
 
-static const char *const call_kinds[BOARD_CALL_KINDS] = { [BOARD_CALL_ANY] = "any",
-							  [BOARD_CALL_OPEN] = "open",
-							  [BOARD_CALL_CLOSE] = "close",
-							  [BOARD_CALL_READ] = "read",
-							  [BOARD_CALL_WRITE] = "write",
-							  [BOARD_CALL_LSEEK] = "lseek",
-							  [BOARD_CALL_IOCTL] = "ioctl",
-							  [BOARD_CALL_SELECT] = "select",
-							  [BOARD_CALL_POLL] = "poll",
-							  [BOARD_CALL_MMAP] = "mmap",
-							  [BOARD_CALL_SOCKET] = "socket",
-							  [BOARD_CALL_CLOCK_GETTIME] = "clock_gettime",
-							  [BOARD_CALL_CLOCK_SETTIME] = "clock_settime",
-							  [BOARD_CALL_CLOCK_ADJTIME] = "clock_adjtime",
-							  [BOARD_CALL_OPENDIR] = "opendir",
-							  [BOARD_CALL_READDIR] = "readdir",
-							  [BOARD_CALL_FOPEN] = "fopen",
-							  [BOARD_CALL_FREAD] = "fread",
-							  [BOARD_CALL_GLOB] = "glob",
-							  [BOARD_CALL_POSIX_SPAWN] = "posix_spawn",
-							  [BOARD_CALL_KILL] = "kill",
-							  [BOARD_CALL_WAITPID] = "waitpid",
-							  [BOARD_CALL_NANOSLEEP] = "nanosleep",
-							  [BOARD_CALL_SYSLOG] = "syslog",
-							  [BOARD_CALL_THREAD] = "thread" };
-
-static const char *const files[BOARD_FILE_KINDS] = { [BOARD_FILE_ANY] = "any",
-						     [BOARD_FILE_VENDOR] = "vendor",
-						     [BOARD_FILE_DEVICE] = "device",
-						     [BOARD_FILE_PTP] = "ptp",
-						     [BOARD_FILE_NODE] = "node",
-						     [BOARD_FILE_INTERFACE_PATH] = "interfacePath",
-						     [BOARD_FILE_NAME] = "name",
-						     [BOARD_FILE_PPB_OFFSET] = "ppb_offset",
-						     [BOARD_FILE_DIRECTORY] = "directory",
-						     [BOARD_FILE_SOCKET] = "socket" };
+#define NAME(constant, name) name,
+static const char *const call_kinds[BOARD_CALL_KINDS] = { BOARD_CALL_ROWS(NAME) };
+static const char *const files[BOARD_FILE_KINDS] = { BOARD_FILE_ROWS(NAME) };
 
 static const char *const happenings[BOARD_HAPPENING_KINDS] = { [BOARD_HAPPENING_START] = "start",
 							       [BOARD_HAPPENING_CALL] = "call",
@@ -73,6 +40,7 @@ static const struct {
 			   { BOARD_WIRE_PTP_PIN_SETFUNC2, "PTP_PIN_SETFUNC2" },
 			   { BOARD_WIRE_SIOCETHTOOL, "SIOCETHTOOL" },
 			   { BOARD_WIRE_SIOCGIFFLAGS, "SIOCGIFFLAGS" } };
+#define INTERFACE_REQUESTS (sizeof(interface_requests) / sizeof(interface_requests[0]))
 
 const char *board_call_kind_name(enum board_call_kind kind)
 {
@@ -98,13 +66,27 @@ const char *board_request_name(int target, uint32_t request)
 		return method->name;
 	if (target < BOARD_TARGET_FIRST_INTERFACE && target != BOARD_TARGET_NETWORK)
 		return NULL;
-	for (at = 0; at < sizeof(interface_requests) / sizeof(interface_requests[0]); ++at)
+	for (at = 0; at < INTERFACE_REQUESTS; ++at)
 		if (interface_requests[at].request == request)
 			return interface_requests[at].name;
 	return NULL;
 }
 
-const char *board_target_name(const struct board *board, int target)
+uint32_t board_request_named(int target, const char *name)
+{
+	const struct board_driver_method *method = board_driver_methods(target);
+	uint32_t at;
+
+	for (; method != NULL && method->name != NULL; ++method)
+		if (board_text_equal(method->name, name, BOARD_TEXT_SIZE))
+			return method->request;
+	for (at = 0; at < INTERFACE_REQUESTS && board_driver_methods(target) == NULL; ++at)
+		if (board_text_equal(interface_requests[at].name, name, BOARD_TEXT_SIZE))
+			return interface_requests[at].request;
+	return 0;
+}
+
+const char *board_target_name(const struct board_config *config, int target)
 {
 	static const char *const fixed[] = {
 		[BOARD_TARGET_ANY] = "board",      [BOARD_TARGET_FERROX] = "ferrox", [BOARD_TARGET_FPGA] = "fpga",
@@ -115,22 +97,33 @@ const char *board_target_name(const struct board *board, int target)
 
 	if (target >= 0 && target <= BOARD_TARGET_NETWORK)
 		return fixed[target];
-	if (interface >= 0 && (uint32_t)interface < board->config.interface_count)
-		return board->config.interfaces[interface].name;
+	if (interface >= 0 && (uint32_t)interface < config->interface_count)
+		return config->interfaces[interface].name;
 	return "unknown";
+}
+
+int board_target_find(const struct board_config *config, const char *name)
+{
+	int target;
+
+	for (target = BOARD_TARGET_ANY; target < BOARD_TARGET_INTERFACE((int)config->interface_count); ++target)
+		if (board_text_equal(board_target_name(config, target), name, BOARD_NAME_SIZE) &&
+		    (target <= BOARD_TARGET_NETWORK || target >= BOARD_TARGET_FIRST_INTERFACE))
+			return target;
+	return -1;
 }
 
 const char *board_clock_name(const struct board *board, int clock)
 {
 	switch (clock) {
 	case BOARD_CLOCK_FERROX:
-		return board_target_name(board, BOARD_TARGET_FERROX);
+		return board_target_name(&board->config, BOARD_TARGET_FERROX);
 	case BOARD_CLOCK_FPGA:
-		return board_target_name(board, BOARD_TARGET_FPGA);
+		return board_target_name(&board->config, BOARD_TARGET_FPGA);
 	case BOARD_CLOCK_SYSTEM:
-		return board_target_name(board, BOARD_TARGET_SYSTEM);
+		return board_target_name(&board->config, BOARD_TARGET_SYSTEM);
 	default:
-		return board_target_name(board, BOARD_TARGET_INTERFACE(clock - BOARD_CLOCK_FIRST_PHC));
+		return board_target_name(&board->config, BOARD_TARGET_INTERFACE(clock - BOARD_CLOCK_FIRST_PHC));
 	}
 }
 

@@ -30,9 +30,9 @@ int printSyslog(char* out, std::size_t size, const board_happening& happening) n
 int printFault(char* out, std::size_t size, const board_happening& happening) noexcept {
     const board_call& call = *happening.call;
     const char* const request = call.kind == BOARD_CALL_IOCTL ? board_request_name(call.target, call.detail) : nullptr;
-    int length =
-        std::snprintf(out, size, "fault  %s%s%s on %s:", board_call_kind_name(call.kind), request != nullptr ? " " : "",
-                      request != nullptr ? request : "", board_target_name(happening.where, call.target));
+    int length = std::snprintf(out, size, "fault  %s%s%s on %s:", board_call_kind_name(call.kind),
+                               request != nullptr ? " " : "", request != nullptr ? request : "",
+                               board_target_name(board_configuration(happening.where), call.target));
     const auto append = [&](const char* format, long value) {
         if (length > 0 && static_cast<std::size_t>(length) < size)
             length += std::snprintf(out + length, size - static_cast<std::size_t>(length), format, value);
@@ -65,7 +65,7 @@ void showOnConsole(int fd, const board_happening& happening) noexcept {
         length = printFault(text, room, happening);
     else if (happening.kind == BOARD_HAPPENING_EVENT)
         length = std::snprintf(text, room, "event  %s %s", board_event_kind_name(happening.event->kind),
-                               board_target_name(happening.where, happening.event->target));
+                               board_target_name(board_configuration(happening.where), happening.event->target));
     else
         return;
     if (length < 0) return;

@@ -16,7 +16,6 @@ std::optional<board_file> fileNamed(const std::string& name);
 std::optional<board_event_kind> eventKindNamed(const std::string& name);
 /// "ferrox", "fpga", "system", "si514", "phc2sys", "network", or the name of a configured interface.
 std::optional<int> targetNamed(const board_config& config, const std::string& name);
-std::string targetName(const board_config& config, int target);  ///< The inverse; "board" for BOARD_TARGET_ANY.
 /// A driver method or an interface request; methods of Ferrox and FPGA require that target.
 std::optional<std::uint32_t> requestNamed(int target, const std::string& name);
 std::optional<std::int32_t> errnoNamed(const std::string& name);  ///< "EIO"

@@ -106,7 +106,7 @@ std::vector<KernelCommand> kernelCommands(const board_config& config) {
                      [](const auto& left, const auto& right) { return left.at_ns < right.at_ns; });
     for (const board_event_config& event : events)
         commands.add(std::string("event ") + board_event_kind_name(event.kind) + " " +
-                         targetName(config, event.target) + " " + std::to_string(event.value),
+                         board_target_name(&config, event.target) + " " + std::to_string(event.value),
                      event.at_ns);
     return commands.take();
 }

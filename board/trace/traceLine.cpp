@@ -35,7 +35,7 @@ void addRequest(JsonLine& line, const board_call& call) {
 
 void addAskedCall(JsonLine& line, const board& theBoard, const board_call& call) {
     line.text("call", board_call_kind_name(call.kind));
-    line.text("target", board_target_name(&theBoard, call.target));
+    line.text("target", board_target_name(board_configuration(&theBoard), call.target));
     if (call.file != BOARD_FILE_ANY) line.text("file", board_file_name(call.file));
     addRequest(line, call);
     if (call.argument_count == 0) return;
@@ -114,7 +114,7 @@ void addChild(JsonLine& line, const board& theBoard, const board_child& child) {
     if (child.state == BOARD_CHILD_EXITED) line.number("exit_code", child.status);
     if (child.state == BOARD_CHILD_KILLED) line.number("signal", child.status);
     if (child.source >= 0)
-        line.text("source", board_target_name(&theBoard, BOARD_TARGET_INTERFACE(child.source)));
+        line.text("source", board_target_name(board_configuration(&theBoard), BOARD_TARGET_INTERFACE(child.source)));
     else
         line.nothing("source");
 }
@@ -137,7 +137,7 @@ void addText(JsonLine& line, const board_happening& happening) {
 
 void addEvent(JsonLine& line, const board& theBoard, const board_happening& happening) {
     line.text("event", board_event_kind_name(happening.event->kind));
-    line.text("target", board_target_name(&theBoard, happening.target));
+    line.text("target", board_target_name(board_configuration(&theBoard), happening.target));
     line.number("value", happening.value);
 }
 

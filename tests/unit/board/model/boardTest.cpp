@@ -157,15 +157,34 @@ TEST_F(Life, RequestsAreNamedByWhoAnswersThem) {
     EXPECT_EQ(board_request_name(BOARD_TARGET_SI514, 0x40603D07), nullptr);
 }
 
+TEST_F(Life, RequestsAreFoundByTheNameThatTheirTargetGivesThem) {
+    EXPECT_EQ(board_request_named(BOARD_TARGET_FERROX, "generateEpochSignal"), 0xC0207501);
+    EXPECT_EQ(board_request_named(BOARD_TARGET_FPGA, "requestEpochAlignment"), 0xC0207501);
+    EXPECT_EQ(board_request_named(BOARD_TARGET_INTERFACE(0), "PTP_PIN_SETFUNC"), 0x40603D07);
+    EXPECT_EQ(board_request_named(BOARD_TARGET_ANY, "PTP_PIN_SETFUNC"), 0x40603D07);
+    EXPECT_EQ(board_request_named(BOARD_TARGET_FPGA, "generateEpochSignal"), 0u);
+    EXPECT_EQ(board_request_named(BOARD_TARGET_FPGA, "PTP_PIN_SETFUNC"), 0u);
+    EXPECT_EQ(board_request_named(BOARD_TARGET_INTERFACE(0), "getTime"), 0u);
+}
+
+TEST_F(Life, TargetsAreFoundByTheirNames) {
+    addInterface("enp1s0", 0);
+    addInterface("unknown", 1);
+    const board_config& config = *board_configuration(on());
+    for (const int target : {0, 1, 2, 3, 4, 5, 6, 16, 17})
+        EXPECT_EQ(board_target_find(&config, board_target_name(&config, target)), target);
+    EXPECT_EQ(board_target_find(&config, "enp1"), -1);
+}
+
 TEST_F(Life, ClocksAndTargetsAreNamed) {
     addInterface("enp1s0", 0);
     EXPECT_STREQ(board_clock_name(on(), BOARD_CLOCK_FERROX), "ferrox");
     EXPECT_STREQ(board_clock_name(on(), BOARD_CLOCK_FPGA), "fpga");
     EXPECT_STREQ(board_clock_name(on(), BOARD_CLOCK_SYSTEM), "system");
     EXPECT_STREQ(board_clock_name(on(), BOARD_CLOCK_PHC(0)), "enp1s0");
-    EXPECT_STREQ(board_target_name(on(), BOARD_TARGET_PHC2SYS), "phc2sys");
-    EXPECT_STREQ(board_target_name(on(), 12), "unknown");
-    EXPECT_STREQ(board_target_name(on(), BOARD_TARGET_INTERFACE(5)), "unknown");
+    EXPECT_STREQ(board_target_name(board_configuration(on()), BOARD_TARGET_PHC2SYS), "phc2sys");
+    EXPECT_STREQ(board_target_name(board_configuration(on()), 12), "unknown");
+    EXPECT_STREQ(board_target_name(board_configuration(on()), BOARD_TARGET_INTERFACE(5)), "unknown");
 }
 
 }  // namespace
