@@ -1,4 +1,4 @@
-/* A host in plain C11: loads the library at run time and plays one story, named on the command line. */
+/* A host in plain C11: loads the library at run time and plays the story named on the command line. */
 /* SPDX-License-Identifier: LicenseRef-HalvexTimekeeper */
 #define _POSIX_C_SOURCE 200809L
 #include <dlfcn.h>
@@ -11,7 +11,7 @@
 
 #include "zuqxmtk.h"
 
-/* What the host looks up by name. */
+/* The functions that the host looks up. */
 static struct {
     void* library;
     uint32_t (*getAPIVersion)(void);
@@ -69,7 +69,7 @@ static void* lookUp(const char* name) {
     return symbol;
 }
 
-/* Through a copy of the bytes, since ISO C knows no conversion from an object pointer to a function. */
+/* Copies the bytes, since ISO C cannot convert an object pointer to a function pointer. */
 #define LOOK_UP(member)                                  \
     do {                                                 \
         void* const symbol = lookUp("zuqxmtk_" #member); \
@@ -210,7 +210,7 @@ int main(int count, char** arguments) {
     } else if (strcmp(story, "exit") == 0) {
         initialize();
         zuerr_Status status = freshStatus();
-        api.snapTime(1000, &status); /* an alignment may still run */
+        api.snapTime(1000, &status); /* an alignment may still be running */
         expectSuccess(&status, "snapTime");
     } else if (strcmp(story, "unload") == 0) {
         initialize();

@@ -1,4 +1,4 @@
-// A host that cancels its threads, on a machine without the hardware: the library on the C library, nothing in between.
+// A host that cancels its threads, on a machine without the hardware and without any stand-ins.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -34,7 +34,7 @@ using testsupport::StatusHolder;
 struct Export {
     const char* name;
     std::function<void(zuerr_Status*)> call;
-    std::int32_t code;  ///< What it reports here.
+    std::int32_t code;  ///< Expected code on this machine.
 };
 
 void swallow(const std::function<void()>& call) {
@@ -60,11 +60,11 @@ const std::vector<Export> kExports{
     {"zuqxmtk_finalize", [](zuerr_Status*) { zuqxmtk_finalize(); }, 0},
 };
 
-/// What a test of this process sees of the machine: no device, one network interface that looks like an I210 and has
-/// no clock, and a log socket or none. Made in a child of the test, which it does not outlive.
+/// The machine as this test sees it: no device, one network interface that looks like an I210 without a clock, and a
+/// log socket or none. Constructed in a child process of the test, which it does not outlive.
 class OwnMachine {
 public:
-    /// Whether this kernel lets a process have mounts of its own.
+    /// Returns whether this kernel grants the process its own mounts.
     bool enter() {
         const std::string user = std::to_string(geteuid()), group = std::to_string(getegid());
         if (unshare(CLONE_NEWNS) != 0) {
@@ -89,7 +89,7 @@ public:
         ASSERT_EQ(bind(log_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     }
 
-    /// The errors that were written to the log since the last time.
+    /// Errors logged since the last call.
     std::vector<std::string> takeErrors() const {
         std::vector<std::string> lines;
         char line[8192];
@@ -109,7 +109,7 @@ long countDescriptors() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
 }
 
-/// One export called by a thread whose cancellation is pending.
+/// A call of one export by a thread with a pending cancellation.
 struct CancelledCall {
     const Export& called;
     StatusHolder status{};
@@ -165,7 +165,7 @@ void* liveUntilCancelled(void*) {
     }
 }
 
-/// A thread calls everything, one after the other, and is cancelled somewhere on its way.
+/// A thread calls every export in turn and is cancelled at a random point.
 void cancelAtRandom(const OwnMachine& machine) {
     const std::jthread logDaemon([&machine](std::stop_token stop) {
         while (!stop.stop_requested()) {
@@ -193,7 +193,7 @@ constexpr int kNotAllowed = 2;
 
 class CancelledHost : public testing::TestWithParam<bool> {
 protected:
-    /// Runs `story` on a machine of its own, in a child: what a cancellation might end is the process.
+    /// Runs `story` on a machine of its own in a child process: a wrong cancellation may end the process.
     void tell(const std::function<void(const OwnMachine&)>& story) {
         const pid_t child = fork();
         if (child == 0) {

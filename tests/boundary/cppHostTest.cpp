@@ -1,4 +1,4 @@
-// A host in C++17 that is linked with the library; runs on the simulated controller.
+// A C++17 host linked with the library; runs on the simulated controller.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gtest/gtest.h>
 
@@ -83,7 +83,7 @@ TEST_F(LinkedHost, IsToldOfBrokenMetadataByALaterCall) {
     EXPECT_EQ(status.code, -52005);
     EXPECT_EQ(time, 7U);
     Status next;
-    zuqxmtk_applyMetaData("{}", &next);  // else every pass fails again
+    zuqxmtk_applyMetaData("{}", &next);  // otherwise every pass fails again
     EXPECT_EQ(next.code, 0) << next.text();
 }
 

@@ -1,4 +1,4 @@
-// What the built library shows to the world, and how it is hardened.
+// Exported symbols and hardening of the built library.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// No circles: which object needs which, from the symbols of everything that ships, and from the module's sources.
+// No circular dependencies between objects, from the symbols of everything that ships and from the module's sources.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -22,7 +22,7 @@ namespace {
 namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using Graph = std::map<std::string, std::set<std::string>>;  // from an object to those it needs
+using Graph = std::map<std::string, std::set<std::string>>;  // from an object to its dependencies
 
 std::set<std::string> reachableFrom(const Graph& graph, const std::string& start) {
     std::set<std::string> seen;
@@ -37,7 +37,7 @@ std::set<std::string> reachableFrom(const Graph& graph, const std::string& start
     return seen;
 }
 
-/// The strongly connected components of more than one object, each as its sorted names in one line.
+/// The strongly connected components of more than one object, each as one line of sorted names.
 std::set<std::string> circlesOf(const Graph& graph) {
     std::map<std::string, std::set<std::string>> reachable;
     for (const auto& [object, needed] : graph) reachable[object] = reachableFrom(graph, object);
@@ -85,7 +85,7 @@ Symbols symbolsOf(const std::string& object) {
     return symbols;
 }
 
-/// The objects of one group of targets; `HALVEX_OBJECTS` holds "group;object;object;..." a line.
+/// The objects of one group of targets; each line of `HALVEX_OBJECTS` is "group;object;object;...".
 std::map<std::string, Symbols> objectsOf(const std::string& group) {
     std::map<std::string, Symbols> objects;
     std::ifstream lists(HALVEX_OBJECTS);
@@ -107,7 +107,7 @@ std::string contentsOf(const fs::path& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-/// Symbols of the module's files all begin with hx_, and a line that names one at its very start defines it.
+/// Symbols of the module's files begin with hx_; a line that starts with one defines it.
 Symbols symbolsOfModuleSource(const std::string& text) {
     static const std::regex symbol("\\bhx_\\w+"), definition("(^|\n)[a-z][^\n(=]*\\b(hx_\\w+)[(;]");
     Symbols symbols;

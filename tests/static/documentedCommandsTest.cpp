@@ -1,4 +1,4 @@
-// Every command that a document shows is run by a test: here, by another one, or by what continuous integration runs.
+// Every command in a document is run by a test: here, by another one, or in continuous integration.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -38,10 +38,10 @@ std::vector<std::string> linesOf(const std::string& text) {
 struct Command {
     fs::path document;  ///< Relative to the root.
     std::string text;
-    bool isInShellBlock = false;  ///< Or a manual page's example: there to be typed, line by line.
+    bool isInShellBlock = false;  ///< Or in a manual page's example; every line is a command.
 };
 
-/// The file of the project that a command runs, if it runs one.
+/// The project's file that a command runs, if any.
 bool isProjectsProgram(const std::string& word) {
     if (word == "./dev" || word.starts_with("build/bin/")) return true;
     if (word.find('/') == std::string::npos) return false;
@@ -59,7 +59,7 @@ bool isKnownProgram(const std::string& word) {
     return kPrograms.contains(word);
 }
 
-/// Whether a text in a document is there to be typed: a program of the project, or one of the machine with arguments.
+/// Whether a text is a command: a program of the project, or one of the machine with arguments.
 bool isCommand(const std::string& text) {
     const std::string first = text.substr(0, text.find(' '));
     return isProjectsProgram(first) || (isKnownProgram(first) && first != text);
@@ -67,11 +67,11 @@ bool isCommand(const std::string& text) {
 
 std::string withoutRemark(const std::string& line) { return trimmed(line.substr(0, line.find("  # "))); }
 
-/// Shell blocks line by line, other blocks and code within sentences where it is a command.
+/// Collects shell blocks line by line, and commands in other blocks and in code within sentences.
 void collectFromMarkdown(const fs::path& document, std::vector<Command>& found) {
     static const std::regex kGoesOn(R"(\\\n\s*)");
     static const std::regex kSpan("`([^`\n]+)`");
-    std::string block;  // the kind of block, or none
+    std::string block;  // kind of the current block, or empty
     bool isInside = false;
     for (const std::string& line : linesOf(std::regex_replace(fileContents(kRoot / document), kGoesOn, " "))) {
         if (line.starts_with("```")) {
@@ -110,7 +110,7 @@ std::vector<Command> documentedCommands() {
     return found;
 }
 
-/// What the list says of one command.
+/// The list's entry of one command.
 struct Listed {
     std::string how;  ///< "as" or "by"
     std::string what;
@@ -128,7 +128,7 @@ std::map<std::string, Listed> readList() {
     return list;
 }
 
-/// The documents whose shell blocks the tests of the packages run, in their own words.
+/// Documents whose shell blocks the package tests run with their own commands.
 bool isRunWithThePackages(const Command& command) {
     static const std::string script = fileContents(kRoot / "tests/packages/run");
     std::smatch loop;
@@ -145,10 +145,10 @@ bool runsHere(const std::string& text) {
            text == "./dev help";
 }
 
-/// A folder for what the commands of the documents write.
+/// Directory for the output of the documents' commands.
 class Documents : public testing::Test {
 protected:
-    /// The exit status, with the programs of this build first in the path.
+    /// Returns the exit status, with this build's programs first in the path.
     int run(const std::string& text) const {
         const bool isOfTool = text.starts_with("halvexctl ");
         const bool isInRoot = !isOfTool && !text.starts_with("halvexboard ");
@@ -177,7 +177,7 @@ TEST_F(Documents, ShowOnlyCommandsThatAreRun) {
             ++withPackages;
         } else if (listed != list.end() || runsHere(command.text)) {
             const int status = run(listed != list.end() ? listed->second.what : command.text);
-            // 1 is a warning: doctor finds that somebody's rights or daemons are not those of a controller.
+            // 1 is a warning: doctor reports that this machine's privileges or daemons are not those of a controller.
             const bool isWarning = status == 1 && command.text.starts_with("halvexctl ");
             EXPECT_TRUE(status == 0 || isWarning)
                 << command.document << " says " << command.text << ", which exits with " << status << ":\n"
@@ -204,7 +204,7 @@ TEST_F(Documents, LeaveToOthersOnlyCommandsThatTheyRun) {
         ASSERT_NE(colon, std::string::npos) << command << ": no reason is given";
         const std::string file = listed.what.substr(0, colon);
         ASSERT_TRUE(fs::is_regular_file(kRoot / file)) << command << ": there is no " << file;
-        if (!file.starts_with(".ci/")) continue;  // a test's own words
+        if (!file.starts_with(".ci/")) continue;  // run by a test
         EXPECT_THAT(linesOf(fileContents(kRoot / file)), testing::Contains(testing::HasSubstr(command))) << file;
     }
 }

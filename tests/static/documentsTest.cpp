@@ -1,4 +1,4 @@
-// What the documents tell a reader to type exists.
+// The targets, files and names that the documents mention exist.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -32,7 +32,7 @@ std::vector<fs::path> documents() {
     return found;
 }
 
-/// The commands that the script answers to.
+/// The subcommands of ./dev.
 std::set<std::string> devCommands() {
     static const std::regex kCase(R"(\n  ([a-z-]+)(?: \| [a-z |-]+)?\) )");
     const std::string script = fileContents(kRoot / "dev");
@@ -75,7 +75,7 @@ TEST(DocumentTexts, ShowTheFiguresThatCommandsPrinted) {
     EXPECT_EQ(std::system(("'" + (kRoot / "docs/figures").string() + "' check").c_str()), 0);
 }
 
-/// What a picture writes as a name, floor by floor where it has floors.
+/// The code names in a picture, per floor if it has floors.
 std::map<int, std::set<std::string>> namesIn(const fs::path& picture) {
     static const std::regex kMark(R"re(<!-- floor (\d) -->|class="name[^"]*"[^>]*>([^<]+)<)re");
     const std::string text = fileContents(picture);
@@ -99,7 +99,7 @@ const std::map<int, std::vector<const char*>> kFloors{{6, {"include", "zuerr"}},
                                                       {1, {"zuplat", "zujsonlh"}},
                                                       {0, {"zuerr"}}};
 
-/// The units below the folders of one floor: their files without the ending.
+/// The units below the folders of one floor: file names without extension.
 std::set<std::string> unitsOn(int floor, const std::set<std::string>& endings) {
     std::set<std::string> units;
     for (const char* folder : kFloors.at(floor)) {
@@ -160,7 +160,7 @@ TEST(Pictures, CanBeReadOnLightAndOnDarkPaper) {
     }
 }
 
-/// The texts of the log lines and the codes of the product's sources.
+/// The texts of the log lines and the codes in the product's sources.
 std::vector<std::string> matchesIn(const std::vector<const char*>& folders, const std::regex& pattern) {
     std::vector<std::string> found;
     for (const char* folder : folders) {
@@ -186,7 +186,7 @@ TEST(Guide, TellsCauseAndRemedyOfEveryLineInSyslog) {
     EXPECT_GE(lines.size(), 9U);
     for (const std::string& line : lines) {
         if (line.starts_with("Encountered error in zuqxmtk_getName"))
-            continue;  // one instance of the line of all calls
+            continue;  // an instance of the line common to all calls
         const auto row = guide.find("| `" + line + "` | ");
         ASSERT_NE(row, std::string::npos) << line;
         const std::string cells = guide.substr(row, guide.find('\n', row) - row);

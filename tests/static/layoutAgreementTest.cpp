@@ -1,4 +1,4 @@
-// The one place that sees both the product and the board: what they agree on is written twice, and compared here.
+// Compares what product and board define independently; the only file that includes both.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <linux/ethtool.h>
 #include <linux/ptp_clock.h>
@@ -61,7 +61,7 @@ static_assert(offsetof(board_wire_fpga_status, has_utc_offset) == offsetof(FpgaS
 static_assert(sizeof(board_wire_fpga_run_state) == sizeof(FpgaRunState));
 static_assert(offsetof(board_wire_fpga_run_state, running) == offsetof(FpgaRunState, isRunning));
 
-// What the kernel's headers say, which the product compiles against.
+// The kernel's headers, which the product is compiled against.
 static_assert(BOARD_WIRE_PTP_GETCAPS == PTP_CLOCK_GETCAPS);
 static_assert(BOARD_WIRE_PTP_EXTTS_REQUEST == PTP_EXTTS_REQUEST);
 static_assert(BOARD_WIRE_PTP_PIN_SETFUNC == PTP_PIN_SETFUNC);

@@ -1,4 +1,4 @@
-// The floor plan and the habits of the tree, read from its files.
+// The dependency and naming rules of the tree, checked on its files.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -22,7 +22,7 @@ using Names = std::vector<std::string>;
 
 const fs::path kRoot = HALVEX_SOURCE_DIR;
 
-/// Every C and C++ file below a folder of the tree, named from the root.
+/// All C and C++ files below a folder, with paths from the root.
 Names sourcesBelow(const std::string& folder) {
     static const std::set<std::string> kEndings{".h", ".c", ".cpp"};
     Names sources;
@@ -34,7 +34,7 @@ Names sourcesBelow(const std::string& folder) {
     return sources;
 }
 
-/// What a file includes in quotes: the project's own headers.
+/// A file's quoted includes: the project's own headers.
 Names includesOf(const std::string& source) {
     static const std::regex kInclude(R"(^\s*#\s*include\s*"([^"]+)\")");
     Names includes;
@@ -49,7 +49,7 @@ Names includesOf(const std::string& source) {
 std::string unitOf(const std::string& path) { return fs::path(path).stem(); }
 bool isBelow(const std::string& path, const std::string& folder) { return path.starts_with(folder + "/"); }
 
-/// The rooms of the plug-in's own folder.
+/// Layers of the plug-in's own folder.
 enum class Room { componentInterface, device, timekeeper, entry };
 
 const std::map<std::string, Room>& rooms() {
@@ -89,7 +89,7 @@ Room roomOf(const std::string& source) {
     return room->second;
 }
 
-/// The device that a unit belongs to: a device may use its own helpers, and no other device.
+/// The device that a unit belongs to: a device may use its own helpers but no other device.
 std::string deviceOf(const std::string& source) {
     const std::string unit = unitOf(source);
     if (unit == "i210EpochHelpers") return "i210EpochDevice";
@@ -120,7 +120,7 @@ bool mayPluginInclude(const std::string& source, const std::string& included) {
     return from == Room::entry;
 }
 
-/// Which folders the files of a folder may include from; the plug-in's own folder has rules of its own.
+/// Which folders a folder's files may include from; the plug-in's own folder has separate rules.
 bool mayInclude(const std::string& source, const std::string& included) {
     if (isBelow(source, "zuerr")) return isBelow(included, "zuerr");
     if (isBelow(source, "zuplat")) return isBelow(included, "zuplat") || included == "zuerr/codes.h";
@@ -189,10 +189,10 @@ TEST(FloorPlan, ShowsHostsAndBoundaryTestsThePublicHeadersOnly) {
     }
 }
 
-/// The file that holds the tests of a unit, the unit named without its ending.
+/// The test file of a unit; the unit is named without extension.
 std::string testOf(const std::string& unit) { return "tests/unit/" + unit + "Test.cpp"; }
 
-/// Whether the tree has a file of that name, whatever its ending.
+/// Whether the tree has a file of that name with any extension.
 bool isUnit(const fs::path& unit) {
     const fs::path folder = kRoot / unit.parent_path();
     return fs::is_directory(folder) && std::ranges::any_of(fs::directory_iterator(folder), [&](const auto& entry) {

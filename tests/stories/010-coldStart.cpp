@@ -1,4 +1,4 @@
-// Story 010: a controller is switched on, with clocks from nanoseconds to seconds apart.
+// Story 010: a controller is switched on with clocks from nanoseconds to seconds apart.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 

@@ -8,8 +8,8 @@ namespace {
 
 class SteppingTheTime : public stories::Controller {
 protected:
-    /// The master moves by `expectedNs` against its own rate, the system clock by about the same, and the slaves
-    /// follow.
+    /// Expects that the master moved by `expectedNs` relative to its own rate, the system clock by about the same, and
+    /// that the slaves followed.
     void expectMoved(std::int64_t offsetNs, std::int64_t expectedNs) {
         constexpr double kCrystalError = 3e-6;
         const auto before = truth();
@@ -18,7 +18,7 @@ protected:
         const std::int64_t passedNs = after.rawNs - before.rawNs;
         EXPECT_NEAR(static_cast<double>(after["ferrox"].timeNs - before["ferrox"].timeNs - passedNs - expectedNs),
                     static_cast<double>(passedNs) * kCrystalError, 2.0);
-        // The step of the system clock is a read, an addition and a write: some microseconds are lost in between.
+        // A step of the system clock is a read, an addition and a write: some microseconds are lost in between.
         EXPECT_NEAR(static_cast<double>(after["system"].timeNs - before["system"].timeNs - passedNs - expectedNs), 0.0,
                     backend_->isExact() ? 20'000.0 : 100'000.0);
         waitS(3);
@@ -29,10 +29,10 @@ protected:
 TEST_F(SteppingTheTime, MovesMasterAndSystemClockAtOnceAndTheSlavesWithinAFewEpochs) {
     switchOn();
     initialize();
-    waitS(20);  // phc2sys has settled
+    waitS(20);  // until phc2sys settles
     constexpr std::int64_t kHourNs = 3'600'000'000'000;
     expectMoved(1'500'000, 1'500'000);
-    expectMoved(-399, -200);  // cut toward zero
+    expectMoved(-399, -200);  // truncated toward zero
     expectMoved(-2'000'000'000, -2'000'000'000);
     expectMoved(kHourNs, kHourNs);
     expectMoved(-kHourNs, -kHourNs);

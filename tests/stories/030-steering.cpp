@@ -17,7 +17,7 @@ protected:
         initialize();
     }
 
-    /// Every clock of the board gains this on true time over ten seconds.
+    /// Expects every clock of the board to gain this on true time over ten seconds.
     void expectDrift(double expectedPpb) {
         const auto before = truth();
         waitS(10);

@@ -19,7 +19,7 @@ protected:
 TEST_F(ClocksThatComeAndGo, AlignsAnInterfaceAgainWhenItComesBackUp) {
     run();
     doEvent("interface_down", "enp2s0");
-    waitS(4);  // up again midway between two service passes, so that none comes before the jump
+    waitS(4);  // up again midway between two service passes: none must come before the jump
     EXPECT_FALSE(truth()["enp2s0"].isEnabled);
     doEvent("interface_up", "enp2s0");  // which sets its clock to the system time
     doEvent("jump", "enp2s0", 250'000);

@@ -1,4 +1,4 @@
-// Story 060: initialisation on controllers that lack something, or fail.
+// Story 060: initialisation on controllers with missing or failing hardware.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 
@@ -14,7 +14,7 @@ constexpr const char* kGenerateEpochFails =
 
 class HardwareThatIsMissing : public stories::Controller {
 protected:
-    /// Whatever failed: nothing is published, no child is left, and a finalise is harmless.
+    /// Whatever failed: nothing is published, no child is left, and finalising is harmless.
     void expectNothingIsLeft() {
         time_ = 42;
         EXPECT_EQ(readTime(), -52010);

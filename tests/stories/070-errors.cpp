@@ -1,4 +1,4 @@
-// Story 070: a driver fails in a call of the host, or between two of them.
+// Story 070: a driver fails during a call of the host, or between two of them.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 

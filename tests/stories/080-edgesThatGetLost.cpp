@@ -1,4 +1,4 @@
-// Story 080: pulses are missed, old time stamps turn up, both edges are stamped.
+// Story 080: pulses are missed, stale time stamps appear, both edges are stamped.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 
@@ -60,7 +60,7 @@ TEST_F(EdgesThatGetLost, TwoThousandEpochsLeaveEveryClockAligned) {
     for (int round = 0; round < 700; ++round) {
         ASSERT_EQ(snapTime(round % 2 == 0 ? 123'400 : -123'400), 0) << lastText_;
         waitS(0.05);
-        if (round % 100 == 0) seen();  // a kernel's journal is not endless
+        if (round % 100 == 0) seen();  // keeps the kernel's journal from filling up
     }
     ASSERT_EQ(snapTime(0), 0);
     waitS(1);

@@ -1,4 +1,4 @@
-// Story 100: twenty minutes with everything moving, and many short lives.
+// Story 100: twenty minutes with everything in motion, and many short sessions.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 
@@ -11,7 +11,7 @@ namespace {
 
 using ALongLife = stories::Controller;
 
-/// Steps, steering, metadata, flapping interfaces and a disturbed clock, by the seed.
+/// Random steps, steering, metadata, flapping interfaces and a disturbed clock.
 TEST_F(ALongLife, EndsEveryMinuteWithEveryClockAligned) {
     switchOn();
     initialize();

@@ -1,4 +1,4 @@
-// The board beneath a story, whichever it is: the one linked into the program, or the module of a guest's kernel.
+// The board under a story: the one linked into the program, or the module in a guest's kernel.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -32,13 +32,13 @@ struct LogLine {
     std::string text;
 };
 
-/// A step that the library asked a clock of the board for.
+/// A step of a board clock that the library requested.
 struct Step {
     std::string clock;
     std::int64_t askedNs = 0;
 };
 
-/// What the board has seen since the last clear().
+/// What the board has recorded since the last clear().
 struct Seen {
     std::vector<Step> steps;
     std::vector<std::string> statusRecords;  ///< As the FPGA received them, hexadecimal.
@@ -46,27 +46,27 @@ struct Seen {
     int epochs = 0;
 };
 
-/// One board, off at first. Threads: one. Failure: std::runtime_error when it refuses.
+/// One board, initially off. Threads: one. Failure: throws std::runtime_error.
 class Backend {
 public:
     virtual ~Backend() = default;
 
-    /// Whether every call takes the time that the model says: ranges are narrow, and counts exact.
+    /// Whether calls take exactly the modelled time: ranges are narrow and counts exact.
     virtual bool isExact() const = 0;
-    virtual int seedsOfAStory() const = 0;  ///< How many seeds a story that tries many of them can afford.
+    virtual int seedsOfAStory() const = 0;  ///< Number of seeds for stories that try many.
 
     virtual void switchOn(const board_config& config) = 0;
     virtual void switchOff() = 0;
     virtual void waitS(double seconds) = 0;
-    /// Lets an event of a scenario happen now.
+    /// Carries out a scenario event now.
     virtual void doEvent(const std::string& kind, const std::string& target, std::int64_t value) = 0;
     virtual void addFault(const board_fault_config& fault) = 0;
 
     virtual Truth truth() = 0;
     virtual Seen seen() = 0;
     virtual std::vector<LogLine> log() = 0;
-    virtual std::vector<std::string> phc2sysSources() = 0;  ///< What each living phc2sys follows.
-    virtual void clear() = 0;                               ///< Forgets what was seen and logged.
+    virtual std::vector<std::string> phc2sysSources() = 0;  ///< The source of each running phc2sys.
+    virtual void clear() = 0;                               ///< Discards what was recorded and logged.
 };
 
 std::unique_ptr<Backend> makeBackend();

@@ -1,4 +1,4 @@
-// What every story does with its controller, on either board.
+// Operations of all stories on their controller, on either board.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/stories/controller.h"
 
@@ -22,7 +22,7 @@ Controller::Controller() : backend_(makeBackend()) {}
 
 Controller::~Controller() {
     zuqxmtk_finalize();
-    testsupport::StatusHolder collected;  // an error that nobody has collected would meet the next test of this process
+    testsupport::StatusHolder collected;  // an uncollected error would fail the next test in this process
     zuqxmtk_getMaxCorrectionPerSecond(collected.get());
     backend_->switchOff();
 }
@@ -107,7 +107,7 @@ std::vector<StatusRecord> Controller::statusRecords() {
         for (std::size_t at = 0; at < sizeof wire && 2 * at + 1 < text.size(); ++at)
             bytes[at] = static_cast<unsigned char>(std::stoi(text.substr(2 * at, 2), nullptr, 16));
         StatusRecord record{wire.not_aligned != 0, wire.reference_kind, {}, {}};
-        // By value: the record is packed, and its members are not aligned.
+        // By value: members of the packed record may be misaligned.
         if (wire.has_reference_offset != 0) record.referenceOffset = std::int32_t{wire.reference_offset};
         if (wire.has_utc_offset != 0) record.utcOffset = std::int32_t{wire.utc_offset};
         records.push_back(record);

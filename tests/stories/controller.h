@@ -1,4 +1,4 @@
-// One simulated controller with the built library on it: what stories of the whole plug-in run on.
+// A simulated controller with the built library on it: the fixture of whole-plug-in stories.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -18,7 +18,7 @@
 
 namespace stories {
 
-/// The seed of this run: HALVEX_SEED, or 1. Printed by every story.
+/// The seed of this run: HALVEX_SEED, or 1. Every story prints it.
 std::uint64_t seedOfRun();
 
 /// A status record that the FPGA received.
@@ -29,23 +29,23 @@ struct StatusRecord {
     std::optional<std::int32_t> utcOffset;
 };
 
-/// A board that is on for the length of a test, and a host that calls the library on it. Threads: one.
+/// A board that is on for one test, and a host that calls the library on it. Threads: one.
 class Controller : public testing::Test {
 protected:
-    static constexpr std::int64_t kToleranceNs = 100;  ///< What the alignment aims at.
+    static constexpr std::int64_t kToleranceNs = 100;  ///< The goal of the alignment.
 
     Controller();
     ~Controller() override;
 
-    /// Switches the board on: the usual one with `further` scenario text behind it, or another.
+    /// Switches on the usual board with `further` scenario text appended, or another board.
     void switchOn(std::string_view further = "", std::string_view usual = testsupport::kUsualBoard);
-    /// The usual board with `key` behind the line `line` of its scenario.
+    /// The usual board with `key` inserted after the line `line` of its scenario.
     static std::string usualBoardWith(const std::string& line, const std::string& key);
-    void restart(std::uint64_t seed);  ///< Off and on again, as another run of the same scenario.
+    void restart(std::uint64_t seed);  ///< Switches off and on again: another run of the same scenario.
 
     void initialize();
     std::int32_t initializeAndCatch();
-    /// Calls `function` with a fresh status; the code it reports.
+    /// Calls `function` with a fresh status; returns its code.
     template <typename Function>
     std::int32_t codeOf(Function&& function) {
         testsupport::StatusHolder status;
@@ -53,27 +53,27 @@ protected:
         lastText_ = status.getText();
         return status->code;
     }
-    std::string lastMessage() const;  ///< Of the last call that codeOf made.
+    std::string lastMessage() const;  ///< Of codeOf's last call.
 
     std::int32_t snapTime(std::int64_t offsetNs);
     std::int32_t setCorrection(std::int32_t ppb);
     std::int32_t applyMetaData(const char* metadata);
     std::int32_t readTime();  ///< Into time_.
-    std::uint64_t getTime();  ///< Fails the test when the call does.
+    std::uint64_t getTime();  ///< Fails the test if the call fails.
 
     void waitS(double seconds) { backend_->waitS(seconds); }
     void doEvent(const std::string& kind, const std::string& target, std::int64_t value = 0) {
         backend_->doEvent(kind, target, value);
     }
-    /// Adds the fault of this scenario text to the board that is on.
+    /// Adds the fault in this scenario text to the running board.
     void addFault(const std::string& table);
     void clear() { backend_->clear(); }
 
     Truth truth() { return backend_->truth(); }
     std::int64_t differenceNs(const std::string& clock) { return truth()[clock].differenceNs; }
-    /// Every clock that is in use except the system clock, which phc2sys disciplines in its own time.
+    /// Checks every clock in use except the system clock, which phc2sys disciplines at its own pace.
     void expectAligned();
-    /// The system clock is this close to the clock that phc2sys follows.
+    /// Checks the system clock against the clock that phc2sys follows.
     void expectSystemTimeWithin(std::int64_t boundNs);
     Seen seen() { return backend_->seen(); }
     std::vector<StatusRecord> statusRecords();

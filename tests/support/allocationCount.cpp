@@ -1,4 +1,4 @@
-// Counts what operator new hands out.
+// Counts allocations by operator new.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/support/allocationCount.h"
 
@@ -20,7 +20,7 @@ void* allocate(std::size_t size) {
 
 long testsupport::countAllocations() { return allocations; }
 
-// The C++ library must find all of them; clang would hide the sized forms, which it does not know to be the system's.
+// The C++ library must find all of them; clang would hide the sized forms, which it does not treat as system functions.
 #pragma GCC visibility push(default)
 void* operator new(std::size_t size) { return allocate(size); }
 void* operator new[](std::size_t size) { return allocate(size); }

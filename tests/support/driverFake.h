@@ -1,4 +1,4 @@
-// A driver behind every descriptor: answers method calls by their request numbers and keeps a journal of them.
+// A driver behind every descriptor: answers method calls by request number and keeps a journal of them.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -39,7 +39,7 @@ struct DriverCall {
     }
 };
 
-/// What the driver gives back. With an errno the call fails and no output is written.
+/// The driver's answer. With an errno the call fails and no output is written.
 struct DriverAnswer {
     std::int32_t status = 0;
     std::uint64_t value = 0;
@@ -47,10 +47,10 @@ struct DriverAnswer {
     bool failsWithoutErrno = false;  ///< The output is written, and the call fails with errno 0.
 };
 
-/// Replaces ioctl while it lives. A request without an answer of its own succeeds with the value 0; a call on
-/// descriptor -1 fails as the system's would.
+/// Replaces ioctl for a scope. A request without a configured answer succeeds with value 0; a call on descriptor -1
+/// fails as in the system.
 class DriverFake {
-    LibcHooksGuard guard_;  // the first member: it keeps what was there before
+    LibcHooksGuard guard_;  // first member: restores the previous hooks last
 
 public:
     DriverFake() {
@@ -61,7 +61,7 @@ public:
 
     std::map<unsigned long, DriverAnswer> answers;
     std::function<void(const DriverCall&)> onCall;  ///< Runs before the answer is looked up.
-    std::uint64_t bytesReturned = 0;                ///< What the block holds after a call.
+    std::uint64_t bytesReturned = 0;                ///< The block's value after a call.
     std::vector<DriverCall> calls;
 
     std::vector<unsigned long> getRequests() const {

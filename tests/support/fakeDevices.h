@@ -1,4 +1,4 @@
-// Clocks, epoch devices and an oscillator that keep a clock, a flag and a journal of what was asked of them.
+// Clocks, epoch devices and an oscillator that keep a clock, a flag and a journal of calls.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -19,7 +19,7 @@
 
 namespace testsupport {
 
-/// What was called on which device, oldest first; shared by the devices of one test.
+/// Calls by device, oldest first; shared by the devices of one test.
 using Journal = std::vector<std::string>;
 
 /// Throws a zuerr::Exception with `code` and `message`, as a device would.
@@ -27,14 +27,14 @@ using Journal = std::vector<std::string>;
     zuerr::raise({code, "fake", 1}, "constant", {message});
 }
 
-/// Throws an error of the library's that carries a code and no text.
+/// Throws a library error with a code and no text.
 [[noreturn]] inline void throwBare(std::int32_t code) {
     zuerr_Status status = zuerr::makeStatus();
     status.code = code;
     throw zuerr::Exception(status);
 }
 
-/// Errors that a fake throws: the entries of an operation are used up one a call; an empty function lets the call pass.
+/// Errors that a fake throws: each call consumes one entry of its operation; an empty function lets the call pass.
 class FaultPlan {
 public:
     void failNext(const std::string& operation, std::function<void()> throwError) {
@@ -58,7 +58,7 @@ private:
     std::map<std::string, std::deque<std::function<void()>>> plans_;
 };
 
-/// One clock. Its time changes only by its steps, each of which loses `stepLossNs`.
+/// One clock. Its time changes only by steps, each of which loses `stepLossNs`.
 class FakeEpochDevice : public halvexTimekeeper::EpochDeviceInterface, public FaultPlan {
 public:
     FakeEpochDevice(std::string name, Journal& journal) : name_(std::move(name)), journal_(journal) {}
@@ -107,7 +107,7 @@ public:
     std::int64_t stepLossNs = 0;
     bool enabled = true;
     bool flag = false;
-    std::deque<std::uint64_t> epochTimesNs;  ///< Captured times to report, before the clock's own.
+    std::deque<std::uint64_t> epochTimesNs;  ///< Captured times to report before the clock's own.
     std::function<void()> onEpoch;
     std::string lastMetadata;
     bool isJournaled = true;
@@ -122,7 +122,7 @@ private:
     Journal& journal_;
 };
 
-/// An oscillator that remembers its settings.
+/// An oscillator that stores its settings.
 class FakeOscillator : public halvexTimekeeper::FreqSteeringDeviceInterface, public FaultPlan {
 public:
     const std::string& getName() const override { return name_; }
@@ -143,7 +143,7 @@ private:
     std::string name_ = "oscillator";
 };
 
-/// A timekeeper behind the entry points: answers with fixed values and journals what reached it.
+/// A timekeeper behind the entry points: returns fixed values and journals its calls.
 class FakeTimekeeper : public halvexTimekeeper::TimekeeperInterface, public FaultPlan {
 public:
     const std::string& getName() const override { return name_; }

@@ -1,4 +1,4 @@
-// Files of a test: one read whole, and a directory of its own.
+// File helpers: reading a file, and scratch directories.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -25,7 +25,7 @@ inline std::filesystem::path makeScratchDirectory() {
     return path;
 }
 
-/// A directory, removed with the files in it.
+/// A directory, removed with its files at scope exit.
 class ScratchDirectory {
 public:
     ScratchDirectory() = default;

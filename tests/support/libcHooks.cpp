@@ -1,4 +1,4 @@
-// Stand-ins for C library functions, defined here so that they come before those of the C library.
+// Replaceable C library functions, defined here so that they precede the C library's.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/support/libcHooks.h"
 
@@ -31,7 +31,7 @@ CapturedLog& capturedLog() {
     return log;
 }
 
-/// False until the program is loaded: a sanitizer maps memory before it is ready for anything else.
+/// False until the program is loaded: a sanitizer maps memory before it is initialised.
 constinit bool isLoaded = false;
 [[gnu::constructor]] void noteThatItIsLoaded() { isLoaded = true; }
 
@@ -40,7 +40,7 @@ Function* realFunction(const char* name) {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
-/// The path that a call is to use, and whether it is another one than the caller's.
+/// The redirected path of a call, and whether it differs from the caller's.
 std::string redirect(const char* path) {
     const std::string_view asked = path;
     for (const auto& [prefix, directory] : libcHooks().redirectedPrefixes) {
@@ -71,7 +71,7 @@ RedirectedDirectory::RedirectedDirectory(const std::string& prefix) {
 
 RedirectedDirectory::~RedirectedDirectory() {
     const LibcHooksGuard othersReturn;
-    libcHooks() = {};  // a test may have left readdir or close to a stand-in
+    libcHooks() = {};  // a test may still have readdir or close replaced
     std::error_code ignored;
     std::filesystem::remove_all(realPath_, ignored);
 }
@@ -315,9 +315,8 @@ int pthread_mutex_clocklock(pthread_mutex_t* mutex, clockid_t clock, const times
     static const auto real = realFunction<Function>("pthread_mutex_clocklock");
     return real(mutex, clock, deadline);
 #else
-    // The thread sanitizer of gcc 12 knows the timed lock of the real-time clock and not that of a chosen clock: it
-    // would take a mutex locked by the latter for free. The wait is the same length on either clock, as long as nobody
-    // steps one.
+    // The thread sanitizer of gcc 12 knows the timed lock on the real-time clock but not on a chosen clock, and would
+    // consider a mutex locked by the latter free. Both waits are equally long while no one steps a clock.
     timespec now, real;
     clock_gettime(clock, &now);
     clock_gettime(CLOCK_REALTIME, &real);

@@ -1,4 +1,4 @@
-// Stand-ins for C library functions: a test replaces one for as long as its guard lives; all others stay the real ones.
+// Replaceable C library functions: a test replaces one for the lifetime of its guard; all others stay real.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -17,8 +17,8 @@
 
 namespace testsupport {
 
-/// An empty entry is the real function. Used by whatever is linked into the same test executable as this library.
-/// Threads: entries are replaced while no other thread calls them.
+/// An empty entry means the real function. Applies to everything linked into the same test executable. Threads: entries
+/// are replaced only while no other thread calls them.
 struct LibcHooks {
     std::function<int(const char* path, int flags, mode_t mode)> open;
     std::function<int(int fd)> close;
@@ -40,7 +40,7 @@ struct LibcHooks {
     std::function<int(const timespec* request, timespec* remainder)> nanosleep;
     std::function<void*(void* address, size_t length, int protection, int flags, int fd, off_t offset)> mmap;
     std::function<int(void* address, size_t length)> munmap;
-    /// Only whether the thread can be started: an errno, or 0 for the real function.
+    /// Decides only whether the thread can start: an errno, or 0 for the real function.
     std::function<int()> pthread_create;
     std::function<int(pthread_cond_t* condition, const pthread_condattr_t* attributes)> pthread_cond_init;
     std::function<int(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes)> pthread_mutex_init;
@@ -52,13 +52,13 @@ struct LibcHooks {
     std::function<int(pthread_condattr_t* attributes)> pthread_condattr_init;
     std::function<int(pthread_condattr_t* attributes, clockid_t clock)> pthread_condattr_setclock;
 
-    /// Path prefixes and the directories that stand for them in open, opendir, fopen and glob.
+    /// Path prefixes and the directories that replace them in open, opendir, fopen and glob.
     std::vector<std::pair<std::string, std::string>> redirectedPrefixes;
 };
 
 LibcHooks& libcHooks();
 
-/// Restores every entry on every way out.
+/// Restores all entries at scope exit.
 class LibcHooksGuard {
 public:
     LibcHooksGuard() : saved_(libcHooks()) {}
@@ -70,7 +70,7 @@ private:
     LibcHooks saved_;
 };
 
-/// A directory of its own that stands for `prefix` while the object lives; removed with everything in it.
+/// A scratch directory that replaces `prefix` for a scope.
 class RedirectedDirectory {
 public:
     explicit RedirectedDirectory(const std::string& prefix);
@@ -79,7 +79,7 @@ public:
     RedirectedDirectory& operator=(const RedirectedDirectory&) = delete;
 
     const std::string& getRealPath() const { return realPath_; }
-    /// Makes a file below the directory, with the directories on its way.
+    /// Makes a file below the directory, with its parent directories.
     void writeFile(const std::string& relativePath, const std::string& content) const;
     std::string readFile(const std::string& relativePath) const;
     void makeDirectory(const std::string& relativePath) const;
@@ -95,7 +95,7 @@ struct SyslogLine {
     bool operator==(const SyslogLine&) const = default;
 };
 
-/// Collects what is written to syslog while it lives; nothing reaches the system's log. Threads: thread-safe.
+/// Captures syslog for a scope; nothing reaches the system's log. Threads: thread-safe.
 class SyslogCapture {
 public:
     SyslogCapture();
@@ -104,7 +104,7 @@ public:
     SyslogCapture& operator=(const SyslogCapture&) = delete;
 
     std::vector<SyslogLine> getLines() const;
-    std::vector<std::string> getTexts(int priority) const;  ///< Those of one priority, oldest first.
+    std::vector<std::string> getTexts(int priority) const;  ///< Of one priority, oldest first.
     void clear();
 };
 

@@ -1,4 +1,4 @@
-// A locale that writes another sign where programs expect a decimal point.
+// A locale with a decimal separator other than a point.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -11,8 +11,8 @@
 
 namespace testsupport {
 
-/// Sets LC_NUMERIC of the process while it lives, by a locale that localedef makes in a directory of its own. Where
-/// that cannot be done it does nothing, and isSet is false.
+/// Sets LC_NUMERIC of the process for a scope, to a locale that localedef builds in a scratch directory. If that fails
+/// it does nothing, and isSet is false.
 class NumericLocale {
 public:
     static constexpr const char* kComma = "<U002C>";
@@ -22,7 +22,7 @@ public:
     explicit NumericLocale(const std::string& decimalSign) {
         std::ofstream(directory_ / "source") << "comment_char %\nescape_char /\nLC_NUMERIC\ndecimal_point \""
                                              << decimalSign << "\"\nthousands_sep \"\"\ngrouping -1\nEND LC_NUMERIC\n";
-        const std::string name = "halvex" + decimalSign.substr(2, 4);  // a name that was loaded is not looked up again
+        const std::string name = "halvex" + decimalSign.substr(2, 4);  // a loaded name is not looked up again
         const std::string command = "localedef -c --no-archive -i '" + directory_ / "source" + "' -f UTF-8 '" +
                                     directory_ / name + "' >/dev/null 2>&1";
         [[maybe_unused]] const int warned = std::system(command.c_str());  // 1: the other categories are not defined

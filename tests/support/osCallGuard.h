@@ -1,4 +1,4 @@
-// Puts another function into an entry of a call table for as long as the guard lives.
+// Replaces an entry of a call table for the lifetime of a guard.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -9,7 +9,7 @@
 
 namespace testsupport {
 
-/// Which calls of an entry fail, and with what errno; all others go to the function that was there before.
+/// Which calls of an entry fail, and their errno; all others go to the previous function.
 struct CallFailure {
     int firstFailing;  ///< Counted from 1.
     bool forEver;
@@ -18,18 +18,17 @@ struct CallFailure {
     bool hits(int call) const { return forEver ? call >= firstFailing : call == firstFailing; }
 };
 
-/// The Nth call alone fails.
+/// Only the Nth call fails.
 inline CallFailure failNth(int nth, int error) { return {nth, false, error}; }
 
-/// The Nth call and all after it fail.
+/// The Nth call and all later ones fail.
 inline CallFailure failFrom(int nth, int error) { return {nth, true, error}; }
 
 template <typename Signature>
 class OsCallGuard;
 
-/// Restores the entry on every way out: `OsCallGuard fail{osCalls().ioctl, failNth(3, EIO)};`. Guards of one entry
-/// nest. A failing call returns -1 with errno set and does nothing. Threads: made and destroyed while no other thread
-/// calls.
+/// Restores the entry at scope exit: `OsCallGuard fail{osCalls().ioctl, failNth(3, EIO)};`. Guards of one entry nest. A
+/// failing call returns -1 with errno set and does nothing. Threads: made and destroyed while no other thread calls.
 template <typename Result, typename... Arguments>
 class OsCallGuard<Result(Arguments...)> {
 public:

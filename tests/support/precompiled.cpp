@@ -1,3 +1,3 @@
-// Carries the precompiled header that the test programs share.
+// Builds the precompiled header of the test programs.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 int halvexPrecompiledHeaderCarrier = 0;

@@ -1,4 +1,4 @@
-// What the kernel lists of this process: its threads and how they are, its open descriptors.
+// The threads and open descriptors of this process, as the kernel lists them.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -13,7 +13,7 @@
 
 namespace testsupport {
 
-/// Calls `action` with every number that names an entry of `directory`, in /proc. Ends the process if there is none.
+/// Calls `action` with every numeric entry of `directory` in /proc. Aborts if there is none.
 template <typename Action>
 void forEachNumber(const char* directory, Action action) {
     DIR* const stream = opendir(directory);
@@ -24,7 +24,7 @@ void forEachNumber(const char* directory, Action action) {
     closedir(stream);
 }
 
-/// Calls `action` with every open descriptor of this process, except for the one that lists them.
+/// Calls `action` with every open descriptor of this process except the listing's own.
 template <typename Action>
 void forEachDescriptor(Action action) {
     forEachNumber("/proc/self/fd", [&action](int fd, int own) {
@@ -39,17 +39,17 @@ inline int countOpenDescriptors() {
 }
 
 struct ThreadState {
-    char letter = 0;  ///< 'S' for a thread that sleeps.
+    char letter = 0;  ///< 'S': sleeping.
     unsigned flags = 0;
 
-    /// Set before pthread_join() returns; the kernel may list the thread for a while after that.
+    /// Set before pthread_join() returns; the kernel may list the thread for a while afterwards.
     bool isExiting() const {
         constexpr unsigned kExiting = 0x4;  // PF_EXITING of the kernel
         return (flags & kExiting) != 0;
     }
 };
 
-/// Nothing for a thread that the kernel no longer lists.
+/// Empty for a thread that the kernel no longer lists.
 inline std::optional<ThreadState> threadState(pid_t thread) {
     std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
     std::string text;
@@ -65,13 +65,13 @@ inline std::optional<ThreadState> threadState(pid_t thread) {
     return fields ? std::optional(state) : std::nullopt;
 }
 
-/// Whether the kernel has put a thread of this process to sleep. False for a thread that has ended.
+/// Whether a thread of this process sleeps in the kernel. False for a thread that has ended.
 inline bool isAsleep(pid_t thread) {
     const auto state = threadState(thread);
     return state && state->letter == 'S';
 }
 
-/// Threads of this process that have not ended. Exact for threads that were joined: they are exiting by then.
+/// Running threads of this process. Exact for joined threads: they are already exiting.
 inline int countThreads() {
     int count = 0;
     forEachNumber("/proc/self/task", [&count](int thread, int) {

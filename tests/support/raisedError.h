@@ -1,4 +1,4 @@
-// Errors of the library as tests compare them: the code, and the error information to the letter.
+// Errors of the library in comparable form: code and exact error information.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -18,7 +18,7 @@ struct RaisedError {
     bool operator==(const RaisedError&) const = default;
 };
 
-/// Where an error is raised and what its information calls the code, restated by the tests.
+/// The site of an error and its name of the code, restated by the tests.
 struct ExpectedSite {
     std::int32_t code;
     const char* constant;
@@ -30,7 +30,7 @@ inline std::ostream& operator<<(std::ostream& stream, const RaisedError& error) 
     return stream << error.code << ' ' << error.information;
 }
 
-/// What a raise leaves in the status. The message holds nothing that JSON escapes.
+/// The status after a raise. The message must not need JSON escapes.
 inline RaisedError makeError(const ExpectedSite& site, const std::string& message) {
     return {site.code, "{\"error_constant\":\"" + std::string(site.constant) + "\",\"file\":\"" + site.file +
                            "\",\"line\":" + std::to_string(site.line) +
@@ -38,7 +38,7 @@ inline RaisedError makeError(const ExpectedSite& site, const std::string& messag
                            message + "\"}}"};
 }
 
-/// What `action` throws; code 0 when it throws nothing. Anything but the library's own error passes through.
+/// The error that `action` throws; code 0 if none. Other exceptions pass through.
 template <typename Action>
 RaisedError raisedBy(Action&& action) {
     try {

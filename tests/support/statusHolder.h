@@ -1,4 +1,4 @@
-// A host's side of a status: frees its text, and growth functions of every temper.
+// A host's status that frees its text, and growth functions with different behaviour.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -12,7 +12,7 @@
 
 namespace testsupport {
 
-/// Grows to exactly what is asked for, as an economical host would; lays the buffer out as the contract says.
+/// Grows to exactly the requested size, laid out as the contract says.
 inline bool exactReallocJson(zuerr_Status* status, std::uint32_t size) {
     if (size == 0) {
         std::free(status->json);
@@ -32,7 +32,7 @@ inline bool exactReallocJson(zuerr_Status* status, std::uint32_t size) {
     return true;
 }
 
-/// A host's status; frees its text when it goes.
+/// A host's status; frees its text at scope exit.
 class StatusHolder {
 public:
     explicit StatusHolder(std::int32_t code = 0, zuerr_ReallocJson reallocJson = exactReallocJson)

@@ -1,4 +1,4 @@
-// The timed lock of a chosen clock, for the thread sanitizers, which do not know it.
+// The timed lock of a chosen clock for thread sanitizers, which do not support it.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <pthread.h>
 #include <sys/syscall.h>
@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <ctime>
 
-/// The sanitizers of gcc 12 and clang 14 would take a mutex locked by this call for free. They know the lock by the
-/// real-time clock, which nobody steps under a sanitizer; the chosen clock may be a simulated one.
+/// The sanitizers of gcc 12 and clang 14 would consider a mutex locked by this call free. They know the lock on the
+/// real-time clock, which is never stepped under a sanitizer; the chosen clock may be a simulated one.
 extern "C" int pthread_mutex_clocklock(pthread_mutex_t* mutex, clockid_t clock, const timespec* deadline) noexcept {
     timespec now, realNow;
     clock_gettime(clock, &now);

@@ -1,4 +1,4 @@
-// The simulated controller that most stories run on.
+// The simulated controller of most stories.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 

@@ -1,4 +1,4 @@
-// Where a virtual function stands in the virtual table of its class: slot orders are part of the interfaces.
+// The slot of a virtual function: slot orders are part of the interfaces.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -7,8 +7,8 @@
 
 namespace testsupport {
 
-/// Counted from 0; the two destructors that a virtual destructor makes take a slot each. For the ABI of Linux on
-/// x86-64, where a pointer to a virtual member function is 1 plus its offset in the table.
+/// Counted from 0; a virtual destructor takes two slots. For the Linux x86-64 ABI, where a pointer to a virtual member
+/// function is 1 plus its offset in the table.
 template <typename MemberFunction>
 std::size_t vtableSlot(MemberFunction function) {
     std::size_t offsetPlusOne = 0;

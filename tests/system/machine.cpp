@@ -1,4 +1,4 @@
-// How stories reach the virtual controller.
+// Access of stories to the virtual controller.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/system/machine.h"
 
@@ -27,7 +27,7 @@ namespace {
 
 const std::string kDirectory = "/proc/halvexboard/";
 
-/// Stands in for the log daemon: keeps each line without its priority and date.
+/// Replaces the log daemon: stores each line without priority and date.
 class Syslog {
 public:
     Syslog() : fd_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
@@ -49,14 +49,14 @@ public:
     }
 
 private:
-    /// With the mutex held: a line that has been sent is never in between.
+    /// Call with the mutex held: no sent line is in transit then.
     void takeWaiting() {
         char buffer[8192];
         for (ssize_t size = 0; (size = recv(fd_, buffer, sizeof buffer, MSG_DONTWAIT)) > 0;)
             lines_.emplace_back(buffer, static_cast<std::size_t>(size));
     }
 
-    /// Keeps the queue short: who logs would wait for room in it.
+    /// Drains the queue: loggers would block while it is full.
     void receive() {
         for (;;) {
             pollfd readable{fd_, POLLIN, 0};
@@ -72,13 +72,13 @@ private:
 };
 
 Syslog& machineLog() {
-    static Syslog* const log = new Syslog;  // its thread outlives every story
+    static Syslog* const log = new Syslog;  // its thread outlives all stories
     return *log;
 }
 
 [[maybe_unused]] const bool isListening = (machineLog(), true);
 
-/// By /proc/PID/status: a SIGKILL stays pending for the process until it is reaped, and nothing else of it runs.
+/// By /proc/PID/status: a SIGKILL stays pending until the process is reaped; nothing else of it runs.
 bool isDead(const std::string& status) {
     const auto after = [&status](const char* label) {
         return status.c_str() + status.find(label) + std::strlen(label);

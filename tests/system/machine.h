@@ -1,4 +1,4 @@
-// The virtual controller as a story sees it: the module's control files, the machine's processes, interfaces and log.
+// The virtual controller for stories: the module's control files, the machine's processes, interfaces and log.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -24,22 +24,22 @@ struct Happening {
     std::int64_t number(const std::string& name) const { return std::stoll(details.at(name)); }
 };
 
-/// Gives the board one command; true when it obeyed.
+/// Sends the board one command; returns whether it succeeded.
 bool control(const std::string& command);
 Truth readTruth();  ///< The machine's CLOCK_REALTIME as "realtime".
 std::vector<Happening> takeJournal();
 
-/// Writes a file of the kernel or the machine in one go; true when all of it was taken.
+/// Writes a file of the kernel or the machine in one write; returns whether all of it was accepted.
 bool writeFile(const std::string& path, const std::string& text);
 std::string readFile(const std::string& path);
 
 void setInterfaceUp(const std::string& name, bool isUp);
 void waitS(double seconds);
 
-/// Process ids of the phc2sys children that are alive: neither zombies nor killed, whether or not they have run since.
+/// Pids of running phc2sys children: neither zombies nor killed, whether or not they have been scheduled since.
 std::vector<int> livingPhc2sys();
 
-/// Everything that reached the machine's log since the last call of clearSyslog.
+/// Lines logged since the last clearSyslog.
 std::vector<std::string> syslogLines();
 void clearSyslog();
 

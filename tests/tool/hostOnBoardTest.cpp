@@ -51,7 +51,7 @@ protected:
     }
 
     int demo(const std::string& scenario, const std::string& bin = HALVEX_BUILD "/bin") {
-        // Runs in a build folder of its own, so that its trace is nobody else's.
+        // In a build folder of its own, so that its trace is not shared.
         const std::string build = directory_ / "build";
         EXPECT_EQ(::mkdir(build.c_str(), 0700), 0);
         EXPECT_EQ(::symlink(bin.c_str(), (build + "/bin").c_str()), 0);

@@ -1,4 +1,4 @@
-// Tests of the verbs that look at the controller, on the simulated one.
+// Tests of the verbs that inspect the controller, on the simulated one.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -40,7 +40,7 @@ protected:
         return path;
     }
 
-    /// The doctor's opinion on one thing: "OK", "WARN" or "FAIL".
+    /// The doctor's verdict of one check: "OK", "WARN" or "FAIL".
     static std::string healthOf(const nlohmann::json& doctor, const std::string& check) {
         for (const nlohmann::json& finding : doctor["values"]["checks"]) {
             if (finding["check"] == check) {
@@ -114,7 +114,7 @@ TEST_F(InspectOnBoard, MonitorMeasuresEveryClockWithinItsBound) {
     EXPECT_EQ(sample["reference"], "master");
     ASSERT_EQ(sample["clocks"].size(), 4u);
     for (const nlohmann::json& clock : sample["clocks"]) {
-        // The truth is within 100 ns: what was measured may be off by its bound.
+        // The truth is within 100 ns: the measurement may be off by its bound.
         EXPECT_LE(std::abs(clock["differenceNs"].get<double>()), clock["boundNs"].get<double>() + 100) << clock;
         EXPECT_LT(clock["boundNs"], 10'000);
         EXPECT_FALSE(clock["away"]);
@@ -206,7 +206,7 @@ TEST_F(InspectOnBoard, RecordKeepsASampleASecond) {
     EXPECT_EQ(samples, 4);
 }
 
-/// The words of a command line of the manual; none of them needs quotes.
+/// Splits a command line of the manual; none needs quotes.
 std::vector<std::string> wordsOf(const std::string& line) {
     std::istringstream stream(line);
     return {std::istream_iterator<std::string>(stream), {}};
@@ -223,7 +223,7 @@ TEST_F(InspectOnBoard, TheManualsCommandsDoWhatTheySay) {
             words.back() = "step";
         }
         if (words.back() == "monitor") {
-            words.insert(words.end(), {"--count", "2"});  // it would watch forever
+            words.insert(words.end(), {"--count", "2"});  // otherwise watches forever
         }
         for (const std::string file : {"clocks.jsonl", "session.jsonl", "page.html"}) {
             std::replace(words.begin(), words.end(), file, directory_ / file);

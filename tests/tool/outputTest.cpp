@@ -1,4 +1,4 @@
-// Tests of both programs with a standard output that cannot be written, on the simulated controller.
+// Tests of both programs with an unwritable standard output, on the simulated controller.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// One run of a program as a child, with what it printed.
+// Runs a program as a child and captures its output.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/tool/programRun.h"
 

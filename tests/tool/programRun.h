@@ -1,4 +1,4 @@
-// One run of a program as a child, with what it printed.
+// Runs a program as a child and captures its output.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -14,7 +14,8 @@ namespace halvexctl {
 using testsupport::fileContents;
 using testsupport::ScratchDirectory;
 
-/// Starts at once. Standard input is `inputFd`, or empty. Output and errors go to files, so that nothing can block.
+/// Starts at once. Standard input is `inputFd`, or empty. Output and errors go to files, so that the child never
+/// blocks.
 class ProgramRun {
 public:
     explicit ProgramRun(std::vector<std::string> command, int inputFd = -1);
@@ -23,7 +24,7 @@ public:
     ProgramRun& operator=(const ProgramRun&) = delete;
 
     pid_t pid() const { return pid_; }
-    int finish();  ///< Waits; the exit code, or minus the signal that ended it.
+    int finish();  ///< Waits; returns the exit code, or minus the terminating signal.
     std::string output() const { return fileContents(directory_ / "output"); }
     std::string errors() const { return fileContents(directory_ / "errors"); }
 

@@ -1,4 +1,4 @@
-// Tests that what halvexctl prints with --json is what the published schemas say.
+// Tests that the output of halvexctl --json matches the published schemas.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -30,7 +30,7 @@ std::vector<std::string> linesOf(const std::string& text) {
 
 std::string schemaPath(const std::string& name) { return std::string(HALVEX_SOURCE_DIR) + "/docs/schema/" + name; }
 
-/// For each value what the schema has against it; empty when the value is as the schema says.
+/// The schema violations of each value; empty for a valid value.
 std::vector<std::string> complaints(const std::string& schema, const std::vector<json>& values) {
     const ScratchDirectory directory;
     {

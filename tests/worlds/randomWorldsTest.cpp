@@ -1,6 +1,5 @@
-// 100,000 random worlds, each aligned twice: by the library, and by an implementation of alignment that is written
-// apart from it. Calls, steps, log lines and the error at the end must be the same.
-// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+// 100,000 random worlds, each aligned by the library and by an independent implementation of alignment. Calls, steps,
+// log lines and the final error must be equal. SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gtest/gtest.h>
 #include <syslog.h>
 
@@ -22,7 +21,7 @@
 
 namespace {
 
-constexpr int kForeign = 1'000'000;  // stands for an error that is none of the library's
+constexpr int kForeign = 1'000'000;  // an error foreign to the library
 
 enum class Operation { isEnabled, arm, generate, read, adjust, clearFlag, log };
 
@@ -34,12 +33,13 @@ struct Happening {
     bool operator==(const Happening&) const = default;
 };
 
-/// What can go wrong in a world, each as a chance in 10,000 per call.
+/// Probabilities of failures in a world, per 10,000 calls.
 struct Chances {
     unsigned timeOut, fault, warning, foreign, toggle, jump;
 };
 
-/// Clocks that drift, jump, lose time when stepped, go down, come up and fail, all of it by one seed. Threads: one.
+/// Clocks that drift, jump, lose time when stepped, go down, come up and fail, all determined by one seed. Threads:
+/// one.
 class World {
 public:
     explicit World(std::uint64_t seed) : random_(seed) {
@@ -48,7 +48,7 @@ public:
         chances_ = {chance(),     pick(8) == 0 ? 20U : 0U, pick(20) == 0 ? 20U : 0U, pick(20) == 0 ? 20U : 0U,
                     chance() / 2, pick(8) == 0 ? 300U : 0U};
         const std::size_t count = pick(10) == 0 ? pick(65) : pick(5);
-        const bool isRestless = pick(400) == 0;  // jitter beyond the tolerance: 2000 iterations may not be enough
+        const bool isRestless = pick(400) == 0;  // jitter beyond the tolerance: may need more than 2000 iterations
         for (std::size_t i = 0; i < count; ++i) slaves_.push_back(makeSlave(isRestless));
     }
 
@@ -175,7 +175,7 @@ private:
     std::string name_;
 };
 
-/// The error text that the alignment ended with, "" when it succeeded.
+/// The error text of the alignment, "" on success.
 std::string alignByLibrary(World& world) {
     Device master(world, 0, "master");
     halvexTimekeeper::EpochDevices slaves;
@@ -227,7 +227,7 @@ public:
     }
 
 private:
-    /// The error that ends the iteration, 0 for none.
+    /// The error that ends the iteration, or 0.
     int iterate(bool isOdd) {
         for (const std::size_t slave : std::set<std::size_t>(remaining_)) {
             handled_ = World::nameOf(slave);

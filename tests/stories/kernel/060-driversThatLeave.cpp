@@ -1,4 +1,4 @@
-// Story 060: the oscillator's driver leaves it, at the start and later.
+// Story 060: the oscillator's driver is unbound, at the start and later.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 

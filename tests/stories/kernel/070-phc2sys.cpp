@@ -1,4 +1,4 @@
-// Story 070: the child that keeps the system clock: killed, missing, exiting at once.
+// Story 070: phc2sys is killed, missing, or exits at once.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <signal.h>
 #include <sys/stat.h>

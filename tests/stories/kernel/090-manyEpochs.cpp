@@ -1,4 +1,4 @@
-// Story 090: many epochs, each stamp and step followed.
+// Story 090: many epochs, checking each stamp and step.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <cstdio>
 #include <map>
@@ -17,8 +17,8 @@ protected:
     int epochs_ = 0;
     int steps_ = 0;
 
-    /// Each step of a slave is minus its true difference at the epoch before, or twice that: a time stamp of another
-    /// edge, of the falling one or of another clock would show.
+    /// Each step of a slave must be minus its true difference at the previous epoch, or twice that: a time stamp of
+    /// another edge (the falling one, or another clock's) would show.
     void followJournal() {
         for (const Happening& happening : takeJournal()) {
             if (happening.kind == "lost") FAIL() << "the journal has overflowed";

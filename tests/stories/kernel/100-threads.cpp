@@ -1,4 +1,4 @@
-// Story 100: a host whose threads call everything at once, while the hardware comes and goes beneath them.
+// Story 100: host threads call everything concurrently while hardware comes and goes.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <atomic>
 #include <functional>
@@ -11,7 +11,7 @@ namespace {
 
 class Threads : public stories::Controller {
 protected:
-    /// Calls `function` over and over in a thread of its own, with naps between, until stop().
+    /// Calls `function` repeatedly on its own thread, sleeping in between, until stop().
     void keepCalling(double napS, std::function<void(zuerr_Status*)> function) {
         callers_.emplace_back([this, napS, function = std::move(function)] {
             while (!isOver_) {
@@ -24,7 +24,7 @@ protected:
         });
     }
 
-    /// Every export that may overlap, some of them twice.
+    /// Calls every export that may overlap, some of them twice.
     void callEverything() {
         for (const double napS : {0.001, 0.0007}) {
             keepCalling(napS, [](zuerr_Status* status) {
@@ -85,7 +85,7 @@ TEST_F(Threads, WhileInterfacesGoDownAndUpAndTheFpgaStops) {
     stop();
     EXPECT_GT(calls_, 1'000);
     waitS(6);
-    readTime();  // collects what the monitoring thread has met while the FPGA stood
+    readTime();  // collects the monitoring thread's error of the stopped FPGA
     EXPECT_EQ(snapTime(0), 0) << lastText_;
     waitS(2);
     expectAligned();
@@ -103,7 +103,7 @@ TEST_F(Threads, EveryCallerMeetsTheDriverThatLeftAndRecovers) {
     stop();
     EXPECT_GT(failures_, 10);
     waitS(5);
-    readTime();  // collects what the monitoring thread has met
+    readTime();  // collects the monitoring thread's error
     EXPECT_EQ(readTime(), 0) << lastText_;
 }
 

@@ -1,4 +1,4 @@
-// Story 110: the companion tool looks at a real kernel: checks, map, samples, explanations.
+// Story 110: halvexctl on a real kernel: checks, map, samples, explanations.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fcntl.h>
 #include <linux/capability.h>
@@ -21,13 +21,13 @@ using systemtest::writeFile;
 
 class Halvexctl : public stories::Controller {
 protected:
-    /// Reaps what the hosts of the stories before have left.
+    /// Reaps children left by the hosts of earlier stories.
     void SetUp() override {
         while (waitpid(-1, nullptr, 0) > 0) {
         }
     }
 
-    /// What the verbs answer, and the exit status in exitCode_.
+    /// The output of the verbs, with the exit status in exitCode_.
     json ask(const std::string& verbs) {
         const std::string command = "halvexctl --json --library /lib/libzuHalvexTimekeeper.so " + verbs;
         FILE* const pipe = popen(command.c_str(), "r");
@@ -40,7 +40,7 @@ protected:
         return answer.at(0).at("values");
     }
 
-    /// The doctor's finding of this name: its health and its text.
+    /// The doctor's finding of this name: health and text.
     std::string finding(const std::string& check) {
         const json answer = ask("doctor");
         for (const json& found : answer.at("checks"))
@@ -86,7 +86,7 @@ TEST_F(Halvexctl, TheDoctorSeesAProcessThatHasAClockOpen) {
 TEST_F(Halvexctl, TheDoctorMissesTheCapabilityToSetTheTime) {
     switchOn();
     std::string found;
-    std::thread([&] {  // what a thread gives up its children do not get
+    std::thread([&] {  // dropped in a thread, so that only its children lack it
         prctl(PR_CAPBSET_DROP, CAP_SYS_TIME);
         found = finding("cap-sys-time");
     })

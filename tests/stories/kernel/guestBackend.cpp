@@ -1,4 +1,4 @@
-// Stories on the board in the kernel of the guest that runs them.
+// Backend for stories on the board in the guest's own kernel.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <signal.h>
 
@@ -12,7 +12,7 @@
 namespace stories {
 namespace {
 
-/// What syslog(3) sends: "<14>Nov 21 23:00:00 program: text".
+/// Parses a message of syslog(3): "<14>Nov 21 23:00:00 program: text".
 LogLine parsed(const std::string& sent) {
     const std::size_t behindPriority = sent.find('>') + 1, text = sent.find(": ") + 2;
     return {std::stoi(sent.substr(1, behindPriority - 2)) & 7, sent.substr(text)};

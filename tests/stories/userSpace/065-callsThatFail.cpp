@@ -1,4 +1,4 @@
-// Story 065: calls fail that a real kernel answers by itself.
+// Story 065: failures of calls that a real kernel always answers itself.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 
@@ -62,7 +62,7 @@ TEST_F(CallsThatFail, InASecondInitialisationLeaveAThreadThatWakesAtOnce) {
     doEvent("driver_gone", "si514");
     EXPECT_EQ(initializeAndCatch(), -52006);
     clear();
-    while (happenings("status_record").empty()) waitS(0.1);  // from here the thread waits for 1.9 s or more
+    while (happenings("status_record").empty()) waitS(0.1);  // from here the thread waits for at least 1.9 s
     clear();
     EXPECT_EQ(applyMetaData("{}"), 0);
     waitS(0.01);

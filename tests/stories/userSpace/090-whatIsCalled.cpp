@@ -1,4 +1,4 @@
-// Story 090: the system calls that each piece of work makes, to the last one.
+// Story 090: the exact system calls of each operation.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 

@@ -1,4 +1,4 @@
-// Story 110: what succeeds allocates nothing.
+// Story 110: success paths allocate nothing.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 
@@ -7,7 +7,7 @@
 #include "tests/stories/userSpace/controller.h"
 
 #ifdef HALVEX_SANITIZER
-// A sanitizer counts and owns the allocations itself.
+// A sanitizer intercepts the allocations itself.
 #else
 
 extern "C" {
@@ -45,7 +45,7 @@ class WhatIsAllocated : public stories::UserSpaceController {
 protected:
     template <typename Work>
     long allocationsOf(Work&& work) {
-        work();  // once, so that what is made on first use is made
+        work();  // once, for everything allocated on first use
         const long before = g_allocations;
         work();
         return g_allocations - before;
@@ -90,7 +90,7 @@ TEST_F(WhatIsAllocated, IsNothingWhenTheTimeIsReadOrTheRateIsReadOrSet) {
 TEST_F(WhatIsAllocated, IsNothingInAnAlignmentIterationAfterItHasBegun) {
     switchOn();
     initialize();
-    // A thread and its future are made for each step; what the alignment then does must not depend on its iterations.
+    // A step allocates a thread and its future; the alignment's allocations must not depend on its iterations.
     const auto stepAndSettle = [&](std::int64_t offsetNs) {
         zuqxmtk_snapTime(offsetNs, &status_);
         waitS(0.3);

@@ -1,4 +1,4 @@
-// Story 120: every step falls short by 1.5 us; what single steps come to, and what doubling every other one does.
+// Story 120: every step falls short by 1.5 us; compares single steps with doubling every other one.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 
@@ -17,7 +17,7 @@ using halvexTimekeeper::EpochAlignment;
 using halvexTimekeeper::EpochDeviceInterface;
 using halvexTimekeeper::EpochDevices;
 
-/// A slave that gives up after a number of epochs and, when asked to, takes every step single.
+/// A slave that gives up after a number of epochs and optionally takes only single steps.
 class PatientSlave final : public EpochDeviceInterface {
 public:
     PatientSlave(EpochDeviceInterface& slave, bool takesSingleSteps)
@@ -55,7 +55,7 @@ private:
 
 class StepsThatFallShort : public stories::UserSpaceController {
 protected:
-    /// In how many of a thousand seeds one I210 comes within 100 ns in a hundred epochs.
+    /// Number of seeds out of a thousand for which one I210 comes within 100 ns in a hundred epochs.
     int countConverged(bool takesSingleSteps) {
         int converged = 0;
         for (std::uint64_t seed = 1; seed <= 1000; ++seed) {

@@ -1,6 +1,5 @@
-// Story 130: a request on a PTP clock fails once, its descriptor is closed and its number kept; another clock is opened
-// anew and gets that number. What follows is kept on purpose, and what a host can do about it.
-// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+// Story 130: a failed request on a PTP clock closes its descriptor and keeps the number, which another clock then gets.
+// The library keeps this on purpose; a host can recover. SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 
 #include "tests/stories/userSpace/controller.h"
@@ -11,7 +10,7 @@ class ANumberThatOutlivesItsDescriptor : public stories::UserSpaceController {
 protected:
     static constexpr std::int64_t kOneYearNs = 365LL * 86'400 * 1'000'000'000;
 
-    /// enp1s0 loses its descriptor, enp2s0 is opened with its number.
+    /// enp1s0 loses its descriptor, enp2s0 is reopened with its number.
     void shareOneNumber() {
         switchOn(R"(
 [[fault]]

@@ -1,4 +1,4 @@
-// Story 140: the host cancels the threads that call.
+// Story 140: the host cancels its calling threads.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 #include <pthread.h>
@@ -14,7 +14,7 @@ class ACancelledHost : public stories::Controller {
 protected:
     using Call = std::function<void(zuerr_Status*)>;
 
-    /// Makes a call on a thread whose cancellation is pending; whether the thread came back from it.
+    /// Makes a call on a thread with a pending cancellation; returns whether the call returned.
     bool comesBack(Call call, std::int32_t code = 0) {
         struct Cancelled {
             Call call;

@@ -1,4 +1,4 @@
-// The board that is linked into the program, as only its own stories see it: every call, and the whole trace.
+// The linked board as only its own stories use it: every call, and the whole trace.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 

@@ -1,4 +1,4 @@
-// Stories on the board that is linked into the program.
+// Backend for stories on the board linked into the program.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <memory>
 #include <stdexcept>
@@ -92,7 +92,7 @@ public:
 private:
     board_config config_{};
     std::unique_ptr<halvexboard::LinkedBoard> board_;
-    std::vector<std::string> sources_;  ///< Of the children that lived when the trace was cleared.
+    std::vector<std::string> sources_;  ///< Of children running when the trace was cleared.
 };
 
 }  // namespace

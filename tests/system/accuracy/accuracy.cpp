@@ -1,5 +1,5 @@
-// An hour on the virtual controller: how far every clock truly is from the master, second by second, as numbers and as
-// a picture. Writes the picture (SVG) to the file named by its argument; exits with 1 when a clock leaves its range.
+// An hour on the virtual controller: the true difference of every clock to the master, second by second, as numbers and
+// as a picture. Writes the picture (SVG) to the file named by its argument; exits with 1 if a clock leaves its range.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <algorithm>
 #include <cmath>
@@ -24,7 +24,7 @@ constexpr double kPi = 3.14159265358979;
 
 struct Series {
     const char* name;
-    std::int64_t limitNs;  ///< Every sample must stay within.
+    std::int64_t limitNs;  ///< Bound of every sample.
     std::int64_t rangeNs;  ///< Half the width of the picture.
     std::vector<std::int64_t> samples;
 };
@@ -45,7 +45,7 @@ void call(Function&& function) {
     require(status->code == 0, status.getText());
 }
 
-/// Two I210s with the loss of a step as measured on such hardware, an oscillator in a room that warms and cools.
+/// Two I210s with a step loss as measured on such hardware, and an oscillator in a room that warms and cools.
 void switchOn() {
     for (const char* const command :
          {"off", "defaults", "interface enp2s0", "interface enp1s0", "set crystal_error_ppt 3000000",
@@ -110,14 +110,14 @@ void drawAll(const char* path, const std::vector<Series>& all) {
 }  // namespace
 
 int main(int, char** arguments) {
-    // The system clock is followed in software, over a loop of a second, while the oscillator changes below it.
+    // The system clock is disciplined in software with a loop of one second, while the oscillator changes.
     std::vector<Series> all = {
         {"fpga", 100, 120, {}}, {"enp1s0", 100, 120, {}}, {"enp2s0", 100, 120, {}}, {"realtime", 100'000, 3'000, {}}};
     switchOn();
     call([](zuerr_Status* status) { zuqxmtk_initialize(status); });
     waitS(30.5);
     for (int second = 0; second < kSeconds; ++second) {
-        // +-1 ppm over twenty minutes; the host corrects what it can know, to 100 ppb.
+        // +-1 ppm over twenty minutes; the host corrects the known part, to 100 ppb.
         const double driftPpb = 3000 + 1000 * std::sin(2 * kPi * second / 1200.0);
         if (second % 10 == 0)
             require(control("event crystal board " + std::to_string(std::lround(driftPpb * 1000))), "crystal");
@@ -129,7 +129,7 @@ int main(int, char** arguments) {
             call([&](zuerr_Status* status) { zuqxmtk_snapTime((second / kStepEveryS % 5 - 2) * 1000, status); });
         waitS(1);
         const systemtest::Truth truth = systemtest::readTruth();
-        // A pulse that was lost delays the alignment by a second: such a sample shows it.
+        // A lost pulse delays the alignment by a second; such a sample shows it.
         for (Series& series : all) series.samples.push_back(truth[series.name].differenceNs);
         systemtest::takeJournal();
     }
@@ -141,7 +141,7 @@ int main(int, char** arguments) {
         print(series);
         const auto outside = std::count_if(series.samples.begin(), series.samples.end(),
                                            [&](std::int64_t sample) { return std::abs(sample) > series.limitNs; });
-        // At most one sample in a thousand, for pulses that were lost.
+        // At most one sample in a thousand, for lost pulses.
         isInside = isInside && outside <= kSeconds / 1000;
     }
     drawAll(arguments[1], all);

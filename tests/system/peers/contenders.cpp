@@ -1,4 +1,4 @@
-// Who keeps the clocks in a run: the library in a host of its own, or the programs of linuxptp.
+// The contenders of a run: the library in its own host, or the linuxptp programs.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/system/peers/contenders.h"
 
@@ -24,9 +24,8 @@ constexpr const char* kPhc2sys = "/usr/local/tarnesk/share/Horlix/TimeKeepers/ph
 constexpr const char* kSettings = "/tmp/ts2phc.conf";
 constexpr std::int64_t kCloseNs = 1'000'000;
 
-/// Both edges are stamped, as an I210 does it; ts2phc drops the falling one, by CLOCK_REALTIME and the
-/// width of the pulse. All else is as linuxptp has it: pulses of 500 ms, a PI servo, one step at the start for more
-/// than 20 us.
+/// An I210 stamps both edges; ts2phc drops the falling one by CLOCK_REALTIME and the pulse width. Otherwise linuxptp's
+/// defaults: pulses of 500 ms, a PI servo, one initial step above 20 us.
 constexpr const char* kSettingsText =
     "[global]\n"
     "use_syslog 0\n"
@@ -141,7 +140,7 @@ void Linuxptp::look(const systemtest::Truth& truth) {
     if (!isFollowed_ && std::abs(truth["enp1s0"].differenceNs) < kCloseNs) startPhc2sys();
 }
 
-/// As the library starts it.
+/// With the library's arguments.
 void Linuxptp::startPhc2sys() {
     isFollowed_ = true;
     startProgram({kPhc2sys, "-O", "0", "-l", "4", "-c", "CLOCK_REALTIME", "-F", "0.000001", "-s", "enp1s0"});

@@ -1,4 +1,4 @@
-// Who keeps the clocks in a run: the library in a host of its own, or the programs of linuxptp.
+// The contenders of a run: the library in its own host, or the linuxptp programs.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -11,13 +11,13 @@
 
 namespace peers {
 
-/// What processes have used up so far.
+/// Resources that processes have used so far.
 struct Usage {
     double cpuMs = 0;
-    long wakeUps = 0;  ///< Times that one of their threads has waited.
+    long wakeUps = 0;  ///< Number of waits of all threads.
 };
 
-/// Starts processes, and ends them when it goes. Threads: one.
+/// Starts processes, and ends them on destruction. Threads: one.
 class Contender {
 public:
     Contender() = default;
@@ -26,7 +26,7 @@ public:
     virtual ~Contender();
 
     virtual void start() = 0;
-    /// Called ten times a second; for those that are started one after the other.
+    /// Called ten times a second; for contenders that start their processes one after the other.
     virtual void look(const systemtest::Truth&) {}
 
     virtual Usage usage() const;
@@ -37,12 +37,12 @@ protected:
     std::vector<pid_t> processes_;
 };
 
-/// The library in a process that calls zuqxmtk_initialize and then only waits.
+/// The library in a process that calls zuqxmtk_initialize and then waits.
 class Library : public Contender {
 public:
     ~Library() override;
     void start() override;
-    Usage usage() const override;  ///< With the phc2sys that the library has started.
+    Usage usage() const override;  ///< Includes the library's phc2sys.
 };
 
 /// ts2phc on both I210s, and phc2sys on the first.
@@ -55,7 +55,7 @@ public:
 private:
     void startPhc2sys();
 
-    bool isStartedTogether_;  ///< Else phc2sys waits until ts2phc has brought the clock that it reads to the master.
+    bool isStartedTogether_;  ///< Otherwise phc2sys waits until ts2phc has aligned its source to the master.
     bool isFollowed_ = false;
 };
 

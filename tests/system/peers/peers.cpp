@@ -1,5 +1,5 @@
-// From a cold start to clocks that agree, in the virtual machine: the library and the programs of linuxptp on the same
-// boards. Usage: peers SECONDS SEEDS >RESULTS; one JSON object a line: a run each, and last what a reading costs.
+// From a cold start to aligned clocks in the virtual machine: the library and the linuxptp programs on the same boards.
+// Usage: peers SECONDS SEEDS >RESULTS; one JSON object per line: one per run, and last the cost of a reading.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <algorithm>
 #include <cstdio>
@@ -23,12 +23,12 @@ using systemtest::control;
 constexpr double kLookEveryS = 0.1;
 constexpr double kSteadyFromS = 60;
 constexpr std::int64_t kGoalNs = 100;
-constexpr int kSecondsDrawn = 60;  ///< The beginning goes into the picture.
+constexpr int kSecondsDrawn = 60;  ///< The start goes into the picture.
 
 struct Kind {
     const char* name;
-    std::vector<std::string> clocks;  ///< That the contender can keep, CLOCK_REALTIME last.
-    bool needsPulses;                 ///< One at every second of the master; else the library asks for its own.
+    std::vector<std::string> clocks;  ///< Clocks that the contender disciplines, CLOCK_REALTIME last.
+    bool needsPulses;                 ///< One at every second of the master; otherwise the library requests its own.
     std::unique_ptr<Contender> (*make)();
 };
 
@@ -53,7 +53,7 @@ void require(bool isTrue, const std::string& what) {
     std::exit(1);
 }
 
-/// Every clock somewhere else, by seconds; CLOCK_REALTIME within 100 ms of the master, for ts2phc counts seconds by it.
+/// Clocks seconds apart, CLOCK_REALTIME within 100 ms of the master: ts2phc counts seconds by it.
 void switchOn(int seed, bool needsPulses) {
     control("off");
     std::mt19937_64 random(static_cast<std::uint64_t>(seed));
@@ -86,7 +86,7 @@ void switchOn(int seed, bool needsPulses) {
     systemtest::takeJournal();
 }
 
-/// How far one clock was off, look by look.
+/// Differences of one clock, sample by sample.
 struct Series {
     std::vector<std::int64_t> distancesNs;
 
@@ -95,7 +95,7 @@ struct Series {
 
 struct Run {
     std::map<std::string, Series> clocks;
-    std::vector<long> pulses;  ///< Emitted so far, look by look.
+    std::vector<long> pulses;  ///< Emitted so far, sample by sample.
     peers::Usage atSteady, atEnd;
 };
 
@@ -119,7 +119,7 @@ Run observe(const Kind& kind, Contender& contender, int seconds) {
 
 double secondsOf(std::size_t look) { return static_cast<double>(look + 1) * kLookEveryS; }
 
-/// When the clocks were all inside for the first time, how often from then on, and when for good.
+/// When all clocks were in range for the first time, how often from then on, and when for good.
 std::string arrival(const Run& run, const std::vector<std::string>& clocks) {
     const std::size_t looks = run.pulses.size();
     std::size_t first = looks, inside = 0, settled = 0;
@@ -144,7 +144,7 @@ std::string arrival(const Run& run, const std::vector<std::string>& clocks) {
     return json + "}";
 }
 
-/// Of the steady part: median, 99 of 100, worst.
+/// The steady part: median, 99th percentile, worst.
 std::string steady(const Series& series) {
     std::vector<std::int64_t> sorted(
         series.distancesNs.begin() + static_cast<std::ptrdiff_t>(kSteadyFromS / kLookEveryS), series.distancesNs.end());
@@ -155,7 +155,7 @@ std::string steady(const Series& series) {
     return text;
 }
 
-/// The worst clock of the board and CLOCK_REALTIME, of every look of the beginning.
+/// The worst board clock and CLOCK_REALTIME for every sample of the start.
 std::string beginning(const Kind& kind, const Run& run) {
     std::string json = "[";
     for (std::size_t look = 0; look < run.pulses.size() && secondsOf(look) <= kSecondsDrawn; ++look) {

@@ -1,4 +1,4 @@
-// What one reading of a clock costs: phc_ctl of linuxptp, and the library.
+// The cost of one clock reading: phc_ctl of linuxptp, and the library.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/system/peers/readings.h"
 
@@ -19,7 +19,7 @@
 namespace peers {
 namespace {
 
-constexpr int kMore = 1000;  ///< Readings in one process, beyond the first.
+constexpr int kMore = 1000;  ///< Further readings in one process.
 
 struct Cost {
     double wallUs = 0;
@@ -34,7 +34,7 @@ double nowUs(clockid_t clock) {
 
 double usOf(const timeval& time) { return static_cast<double>(time.tv_sec) * 1e6 + static_cast<double>(time.tv_usec); }
 
-/// One process from fork to its end.
+/// One process from fork to exit.
 Cost costOfProgram(std::vector<const char*> words) {
     words.push_back(nullptr);
     const double begin = nowUs(CLOCK_MONOTONIC_RAW);
@@ -56,7 +56,7 @@ Cost costOfProgram(std::vector<const char*> words) {
     return {nowUs(CLOCK_MONOTONIC_RAW) - begin, usOf(used.ru_utime) + usOf(used.ru_stime)};
 }
 
-/// One call among many in a host that lives on.
+/// One of many calls in a running host.
 Cost costOfCall() {
     testsupport::StatusHolder status;
     zuqxmtk_initialize(status.get());
@@ -83,7 +83,7 @@ std::string measureReadings() {
     const std::vector<const char*> phcCtl = {"/bin/phc_ctl", "/dev/ptp0", "get"};
     std::vector<const char*> many = phcCtl;
     many.insert(many.end(), kMore, "get");
-    costOfProgram(phcCtl);  // its pages are in memory from now on
+    costOfProgram(phcCtl);  // warms up its pages
     const Cost one = costOfProgram(phcCtl), all = costOfProgram(many);
     const Cost further{(all.wallUs - one.wallUs) / kMore, (all.cpuUs - one.cpuUs) / kMore};
     const Cost companion = costOfProgram({"/bin/halvexctl", "get"});

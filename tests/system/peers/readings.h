@@ -1,4 +1,4 @@
-// What one reading of a clock costs: phc_ctl of linuxptp, and the library.
+// The cost of one clock reading: phc_ctl of linuxptp, and the library.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -6,7 +6,7 @@
 
 namespace peers {
 
-/// A JSON object. The board is on; nothing else keeps its clocks.
+/// Returns a JSON object. The board must be on, with nothing else disciplining its clocks.
 std::string measureReadings();
 
 }  // namespace peers

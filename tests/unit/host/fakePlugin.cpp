@@ -58,7 +58,7 @@ void report(zuerr_Status* status, std::int32_t code, const std::string& json) {
     }
 }
 
-/// Journals the call; false when it has to stop with what `status` then holds.
+/// Journals the call; returns false if it must stop with the error in `status`.
 bool enter(const char* function, const std::string& call, zuerr_Status* status, bool needsInitialized = true) {
     record(call);
     if (status->code < 0) {

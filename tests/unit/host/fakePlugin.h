@@ -8,7 +8,7 @@
 
 namespace fakeplugin {
 
-/// One failure to come: the `call`-th call of `function` from now on ends with `code` and `json`.
+/// A planned failure: the `call`-th call of `function` from now on fails with `code` and `json`.
 struct Failure {
     std::string function;
     int call = 1;
@@ -16,11 +16,11 @@ struct Failure {
     std::string json;
 };
 
-/// Reached through the library's own symbol `fakePlugin_state`. The clock follows CLOCK_MONOTONIC_RAW at `ratePpb` and
-/// is stepped by snapTime, which loses `stepLossNs`. A status below 0 stops a call, as the real library does it.
+/// Accessible through the library's own symbol `fakePlugin_state`. The clock follows CLOCK_MONOTONIC_RAW at `ratePpb`
+/// and is stepped by snapTime, which loses `stepLossNs`. A status below 0 stops a call, as in the real library.
 struct State {
     bool initialized = false;
-    bool dropsSteps = false;  ///< As when the devices are busy: no error and no step.
+    bool dropsSteps = false;  ///< Like busy devices: no error and no step.
     std::int64_t offsetNs = 1'700'000'000'000'000'000;
     std::int64_t stepLossNs = 0;
     std::int64_t ratePpb = 0;
@@ -34,7 +34,7 @@ struct State {
 using StateFunction = State* (*)();
 inline constexpr const char* kStateFunction = "fakePlugin_state";
 
-/// Environment of a program that loads the library: "FUNCTION:CALL:CODE,..." and the file that receives the journal.
+/// Environment variables for a program that loads the library: "FUNCTION:CALL:CODE,..." and the journal's file.
 inline constexpr const char* kFailuresVariable = "FAKE_PLUGIN_FAILURES";
 inline constexpr const char* kJournalVariable = "FAKE_PLUGIN_JOURNAL";
 

@@ -1,3 +1,3 @@
-// A library that is no timekeeper: one of the twelve functions and no more.
+// A library that is not a timekeeper: it has only one of the twelve functions.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 extern "C" __attribute__((visibility("default"))) unsigned zuqxmtk_getAPIVersion() { return 2; }

@@ -1,4 +1,4 @@
-// Tests of the program itself, run as a child with a stand-in for the library: exit codes, streams, signals.
+// Tests of the program as a child process with a fake library: exit codes, streams, signals.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -48,7 +48,7 @@ protected:
         return finish(program);
     }
 
-    /// Waits until the child has called `function` of the library; its journal is the only sign of it.
+    /// Waits until the child has called `function` of the library; polls its journal.
     void awaitCall(const std::string& function) {
         for (int attempt = 0;
              attempt < 5'000 && fileContents(directory_ / "journal").find(function) == std::string::npos; ++attempt) {

@@ -1,4 +1,4 @@
-// The names under which drivers publish their interfaces.
+// Identifiers under which drivers publish their interfaces.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "interfaces/interfaceIdentifiers.h"
 

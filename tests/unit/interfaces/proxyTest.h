@@ -1,4 +1,4 @@
-// What the tests of the two driver proxies share: an open proxy on a driver that keeps a journal.
+// Shared by the tests of the two driver proxies: an open proxy on a driver that keeps a journal.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -34,15 +34,15 @@ inline Bytes argumentInput(std::uint64_t argument, std::int32_t callerStatus) {
     return bytes;
 }
 
-/// One method of a proxy, as the driver's contract has it.
+/// One method of a proxy, as in the driver's contract.
 template <typename Proxy>
 struct MethodContract {
     std::string name;
     unsigned long request;
-    std::uint64_t line;  ///< Where the driver's status is reported from.
+    std::uint64_t line;  ///< Source line reported with the driver's status.
     bool hasArgument;
     bool hasResult;
-    /// Calls the method, with its argument if it has one; returns what the method returned, and stores a result.
+    /// Calls the method, with its argument if it has one; returns its result, and stores a value.
     std::function<std::int64_t(Proxy& proxy, std::uint64_t argument, std::uint64_t* result, PlatStatus* status)> call;
 
     friend std::ostream& operator<<(std::ostream& stream, const MethodContract& method) {

@@ -1,4 +1,4 @@
-// Error information written in place, member by member, whatever the buffer does.
+// Error information written in place, with well- and ill-behaved buffers.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuerr/errorInformation.h"
 
@@ -25,7 +25,7 @@ bool limitedReallocJson(zuerr_Status* status, std::uint32_t size) {
     return exactReallocJson(status, size);
 }
 
-/// Grows, and leaves whatever the memory held behind the text, old end mark included.
+/// Grows without clearing the memory behind the text, old end mark included.
 bool carelessReallocJson(zuerr_Status* status, std::uint32_t size) {
     if (size == 0) return exactReallocJson(status, 0);
     if (size <= status->capacity) return true;
@@ -38,7 +38,7 @@ bool carelessReallocJson(zuerr_Status* status, std::uint32_t size) {
     return true;
 }
 
-/// Grows, and loses the text on the way.
+/// Grows and loses the text.
 bool forgetfulReallocJson(zuerr_Status* status, std::uint32_t size) {
     const bool grown = exactReallocJson(status, size);
     if (grown && size > 4) {
@@ -207,7 +207,7 @@ TEST(ErrorInformation, AsksForNoMoreThan32BitsCanTell) {
         return size <= 4;
     };
     char buffer[8] = {'{', '}', 0, 0, 'J'};
-    for (const std::uint32_t capacity : {0x80000000U, 0x80000001U}) {  // of a host that claims more than it shows
+    for (const std::uint32_t capacity : {0x80000000U, 0x80000001U}) {  // of a host that overstates its buffer
         zuerr_Status status{0, capacity, refuse, buffer};
         ErrorInformation information(status);
         information.addSigned("a", 1);
@@ -236,7 +236,7 @@ TEST(ErrorInformation, LaysOutAnEmptyObjectBehindACarelessGrowthFunction) {
 }
 
 TEST(ErrorInformation, FindsFreeSpaceUpToTheEndMarkOnly) {
-    char buffer[32] = {'{', '}', 0, 0, 0, 'J'};  // the mark stands at byte 5 of 32
+    char buffer[32] = {'{', '}', 0, 0, 0, 'J'};  // the mark is at byte 5 of 32
     zuerr_Status status{0, sizeof buffer, [](zuerr_Status*, std::uint32_t) { return true; }, buffer};
     ErrorInformation information(status);
     information.addSigned("a", 1);

@@ -1,4 +1,4 @@
-// What an error carries and how it is raised.
+// Contents of an error and raising it.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuerr/exception.h"
 

@@ -142,8 +142,8 @@ TEST(StatusText, StaysWhenTheBufferCannotGrow) {
     }
 }
 
-#ifndef HALVEX_THREAD_SANITIZER  // which would take notes of each of the two thousand million bytes
-/// A readable text of any length: one piece of a file in memory, mapped again and again.
+#ifndef HALVEX_THREAD_SANITIZER  // which would shadow each of the two thousand million bytes
+/// A readable text of any length: one piece of a memory file, mapped repeatedly.
 class EndlessText {
 public:
     explicit EndlessText(std::size_t length) : size_((length / kPieceSize + 1) * kPieceSize) {

@@ -19,13 +19,13 @@ std::string print(const cJSON* item) {
     return copy;
 }
 
-/// The item that a reader's lookup leads to.
+/// The item that a lookup makes current.
 cJSON* found(ObjectReader& reader, const char* key) {
     reader.find(key);
     return *reader.current;
 }
 
-// cJSON's memory, of which the Nth piece asked for can be missing.
+// cJSON's allocations, of which the Nth can fail.
 int g_piecesLeft = -1;
 
 void* mallocWhileAnyIsLeft(std::size_t size) {

@@ -11,13 +11,13 @@
 namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000 {
 namespace {
 
-/// A record whose every byte was something else before it was made.
+/// A record constructed over memory with other contents.
 struct PlatStatusTest : testing::Test {
     PlatStatusTest() {
         std::memset(memory, 0xA5, sizeof memory);
         status = new (memory) PlatStatus;
     }
-    /// What a program that knows only the first two fields would hand over.
+    /// As from a program that knows only the first two fields.
     void declareSmaller() { status->structureSize = sizeof(PlatStatus) - 1; }
 
     alignas(PlatStatus) unsigned char memory[sizeof(PlatStatus)];

@@ -1,4 +1,4 @@
-// A program that knows nothing of the board: each word on its command line makes it do one thing.
+// A program unaware of the board: each argument makes it do one thing.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fcntl.h>
 #include <sys/timex.h>

@@ -1,4 +1,4 @@
-// Tests of halvexboard as a user meets it: programs run on the board, traces, messages, exit codes.
+// Tests of halvexboard as a user runs it: programs on the board, traces, messages, exit codes.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -27,7 +27,7 @@ protected:
         std::string text;
     };
 
-    /// A shell command; what it wrote to both of its outputs.
+    /// Runs a shell command; captures both of its outputs.
     static Result shell(const std::string& command) {
         FILE* const pipe = popen(("{ " + command + "; } 2>&1").c_str(), "r");
         std::string text;
@@ -65,7 +65,7 @@ TEST_F(Launcher, ShowsOrdinaryProgramsTheBoardsFiles) {
 
 TEST_F(Launcher, LeavesProgramsAloneThatDoNotTouchTheController) {
     for (const std::string command :
-         {"ls -l --time-style=full-iso /usr/include",  // its short style depends on what day it is
+         {"ls -l --time-style=full-iso /usr/include",  // its short style depends on the date
           "cat /etc/passwd", "perl -e 'print join(\",\", map { $_ * 2 } 1..5), \"\\n\"; exit 3'",
           "sh -c 'for i in 1 2 3; do echo $i; done | sort -r; exit 4'", "find /etc -maxdepth 1 -name 'p*'",
           "sort /etc/passwd", "head -c 100000 /dev/zero", "env -i /usr/bin/env"}) {

@@ -1,4 +1,4 @@
-// A board switched on for a test: see boardFixture.h.
+// A board switched on for a test.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 

@@ -1,4 +1,4 @@
-// A board's life: switching on, names, and the same life for the same seed.
+// A board's life cycle: switching on, names, determinism by seed.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 
@@ -10,8 +10,7 @@ namespace {
 
 class Life : public BoardFixture {
 protected:
-    /// Some minutes of a board's life that use every source of randomness; everything that can be seen of it as
-    /// numbers.
+    /// Some minutes of a board using every source of randomness; returns all observable values.
     static std::vector<std::int64_t> live(std::uint64_t seed) {
         struct Run : BoardFixture {
             void TestBody() override {}

@@ -1,4 +1,4 @@
-// Clocks: one oscillator, one instant, steps that lose a little.
+// Clocks: one oscillator, one instant, steps that fall short.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 
@@ -164,12 +164,12 @@ TEST_F(Clocks, TruthComesByItselfAtItsInterval) {
     EXPECT_EQ(of(BOARD_HAPPENING_TRUTH).back().happening.raw_ns, kS);
 }
 
-// Why the doubled step matters: steps that lose 1.5 us defeat a loop that always steps by the difference.
+// Why steps are doubled: steps that lose 1.5 us defeat a loop that always steps by the difference.
 
 constexpr int kSeeds = 1000;
 constexpr std::int64_t kToleranceNs = 100;
 
-/// One slave aligned to the master by steps, as a controller's timekeeper would.
+/// One slave aligned to the master by steps, like a timekeeper does.
 class Slave {
 public:
     explicit Slave(std::uint64_t seed) : storage_(std::make_unique<std::uint64_t[]>(board_size() / 8 + 1)) {

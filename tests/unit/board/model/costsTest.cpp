@@ -1,4 +1,4 @@
-// Costs: how long calls take.
+// Costs: durations of calls.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 

@@ -1,4 +1,4 @@
-// Decimal texts, read and written without floating point.
+// Decimal numbers, read and written without floating point.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gtest/gtest.h>
 #include <cstring>

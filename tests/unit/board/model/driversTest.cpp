@@ -1,4 +1,4 @@
-// The Ferrox and FPGA drivers: methods, shapes, records, status codes.
+// The Ferrox and FPGA drivers: methods, layouts, records, status codes.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 

@@ -1,4 +1,4 @@
-// The epoch signal: who stamps it, when, and who misses it.
+// The epoch signal: which clocks stamp it, when, and which miss it.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 
@@ -127,7 +127,7 @@ TEST_F(Epoch, TheQueueKeepsTheNewest127) {
     EXPECT_EQ(board_phc_waiting(on(), kS, 1), 127);
     board_phc_event events[200];
     ASSERT_EQ(board_phc_take(on(), kS, 1, events, 200), 127);
-    // 200 edges, the last 127 of them: a falling edge first, then 63 whole pulses.
+    // The last 127 of 200 edges: a falling edge, then 63 whole pulses.
     EXPECT_GT(events[0].time_ns, rising[36]);
     EXPECT_LT(events[0].time_ns, rising[37]);
     EXPECT_EQ(events[1].time_ns, rising[37]);

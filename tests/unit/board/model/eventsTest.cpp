@@ -1,4 +1,4 @@
-// Events: what happens to the board at its times, in its order.
+// Events: their effect on the board, at their times and in order.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 
@@ -77,7 +77,7 @@ TEST_F(Events, MakeThePulsesOfEverySecondOfTheMasterWhateverItsRateAndSteps) {
         EXPECT_LE(masterNs % kS, 1U) << "at " << pulse.happening.raw_ns;
         seconds.push_back(masterNs / kS - config.start_time_ns / kS);
     }
-    // Neither step repeats a second, and the second one passes over those from 12 to 14.
+    // No step repeats a second, and the second step skips those from 12 to 14.
     EXPECT_EQ(seconds, (std::vector<std::uint64_t>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 15, 16, 17, 18, 19, 20, 21}));
 }
 

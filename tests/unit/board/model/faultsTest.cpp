@@ -23,7 +23,7 @@ protected:
         fault.error = error;
         return fault;
     }
-    // The errors of the next calls, 0 for those that pass.
+    // The errors of the next calls, 0 for success.
     std::vector<int> errors(const board_call& call, int calls) {
         std::vector<int> result;
         for (int at = 0; at < calls; ++at) {

@@ -1,4 +1,4 @@
-// The phc2sys child: command line, life, and what it does to the system clock.
+// The phc2sys child: command line, life cycle, and its effect on the system clock.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 
@@ -217,7 +217,7 @@ TEST_F(Phc2sys, ASuccessorIsNotDrivenByItsPredecessorsTimer) {
     board_child_signal(on(), kS / 2, first, 9);
     ASSERT_EQ(board_child_reap(on(), kS / 2, first, &child), first);
     start(kS / 2);
-    board_advance(on(), 2 * kS);  // the first child would step here, its successor has one sample
+    board_advance(on(), 2 * kS);  // the first child would step here; its successor has only one sample
     EXPECT_EQ(stepsOfPhc2sys(), 0U);
     board_advance(on(), 2 * kS + kS / 2);
     EXPECT_EQ(stepsOfPhc2sys(), 1U);

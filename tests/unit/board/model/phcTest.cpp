@@ -1,4 +1,4 @@
-// PTP hardware clocks: what the kernel grants and what it refuses.
+// PTP hardware clocks: what the kernel accepts and rejects.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 

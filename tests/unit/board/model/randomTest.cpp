@@ -1,4 +1,4 @@
-// Randomness that repeats: streams apart from each other, Gaussian of the right width.
+// Reproducible random numbers: independent streams, Gaussian width.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gtest/gtest.h>
 #include <cmath>

@@ -1,4 +1,4 @@
-// The Si514: texts in and out, and the rate they stand for.
+// The Si514: attribute texts and the resulting rate.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 

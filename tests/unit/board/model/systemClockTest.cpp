@@ -1,4 +1,4 @@
-// The system clock: setting, adjusting, and the kernel's idea of its own error.
+// The system clock: setting, adjusting, and the kernel's error estimate.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 
@@ -80,7 +80,7 @@ TEST_F(SystemClock, RefusesOffsetsAndTicksOutOfRange) {
 TEST_F(SystemClock, RunsAtTheFrequencyAndTickItIsGivenCutToTheKernelsLimits) {
     board_timex timex{};
     timex.modes = BOARD_WIRE_ADJ_FREQUENCY | BOARD_WIRE_ADJ_TICK;
-    timex.freq = std::int64_t{900} << 16;  // cut to 500 ppm
+    timex.freq = std::int64_t{900} << 16;  // clamped to 500 ppm
     timex.tick = 10'001;                   // and 100 ppm more
     ASSERT_GE(board_system_adjtime(on(), 0, &timex), 0);
     EXPECT_EQ(timex.freq, 32'768'000);

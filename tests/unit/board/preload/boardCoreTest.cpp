@@ -1,4 +1,4 @@
-// Tests of injected faults as a program meets them: errno, short counts, delays, driver statuses.
+// Tests of injected faults as a program sees them: errno, short counts, delays, driver statuses.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <glob.h>
 #include <sys/select.h>

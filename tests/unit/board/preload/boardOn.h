@@ -1,4 +1,4 @@
-// A board that is on for the length of a test, and the few words that tests of the shims share.
+// A board that is on for one test, and helpers of the shim tests.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -24,7 +24,7 @@ namespace boardtest {
 inline constexpr std::uint64_t kSecond = 1'000'000'000;
 inline constexpr std::uint64_t kMillisecond = 1'000'000;
 
-/// Two I210s, the second listed first; the loopback and somebody else's card beside them.
+/// Two I210s, the second listed first; beside them the loopback and a foreign card.
 inline constexpr const char* kScenario = R"(
 seed = 7
 [ferrox]
@@ -63,7 +63,7 @@ protected:
     std::unique_ptr<halvexboard::LinkedBoard> board_;
 };
 
-/// A descriptor for the length of a scope.
+/// A descriptor closed at scope exit.
 class Fd {
 public:
     explicit Fd(int fd) : fd_(fd) {}
@@ -89,7 +89,7 @@ inline timespec after(clockid_t clock, std::uint64_t ns) {
     return {static_cast<time_t>(at / kSecond), static_cast<long>(at % kSecond)};
 }
 
-/// One method of a driver node, buffers and block built as a program builds them. 0 or the errno.
+/// One method of a driver node, with buffers and block built as a program builds them. Returns 0 or the errno.
 struct DriverCall {
     std::uint64_t result = 0;
     std::int32_t status = 0;

@@ -1,4 +1,4 @@
-// Tests of the board's descriptors: real ones, shared by duplicates, forgotten when they are closed.
+// Tests of the board's descriptors: real ones, shared by duplicates, removed on close.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <sys/resource.h>
 #include <sys/stat.h>

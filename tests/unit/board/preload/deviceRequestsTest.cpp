@@ -1,4 +1,4 @@
-// Tests of the two driver nodes: every method through the raw request, with the buffers as they lie in memory.
+// Tests of the two driver nodes: every method by raw request, with buffers byte for byte.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <sys/mman.h>
 

@@ -1,4 +1,4 @@
-// Tests of the deterministic scheduler: equal seeds make equal runs, whatever the threads do to each other.
+// Tests of the deterministic scheduler: equal seeds give equal runs, whatever the threads do.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <sys/timex.h>
 #include <atomic>
@@ -17,7 +17,7 @@ namespace {
 
 class SchedulerRuns : public BoardOn {
 protected:
-    /// Several threads read, step and wait, all over each other.
+    /// Several threads read, step and wait, interleaved.
     std::string play(std::uint64_t seed) {
         switchOn("", seed);
         {

@@ -1,4 +1,4 @@
-// Tests of the program's clocks on the board: one private system clock, monotonic clocks that follow virtual time.
+// Tests of the program's clocks on the board: a private system clock, monotonic clocks on virtual time.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <sys/time.h>
 #include <sys/timex.h>

@@ -85,7 +85,7 @@ TEST_F(Children, ForkedFromHereLeaveTheBoardAlone) {
     const Fd ptp(open("/dev/ptp0", O_RDWR));
     const std::size_t lines = board_->trace().size();
     const pid_t pid = fork();
-    if (pid == 0) {  // with a table of descriptors of its own
+    if (pid == 0) {  // with its own descriptor table
         close(ptp);
         _exit(open("/dev/null", O_RDWR) == ptp && write(ptp, "x", 1) == 1 ? 4 : 5);
     }

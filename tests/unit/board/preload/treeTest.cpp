@@ -1,4 +1,4 @@
-// Tests of the board's files: found at their paths, listed, read and written as the real ones are.
+// Tests of the board's files: looked up, listed, read and written like the real ones.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <dirent.h>
 #include <glob.h>

@@ -1,4 +1,4 @@
-// Tests of waiting in virtual time: every way in which threads of a program wait for time or for each other.
+// Tests of waiting in virtual time: all ways in which threads wait for time or for each other.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <poll.h>
 #include <pthread.h>
@@ -26,7 +26,7 @@ class Waiting : public BoardOn {
 protected:
     Waiting() { switchOn(); }
 
-    /// Virtual time that `action` takes.
+    /// Virtual time spent by `action`.
     template <typename Action>
     static std::uint64_t spanOf(Action&& action) {
         const std::uint64_t before = now(CLOCK_MONOTONIC);

@@ -1,4 +1,4 @@
-// A scenario as commands of the kernel's board: what differs from the defaults, and nothing else.
+// A scenario as commands of the kernel's board: the differences to the defaults, and nothing else.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/scenario/kernelCommands.h"
 

@@ -1,4 +1,4 @@
-// Quantities as people write them.
+// Quantities in human notation.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/scenario/quantity.h"
 

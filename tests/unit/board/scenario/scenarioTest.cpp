@@ -1,4 +1,4 @@
-// Scenario files: what each key means, and how mistakes are reported.
+// Scenario files: the meaning of each key, and how mistakes are reported.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/scenario/scenario.h"
 
@@ -285,7 +285,7 @@ TEST(Scenario, EveryKindOfEventAndItsKeysAreDocumented) {
     }
 }
 
-// The ready-made scenarios: all of them load, and the ones others rely on say what they are relied on for.
+// The built-in scenarios: all of them load, and those that other tests rely on have the expected contents.
 
 Scenario readyMade(const std::string& name) { return loadScenario(BOARD_SCENARIOS "/" + name); }
 

@@ -1,4 +1,4 @@
-// Building one JSON object in a borrowed buffer.
+// Building one JSON object in the caller's buffer.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/trace/jsonLine.h"
 

@@ -1,4 +1,4 @@
-// One happening, one line: its members for every kind.
+// One happening as a line: the members of every kind.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/trace/traceLine.h"
 
@@ -18,7 +18,7 @@
 namespace halvexboard {
 namespace {
 
-/// A board whose happenings become lines.
+/// A board that formats its happenings as lines.
 class TraceLine : public ::testing::Test {
 protected:
     TraceLine() {

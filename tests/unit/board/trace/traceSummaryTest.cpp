@@ -1,4 +1,4 @@
-// Summing a trace up: the table and the verdict.
+// Summarising a trace: the table and the verdict.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/trace/traceSummary.h"
 

@@ -1,4 +1,4 @@
-// Tests of reading the words of a command line into commands.
+// Tests of parsing the words of a command line into commands.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/cli/command.h"
 
@@ -28,7 +28,7 @@ std::string refusal(std::vector<std::string> words, bool yes = false) {
     }
 }
 
-/// A file that is gone when the test is over.
+/// A file removed at scope exit.
 class ScratchFile {
 public:
     explicit ScratchFile(const std::string& contents) : path_(testing::TempDir() + "halvexctl-command-test.json") {

@@ -1,4 +1,4 @@
-// Tests of the completion, by the shells themselves.
+// Tests of the completion scripts, run by the shells themselves.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/cli/completion.h"
 
@@ -35,7 +35,7 @@ std::vector<std::string> linesOf(const ProgramRun& shell) {
     return words;
 }
 
-/// What a shell prints that has read its script of completions, then `commands`.
+/// The output of a shell that has sourced its completion script and then runs `commands`.
 std::vector<std::string> printedBy(const std::vector<std::string>& shell, const std::string& before,
                                    const std::string& commands) {
     std::vector<std::string> words = shell;
@@ -46,7 +46,7 @@ std::vector<std::string> printedBy(const std::vector<std::string>& shell, const 
     return linesOf(run);
 }
 
-/// What is offered after the words of `line`, the last of which (possibly empty) is being typed.
+/// The completions offered for the last (possibly empty) word of `line`.
 std::vector<std::string> completionsOf(const std::string& line) {
     return printedBy({"/bin/bash", "--norc", "-c"}, "",
                      "COMP_WORDS=(" + line +
@@ -54,7 +54,7 @@ std::vector<std::string> completionsOf(const std::string& line) {
                          "_halvexctl\nprintf '%s\\n' \"${COMPREPLY[@]}\"\n");
 }
 
-/// The same by zsh, whose own functions print what they are given.
+/// The same in zsh, whose own functions print their arguments.
 std::vector<std::string> completionsByZsh(const std::string& line, const std::string& prefix = "") {
     return printedBy({"/bin/zsh", "-f", "-c"},
                      "compdef() { : }\n_files() { print files }\n_message() { print text }\n"

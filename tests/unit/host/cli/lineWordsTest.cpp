@@ -1,4 +1,4 @@
-// Tests of cutting a line of input into words.
+// Tests of splitting a line of input into words.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/cli/lineWords.h"
 

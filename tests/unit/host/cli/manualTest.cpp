@@ -1,4 +1,4 @@
-// Tests of the manual's lists, by the formatter that manual pages are read with.
+// Tests of the manual's lists, with the formatter for manual pages.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/cli/manual.h"
 

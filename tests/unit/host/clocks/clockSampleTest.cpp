@@ -1,4 +1,4 @@
-// Tests of what is made of one look at the clocks: differences, alarms and the three ways to show them.
+// Tests of clock samples: differences, alarms and the three output formats.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/clocks/clockSample.h"
 

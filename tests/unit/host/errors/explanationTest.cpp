@@ -1,4 +1,4 @@
-// Tests of the verb explain and of the catalogue behind it, which must know every error site of the library.
+// Tests of the verb explain and of its catalogue, which must contain every error site of the library.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/errors/explanation.h"
 
@@ -19,7 +19,7 @@ namespace {
 
 using testing::HasSubstr;
 
-/// The library's sources, joined: error sites are data in them.
+/// The library's sources, joined; their error sites are data.
 std::vector<std::string> librarySources() {
     std::vector<std::string> sources;
     for (const char* folder : {"zuerr", "zuplat", "zujsonlh", "interfaces", "source"}) {

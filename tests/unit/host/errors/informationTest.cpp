@@ -1,4 +1,4 @@
-// Tests of reading error information for people.
+// Tests of formatting error information for people.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/errors/information.h"
 

@@ -1,4 +1,4 @@
-// Tests of the doctor's checks on facts made up here, and of the choice of interfaces.
+// Tests of the doctor's checks on made-up facts, and of the choice of interfaces.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/inspect/doctor.h"
 
@@ -52,7 +52,7 @@ Finding found(const ControllerFacts& facts, const std::string& check) {
 
 class Doctor : public testing::Test {
 protected:
-    /// That `check` says so, and that no other check is worse than a warning unless it is among `also`.
+    /// Expects this result of `check`, and no other check worse than a warning unless it is in `also`.
     void expect(const std::string& check, Health health, const std::string& text, std::set<std::string> also = {}) {
         const Finding finding = found(facts_, check);
         EXPECT_EQ(finding.health, health) << finding.text;

@@ -13,7 +13,7 @@
 namespace halvexctl {
 namespace {
 
-/// A stream that collects what is written to it.
+/// A stream that captures its output.
 class TextStream {
 public:
     TextStream() : stream_(::open_memstream(&text_, &length_)) {}

@@ -1,4 +1,4 @@
-// Tests of the log lines kept for a record.
+// Tests of collecting log lines for a record.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

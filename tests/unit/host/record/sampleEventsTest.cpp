@@ -1,4 +1,4 @@
-// Tests of what is noticed between two samples.
+// Tests of events detected between two samples.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -39,7 +39,7 @@ protected:
         return found;
     }
 
-    /// What is noticed as the port becomes `worse`, and as it becomes well again.
+    /// Expects these events when the port turns `worse`, and when it recovers.
     void expectBoth(const ClockSample& worse, const std::string& bad, const std::string& good) {
         const Sample well = sampleOf(clock("enp1s0")), ill = sampleOf(worse);
         EXPECT_THAT(names(eventsBetween(&well, ill)), ElementsAre(bad));

@@ -1,4 +1,4 @@
-// Tests of finding alignment runs in what a trace or a log shows.
+// Tests of finding alignment runs in a trace or a log.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

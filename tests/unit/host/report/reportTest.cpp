@@ -1,4 +1,4 @@
-// Tests of reading records and traces, and of the page that is made of them.
+// Tests of reading records and traces, and of the generated page.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -60,7 +60,7 @@ protected:
         return chronicle;
     }
 
-    /// Why no page is made; empty: it is.
+    /// Why no page is generated; empty on success.
     static std::string refusal(const ReportOptions& options) {
         try {
             Result result;

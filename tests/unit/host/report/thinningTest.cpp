@@ -1,4 +1,4 @@
-// Tests of the thinning of long tables.
+// Tests of thinning long tables.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -18,7 +18,7 @@ using testing::SizeIs;
 
 constexpr double kNothing = std::numeric_limits<double>::quiet_NaN();
 
-/// `rows` rows of two columns; both are quiet waves.
+/// `rows` rows of two columns, both slow waves.
 Table waves(std::size_t rows) {
     Table table;
     for (std::size_t row = 0; row < rows; ++row) {

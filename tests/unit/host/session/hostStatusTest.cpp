@@ -1,4 +1,4 @@
-// Tests of the host's status and of the function that grows its buffer.
+// Tests of the host's status and its growth function.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/session/hostStatus.h"
 

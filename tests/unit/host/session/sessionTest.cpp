@@ -1,4 +1,4 @@
-// Tests of a session: what is called in which order, what comes of errors, warnings and expectations.
+// Tests of a session: call order, errors, warnings and expectations.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/session/session.h"
 
@@ -24,7 +24,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-/// Keeps everything it receives.
+/// Stores everything it receives.
 class PrinterJournal : public Printer {
 public:
     void begin(const std::string&, const std::string&) override {}
@@ -84,7 +84,7 @@ protected:
         return nullptr;
     }
 
-    /// What `run` will read.
+    /// The input of `run`.
     void feed(const std::string& text) {
         std::array<int, 2> ends{};
         ASSERT_EQ(::pipe(ends.data()), 0);
@@ -311,7 +311,7 @@ TEST_F(SessionTest, ShowsTheCorrectionWithoutSettingIt) {
 }
 
 TEST_F(SessionTest, MeasuresTheDriftAgainstTheRawClock) {
-    plugin_->ratePpb = 40'000'000;  // far above what the readings blur
+    plugin_->ratePpb = 40'000'000;  // far above the uncertainty of the readings
     EXPECT_EQ(carryOut({"drift", "20ms"}), ExitCode::ok);
     const auto boundPpb = value(0, "driftBoundPpb").get<double>();
     EXPECT_GT(boundPpb, 0);

@@ -1,4 +1,4 @@
-// The texts of integers.
+// Integers as decimal text.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/tools/decimalText.h"
 

@@ -1,4 +1,4 @@
-// The texts of error numbers.
+// Texts of errno values.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/tools/errnoText.h"
 

@@ -29,11 +29,11 @@ constexpr testsupport::ExpectedSite kSeekFailed{-52024, "zuplaterr_communication
 constexpr testsupport::ExpectedSite kReadFailed{-52024, "zuplaterr_communicationsFault", "fileWrapper", 62};
 constexpr testsupport::ExpectedSite kWriteFailed{-52024, "zuplaterr_communicationsFault", "fileWrapper", 106};
 
-/// A real file behind the path "/sys/attributes/value", and a journal of the seeks and writes on it.
+/// A real file behind the path "/sys/attributes/value", and a journal of its seeks and writes.
 struct FileWrapperTest : testing::Test {
     FileWrapperTest() { directory.writeFile("value", "12345"); }
 
-    /// Keeps a journal; `results` are what the writes return, the real function's result when none is left.
+    /// Keeps a journal; writes return `results` first, then the real function's result.
     void watchSeeksAndWrites(std::vector<std::pair<ssize_t, int>> results = {}) {
         libcHooks().lseek = [this](int fd, off_t offset, int whence) {
             journal.push_back("seek " + std::to_string(offset) + "," + std::to_string(whence));
@@ -48,7 +48,7 @@ struct FileWrapperTest : testing::Test {
             return result;
         };
     }
-    /// A write that the stand-in does not see.
+    /// A write that bypasses the journal.
     static ssize_t writeUnseen(int fd, const void* buffer, size_t length) {
         const off_t offset = lseek64(fd, 0, SEEK_CUR);
         const ssize_t written = pwrite(fd, buffer, length, offset);

@@ -1,4 +1,4 @@
-// The mutex around a few instructions' work.
+// The mutex for short critical sections.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/tools/leafMutex.h"
 
@@ -26,7 +26,7 @@ TEST(LeafMutexTest, LetsOneThreadInAtATime) {
     constexpr int kThreads = 4;
     constexpr int kTurns = 20'000;
     LeafMutex mutex;
-    long turns = 0;  // not atomic: what is counted is lost when two are in
+    long turns = 0;  // not atomic: counts get lost if two threads enter
     std::vector<std::thread> threads;
     for (int thread = 0; thread < kThreads; ++thread) {
         threads.emplace_back([&] {

@@ -83,7 +83,7 @@ TEST(OsCallsTable, ReadsAndAdjustsClocksWithTheLinuxFunctions) {
     EXPECT_EQ(osCalls().clock_gettime(CLOCK_MONOTONIC, &seen), 0);
     EXPECT_GE(timespecToQxmTimestamp(seen), timespecToQxmTimestamp(before));
 
-    timex query{};  // modes 0: asks, adjusts nothing
+    timex query{};  // modes 0: reads only
     EXPECT_GE(osCalls().clock_adjtime(CLOCK_REALTIME, &query), 0);
     EXPECT_GT(query.time.tv_sec, 0);
     EXPECT_EQ(osCalls().clock_adjtime(-1, &query), -1);

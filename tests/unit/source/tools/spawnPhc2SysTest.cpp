@@ -25,7 +25,7 @@ using testsupport::raisedBy;
 
 constexpr testsupport::ExpectedSite kSpawnFailed{-52008, "zuplaterr_osFault", "spawnPhc2Sys", 58};
 
-/// Keeps what the entry was called with, and every signal that is sent.
+/// Stores the entry's arguments and every signal sent.
 struct SpawnPhc2SysTest : testing::Test {
     SpawnPhc2SysTest() {
         libcHooks().kill = [this](pid_t pid, int signal) {
@@ -127,7 +127,7 @@ TEST_F(SpawnPhc2SysTest, LeavesAKilledChildAsAZombie) {
     ASSERT_EQ(waitid(P_PID, static_cast<id_t>(childPid), &end, WEXITED | WNOWAIT), 0);
     EXPECT_EQ(end.si_code, CLD_KILLED);
     EXPECT_EQ(end.si_status, SIGKILL);
-    EXPECT_EQ(kill(childPid, 0), 0);  // still there, nobody has reaped it
+    EXPECT_EQ(kill(childPid, 0), 0);  // exited, not reaped
     int status = 0;
     EXPECT_EQ(waitpid(childPid, &status, 0), childPid);
 }

@@ -1,4 +1,4 @@
-// The exported functions around a timekeeper that only remembers what reached it.
+// The exported functions around a timekeeper that only records its calls.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/callFrame.h"
 
@@ -44,10 +44,10 @@ constexpr const char* kNotInitialised =
     R"("component":"halvexTimekeeper","zuhalvexTimekeeper_debug":{"errorInfo":)"
     R"("zuqxmtk_initialize was not called or did not successfully initialize the timekeeper."}})";
 
-/// One export, called with a status; whether it wrote an output or returned a value other than 0.
+/// One export, called with a status; returns whether it wrote an output or returned a nonzero value.
 struct FramedExport {
     const char* name;
-    const char* reached;  ///< What the timekeeper sees of it.
+    const char* reached;  ///< The resulting call of the timekeeper.
     std::function<bool(zuerr_Status*)> call;
 };
 
@@ -89,7 +89,7 @@ const FramedExport kFramedExports[] = {
      }},
 };
 
-/// Refuses to be locked while this lives: it checks for deadlocks, and the thread that asks holds it already.
+/// Makes locking fail for a scope: an error-checking mutex that the calling thread already holds.
 class RefusingMutex {
 public:
     explicit RefusingMutex(std::mutex& mutex) : mutex_(mutex) {
@@ -266,7 +266,7 @@ TEST_P(FramedCall, SaysWarnForAWarningThatTheErrorDidNotReplaceAndPassForNoCodeA
 
 TEST_P(FramedCall, PrintsTheOldCodeAndTextOfAStatusThatHoldsAnErrorByThen) {
     timekeeper_->failNext(operation(), [this] {
-        status_->code = -1;  // the host's, from another place while the call was on its way
+        status_->code = -1;  // set by the host during the call
         zuerr_setJson(status_.get(), R"({"of":"-1"})");
         testsupport::throwBare(-52024);
     });
@@ -361,7 +361,7 @@ TEST_F(ExportsWithATimekeeper, DeliverEveryErrorOfTheMonitoringThreadToOneOfMany
     std::atomic<int> recorded{0}, collected{0};
     testsupport::FakeTimekeeper failing;
     failing.onService = [&] {
-        while (collected.load() < recorded.load()) std::this_thread::yield();  // one at a time: none may get lost
+        while (collected.load() < recorded.load()) std::this_thread::yield();  // one at a time: none must get lost
         isRunning = ++recorded < kErrors;
         event.set();
         throw std::runtime_error("of this pass");

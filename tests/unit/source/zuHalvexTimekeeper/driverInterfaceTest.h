@@ -1,4 +1,4 @@
-// A driver interface as its device finds it: published under /proc, opened, called and closed.
+// A driver interface as a device uses it: published under /proc, opened, called and closed.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -22,7 +22,7 @@ namespace halvexTimekeeper {
 
 constexpr int kFirstDescriptor = 1000;
 
-/// Keeps a journal of what is opened and closed. Every open gives the next descriptor.
+/// Journals opens and closes. Every open returns the next descriptor.
 class DriverInterfaceTest : public testing::Test {
 protected:
     explicit DriverInterfaceTest(std::string identifier) : identifier_(std::move(identifier)) {
@@ -46,7 +46,7 @@ protected:
         directory.writeFile("driver/deviceInterfaces/" + identifier_ + "\\" + instance + "/interfacePath",
                             interfacePath);
     }
-    /// An enumeration that fails, for as long as the test lasts.
+    /// Makes enumerations fail for the rest of the test.
     static void breakEnumeration() {
         testsupport::libcHooks().glob = [](const char*, int, int (*)(const char*, int), glob_t*) {
             return GLOB_ABORTED;
@@ -110,7 +110,7 @@ private:
     std::string identifier_;
 };
 
-/// The error of a driver call: where it was checked, and what its message says.
+/// The error of a driver call: the checking site and the message.
 inline testsupport::RaisedError driverError(std::int32_t code, const char* file, std::int32_t line,
                                             const std::string& message) {
     return testsupport::makeError({code, "status.getCode()", file, line}, message);

@@ -35,7 +35,7 @@ protected:
 
     void align() { EpochAlignment(*master_, slaves_).run(); }
 
-    /// The code of what the alignment threw, 0 for nothing.
+    /// The code that the alignment threw, or 0.
     std::int32_t alignAndCatch() {
         try {
             align();
@@ -166,7 +166,7 @@ TEST_F(Alignment, ConvergesInEveryOfAThousandWorldsWithLossAndJitterWhereSingleS
         master_->onEpoch = [&] { slave->stepLossNs = std::lround(lossNs(random)); };
         ASSERT_EQ(alignAndCatch(), 0) << "seed " << seed;
 
-        std::int64_t differenceNs = aheadNs;  // the same world, every step a single one
+        std::int64_t differenceNs = aheadNs;  // the same clocks with single steps only
         bool singleStepsConverge = false;
         for (int iteration = 0; iteration < 200 && !singleStepsConverge; ++iteration) {
             singleStepsConverge = std::abs(differenceNs) <= 100;

@@ -1,4 +1,4 @@
-// Network interfaces with PTP hardware clocks behind the call table, as the kernel would answer for them.
+// Network interfaces with PTP hardware clocks behind the call table, as the kernel presents them.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -23,8 +23,8 @@
 
 namespace halvexTimekeeper {
 
-/// One clock that all interfaces lead to, a queue of external time stamps, and a journal of the calls. Descriptors are
-/// numbers of its own: sockets from 100 on, clock devices from 40 on. Replaces the whole call table while it lives.
+/// One clock shared by all interfaces, a queue of external time stamps, and a journal of calls. Uses descriptor numbers
+/// of its own: sockets from 100, clock devices from 40. Replaces the whole call table for a scope.
 class FakeI210 {
 public:
     using Journal = std::vector<std::string>;
@@ -145,7 +145,7 @@ private:
         journal.push_back("select " + std::to_string(nfds) + " {" + watched + " }" +
                           (writable != nullptr || exceptional != nullptr ? " and others" : ""));
         lastTimeout = *timeout;
-        *timeout = {};  // as Linux does, which counts it down
+        *timeout = {};  // like Linux, which updates the time-out
         return events.empty() ? 0 : 1;
     }
 

@@ -1,4 +1,4 @@
-// The Ferrox chip as the timekeeper sees it.
+// The Ferrox chip as the timekeeper uses it.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/ferroxEpochDevice.h"
 

@@ -1,4 +1,4 @@
-// The FPGA's time-sync logic as the timekeeper sees it.
+// The FPGA's time-sync logic as the timekeeper uses it.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/fpgaEpochDevice.h"
 
@@ -35,7 +35,7 @@ constexpr const char* kFile = "fpgaEpochDevice";
 constexpr std::uint64_t kAlignmentValue = 4'000'000'000;
 const Bytes kResetInfo = {19, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
 
-/// An FPGA that is enabled and runs, and keeps the status records that it is sent.
+/// A running, enabled FPGA that stores the status records it receives.
 class FpgaDevice : public DriverInterfaceTest {
 protected:
     FpgaDevice() : DriverInterfaceTest("nZUHORLIXFPGA000_HorlixFpga") {
@@ -59,7 +59,7 @@ protected:
     void SetUp() override { publish("/dev/fpga"); }
     void TearDown() override { driver.answers = {{kGetTime, {.value = 1}}}; }  // or the device could not go
     FpgaEpochDevice& device() { return device_ ? *device_ : device_.emplace(kAlignmentValue); }
-    /// A device that was made a while ago: its journal begins here.
+    /// A device in use: its journal is cleared after construction.
     FpgaEpochDevice& deviceInUse() {
         FpgaEpochDevice& made = device();
         driver.calls.clear();
@@ -87,7 +87,7 @@ protected:
     std::vector<Bytes> statusInfos;
     std::vector<Bytes> runStates;
     std::uint8_t runningByte = 1;
-    int epochsLeft = 0;  ///< Reads until the epoch changes; 0: it never does.
+    int epochsLeft = 0;  ///< Reads until the epoch changes; 0: never.
     std::vector<std::pair<long, long>> sleeps;
     std::optional<FpgaEpochDevice> device_;
 };

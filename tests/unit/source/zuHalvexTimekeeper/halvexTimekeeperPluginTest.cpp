@@ -1,4 +1,4 @@
-// The exported functions that have no status to report to.
+// The exported functions without a status parameter.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

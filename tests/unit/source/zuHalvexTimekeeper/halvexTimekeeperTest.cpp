@@ -44,7 +44,7 @@ protected:
         return *timekeeper_;
     }
 
-    /// What the journal holds after construction is of no interest to most tests.
+    /// Makes a timekeeper and clears the journal of its construction.
     HalvexTimekeeper& makeAndForget() {
         make();
         journal_.clear();
@@ -82,7 +82,7 @@ protected:
         service.join();
     }
 
-    /// How long `call` is ready to wait for a lock, which it does not get; rounded down to whole milliseconds.
+    /// How long `call` waits for a lock that it does not get, in whole milliseconds, rounded down.
     template <typename Call>
     static std::chrono::milliseconds lockTimeoutOf(Call&& call) {
         const testsupport::LibcHooksGuard hooks;
@@ -421,7 +421,7 @@ TEST_F(Metadata, IsDroppedSilentlyWhenTheDeviceMutexIsHeldFor15Ms) {
     EXPECT_EQ(journal_.back(), "a.applyQxmMetadata({})");
 }
 
-// For the thread sanitizer: whatever may overlap, overlaps.
+// For the thread sanitizer: all calls that may overlap do.
 TEST_F(Timekeeper, IsServicedSteppedSteeredAndReadByManyThreadsAtOnce) {
     for (const char* name : {"a", "b"}) addSlave(name)->isJournaled = false;
     master_->isJournaled = false;

@@ -29,8 +29,7 @@ using Names = std::vector<std::string>;
 
 constexpr testsupport::ExpectedSite kNoDirectory{-52002, "zuplaterr_featureUnsupported", "i210EpochDeviceFactory", 35};
 
-/// The directory of network interfaces with the identifiers a test writes, and the kernel that answers for their
-/// clocks.
+/// The directory of network interfaces with identifiers written by the test, and the kernel behind their clocks.
 struct I210Discovery : testing::Test {
     void addInterface(const std::string& name, const std::string& vendor = "0x8086\n",
                       const std::string& device = "0x1533\n") {
@@ -40,7 +39,7 @@ struct I210Discovery : testing::Test {
         kernel.interfaces[name] = {phcIndex, true};
     }
 
-    /// Lists the entries of directories in this order, whatever order they are stored in.
+    /// Lists directory entries in this order, whatever the stored order.
     void listInOrder(Names names) {
         libcHooks().readdir = [names, next = std::size_t{0}, entry = dirent{}](DIR*) mutable -> dirent* {
             if (next == names.size()) return nullptr;
@@ -99,7 +98,7 @@ TEST_F(I210Discovery, TakesNoVendorLineWithATrailingBlank) {
 
 TEST_F(I210Discovery, ComparesFirstLinesExactly) {
     addInterface("a0", "0x8086\n0x9999\n", "0x1533\nmore\n");  // only the first line counts
-    addInterface("a1", "0x8086", "0x1533");                    // without a line end
+    addInterface("a1", "0x8086", "0x1533");                    // without a newline
     addInterface("b0", "\n0x8086\n");
     addInterface("b1", "0X8086\n");
     addInterface("b2", "8086\n");
@@ -116,7 +115,7 @@ TEST_F(I210Discovery, ComparesFirstLinesExactly) {
 TEST_F(I210Discovery, SkipsEntriesWhoseIdentifiersCannotBeRead) {
     addInterface("enp1s0");
     directory.makeDirectory("a0");                        // no identifiers at all
-    directory.makeDirectory("a1/device/vendor");          // opens, and fails to read
+    directory.makeDirectory("a1/device/vendor");          // opens, but cannot be read
     directory.writeFile("a2/device/vendor", "0x8086\n");  // no device identifier
     directory.writeFile("bonding_masters", "");           // no directory
     EXPECT_EQ(findNames(), Names{"enp1s0"});
@@ -125,7 +124,7 @@ TEST_F(I210Discovery, SkipsEntriesWhoseIdentifiersCannotBeRead) {
 TEST_F(I210Discovery, ReadsAFirstLineThatArrivesInPieces) {
     addInterface("enp1s0");
     libcHooks().read = [piece = 0](int fd, void* buffer, size_t length) mutable {
-        constexpr int kPieces = 4;  // of two bytes each, up to the line end
+        constexpr int kPieces = 4;  // of two bytes each, up to the newline
         return pread(fd, buffer, std::min<size_t>(length, 2), 2 * (piece++ % kPieces));
     };
     EXPECT_EQ(findNames(), Names{"enp1s0"});

@@ -49,14 +49,14 @@ struct I210EpochDeviceTest : testing::Test {
         return [] { I210EpochDevice("enp1s0"); };
     }
 
-    /// A device with the journal of its making forgotten.
+    /// A device with the journal of its construction cleared.
     std::unique_ptr<I210EpochDevice> makeDevice() {
         auto device = std::make_unique<I210EpochDevice>("enp1s0");
         kernel.journal.clear();
         return device;
     }
 
-    /// The offset that the last step asked the kernel for.
+    /// The offset that the last step passed to the kernel.
     std::pair<std::int64_t, std::int64_t> stepAskedFor(I210EpochDevice& device, std::int64_t offsetNs) {
         device.adjustTime(offsetNs);
         return {kernel.lastAdjustment.time.tv_sec, kernel.lastAdjustment.time.tv_usec};
@@ -230,7 +230,7 @@ TEST_F(I210EpochDeviceTest, SurvivesAFailedReopeningAndCanBeReinitializedLater) 
               communicationsFault(40, "Couldn't open session to device /dev/ptp0. Got error No such device"));
     kernel.journal.clear();
     device->reinitialize();
-    // Without a descriptor the pin is still asked for, and -1 is closed by the failed ioctl alone.
+    // Without a descriptor the pin request is still made, and only the failed ioctl closes -1.
     EXPECT_EQ((Journal{kernel.journal.begin(), kernel.journal.begin() + 3}),
               (Journal{"ioctl -1 0x40603D07", "close -1", "open /dev/ptp0 2"}));
     EXPECT_EQ(kernel.openDevices, std::set{41});
@@ -398,7 +398,7 @@ TEST_F(I210EpochDeviceTest, TimesOutWithoutAnEdgeAndStaysArmedUntilItIsArmedAgai
     EXPECT_EQ(kernel.pinFunction, 1U);
     EXPECT_TRUE(kernel.isStamping);
 
-    kernel.seeEdge(4, 0);  // late: belongs to the epoch that was given up
+    kernel.seeEdge(4, 0);  // late: belongs to the abandoned epoch
     device->armEpochCapture();
     kernel.seeEdge(5, 0);
     EXPECT_EQ(device->getEpochTimestamp(), 5'000'000'000U);

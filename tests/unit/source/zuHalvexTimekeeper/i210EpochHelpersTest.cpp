@@ -1,4 +1,4 @@
-// The system calls on PTP hardware clocks and their network interfaces.
+// System calls on PTP hardware clocks and their network interfaces.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/i210EpochHelpers.h"
 
@@ -319,8 +319,7 @@ TEST_F(I210EpochHelpers, PassTheStandardErrorOfAnEmptyEntryOn) {
     EXPECT_THROW(getPhcIndex("enp1s0"), std::bad_function_call);
 }
 
-/// A pipe whose reading end has a descriptor above what an fd_set holds; none when the system grants no such
-/// descriptor.
+/// A pipe whose read end has a descriptor beyond an fd_set; none if the system grants no such descriptor.
 struct HighPipe {
     static constexpr int kHigh = 3000;
     int writingEnd = -1;

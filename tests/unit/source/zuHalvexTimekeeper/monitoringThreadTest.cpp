@@ -1,4 +1,4 @@
-// The monitoring thread: when it wakes, what it does with errors, how it ends.
+// The monitoring thread: wake-ups, errors, shutdown.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/monitoringThread.h"
 
@@ -21,7 +21,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-/// Runs the body on the test's own thread; waits of the event are replaced, so that no test takes time.
+/// Runs the body on the test's own thread; waits of the event are replaced, so that tests take no time.
 class MonitoringThread : public testing::Test {
 protected:
     MonitoringThread() {
@@ -59,8 +59,8 @@ protected:
     std::atomic<bool> running_{true};
     zuerr_Status errors_ = zuerr::makeStatus();
     std::mutex errorsMutex_;
-    std::vector<long> waits_;    ///< From the moment of the wait to its deadline, in ns.
-    std::vector<long> periods_;  ///< From the end of the pass before to the deadline, in ns.
+    std::vector<long> waits_;    ///< From the start of each wait to its deadline, in ns.
+    std::vector<long> periods_;  ///< From the end of the previous pass to the deadline, in ns.
     long passEndNs_ = 0;
     int waitResult_ = ETIMEDOUT;
     int passes_ = 0;
@@ -130,7 +130,7 @@ TEST_F(MonitoringThread, LogsBothErrorsAndGoesOnWhenTheRecordCannotBeLocked) {
     pthread_mutexattr_settype(&checked, PTHREAD_MUTEX_ERRORCHECK);
     pthread_mutex_init(errorsMutex_.native_handle(), &checked);
     timekeeper_.failNext("serviceEpochDevices", [this] {
-        errorsMutex_.lock();  // by this very thread: locking it again is an error
+        errorsMutex_.lock();  // by this thread: locking it again is an error
         testsupport::throwBare(-52024);
     });
     run(1);

@@ -1,4 +1,4 @@
-// Initialisation and finalisation: what each step that fails leaves of the shared state, and a second initialisation.
+// Initialisation and finalisation: shared state after each failing step, and a second initialisation.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/pluginLifecycle.h"
 
@@ -23,7 +23,7 @@ namespace {
 
 using testsupport::libcHooks;
 
-/// A controller whose slaves are disabled and whose drivers answer 0 to everything: enough to initialise on.
+/// A controller with disabled slaves and drivers that answer 0 to everything: enough for initialisation.
 class Lifecycle : public testing::Test {
 protected:
     Lifecycle() {
@@ -35,7 +35,7 @@ protected:
         oscillator_.writeFile("0-0055/name", "si514\n");
         oscillator_.writeFile("0-0055/ppb_offset", "0.000000\n");
         libcHooks().ioctl = [this](int, unsigned long request, void*) {
-            constexpr unsigned long kTimeOfTheFpga = 4;  // must always succeed, or its release ends the process
+            constexpr unsigned long kTimeOfTheFpga = 4;  // must always succeed: a failed release terminates the process
             errno = EIO;
             return areDriversBroken && (request & 0xFF) != kTimeOfTheFpga ? -1 : 0;
         };
@@ -77,7 +77,7 @@ protected:
         return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
     }
 
-public:  // what a step that fails breaks
+public:  // what a failing step breaks
     void hideFpga() { hide(drivers_, std::string(kFpga) + "\\0"); }
     void hideFerrox() { hide(drivers_, std::string(kFerrox) + "\\0"); }
     void hideOscillator() { hide(oscillator_, "0-0055"); }

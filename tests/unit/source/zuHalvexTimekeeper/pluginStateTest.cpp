@@ -1,4 +1,4 @@
-// The timekeeper that the entry points share.
+// The timekeeper shared by the entry points.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/pluginState.h"
 

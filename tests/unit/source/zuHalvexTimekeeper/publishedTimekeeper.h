@@ -1,4 +1,4 @@
-// A published timekeeper that only remembers what reaches it.
+// A published timekeeper that only records its calls.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 

@@ -50,7 +50,7 @@ RaisedError fileError(std::int32_t code, const char* constant, std::int32_t line
     return makeError({code, constant, "fileWrapper", line}, message);
 }
 
-/// The driver's directory with the entries a test puts into it.
+/// The driver's directory with entries made by the test.
 struct Si514Directory : testing::Test {
     testsupport::LibcHooksGuard hooks;
     testsupport::RedirectedDirectory directory{"/sys/bus/i2c/drivers/si514"};
@@ -87,7 +87,7 @@ struct Si514Directory : testing::Test {
         return raisedBy([] { Si514FreqSteeringDevice(62000, -62000); });
     }
 
-    /// Whether an entry alone is taken for a client.
+    /// Whether a lone entry is accepted as a client.
     bool isTaken(const std::string& entry) {
         addClient(entry);
         const RaisedError raised = raisedByMaking();
@@ -169,7 +169,7 @@ TEST_F(Si514Directory, IsClosedAgainWhateverIsFound) {
     addClient("0-0055");
     {
         const Si514FreqSteeringDevice device(1, -1);
-        EXPECT_EQ(testsupport::countOpenDescriptors(), before + 1);  // ppb_offset alone
+        EXPECT_EQ(testsupport::countOpenDescriptors(), before + 1);  // only ppb_offset
     }
     EXPECT_EQ(testsupport::countOpenDescriptors(), before);
 }
@@ -245,7 +245,7 @@ struct Si514FreqSteeringDeviceTest : Si514Directory {
     RaisedError raisedBySetting(std::int32_t correctionPpb) {
         return raisedBy([&] { device().setCorrectionPerSecond(correctionPpb); });
     }
-    /// What the standard error says that reading this text throws.
+    /// The text of the standard error that reading `text` throws.
     template <typename Error>
     std::string saidOf(const std::string& text) {
         try {
@@ -477,7 +477,7 @@ TEST_F(Si514FreqSteeringDeviceTest, KeepsEverySeekTogetherWithItsReadOrWrite) {
 TEST_F(Si514FreqSteeringDeviceTest, ReadsAndWritesAPointUnderALocaleWithAComma) {
     const NumericLocale locale(NumericLocale::kComma);
     if (!locale.isSet()) GTEST_SKIP() << NumericLocale::kWhyNotSet;
-    EXPECT_EQ(std::strtod("12.5", nullptr), 12.0);  // what a conversion by the host's locale makes of it
+    EXPECT_EQ(std::strtod("12.5", nullptr), 12.0);  // a conversion by the host's locale
     EXPECT_EQ(readAs("12.5"), 13);
     EXPECT_EQ(readAs("12,9"), 12);
     EXPECT_EQ(writtenFor(-1250), "-1250.000000");

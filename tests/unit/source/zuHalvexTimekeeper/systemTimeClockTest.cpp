@@ -33,7 +33,7 @@ RaisedError osFault(std::int32_t line, const std::string& message) {
     return makeError({-52008, "zuplaterr_osFault", "systemTimeClock", line}, message);
 }
 
-/// A clock on functions that keep a time, a journal of the calls, and an error to fail with.
+/// A clock on functions that keep a time, a journal of calls, and an error to fail with.
 struct SystemTimeClockTest : testing::Test {
     timespec now{1'700'000'000, 5};
     int readError = 0;
@@ -135,7 +135,7 @@ TEST_F(SystemTimeClockTest, TakesTheSmallestAndTheLargestOffset) {
 TEST_F(SystemTimeClockTest, TellsTheErrnoOfTheMomentWhenTheClockCannotBeSet) {
     writeError = 1;
     EXPECT_EQ(raisedBy([&] { clock.adjustTime(1); }), osFault(78, "Error 1 while setting system time"));
-    EXPECT_EQ(journal, (std::vector<std::string>{"read 0", "write 0"}));  // no second attempt
+    EXPECT_EQ(journal, (std::vector<std::string>{"read 0", "write 0"}));  // no retry
 }
 
 TEST_F(SystemTimeClockTest, StepsFromTheTimeThatADerivedClockReads) {

@@ -25,7 +25,7 @@ struct TimeReferenceMetadata : testing::Test {
     RaisedError raised(const std::string& document) {
         return raisedBy([&] { read(document); });
     }
-    /// A document that selects a PTP reference with this as its UTC offset.
+    /// Reads a document that selects a PTP reference with this UTC offset.
     void readUtcOffset(const std::string& utcOffset) {
         read(R"({"selectedTRInstID":"a","TRs":{"a":{"type":"IEEE 1588-2008","protocolData":{"utcOffset":)" + utcOffset +
              "}}}}");

@@ -1,4 +1,4 @@
-// The census of this process.
+// Listing the threads and descriptors of this process.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/support/processCensus.h"
 
@@ -35,7 +35,7 @@ TEST(ProcessCensus, CountsAThreadFromItsStartToItsJoin) {
     EXPECT_EQ(countThreads(), before);
 }
 
-#ifndef HALVEX_THREAD_SANITIZER  // does not let a forked child start threads
+#ifndef HALVEX_THREAD_SANITIZER  // does not allow a forked child to start threads
 /// The first thread of a process stays listed until the last has ended.
 TEST(ProcessCensus, DoesNotCountAJoinedThreadThatIsStillListed) {
     const pid_t child = fork();

@@ -1,4 +1,4 @@
-// How an exception becomes a status.
+// Conversion of exceptions into statuses.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuerr/tools/exception_errStatus.h"
 
@@ -21,7 +21,7 @@ using testsupport::StatusHolder;
 constexpr zuerr::ErrorSite kSite{zuerr::zuplaterr_osFault, "unit", 12};
 constexpr testsupport::ExpectedSite kExpected{-52008, "zuplaterr_osFault", "unit", 12};
 
-/// Throws `error` and converts it into `status` as the boundary does.
+/// Throws `error` and converts it into `status` like the exported functions.
 template <typename Error>
 void convert(zuerr_Status& status, const Error& error) {
     try {

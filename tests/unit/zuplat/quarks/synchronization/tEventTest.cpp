@@ -169,7 +169,7 @@ TEST_F(TEvent, IsNotSetBetweenAWaitersLookAndItsSleep) {
     std::thread setting;
     std::atomic<pid_t> settingThread = 0;
     std::atomic<bool> hasSet = false;
-    // The waiter has looked and has the mutex still: whoever sets now must wait, or the signal finds nobody asleep.
+    // The waiter has checked and still holds the mutex: a setter must wait, or its signal would find no waiter.
     libcHooks().pthread_cond_timedwait = [&](pthread_cond_t*, pthread_mutex_t*, const timespec*) {
         setting = std::thread([&] {
             settingThread = gettid();

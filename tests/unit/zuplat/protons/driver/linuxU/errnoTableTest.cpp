@@ -1,4 +1,4 @@
-// What the system's error numbers mean as codes of the platform layer.
+// The mapping of errno values to codes of the platform layer.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuplat/protons/driver/linuxU/errnoTable.h"
 
@@ -10,7 +10,7 @@
 namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000 {
 namespace {
 
-// By number, so that the table under test and this one do not read the same names.
+// By number: the table under test uses names.
 const std::map<int, int> kCodes = {
     {0, 0},        {1, -52026},   {2, -52006},   {3, -52006},   {4, -52025},   {5, -52024},   {6, -52006},
     {9, -52006},   {12, -52000},  {13, -52026},  {16, -52031},  {17, -52013},  {19, -52006},  {22, -52005},

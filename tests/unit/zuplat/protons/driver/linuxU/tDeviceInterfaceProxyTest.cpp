@@ -23,7 +23,7 @@ using testsupport::vtableSlot;
 
 constexpr int kDescriptor = 1234;
 
-/// A proxy on descriptors that exist in the stand-ins alone.
+/// A proxy on descriptors that exist only in the fakes.
 struct DeviceInterfaceProxy : testing::Test {
     DeviceInterfaceProxy() {
         libcHooks().open = [this](const char* path, int flags, mode_t) {

@@ -1,4 +1,4 @@
-// The small files by which drivers describe their interfaces.
+// The small files in which drivers describe their interfaces.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuplat/protons/enumeration/linuxU/linuxDevEnumHelper.h"
 
@@ -146,7 +146,7 @@ TEST_F(InterfaceFile, ThatOpensAtTheTenthAttemptIsRead) {
 }
 
 TEST_F(InterfaceFile, ThatCannotBeReadIsAFaultOfTheCommunication) {
-    directory.makeDirectory("file");  // it opens, and reading it fails
+    directory.makeDirectory("file");  // opens, but cannot be read
     EXPECT_EQ(read(), 0U);
     expectNothingRead(-52024);
     EXPECT_EQ(status.line, 53U);

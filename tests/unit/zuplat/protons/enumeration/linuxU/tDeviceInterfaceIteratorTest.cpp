@@ -17,7 +17,7 @@ using testsupport::libcHooks;
 
 constexpr const char* kIdentifier = "nZUHORLIXFPGA000_HorlixFpga";
 
-/// Instances under "/proc/driver/zu/", of which some are someone else's.
+/// Instances under "/proc/driver/zu/", some of other interfaces.
 struct DeviceInterfaceIterator : testing::Test {
     ~DeviceInterfaceIterator() override { releaseEnumeration(&iterator); }
 
