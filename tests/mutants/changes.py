@@ -1,4 +1,4 @@
-# Finds what can be changed in the product, with the parser of clang, and chooses some of it.
+# Finds possible changes of the product with clang's parser, and selects some.
 # SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 import hashlib
 import json
@@ -41,7 +41,7 @@ class Change:
         return source[:self.begin] + self.text.encode() + source[self.end:]
 
     def as_difference(self, source):
-        """The lines that differ, as a list of "- old" and "+ new", without their indentation."""
+        """The differing lines, as a list of "- old" and "+ new", without their indentation."""
         first = source.rfind(b"\n", 0, self.begin) + 1
         last = source.find(b"\n", self.end)
         old = source[first:last].decode()
@@ -53,7 +53,7 @@ class Change:
 
 
 def shape(type_):
-    """What is worth swapping has one shape: a number, a text, or the very same type."""
+    """Only operands of the same kind are swapped: numbers, texts, or identical types."""
     name = type_.get_canonical().spelling.replace("const ", "").rstrip(" &")
     if re.search(r"basic_string|^char ?[*\[]", name) or name.endswith("Text"):
         return "text"
@@ -61,7 +61,7 @@ def shape(type_):
 
 
 class Finder:
-    """Collects every change of the product that one translation unit shows."""
+    """Collects every possible change in one translation unit."""
 
     def __init__(self, root, sources, found):
         self.root, self.sources, self.found = root, sources, found
@@ -175,7 +175,7 @@ class Finder:
             self.replace(cursor, f"({text} - 1)", "constant")
 
     def change_text(self, cursor):
-        """Another first character, where the text has one that stands for itself."""
+        """Replaces the first character, unless it is escaped."""
         text = self.text(cursor)
         if re.fullmatch(r'"[^\n]*"', text):
             self.replace(cursor, '"~' + (text[1:] if text[1] in '"\\' else text[2:]), "text")
@@ -206,8 +206,8 @@ def read_sources(root):
 
 
 def find_changes(root, sources, commands, cache):
-    """Every change that there is; `commands` are the compiler's arguments by path. Kept in `cache` as long as nothing
-    is edited."""
+    """All possible changes; `commands` are the compiler's arguments by path. Cached in `cache` until a source
+    changes."""
     mine = Path(__file__).read_bytes()
     state = hashlib.sha256(mine + b"".join(path.encode() + text for path, text in sorted(sources.items()))).hexdigest()
     if cache.exists():
@@ -229,7 +229,7 @@ def find_changes(root, sources, commands, cache):
 
 
 def order_by_chance(changes, seed, path):
-    """The changes of one file in an order that depends on the seed alone and takes every kind in turn."""
+    """The changes of one file, in an order by seed that takes every kind in turn."""
     chance = random.Random(f"{seed} {path}")
     kinds = {}
     for change in changes:

@@ -1,4 +1,4 @@
-# Runs the test programs, each in a cage: a changed product may kill, write or loop as it likes.
+# Runs the test programs, each in a sandbox: a changed product may kill, write or loop.
 # SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 import json
 import os
@@ -19,7 +19,7 @@ PROCESS_LIMIT = 4000
 
 @dataclass
 class Juror:
-    """One command that judges, and the products of the build that it judges."""
+    """One test command and the build products that it tests."""
     name: str
     products: tuple
     command: list
@@ -27,7 +27,7 @@ class Juror:
 
 
 def cage():
-    """What a command is run by: processes, mounts and users of its own, so that no signal leaves it and the clock cannot
+    """Wraps a command in its own process, mount and user namespaces, so that no signal leaves it and the clock cannot
     be set; everything in it ends with it."""
     walls = ["unshare", "--user", "--map-root-user", "--pid", "--fork", "--mount", "--mount-proc", "--kill-child"]
     if subprocess.run([*walls, "true"], capture_output=True).returncode == 0:
@@ -56,7 +56,7 @@ class Jury:
         return some + list(self.jurors_of_ctest())
 
     def jurors_of_ctest(self):
-        """The tests that are commands and no test programs: C hosts and replays of the fuzz corpus."""
+        """Tests that are plain commands: C hosts and replays of the fuzz corpora."""
         shown = subprocess.run(["ctest", "--test-dir", self.build, "--show-only=json-v1"], check=True, capture_output=True)
         for test in json.loads(shown.stdout)["tests"]:
             command = test.get("command", [])
@@ -69,7 +69,7 @@ class Jury:
             yield Juror(test["name"], products, command)
 
     def run(self, juror, seconds):
-        """(what failed or None, how long it took): None when the juror is content."""
+        """Returns (failure or None, duration); None means passed."""
         shutil.rmtree(self.folder, ignore_errors=True)
         (self.folder / "tmp").mkdir(parents=True)
         output = self.folder / "output"
@@ -83,7 +83,7 @@ class Jury:
             except subprocess.TimeoutExpired:
                 return "time", time.monotonic() - begin
             finally:
-                process.kill()  # and with it everything in the cage
+                process.kill()  # and everything in the sandbox
                 process.wait()
         took = time.monotonic() - begin
         if code == 0:
@@ -93,7 +93,7 @@ class Jury:
 
 
 def limit(seconds):
-    """Applies to everything in the cage."""
+    """Applies to everything in the sandbox."""
     for what, most in ((resource.RLIMIT_CPU, int(seconds) + 1), (resource.RLIMIT_FSIZE, FILE_LIMIT),
                        (resource.RLIMIT_AS, MEMORY_LIMIT), (resource.RLIMIT_NPROC, PROCESS_LIMIT), (resource.RLIMIT_CORE, 0)):
         hard = resource.getrlimit(what)[1]

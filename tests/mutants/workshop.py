@@ -1,4 +1,4 @@
-# Builds changed libraries and test programs: compiles what a change touches and links that ahead of the archives.
+# Builds changed libraries and test programs: compiles the affected objects and links them ahead of the archives.
 # SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 import functools
 import json
@@ -11,17 +11,17 @@ from pathlib import Path
 
 
 class Workshop:
-    """A build folder of its own, in which the products of a change take the place of the unchanged ones until put back."""
+    """A separate build folder in which changed products replace the originals until restored."""
 
     def __init__(self, root, build):
         self.root, self.build = root, build
         self.scratch = build / "scratch"
         self.replaced = set()
-        self.built = {}  # what was built for the change at hand: product -> whether that succeeded
+        self.built = {}  # for the current change: product -> whether it was built
         self.change = None
 
     def prepare(self, targets):
-        """Configures and builds the unchanged programs, optimised a little and without notes for the debugger."""
+        """Configures and builds the unchanged programs, slightly optimised and without debug information."""
         self.build.mkdir(parents=True, exist_ok=True)
         if not (self.build / "build.ninja").exists():
             launcher = ["-DCMAKE_CXX_COMPILER_LAUNCHER=ccache", "-DCMAKE_C_COMPILER_LAUNCHER=ccache"]
@@ -42,7 +42,7 @@ class Workshop:
         self.arguments_by_path = {source: arguments for source, arguments in self.compile.values()}
 
     def read_dependencies(self):
-        """Which objects include which files of the tree."""
+        """Maps the tree's files to the objects that include them."""
         self.users = {}
         made = None
         for line in subprocess.run(["ninja", "-C", self.build, "-t", "deps"], check=True, capture_output=True,
@@ -59,7 +59,7 @@ class Workshop:
         return tuple(shlex.split(re.sub(r"^: && | && :$", "", lines[-1])))
 
     def begin(self, change, source):
-        """Lays the changed file where the compiler finds it first."""
+        """Writes the changed file where the compiler finds it first."""
         self.change, self.built = change, {}
         shutil.rmtree(self.scratch, ignore_errors=True)
         file = self.scratch / "tree" / change.path
@@ -67,7 +67,7 @@ class Workshop:
         file.write_bytes(change.applied(source))
 
     def compile_object(self, made):
-        """Compiles one object anew, with the changed file in place of its original."""
+        """Recompiles one object with the changed file."""
         source, arguments = self.compile[made]
         original = source == self.change.path
         target = self.scratch / "objects" / made
@@ -81,7 +81,7 @@ class Workshop:
         return done.returncode == 0
 
     def objects_for(self, link):
-        """The objects of a link command that the change touches: named in it, or members of archives in it."""
+        """The affected objects of a link command: named in it, or in its archives."""
         archives = {Path(argument).stem[3:] for argument in link if argument.endswith(".a")}
         for made in sorted(self.users.get(self.change.path, ())):
             owner = re.search(r"CMakeFiles/([^/]+)\.dir/", made).group(1)
@@ -89,7 +89,7 @@ class Workshop:
                 yield made
 
     def make(self, product):
-        """Puts the changed product in place. None when the change does not touch it, else whether it could be built."""
+        """Installs the changed product. Returns None if it is unaffected, else whether it could be built."""
         if product not in self.built:
             self.built[product] = self.make_anew(product)
         return self.built[product]
@@ -123,7 +123,7 @@ class Workshop:
         return True
 
     def put_all_back(self):
-        """What an interrupted run left."""
+        """Removes leftovers of an interrupted run."""
         unchanged = self.build / "unchanged"
         self.replaced = {self.build / kept.relative_to(unchanged) for kept in unchanged.rglob("*") if kept.is_file()}
         self.put_back()

@@ -71,7 +71,7 @@ class Page(unittest.TestCase):
             time.sleep(0.02)
 
     def point_at(self, x, y):
-        """Moves the pointer to a place of the stack, in pixels from its upper left corner."""
+        """Moves the pointer within the stack, in pixels from its upper left corner."""
         stack = self.find("#stack")
         self.browser.execute_script("arguments[0].scrollIntoView({block: 'center'})", stack)
         size = stack.size
@@ -82,7 +82,7 @@ class Page(unittest.TestCase):
         return [text for text in self.texts("#lanes .dygraph-axis-label-x") if text]
 
     def colours(self, selector):
-        """How many different colours a canvas has; 1: nothing is drawn."""
+        """Number of distinct colours on a canvas; 1: nothing is drawn."""
         return self.browser.execute_script("""
             const canvas = document.querySelector(arguments[0] + " canvas");
             const data = canvas.getContext("2d").getImageData(0, 0, canvas.width, canvas.height).data;

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-"""Makes recordings for the tests of the report's page: of the demo on the simulated controller, and written by hand."""
+"""Makes recordings for the tests of the report's page: the demo on the simulated controller, and synthetic ones."""
 import json
 import math
 import os
@@ -47,7 +47,7 @@ def sample(index, names, spike):
 
 
 def write_record(path, seconds, clocks):
-    """Seeded, and with one spike of 250 us in the middle that must not get lost."""
+    """Seeded, with one spike of 250 us in the middle that must not be thinned out."""
     random.seed(1)
     names = names_of(clocks)
     with open(path, "w", encoding="utf-8") as file:

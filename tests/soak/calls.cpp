@@ -1,4 +1,4 @@
-// Where the soak sits between the library and the board.
+// Hooks between the library and the board.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/soak/calls.h"
 
@@ -24,9 +24,9 @@ bool mayFail() noexcept {
 }
 
 bool mayFail(const board_call& call) noexcept {
-    if (!mayFail() || call.kind == BOARD_CALL_WAITPID) return false;  // the host's own
+    if (!mayFail() || call.kind == BOARD_CALL_WAITPID) return false;  // by the host itself
     const bool isOfNothing = call.target == BOARD_TARGET_ANY && call.kind != BOARD_CALL_NANOSLEEP;
-    if (isOfNothing) return false;  // what is not there cannot be opened anyhow
+    if (isOfNothing) return false;  // cannot be opened anyway
     const bool isRequestOfFpga = call.target == BOARD_TARGET_FPGA && call.kind == BOARD_CALL_IOCTL;
     const bool mayBeReleased = theWeather.isFinalizing || (theWeather.isInitializing && !theWeather.isControllerWhole);
     return !(isRequestOfFpga && mayBeReleased);
@@ -34,7 +34,7 @@ bool mayFail(const board_call& call) noexcept {
 
 bool isDue() noexcept { return faultRandom.below(kCallsPerFault) == 0; }
 
-/// A clock that is refused while it is made: its descriptor stays, unless the request that failed has closed it.
+/// A clock refused in construction leaks its descriptor unless the failed request has closed it.
 void noteRefusal(const board_call& call, const board_happening& happening) noexcept {
     if (!theWeather.isInitializing || call.file != BOARD_FILE_PTP) return;
     const board_config& config = *board_configuration(happening.where);
@@ -84,13 +84,13 @@ halvexboard::HappeningSink sink() noexcept { return {take, nullptr, nullptr}; }
 
 }  // namespace soak
 
-/// Instead of the model's own faults; asked before every call on the board, with the board's lock held.
+/// Replaces the model's own faults; called before every call on the board, with the board's lock held.
 extern "C" int __wrap_board_fault_due(board* board, std::uint64_t, const board_call* call,
                                       board_fault_outcome* outcome) {
     using namespace soak;
     if (!mayFail(*call) || !isDue() || !chooseOutcome(faultRandom, *call, *outcome)) return 0;
     if (outcome->error == 0 && board_present(board, call->target) == 0)
-        return 0;  // nobody there to answer something else
+        return 0;  // no driver present to answer otherwise
     ++theTally.faults;
     ledger().faultInjected(*call, *outcome);
     return 1;

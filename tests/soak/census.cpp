@@ -1,4 +1,4 @@
-// What the process holds at one moment.
+// Resources of the process.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/soak/census.h"
 
@@ -12,8 +12,7 @@
 namespace soak {
 namespace {
 
-/// Written memory alone: a page of a file that is only read becomes private by itself when the other processes that map
-/// it end.
+/// Written memory only: a page that is only read becomes private by itself when other processes that map it end.
 std::int64_t readWrittenKiB() {
     std::FILE* const file = std::fopen("/proc/self/smaps_rollup", "re");
     if (file == nullptr) std::abort();

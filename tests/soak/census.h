@@ -1,4 +1,4 @@
-// What the process holds at one moment: descriptors by what they stand for, threads, written memory.
+// Resources of the process: descriptors by target, threads, written memory.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -10,14 +10,14 @@
 namespace soak {
 
 struct Census {
-    int descriptors = 0;                                                              ///< All of the process.
+    int descriptors = 0;                                                              ///< All in the process.
     std::array<int, BOARD_TARGET_FIRST_INTERFACE + BOARD_MAX_INTERFACES> onTarget{};  ///< Of the board, by target.
     int sockets = 0;
     int threads = 0;
     std::int64_t writtenKiB = 0;
 };
 
-/// Allocates nothing that outlives it.
+/// Allocates nothing that outlives the call.
 Census takeCensus();
 
 }  // namespace soak

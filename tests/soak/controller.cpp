@@ -1,4 +1,4 @@
-// The controller of the soak, and what happens to it.
+// The controller of the soak and its events.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/soak/controller.h"
 
@@ -20,7 +20,7 @@ using halvexboard::LockGuard;
 
 constexpr std::int64_t kAllCapabilities = 2 | 2 << 8 | 4 << 16;
 constexpr double kNsPerSecond = 1e9;
-/// Of each interface: together not more than an alignment forgives, however late it comes.
+/// Per interface: in total no more than one alignment tolerates, whenever they happen.
 constexpr int kMostEdgesToLose = 2;
 
 }  // namespace

@@ -1,4 +1,4 @@
-// The controller of the soak, and what happens to it.
+// The controller of the soak and its events.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -11,23 +11,23 @@
 
 namespace soak {
 
-/// Two I210s, FPGA, Ferrox, Si514 and phc2sys, switched on for the length of its life, in virtual time. What is out of
-/// order is known, so that it can be put in order again. Threads: bound to the one that made it.
+/// Two I210s, FPGA, Ferrox, Si514 and phc2sys, switched on for the object's lifetime, in virtual time. Keeps track of
+/// what is disturbed, so that it can be restored. Threads: thread-bound.
 class Controller {
 public:
     static constexpr int kInterfaces = 2;
-    static constexpr int kSystemTimeSource = BOARD_CLOCK_PHC(1);  ///< enp1s0 is the second that the kernel lists.
+    static constexpr int kSystemTimeSource = BOARD_CLOCK_PHC(1);  ///< enp1s0, the second in the kernel's list.
 
     explicit Controller(std::uint64_t seed);
     ~Controller();
     Controller(const Controller&) = delete;
     Controller& operator=(const Controller&) = delete;
 
-    /// Something happens, or something that happened is over.
+    /// Starts or ends a random disturbance.
     void happen(Random& random);
-    /// Everything is there, up and running again; clocks keep the time they have.
+    /// Makes everything present, up and running again; clocks keep their time.
     void restore();
-    /// Edges may get lost again: no more in an hour than the library forgives.
+    /// Allows edges to be lost again: no more per hour than the library tolerates.
     void beginHour();
     void doEvent(board_event_kind kind, int target, std::int64_t value = 0);
 
@@ -35,9 +35,9 @@ public:
     std::uint64_t rawNs() const;
     board_truth truth();
 
-    /// Every driver is there.
+    /// Whether every driver is present.
     bool isWhole() const;
-    /// phc2sys was killed from outside, or its clock went away, since this was last asked for.
+    /// Whether phc2sys was killed externally, or its clock went away, since the last call.
     bool takeWasKilled();
     std::uint64_t eventCount() const { return events_; }
 

@@ -1,4 +1,4 @@
-// Which call fails, and how.
+// Chooses which call fails, and how.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/soak/faultPlan.h"
 
@@ -8,7 +8,7 @@
 namespace soak {
 namespace {
 
-constexpr int kBeyondTable = 131;  // the first number that the platform has no code of its own for
+constexpr int kBeyondTable = 131;  // the first errno without a code of its own
 constexpr int kFarBeyondTable = 133;
 
 constexpr int kOpen[] = {ENOENT, EACCES, EPERM, EMFILE, ENFILE, ENODEV, ENXIO, EBUSY, EINTR, ENOMEM};
@@ -37,7 +37,7 @@ constexpr int kKill[] = {ESRCH, EPERM};
 constexpr int kSleep[] = {EINTR};
 constexpr int kStartThread[] = {EAGAIN, EPERM};
 
-/// What one kind of call can come to: an errno, a short result, or an answer of a driver.
+/// The possible outcomes of one kind of call: an errno, a short result, or a driver's answer.
 struct Outcomes {
     std::span<const int> errors;
     std::span<const int> counts{};

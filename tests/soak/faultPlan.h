@@ -1,4 +1,4 @@
-// Which call fails, and how: one in a thousand, each with something that this kind of call can plausibly come to.
+// Chooses which call fails, and how: one in a thousand, each with a plausible outcome for its kind.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -8,7 +8,7 @@
 
 namespace soak {
 
-/// A small generator whose numbers depend on nothing but its seed.
+/// A small generator that depends only on its seed.
 class Random {
 public:
     explicit constexpr Random(std::uint64_t seed) noexcept : state_(seed) {}
@@ -21,11 +21,10 @@ private:
     std::uint64_t state_;
 };
 
-/// One fault in this many calls.
+/// One call in this many fails.
 inline constexpr std::uint64_t kCallsPerFault = 1000;
 
-/// What the call results in instead of its success; false for kinds of call that cannot fail or are none of the
-/// library's.
+/// Chooses the outcome of a failing call; false for kinds of call that cannot fail or are not the library's.
 bool chooseOutcome(Random& random, const board_call& call, board_fault_outcome& outcome) noexcept;
 
 /// The errno of a thread that cannot be started.

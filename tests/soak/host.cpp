@@ -1,4 +1,4 @@
-// A host's life with the library.
+// A host of the library: random calls, then checks.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/soak/host.h"
 
@@ -24,10 +24,10 @@ constexpr std::int64_t kServoToleranceNs = 60;
 constexpr std::int64_t kNsPerSecond = 1'000'000'000;
 constexpr std::int64_t kOneDayNs = 86'400 * kNsPerSecond;
 constexpr std::int64_t kWrittenSlackKiB = 512;
-constexpr std::int64_t kBoardKiBPerDescriptor = 8;  // what the board itself keeps of an open file: two pages at most
-constexpr std::int64_t kRoundingPerBlock = 16;      // what the allocator may give more or less for the same request
+constexpr std::int64_t kBoardKiBPerDescriptor = 8;  // board memory per open file: two pages at most
+constexpr std::int64_t kRoundingPerBlock = 16;      // variation of the allocator for equal requests
 
-// Texts of one length, so that what the library keeps of them has one length.
+// Texts of equal length, so that the library's copies have equal length.
 constexpr const char* kGoodMetadata = R"({"selectedTRInstID":"a","selectedTROffset":"12","TRs":{"a":{"type":"x"}}})";
 constexpr const char* kBadMetadata = R"({"selectedTRInstID":"a","selectedTROffset":12.5,"TRs":{"a":{"type":"x"}}})";
 
@@ -148,15 +148,15 @@ void Host::liveOneHour() {
 void Host::rest() {
     controller_.restore();
     if (isInitialized_) applyMetaData(true);
-    controller_.sleepS(20);  // an alignment that is under way ends, what came back is aligned
+    controller_.sleepS(20);  // lets a running alignment end and returning devices be aligned
     collectErrors();
     demand(ledger().outstandingCount() == 0, "a fault was never reported");
     if (needsRestart()) restart();
-    collectErrors();  // those of the session before
+    collectErrors();  // of the previous session
     snapTime(0);
     controller_.sleepS(10);
     collectErrors();
-    applyMetaData(true);  // at a quiet moment: a text that comes at a busy one is dropped
+    applyMetaData(true);  // while idle: busy devices would make it drop the text
     const std::uint64_t errorLines = ledger().errorLineCount();
     expectAligned("after a step by nothing");
     flapEverything();
@@ -167,7 +167,7 @@ void Host::rest() {
     expectNothingGrew();
 }
 
-/// What the background left is handed to calls, once.
+/// Collects the error of the background, which must be reported exactly once.
 void Host::collectErrors() {
     if (!isInitialized_) return;
     const auto readTime = [](zuerr_Status* status) {
@@ -177,9 +177,9 @@ void Host::collectErrors() {
     if (call(readTime) != 0) demand(call(readTime) == 0, "an error was handed out twice");
 }
 
-/// What a host cannot mend by a step: no session, a clock that was refused, a descriptor lost, no phc2sys, or a system
-/// clock that is far off. A descriptor is lost when a request on a clock failed (it is closed then) or when the FPGA
-/// could not be found again; not otherwise.
+/// What a host cannot repair by a step: no session, a refused clock, a lost descriptor, no phc2sys, or a system clock
+/// far off. A descriptor is lost only when a request on a clock fails (and closes it) or when the FPGA cannot be found
+/// again.
 bool Host::needsRestart() {
     failedRequestsOfHour_ += tally().failedPtpRequests;
     const bool wasKilled = controller_.takeWasKilled();
@@ -193,14 +193,14 @@ bool Host::needsRestart() {
            "a clock's descriptor was lost and no request on it had failed");
     demand(heldOfFpga == 1 || tally().failedPtpRequests + tally().failedFpgaLoads > 0,
            "the FPGA was lost without a fault");
-    // phc2sys steps the system clock once, when it starts; what comes later it takes off at 92 ms a second.
+    // phc2sys steps the system clock once, at its start; later it only slews, by 92 ms a second.
     const bool isSystemClockFarOff = std::abs(controller_.truth().difference_ns[BOARD_CLOCK_SYSTEM]) > kNsPerSecond;
     return wasKilled || isSystemClockFarOff || tally().taken < Controller::kInterfaces || held < due || heldOfFpga < 1;
 }
 
-/// Kept on purpose by the library: after a failed request a clock keeps the number of a descriptor that is closed. A
-/// second clock that is opened anew gets that number, both then step the one clock, and each doubled step overshoots
-/// the other's until the time has left its range. No initialisation mends that; a host's operator sets the clock.
+/// Kept on purpose by the library: after a failed request a clock keeps the number of its closed descriptor. If another
+/// clock is reopened with that number, both step the same clock, and each doubled step overshoots the other's until the
+/// time leaves its range. No initialisation repairs that; a host's operator sets the clock.
 void Host::setClocksThatRanAway() {
     const board_truth truth = controller_.truth();
     for (int at = 0; at < Controller::kInterfaces; ++at) {
@@ -215,8 +215,8 @@ void Host::restart() {
     const std::uint64_t errorLines = ledger().errorLineCount();
     initializeAnew();
     if (ledger().errorLineCount() == errorLines) return;
-    // Lost edges made the start so long that phc2sys has taken its one step to a clock that was not aligned yet. Again,
-    // now that no edge is left to lose.
+    // Lost edges delayed the start so long that phc2sys took its only step to an unaligned clock. Start again, now that
+    // no edges are left to lose.
     initializeAnew();
 }
 
@@ -258,7 +258,7 @@ void Host::expectAligned(const char* when) {
     }
 }
 
-/// phc2sys follows a clock that the library may leave up to 100 ns away, so the system clock is held against that one.
+/// Checks against phc2sys's source, which the library may leave up to 100 ns off the master.
 void Host::expectSystemClockFollows() {
     const board_truth truth = controller_.truth();
     const std::int64_t apartNs =
@@ -305,7 +305,7 @@ void Host::expectNothingLeft() {
     reapChildren();
 }
 
-/// Each phc2sys that was started is a zombie now, or still runs because killing it failed.
+/// Every started phc2sys is now a zombie, or still runs because killing it failed.
 void Host::reapChildren() {
     std::uint32_t reaped = 0;
     while (waitpid(-1, nullptr, WNOHANG) > 0) ++reaped;
@@ -322,7 +322,7 @@ void Host::reapChildren() {
 void Host::finish() {
     finalize();
     expectNothingLeft();
-    call([](zuerr_Status* status) { zuqxmtk_getMaxCorrectionPerSecond(status); });  // what nobody has collected
+    call([](zuerr_Status* status) { zuqxmtk_getMaxCorrectionPerSecond(status); });  // collects what is left
 }
 
 }  // namespace soak

@@ -1,5 +1,4 @@
-// A host's life with the library: an hour of random calls on a faulty controller, then a rest in which everything
-// must be in order.
+// A host of the library: an hour of random calls on a faulty controller, then a quiet period in which all must be well.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -21,12 +20,12 @@ struct Figures {
     std::int64_t blocks = 0, blockBytes = 0, writtenKiB = 0, writtenGrowthKiB = 0;
 };
 
-/// Drives the library through its exports. Threads: bound to the one that made it. Failure: reported to the ledger; the
-/// host goes on until the hour is over.
+/// Drives the library through its exports. Threads: thread-bound. Failure: reported to the ledger; the host continues
+/// until the hour is over.
 class Host {
 public:
     Host(Controller& controller, std::uint64_t seed);
-    /// 57 minutes with faults, 3 minutes without, at the end of which everything is looked at.
+    /// 57 minutes with faults, 3 minutes without, followed by all checks.
     void liveOneHour();
     void finish();
     const Figures& figures() const { return figures_; }
@@ -35,7 +34,7 @@ private:
     void act();
     void initialize();
     void finalize();
-    /// A call with a fresh status; the code it reports.
+    /// Calls with a fresh status; returns its code.
     template <typename Function>
     std::int32_t call(Function&& function);
     void snapTime(std::int64_t offsetNs);
@@ -47,7 +46,8 @@ private:
     void restart();
     void initializeAnew();
     void setClocksThatRanAway();
-    /// Down and up again, stopped and run again, with their clocks moved meanwhile: the library aligns them unasked.
+    /// Takes interfaces down and up, stops and restarts the FPGA, with their clocks moved meanwhile: the library must
+    /// align them unasked.
     void flapEverything();
     void expectAligned(const char* when);
     void expectSystemClockFollows();

@@ -27,7 +27,7 @@ constexpr std::int32_t kDenied = -52026;
 constexpr std::int32_t kBusy = -52031;
 constexpr std::int32_t kSilent = 0;
 
-/// How the platform names what a driver's node answers.
+/// The platform's code for an errno of a driver's node.
 std::int32_t platformCode(int error) noexcept {
     switch (error) {
         case EPERM:
@@ -59,19 +59,19 @@ std::int32_t platformCode(int error) noexcept {
     }
 }
 
-/// By its number and not by what it reached: a number of a descriptor may stand for another device by now.
+/// By its number, not by its target: a descriptor number may refer to another device by now.
 bool isRequestOfDriver(std::uint32_t request) noexcept { return (request >> 8 & 0xFF) == 'u'; }
 
 std::int32_t codeOfDriverRequest(const board_call& call, const board_fault_outcome& outcome) noexcept {
     const std::int32_t code = outcome.error != 0 ? platformCode(outcome.error) : outcome.driver_status;
     if (code > 0) return kSilent;  // a warning
-    // The FPGA's time is only read to see whether the FPGA is there; that it is not there is an answer.
+    // The FPGA's time is only read to check its presence; absence is a valid answer.
     const bool asksWhetherThere = call.detail == BOARD_WIRE_FPGA_GET_TIME;
     return asksWhetherThere && code == kNotFound ? kSilent : code;
 }
 
-/// A clock that is being let go of is switched off as well as may be. That is so for the first request on a clock after
-/// something else than the work with its events or its capabilities.
+/// A released clock is switched off as far as possible. These are the first requests on a clock after anything but work
+/// with its events or capabilities.
 bool isPartingRequest(const board_call& call, const board_call& previous) noexcept {
     if (call.detail != BOARD_WIRE_PTP_PIN_SETFUNC) return false;
     const bool isAtWork = previous.target == call.target && previous.file == BOARD_FILE_PTP &&
@@ -85,10 +85,10 @@ std::int32_t codeOfRead(const board_call& call, const board_fault_outcome& outco
     switch (call.file) {
         case BOARD_FILE_VENDOR:
         case BOARD_FILE_DEVICE:
-            return kSilent;  // no interface of ours, then
+            return kSilent;  // then it is not an I210
         case BOARD_FILE_NAME:
             return isShort ? kSilent : kCommunications;
-        // An empty text is not a number; a cut one is another number.
+        // An empty text is not a number; a truncated one is another number.
         case BOARD_FILE_PPB_OFFSET:
             return !isShort ? kCommunications : outcome.short_count == 0 ? kSoftwareFault : kSilent;
         default:
@@ -122,7 +122,7 @@ std::int32_t codeDue(const board_call& call, const board_call& previous, const b
             if (isRequestOfDriver(call.detail)) return codeOfDriverRequest(call, outcome);
             return isPartingRequest(call, previous) ? kSilent : kCommunications;
         case BOARD_CALL_SELECT:
-            // "Nothing there" is no failure when nothing was waited for.
+            // "Nothing ready" is not a failure of a mere check.
             if (outcome.error == 0) return call.arguments[0] == 0 ? kSilent : kTimedOut;
             return kCommunications;
         case BOARD_CALL_SOCKET:
@@ -141,7 +141,7 @@ std::int32_t codeDue(const board_call& call, const board_call& previous, const b
             return call.target == BOARD_TARGET_SI514 ? kNotFound : kSilent;  // a shorter list
         case BOARD_CALL_GLOB:
             return kSoftwareFault;
-        // Tried again ten and five times; nothing is said about a failed attempt.
+        // Retried ten and five times; a failed attempt is not reported.
         case BOARD_CALL_FOPEN:
         case BOARD_CALL_WRITE:
             return kSilent;
@@ -153,11 +153,11 @@ std::int32_t codeDue(const board_call& call, const board_call& previous, const b
 
 namespace {
 
-/// What one thread has done lately and still has to tell.
+/// A thread's recent activity and unreported fault.
 struct ThreadPage {
     board_call previous{};
     std::int32_t codeDue = 0;
-    bool isCallOver = true;  ///< The call that failed has returned.
+    bool isCallOver = true;  ///< The failed call has returned.
     board_call failed{};
     bool isHost = false;
     bool isInitializing = false;

@@ -1,4 +1,4 @@
-// The account of every fault: what the library must write to syslog because of it, and whether it did.
+// The account of every fault: what the library must write to syslog because of it, and whether it does.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -12,37 +12,36 @@
 
 namespace soak {
 
-/// The code that must be reported because of a fault; 0 when the fault is to pass in silence. `previous` is the call
-/// that the same thread made before. Written from what the library promises, not from how it is built.
+/// The code that must be reported for a fault; 0 if the fault must pass silently. `previous` is the same thread's
+/// previous call. Derived from the library's contract, not from its implementation.
 std::int32_t codeDue(const board_call& call, const board_call& previous, const board_fault_outcome& outcome) noexcept;
 /// The same for a thread that cannot be started.
 inline constexpr std::int32_t kCodeOfNoThread = -52003;
 
-/// Books faults and lines, thread by thread: between a fault and its line a thread may close descriptors, nothing else.
-/// What a call of the host met is reported when that call returns at the latest. Owns: counters and the last lines, in
-/// fixed storage. Threads: called under the board's lock, or by the only thread that runs. Failure: the first violation
-/// is kept.
+/// Matches faults to log lines, thread by thread: between a fault and its line a thread may only close descriptors. A
+/// fault in a host call must be reported by the time that call returns. Owns: counters and the last lines, in fixed
+/// storage. Threads: called under the board's lock, or by the only running thread. Failure: keeps the first violation.
 class Ledger {
 public:
     static constexpr std::size_t kLastLines = 12;
 
-    // --- what happens, on the thread on which it happens ---
+    // --- events, on the thread on which they happen ---
     void faultInjected(const board_call& call, const board_fault_outcome& outcome) noexcept;
     void threadRefused() noexcept;
     void callMade(const board_call& call, std::uint64_t rawNs) noexcept;
     void lineWritten(std::string_view text) noexcept;
 
-    // --- what the host says about itself ---
+    // --- notifications by the host ---
     void hostCallBegins(bool isInitialize) noexcept;
     void hostCallEnded() noexcept;
 
     std::uint64_t callCount() const noexcept { return calls_; }
     std::uint64_t toldCount() const noexcept { return told_; }
     std::uint64_t silentCount() const noexcept { return silent_; }
-    /// Faults whose line has not come yet.
+    /// Faults without a line so far.
     std::uint64_t outstandingCount() const noexcept { return outstanding_; }
     std::uint64_t errorLineCount() const noexcept { return errorLines_; }
-    /// Of everything that happened, in order.
+    /// Digest of everything that happened, in order.
     std::uint64_t digest() const noexcept { return digest_; }
     void digest(std::uint64_t value) noexcept { digest_ = (digest_ ^ value) * 0x100000001B3U; }
 

@@ -1,4 +1,4 @@
-// Counts what malloc hands out and free takes back, for every thread and every library of the process.
+// Counts memory from malloc and free for every thread and library of the process.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/soak/liveMemory.h"
 
@@ -55,7 +55,7 @@ void* realloc(void* memory, std::size_t size) noexcept {
     discount(memory);
     void* const moved = __libc_realloc(memory, size);
     if (moved != nullptr) return counted(moved);
-    if (size != 0) counted(memory);  // what could not be grown is still there
+    if (size != 0) counted(memory);  // a failed realloc leaves the block allocated
     return nullptr;
 }
 

@@ -1,4 +1,4 @@
-// How much memory is allocated and not yet freed, by anybody in this process.
+// Memory allocated and not yet freed in this process.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -8,13 +8,12 @@ namespace soak {
 
 struct LiveMemory {
     std::int64_t blocks = 0;
-    std::int64_t bytes = 0;  ///< As the allocator rounds them.
+    std::int64_t bytes = 0;  ///< As rounded by the allocator.
 };
 
 LiveMemory liveMemory() noexcept;
 
-/// Not with an address sanitizer, whose allocator is its own and keeps what was freed for a while; it looks for leaks
-/// itself.
+/// Not with an address sanitizer: it has its own allocator, which delays freeing, and its own leak check.
 #ifdef HALVEX_ADDRESS_SANITIZER
 inline constexpr bool kCountsMemory = false;
 #else

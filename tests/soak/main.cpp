@@ -1,4 +1,4 @@
-// A soak: so many simulated hours of the library, with one call in a thousand failing. The figures are the last line.
+// A soak: simulated hours of the library, with one call in a thousand failing. The last line reports the figures.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <atomic>
 #include <cerrno>
@@ -28,7 +28,7 @@ struct Options {
     std::uint64_t seed = 1;
 };
 
-constexpr unsigned kSecondsPerHour = 60;  // a hundredth of a second is usual
+constexpr unsigned kSecondsPerHour = 60;  // usually a hundredth of a second
 constexpr std::uint64_t kHoursPerReport = 24 * 30;
 
 Options options;
@@ -63,7 +63,7 @@ std::string describe() {
            std::to_string(controller ? controller->rawNs() / 1'000'000'000 : 0) + " s";
 }
 
-/// A year leaves some hundred descriptors of refused clocks, as it must.
+/// A simulated year leaks some hundred descriptors of refused clocks, as required.
 void allowManyDescriptors() {
     rlimit limit{};
     getrlimit(RLIMIT_NOFILE, &limit);
@@ -124,7 +124,7 @@ int main(int argc, char** argv) {
         std::_Exit(1);
     }
     const std::uint64_t events = controller->eventCount();
-    controller.reset();  // the clock is the machine's again
+    controller.reset();  // back to the machine's clock
     printFigures(host.figures(), events,
                  std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count());
     return 0;

@@ -1,6 +1,5 @@
-// Starting a thread can fail. The shims, which answer for the library, call the next pthread_create in search order:
-// this one.
-// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+// Makes thread creation fail: the shims, which serve the library, call the next pthread_create in search order, this
+// one. SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/soak/threadStart.h"
 
 #include <dlfcn.h>

@@ -1,10 +1,10 @@
-// Starting a thread can fail: a library between the shims and the C library, which asks the soak first.
+// Makes thread creation fail: a library between the shims and the C library that asks the soak first.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 namespace soak {
 
-/// `refusal` gives the errno of a thread that is not to start, 0 for one that is. Null: all start.
+/// `refusal` returns the errno for a thread that must not start, else 0. Null: all start.
 void askBeforeEachThread(int (*refusal)());
 
 }  // namespace soak

@@ -1,4 +1,4 @@
-// Ends a soak that stands still.
+// Ends a soak that makes no progress.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/soak/watchdog.h"
 
@@ -16,7 +16,7 @@
 namespace soak {
 namespace {
 
-/// The machine's second, not the board's.
+/// One second of the machine, not of the board.
 void sleepOneRealSecond() noexcept {
     const timespec second{.tv_sec = 1, .tv_nsec = 0};
     halvexboard::rawSystemCall(SYS_clock_nanosleep, CLOCK_MONOTONIC, 0, reinterpret_cast<long>(&second), 0);

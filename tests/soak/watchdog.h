@@ -1,4 +1,4 @@
-// Ends a soak that stands still.
+// Ends a soak that makes no progress.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -7,9 +7,8 @@
 
 namespace soak {
 
-/// Starts a thread of its own that lives outside virtual time: when `progress` has not changed for `seconds` of real
-/// time it prints `describe` and ends the process with 3, whether nothing happens any more or too much. To be called
-/// before a board is switched on, once.
+/// Starts a thread outside virtual time: if `progress` has not changed for `seconds` of real time, whether the soak
+/// hangs or spins, it prints `describe` and exits with 3. Call once, before a board is switched on.
 void startWatchdog(unsigned seconds, std::uint64_t (*progress)(), std::string (*describe)());
 
 /// Threads that the watchdog adds to the process.

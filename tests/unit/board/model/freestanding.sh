@@ -1,5 +1,5 @@
 #!/bin/sh
-# Compiles the board's model without any header and lists what it needs from outside: memcpy and memset, no floating point.
+# Compiles the board's model without headers and lists its undefined symbols: memcpy and memset, no floating point.
 # Usage: freestanding.sh COMPILER ROOT
 # SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 set -eu

@@ -1,4 +1,4 @@
-// Tests of what readings of the timekeeper against the raw clock say.
+// Tests of evaluating readings of the timekeeper against the raw clock.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/clocks/crossReading.h"
 

@@ -52,15 +52,15 @@ protected:
             return GLOB_ABORTED;
         };
     }
-    /// Expects that no device is made, for this reason, and that the enumeration is given back once.
+    /// Expects that construction fails with this error and that the enumeration is freed once.
     void expectNotMade(const testsupport::RaisedError& reason) {
         countEnumerations();
         EXPECT_EQ(raisedByMaking(), reason);
         EXPECT_EQ(releases, 1);
     }
-    /// What making a device throws.
+    /// The error that constructing a device throws.
     virtual testsupport::RaisedError raisedByMaking() = 0;
-    /// What `operation` throws while the driver answers a request otherwise than usual.
+    /// The error that `operation` throws while the driver gives this answer to a request.
     template <typename Operation>
     testsupport::RaisedError raisedWhile(unsigned long request, const testsupport::DriverAnswer& answer,
                                          Operation&& operation) {
@@ -69,7 +69,7 @@ protected:
         driver.answers[request] = usual;
         return raised;
     }
-    /// Expects that every offset is handed to the driver unchanged.
+    /// Expects that offsets are passed to the driver unchanged.
     void expectStepsUnchanged(ClockInterface& device, unsigned long request) {
         for (const std::int64_t offsetNs : {std::int64_t{0}, std::int64_t{-150}, INT64_MIN, INT64_MAX}) {
             device.adjustTime(offsetNs);
@@ -77,7 +77,7 @@ protected:
             EXPECT_EQ(static_cast<std::int64_t>(driver.getLastCall().getArgument()), offsetNs);
         }
     }
-    /// Moves the interface; expects that the old one is closed when the device opens the new one, descriptor 2000.
+    /// Moves the interface; expects that the device closes the old one and opens the new one, descriptor 2000.
     void expectReopening(EpochDeviceInterface& device) {
         publish("/dev/moved");
         testsupport::libcHooks().open = [this](const char* path, int, mode_t) {
@@ -88,7 +88,7 @@ protected:
         device.reinitialize();
         EXPECT_EQ(openedPaths.back(), "/dev/moved");
     }
-    /// Counts the results of glob that are given back.
+    /// Counts the freed results of glob.
     void countEnumerations() {
         testsupport::libcHooks().globfree = [this](glob_t* found) {
             ++releases;

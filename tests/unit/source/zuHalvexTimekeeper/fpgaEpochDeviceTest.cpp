@@ -57,7 +57,7 @@ protected:
     }
 
     void SetUp() override { publish("/dev/fpga"); }
-    void TearDown() override { driver.answers = {{kGetTime, {.value = 1}}}; }  // or the device could not go
+    void TearDown() override { driver.answers = {{kGetTime, {.value = 1}}}; }  // a failed release would end the process
     FpgaEpochDevice& device() { return device_ ? *device_ : device_.emplace(kAlignmentValue); }
     /// A device in use: its journal is cleared after construction.
     FpgaEpochDevice& deviceInUse() {
@@ -71,7 +71,7 @@ protected:
         device().armEpochCapture();
         return deviceInUse();
     }
-    /// A device whose interface could not be opened again.
+    /// A device whose interface could not be reopened.
     FpgaEpochDevice& closedDevice() {
         device();
         openError = ENOENT;

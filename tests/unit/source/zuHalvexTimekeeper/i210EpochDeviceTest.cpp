@@ -35,7 +35,7 @@ RaisedError unsupported(std::int32_t line, const std::string& message) {
 
 const std::string kLacksCapabilities = "enp1s0 doesn't support PTP properly (external event time stamping capability).";
 
-/// What `action` throws when the Nth call of an entry fails.
+/// The error that `action` throws when the Nth call of an entry fails.
 template <typename Entry, typename Action>
 RaisedError raisedWith(Entry& entry, int nth, int error, Action&& action) {
     const OsCallGuard fail{entry, failNth(nth, error)};
@@ -125,8 +125,7 @@ TEST_F(I210EpochDeviceTest, LeavesTheDescriptorOpenWhenTheFrequencyCannotBeZeroe
     EXPECT_EQ(kernel.openDevices, std::set{40});
 }
 
-/// Fails the Nth call of one entry while a device is made, until none fails it any more, and expects the code every
-/// time.
+/// Fails the Nth call of one entry during construction, for every N, and expects the code every time.
 template <typename Entry>
 int countFailuresOfMaking(Entry& entry) {
     for (int nth = 1;; ++nth) {
