@@ -1,4 +1,4 @@
-// The alignment's rule written a second time, on numbers alone.
+// A second implementation of the alignment's rule, on plain numbers.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "bench/alignmentReference.h"
 

@@ -1,4 +1,4 @@
-// The alignment's rule written a second time, on numbers alone.
+// A second implementation of the alignment's rule, on plain numbers.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -9,11 +9,10 @@
 
 namespace halvexbench {
 
-/// How many iterations the rule takes from these differences to the master, in ns, when steps lose what the stream of
-/// `seed` says.
+/// Iterations of the rule from these differences to the master, in ns, with step losses from the stream of `seed`.
 int referenceIterations(std::vector<std::int64_t> differencesNs, std::uint64_t seed, StepLoss loss);
 
-/// How many the library takes on the stand-in: one I210 for every difference but the last, which is the FPGA's.
+/// Iterations of the library on the stand-in: one I210 per difference except the last, which is the FPGA's.
 int libraryIterations(const std::vector<std::int64_t>& differencesNs, std::uint64_t seed, StepLoss loss);
 
 }  // namespace halvexbench

@@ -1,4 +1,4 @@
-// What each operation must ask of the system and no more, in a straight line: what the library is measured against.
+// The minimal system calls of each operation, in a straight line: the baseline of the measurements.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "bench/bareCalls.h"
 
@@ -131,7 +131,7 @@ void openPhc(BareController& controller, int phc) {
     controller.phcs[phc] = open(path, O_RDWR);
 }
 
-/// What the directory of a driver interface says, opened.
+/// Reads a driver interface's directory and opens its node.
 int openDriver(const char* pattern) {
     glob_t found;
     glob(pattern, GLOB_ONLYDIR, nullptr, &found);
@@ -323,7 +323,7 @@ void resetFpga(BareController& controller) {
     callDriver(controller.fpga, BOARD_WIRE_FPGA_REQUEST_EPOCH_ALIGNMENT, 4'000'000'000);
 }
 
-/// False when the life is over.
+/// Returns false at the end of the life.
 bool waitForNextPass(BareLife& life) {
     timespec deadline;
     clock_gettime(CLOCK_REALTIME, &deadline);

@@ -1,4 +1,4 @@
-// What each operation must ask of the system and no more, in a straight line: what the library is measured against.
+// The minimal system calls of each operation, in a straight line: the baseline of the measurements.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -10,7 +10,7 @@
 
 namespace halvexbench {
 
-/// Everything that the calls need, opened. Plain descriptors and a count; nothing here allocates.
+/// Everything that the calls need, already open. Plain descriptors and a count; nothing here allocates.
 struct BareController {
     static constexpr int kMostPhcs = 64;
 
@@ -31,12 +31,12 @@ struct BareController {
 /// The name of interface `phc`: "enp1s0" for 0.
 void interfaceName(int phc, char (&name)[16]);
 
-/// What every call takes once before its own work.
+/// The lock that every call takes once before its own work.
 void bareLock();
 std::uint64_t bareGetTime(int ferrox);
 long bareGetCorrection(int ppbOffset);
 [[gnu::noinline]] long bareSetCorrection(int ppbOffset);
-/// The same below kExtraFrames more frames, and with as many locked instructions: what each of them costs.
+/// The same below kExtraFrames more frames, and with as many locked instructions, to measure the cost of each.
 inline constexpr int kExtraFrames = 4;
 long bareSetCorrectionInFrames(int ppbOffset);
 long bareSetCorrectionWithLocked(int ppbOffset);
@@ -44,11 +44,11 @@ long bareSetCorrectionWithLocked(int ppbOffset);
 void bareSnapTime(BareController& controller);
 void bareAlignment(BareController& controller);
 void bareServicePass(BareController& controller);
-/// An exception with this text thrown and caught, and the JSON object of an error with it.
+/// Throws and catches an exception with this text, and builds the JSON object of an error.
 void bareError(const char* message);
 
-/// A whole life: everything found, opened and aligned, a thread that makes a pass every 2 s and when it is woken, and
-/// all closed again.
+/// A complete life: finds, opens and aligns everything, runs a thread that makes a pass every 2 s and when woken, and
+/// closes everything again.
 struct BareLife {
     BareController controller;
     pid_t child = 0;

@@ -1,4 +1,4 @@
-// Each operation a known number of times between marks, for the tools that count instructions and system calls.
+// Each operation a fixed number of times between marks, for tools that count instructions and system calls.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "bench/countedWork.h"
 
@@ -24,10 +24,10 @@ using namespace halvexTimekeeper;
 constexpr int kRepetitions = 10;
 
 void mark(const std::string& text) {
-    if (access(text.c_str(), F_OK) == 0) _exit(3);  // nobody has a file of that name
+    if (access(text.c_str(), F_OK) == 0) _exit(3);  // no such file may exist
 }
 
-/// The first run makes what is made once.
+/// The first run does all one-time work.
 template <typename Work>
 [[gnu::noinline]] void count(const char* name, Work&& work) {
     work();

@@ -1,4 +1,4 @@
-// Each operation a known number of times between marks, for the tools that count instructions and system calls.
+// Each operation a fixed number of times between marks, for tools that count instructions and system calls.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -6,8 +6,8 @@
 
 namespace halvexbench {
 
-/// Under callgrind, writes one profile per operation, named after it; under strace, encloses each operation's system
-/// calls in calls of access on "begin NAME" and "end NAME".
+/// Under callgrind, writes one profile per operation, named after it; under strace, brackets each operation's system
+/// calls with calls of access on "begin NAME" and "end NAME".
 void runCountedWork(const Plugin& plugin);
 
 }  // namespace halvexbench

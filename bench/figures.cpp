@@ -1,4 +1,4 @@
-// Figures that stand alone: latencies, iterations, memory, wake-ups.
+// Absolute figures: latencies, iterations, memory, wake-ups.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "bench/figures.h"
 
@@ -47,7 +47,7 @@ double microsecondsOf(Work&& work) {
     return static_cast<double>(monotonicNs() - begin) / 1000;
 }
 
-/// A snapTime that meets a service pass which does not end.
+/// A snapTime that times out behind a service pass.
 void printGivenUp(const Plugin& plugin) {
     zuerr_Status status = zuerr::makeStatus();
     counters().isFpgaBlocked = true;
@@ -62,7 +62,7 @@ void printGivenUp(const Plugin& plugin) {
     print("givenUpLongestMs", durations.back() / 1000);
 }
 
-/// The sum of these lines about the memory of this process, in kB.
+/// The sum of these lines about this process's memory, in kB.
 double memoryKb(std::initializer_list<std::string_view> lines) {
     std::ifstream rollup("/proc/self/smaps_rollup");
     std::string word;
@@ -74,10 +74,10 @@ double memoryKb(std::initializer_list<std::string_view> lines) {
     return sum;
 }
 
-/// What no other process shares. Pages of files that nobody has written to come and go with other processes.
+/// Memory not shared with other processes. Unwritten file pages come and go with other processes.
 double privateKb() { return memoryKb({"Private_Clean:", "Private_Dirty:", "Swap:"}); }
 
-/// What this process has written.
+/// Memory written by this process.
 double writtenKb() { return memoryKb({"Private_Dirty:", "Swap:"}); }
 
 long voluntarySwitches() {
@@ -159,7 +159,7 @@ void printGrowth(const char* libraryPath) {
     callManyTimes(plugin, 1000);
     zuerr_Status status = zuerr::makeStatus();
     plugin.applyMetaData("{}", &status);
-    usleep(100'000);  // until the thread has made a pass, and has touched what it needs
+    usleep(100'000);  // until the thread has made a pass and touched its memory
     const double warm = writtenKb();
     callManyTimes(plugin, 1'000'000);
     print("growthByCallsKb", writtenKb() - warm);
@@ -178,7 +178,7 @@ void printWakeUps(const char* libraryPath) {
     constexpr unsigned kSeconds = 20;
     const Plugin plugin = loadPlugin(libraryPath);
     initializeOrThrow(plugin);
-    usleep(100'000);  // 1.9 s before a pass, so that as many passes fall into the time as it has periods
+    usleep(100'000);  // 1.9 s before a pass: one pass per period in the measured time
     const long before = voluntarySwitches();
     sleep(kSeconds);
     print("wakeUpsAnHour", static_cast<double>(voluntarySwitches() - before) * 3600 / kSeconds);

@@ -1,4 +1,4 @@
-// Figures that stand alone: latencies, iterations, memory, wake-ups.
+// Absolute figures: latencies, iterations, memory, wake-ups.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -6,7 +6,7 @@
 
 namespace halvexbench {
 
-/// Each loads the library by itself and prints lines "name value".
+/// Each loads the library itself and prints lines "name value".
 void printIterations();
 void printLatencies(const char* libraryPath);
 void printMemory(const char* libraryPath);

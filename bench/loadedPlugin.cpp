@@ -1,4 +1,4 @@
-// The built library, loaded as a host loads it, and its twelve functions.
+// The built library, loaded like in a host, and its twelve functions.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "bench/loadedPlugin.h"
 

@@ -1,4 +1,4 @@
-// The built library, loaded as a host loads it, and its twelve functions.
+// The built library, loaded like in a host, and its twelve functions.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -21,10 +21,10 @@ struct Plugin {
     decltype(&zuqxmtk_finalize) finalize;
 };
 
-/// Throws std::runtime_error when the library cannot be loaded or lacks a function. It stays loaded.
+/// Throws std::runtime_error if the library cannot be loaded or lacks a function. Never unloads it.
 Plugin loadPlugin(const char* path);
 
-/// The library's own functions, if it is initialised: throws std::runtime_error with what it reported otherwise.
+/// Initialises the library; throws std::runtime_error with its error on failure.
 void initializeOrThrow(const Plugin& plugin);
 
 }  // namespace halvexbench

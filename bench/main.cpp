@@ -1,4 +1,4 @@
-// The measurements, one kind a run: what `bench/run` drives.
+// The measurements, one kind per run; driven by `bench/run`.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <cstdio>
 #include <exception>

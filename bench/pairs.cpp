@@ -1,4 +1,4 @@
-// The paired runs: a block of bare calls, then a block of the library's, again and again in one process.
+// Paired runs: a block of bare calls, then a block of the library's, repeatedly in one process.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "bench/pairs.h"
 
@@ -28,7 +28,7 @@ using namespace halvexTimekeeper;
 
 constexpr int kSlaveCounts[] = {1, 2, 4, 8, 16, 32, 64};
 
-/// Makes one block of calls and returns the seconds that count of it.
+/// Makes one block of calls and returns the seconds to count.
 using Block = std::function<double()>;
 
 struct Pair {
@@ -37,10 +37,10 @@ struct Pair {
     int blocks = 301;
     Block bare;
     Block library;
-    std::function<void()> between = [] {};  ///< Follows every block.
+    std::function<void()> between = [] {};  ///< Runs after every block.
 };
 
-/// `count` calls by this clock: elapsed time, or the processor time of a thread or of the process.
+/// Times `count` calls by this clock: elapsed time, or processor time of a thread or the process.
 template <typename Call>
 Block timed(clockid_t clock, int count, Call call) {
     return [clock, count, call] {
@@ -59,7 +59,7 @@ double quantile(std::vector<double> values, double fraction) {
     return values[position];
 }
 
-/// One repetition is one pair of blocks; medians and quartiles are taken over the repetitions.
+/// One repetition is one pair of blocks; medians and quartiles are over the repetitions.
 void registerPair(Pair pair) {
     const auto shared = std::make_shared<Pair>(std::move(pair));
     const auto run = [shared](benchmark::State& state) {
@@ -87,9 +87,9 @@ void registerPair(Pair pair) {
 }
 
 constexpr int kCalls = 1000;
-constexpr clockid_t kOwnTime = CLOCK_THREAD_CPUTIME_ID;  // of what never sleeps: others use the machine too
+constexpr clockid_t kOwnTime = CLOCK_THREAD_CPUTIME_ID;  // for calls that never sleep, unaffected by other load
 
-/// One call of the library against its system calls with the lock that every call takes, and against them alone.
+/// One call of the library against its system calls, with and without the lock that every call takes.
 template <typename Bare, typename Library>
 void registerCall(const std::string& name, Bare bare, Library library) {
     registerPair({.name = name,
@@ -152,7 +152,7 @@ void registerError(const Plugin& plugin) {
 
 void registerSnapTime(const Plugin& plugin, BareController& bare) {
     static zuerr_Status status = zuerr::makeStatus();
-    // Until the alignment and the thread that made it are gone.
+    // Waits until the alignment and its thread are gone.
     const auto settle = [] {
         static long seen = counters().alignments;
         for (int wait = 0; counters().alignments == seen && wait < 10'000; ++wait) usleep(20);
@@ -207,7 +207,7 @@ void registerServicePass(int slaveCount) {
 template <typename Apply>
 Block untilRecord(Apply apply) {
     return [apply] {
-        usleep(200);  // the thread goes back to its wait
+        usleep(200);  // lets the thread return to its wait
         const std::uint64_t before = counters().statusRecords;
         const std::int64_t begin = monotonicNs();
         apply();
@@ -226,7 +226,7 @@ void registerMetadata(const Plugin& plugin, BareLife& bare) {
                   .library = untilRecord([&plugin] { plugin.applyMetaData(kMetadata, &status); })});
 }
 
-/// Whole lives by their processor time, and the elapsed time of their ends.
+/// Complete lives by processor time, and their ends by elapsed time.
 void registerLives(const Plugin& plugin) {
     registerPair({.name = "life",
                   .blocks = 151,
@@ -248,7 +248,7 @@ void registerLives(const Plugin& plugin) {
                       [] {
                           BareLife life;
                           bareInitialize(life);
-                          usleep(1000);  // its thread waits
+                          usleep(1000);  // lets its thread reach its wait
                           return timed(CLOCK_MONOTONIC, 1, [&life] { bareFinalize(life); })();
                       },
                   .library =
@@ -260,7 +260,7 @@ void registerLives(const Plugin& plugin) {
                   .between = reapChildren});
 }
 
-/// Runs what `registerAll` has registered.
+/// Runs the benchmarks that `registerAll` registers.
 template <typename Register>
 void runRegistered(const std::string& outputPath, Register&& registerAll) {
     std::string words[] = {"halvexbench", "--benchmark_out=" + outputPath, "--benchmark_out_format=json"};
@@ -280,7 +280,7 @@ void runCallPairs(const Plugin& plugin, const std::string& outputPath) {
     BareController bare;
     bare.open(kListedInterfaces, true);
     initializeOrThrow(plugin);
-    // The kernel's objects behind two descriptors lie differently in its caches: both sides use one.
+    // Kernel objects of two descriptors differ in cache placement: use the same one on both sides.
     bare.ppbOffset = oscillatorDescriptor();
     runRegistered(outputPath, [&] {
         registerCalls(plugin, bare);

@@ -1,4 +1,4 @@
-// The paired runs: a block of bare calls, then a block of the library's, again and again in one process.
+// Paired runs: a block of bare calls, then a block of the library's, repeatedly in one process.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -10,7 +10,7 @@ namespace halvexbench {
 
 /// The host's calls. Both functions run their pairs and write Google Benchmark's JSON to `outputPath`.
 void runCallPairs(const Plugin& plugin, const std::string& outputPath);
-/// What grows with the number of slaves, and a whole life.
+/// Operations that scale with the number of slaves, and a complete life.
 void runSlavePairs(const Plugin& plugin, const std::string& outputPath);
 
 }  // namespace halvexbench

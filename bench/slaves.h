@@ -10,7 +10,7 @@
 
 namespace halvexbench {
 
-/// One I210; beyond one slave, the last is the FPGA.
+/// One I210 if alone; otherwise the last slave is the FPGA.
 inline bool hasFpga(int slaveCount) { return slaveCount > 1; }
 inline int phcCountOf(int slaveCount) { return hasFpga(slaveCount) ? slaveCount - 1 : slaveCount; }
 
@@ -25,7 +25,7 @@ inline halvexTimekeeper::EpochDevices makeSlaves(int slaveCount) {
     return slaves;
 }
 
-/// All slaves off by the same time.
+/// Moves all slaves by the same time.
 inline void disturb(int slaveCount, std::int64_t byNs) {
     if (hasFpga(slaveCount)) differenceNs(0) = byNs;
     for (int phc = 0; phc < phcCountOf(slaveCount); ++phc) differenceNs(phc + 1) = byNs;

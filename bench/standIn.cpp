@@ -1,4 +1,4 @@
-// The files of the stand-in controller, its clocks, and what is counted.
+// The files of the stand-in controller, its clocks, and the counters.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "bench/standIn.h"
 
@@ -52,13 +52,13 @@ void makeTree(const fs::path& root) {
     makeDriver(root, "ferrox", "nZUHORLIXFERROX000_HorlixFerrox");
     makeDriver(root, "fpga", "nZUHORLIXFPGA000_HorlixFpga");
     for (int phc = 0; phc < kMostPhcs; ++phc) {
-        // Always readable, and 32 bytes long whenever 32 are asked for.
+        // Always readable, and returns 32 bytes whenever 32 are requested.
         fs::create_symlink("/dev/zero", root / "dev" / ("ptp" + std::to_string(phc)));
     }
     const fs::path client = root / "sys/bus/i2c/drivers/si514/0-0055";
     writeFile(client / "name", "si514\n");
-    // An attribute of the kernel's that takes and gives back a short text, and does nothing else: the one that is
-    // named, or this process's name.
+    // A kernel attribute that stores and returns a short text and does nothing else: the one in the environment, or
+    // this process's name.
     const char* const attribute = std::getenv("HALVEX_BENCH_ATTRIBUTE");
     fs::create_symlink(attribute != nullptr ? attribute : "/proc/self/comm", client / "ppb_offset");
     std::ofstream(client / "ppb_offset") << "0.000000";

@@ -1,4 +1,4 @@
-// The hardware of the measurements: every device call becomes a cheap system call of the same kind, answered at once.
+// Stand-in hardware for the measurements: every device call becomes a cheap system call of the same kind.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -9,21 +9,21 @@
 #include <functional>
 #include <string>
 
-// The program defines and exports the functions of the C library that reach hardware, so the library that it loads
-// calls these. What is measured and what it is measured against pay the same system call and the same answer; the
-// system call is real, and the cheapest of its kind, so that the ratio is the worst that any hardware can show.
+// The program exports replacements of the C library functions that reach hardware, and the loaded library calls these.
+// Library and baseline pay the same system call and answer; the system call is real and the cheapest of its kind, so
+// the ratio is the worst that any hardware can show.
 namespace halvexbench {
 
 inline constexpr int kMostPhcs = 64;
 inline constexpr int kListedInterfaces = 2;
 
-/// What a clock loses with every step, and how that varies.
+/// The time that a clock loses with every step, and its variation.
 struct StepLoss {
     std::int64_t constantNs = 0;
     std::int64_t jitterNs = 0;
 };
 
-/// Puts the files of a controller under a directory of its own; they go with the object. One at a time.
+/// Creates a controller's files in a directory of its own and removes them at the end. One at a time.
 class StandIn {
 public:
     StandIn();
@@ -32,27 +32,27 @@ public:
     StandIn& operator=(const StandIn&) = delete;
 };
 
-/// The true differences to the master: the FPGA's at 0, that of PHC n at n + 1. A step of the master moves them all.
+/// True difference to the master: the FPGA's at 0, that of PHC n at n + 1. A step of the master moves them all.
 std::int64_t& differenceNs(int clock);
 
-/// The loss of one step, drawn from one stream that `seedLosses` begins anew.
+/// The loss of one step, from a stream that `seedLosses` restarts.
 std::int64_t drawLossNs();
 void seedLosses(std::uint64_t seed, StepLoss loss);
 
-/// The descriptor that was last given out for the oscillator's offset.
+/// The descriptor last opened for the oscillator's offset.
 int oscillatorDescriptor();
 
-/// Collects the children that were started and have been killed.
+/// Reaps the children that were started and killed.
 void reapChildren();
 
 struct Counters {
     std::atomic<long> alignments{0};              ///< Successful ones, by their syslog line.
     std::atomic<long> iterations{0};              ///< Of the last alignment.
-    std::atomic<std::uint64_t> statusRecords{0};  ///< That the FPGA has received.
-    std::atomic<std::int64_t> lastRecordNs{0};    ///< When it received the last, on the monotonic clock.
-    std::atomic<bool> isFpgaBlocked{false};       ///< While set, a status record is not taken.
-    std::atomic<bool> isFpgaWaiting{false};       ///< A record is waiting to be taken.
-    std::atomic<bool> isSyslogSilent{false};      ///< Lines are thrown away unformatted.
+    std::atomic<std::uint64_t> statusRecords{0};  ///< Received by the FPGA.
+    std::atomic<std::int64_t> lastRecordNs{0};    ///< Time of the last one, on the monotonic clock.
+    std::atomic<bool> isFpgaBlocked{false};       ///< While set, status records are not accepted.
+    std::atomic<bool> isFpgaWaiting{false};       ///< A record is waiting to be accepted.
+    std::atomic<bool> isSyslogSilent{false};      ///< Lines are dropped unformatted.
 };
 Counters& counters();
 

@@ -1,4 +1,4 @@
-// The functions of the C library that reach hardware, each one real, cheap system call and an answer.
+// The C library functions that reach hardware, each replaced by one real, cheap system call and an answer.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "bench/standInCalls.h"
 
@@ -39,7 +39,7 @@ struct Descriptor {
     Kind kind;
     unsigned char phc;
     unsigned char stampsLeft;
-    std::uint32_t epoch;  // that the stamps are of
+    std::uint32_t epoch;  // epoch of the stamps
 };
 
 constexpr int kDescriptors = 1024;
@@ -52,7 +52,7 @@ int g_oscillator = -1;
 int g_neverReady = -1;
 int g_nowhere = -1;
 
-/// A system call without the C library: its functions of that name are the ones that stand below.
+/// A system call without the C library, whose functions are replaced below.
 template <typename... Arguments>
 long systemCall(long number, Arguments... arguments) noexcept {
     const long values[6] = {(long)arguments...};
@@ -77,7 +77,7 @@ Function next(const char* name) {
     return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
 }
 
-/// The path under the root of one that belongs to the controller, else the path itself.
+/// The path below the root for a path of the controller, else the path itself.
 class Redirected {
 public:
     explicit Redirected(const char* path) : path_(path) {
@@ -116,7 +116,7 @@ int openFile(const char* path, int flags, mode_t mode) {
     return fd;
 }
 
-/// Nothing but the way into the kernel and back: what the cheapest driver would cost.
+/// Enters the kernel and returns: the cost of the cheapest possible driver.
 void emptyRequest(int fd) noexcept { systemCall(SYS_ioctl, fd, FIOCLEX, 0); }
 
 void answerFerrox(std::uint64_t request, const board_wire_ioctl_block& args) {
@@ -154,7 +154,7 @@ void answerFpga(std::uint64_t request, const board_wire_ioctl_block& args) {
     } else if (request == BOARD_WIRE_FPGA_ADJUST_TIME) {
         differenceNs(0) += (std::int64_t)in->value - drawLossNs();
     } else if (request == BOARD_WIRE_FPGA_GET_STATUS_INFO) {
-        reinterpret_cast<unsigned char*>(in->value)[4] = 1;  // it runs
+        reinterpret_cast<unsigned char*>(in->value)[4] = 1;  // running
     } else if (request == BOARD_WIRE_FPGA_SET_STATUS_INFO) {
         takeStatusRecord();
     }
@@ -168,7 +168,7 @@ void answerPtp(unsigned long request, void* argument) {
     capabilities->n_pins = 4;
 }
 
-/// Asks the kernel about the loopback interface, and answers for the one that was meant.
+/// Queries the kernel for the loopback interface and answers for the requested one.
 int askInterface(int fd, unsigned long request, ifreq* wanted) {
     ifreq loopback = *wanted;
     memcpy(loopback.ifr_name, "lo", 3);
@@ -283,7 +283,7 @@ EXPORTED int select(int count, fd_set* readable, fd_set* writable, fd_set* excep
     return answered(systemCall(SYS_select, g_neverReady + 1, &nothing, nullptr, nullptr, timeout));
 }
 
-/// The kernel refuses these nanoseconds, having looked at them.
+/// The kernel rejects these nanoseconds after checking them.
 EXPORTED int clock_settime(clockid_t clock, const timespec* time) noexcept {
     const timespec refused{time->tv_sec, 1'000'000'000};
     systemCall(SYS_clock_settime, clock, &refused);

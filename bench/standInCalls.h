@@ -1,10 +1,10 @@
-// How the stand-in's files and descriptors reach the functions that it replaces.
+// Maps the stand-in's files and descriptors to the replaced functions.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 namespace halvexbench {
 
-/// Where the fixed paths of the controller are found from now on; null: where they are. `root` stays with the caller.
+/// Redirects the controller's fixed paths below `root`, which the caller keeps; null: no redirection.
 void redirectTo(const char* root);
 
 }  // namespace halvexbench

@@ -1,4 +1,4 @@
-# Languages, warnings, hardening and sanitizers: what every target of the project shares.
+# Compiler settings of all targets: languages, warnings, hardening and sanitizers.
 # SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -20,7 +20,7 @@ endif()
 set(HALVEX_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize takes them")
 option(HALVEX_COVERAGE "Count executed lines and branches" OFF)
 
-# No assertion is compiled out, and symbols are kept for whoever reads a core file.
+# Keeps assertions, and symbols for core files.
 set(CMAKE_C_FLAGS_RELEASE "-O2 -g")
 set(CMAKE_CXX_FLAGS_RELEASE "-O2 -g")
 
@@ -32,7 +32,7 @@ if(HALVEX_SANITIZE)
   add_compile_options(-fsanitize=${HALVEX_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${HALVEX_SANITIZE})
   if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND HALVEX_SANITIZE MATCHES "address")
-    # As a library of its own, as with gcc: the timekeeper's library may leave no symbol open.
+    # A shared runtime, as with gcc: the timekeeper's library must not have undefined symbols.
     execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libclang_rt.asan-x86_64.so
       OUTPUT_VARIABLE sanitizerRuntime OUTPUT_STRIP_TRAILING_WHITESPACE)
     cmake_path(GET sanitizerRuntime PARENT_PATH sanitizerRuntimeFolder)
@@ -43,22 +43,22 @@ if(HALVEX_COVERAGE)
   add_link_options(--coverage)
 endif()
 
-# Warnings that product and board code stay free of; test code, full of literals, is spared the conversions.
+# Warnings for product and board; tests, full of literals, skip the conversion warnings.
 set(HALVEX_STRICT_WARNINGS -Wpedantic -Wconversion -Wsign-conversion)
 
-# A part of the product: a static library whose headers are named from the root of the tree. No build folder is recorded in
-# it: two builds give the same bytes.
+# A part of the product: a static library whose headers are included from the root of the tree. Records no build folder: two
+# builds give the same bytes.
 function(halvex_add_part name)
   add_library(${name} STATIC ${ARGN})
   target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
-  # Every symbol is bound at load, so calls go straight through the table of addresses, without a stub each.
+  # Binds every symbol at load, so calls go through the address table without a stub.
   target_compile_options(${name} PRIVATE ${HALVEX_STRICT_WARNINGS} -fno-plt
     $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-fno-gnu-unique>
     -ffile-prefix-map=${PROJECT_BINARY_DIR}=.)
   halvex_count_lines(${name})
 endfunction()
 
-# What is counted is the product; its threads and its child processes count into the same files.
+# Coverage counts the product; its threads and child processes count into the same files.
 function(halvex_count_lines name)
   if(HALVEX_COVERAGE)
     target_compile_options(${name} PRIVATE --coverage -fprofile-update=atomic)

@@ -1,4 +1,4 @@
-/* An example host in C: starts the timekeeper, reads, steps and steers the time, and reports what goes wrong. */
+/* An example host in C: starts the timekeeper, reads, steps and steers the time, and reports errors. */
 /* SPDX-License-Identifier: LicenseRef-HalvexTimekeeper */
 #include <inttypes.h>
 #include <stdio.h>
@@ -9,7 +9,7 @@
 
 enum { smallestBuffer = 512, bytesOfEnd = 2 };
 
-/* Grows the error text to `size` bytes, or frees it for 0. Behind the text stand zeros and, last, the letter J. */
+/* Grows the error text to `size` bytes, or frees it for 0. The text is followed by zeros and, last, the letter J. */
 static bool growJson(zuerr_Status* status, uint32_t size) {
     if (size == 0) {
         free(status->json);
@@ -33,7 +33,7 @@ static bool growJson(zuerr_Status* status, uint32_t size) {
     return true;
 }
 
-/* Whether the call went well; otherwise says what the library says and makes the status fresh again. */
+/* Whether the call succeeded; otherwise prints the library's error and resets the status. */
 static bool wentWell(const char* what, zuerr_Status* status) {
     const int32_t code = status->code;
     if (code != 0) {

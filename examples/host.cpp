@@ -23,7 +23,7 @@ public:
 
     operator zuerr_Status*() { return &status_; }
 
-    /// Throws what the library said, if it said that something failed.
+    /// Throws the library's error if there is one.
     void check(const char* what) const {
         if (status_.code >= 0) return;
         throw std::runtime_error(std::string(what) + ": " + std::to_string(status_.code) + " " +
@@ -31,7 +31,7 @@ public:
     }
 
 private:
-    /// Behind the text stand zeros and, last, the letter J.
+    /// The text is followed by zeros and, last, the letter J.
     static bool grow(zuerr_Status* status, std::uint32_t size) {
         if (size != 0 && size <= status->capacity) return true;
         char* grown = nullptr;
@@ -53,7 +53,7 @@ private:
     zuerr_Status status_{0, 0, &Status::grow, nullptr};
 };
 
-/// The timekeeper, from initialisation to finalisation. Threads: as the functions. Failure: std::runtime_error.
+/// The timekeeper, from initialisation to finalisation. Threads: as for the functions. Failure: std::runtime_error.
 class Timekeeper {
 public:
     Timekeeper() {

@@ -1,5 +1,5 @@
-// Texts of attribute files and names of directory entries: the oscillator's offset, name and client directory, the path
-// of a driver's node, and the vendor of a network interface.
+// Attribute file contents and directory entry names: the oscillator's offset, name and client directory, the path of a
+// driver's node, and the vendor of a network interface.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <dirent.h>
 #include <dlfcn.h>
@@ -36,20 +36,20 @@ using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::readInterfaceFile;
 constexpr int kFileDescriptor = 1'000'000;
 constexpr const char* kInterfaceFile = "interfacePath";
 bool isAnswering = false;
-std::string content;       ///< What every file holds while the target answers.
-std::string entryName;     ///< The one entry of every directory.
-std::size_t position = 0;  ///< Of the file that is open.
+std::string content;       ///< Contents of every file while the target answers.
+std::string entryName;     ///< The only entry of every directory.
+std::size_t position = 0;  ///< Position in the open file.
 bool isEntryRead = false;
 char theDirectory;
 char theStream;
 
-/// Answers for the attribute files while it lives.
+/// Serves the attribute files for a scope.
 struct Answering {
     Answering() { isAnswering = true; }
     ~Answering() { isAnswering = false; }
 };
 
-/// What an entry's name must look like to be that of a client: strtol's number, a hyphen, strtol's hexadecimal number.
+/// A client's entry name: strtol's number, a hyphen, strtol's hexadecimal number.
 bool isClient(const std::string& name) {
     const char* at = name.c_str();
     char* end = nullptr;
@@ -102,7 +102,7 @@ void checkInterfacePath() {
     }
 }
 
-/// Vendor and device file hold the same text here, which cannot be right for both: discovery finds nothing, without an
+/// Vendor and device file have the same contents here, which cannot match both: discovery finds nothing, without an
 /// error.
 void checkDiscovery() {
     const Answering answering;
@@ -143,7 +143,8 @@ int close(int fd) { return fd == kFileDescriptor ? 0 : static_cast<int>(syscall(
 
 FILE* fopen(const char* path, const char* mode) {
     static const auto real = reinterpret_cast<FILE* (*)(const char*, const char*)>(dlsym(RTLD_NEXT, "fopen"));
-    if (!isAnswering || std::string_view(path) != kInterfaceFile) return real(path, mode);  // a finding is written down
+    if (!isAnswering || std::string_view(path) != kInterfaceFile)
+        return real(path, mode);  // lets the fuzzer save its findings
     position = 0;
     return reinterpret_cast<FILE*>(&theStream);
 }
@@ -199,7 +200,7 @@ void __syslog_chk(int, int, const char*, ...) {}
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view input(reinterpret_cast<const char*>(data), size);
     const std::size_t end =
-        std::min(input.find('\0'), input.size());  // an entry's name, a NUL, and what the files hold
+        std::min(input.find('\0'), input.size());  // an entry's name, a NUL, and the files' contents
     entryName = input.substr(0, std::min<std::size_t>(end, 200));
     content = input.substr(std::min(end + 1, input.size()));
     checkOscillator();

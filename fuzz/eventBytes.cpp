@@ -1,4 +1,4 @@
-// Bytes of a time-stamp event, cut short or whole, and the fields of a timespec: against 128-bit arithmetic.
+// Bytes of a time-stamp event, truncated or whole, and the fields of a timespec: against 128-bit arithmetic.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <algorithm>
 #include <cerrno>
@@ -17,7 +17,7 @@ using namespace halvexTimekeeper;
 const std::uint8_t* bytes;
 std::size_t count;
 
-/// Not while the program is still being loaded: the library's own table is made then.
+/// Not during loading: the library's own table is made then.
 void replaceRead() {
     osCalls().read = [](int, void* buffer, unsigned long length) -> long {
         const std::size_t given = std::min<std::size_t>(count, length);

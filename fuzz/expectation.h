@@ -1,11 +1,11 @@
-// What a fuzz target does when the library did something else than it must.
+// Reports a violated expectation to the fuzzer.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <cstdio>
 #include <cstdlib>
 
-/// Ends the process, so that the fuzzer keeps the input.
+/// Aborts, so that the fuzzer keeps the input.
 #define EXPECT(condition)                                                                \
     do {                                                                                 \
         if (!(condition)) {                                                              \

@@ -1,5 +1,5 @@
-// Metadata documents, one after the other, through to the record that the FPGA's driver gets: against a model of the
-// document's meaning over another JSON parser.
+// Sequences of metadata documents, through to the record that the FPGA's driver receives: against a model of the
+// document's meaning with another JSON parser.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fcntl.h>
 #include <glob.h>
@@ -40,7 +40,7 @@ struct Block {
     std::uint64_t returned;
 };
 
-/// The driver: it runs, reads 1 ns, and keeps the record it is given.
+/// The driver: reports running, reads 1 ns, and stores the received record.
 void answer(unsigned long request, const Block& block) {
     if ((request & 0xFF) == 2) {
         std::uint64_t address;
@@ -146,8 +146,7 @@ bool repeatsAKey(std::string_view text) {
     return isRepeated;
 }
 
-/// Where the two parsers must agree: strict JSON without a NUL in a text, a number of a line's length, deep nests, or
-/// one key twice.
+/// Whether both parsers must agree: strict JSON without NULs in texts, overlong numbers, deep nesting or repeated keys.
 bool isCommonGround(std::string_view text) {
     if (text.find("\\u0000") != std::string_view::npos || !Json::accept(text)) return false;
     std::size_t digits = 0;
@@ -216,7 +215,7 @@ void globfree(glob_t*) noexcept {}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     halvexTimekeeper::FpgaEpochDevice& device = theDevice();
-    EXPECT(applyToDevice(device, "{}") == End::record);  // forgets what the last input left
+    EXPECT(applyToDevice(device, "{}") == End::record);  // clears the state of the last input
     Model model;
     bool isModelSure = true;
     std::string_view rest(reinterpret_cast<const char*>(data), size);

@@ -1,4 +1,4 @@
-// Gives every file of a folder to a fuzz target, once, and says how many there were.
+// Feeds every file of a folder to a fuzz target once, and prints their number.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <cstddef>
 #include <cstdint>

@@ -1,5 +1,5 @@
-// Error information written, merged and grown with growth functions of every temper: the text is one valid JSON object
-// at every moment, and the buffer is laid out as the contract says wherever the host leaves it in peace.
+// Error information written, merged and grown with well- and ill-behaved growth functions: the text is always one valid
+// JSON object, and the buffer is laid out as the contract says unless the host modifies it.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <algorithm>
 #include <cstdint>
@@ -15,7 +15,7 @@
 
 namespace {
 
-/// Hands out the input piece by piece; zeros when it is used up.
+/// Consumes the input piece by piece; zeros once it is used up.
 class Input {
 public:
     Input(const std::uint8_t* data, std::size_t size) : data_(data), size_(size) {}
@@ -44,7 +44,7 @@ Input* source = nullptr;
 
 bool isPeaceful() { return temper == Temper::exact || temper == Temper::generous; }
 
-/// Grows the true buffer to `size`, with or without what stood in it.
+/// Grows the real buffer to `size`, with or without its contents.
 bool grow(zuerr_Status* status, std::uint32_t size, bool keepsText) {
     auto* const buffer = static_cast<char*>(std::calloc(1, size));
     const std::string text = status->json != nullptr && keepsText ? status->json : "{}";
@@ -100,7 +100,7 @@ bool isUtf8(std::string_view text) {
     }() + "\"");
 }
 
-/// The text ends inside its buffer, and what follows it is as the contract says unless the host meddled.
+/// The text ends inside its buffer, followed by what the contract says unless the host meddled.
 void checkBuffer(const zuerr_Status& status) {
     if (status.json == nullptr) return;
     const std::size_t length = strnlen(status.json, status.capacity);
@@ -112,7 +112,7 @@ void checkBuffer(const zuerr_Status& status) {
     EXPECT(zeros > 0 && tail[0] == '\0' && std::memcmp(tail, tail + 1, zeros - 1) == 0);
 }
 
-/// `knowsText` is false once bytes of the host's own that are no UTF-8 may stand in the text.
+/// `knowsText` is false once the text may contain bytes of the host's own that are not UTF-8.
 void check(const zuerr_Status& status, bool knowsText) {
     if (status.json == nullptr) return;
     checkBuffer(status);
@@ -120,14 +120,13 @@ void check(const zuerr_Status& status, bool knowsText) {
     EXPECT(*status.json == '{' && nlohmann::json::accept(status.json));
 }
 
-/// What was just added stands in the text as another JSON writer writes it, unless the host meddles or the text is too
-/// long.
+/// The added member reads as another JSON writer formats it, unless the host meddles or the text is too long.
 void expectMember(const zuerr_Status& status, const std::string& key, const nlohmann::json& value) {
     if (!isPeaceful() || status.json == nullptr || status.capacity > 1U << 13) return;
     EXPECT(std::string_view(status.json).find('"' + key + "\":" + value.dump()) != std::string_view::npos);
 }
 
-/// Adds members of every kind; `knowsText` is left true as long as all of them are texts in UTF-8.
+/// Adds members of every kind; `knowsText` stays true while all of them are texts in UTF-8.
 void build(Input& input, zuerr_Status& status, bool& knowsText) {
     zuerr::ErrorInformation information(status);
     for (unsigned members = input.byte() % 12; members > 0 && !input.isEmpty(); --members) {

@@ -1,6 +1,7 @@
 // Shims: start and end of threads.
 // This and the other shims that wait for threads form a separate object library: a thread sanitizer intercepts the same
-// names and cannot coexist with them. SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+// names and cannot coexist with them.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <pthread.h>
 #include <cerrno>
 

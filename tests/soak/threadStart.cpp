@@ -1,5 +1,6 @@
 // Makes thread creation fail: the shims, which serve the library, call the next pthread_create in search order, this
-// one. SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+// one.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/soak/threadStart.h"
 
 #include <dlfcn.h>

@@ -1,5 +1,6 @@
 // 100,000 random worlds, each aligned by the library and by an independent implementation of alignment. Calls, steps,
-// log lines and the final error must be equal. SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+// log lines and the final error must be equal.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gtest/gtest.h>
 #include <syslog.h>
 
