@@ -3,8 +3,10 @@
 #include "host/clocks/clockSample.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 
 #include "host/output/units.h"
@@ -38,7 +40,7 @@ ordered_json orNull(const std::optional<Value>& value) {
 
 std::string stateOf(const ClockSample& clock) {
     if (!clock.cross) {
-        return clock.error;
+        return fmt::format("{}: {}", clock.isGone ? "GONE" : "UNREADABLE", clock.error);
     }
     std::string state = clock.isAway ? "AWAY" : "";
     if (clock.jumpNs) {
@@ -50,44 +52,67 @@ std::string stateOf(const ClockSample& clock) {
     return state.empty() ? "ok" : state;
 }
 
-std::string rowOf(const Sample& sample, const ClockSample& clock) {
+std::vector<Alarm> alarmsOf(const ClockSample& clock) {
+    std::vector<Alarm> alarms;
+    if (!clock.cross) {
+        alarms.push_back({clock.isGone ? "gone" : "unreadable", clock.name});
+    }
+    if (clock.isAway) {
+        alarms.push_back({"away", clock.name});
+    }
+    if (clock.jumpNs) {
+        alarms.push_back({"jumped", clock.name});
+    }
+    return alarms;
+}
+
+Row rowOf(const Sample& sample, const ClockSample& clock) {
     const bool isReference = clock.name == sample.reference;
     const std::string difference = isReference          ? "reference"
                                    : clock.differenceNs ? offsetText(*clock.differenceNs)
                                                         : "-";
     const std::string bound = isReference || !clock.differenceNs ? "" : "+- " + durationText(clock.boundNs);
-    return fmt::format("{:<14}  {:>18}  {:<15}  {}", clock.name, difference, bound, stateOf(clock));
+    return {{clock.name, difference, bound, stateOf(clock)}, !alarmsOf(clock).empty()};
+}
+
+std::vector<Row> rowsOf(const Sample& sample) {
+    std::vector<Row> rows;
+    for (const ClockSample& clock : sample.clocks) {
+        rows.push_back(rowOf(sample, clock));
+    }
+    if (sample.hasNoPtpClock) {
+        rows.push_back(
+            {{"PTP clocks", "-", "", "NONE: the library would take no interface; halvexctl map says why"}, true});
+    }
+    if (!sample.lastError.empty()) {
+        rows.push_back(
+            {{"library", "-", "", fmt::format("errors {}, last: {}", sample.errorCount, sample.lastError)}, false});
+    }
+    if (sample.childIsDead) {
+        rows.push_back({{"phc2sys", "-", "", "DEAD: the system clock runs free"}, true});
+    }
+    return rows;
 }
 
 std::string childText(const Sample& sample) {
     return !sample.childIsAlive ? "unknown" : *sample.childIsAlive ? "alive" : "not running";
 }
 
-/// One metric: its description and its value for each clock for which there is one.
-template <typename Value>
-std::string metricOfClocks(const Sample& sample, const char* name, const char* help, Value value) {
-    std::string text = fmt::format("# HELP {0} {1}\n# TYPE {0} gauge\n", name, help);
-    for (const ClockSample& clock : sample.clocks) {
-        if (const std::optional<double> number = value(clock)) {
-            text += fmt::format("{}{{clock=\"{}\"}} {:.9f}\n", name, clock.name, *number);
-        }
-    }
-    return text;
-}
-
-std::string metric(const char* name, const char* help, std::optional<double> value, const char* type = "gauge") {
-    return value ? fmt::format("# HELP {0} {1}\n# TYPE {0} {2}\n{0} {3:.9f}\n", name, help, type, *value) : "";
-}
-
-std::optional<double> inSeconds(std::optional<std::int64_t> ns) {
-    return ns ? std::optional(static_cast<double>(*ns) / kNsPerSecond) : std::nullopt;
-}
-
 }  // namespace
 
-bool Sample::hasAlarm() const {
-    return std::any_of(clocks.begin(), clocks.end(),
-                       [](const ClockSample& clock) { return clock.isAway || clock.jumpNs || !clock.cross; });
+std::vector<Alarm> Sample::alarms() const {
+    std::vector<Alarm> found;
+    for (const ClockSample& clock : clocks) {
+        const std::vector<Alarm> some = alarmsOf(clock);
+        found.insert(found.end(), some.begin(), some.end());
+    }
+    if (hasNoPtpClock) {
+        found.push_back({"none", ""});
+    }
+    if (childIsDead) {
+        found.push_back({"dead", ""});
+    }
+    return found;
 }
 
 void compare(Sample& sample) {
@@ -139,6 +164,10 @@ ordered_json sampleAsJson(const Sample& sample) {
                           {"jumpNs", orNull(clock.jumpNs)},
                           {"error", clock.error}});
     }
+    ordered_json alarms = ordered_json::array();
+    for (const Alarm& alarm : sample.alarms()) {
+        alarms.push_back({{"alarm", alarm.name}, {"clock", alarm.clock}});
+    }
     return {{"timeIso", isoTimeText(sample.systemNs)},
             {"systemNs", sample.systemNs},
             {"rawNs", sample.rawNs},
@@ -151,45 +180,20 @@ ordered_json sampleAsJson(const Sample& sample) {
             {"kernelFrequencyPpb", sample.kernelClock.frequencyPpb},
             {"errorCount", sample.errorCount},
             {"lastError", sample.lastError},
-            {"alarm", sample.hasAlarm()}};
+            {"alarm", !alarms.empty()},
+            {"alarms", alarms}};
 }
 
-std::string sampleAsText(const Sample& sample, bool inColour) {
-    std::string text =
-        fmt::format("{}  steering {}  phc2sys {}  kernel {}, maxerror {}\n", isoTimeText(sample.systemNs),
+std::string sampleAsText(const Sample& sample, const Screen& screen) {
+    static constexpr auto kColumns =
+        std::to_array<Column>({{"clock"}, {"difference", Align::right}, {"bound"}, {"state"}});
+    const std::string overview =
+        fmt::format("{}  steering {}  phc2sys {}  kernel {}, maxerror {}", isoTimeText(sample.systemNs),
                     sample.steeringPpb ? fmt::format("{:+.0f} ppb", *sample.steeringPpb) : "unknown", childText(sample),
                     sample.kernelClock.isSynchronised ? "synchronised" : "unsynchronised",
                     durationText(sample.kernelClock.maxErrorNs));
-    for (const ClockSample& clock : sample.clocks) {
-        const bool isAlarm = clock.isAway || clock.jumpNs || !clock.cross;
-        const std::string row = rowOf(sample, clock);
-        text += inColour && isAlarm ? fmt::format("  \x1b[31m{}\x1b[0m\n", row) : fmt::format("  {}\n", row);
-    }
-    if (!sample.lastError.empty()) {
-        text += fmt::format("  errors {}, last: {}\n", sample.errorCount, sample.lastError);
-    }
-    return text;
-}
-
-std::string sampleAsMetrics(const Sample& sample) {
-    const auto flag = [](bool isSet) { return std::optional(isSet ? 1.0 : 0.0); };
-    return metricOfClocks(sample, "halvex_clock_difference_seconds", "How far the clock is ahead of the reference.",
-                          [](const ClockSample& clock) { return inSeconds(clock.differenceNs); }) +
-           metricOfClocks(
-               sample, "halvex_clock_bound_seconds", "The difference is right to within this.",
-               [](const ClockSample& clock) { return clock.differenceNs ? inSeconds(clock.boundNs) : std::nullopt; }) +
-           metricOfClocks(
-               sample, "halvex_clock_alarm", "1 while the clock is away, jumped or cannot be read.",
-               [&](const ClockSample& clock) { return flag(clock.isAway || clock.jumpNs || !clock.cross); }) +
-           metric("halvex_steering_ppb", "The oscillator's correction.", sample.steeringPpb) +
-           metric("halvex_phc2sys_alive", "1 while phc2sys runs.",
-                  sample.childIsAlive ? flag(*sample.childIsAlive) : std::nullopt) +
-           metric("halvex_kernel_max_error_seconds", "The kernel's bound on the system clock's error.",
-                  sample.kernelClock.isKnown ? inSeconds(sample.kernelClock.maxErrorNs) : std::nullopt) +
-           metric("halvex_library_errors_total", "Errors of the library since the start.",
-                  static_cast<double>(sample.errorCount), "counter") +
-           metric("halvex_sample_time_seconds", "When this was measured, by the system clock.",
-                  static_cast<double>(sample.systemNs) / kNsPerSecond);
+    return fmt::format("{}\n{}", fmt::join(wordWrapped(overview, screen.width), "\n"),
+                       tableText(kColumns, rowsOf(sample), screen));
 }
 
 }  // namespace halvexctl

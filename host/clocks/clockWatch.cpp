@@ -4,12 +4,12 @@
 
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <limits>
 
 #include "host/clocks/rawClock.h"
 #include "host/errors/information.h"
-#include "host/inspect/systemFiles.h"
 #include "host/session/hostCalls.h"
 
 namespace halvexctl {
@@ -33,23 +33,30 @@ CrossTime bracket(Outer outerNs, Inner innerNs) {
     return best;
 }
 
-/// Whether a phc2sys runs: one that /proc shows, or else a living child of this process (the library starts no other).
-std::optional<bool> isPhc2SysAlive() {
-    for (const std::string& name : namesIn("/proc")) {
-        if (readFirstLine("/proc/" + name + "/comm") == "phc2sys") {
-            const std::string status = readFirstLine("/proc/" + name + "/stat").value_or("");
-            if (status.find(") Z ") == std::string::npos) {
-                return true;
-            }
-        }
+struct Phc2Sys {
+    std::optional<bool> isAlive;  ///< Nothing: unknown.
+    bool hasEnded = false;        ///< One has, and nobody has reaped it.
+};
+
+/// One that /proc shows, or else a child of this process (the library starts no other).
+Phc2Sys lookForPhc2Sys() {
+    Phc2Sys found;
+    for (const ProcessFacts& process : gatherProcesses(kPhc2SysName)) {
+        found.hasEnded = found.hasEnded || process.hasEnded;
+        found.isAlive = found.isAlive.value_or(false) || !process.hasEnded;
+    }
+    if (found.isAlive) {
+        return found;
     }
     siginfo_t child{};
     const int result = ::waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT);  // looks, and leaves it to its owner
     const int error = errno;
-    if (result != 0) {
-        return error == ECHILD ? std::optional(false) : std::nullopt;
+    if (result == 0) {
+        found = {child.si_pid == 0, child.si_pid != 0};
+    } else if (error == ECHILD && areAllProcessesVisible()) {
+        found.isAlive = false;
     }
-    return child.si_pid == 0;
+    return found;
 }
 
 CrossTime masterCounting(HostCalls& library) {
@@ -67,18 +74,50 @@ ClockSample hardwareClock(const std::string& name, const std::string& node) {
     return sample;
 }
 
+ClockSample goneClock(const std::string& name, const std::string& why) {
+    ClockSample sample;
+    sample.name = name;
+    sample.isGone = true;
+    sample.error = why;
+    return sample;
+}
+
 }  // namespace
 
-ClockWatch::ClockWatch(LibraryErrors errors) : errors_(errors) {
+ClockWatch::ClockWatch(LibraryErrors errors) : errors_(errors) {}
+
+/// Clocks come and go; one that has been seen is not forgotten.
+void ClockWatch::lookForClocks() {
+    for (KnownClock& known : clocks_) {
+        known.whyGone = "no such interface";
+    }
     for (const InterfaceFacts& interface : gatherInterfaces()) {
-        if (choiceOf(interface).isChosen) {
-            clocks_.emplace_back(interface.name, interface.node);
+        const Choice choice = choiceOf(interface);
+        const auto place =
+            std::lower_bound(clocks_.begin(), clocks_.end(), interface.name,
+                             [](const KnownClock& known, const std::string& name) { return known.interface < name; });
+        if (place != clocks_.end() && place->interface == interface.name) {
+            // One that is there and does not answer is unreadable, and says so itself.
+            *place = {interface.name, interface.node, interface.nodeIsThere ? "" : choice.reason};
+        } else if (choice.isChosen) {
+            clocks_.insert(place, {interface.name, interface.node, ""});
         }
     }
 }
 
+/// A phc2sys that this session's library has ended is not missed.
+void ClockWatch::judgeChild(bool libraryIsUp, Sample& sample) {
+    const Phc2Sys found = lookForPhc2Sys();
+    const bool isFinalized = libraryWasUp_ && !libraryIsUp;
+    libraryWasUp_ = libraryWasUp_ || libraryIsUp;
+    sample.childIsAlive = found.isAlive;
+    sample.childIsDead = !isFinalized && found.isAlive == false && (childWasAlive_ || found.hasEnded);
+    childWasAlive_ = !isFinalized && (childWasAlive_ || found.isAlive.value_or(false));
+}
+
 Sample ClockWatch::take(HostCalls* library) {
     Sample sample;
+    lookForClocks();
     const CrossTime system = bracket(rawTimeNs, systemTimeNs);
     sample.rawNs = static_cast<std::int64_t>(system.systemNs);
     sample.systemNs = static_cast<std::uint64_t>(sample.rawNs + system.differenceNs);
@@ -86,15 +125,18 @@ Sample ClockWatch::take(HostCalls* library) {
     if (library != nullptr) {
         sample.clocks.push_back(master(*library));
     }
-    for (const auto& [name, node] : clocks_) {
-        sample.clocks.push_back(hardwareClock(name, node));
+    for (const KnownClock& known : clocks_) {
+        sample.clocks.push_back(known.whyGone.empty() ? hardwareClock(known.interface, known.node)
+                                                      : goneClock(known.interface, known.whyGone));
     }
+    sample.hasNoPtpClock =
+        std::all_of(clocks_.begin(), clocks_.end(), [](const KnownClock& known) { return !known.whyGone.empty(); });
     ClockSample realtime;
     realtime.name = "CLOCK_REALTIME";
     realtime.cross = CrossTime{sample.systemNs, 0, 0};
     sample.clocks.push_back(realtime);
     sample.steeringPpb = readSteeringPpb();
-    sample.childIsAlive = isPhc2SysAlive();
+    judgeChild(library != nullptr, sample);
     sample.kernelClock = readKernelClock();
     sample.errorCount = errorCount_;
     sample.lastError = lastError_;

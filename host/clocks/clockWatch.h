@@ -3,7 +3,6 @@
 #pragma once
 
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "host/clocks/clockSample.h"
@@ -28,11 +27,20 @@ public:
     Sample take(HostCalls* library);
 
 private:
+    void lookForClocks();
+    void judgeChild(bool libraryIsUp, Sample& sample);
     ClockSample master(HostCalls& library);
     CrossTime masterHandingOn(HostCalls& library);
 
     LibraryErrors errors_;
-    std::vector<std::pair<std::string, std::string>> clocks_;  ///< Interface and node.
+    /// One that the library takes, or took in an earlier sample.
+    struct KnownClock {
+        std::string interface, node;
+        std::string whyGone;  ///< Empty while it is there.
+    };
+    std::vector<KnownClock> clocks_;  ///< By interface.
+    bool childWasAlive_ = false;
+    bool libraryWasUp_ = false;
     std::uint64_t errorCount_ = 0;
     std::string lastError_;
 };

@@ -8,50 +8,65 @@
 
 #include "host/clocks/clockSample.h"
 #include "host/clocks/clockWatch.h"
+#include "host/clocks/metrics.h"
 #include "host/clocks/rawClock.h"
+#include "host/clocks/watchSummary.h"
 #include "host/output/files.h"
+#include "host/output/standardStreams.h"
 #include "host/session/session.h"
 #include "host/session/stopRequest.h"
 
 namespace halvexctl {
+namespace {
+
+void show(Printer& printer, const Sample& sample, const MonitorOptions& options, std::uint64_t taken) {
+    if (!options.isQuiet) {
+        printer.sample(sampleAsText(sample, printer.screen()), sampleAsJson(sample), options.count == 1);
+    } else if (printer.showsProgress()) {
+        printer.progress(fmt::format("  {} of {} samples", taken, options.count));
+    }
+}
+
+void conclude(Printer& printer, const WatchSummary& summary, const MonitorOptions& options, Result& result) {
+    if (options.isQuiet && printer.showsProgress()) {
+        printer.progress("");
+    }
+    if (summary.samples() > 1) {
+        printer.text(summary.asText(printer.screen()));
+    }
+    summary.addTo(result);
+    if (summary.samplesWithAlarm() > 0) {
+        result.warn(fmt::format("{} of {} samples had an alarm", summary.samplesWithAlarm(), summary.samples()));
+    }
+}
+
+}  // namespace
+
 void watchClocks(Session& session, const MonitorOptions& options, Result& result) {
     ClockWatch watch(LibraryErrors::countAndReset);
+    WatchSummary summary;
     std::optional<Sample> before;
-    std::uint64_t taken = 0, alarms = 0;
     bool goesOn = true;
     while (goesOn && !StopRequest::isMade()) {
         Sample sample = watch.take(session.initializedCalls());
         if (before) {
             findJumps(*before, sample);
         }
-        ++taken;
-        alarms += sample.hasAlarm() ? 1U : 0U;
-        if (!options.isQuiet) {
-            session.printer().sample([&sample](bool inColour) { return sampleAsText(sample, inColour); },
-                                     sampleAsJson(sample), options.count == 1);
-        }
-        if (options.isQuiet && session.printer().showsProgress()) {
-            session.printer().progress(fmt::format("  {} of {} samples", taken, options.count));
-        }
+        summary.add(sample);
+        show(session.printer(), sample, options, summary.samples());
         if (session.recorder() != nullptr) {
             session.recorder()->keep(sample);
         }
         if (!options.metricsPath.empty()) {
-            replaceFile(options.metricsPath, sampleAsMetrics(sample), {"# HELP halvex_", "a file of metrics"});
+            replaceFile(options.metricsPath, metricsOf(sample, summary), {"# HELP halvex_", "a file of metrics"});
         }
         before = std::move(sample);
-        goesOn = taken != options.count && sleepNs(options.intervalNs);
+        const bool isUnseen = !options.isQuiet && outputError() != 0;  // the program says so at its end
+        goesOn = summary.samples() != options.count && !isUnseen && sleepNs(options.intervalNs);
     }
-    if (options.isQuiet && session.printer().showsProgress()) {
-        session.printer().progress("");
-    }
-    result.add("samples", taken, taken == 1 ? "" : "samples", std::to_string(taken));
-    result.add("alarms", alarms, taken == 1 ? "" : "with alarms", std::to_string(alarms));
+    conclude(session.printer(), summary, options, result);
     if (before) {
         result.add("last", sampleAsJson(*before), "", "");
-    }
-    if (alarms > 0) {
-        result.warn(fmt::format("{} of {} samples had an alarm", alarms, taken));
     }
 }
 

@@ -108,18 +108,6 @@ bool hasEnded(const std::string& pid) {
     return end != std::string::npos && status.compare(end, 3, ") Z") == 0;
 }
 
-std::vector<ProcessFacts> gatherProcesses() {
-    std::vector<ProcessFacts> processes;
-    for (const std::string& name : namesIn("/proc")) {
-        const auto pid = isNumber(name) ? leadingNumber<std::int32_t>(name) : std::nullopt;
-        const auto command = pid ? readFirstLine("/proc/" + name + "/comm") : std::nullopt;
-        if (command) {
-            processes.push_back({*pid, *command, hasEnded(name)});
-        }
-    }
-    return processes;
-}
-
 /// Who else has one of the clocks open, as far as this user may see it.
 void gatherUsers(std::vector<InterfaceFacts>& interfaces, const std::vector<ProcessFacts>& processes) {
     for (const ProcessFacts& process : processes) {
@@ -184,6 +172,20 @@ std::vector<InterfaceFacts> gatherInterfaces() {
     }
     return interfaces;
 }
+
+std::vector<ProcessFacts> gatherProcesses(std::string_view wanted) {
+    std::vector<ProcessFacts> processes;
+    for (const std::string& name : namesIn("/proc")) {
+        const auto pid = isNumber(name) ? leadingNumber<std::int32_t>(name) : std::nullopt;
+        const auto command = pid ? readFirstLine("/proc/" + name + "/comm") : std::nullopt;
+        if (command && (wanted.empty() || *command == wanted)) {
+            processes.push_back({*pid, *command, hasEnded(name)});
+        }
+    }
+    return processes;
+}
+
+bool areAllProcessesVisible() { return readFirstLine("/proc/1/comm").has_value(); }
 
 KernelClockFacts readKernelClock() {
     timex state{};

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/inspect/ptpClock.h"
@@ -75,7 +76,11 @@ struct ControllerFacts {
 
 inline constexpr const char* kPhc2SysPath = "/usr/local/tarnesk/share/Horlix/TimeKeepers/phc2sys";
 
+inline constexpr const char* kPhc2SysName = "phc2sys";
+
 std::vector<InterfaceFacts> gatherInterfaces();
+std::vector<ProcessFacts> gatherProcesses(std::string_view name = {});  ///< Of that name; empty: all.
+bool areAllProcessesVisible();  ///< Not when /proc hides those of other users, or is not there.
 ControllerFacts gatherFacts();
 KernelClockFacts readKernelClock();
 

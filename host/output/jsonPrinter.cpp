@@ -30,7 +30,7 @@ ordered_json errorAsJson(const ErrorReport& error) {
 
 void JsonPrinter::call(const std::string& text) { put(errors_, text + "\n"); }
 
-void JsonPrinter::sample(const std::function<std::string(bool inColour)>&, const ordered_json& line, bool isOnly) {
+void JsonPrinter::sample(const std::string&, const ordered_json& line, bool isOnly) {
     if (isOnly) {
         return;  // the document has it
     }

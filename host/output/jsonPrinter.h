@@ -18,8 +18,7 @@ public:
     void begin(const std::string&, const std::string&) override {}
     void note(const std::string&) override {}
     void call(const std::string& line) override;
-    void sample(const std::function<std::string(bool inColour)>& text, const nlohmann::ordered_json& line,
-                bool isOnly) override;
+    void sample(const std::string& text, const nlohmann::ordered_json& line, bool isOnly) override;
     void result(const Result& result) override;
     void complaint(const std::string& sentence) override;
     void finish() override;

@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -52,11 +53,21 @@ void TextPrinter::progress(const std::string& sentence) {
 
 void TextPrinter::call(const std::string& text) { line(output_, "  " + text); }
 
-void TextPrinter::sample(const std::function<std::string(bool inColour)>& text, const nlohmann::ordered_json&,
-                         bool isOnly) {
-    const bool isTerminal = obeysEscapes(output_);
-    const char* const clear = isTerminal && !isOnly ? "\x1b[H\x1b[2J" : "";  // the next look takes the last one's place
-    put(output_, clear + text(isTerminal && valueOf("NO_COLOR").empty()));
+Screen TextPrinter::screen() const {
+    Screen screen;
+    winsize size{};
+    if (::ioctl(::fileno(output_), TIOCGWINSZ, &size) == 0 && size.ws_col > 0) {  // 0: a terminal that does not know
+        screen.width = size.ws_col;
+    }
+    screen.inColour = obeysEscapes(output_) && valueOf("NO_COLOR").empty();
+    return screen;
+}
+
+void TextPrinter::text(const std::string& lines) { put(output_, lines); }
+
+void TextPrinter::sample(const std::string& text, const nlohmann::ordered_json&, bool isOnly) {
+    const bool isReplacing = obeysEscapes(output_) && !isOnly;  // the next look takes the last one's place
+    put(output_, (isReplacing ? "\x1b[H\x1b[2J" : "") + text);
 }
 
 void TextPrinter::result(const Result& result) {

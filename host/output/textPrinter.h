@@ -18,8 +18,9 @@ public:
     bool showsProgress() const override;  ///< Only on a terminal.
     void progress(const std::string& sentence) override;
     void call(const std::string& line) override;
-    void sample(const std::function<std::string(bool inColour)>& text, const nlohmann::ordered_json& line,
-                bool isOnly) override;
+    Screen screen() const override;
+    void text(const std::string& lines) override;
+    void sample(const std::string& text, const nlohmann::ordered_json& line, bool isOnly) override;
     void result(const Result& result) override;
     void complaint(const std::string& sentence) override;
     void finish() override {}

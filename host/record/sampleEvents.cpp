@@ -43,9 +43,11 @@ void compareClock(const ClockSample* before, const ClockSample& now, Comparison&
     comparison.change(before == nullptr || before->isUp.value_or(true), now.isUp.value_or(true), name,
                       {"link-up", "", true, fmt::format("{}'s link is up", name)},
                       {"link-down", "", false, fmt::format("{}'s link is down", name)});
+    const SampleEvent lost =
+        now.isGone ? SampleEvent{"clock-gone", "", false, fmt::format("{} is gone: {}", name, now.error)}
+                   : SampleEvent{"clock-unreadable", "", false, fmt::format("{} cannot be read: {}", name, now.error)};
     comparison.change(before == nullptr || before->cross.has_value(), now.cross.has_value(), name,
-                      {"clock-readable", "", true, fmt::format("{} can be read again", name)},
-                      {"clock-unreadable", "", false, fmt::format("{} cannot be read: {}", name, now.error)});
+                      {"clock-readable", "", true, fmt::format("{} can be read again", name)}, lost);
     const std::string offset = now.differenceNs ? offsetText(*now.differenceNs) : "nothing";
     comparison.change(before == nullptr || !before->isAway, !now.isAway, name,
                       {"clock-back", "", true, fmt::format("{} is back within 100 ns, as far as can be seen", name)},
@@ -60,7 +62,11 @@ void compareClock(const ClockSample* before, const ClockSample& now, Comparison&
 std::vector<SampleEvent> eventsBetween(const Sample* before, const Sample& now) {
     Comparison comparison;
     for (const ClockSample& clock : now.clocks) {
-        compareClock(findClock(before, clock.name), clock, comparison);
+        const ClockSample* earlier = findClock(before, clock.name);
+        if (before != nullptr && earlier == nullptr) {
+            comparison.add({"clock-found", clock.name, true, fmt::format("{} was not there before", clock.name)});
+        }
+        compareClock(earlier, clock, comparison);
     }
     if (before != nullptr && before->childIsAlive && now.childIsAlive) {
         comparison.change(*before->childIsAlive, *now.childIsAlive, "", {"phc2sys-running", "", true, "phc2sys runs"},

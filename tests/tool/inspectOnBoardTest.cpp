@@ -174,6 +174,49 @@ TEST_F(InspectOnBoard, MonitorSeesASteppedClockAwayAndJumped) {
     EXPECT_TRUE(samples[5].is_array());
 }
 
+TEST_F(InspectOnBoard, MonitorRaisesNamedAlarmsForADeadPhc2sysAndForAClockThatGoesAndComesBack) {
+    const std::string output =
+        run({"--json", "init", "wait", "3s", "monitor", "--count", "12"},
+            scratchScenario("[ferrox]\n[fpga]\n[si514]\n[[interface]]\nname = \"enp1s0\"\nphc_index = 0\n"
+                            "[[interface]]\nname = \"enp2s0\"\nphc_index = 1\n"
+                            "[[event]]\nat = \"8 s\"\nkind = \"kill_phc2sys\"\n"
+                            "[[event]]\nat = \"10 s\"\nkind = \"driver_gone\"\ntarget = \"enp2s0\"\n"
+                            "[[event]]\nat = \"12 s\"\nkind = \"driver_back\"\ntarget = \"enp2s0\"\n"));
+    EXPECT_EQ(exitCode_, 1);
+    const std::size_t start = output.rfind('\n', output.size() - 2) + 1;
+    const nlohmann::json values = nlohmann::json::parse(output.substr(start))[2]["values"];
+    std::vector<std::string> alarms;
+    for (const nlohmann::json& alarm : values["alarmsBegun"]) {
+        alarms.push_back(alarm["alarm"].get<std::string>() + " " + alarm["clock"].get<std::string>());
+    }
+    EXPECT_THAT(alarms, testing::IsSupersetOf({"dead ", "gone enp2s0"}));
+    EXPECT_EQ(values["last"]["alarms"].dump(), R"([{"alarm":"dead","clock":""}])") << "the clock is back";
+}
+
+TEST_F(InspectOnBoard, MonitorFindsAClockThatBecomesUsableLater) {
+    const std::string output = run({"--json", "monitor", "--count", "4"},
+                                   scratchScenario("[ferrox]\n[fpga]\n[[interface]]\nname = \"enp1s0\"\nphc_index = 0\n"
+                                                   "n_pins = 3\n[[event]]\nat = \"2 s\"\nkind = \"capabilities\"\n"
+                                                   "target = \"enp1s0\"\n"));
+    std::istringstream lines(output);
+    std::string first, last;
+    std::getline(lines, first);
+    for (int i = 0; i < 3; ++i) {
+        std::getline(lines, last);
+    }
+    EXPECT_EQ(nlohmann::json::parse(first)["alarms"].dump(), R"([{"alarm":"none","clock":""}])");
+    EXPECT_EQ(nlohmann::json::parse(last)["reference"], "enp1s0");
+    EXPECT_EQ(exitCode_, 1);
+}
+
+TEST_F(InspectOnBoard, MonitorDoesNotMissAPhc2sysThatTheSessionsFinalizeEnded) {
+    const std::string record = directory_ / "record";
+    results({"record", record, "init", "wait", "3s", "finalize", "wait", "3s"}, "plain");
+    EXPECT_EQ(exitCode_, 0);
+    EXPECT_THAT(fileContents(record), testing::Not(HasSubstr("\"dead\"")));
+    EXPECT_THAT(fileContents(record), HasSubstr("\"phc2sysAlive\":false"));
+}
+
 TEST_F(InspectOnBoard, MonitorKeepsAMetricsFileAndLeavesNothingBeside) {
     const std::string metrics = directory_ / "halvex.prom";
     results({"init", "monitor", "--once", "--metrics", metrics});

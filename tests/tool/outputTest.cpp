@@ -64,6 +64,11 @@ TEST_F(UnwritableOutput, IsToldFromATraceThatCannotBeRead) {
     EXPECT_THAT(errors_, HasSubstr(": Is a directory\n"));
 }
 
+TEST_F(UnwritableOutput, EndsAMonitorThatWouldWatchForever) {
+    EXPECT_EQ(runTool(">/dev/full", {"monitor"}), 3);
+    EXPECT_THAT(errors_, HasSubstr("halvexctl: standard output cannot be written: No space left on device\n"));
+}
+
 TEST_F(UnwritableOutput, DoesNotReachARecordWhenStandardOutputIsClosed) {
     EXPECT_EQ(runTool(">&-", {"record", directory_ / "record", "init", "info"}), 3);
     std::istringstream record(fileContents(directory_ / "record"));

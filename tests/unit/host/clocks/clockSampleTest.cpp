@@ -92,19 +92,62 @@ TEST(FindJumps, SeesTheSystemClockJump) {
 
 TEST(ShowSample, TextMarksAlarmsAndIsColouredOnlyWhenAsked) {
     const Sample sample = sampleOf({clockAt("master", 0, 30), clockAt("enp1s0", 1'500, 20)});
-    EXPECT_THAT(sampleAsText(sample, false), HasSubstr("+1.5 us"));
-    EXPECT_THAT(sampleAsText(sample, false), HasSubstr("AWAY"));
-    EXPECT_THAT(sampleAsText(sample, false), Not(HasSubstr("\x1b")));
-    EXPECT_THAT(sampleAsText(sample, true), HasSubstr("\x1b[31menp1s0"));
+    EXPECT_THAT(sampleAsText(sample, {}), HasSubstr("+1.5 us"));
+    EXPECT_THAT(sampleAsText(sample, {}), HasSubstr("AWAY"));
+    EXPECT_THAT(sampleAsText(sample, {}), Not(HasSubstr("\x1b")));
+    EXPECT_THAT(sampleAsText(sample, {true, 80}), HasSubstr("\x1b[31m  enp1s0"));
 }
 
-TEST(ShowSample, MetricsAreInSecondsAndLeaveOutWhatIsUnknown) {
-    Sample sample = sampleOf({clockAt("master", 0, 30), clockAt("enp1s0", 1'500, 20)});
-    EXPECT_THAT(sampleAsMetrics(sample), HasSubstr("halvex_clock_difference_seconds{clock=\"enp1s0\"} 0.000001500\n"));
-    EXPECT_THAT(sampleAsMetrics(sample), HasSubstr("# TYPE halvex_library_errors_total counter\n"));
-    EXPECT_THAT(sampleAsMetrics(sample), Not(HasSubstr("halvex_steering_ppb")));
-    sample.steeringPpb = -1250;
-    EXPECT_THAT(sampleAsMetrics(sample), HasSubstr("\nhalvex_steering_ppb -1250.000000000\n"));
+TEST(ShowSample, TextIsOneTableUnderOneHeadingHoweverNarrowTheScreenIs) {
+    Sample sample = sampleOf({clockAt("master", 0, 30), clockAt("enp1s0", 1'500, 20), clockAt("CLOCK_REALTIME", 0, 0)});
+    sample.childIsDead = true;
+    const auto table = [&sample](std::size_t width) {
+        const std::string text = sampleAsText(sample, {false, width});
+        for (std::size_t start = 0, end = 0; end = text.find('\n', start), end != std::string::npos; start = end + 1) {
+            EXPECT_LE(end - start, width) << text;
+        }
+        return text.substr(text.find("  clock"));
+    };
+    EXPECT_EQ(table(60),
+              "  clock           difference  bound     state\n"
+              "  master           reference            ok\n"
+              "  enp1s0             +1.5 us  +- 50 ns  AWAY\n"
+              "  CLOCK_REALTIME        0 ns  +- 30 ns  ok\n"
+              "  phc2sys                  -            DEAD: the system\n"
+              "                                        clock runs free\n");
+    EXPECT_EQ(table(35),
+              "  clock           difference\n"
+              "    bound     state\n"
+              "  master           reference\n"
+              "              ok\n"
+              "  enp1s0             +1.5 us\n"
+              "    +- 50 ns  AWAY\n"
+              "  CLOCK_REALTIME        0 ns\n"
+              "    +- 30 ns  ok\n"
+              "  phc2sys                  -\n"
+              "              DEAD: the system\n"
+              "              clock runs free\n");
+}
+
+TEST(ShowSample, NamesEveryAlarmInTextAndJson) {
+    ClockSample gone, unreadable;
+    gone.name = "enp2s0";
+    gone.isGone = true;
+    gone.error = "no such interface";
+    unreadable.name = "enp3s0";
+    unreadable.error = "EIO";
+    Sample sample = sampleOf({clockAt("enp1s0", 0, 30), gone, unreadable});
+    EXPECT_TRUE(sample.hasAlarm());
+    EXPECT_THAT(sampleAsText(sample, {}), HasSubstr("GONE: no such interface"));
+    EXPECT_THAT(sampleAsText(sample, {}), HasSubstr("UNREADABLE: EIO"));
+    EXPECT_EQ(sampleAsJson(sample)["alarms"].dump(),
+              R"([{"alarm":"gone","clock":"enp2s0"},{"alarm":"unreadable","clock":"enp3s0"}])");
+    sample = sampleOf({clockAt("CLOCK_REALTIME", 0, 0)});
+    EXPECT_FALSE(sample.hasAlarm());
+    sample.hasNoPtpClock = sample.childIsDead = true;
+    EXPECT_EQ(sampleAsJson(sample)["alarms"].dump(), R"([{"alarm":"none","clock":""},{"alarm":"dead","clock":""}])");
+    EXPECT_THAT(sampleAsText(sample, {}), HasSubstr("NONE"));
+    EXPECT_THAT(sampleAsText(sample, {}), HasSubstr("DEAD"));
 }
 
 TEST(ShowSample, JsonHasEveryClock) {

@@ -68,8 +68,10 @@ TEST_F(PrinterTest, TextPutsFailuresOnTheOtherStream) {
 
 TEST_F(PrinterTest, TextIsNeitherColouredNorClearedWithoutATerminal) {
     TextPrinter printer(output_.get(), errors_.get());
-    printer.sample([](bool inColour) { return std::string(inColour ? "red\n" : "plain\n"); }, {}, false);
+    printer.sample("plain\n", {}, false);
     EXPECT_EQ(output_.text(), "plain\n");
+    EXPECT_FALSE(printer.screen().inColour);
+    EXPECT_EQ(printer.screen().width, SIZE_MAX);
     EXPECT_FALSE(printer.showsProgress());
 }
 
@@ -81,7 +83,7 @@ TEST_F(PrinterTest, TextOnATerminalHeedsNoColorAndADumbTerminal) {
         ::setenv("TERM", type, 1);
         ::setenv("NO_COLOR", noColour, 1);
         TextPrinter printer(terminal, terminal);
-        printer.sample([](bool inColour) { return std::string(inColour ? "red" : "plain"); }, {}, false);
+        printer.sample(printer.screen().inColour ? "red" : "plain", {}, false);
         std::array<char, 100> chunk{};
         const ssize_t length = ::read(master, chunk.data(), chunk.size());
         return std::string(chunk.data(), static_cast<std::size_t>(length)) + (printer.showsProgress() ? "+" : "");
@@ -94,6 +96,16 @@ TEST_F(PrinterTest, TextOnATerminalHeedsNoColorAndADumbTerminal) {
     ::unsetenv("NO_COLOR");
 }
 
+TEST_F(PrinterTest, TextKnowsHowWideItsTerminalIs) {
+    const winsize size{24, 35, 0, 0};
+    int master = -1, slave = -1;
+    ASSERT_EQ(::openpty(&master, &slave, nullptr, nullptr, &size), 0);
+    std::FILE* const terminal = ::fdopen(slave, "w");
+    EXPECT_EQ(TextPrinter(terminal, terminal).screen().width, 35U);
+    std::fclose(terminal);
+    ::close(master);
+}
+
 TEST_F(PrinterTest, TextPutsFurtherLinesOfAValueBelowItsFirst) {
     TextPrinter printer(output_.get(), errors_.get());
     Result result{"map", "", Outcome::ok, {}, "", {}};
@@ -104,7 +116,7 @@ TEST_F(PrinterTest, TextPutsFurtherLinesOfAValueBelowItsFirst) {
 
 TEST_F(PrinterTest, JsonPrintsEachOfSeveralSamplesAsALineAndTheResultsAsOne) {
     JsonPrinter printer(output_.get(), errors_.get());
-    printer.sample(nullptr, {{"a", 1}}, false);
+    printer.sample("", {{"a", 1}}, false);
     EXPECT_EQ(output_.text(), "{\"a\":1}\n");
     Result result{"monitor", "", Outcome::ok, {}, "", {}};
     result.add("", nullptr, "text", "alone");
@@ -116,7 +128,7 @@ TEST_F(PrinterTest, JsonPrintsEachOfSeveralSamplesAsALineAndTheResultsAsOne) {
 
 TEST_F(PrinterTest, JsonLeavesTheOnlySampleToTheDocument) {
     JsonPrinter printer(output_.get(), errors_.get());
-    printer.sample(nullptr, {{"a", 1}}, true);
+    printer.sample("", {{"a", 1}}, true);
     EXPECT_EQ(output_.text(), "");
 }
 

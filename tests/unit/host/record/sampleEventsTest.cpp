@@ -74,6 +74,17 @@ TEST_F(SampleEvents, TellOfAClockThatCannotBeRead) {
     expectBoth(lost, "clock-unreadable enp1s0 -", "clock-readable enp1s0 +");
 }
 
+TEST_F(SampleEvents, TellOfAClockThatIsGoneAndOfOneThatWasNotThereBefore) {
+    ClockSample gone = clock("enp1s0");
+    gone.cross.reset();
+    gone.isGone = true;
+    expectBoth(gone, "clock-gone enp1s0 -", "clock-readable enp1s0 +");
+    Sample before = sampleOf(clock("enp1s0"));
+    const Sample after = before;
+    before.clocks.pop_back();
+    EXPECT_THAT(names(eventsBetween(&before, after)), ElementsAre("clock-found enp1s0 +"));
+}
+
 TEST_F(SampleEvents, TellOfEveryJump) {
     const Sample well = sampleOf(clock("enp1s0"));
     ClockSample jumped = clock("enp1s0");

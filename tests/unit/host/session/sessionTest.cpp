@@ -32,9 +32,7 @@ public:
     bool showsProgress() const override { return isTerminal; }
     void progress(const std::string& sentence) override { progresses.push_back(sentence); }
     void call(const std::string& line) override { calls.push_back(line); }
-    void sample(const std::function<std::string(bool)>&, const nlohmann::ordered_json& line, bool) override {
-        samples.push_back(line);
-    }
+    void sample(const std::string&, const nlohmann::ordered_json& line, bool) override { samples.push_back(line); }
     void result(const Result& result) override { results.push_back(result); }
     void complaint(const std::string& sentence) override { complaints.push_back(sentence); }
     void finish() override {}

@@ -1,0 +1,97 @@
+// A watch in the text format that Prometheus collects.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+#include "host/clocks/metrics.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <optional>
+
+#include "host/output/units.h"
+
+namespace halvexctl {
+namespace {
+
+std::string heading(const char* name, const char* help, const char* type) {
+    return fmt::format("# HELP {0} {1}\n# TYPE {0} {2}\n", name, help, type);
+}
+
+std::string labelValue(std::string_view value) {
+    std::string text = "\"";
+    for (const char c : value) {
+        text += c == '\n' ? std::string("\\n") : c == '"' || c == '\\' ? std::string{'\\', c} : std::string(1, c);
+    }
+    return text + "\"";
+}
+
+/// One metric: its description and its value for each clock for which there is one.
+template <typename Value>
+std::string ofClocks(const Sample& sample, const char* name, const char* help, Value value) {
+    std::string text = heading(name, help, "gauge");
+    for (const ClockSample& clock : sample.clocks) {
+        if (const std::optional<double> number = value(clock)) {
+            text += fmt::format("{}{{clock={}}} {:.9f}\n", name, labelValue(clock.name), *number);
+        }
+    }
+    return text;
+}
+
+/// One metric: its value for each alarm that there can be, also while there is none.
+template <typename Value>
+std::string ofAlarms(const Sample& sample, const char* name, const char* help, const char* type, Value value) {
+    std::string text = heading(name, help, type);
+    const auto add = [&](const Alarm& alarm) {
+        text +=
+            fmt::format("{}{{alarm=\"{}\",clock={}}} {}\n", name, alarm.name, labelValue(alarm.clock), value(alarm));
+    };
+    for (const ClockSample& clock : sample.clocks) {
+        for (const char* alarm : {"away", "jumped", "unreadable", "gone"}) {
+            add({alarm, clock.name});
+        }
+    }
+    add({"none", ""});
+    add({"dead", ""});
+    return text;
+}
+
+std::string metric(const char* name, const char* help, std::optional<double> value, const char* type = "gauge") {
+    return value ? heading(name, help, type) + fmt::format("{} {:.9f}\n", name, *value) : "";
+}
+
+std::optional<double> inSeconds(std::optional<std::int64_t> ns) {
+    return ns ? std::optional(static_cast<double>(*ns) / kNsPerSecond) : std::nullopt;
+}
+
+std::optional<double> flag(bool isSet) { return isSet ? 1.0 : 0.0; }
+
+std::string alarmMetrics(const Sample& sample, const WatchSummary& summary) {
+    const std::vector<Alarm> alarms = sample.alarms();
+    return ofAlarms(sample, "halvex_alarm", "1 while there is this alarm.", "gauge",
+                    [&](const Alarm& alarm) { return std::count(alarms.begin(), alarms.end(), alarm); }) +
+           ofAlarms(sample, "halvex_alarms_total", "How often this alarm began since the start.", "counter",
+                    [&](const Alarm& alarm) { return summary.begun(alarm); });
+}
+
+}  // namespace
+
+std::string metricsOf(const Sample& sample, const WatchSummary& summary) {
+    return ofClocks(sample, "halvex_clock_difference_seconds", "How far the clock is ahead of the reference.",
+                    [](const ClockSample& clock) { return inSeconds(clock.differenceNs); }) +
+           ofClocks(
+               sample, "halvex_clock_bound_seconds", "The difference is right to within this.",
+               [](const ClockSample& clock) { return clock.differenceNs ? inSeconds(clock.boundNs) : std::nullopt; }) +
+           ofClocks(sample, "halvex_clock_alarm", "1 while the clock is away, jumped, gone or cannot be read.",
+                    [](const ClockSample& clock) { return flag(clock.isAway || clock.jumpNs || !clock.cross); }) +
+           alarmMetrics(sample, summary) +
+           metric("halvex_steering_ppb", "The oscillator's correction.", sample.steeringPpb) +
+           metric("halvex_phc2sys_alive", "1 while phc2sys runs.",
+                  sample.childIsAlive ? flag(*sample.childIsAlive) : std::nullopt) +
+           metric("halvex_kernel_max_error_seconds", "The kernel's bound on the system clock's error.",
+                  sample.kernelClock.isKnown ? inSeconds(sample.kernelClock.maxErrorNs) : std::nullopt) +
+           metric("halvex_library_errors_total", "Errors of the library since the start.",
+                  static_cast<double>(sample.errorCount), "counter") +
+           metric("halvex_sample_time_seconds", "When this was measured, by the system clock.",
+                  static_cast<double>(sample.systemNs) / kNsPerSecond);
+}
+
+}  // namespace halvexctl

@@ -1,0 +1,15 @@
+// A watch in the text format that Prometheus collects.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+#pragma once
+
+#include <string>
+
+#include "host/clocks/clockSample.h"
+#include "host/clocks/watchSummary.h"
+
+namespace halvexctl {
+
+/// The latest sample, and what is counted since the start. Reentrant.
+std::string metricsOf(const Sample& sample, const WatchSummary& summary);
+
+}  // namespace halvexctl

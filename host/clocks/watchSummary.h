@@ -1,0 +1,52 @@
+// What all samples of a watch came to: how far each clock was off, and which alarms there were.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+#pragma once
+
+#include <cstdint>
+#include <limits>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "host/clocks/clockSample.h"
+#include "host/output/result.h"
+
+namespace halvexctl {
+
+/// Its size depends on the number of clocks alone. Reentrant.
+class WatchSummary {
+public:
+    void add(const Sample& sample);
+    std::uint64_t samples() const { return samples_; }
+    std::uint64_t samplesWithAlarm() const { return samplesWithAlarm_; }
+    std::uint64_t begun(const Alarm& alarm) const;  ///< How often it began; every jump does.
+
+    std::string asText(const Screen& screen) const;  ///< A table of clocks, and one of alarms if there were any.
+    void addTo(Result& result) const;                ///< As JSON.
+
+private:
+    /// Of one clock from the reference; not while it was that itself.
+    struct Differences {
+        std::string name;
+        std::uint64_t count = 0;
+        std::int64_t leastNs = std::numeric_limits<std::int64_t>::max();
+        std::int64_t greatestNs = std::numeric_limits<std::int64_t>::min();
+        double sumNs = 0, sumOfSquares = 0;
+
+        void add(std::int64_t differenceNs);
+        std::int64_t meanNs() const;
+        std::int64_t rmsNs() const;
+    };
+    struct AlarmAccount {
+        std::uint64_t begun = 0, samples = 0;
+        std::uint64_t firstNs = 0, lastNs = 0;  ///< System time.
+    };
+    Differences& differencesOf(const std::string& name);
+
+    std::uint64_t samples_ = 0, samplesWithAlarm_ = 0;
+    std::vector<Differences> clocks_;  ///< In the order of their first sample.
+    std::map<Alarm, AlarmAccount> alarms_;
+    std::vector<Alarm> latest_;  ///< Of the sample before.
+};
+
+}  // namespace halvexctl
