@@ -1,4 +1,4 @@
-// What the timekeeper and the exported functions must do, call by call.
+// The required calls of the timekeeper and the exported functions, in order.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/faults/account.h"
 
@@ -20,7 +20,7 @@ const std::string kNetwork = "/sys/class/net/";
 
 std::string logged(const Error& error) { return "FAIL(" + std::to_string(error.code) + "," + error.json + ")"; }
 
-/// Whether the first line of a file is `line`; a read cut short is continued until the line is whole.
+/// Whether the first line of a file is `line`; a short read is continued until the line is complete.
 bool firstLineIs(Caller& caller, const std::string& path, const std::string& line) {
     const long fd = caller.take(caller.controller.open(path.c_str(), 02000000));
     if (fd < 0) return false;
@@ -103,7 +103,7 @@ struct Slave {
     void reinitialize(Caller& c) const { i210 != nullptr ? i210->reinitialize(c) : fpga->reinitialize(c); }
 };
 
-/// Epoch alignment, one call of it.
+/// One epoch alignment, call by call.
 class Alignment {
 public:
     Alignment(Caller& caller, FerroxAccount& master, std::vector<Slave> slaves)
@@ -174,7 +174,7 @@ private:
     std::string handled_;
 };
 
-/// The monotonic clock, read for the end of a wait: the 2 s of the thread, the 15 ms of a lock.
+/// Reads the monotonic clock for a deadline: the 2 s of the thread, the 15 ms of a lock.
 void readDeadline(Caller& caller) {
     std::int64_t ignored = 0;
     caller.take(caller.controller.readClock(1, ignored, ignored));
@@ -203,7 +203,7 @@ struct Account::Timekeeper {
     }
 };
 
-/// What was built so far goes in the reverse of its order; the I210s, which discovery holds, last and in theirs.
+/// On failure releases what was built in reverse order; the I210s, which discovery holds, last and in their own order.
 void Account::build() {
     auto made = std::make_shared<Timekeeper>();
     made->i210s = discover(host_);
@@ -295,7 +295,7 @@ void Account::initialize() {
 void Account::finalize() {
     host_.error = 0;
     if (isThreadRunning_) {
-        isThreadRunning_ = false;  // before the pass: it is the last, no other wait follows
+        isThreadRunning_ = false;  // before the pass: it is the last, no wait follows
         pass(true);
     }
     releaseTimekeeper();
@@ -364,7 +364,7 @@ void Account::tick() {
     if (isThreadRunning_) pass(false);
 }
 
-/// One turn of the monitoring thread: the end of its wait, the service, and the clock read for the next wait.
+/// One turn of the monitoring thread: end of the wait, service pass, clock reading for the next wait.
 void Account::pass(bool isSignalled) {
     const Answer ended = controller_.wait(isSignalled, 2'000'000'000);
     try {

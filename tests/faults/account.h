@@ -1,4 +1,4 @@
-// What the library must do on a controller, step by step and written apart from the library: the oracle of the sweeps.
+// What the library must do on a controller, step by step, implemented independently: the oracle of the sweeps.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -14,20 +14,20 @@
 
 namespace faults {
 
-/// An error on its way to the host: a code and the text of its error information.
+/// An error to be reported to the host: a code and its error information.
 struct Error {
     std::int32_t code;
     std::string json;
 };
 
-/// A release that failed: the process ends here.
+/// A failed release: the process ends here.
 struct ProcessEnds {};
 
-/// One thread's view of the controller: its calls, and the errno they leave.
+/// One thread's view of the controller: its calls and its errno.
 class Caller {
 public:
     explicit Caller(SimulatedController& answering) : controller(answering) {}
-    /// The answer's value; its error becomes this thread's errno.
+    /// Returns the answer's value; its error becomes this thread's errno.
     long take(const Answer& answer) {
         if (answer.error != 0) error = answer.error;
         return answer.value;
@@ -38,7 +38,7 @@ public:
     int error = 0;
 };
 
-/// Raises an error as the library words it.
+/// Raises an error with the library's wording.
 [[noreturn]] void fail(std::int32_t code, std::string_view constant, std::string_view file, int line,
                        std::string_view message);
 [[noreturn]] void failForeign(std::string_view what);
@@ -70,7 +70,7 @@ private:
     int fd_ = -1;
 };
 
-/// Either of the two driver interfaces: found, opened, called.
+/// Either of the two driver interfaces: finding, opening, calling.
 class DriverAccount {
 public:
     struct Lines {
@@ -81,8 +81,8 @@ public:
     void load(Caller& caller);
     void close(Caller& caller);
 
-    /// One method; `status` is the code the caller's record holds, and what it holds afterwards. Whether the driver was
-    /// reached, whose result is then in `result`.
+    /// Calls one method; `status` is the code in the caller's record before and after. Returns whether the driver was
+    /// reached; its result is then in `result`.
     bool call(Caller& caller, std::uint32_t request, std::optional<std::uint64_t> argument, std::uint64_t* result,
               std::int32_t& status);
     void check(std::int32_t status, const char* failureText, int line) const;
@@ -102,7 +102,7 @@ private:
 class FpgaAccount {
 public:
     explicit FpgaAccount(Caller& caller);
-    void release(Caller& caller);  ///< Throws ProcessEnds when the FPGA cannot be left clean.
+    void release(Caller& caller);  ///< Throws ProcessEnds if the FPGA cannot be reset.
     bool isEnabled(Caller& caller);
     void arm(Caller& caller);
     std::uint64_t getEpochTimestamp(Caller& caller);
@@ -165,7 +165,7 @@ private:
     int fd_ = -1;
 };
 
-/// A slave by its place: the I210s in order, the FPGA last.
+/// The whole library. Slaves by position: the I210s in order, the FPGA last.
 class Account : public Subject {
 public:
     explicit Account(SimulatedController& controller)

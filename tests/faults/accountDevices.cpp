@@ -1,4 +1,4 @@
-// What each device of the library must do, call by call.
+// The required calls of each device of the library.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <linux/ethtool.h>
 #include <linux/ptp_clock.h>
@@ -159,9 +159,9 @@ bool I210Account::hasBeenAligned(Caller& caller) {
     return flag;
 }
 
-/// Whether an event came in time.
+/// Whether an event arrived in time.
 bool I210Account::waitFor(Caller& caller, long seconds) const {
-    const bool canBeWatched = fd_ >= 0;  // what the kernel says to a negative one is EBADF
+    const bool canBeWatched = fd_ >= 0;  // the kernel returns EBADF for a negative one
     if (!canBeWatched) caller.error = EBADF;
     const long ready = canBeWatched ? caller.take(caller.controller.select(fd_ + 1, true, seconds, 0)) : -1;
     if (ready < 0) {

@@ -1,4 +1,4 @@
-// What the library must do with its two drivers, call by call.
+// The required calls of the library's two drivers.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <cerrno>
 #include <map>
@@ -13,7 +13,7 @@ constexpr std::int32_t kTimedOut = -52007;
 constexpr std::int32_t kOsFault = -52008;
 constexpr std::int32_t kCommunications = -52024;
 
-/// What an error number of a driver call means to the platform layer.
+/// The platform layer's code for an errno of a driver call.
 std::int32_t platformCode(int error) {
     static const std::map<int, std::int32_t> kMeanings{
         {EPERM, -52026},      {ENOENT, -52006},       {ESRCH, -52006},      {EINTR, -52025},     {EIO, -52024},
@@ -27,7 +27,7 @@ std::int32_t platformCode(int error) {
     return found == kMeanings.end() ? kOsFault : found->second;
 }
 
-/// A new code into a record that holds `status`: the first error stays, a warning gives way to an error only.
+/// Merges a code into a record with `status`: the first error stays, a warning yields only to an error.
 void merge(std::int32_t& status, std::int32_t code) {
     if (code != 0 && (status == 0 || (status > 0 && code < 0))) status = code;
 }

@@ -1,4 +1,4 @@
-// Memory that runs out, for the library alone.
+// Allocation failures for the library only.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/faults/allocationFaults.h"
 
@@ -29,7 +29,7 @@ constexpr std::uintptr_t kFreed = 1;
 
 std::size_t slotOf(std::uintptr_t block) { return (block >> 4) * 0x9E3779B97F4A7C15U >> 48; }
 
-/// Whether the allocation that is asked for is refused.
+/// Whether the current allocation is refused.
 bool isRefused() {
     if (!isInsideLibrary || !isTracking.load()) return false;
     const long position = ++counted;
@@ -85,7 +85,7 @@ void forgetAllocations() {
 
 }  // namespace faults
 
-// A sanitizer has an allocator of its own, which is left in its place: operator new alone is then refused.
+// A sanitizer keeps its own allocator; only operator new is then refused.
 #ifdef HALVEX_SANITIZER
 
 void* operator new(std::size_t size) {

@@ -1,18 +1,18 @@
-// Memory that runs out: the allocations of the library's own are counted, and one of them, or all from one on, refused.
+// Allocation failures: counts the library's own allocations and refuses one of them, or all from one on.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 namespace faults {
 
-/// Whether this thread is inside the library, so that what it allocates is the library's.
+/// Whether this thread is inside the library; its allocations are then the library's.
 extern constinit thread_local bool isInsideLibrary;
 
-/// Refuses the allocation at `position` (the first is 1; 0 refuses none), and with `forEver` every later one. Counts
-/// anew and keeps track of what is allocated from now on.
+/// Refuses the allocation at `position` (the first is 1; 0: none), and with `forEver` all later ones. Restarts the
+/// count and tracks allocations from now on.
 void refuseAllocation(long position, bool forEver);
-void allowAllocations();         ///< Refuses nothing more; what lives is tracked on.
+void allowAllocations();         ///< Stops refusing; tracking continues.
 long countLibraryAllocations();  ///< Since refuseAllocation.
-long countLiveAllocations();     ///< Of those tracked, the ones not freed.
-void forgetAllocations();        ///< Ends the tracking.
+long countLiveAllocations();     ///< Tracked allocations not yet freed.
+void forgetAllocations();        ///< Stops tracking.
 
 }  // namespace faults

@@ -1,5 +1,5 @@
-// Refuses every allocation of the library's own, one at a time and from one on, through every export: the host learns
-// of the lack of memory or of the error there was, loses members of a text at most, and nothing stays behind.
+// Refuses every allocation of the library, one at a time and from one on, through every export: the host gets an error
+// for lack of memory or the original one, loses at most members of a text, and nothing leaks.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gtest/gtest.h>
 
@@ -22,7 +22,7 @@ namespace {
 
 constexpr std::int32_t kMemoryFull = -52000;
 constexpr std::int32_t kNotInitialized = -52010;
-constexpr std::int32_t kUnparsable = -52005;  // what cJSON answers, without a reason, when it is memory that it lacks
+constexpr std::int32_t kUnparsable = -52005;  // cJSON's error for any failure, lack of memory included
 constexpr const char* kMemoryFullText =
     R"({"error_constant":"zuplaterr_memoryFull","file":"zuerr/tools/exception_errStatus","line":62,)"
     R"("component":"halvexTimekeeper","std_exception_what":"std::bad_alloc"})";
@@ -46,7 +46,7 @@ std::optional<Result> parseResult(const std::string& line) {
     return result;
 }
 
-/// The members of `text`, in their order, are among those of `whole` in theirs: what may be lost is members.
+/// Whether the members of `text` are a subsequence of those of `whole`: only whole members may be lost.
 bool isPartOf(const std::string& text, const std::string& whole) {
     const auto part = nlohmann::ordered_json::parse(text);
     const auto all = nlohmann::ordered_json::parse(whole);
@@ -68,8 +68,8 @@ struct Shortage {
 
 class AllocationSweep : public testing::Test {
 protected:
-    /// `errors` are the codes that the story itself can lead to, besides the lack of memory. With `fault` the
-    /// controller fails too.
+    /// `errors` are the codes that the story itself can cause, besides lack of memory. With `fault` the controller
+    /// fails too.
     void sweep(const Story& story, std::set<std::int32_t> errors, const FaultPlan& fault = {}) {
         story_ = &story;
         errors_ = std::move(errors);
@@ -121,7 +121,7 @@ private:
         for (auto line = swept; line != after; ++line) {
             if (const auto result = parseResult(*line)) judgeSwept(*result, *line, shortage);
         }
-        bool mayTellOfTheThread = true;  // the first call afterwards reports what the monitoring thread met
+        bool mayTellOfTheThread = true;  // the first call afterwards reports the monitoring thread's error
         bool isInitialized = false;
         for (auto line = after; line != journal.end(); ++line) {
             isInitialized = isInitialized || line->starts_with("zuqxmtk_initialize code 0");

@@ -1,5 +1,5 @@
-// Fails every operating-system call of every story in every plausible way, once and forever, and compares what the
-// library did with what it had to do: calls, messages, log lines, results, and what is left open.
+// Fails every operating-system call of every story in every plausible way, once and forever, and compares actual with
+// required behaviour: calls, messages, log lines, results, and what is left open.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -32,7 +32,7 @@ constexpr int kWentOn = 79;
     _exit(text.empty() ? kEndedAsExpected : kEndedOtherwise);
 }
 
-/// The library in a process of its own, which must end by std::terminate after exactly the expected calls.
+/// Runs the library in a child process, which must end by std::terminate after exactly the expected calls.
 std::string runInChild(const Story& story, const FaultPlan& plan, const Expected& expected) {
     const pid_t child = fork();
     if (child == 0) {
@@ -51,7 +51,7 @@ std::string runInChild(const Story& story, const FaultPlan& plan, const Expected
     return "  the process was to end in std::terminate; wait status " + std::to_string(status) + '\n';
 }
 
-bool hasEverHung(const Call call) { return call == Call::wait; }  // forever, the thread would never rest again
+bool hasEverHung(const Call call) { return call == Call::wait; }  // failing forever, the thread would never wait again
 
 class CallSweep : public testing::Test {
 protected:
@@ -68,7 +68,7 @@ protected:
                 if (wrong_ > 5) FAIL() << "too many are wrong to go on";
             }
         }
-        run(story, {position, {}, false});  // and once without a fault
+        run(story, {position, {}, false});  // once without a fault
         figures().positions += position - 1;
         std::cout << name << ": " << runs_ << " runs at " << position - 1 << " positions, " << wrong_ << " wrong\n";
     }

@@ -1,5 +1,5 @@
-// Cancels the host's thread before every export and at every call it makes, and the library's own threads at theirs: a
-// call is finished as if nothing had been, or left before it did anything; nothing is lost, and the process goes on.
+// Cancels the host's thread before every export and at each of its calls, and the library's own threads likewise: a
+// call completes as usual or is abandoned before it does anything; nothing leaks, and the process continues.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -21,7 +21,7 @@ constexpr const char* kSwept = "--- swept";
 constexpr const char* kAfter = "--- after";
 constexpr long kBefore = 0;
 
-/// The swept part of a story on a thread that is cancelled at one of its calls, or before.
+/// Plays the swept part of a story on a thread that is cancelled before it or at one of its calls.
 class CancelledPart {
 public:
     CancelledPart(const Story& story, Subject& subject, SimulatedController& controller, bool isCancelledBefore)
@@ -56,14 +56,14 @@ private:
     bool wasCancelled_ = false;
 };
 
-/// The lines between two marks, the marks left out.
+/// The lines between two marks, exclusive.
 Journal part(const Journal& journal, const char* from, const char* to) {
     const auto begin = std::find(journal.begin(), journal.end(), from);
     const auto end = std::find(begin, journal.end(), to);
     return {begin + 1, end};
 }
 
-/// What the host sees, call by call, and what is left in the end: no times, which depend on the calls before.
+/// What the host observes, call by call, and what is left at the end, without times, which depend on earlier calls.
 Journal resultsOf(const Journal& journal) {
     Journal results;
     for (const std::string& line : journal) {
@@ -75,7 +75,7 @@ Journal resultsOf(const Journal& journal) {
 
 class CancellationSweep : public testing::Test {
 protected:
-    /// With `mayAct`, calls of the story may be left instead of finished.
+    /// With `mayAct`, calls of the story may be abandoned instead of completed.
     void sweep(const Story& story, bool mayAct = false) {
         mayAct_ = mayAct;
         run(story, {0, {}, false, kBefore});

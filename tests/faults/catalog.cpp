@@ -1,4 +1,4 @@
-// What each kind of call can plausibly come to instead of its success.
+// The plausible failures of each kind of call.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/faults/catalog.h"
 
@@ -11,7 +11,7 @@
 namespace faults {
 namespace {
 
-constexpr int kBeyondTable = 131;  // ENOTRECOVERABLE: the first number without an entry of the platform's
+constexpr int kBeyondTable = 131;  // ENOTRECOVERABLE: the first errno without a platform code
 constexpr int kFarBeyondTable = 133;
 
 std::vector<Outcome> errors(std::initializer_list<int> numbers, std::initializer_list<long> counts = {}) {
@@ -24,7 +24,7 @@ std::vector<Outcome> errors(std::initializer_list<int> numbers, std::initializer
 const std::vector<Outcome> kRequests = errors({EINTR, EIO, EINVAL, ENOTTY, ENODEV, EBUSY, EOPNOTSUPP, EPERM, EFAULT,
                                                ENOMEM, ETIMEDOUT, kBeyondTable, kFarBeyondTable});
 
-/// A driver fails the call, or takes it and answers with a status: errors, and a warning.
+/// A driver fails the call, or completes it with a status: errors, and a warning.
 std::vector<Outcome> driverOutcomes() {
     std::vector<Outcome> outcomes = kRequests;
     for (const std::int32_t status : {-52024, -52006, -52007, 7}) outcomes.push_back({0, std::nullopt, status});

@@ -1,4 +1,4 @@
-// What each kind of call can plausibly come to instead of its success.
+// The plausible failures of each kind of call.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 

@@ -1,4 +1,4 @@
-// What the library had to do against what it did.
+// Compares required with actual behaviour of the library.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/faults/comparison.h"
 

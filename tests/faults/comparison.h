@@ -1,4 +1,4 @@
-// What the library had to do against what it did.
+// Compares required with actual behaviour of the library.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -14,22 +14,22 @@ namespace faults {
 
 using Journal = std::vector<std::string>;
 
-/// The result of a run: its journal up to its end, or up to the end of the process.
+/// The outcome of a run: its journal to the end, or to the end of the process.
 struct Expected {
     Journal journal{};
     bool endsProcess = false;
     std::optional<SimulatedController::Met> met{};
 };
 
-/// Plays the whole story: before, swept under the plan, after, and what is left.
+/// Plays the whole story: the part before, the swept part under the plan, the part after, and records what is left.
 void tell(const Story& story, const FaultPlan& plan, SimulatedController& controller, Subject& subject);
 
 Expected expect(const Story& story, const FaultPlan& plan, const ControllerOptions& options = {});
 
-/// Where two journals part, with what led there; empty when they do not.
+/// Where two journals differ, with the lines before; empty if equal.
 std::string difference(const Journal& expected, const Journal& seen);
 
-/// The library through the story in this process, and where it differs.
+/// Plays the story with the library in this process; returns where it differs.
 std::string runHere(const Story& story, const FaultPlan& plan, const Expected& expected,
                     const ControllerOptions& options = {});
 

@@ -1,4 +1,4 @@
-// Figures of this process's sweeps, printed in one line at its end.
+// Figures of this process's sweeps, printed as one line at the end.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 

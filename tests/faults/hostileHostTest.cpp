@@ -1,4 +1,4 @@
-// The library inside hosts that make its life hard: what it does is still exactly what it has to do.
+// The library in difficult hosts: its behaviour must not change.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -29,7 +29,7 @@ namespace {
 constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();
 constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
 
-/// Every story without a fault, and where the library differs.
+/// Plays every story without faults; returns where the library differs.
 std::string tellAll(const ControllerOptions& options = {}) {
     std::string text;
     for (const Story& story : allStories()) text += runHere(story, {}, expect(story, {}, options), options);
@@ -41,13 +41,13 @@ bool has(const SimulatedController& controller, const std::string& line) {
                        [&](const std::string& seen) { return seen.starts_with(line); });
 }
 
-/// The exit status of `life`, led in a process of its own.
+/// The exit status of `life` in a child process.
 int exitStatusOf(void (*life)()) {
     const pid_t child = fork();
     if (child == 0) {
         alarm(20);
         life();
-        _exit(99);  // a life ends by itself
+        _exit(99);  // `life` must exit
     }
     int status = 0;
     waitpid(child, &status, 0);
@@ -186,7 +186,7 @@ TEST(HostileHost, InASignalStormIsServedAndNoThreadOfTheLibraryTakesASignal) {
     EXPECT_EQ(signalsElsewhere, 0);
 }
 
-/// What a library may change of its host and must not.
+/// Process-wide state of the host that a library must not change.
 struct HostState {
     std::vector<struct sigaction> actions;
     sigset_t mask;
@@ -236,7 +236,7 @@ TEST(HostileHost, WithBlockedAndIgnoredSignalsIsServedAndFindsEverythingAsItWas)
 
 SimulatedController* controllerForGood = nullptr;
 
-/// Made before the library is first initialised, so it goes after the library has taken itself down.
+/// Constructed before the library is first initialised, so destroyed after the library has shut down.
 struct JudgeOfTheExit {
     ~JudgeOfTheExit() {
         if (controllerForGood == nullptr) return;
@@ -267,7 +267,7 @@ TEST(HostileHost, ThatForksAfterInitializeKeepsTheHardwareToItself) {
                   if (child == 0) {
                       zuqxmtk_finalize();
                       answerFrom(nullptr);
-                      _exit(controller.journal().size() == before ? 0 : 1);  // not a call on what is the parent's
+                      _exit(controller.journal().size() == before ? 0 : 1);  // no call on the parent's resources
                   }
                   int status = 0;
                   waitpid(child, &status, 0);

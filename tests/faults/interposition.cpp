@@ -1,4 +1,4 @@
-// Functions of the C library, answered by a simulated controller.
+// Replaces C library functions by a simulated controller's.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <dirent.h>
 #include <fcntl.h>
@@ -39,7 +39,7 @@ struct Stream {
 Stream theStream;
 char theDirectory;
 
-/// Where the code of a sanitizer's own library lies; empty when there is none, or none beside this program.
+/// Address range of a sanitizer's runtime; empty if there is none, or if it is linked statically.
 struct RuntimeCode {
     std::uintptr_t begin = 0, end = 0;
 };
@@ -64,8 +64,8 @@ RuntimeCode findSanitizerRuntime() {
 
 const RuntimeCode sanitizerRuntime = findSanitizerRuntime();
 
-/// The controller that answers whoever called a stand-in. A sanitizer that writes a report reads files of the system,
-/// whichever thread it found at work, and must get them.
+/// The controller for a caller of a replaced function. A sanitizer that writes a report on any thread needs the
+/// system's real files.
 SimulatedController* controllerOf(const void* caller) {
     const auto address = reinterpret_cast<std::uintptr_t>(caller);
     return address >= sanitizerRuntime.begin && address < sanitizerRuntime.end ? nullptr : current.load();

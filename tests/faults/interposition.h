@@ -1,4 +1,4 @@
-// Functions of the C library, answered by a simulated controller; and threads that move one at a time.
+// Replaces C library functions by a simulated controller's, and runs threads one at a time.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -6,10 +6,10 @@
 
 namespace faults {
 
-/// From here on calls of this process go to `controller`; null gives them back to the system.
+/// Routes this process's calls to `controller`; null: to the system.
 void answerFrom(SimulatedController* controller);
 
-/// Marks the host's thread while it is inside the library: its allocations count.
+/// Marks the host's thread as inside the library: its allocations count.
 class InsideLibrary {
 public:
     InsideLibrary();
@@ -18,17 +18,17 @@ public:
     InsideLibrary& operator=(const InsideLibrary&) = delete;
 };
 
-/// The threads of the library run as they like: the monitoring thread makes a pass every 200 us, the monotonic clock is
-/// the system's. Until it is taken back.
+/// Lets the library's threads run freely or not: the monitoring thread then makes a pass every 200 us on the system's
+/// monotonic clock.
 void letThreadsRun(bool freely);
-/// Called in the calling thread before each select; null for nothing.
+/// Called in the calling thread before each select; null: none.
 void beforeEachSelect(void (*hook)());
 
-void awaitMonitorIdle();   ///< Until the monitoring thread waits for its event.
-void endMonitorPeriod();   ///< Lets its wait end as after 2 s.
-void holdMonitor();        ///< A set event does not end the wait before the release.
+void awaitMonitorIdle();   ///< Returns once the monitoring thread waits for its event.
+void endMonitorPeriod();   ///< Ends its wait as after 2 s.
+void holdMonitor();        ///< Until the release, a set event does not end the wait.
 bool releaseMonitor();     ///< Whether an event was set meanwhile.
-void holdNewThreads();     ///< A thread that is started waits at its first step.
-void releaseNewThreads();  ///< Lets them go on, and waits for them to end.
+void holdNewThreads();     ///< New threads wait at their first step.
+void releaseNewThreads();  ///< Lets them run, and waits for them to end.
 
 }  // namespace faults

@@ -1,4 +1,4 @@
-// The library itself under a sweep.
+// The library itself as the subject of a sweep.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/faults/library.h"
 
@@ -92,7 +92,7 @@ void Library::setCorrection(std::int32_t ppb) {
 void Library::snapTime(std::int64_t offsetNs) {
     StatusHolder status;
     errno = 0;
-    holdNewThreads();  // so that what the host sees stands in the journal before what the alignment does
+    holdNewThreads();  // so that the host's results precede the alignment's calls in the journal
     {
         const InsideLibrary inside;
         zuqxmtk_snapTime(offsetNs, status.get());

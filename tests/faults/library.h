@@ -1,4 +1,4 @@
-// The library itself under a sweep: its exports, called, and its calls, answered by a controller.
+// The library itself as the subject of a sweep: its exports are called, its calls answered by a controller.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -7,8 +7,7 @@
 
 namespace faults {
 
-/// While it lives, the C library's functions answer this process from the controller. Threads: one makes, drives and
-/// destroys it.
+/// Routes the process's C library calls to the controller for a scope. Threads: thread-bound.
 class Library : public Subject {
 public:
     explicit Library(SimulatedController& controller);

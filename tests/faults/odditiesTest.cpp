@@ -1,4 +1,4 @@
-// What looks wrong and is required: one test for each, so that nobody repairs it unseen.
+// Behaviour that looks wrong and is required: one test each, so that nobody repairs it unnoticed.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gtest/gtest.h>
 
@@ -46,7 +46,7 @@ TEST(KeptOnPurpose, ADescriptorIsClosedTwiceAfterAFailedRequest) {
         controller.interfaces[1].isUp = false;
         library.tick();
         controller.interfaces[1].isUp = true;
-        controller.arm({5, kInputOutputError, false});  // the pin of the interface that returns is set
+        controller.arm({5, kInputOutputError, false});  // the pin request of the returning interface
         library.tick();
         controller.disarm();
         library.finalize();
@@ -86,7 +86,7 @@ TEST(KeptOnPurpose, Phc2sysInheritsTheDescriptorsOfThePtpClocksAndNoneOfTheDrive
         library.initialize();
         library.finalize();
     });
-    EXPECT_EQ(countOf(journal, "open /dev/ptp0 2 = 10"), 1);  // O_RDWR alone
+    EXPECT_EQ(countOf(journal, "open /dev/ptp0 2 = 10"), 1);  // O_RDWR only
     EXPECT_EQ(countOf(journal, "open /dev/ptp1 2 = 11"), 1);
     EXPECT_EQ(countOf(journal, "open /dev/zu/fpga0 524290 = 12"), 1);  // with O_CLOEXEC
     EXPECT_EQ(countOf(journal, "open /dev/zu/ferrox0 524290 = 13"), 1);

@@ -1,4 +1,4 @@
-// The simulated controller around the library as a fault sweep needs it.
+// The simulated controller for fault sweeps.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/faults/simulatedController.h"
 
@@ -73,7 +73,7 @@ void SimulatedController::noteWhatIsLeft() {
     note(line);
 }
 
-/// Writes the call down and says whether it is to fail.
+/// Journals the call and returns its fault, or null.
 const Outcome* SimulatedController::enter(Call call, std::string line, bool isDriver) {
     nowNs_ += kCallNs;
     if (isQuiet) journal_.clear();
@@ -93,7 +93,7 @@ void SimulatedController::leave(const Answer& answer) {
     if (answer.error != 0) journal_.back() += " errno " + text(answer.error);
 }
 
-/// A call of which only its coming about matters: 0, or the error as its result.
+/// A call without a result: returns 0, or the error.
 Answer SimulatedController::plain(Call call, std::string line) {
     const std::lock_guard lock(mutex_);
     const Outcome* const fault = enter(call, std::move(line));
@@ -137,7 +137,7 @@ Answer SimulatedController::open(const char* path, int flags) {
 Answer SimulatedController::close(int fd) {
     const std::lock_guard lock(mutex_);
     const Outcome* const fault = enter(Call::close, "close " + text(fd));
-    const bool wasOpen = descriptors_.erase(fd) != 0;  // a close that reports an error has closed all the same
+    const bool wasOpen = descriptors_.erase(fd) != 0;  // a failed close still closes
     if (fault != nullptr) return finish({-1, fault->error});
     return finish(wasOpen ? Answer{0, 0} : Answer{-1, EBADF});
 }
@@ -213,7 +213,7 @@ Answer SimulatedController::readClock(int clock, std::int64_t& seconds, std::int
     const std::lock_guard lock(mutex_);
     const Outcome* const fault = enter(Call::readClock, "read clock " + text(clock));
     if (fault != nullptr && clock == 0) return finish({-1, fault->error});
-    // The monotonic clock never fails: who reads it has no use for a failure, and the waits stay comparable.
+    // The monotonic clock never fails: callers cannot use a failure, and the waits stay comparable.
     const std::uint64_t timeNs = clock == 0 ? nowNs_ + static_cast<std::uint64_t>(systemOffsetNs_) : nowNs_;
     seconds = static_cast<std::int64_t>(timeNs / kNsPerSecond);
     nanoseconds = static_cast<std::int64_t>(timeNs % kNsPerSecond);
@@ -309,7 +309,7 @@ Answer SimulatedController::spawn(int& pid, const char* path, char* const argume
     std::string line = std::string("spawn ") + path;
     for (; *arguments != nullptr; ++arguments) line += std::string(" ") + *arguments;
     if (const Outcome* fault = enter(Call::spawn, line)) {
-        if (fault->count) return finish({*fault->count, 0});  // the result alone says so, errno does not
+        if (fault->count) return finish({*fault->count, 0});  // only the result shows it, not errno
         return finish({fault->error, fault->error});
     }
     pid = 4000 + static_cast<int>(children_.size());
@@ -334,7 +334,7 @@ Answer SimulatedController::sleep(std::int64_t seconds, std::int64_t nanoseconds
     return finish({});
 }
 
-/// The end of a wait for the event: set, or the period over, which is what a sweep fails.
+/// The end of a wait for the event: set, or period over; the latter is what a sweep fails.
 std::int64_t SimulatedController::nsUntil(std::int64_t seconds, std::int64_t nanoseconds) const {
     const std::lock_guard lock(mutex_);
     return seconds * static_cast<std::int64_t>(kNsPerSecond) + nanoseconds - static_cast<std::int64_t>(nowNs_);

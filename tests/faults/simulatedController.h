@@ -1,5 +1,4 @@
-// The simulated controller around the library as a fault sweep needs it: small, repeatable, every call numbered and
-// written down.
+// The simulated controller for fault sweeps: small, reproducible, with every call numbered and journalled.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -44,7 +43,7 @@ enum class Call {
     wait
 };
 
-/// What a call results in instead of its success: an errno, a short count, or a status the driver answers with.
+/// The failure of a call: an errno, a short count, or a status from the driver.
 struct Outcome {
     int error = 0;
     std::optional<long> count{};
@@ -53,14 +52,14 @@ struct Outcome {
     std::string describe() const;
 };
 
-/// What a call returns; an error of 0 leaves errno as it was.
+/// The result of a call; an error of 0 leaves errno unchanged.
 struct Answer {
     long value = 0;
     int error = 0;
 };
 
-/// Fails the call at `position` (the first is 1); forever means that call and every later one of its kind. The thread
-/// that makes the call at `cancelAt` is cancelled meanwhile.
+/// Fails the call at `position` (the first is 1); forever means that call and all later ones of its kind. The thread
+/// that makes the call at `cancelAt` is cancelled during it.
 struct FaultPlan {
     long position = 0;
     Outcome outcome{};
@@ -78,7 +77,7 @@ struct Interface {
     std::deque<std::uint64_t> events{};
 };
 
-/// What differs from the usual controller.
+/// Deviations from the usual controller.
 struct ControllerOptions {
     int lowestDescriptor = 10;
     std::string firstName = "enp2s0";
@@ -86,14 +85,13 @@ struct ControllerOptions {
     int pinsOfFirst = 4;
 };
 
-/// Two I210s, the FPGA, the Ferrox chip, the oscillator and the system clock, in integers. Time moves 1 us a call.
-/// Every step of a slave loses 1.5 us. Threads: thread-safe. Failure: none of its own; what the calls report is their
-/// answer.
+/// Two I210s, the FPGA, the Ferrox chip, the oscillator and the system clock, in integers. Time advances 1 us per call.
+/// Every step of a slave loses 1.5 us. Threads: thread-safe. Failure: none of its own; answers carry the errors.
 class SimulatedController {
 public:
     explicit SimulatedController(const ControllerOptions& options = {});
 
-    // The calls. Descriptors are numbers of this controller's own.
+    // The calls. Descriptor numbers are the controller's own.
     Answer open(const char* path, int flags);
     Answer close(int fd);
     Answer read(int fd, void* buffer, std::size_t length);
@@ -125,13 +123,13 @@ public:
     Answer makeMutex() { return plain(Call::makeMutex, "make mutex"); }
     Answer makeCondition() { return plain(Call::makeCondition, "make condition"); }
     Answer wait(bool isSignalled, std::int64_t lengthNs);
-    /// From now to a time of the monotonic clock.
+    /// Duration from now to a time of the monotonic clock.
     std::int64_t nsUntil(std::int64_t seconds, std::int64_t nanoseconds) const;
     void syslog(int priority, std::string_view text);
 
     void arm(const FaultPlan& plan);  ///< Positions count from here.
     void disarm();
-    /// The kind of the call at the armed position, and whether it went to a driver; none when no call came that far.
+    /// The kind of the call at the armed position, and whether it went to a driver; empty if no call got that far.
     struct Met {
         Call call;
         bool isDriver;
@@ -139,15 +137,15 @@ public:
     std::optional<Met> met() const { return met_; }
     long callsSinceArmed() const { return position_; }
 
-    void note(std::string text);  ///< A line of the journal that is no call.
-    void noteWhatIsLeft();        ///< Open descriptors and living children, as one line.
+    void note(std::string text);  ///< Adds a journal line that is not a call.
+    void noteWhatIsLeft();        ///< Journals open descriptors and running children, as one line.
     const std::vector<std::string>& journal() const { return journal_; }
 
     std::array<Interface, 2> interfaces;
-    bool isQuiet = false;                      ///< Keeps no journal, so that a long life needs no memory.
-    std::atomic<bool> refusesMetadata{false};  ///< The next record that the FPGA gets fails, once.
+    bool isQuiet = false;                      ///< Keeps no journal, to save memory in long runs.
+    std::atomic<bool> refusesMetadata{false};  ///< The FPGA's next record fails, once.
     std::atomic<long> refusedMetadata{0};
-    std::size_t mostDescriptors = 1000;  ///< One more is EMFILE.
+    std::size_t mostDescriptors = 1000;  ///< Beyond: EMFILE.
     bool fpgaIsRunning = true;
     bool fpgaReadsZero = false;
     long edgesThatTheFpgaMisses = 0;
@@ -198,7 +196,7 @@ private:
     std::uint64_t fpgaEpochNs_ = 0;
     std::map<std::string, std::string> files_;
     std::map<int, Descriptor> descriptors_;
-    std::map<int, bool> children_;  ///< Whether each lives; a killed one that nobody waits for stays.
+    std::map<int, bool> children_;  ///< Whether each is alive; killed ones stay until reaped.
 };
 
 }  // namespace faults

@@ -1,4 +1,4 @@
-// What the devices of the simulated controller answer to a request, and what they do at an epoch.
+// The answers of the simulated controller's devices to requests, and their behaviour at an epoch.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <linux/ethtool.h>
 #include <linux/ptp_clock.h>
@@ -16,14 +16,14 @@ constexpr std::int64_t kStepLossNs = 1500;
 constexpr std::uint64_t kPulseNs = 1'000'000;
 constexpr std::uint64_t kNsPerSecond = 1'000'000'000;
 
-/// The block a driver gets with every method, as its side sees it.
+/// The block that a driver receives with every method, from its side.
 struct MethodArguments {
     std::uint64_t in, out;
     std::uint32_t inSize, outSize;
     std::uint64_t returned;
 };
 
-/// Wraps, as the registers do.
+/// Wraps like the registers.
 std::int64_t sum(std::int64_t offsetNs, std::uint64_t stepNs) {
     return static_cast<std::int64_t>(static_cast<std::uint64_t>(offsetNs) + stepNs);
 }
@@ -69,12 +69,12 @@ std::string SimulatedController::describeRequest(int fd, unsigned long request, 
     line += " in " + std::to_string(block.inSize) + " out " + std::to_string(block.outSize) + " returned " +
             std::to_string(block.returned) + " ";
     const auto* const in = reinterpret_cast<const unsigned char*>(block.in);
-    if (descriptor->path == kFpgaNode && (request & 0xFE) == 2) {  // the argument is the address of a record
+    if (descriptor->path == kFpgaNode && (request & 0xFE) == 2) {  // the argument points to a record
         const unsigned char* record;
         std::memcpy(&record, in, sizeof record);
         return line + hex(record, *record) + " " + hex(in + 8, 4);
     }
-    return line + hex(in, block.inSize == 16 ? 12 : block.inSize);  // what pads a buffer is anything
+    return line + hex(in, block.inSize == 16 ? 12 : block.inSize);  // padding is arbitrary
 }
 
 Answer SimulatedController::ioctl(int fd, unsigned long request, void* argument) {

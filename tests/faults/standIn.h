@@ -1,4 +1,4 @@
-// What every stand-in for a function of the C library does: it leaves the library for one call and keeps errno.
+// Common part of every replaced C library function: leaves the library for one call and keeps errno.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -18,7 +18,7 @@ namespace faults {
 extern constinit std::atomic<SimulatedController*> current;
 extern constinit std::atomic<bool> areThreadsFree;
 
-/// Leaves the library for the length of one call of the controller's; keeps errno for an answer without an error.
+/// Leaves the library for one call of the controller; keeps errno if the answer has no error.
 class Outside {
 public:
     Outside() : wasInside_(std::exchange(isInsideLibrary, false)), error_(errno) {}
@@ -39,7 +39,7 @@ private:
     int error_;
 };
 
-/// A call at which the C library acts on a cancellation, one that arrives while it is made included.
+/// A cancellation point of the C library; also acts on a cancellation that arrives during the call.
 template <typename Call>
 long cancellable(Call&& call) {
     pthread_testcancel();
@@ -48,7 +48,7 @@ long cancellable(Call&& call) {
     return value;
 }
 
-/// The function of this name that the stand-in hides.
+/// The real function of this name.
 template <typename Function>
 Function* next(const char* name) {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));

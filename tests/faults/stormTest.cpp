@@ -1,5 +1,5 @@
-// Many threads of a host at once, with the library's own: for the thread sanitizer, and against a watchdog.
-// HALVEX_STORM_CALLS says how many calls; without it they are few enough for every test run.
+// Many concurrent threads of a host, with the library's own: for the thread sanitizer, and with a watchdog.
+// HALVEX_STORM_CALLS sets the number of calls; the default suits every test run.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -29,7 +29,8 @@ long callsAsked() {
     return asked != nullptr ? std::atol(asked) : 100'000;
 }
 
-/// The library initialised on a quiet controller, its threads running freely; ends the process when it takes too long.
+/// The library initialised on a quiet controller with its threads running freely; ends the process if it takes too
+/// long.
 class Storm : public testing::Test {
 protected:
     Storm() {
@@ -53,7 +54,7 @@ protected:
 
 constexpr std::int32_t kRefusedMetadata = -52024;  ///< The monitoring thread's error as the host sees it.
 
-/// One call of a kind that is neither a step nor a document; its code.
+/// Makes one call that is neither a step nor a document; returns its code.
 std::int32_t callOnce(unsigned long turn) {
     StatusHolder status;
     std::uint64_t time = 0;
@@ -94,7 +95,7 @@ std::int32_t applyOnce(long document) {
     return status->code;
 }
 
-/// What eight threads do together, and what came of it.
+/// The calls of eight threads and their results.
 class Tally {
 public:
     explicit Tally(long calls)
@@ -102,7 +103,7 @@ public:
           steps(std::clamp(calls / 10'000, 1L, 1000L)),
           documents(std::clamp(calls / 1000, 1L, 10'000L)) {}
 
-    /// The calls of one of the threads; among them its share of the steps and documents.
+    /// The calls of one thread, including its share of steps and documents.
     void makeCalls(long thread) {
         for (long call = thread; call < calls_; call += kThreads) {
             note(callOnce(static_cast<unsigned long>(call / kThreads)));
@@ -117,12 +118,12 @@ public:
         if (code != 0 && code != kRefusedMetadata) failures_.fetch_add(1, std::memory_order_relaxed);
     }
 
-    /// Until the threads have come to `share` of their calls.
+    /// Waits until the threads have made `share` of their calls.
     void awaitCalls(long share, long shares) const {
         while (made_.load(std::memory_order_relaxed) < calls_ / shares * share) std::this_thread::yield();
     }
 
-    /// Until so many errors have reached a call: of the threads', or one of this when they have ended.
+    /// Waits until this many errors have been reported to the threads, or to this one after they have ended.
     void awaitErrors(long count) {
         while (delivered() < count) {
             if (made_.load(std::memory_order_relaxed) == calls_) note(callOnce(5));
@@ -134,7 +135,7 @@ public:
     long failures() const { return failures_.load(std::memory_order_relaxed); }
 
 private:
-    /// A call that reported an error of the monitoring thread has done nothing else.
+    /// Repeats a call that reported the monitoring thread's error and did nothing else.
     void repeatUntilItIsMade(std::int32_t (*function)(long), long number) {
         std::int32_t code = 0;
         do note(code = function(number));

@@ -1,4 +1,4 @@
-// The stories that sweeps tell.
+// The stories of the sweeps.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/faults/story.h"
 
@@ -13,9 +13,9 @@ void nothing(Subject&, SimulatedController&) {}
 
 void start(Subject& subject, SimulatedController&) { subject.initialize(); }
 
-/// What a host does after trouble: it asks until it knows, steps, steers, and goes.
+/// A host's recovery: reads until there is no error, steps, steers, and finalises.
 void goOn(Subject& subject, SimulatedController&) {
-    subject.getTime();  // collects what the monitoring thread may have met
+    subject.getTime();  // collects a possible error of the monitoring thread
     subject.getTime();
     subject.snapTime(-399);
     subject.tick();
@@ -27,7 +27,7 @@ void goOn(Subject& subject, SimulatedController&) {
     subject.getTime();
 }
 
-/// After a start that failed or not: it is tried again, from a clean state.
+/// After a start, failed or not: starts again from a clean state.
 void startAgain(Subject& subject, SimulatedController&) {
     subject.getTime();
     subject.finalize();

@@ -1,4 +1,4 @@
-// The stories that sweeps tell: a part without faults, the part that a fault meets, and what the host does afterwards.
+// The stories of the sweeps: a part without faults, the part with the fault, and the host's actions afterwards.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 

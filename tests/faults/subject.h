@@ -1,4 +1,4 @@
-// What a sweep drives: the library itself, or the account of what it must do.
+// The subject of a sweep: the library itself, or the account of what it must do.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -8,7 +8,7 @@
 
 namespace faults {
 
-/// Each operation writes what a host sees of it into the controller's journal. Threads: one.
+/// Each operation journals its visible results at the controller. Threads: one.
 class Subject {
 public:
     virtual ~Subject() = default;
@@ -19,8 +19,8 @@ public:
     virtual void setCorrection(std::int32_t ppb) = 0;
     virtual void getCorrection() = 0;
     virtual void getLimits() = 0;
-    virtual void applyMetaData(bool isPtp) = 0;  ///< kPtpDocument, or "{}"; until the thread has handed it on.
-    virtual void tick() = 0;  ///< The 2 s are over: one pass of the monitoring thread, if there is one.
+    virtual void applyMetaData(bool isPtp) = 0;  ///< kPtpDocument, or "{}"; returns once the thread has passed it on.
+    virtual void tick() = 0;                     ///< Ends the 2 s: one pass of the monitoring thread, if it runs.
 };
 
 /// Selects a PTP reference: offset 250 and UTC offset 37 reach the FPGA.

@@ -1,4 +1,4 @@
-// The threads of the library, made to move one at a time.
+// Runs the library's threads one at a time.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <pthread.h>
 #include <sys/syscall.h>
@@ -19,7 +19,7 @@ constinit std::atomic<bool> areThreadsFree{false};
 
 namespace {
 
-/// The monitoring thread and the sweep take turns.
+/// The monitoring thread and the sweep alternate.
 struct Monitor {
     std::counting_semaphore<8> idle{0};
     std::counting_semaphore<8> mayGoOn{0};
@@ -29,7 +29,7 @@ struct Monitor {
 };
 Monitor monitor;
 
-std::atomic<int> gateBeingHeld{0};  ///< Threads started from here on wait until gateOpened has come as far.
+std::atomic<int> gateBeingHeld{0};  ///< New threads wait until gateOpened reaches this.
 std::atomic<int> gateOpened{0};
 std::atomic<int> threadsHeld{0};
 std::counting_semaphore<64> heldThreadEnded{0};
@@ -45,7 +45,7 @@ void* runThread(void* given) {
     const std::unique_ptr<ThreadStart> start(static_cast<ThreadStart*>(given));
     for (int opened = gateOpened.load(); opened < start->gate; opened = gateOpened.load()) gateOpened.wait(opened);
     isInsideLibrary = true;
-    errno = 0;  // as on any new thread; waiting for the gate may have left something there
+    errno = 0;  // as on any new thread; waiting for the gate may have set it
     void* const result = start->function(start->argument);
     isInsideLibrary = false;
     if (start->isHeld) heldThreadEnded.release();
@@ -55,7 +55,8 @@ void* runThread(void* given) {
 int realTimedWait(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline) {
     using Function = int(pthread_cond_t*, pthread_mutex_t*, const timespec*);
 #ifdef HALVEX_THREAD_SANITIZER
-    static Function* const real = next<Function>("pthread_cond_timedwait");  // the sanitizer's, as for the signal
+    static Function* const real =
+        next<Function>("pthread_cond_timedwait");  // the sanitizer's version, as for the signal
 #else
     static Function* const real =
         reinterpret_cast<Function*>(dlvsym(RTLD_NEXT, "pthread_cond_timedwait", "GLIBC_2.3.2"));
@@ -127,8 +128,8 @@ int pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attrib
 }
 
 #ifdef HALVEX_THREAD_SANITIZER
-// Neither gcc 12's thread sanitizer nor clang 14's knows the timed lock of a chosen clock: either would take a mutex
-// locked by it for free. They know that of the real-time clock, which nobody steps while a sanitizer looks on.
+// gcc 12's and clang 14's thread sanitizers do not know the timed lock on a chosen clock and would consider a mutex
+// locked by it free. They know the lock on the real-time clock, which is not stepped under a sanitizer.
 int pthread_mutex_clocklock(pthread_mutex_t* mutex, clockid_t clock, const timespec* deadline) noexcept {
     timespec now, realNow;
     systemCall(SYS_clock_gettime, clock, address(&now));
