@@ -1,4 +1,4 @@
-// halvexctl: drives a timekeeper library from the command line, as its host would.
+// halvexctl: drives a timekeeper library from the command line, like its host.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fmt/format.h>
 
@@ -62,7 +62,7 @@ ExitCode start(int argc, const char* const* argv) {
     return carryOut(read.options);
 }
 
-/// Nothing is well whose output is lost.
+/// Fails if output was lost.
 ExitCode checkOutput(ExitCode exitCode) {
     if (outputError() == 0) {
         return exitCode;

@@ -1,4 +1,4 @@
-// The words of a command line read into commands, all of them before the first is carried out.
+// Parses the words of a command line into commands, all of them before the first is executed.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/cli/command.h"
 
@@ -41,7 +41,7 @@ std::vector<std::string_view> namesOf(std::span<const Row> rows) {
         fmt::format("unknown verb \"{}\"{}", word, nearest.empty() ? "; halvexctl --help lists them" : nearest));
 }
 
-/// The words taken by an argument as the user typed them.
+/// An argument's words as the user typed them.
 std::string joined(std::span<const std::string> words) { return fmt::format("{}", fmt::join(words, " ")); }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Completion of the command line for shells, made of the table of verbs and options.
+// Shell completion, generated from the table of verbs and options.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/cli/completion.h"
 
@@ -12,7 +12,7 @@
 namespace halvexctl {
 namespace {
 
-// Each script looks up the word before the cursor in `takes`; own options are offered behind the verb they belong to.
+// Each script looks up the word before the cursor in `takes`; a verb's own options are offered after that verb.
 constexpr const char* kBash = R"sh(_halvexctl() {
   local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} verb='' taken='' index
   local offered=$verbs
@@ -64,7 +64,7 @@ constexpr const char* kZsh = R"sh(_halvexctl() {
 compdef _halvexctl halvexctl
 )sh";
 
-/// What a shell offers as the word behind "FILE", "FILE [DURATION]" and the like; empty: the next verb.
+/// The kind of word a shell offers for "FILE", "FILE [DURATION]" and so on; empty: the next verb.
 std::string_view offeredFor(std::string_view argument) {
     const std::string_view first = argument.substr(0, argument.find(' '));
     return first == "FILE" || first == "[FILE]"    ? "file"
@@ -103,7 +103,7 @@ void forEachOption(const Take& take) {
     }
 }
 
-/// The elements of an associative array: what stands behind each verb and option that takes something.
+/// The elements of an associative array: the argument of each verb and option that takes one.
 std::string takesElements(const char* element) {
     std::string elements;
     const auto add = [&](std::string_view word, std::string_view argument) {
@@ -165,7 +165,7 @@ std::string zshCompletion() {
 }
 
 std::string fishCompletion() {
-    std::map<std::string_view, std::string> takers;  // by what they take
+    std::map<std::string_view, std::string> takers;  // by argument
     std::string all, rows;
     const auto add = [&](std::string_view word, std::string_view argument) {
         if (const std::string_view offered = offeredFor(argument); !offered.empty() && offered != "verb") {

@@ -1,4 +1,4 @@
-// Completion of the command line for shells, made of the table of verbs and options.
+// Shell completion, generated from the table of verbs and options.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 

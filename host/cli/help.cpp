@@ -1,4 +1,4 @@
-// The help that is made of the table of verbs and options.
+// Help texts, generated from the table of verbs and options.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/cli/help.h"
 

@@ -1,4 +1,4 @@
-// The help that is made of the table of verbs and options.
+// Help texts, generated from the table of verbs and options.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -13,12 +13,12 @@ struct Verb;
 std::string helpText(std::span<const Verb> verbs);  ///< All options and verbs.
 std::string verbHelpText(const Verb& verb);
 
-/// The help of the verb before the first -h or --help, or the whole.
+/// The help of the verb before the first -h or --help, or the complete help.
 std::string helpAskedFor(std::span<const char* const> words, std::span<const Verb> verbs);
 
 std::string usageOf(const Verb& verb);  ///< "step OFFSET".
 
-/// Breaks sentences into lines of at most `width` columns, each behind `indent`; ends with a line feed. Reentrant.
+/// Wraps sentences into lines of at most `width` columns, each indented by `indent`; ends with a newline. Reentrant.
 std::string wrapped(std::string_view text, std::string_view indent, std::size_t width);
 
 }  // namespace halvexctl

@@ -1,4 +1,4 @@
-// One line of input cut into words, with quotes as a shell has them.
+// Splits a line of input into words, with shell-like quotes.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/cli/lineWords.h"
 

@@ -1,4 +1,4 @@
-// One line of input cut into words, with quotes as a shell has them.
+// Splits a line of input into words, with shell-like quotes.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -8,8 +8,8 @@
 
 namespace halvexctl {
 
-/// Blanks part words; '...' and "..." keep them together; a backslash outside '...' takes the next character as it is;
-/// an unquoted # at the start of a word ends the line. Throws UsageError when a quote stays open.
+/// Blanks separate words; '...' and "..." group them; a backslash outside '...' escapes the next character; an unquoted
+/// # at the start of a word begins a comment. Throws UsageError for an unclosed quote.
 std::vector<std::string> cutWords(std::string_view line);
 
 }  // namespace halvexctl

@@ -1,4 +1,4 @@
-// The lists of options and verbs in the manual page, made of their table.
+// Lists of options and verbs for the manual page, generated from their table.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/cli/manual.h"
 
@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t kLongestLine = 78;
 
-/// Each sentence begins a line, and what the formatter would take for a request is escaped.
+/// Puts each sentence on its own line and escapes leading control characters.
 std::string asText(std::string_view sentences) {
     std::string text;
     while (!sentences.empty()) {

@@ -1,4 +1,4 @@
-// The lists of options and verbs in the manual page, made of their table.
+// Lists of options and verbs for the manual page, generated from their table.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -6,6 +6,6 @@
 
 namespace halvexctl {
 
-std::string manualLists();  ///< In mdoc(7), to stand in halvexctl(1). Reentrant.
+std::string manualLists();  ///< In mdoc(7), for halvexctl(1). Reentrant.
 
 }  // namespace halvexctl

@@ -1,4 +1,4 @@
-// The options of the command line, before and between the verbs. The one unit that includes CLI11.
+// The options of the command line, before and between the verbs. The only unit that includes CLI11.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/cli/options.h"
 
@@ -14,9 +14,9 @@
 namespace halvexctl {
 namespace {
 
-/// Where the values go; a test compares the names with the table's.
+/// Binds options to their variables; a test compares the names with the table's.
 void declare(CLI::App& app, Options& options, std::string& form) {
-    app.allow_extras();  // verbs keep their order, and arguments like -399ns stay what they are
+    app.allow_extras();  // keeps the order of verbs, and arguments like -399ns
     app.set_help_flag("-h,--help");
     app.set_version_flag("-V,--version", std::string());
     app.add_option("-l,--library", options.library);

@@ -15,15 +15,15 @@ struct Options {
     std::vector<std::string> words;  ///< The verbs and their arguments, in order.
 };
 
-/// What is to be done about the command line.
+/// The result of parsing the command line.
 struct ReadOptions {
     Options options;
-    bool isOver = false;  ///< A text was asked for, or the line is wrong: `text` says it.
+    bool isOver = false;  ///< `text` is the requested output or the error.
     bool isUsageError = false;
     std::string text;
 };
 
-/// Reads the command line; throws nothing of its own. Reentrant.
+/// Parses the command line; throws nothing of its own. Reentrant.
 ReadOptions readOptions(int argc, const char* const* argv);
 
 }  // namespace halvexctl

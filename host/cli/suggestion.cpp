@@ -1,4 +1,4 @@
-// The known word that a mistyped one most resembles.
+// Suggests the known word most similar to a mistyped one.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/cli/suggestion.h"
 

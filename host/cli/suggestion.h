@@ -1,4 +1,4 @@
-// The known word that a mistyped one most resembles.
+// Suggests the known word most similar to a mistyped one.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -8,10 +8,10 @@
 
 namespace halvexctl {
 
-/// Letters to insert, drop, replace or swap with a neighbour to turn one word into the other.
+/// Number of letters to insert, drop, replace or swap with a neighbour to turn one word into the other.
 std::size_t editDistance(std::string_view from, std::string_view to);
 
-/// `; did you mean "step"?`, or nothing when no known word is near. Reentrant.
+/// `; did you mean "step"?`, or empty if no known word is similar. Reentrant.
 std::string suggestion(std::string_view word, std::span<const std::string_view> known);
 
 }  // namespace halvexctl

@@ -1,4 +1,4 @@
-// The options of the tool itself, which stand before and between the verbs.
+// Options of the tool itself, before and between the verbs.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/cli/toolOptions.h"
 

@@ -1,4 +1,4 @@
-// The options of the tool itself, which stand before and between the verbs.
+// Options of the tool itself, before and between the verbs.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -7,10 +7,10 @@
 
 namespace halvexctl {
 
-/// An option of the tool or of one verb. An argument's name says what a shell offers for it, see completion.cpp.
+/// An option of the tool or of one verb. The argument's name determines its completion, see completion.cpp.
 struct OptionRow {
-    std::string_view name;  ///< With its dashes.
-    char letter;            ///< Of the short form; 0: none.
+    std::string_view name;  ///< Including the dashes.
+    char letter;            ///< Short form; 0: none.
     std::string_view argument;
     std::string_view help;
 };

@@ -1,4 +1,4 @@
-// What the user typed cannot be carried out; the text is a sentence for the user.
+// Invalid user input; the text is a sentence for the user.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 

@@ -1,4 +1,4 @@
-// A verb of the tool: all that there is to know about one.
+// A verb of the tool: everything about it.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -22,7 +22,7 @@ class WordReader;
 struct Command;
 struct ReadingRules;
 
-/// A metadata document and where it came from.
+/// A metadata document and its origin.
 struct Document {
     std::string source;
     std::string text;
@@ -31,20 +31,20 @@ struct Document {
 using Argument = std::variant<std::monostate, std::int64_t, std::int32_t, std::string, Document, MonitorOptions,
                               RecordOptions, ReportOptions>;
 
-/// A new verb is a row, what reads its argument, what carries it out, and the schema of its result.
+/// A new verb needs a row, a parser of its argument, an action, and a schema of its result.
 struct Verb {
     std::string_view name;
     std::string_view argument;  ///< "FILE [DURATION]"; empty: none.
     std::string_view summary;
-    std::string_view help;     ///< Sentences; a line feed ends a paragraph.
-    bool needsTimekeeper;      ///< The library is initialised first.
+    std::string_view help;     ///< Sentences; a newline ends a paragraph.
+    bool needsTimekeeper;      ///< Initialises the library first.
     std::string_view returns;  ///< The definition of its values in docs/schema/halvexctl.schema.json.
     std::span<const OptionRow> options;
     Argument (*read)(WordReader& words, const ReadingRules& rules);  ///< Null: takes no argument.
     void (*carryOut)(Session& session, const Command& command, Result& result);
 };
 
-/// Null: there is none of that name.
+/// Null if there is no such verb.
 inline const Verb* findVerb(std::span<const Verb> verbs, std::string_view name) {
     const auto found = std::ranges::find(verbs, name, &Verb::name);
     return found == verbs.end() ? nullptr : &*found;

@@ -1,4 +1,4 @@
-// The verbs of the tool: all there is to know about one is its row.
+// The verbs of the tool, one row each.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/cli/verbTable.h"
 

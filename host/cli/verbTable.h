@@ -1,4 +1,4 @@
-// The verbs of the tool: all there is to know about one is its row.
+// The verbs of the tool, one row each.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -6,7 +6,7 @@
 
 namespace halvexctl {
 
-/// For whoever stands above the verbs: their actions get the table in ReadingRules.
+/// For the layers above the verbs: actions get the table in ReadingRules.
 std::span<const Verb> verbs();
 
 }  // namespace halvexctl

@@ -1,4 +1,4 @@
-// One look at every clock: the values, what is alarming about them, and how they are shown.
+// One sample of all clocks: values, alarms and output formats.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/clocks/clockSample.h"
 
@@ -16,7 +16,7 @@ namespace {
 
 using nlohmann::ordered_json;
 
-// The fastest a steered clock may run against the raw clock.
+// The largest rate of a steered clock against the raw clock.
 constexpr std::int64_t kLargestRatePpm = 200;
 
 const ClockSample* findClock(const Sample& sample, const std::string& name) {
@@ -28,7 +28,7 @@ const ClockSample* findClock(const Sample& sample, const std::string& name) {
     return nullptr;
 }
 
-/// The clock against the raw one, less what the system clock is.
+/// The clock relative to the raw one, minus the system clock's offset.
 std::int64_t againstRawNs(const Sample& sample, const CrossTime& cross) {
     return static_cast<std::int64_t>(sample.systemNs - static_cast<std::uint64_t>(sample.rawNs)) + cross.differenceNs;
 }
@@ -127,7 +127,7 @@ void compare(Sample& sample) {
         if (!clock.cross) {
             continue;
         }
-        // The system clock runs on between the two readings, and others may be steered against it.
+        // The system clock advances between the two readings, and others may be steered against it.
         const auto apartNs =
             std::llabs(static_cast<std::int64_t>(clock.cross->systemNs) - static_cast<std::int64_t>(origin.systemNs));
         const bool isReference = clock.name == sample.reference;

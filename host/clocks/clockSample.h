@@ -1,4 +1,4 @@
-// One look at every clock: the values, what is alarming about them, and how they are shown.
+// One sample of all clocks: values, alarms and output formats.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -15,52 +15,52 @@
 
 namespace halvexctl {
 
-inline constexpr std::int64_t kAlarmNs = 100;  ///< A clock further from its reference than this is away.
+inline constexpr std::int64_t kAlarmNs = 100;  ///< A clock further from its reference is away.
 
-/// One clock's: "away", "jumped", "unreadable", "gone"; of the board: "none" (no clock is left to measure) and "dead"
-/// (phc2sys).
+/// Alarms of a clock: "away", "jumped", "unreadable", "gone"; of the board: "none" (no clock left to measure) and
+/// "dead" (phc2sys).
 struct Alarm {
     std::string_view name;
-    std::string clock;  ///< Empty: of the board.
+    std::string clock;  ///< Empty: an alarm of the board.
 
     auto operator<=>(const Alarm&) const = default;
 };
 
-/// Of one clock. Everything is measured against the system clock; the rest is computed from that.
+/// One clock. Measured against the system clock; the rest is computed from that.
 struct ClockSample {
     std::string name;  ///< "master", "enp1s0", "CLOCK_REALTIME".
     std::optional<CrossTime> cross;
     std::optional<std::int64_t> differenceNs;  ///< From the reference, within boundNs; positive: ahead.
     std::int64_t boundNs = 0;
-    std::optional<bool> isUp;  ///< Of the interface; nothing: no interface, or unknown.
-    bool isAway = false;       ///< More than 100 ns off for certain, whatever the bound hides.
-    bool isGone = false;       ///< It was there before.
+    std::optional<bool> isUp;  ///< State of the interface; empty: no interface, or unknown.
+    bool isAway = false;       ///< More than 100 ns off even at the near end of the bound.
+    bool isGone = false;       ///< Present in an earlier sample.
     std::optional<std::int64_t> jumpNs;
     std::string error;
 };
 
 struct Sample {
     std::uint64_t systemNs = 0;
-    std::int64_t rawNs = 0;          ///< CLOCK_MONOTONIC_RAW at about the same instant.
-    std::int64_t systemBoundNs = 0;  ///< Of the system time against the raw clock.
-    std::string reference;           ///< Name of the clock that the others are compared with; empty: none.
+    std::int64_t rawNs = 0;          ///< CLOCK_MONOTONIC_RAW at about the same time.
+    std::int64_t systemBoundNs = 0;  ///< Bound of the system time against the raw clock.
+    std::string reference;           ///< Name of the reference clock; empty: none.
     std::vector<ClockSample> clocks;
     std::optional<double> steeringPpb;
-    std::optional<bool> childIsAlive;  ///< phc2sys; nothing: unknown.
-    bool childIsDead = false;          ///< It was alive before, or is a zombie.
-    bool hasNoPtpClock = false;        ///< The library would find none.
+    std::optional<bool> childIsAlive;  ///< phc2sys; empty: unknown.
+    bool childIsDead = false;          ///< Alive in an earlier sample, or a zombie.
+    bool hasNoPtpClock = false;        ///< The library would not find any.
     KernelClockFacts kernelClock;
-    std::uint64_t errorCount = 0;  ///< Of the library, since the start.
+    std::uint64_t errorCount = 0;  ///< Errors of the library since the start.
     std::string lastError;
 
     std::vector<Alarm> alarms() const;
     bool hasAlarm() const { return !alarms().empty(); }
 };
 
-/// Computes the differences from the first clock that could be measured, master first.
+/// Computes the differences to the first measured clock; the master comes first.
 void compare(Sample& sample);
 
-/// Finds clocks that moved against the raw clock by more than any steering explains since the sample before.
+/// Finds clocks that moved since the previous sample by more than steering can explain.
 void findJumps(const Sample& before, Sample& sample);
 
 nlohmann::ordered_json sampleAsJson(const Sample& sample);

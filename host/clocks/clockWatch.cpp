@@ -1,4 +1,4 @@
-// Takes samples of every clock: the PTP clocks that the library takes, the system clock, and the master by the library.
+// Samples all clocks: the PTP clocks that the library uses, the system clock, and the master through the library.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/clocks/clockWatch.h"
 
@@ -17,7 +17,7 @@ namespace {
 
 constexpr int kReadings = 5;
 
-/// One clock's time between two readings of another: the narrowest of some.
+/// One clock's time between two readings of another: the narrowest of several brackets.
 template <typename Outer, typename Inner>
 CrossTime bracket(Outer outerNs, Inner innerNs) {
     CrossTime best{0, 0, std::numeric_limits<std::int64_t>::max()};
@@ -34,11 +34,11 @@ CrossTime bracket(Outer outerNs, Inner innerNs) {
 }
 
 struct Phc2Sys {
-    std::optional<bool> isAlive;  ///< Nothing: unknown.
-    bool hasEnded = false;        ///< One has, and nobody has reaped it.
+    std::optional<bool> isAlive;  ///< Empty: unknown.
+    bool hasEnded = false;        ///< One has exited and is not reaped.
 };
 
-/// One that /proc shows, or else a child of this process (the library starts no other).
+/// Looks in /proc, else for a child of this process (the library starts no other).
 Phc2Sys lookForPhc2Sys() {
     Phc2Sys found;
     for (const ProcessFacts& process : gatherProcesses(kPhc2SysName)) {
@@ -49,7 +49,7 @@ Phc2Sys lookForPhc2Sys() {
         return found;
     }
     siginfo_t child{};
-    const int result = ::waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT);  // looks, and leaves it to its owner
+    const int result = ::waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT);  // leaves it to be reaped by its owner
     const int error = errno;
     if (result == 0) {
         found = {child.si_pid == 0, child.si_pid != 0};
@@ -67,7 +67,7 @@ CrossTime masterCounting(HostCalls& library) {
 ClockSample hardwareClock(const std::string& name, const std::string& node) {
     ClockSample sample;
     sample.name = name;
-    PtpClock clock(node);  // opened anew: an interface may come and go
+    PtpClock clock(node);  // reopened each time: interfaces may come and go
     sample.cross = clock.crossTime();
     sample.error = clock.errorText();
     sample.isUp = isInterfaceUp(name);
@@ -86,7 +86,7 @@ ClockSample goneClock(const std::string& name, const std::string& why) {
 
 ClockWatch::ClockWatch(LibraryErrors errors) : errors_(errors) {}
 
-/// Clocks come and go; one that has been seen is not forgotten.
+/// Clocks come and go; a clock once seen stays in the list.
 void ClockWatch::lookForClocks() {
     for (KnownClock& known : clocks_) {
         known.whyGone = "no such interface";
@@ -97,7 +97,7 @@ void ClockWatch::lookForClocks() {
             std::lower_bound(clocks_.begin(), clocks_.end(), interface.name,
                              [](const KnownClock& known, const std::string& name) { return known.interface < name; });
         if (place != clocks_.end() && place->interface == interface.name) {
-            // One that is there and does not answer is unreadable, and says so itself.
+            // A present clock that does not answer is unreadable and reports that itself.
             *place = {interface.name, interface.node, interface.nodeIsThere ? "" : choice.reason};
         } else if (choice.isChosen) {
             clocks_.insert(place, {interface.name, interface.node, ""});
@@ -105,7 +105,7 @@ void ClockWatch::lookForClocks() {
     }
 }
 
-/// A phc2sys that this session's library has ended is not missed.
+/// No alarm for a phc2sys that this session's library has ended.
 void ClockWatch::judgeChild(bool libraryIsUp, Sample& sample) {
     const Phc2Sys found = lookForPhc2Sys();
     const bool isFinalized = libraryWasUp_ && !libraryIsUp;
@@ -151,7 +151,7 @@ ClockSample ClockWatch::master(HostCalls& library) {
         sample.cross = errors_ == LibraryErrors::countAndReset ? masterCounting(library) : masterHandingOn(library);
     } catch (const CallFailure& failure) {
         if (failure.wasHeldBefore()) {
-            throw;  // the user's own business, from before
+            throw;  // an earlier error of the user's own calls
         }
         ++errorCount_;
         lastError_ = describeError(failure.code(), failure.information());
@@ -163,7 +163,7 @@ ClockSample ClockWatch::master(HostCalls& library) {
     return sample;
 }
 
-/// An error of the library's own thread comes once and without a time; behind it the time can be read.
+/// An error of the library's monitoring thread is reported once, instead of the time; the next read succeeds.
 CrossTime ClockWatch::masterHandingOn(HostCalls& library) {
     const auto measure = [&library] { return library.measureTimeNs(); };
     try {

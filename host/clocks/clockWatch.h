@@ -1,4 +1,4 @@
-// Takes samples of every clock: the PTP clocks that the library takes, the system clock, and the master by the library.
+// Samples all clocks: the PTP clocks that the library uses, the system clock, and the master through the library.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -11,19 +11,19 @@ namespace halvexctl {
 
 class HostCalls;
 
-/// What becomes of an error that the library reports while the master is measured.
+/// How to handle an error that the library reports while the master is measured.
 enum class LibraryErrors {
-    countAndReset,  ///< As a host would do it.
-    handOn          ///< The next verb that calls fails with it, as if nothing had been measured.
+    countAndReset,  ///< Like a host.
+    handOn          ///< The next verb that calls the library fails with it, as without the measurement.
 };
 
-/// Threads: thread-bound. Failure: CallFailure while the status of the calls holds an error from before (counting
-/// only); whatever else cannot be measured says so in the sample.
+/// Threads: thread-bound. Failure: CallFailure if the status already holds an error (counting only); anything else that
+/// cannot be measured is marked in the sample.
 class ClockWatch {
 public:
     explicit ClockWatch(LibraryErrors errors);
 
-    /// The master is measured by the calls of an initialised library; null: there is none, and nothing is initialised.
+    /// Measures the master through an initialised library; null: without the master. Initialises nothing.
     Sample take(HostCalls* library);
 
 private:
@@ -33,12 +33,12 @@ private:
     CrossTime masterHandingOn(HostCalls& library);
 
     LibraryErrors errors_;
-    /// One that the library takes, or took in an earlier sample.
+    /// A clock that the library uses, or used in an earlier sample.
     struct KnownClock {
         std::string interface, node;
-        std::string whyGone;  ///< Empty while it is there.
+        std::string whyGone;  ///< Empty while it is present.
     };
-    std::vector<KnownClock> clocks_;  ///< By interface.
+    std::vector<KnownClock> clocks_;  ///< Sorted by interface.
     bool childWasAlive_ = false;
     bool libraryWasUp_ = false;
     std::uint64_t errorCount_ = 0;

@@ -1,4 +1,4 @@
-// The timekeeper measured against the clock that nobody steers.
+// Measures the timekeeper against CLOCK_MONOTONIC_RAW.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/clocks/crossReading.h"
 

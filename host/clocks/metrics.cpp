@@ -1,4 +1,4 @@
-// A watch in the text format that Prometheus collects.
+// A watch in the text format of Prometheus.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/clocks/metrics.h"
 
@@ -24,7 +24,7 @@ std::string labelValue(std::string_view value) {
     return text + "\"";
 }
 
-/// One metric: its description and its value for each clock for which there is one.
+/// One metric: its description, and its value for each clock that has one.
 template <typename Value>
 std::string ofClocks(const Sample& sample, const char* name, const char* help, Value value) {
     std::string text = heading(name, help, "gauge");
@@ -36,7 +36,7 @@ std::string ofClocks(const Sample& sample, const char* name, const char* help, V
     return text;
 }
 
-/// One metric: its value for each alarm that there can be, also while there is none.
+/// One metric: its value for each possible alarm, raised or not.
 template <typename Value>
 std::string ofAlarms(const Sample& sample, const char* name, const char* help, const char* type, Value value) {
     std::string text = heading(name, help, type);

@@ -1,4 +1,4 @@
-// A watch in the text format that Prometheus collects.
+// A watch in the text format of Prometheus.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -9,7 +9,7 @@
 
 namespace halvexctl {
 
-/// The latest sample, and what is counted since the start. Reentrant.
+/// The latest sample, and the counters since the start. Reentrant.
 std::string metricsOf(const Sample& sample, const WatchSummary& summary);
 
 }  // namespace halvexctl

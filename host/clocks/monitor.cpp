@@ -1,4 +1,4 @@
-// The verbs monitor and record: every clock looked at again and again.
+// The verbs monitor and record: sample all clocks repeatedly.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/clocks/monitor.h"
 
@@ -61,7 +61,7 @@ void watchClocks(Session& session, const MonitorOptions& options, Result& result
             replaceFile(options.metricsPath, metricsOf(sample, summary), {"# HELP halvex_", "a file of metrics"});
         }
         before = std::move(sample);
-        const bool isUnseen = !options.isQuiet && outputError() != 0;  // the program says so at its end
+        const bool isUnseen = !options.isQuiet && outputError() != 0;  // the program reports that at exit
         goesOn = summary.samples() != options.count && !isUnseen && sleepNs(options.intervalNs);
     }
     conclude(session.printer(), summary, options, result);

@@ -1,4 +1,4 @@
-// The clock that nobody steers, the system's, and waiting.
+// CLOCK_MONOTONIC_RAW, CLOCK_REALTIME, and sleeping.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/clocks/rawClock.h"
 

@@ -1,4 +1,4 @@
-// The clock that nobody steers, the system's, and waiting.
+// CLOCK_MONOTONIC_RAW, CLOCK_REALTIME, and sleeping.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -9,7 +9,7 @@ namespace halvexctl {
 std::int64_t rawTimeNs();     ///< CLOCK_MONOTONIC_RAW.
 std::int64_t systemTimeNs();  ///< CLOCK_REALTIME.
 
-/// Sleeps for that long; false when a request to stop cut it short.
+/// Sleeps for the duration; false if a stop was requested meanwhile.
 bool sleepNs(std::int64_t durationNs);
 
 }  // namespace halvexctl

@@ -1,4 +1,4 @@
-// What all samples of a watch came to: how far each clock was off, and which alarms there were.
+// Summarises all samples of a watch: range of each clock's differences, and alarms.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/clocks/watchSummary.h"
 

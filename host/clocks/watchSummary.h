@@ -1,4 +1,4 @@
-// What all samples of a watch came to: how far each clock was off, and which alarms there were.
+// Summarises all samples of a watch: range of each clock's differences, and alarms.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -13,19 +13,19 @@
 
 namespace halvexctl {
 
-/// Its size depends on the number of clocks alone. Reentrant.
+/// Its size depends only on the number of clocks. Reentrant.
 class WatchSummary {
 public:
     void add(const Sample& sample);
     std::uint64_t samples() const { return samples_; }
     std::uint64_t samplesWithAlarm() const { return samplesWithAlarm_; }
-    std::uint64_t begun(const Alarm& alarm) const;  ///< How often it began; every jump does.
+    std::uint64_t begun(const Alarm& alarm) const;  ///< How often it was raised; every jump counts.
 
     std::string asText(const Screen& screen) const;  ///< A table of clocks, and one of alarms if there were any.
     void addTo(Result& result) const;                ///< As JSON.
 
 private:
-    /// Of one clock from the reference; not while it was that itself.
+    /// Differences of one clock to the reference, without the time as the reference itself.
     struct Differences {
         std::string name;
         std::uint64_t count = 0;
@@ -46,7 +46,7 @@ private:
     std::uint64_t samples_ = 0, samplesWithAlarm_ = 0;
     std::vector<Differences> clocks_;  ///< In the order of their first sample.
     std::map<Alarm, AlarmAccount> alarms_;
-    std::vector<Alarm> latest_;  ///< Of the sample before.
+    std::vector<Alarm> latest_;  ///< Of the previous sample.
 };
 
 }  // namespace halvexctl

@@ -1,4 +1,4 @@
-// Every error code of the timekeeper explained: what it means, where it is raised and what helps.
+// Catalogue of the timekeeper's error codes: meaning, source and remedy.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/errors/catalogue.h"
 

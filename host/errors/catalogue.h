@@ -1,4 +1,4 @@
-// Every error code of the timekeeper explained: what it means, where it is raised and what helps.
+// Catalogue of the timekeeper's error codes: meaning, source and remedy.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -8,31 +8,30 @@
 
 namespace halvexctl {
 
-/// Raised with whatever code the driver's answer, or the system's, became.
+/// Raised with the code derived from the driver's or the system's error.
 inline constexpr std::int32_t kCodeOfTheDriver = 0;
 
-/// A place in the library that raises a code, as error information names it ("file" and "line").
+/// A place in the library that raises a code, as named in error information ("file" and "line").
 struct ErrorPlace {
     std::int32_t code;
     std::string_view unit;
     std::int32_t line;
-    std::string_view what;  ///< What had happened.
+    std::string_view what;  ///< What failed.
 };
 
 struct ErrorEntry {
     std::int32_t code;
-    std::string_view name;  ///< As error information has it under "error_constant"; empty: none.
+    std::string_view name;  ///< "error_constant" of the error information; empty: none.
     std::string_view meaning;
-    std::string_view
-        systemErrors;  ///< Numbers of the system that become this code on the way through a driver, or empty.
+    std::string_view systemErrors;  ///< errno values that a driver call maps to this code, or empty.
     std::string_view remedy;
 };
 
 std::span<const ErrorEntry> errorEntries();  ///< By code, from -52000 downward.
 std::span<const ErrorPlace> errorPlaces();
 
-const ErrorEntry* findErrorEntry(std::int32_t code);                         ///< Null when there is no such code.
-const ErrorEntry* findErrorEntry(std::string_view name);                     ///< Null when no code has that name.
-const ErrorPlace* findErrorPlace(std::string_view unit, std::int32_t line);  ///< Null when nothing is raised there.
+const ErrorEntry* findErrorEntry(std::int32_t code);                         ///< Null if there is no such code.
+const ErrorEntry* findErrorEntry(std::string_view name);                     ///< Null if no code has that name.
+const ErrorPlace* findErrorPlace(std::string_view unit, std::int32_t line);  ///< Null if nothing is raised there.
 
 }  // namespace halvexctl

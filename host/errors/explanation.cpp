@@ -1,4 +1,4 @@
-// The verb explain: what an error code, its name or the place that raised it stands for.
+// The verb explain: explains an error code, its name or the place that raised it.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/errors/explanation.h"
 

@@ -1,4 +1,4 @@
-// The verb explain: what an error code, its name or the place that raised it stands for.
+// The verb explain: explains an error code, its name or the place that raised it.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -8,11 +8,10 @@
 
 namespace halvexctl {
 
-/// Throws UsageError when nothing of that code, name or place ("fileWrapper:20") is known and it is not "all".
-/// Reentrant.
+/// Throws UsageError unless the topic is a known code, name or place ("fileWrapper:20"), or "all". Reentrant.
 void checkExplanationTopic(const std::string& topic);
 
-/// Fills in what is known of the topic, which was checked.
+/// Adds the explanation of a checked topic to the result.
 void explainTopic(const std::string& topic, Result& result);
 
 }  // namespace halvexctl

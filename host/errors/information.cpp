@@ -1,4 +1,4 @@
-// What a failed call says about itself: the JSON error information read for people.
+// Formats the JSON error information of a failed call for people.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/errors/information.h"
 
@@ -36,7 +36,7 @@ std::string messageOf(const nlohmann::json& document) {
 
 std::string describeError(std::optional<std::int32_t> code, const std::string& information) {
     const nlohmann::json document = parse(information);
-    // The code's own name goes first: what a device raises names the expression its code came from.
+    // The code's own name takes precedence: errors raised by a device name the expression that yielded the code.
     const ErrorEntry* entry = code ? findErrorEntry(*code) : nullptr;
     std::string name(entry != nullptr ? entry->name : std::string_view());
     if (name.empty()) {

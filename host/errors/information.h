@@ -1,4 +1,4 @@
-// What a failed call says about itself: the JSON error information read for people.
+// Formats the JSON error information of a failed call for people.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -8,11 +8,10 @@
 
 namespace halvexctl {
 
-/// "-52024 zuplaterr_communicationsFault: <message> (<file>:<line>)", as much of it as is known. Reentrant; any text
-/// will do.
+/// "-52024 zuplaterr_communicationsFault: <message> (<file>:<line>)", as far as known. Reentrant; accepts any text.
 std::string describeError(std::optional<std::int32_t> code, const std::string& information);
 
-/// The code whose name the information carries under "error_constant".
+/// The code named by "error_constant" in the information.
 std::optional<std::int32_t> codeInInformation(const std::string& information);
 
 }  // namespace halvexctl

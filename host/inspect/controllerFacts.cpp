@@ -1,4 +1,4 @@
-// What there is on the controller: gathered without changing anything, judged elsewhere.
+// Facts about the controller, gathered without changing anything; evaluated elsewhere.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/inspect/controllerFacts.h"
 
@@ -104,11 +104,11 @@ Si514Facts gatherSi514() {
 
 bool hasEnded(const std::string& pid) {
     const std::string status = readFirstLine("/proc/" + pid + "/stat").value_or("");
-    const std::size_t end = status.rfind(") ");  // a name may hold anything
+    const std::size_t end = status.rfind(") ");  // a name may contain any character
     return end != std::string::npos && status.compare(end, 3, ") Z") == 0;
 }
 
-/// Who else has one of the clocks open, as far as this user may see it.
+/// Finds other processes that have a clock open, as far as this user may see them.
 void gatherUsers(std::vector<InterfaceFacts>& interfaces, const std::vector<ProcessFacts>& processes) {
     for (const ProcessFacts& process : processes) {
         if (process.pid == ::getpid()) {

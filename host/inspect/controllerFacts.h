@@ -1,4 +1,4 @@
-// What there is on the controller: gathered without changing anything, judged elsewhere.
+// Facts about the controller, gathered without changing anything; evaluated elsewhere.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -14,12 +14,12 @@ namespace halvexctl {
 
 struct InterfaceFacts {
     std::string name;
-    std::string vendor, device;  ///< PCI ids as sysfs has them ("0x8086"); empty: no PCI device.
+    std::string vendor, device;  ///< PCI ids as in sysfs ("0x8086"); empty: not a PCI device.
     std::optional<bool> isUp;
-    std::optional<std::int32_t> ptpIndex;             ///< -1: no clock; nothing: cannot be asked.
+    std::optional<std::int32_t> ptpIndex;             ///< -1: no clock; empty: cannot be queried.
     std::string node;                                 ///< "/dev/ptp0", or empty.
     bool nodeIsThere = false, nodeIsAllowed = false;  ///< Allowed: for reading and writing.
-    std::string error;                                ///< Of opening or asking the clock.
+    std::string error;                                ///< Error of opening or querying the clock.
     std::optional<PtpCapabilities> capabilities;
     std::vector<PtpPin> pins;
     std::optional<std::int32_t> virtualClocks;
@@ -28,18 +28,18 @@ struct InterfaceFacts {
     bool isI210() const { return vendor == "0x8086" && device == "0x1533"; }
 };
 
-/// What the library does with an interface, by its own rules.
+/// How the library treats an interface, by its own rules.
 struct Choice {
     bool isChosen = false;
-    bool endsInitialisation = false;  ///< Not merely left out: zuqxmtk_initialize fails.
+    bool endsInitialisation = false;  ///< Not just skipped: zuqxmtk_initialize fails.
     std::string reason;
 };
 Choice choiceOf(const InterfaceFacts& interface);
 
-/// A driver whose instances lie under /proc/driver/zu.
+/// A driver with instances under /proc/driver/zu.
 struct DriverFacts {
     std::string directory;  ///< Of the first instance; empty: none.
-    std::string node;       ///< What its interfacePath holds.
+    std::string node;       ///< Contents of its interfacePath.
     bool nodeIsThere = false, nodeIsAllowed = false;
 };
 
@@ -47,7 +47,7 @@ struct Si514Facts {
     bool driverIsThere = false;
     std::string client;  ///< "0-0055"; empty: the driver has none.
     std::string name;
-    std::optional<std::string> offsetText;  ///< Contents of ppb_offset; nothing: not there or not readable.
+    std::optional<std::string> offsetText;  ///< Contents of ppb_offset; empty: missing or unreadable.
     bool offsetIsAllowed = false;
 };
 
@@ -65,12 +65,12 @@ struct KernelClockFacts {
 };
 
 struct ControllerFacts {
-    std::vector<InterfaceFacts> interfaces;  ///< By name, as the library takes them.
+    std::vector<InterfaceFacts> interfaces;  ///< By name, in the library's order.
     DriverFacts ferrox, fpga;
     Si514Facts si514;
     bool phc2sysIsThere = false, phc2sysIsExecutable = false;
     std::vector<ProcessFacts> processes;
-    std::optional<bool> maySetTime;  ///< CAP_SYS_TIME; nothing: unknown.
+    std::optional<bool> maySetTime;  ///< CAP_SYS_TIME; empty: unknown.
     KernelClockFacts kernelClock;
 };
 
@@ -79,13 +79,12 @@ inline constexpr const char* kPhc2SysPath = "/usr/local/tarnesk/share/Horlix/Tim
 inline constexpr const char* kPhc2SysName = "phc2sys";
 
 std::vector<InterfaceFacts> gatherInterfaces();
-std::vector<ProcessFacts> gatherProcesses(std::string_view name = {});  ///< Of that name; empty: all.
-bool areAllProcessesVisible();  ///< Not when /proc hides those of other users, or is not there.
+std::vector<ProcessFacts> gatherProcesses(std::string_view name = {});  ///< Processes of that name; empty: all.
+bool areAllProcessesVisible();  ///< False if /proc is missing or hides processes of other users.
 ControllerFacts gatherFacts();
 KernelClockFacts readKernelClock();
 
-/// The correction as the oscillator's driver has it, in ppb; nothing when it cannot be read. Touches no descriptor of
-/// others.
+/// The correction reported by the oscillator's driver, in ppb; empty if unreadable. Uses a descriptor of its own.
 std::optional<double> readSteeringPpb();
 
 }  // namespace halvexctl

@@ -1,4 +1,4 @@
-// The checks of the doctor: what the facts about a controller say, and what helps.
+// The doctor's checks: evaluates the facts about a controller and suggests remedies.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/inspect/doctor.h"
 
@@ -23,7 +23,7 @@ Finding fail(std::string text, std::string remedy) { return {"", Health::fail, s
 
 std::string joined(const Names& names) { return fmt::format("{}", fmt::join(names, ", ")); }
 
-/// What `describe` says of every I210 with a clock; nothing for those of which it says nothing.
+/// Results of `describe` for every I210 with a clock, without the empty ones.
 Names aboutClocks(const ControllerFacts& facts, const std::function<std::string(const InterfaceFacts&)>& describe) {
     Names said;
     for (const InterfaceFacts& interface : facts.interfaces) {

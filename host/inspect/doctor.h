@@ -1,4 +1,4 @@
-// The checks of the doctor: what the facts about a controller say, and what helps.
+// The doctor's checks: evaluates the facts about a controller and suggests remedies.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -18,10 +18,10 @@ struct Finding {
     std::string check;
     Health health = Health::ok;
     std::string text;
-    std::string remedy;  ///< Empty when all is well.
+    std::string remedy;  ///< Empty if all is well.
 };
 
-/// Every check, in a fixed order, each of them once. Reentrant; looks at nothing but the facts.
+/// Every check once, in a fixed order. Reentrant; uses only the facts.
 std::vector<Finding> examine(const ControllerFacts& facts);
 
 }  // namespace halvexctl

@@ -1,4 +1,4 @@
-// The verb map: interfaces, clocks and drivers, and what the library takes of them.
+// The verb map: interfaces, clocks and drivers, and which of them the library uses.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/inspect/map.h"
 

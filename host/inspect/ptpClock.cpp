@@ -1,4 +1,4 @@
-// A PTP hardware clock looked at: what it can do, its pins, and its time against the system's. Nothing is changed.
+// Reads a PTP hardware clock: capabilities, pins, and its time against the system's. Changes nothing.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/inspect/ptpClock.h"
 
@@ -28,14 +28,14 @@ std::string textOf(int error) { return std::generic_category().message(error); }
 
 std::int64_t toNs(const ptp_clock_time& time) { return time.sec * kNsPerSecond + time.nsec; }
 
-/// The system's time before, the clock's, the system's after: the clock's time belongs to an instant between the two.
+/// System time before, PHC time, system time after: the PHC was read between the two.
 CrossTime crossTimeOf(const ptp_clock_time& before, const ptp_clock_time& clock, const ptp_clock_time& after) {
     const std::int64_t widthNs = toNs(after) - toNs(before);
     const std::int64_t middleNs = toNs(before) + widthNs / 2;
     return {static_cast<std::uint64_t>(middleNs), toNs(clock) - middleNs, (widthNs + 1) / 2};
 }
 
-/// A request about a network interface, over a socket of its own.
+/// Queries a network interface through a socket of its own.
 bool askInterface(const std::string& name, unsigned long number, ifreq& question) {
     const int fd = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (fd < 0) {
@@ -109,7 +109,7 @@ std::optional<CrossTime> PtpClock::crossTime() {
     for (std::uint32_t i = 1; i < kReadings; ++i) {
         const CrossTime next = crossTimeOf(readings.ts[i][0], readings.ts[i][1], readings.ts[i][2]);
         if (next.boundNs >= 0 && (best.boundNs < 0 || next.boundNs < best.boundNs)) {
-            best = next;  // a step of the system time in between makes a width below zero
+            best = next;  // a step of the system time in between makes the width negative
         }
     }
     return best.boundNs < 0 ? std::nullopt : std::optional(best);

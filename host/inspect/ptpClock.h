@@ -1,4 +1,4 @@
-// A PTP hardware clock looked at: what it can do, its pins, and its time against the system's. Nothing is changed.
+// Reads a PTP hardware clock: capabilities, pins, and its time against the system's. Changes nothing.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -21,15 +21,15 @@ struct PtpCapabilities {
     std::int32_t stampChannels = 0, periodicOutputs = 0, pins = 0, maxAdjustmentPpb = 0;
 };
 
-/// How far a clock is from the system's: the truth is within differenceNs +- boundNs (positive: the clock is ahead).
+/// A clock's difference to the system clock: within differenceNs +- boundNs (positive: the clock is ahead).
 struct CrossTime {
     std::uint64_t systemNs = 0;  ///< The system time of the reading.
     std::int64_t differenceNs = 0;
     std::int64_t boundNs = 0;
 };
 
-/// One open clock. Opened for reading only, and never read(): that would take time stamps away from their owner. Owns
-/// the descriptor. Threads: thread-bound. Failure: nothing is thrown; errorText() says what went wrong last.
+/// One open clock. Opened read-only, and never read(): that would steal time stamps from their owner. Owns the
+/// descriptor. Threads: thread-bound. Failure: never throws; errorText() describes the last error.
 class PtpClock {
 public:
     explicit PtpClock(const std::string& path);
@@ -41,7 +41,7 @@ public:
     const std::string& errorText() const { return errorText_; }
     std::optional<PtpCapabilities> capabilities();
     std::optional<PtpPin> pin(std::uint32_t index);
-    std::optional<CrossTime> crossTime();  ///< The narrowest of several readings.
+    std::optional<CrossTime> crossTime();  ///< The narrowest of several brackets.
 
 private:
     bool request(unsigned long number, void* argument, const char* name);
@@ -50,10 +50,10 @@ private:
     std::string errorText_;
 };
 
-/// The PTP clock of an interface: its index, -1 when it has none, nothing when it cannot be asked.
+/// The PTP clock index of an interface, -1 if it has none, empty if it cannot be queried.
 std::optional<std::int32_t> ptpIndexOf(const std::string& interfaceName);
 
-/// Whether the interface is up; nothing when it cannot be asked.
+/// Whether the interface is up; empty if it cannot be queried.
 std::optional<bool> isInterfaceUp(const std::string& interfaceName);
 
 }  // namespace halvexctl

@@ -1,4 +1,4 @@
-// Small files and directories of the system.
+// Reads small files and directories of the system.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/inspect/systemFiles.h"
 

@@ -1,4 +1,4 @@
-// The one place that reads and writes files of the user's.
+// Reads and writes all user files.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/output/files.h"
 
@@ -18,13 +18,13 @@
 namespace halvexctl {
 namespace {
 
-constexpr mode_t kNewFileMode = 0666;  ///< Less the umask.
+constexpr mode_t kNewFileMode = 0666;  ///< Minus the umask.
 
 [[noreturn]] void failFor(const std::string& path, int error) {
     throw std::system_error(error, std::generic_category(), fmt::format("cannot write {}", path));
 }
 
-/// The error that stopped it; 0: all is written.
+/// Returns 0 if everything was written, else the error.
 int writeAll(int fd, std::string_view text) {
     while (!text.empty()) {
         const ssize_t written = ::write(fd, text.data(), text.size());
@@ -37,13 +37,13 @@ int writeAll(int fd, std::string_view text) {
     return 0;
 }
 
-/// 0 or the error. Not every file has a disk.
+/// Returns 0 or the error. Ignores files that cannot be synced.
 int sync(int fd) {
     const int error = ::fsync(fd) == 0 ? 0 : errno;
     return error == EINVAL || error == EROFS ? 0 : error;
 }
 
-/// The file that `path` leads to, so that a link stays one.
+/// The file that `path` leads to, so that symbolic links survive.
 std::string behindLinks(const std::string& path) {
     std::error_code error;
     std::string target = std::filesystem::canonical(path, error).string();
@@ -56,7 +56,7 @@ std::string behindLinks(const std::string& path) {
     return path;
 }
 
-/// The rights that the new file is given; nothing: there is no old one. Throws when the old one has to stay.
+/// The mode for the new file; empty if there is no old file. Throws if the old one must not be replaced.
 std::optional<mode_t> modeOfReplaceable(const std::string& path, Replaceable replaceable) {
     struct stat old {};
     if (::stat(path.c_str(), &old) != 0) {
@@ -73,7 +73,7 @@ std::optional<mode_t> modeOfReplaceable(const std::string& path, Replaceable rep
     return old.st_mode & ALLPERMS;
 }
 
-/// 0 or the error.
+/// Returns 0 or the error.
 int writeNew(const std::string& path, std::string_view text, std::optional<mode_t> mode) {
     const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kNewFileMode);
     if (fd < 0) {
@@ -114,7 +114,7 @@ void replaceFile(const std::string& path, std::string_view text, Replaceable rep
     const std::string target = behindLinks(path);
     const std::optional<mode_t> mode = modeOfReplaceable(target, replaceable);
     const std::string aside = fmt::format("{}.{}.new", target, ::getpid());
-    ::unlink(aside.c_str());  // of a process of this number that was killed
+    ::unlink(aside.c_str());  // left by a killed process with this pid
     int error = writeNew(aside, text, mode);
     if (error == 0 && std::rename(aside.c_str(), target.c_str()) != 0) {
         error = errno;

@@ -1,4 +1,4 @@
-// The one place that reads and writes files of the user's.
+// Reads and writes all user files.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -9,21 +9,22 @@
 
 namespace halvexctl {
 
-/// Stops behind `largest` bytes. Nothing when it cannot be opened or read; errno says why. Reentrant.
+/// Reads up to `largest` bytes. Empty if the file cannot be opened or read; see errno. Reentrant.
 std::optional<std::string> readFile(const std::string& path, std::size_t largest = SIZE_MAX);
 
-/// What replaceFile() may replace: files that begin with `beginning`, called `name` in a refusal ("a report").
+/// Files that replaceFile() may replace: those that begin with `beginning`, called `name` in error messages ("a
+/// report").
 struct Replaceable {
     std::string_view beginning;
     std::string_view name;
 };
 
-/// Writes all of it into a new file beside the one that `path` leads to and puts it in its place once it is on the
-/// disk: readers see the old or the new text, also after a crash. Replaces only what is replaceable, an empty file or
-/// nothing. Throws std::system_error, or std::runtime_error as a refusal; the old file is untouched then.
+/// Writes a new file beside the one that `path` leads to and renames it once it is on disk: readers see the old or the
+/// new text, even after a crash. Replaces only a replaceable, empty or missing file. Throws std::system_error, or
+/// std::runtime_error for a refusal, and then leaves the old file unchanged.
 void replaceFile(const std::string& path, std::string_view text, Replaceable replaceable);
 
-/// A file to which text is appended; it is out when add() returns. Threads: thread-bound. Failure: std::system_error.
+/// A file for appending; add() returns once the text is written. Threads: thread-bound. Failure: std::system_error.
 class AppendedFile {
 public:
     explicit AppendedFile(const std::string& path);
@@ -32,7 +33,7 @@ public:
     AppendedFile& operator=(const AppendedFile&) = delete;
 
     void add(std::string_view text);
-    void finish();  ///< Waits for the disk, as far as the file has one.
+    void finish();  ///< Waits until the data is on disk, if the file supports it.
 
 private:
     std::string path_;

@@ -1,4 +1,4 @@
-// Results as one JSON document: an array with an object for each verb.
+// Prints results as one JSON document: an array with one object per verb.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/output/jsonPrinter.h"
 
@@ -9,7 +9,7 @@ namespace {
 
 using nlohmann::ordered_json;
 
-/// The information as an object when it is JSON, as text when it is not, null when there is none.
+/// The information as an object if it is JSON, else as text; null if empty.
 ordered_json informationAsJson(const std::string& information) {
     if (information.empty()) {
         return nullptr;
@@ -32,7 +32,7 @@ void JsonPrinter::call(const std::string& text) { put(errors_, text + "\n"); }
 
 void JsonPrinter::sample(const std::string&, const ordered_json& line, bool isOnly) {
     if (isOnly) {
-        return;  // the document has it
+        return;  // it is part of the document
     }
     hasLines_ = true;
     put(output_, line.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n");
@@ -48,7 +48,7 @@ void JsonPrinter::result(const Result& result) {
     if (!result.fields.empty()) {
         ordered_json& values = object["values"] = ordered_json::object();
         for (const Field& field : result.fields) {
-            if (!field.key.empty()) {  // a line of text alone
+            if (!field.key.empty()) {  // for text output only
                 values[field.key] = field.value;
             }
         }
@@ -65,7 +65,7 @@ void JsonPrinter::result(const Result& result) {
 void JsonPrinter::complaint(const std::string& sentence) { put(errors_, "halvexctl: " + sentence + "\n"); }
 
 void JsonPrinter::finish() {
-    // Bytes that are no UTF-8 may come from a driver's texts; they must not cost the whole document.
+    // Texts of drivers may contain bytes that are not UTF-8; they must not invalidate the whole document.
     put(output_, results_.dump(hasLines_ ? -1 : 2, ' ', false, ordered_json::error_handler_t::replace) + "\n");
 }
 

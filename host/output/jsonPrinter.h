@@ -1,4 +1,4 @@
-// Results as one JSON document: an array with an object for each verb.
+// Prints results as one JSON document: an array with one object per verb.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -9,8 +9,8 @@
 namespace halvexctl {
 
 /// {"verb", "argument"?, "outcome": "ok|warning|failed|skipped", "values": {...}?, "message"?, "error"?: {"function",
-/// "code", "information"}}. The document goes to `output` when all is over, in one line once samples went there, a line
-/// each; calls and complaints go to `errors` as they happen. Borrows both streams.
+/// "code", "information"}}. The document goes to `output` at the end; if samples were printed, one per line, it is a
+/// single line. Calls and complaints go to `errors` as they happen. Borrows both streams.
 class JsonPrinter : public Printer {
 public:
     JsonPrinter(std::FILE* output, std::FILE* errors) : output_(output), errors_(errors) {}

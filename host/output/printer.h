@@ -1,4 +1,4 @@
-// What is shown while the verbs are carried out, and how.
+// Interface for showing progress and results of the verbs.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -9,23 +9,22 @@
 
 namespace halvexctl {
 
-/// Shows one run. Threads: thread-bound. Failure: outputError() has it; a closed pipe is a request to
-/// stop as well.
+/// Shows one run. Threads: thread-bound. Failure: reported by outputError(); a closed pipe also requests a stop.
 class Printer {
 public:
     virtual ~Printer() = default;
     virtual void begin(const std::string& verb,
-                       const std::string& argument) = 0;  ///< A verb is about to be carried out.
-    virtual void note(const std::string& sentence) = 0;  ///< Said before something happens, or while it takes its time.
-    virtual bool showsProgress() const { return false; }  ///< Whether anybody sees progress().
-    virtual void progress(const std::string&) {}          ///< How far a long verb is; empty: it is over.
+                       const std::string& argument) = 0;  ///< A verb is about to be executed.
+    virtual void note(const std::string& sentence) = 0;   ///< An announcement, or progress of a slow operation.
+    virtual bool showsProgress() const { return false; }  ///< Whether progress() is visible.
+    virtual void progress(const std::string&) {}          ///< Progress of a long verb; empty: finished.
     virtual void call(const std::string& line) = 0;       ///< A call of the library, as it happens.
-    virtual Screen screen() const { return {}; }          ///< For which text() and sample() are to be made.
-    virtual void text(const std::string&) {}              ///< Lines for people alone.
-    /// A look at the clocks, for people and for programs; `isOnly`: no other follows.
+    virtual Screen screen() const { return {}; }          ///< The screen for which text() and sample() are formatted.
+    virtual void text(const std::string&) {}              ///< Lines for people only.
+    /// A sample of the clocks, for people and for programs; `isOnly`: no other follows.
     virtual void sample(const std::string& text, const nlohmann::ordered_json& line, bool isOnly) = 0;
-    virtual void result(const Result& result) = 0;            ///< A verb is over.
-    virtual void complaint(const std::string& sentence) = 0;  ///< Something typed cannot be carried out.
+    virtual void result(const Result& result) = 0;            ///< A verb has finished.
+    virtual void complaint(const std::string& sentence) = 0;  ///< User input is invalid.
     virtual void finish() = 0;                                ///< Nothing follows.
 };
 

@@ -1,4 +1,4 @@
-// What one verb came to, for people and for programs alike.
+// The result of one verb, for people and for programs.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -13,7 +13,7 @@ namespace halvexctl {
 
 enum class Outcome { ok, warning, failed, skipped };
 
-/// As JSON has it.
+/// As in JSON.
 constexpr const char* outcomeName(Outcome outcome) {
     switch (outcome) {
         case Outcome::ok:
@@ -28,8 +28,8 @@ constexpr const char* outcomeName(Outcome outcome) {
     return "failed";
 }
 
-/// One value, said both ways. Keys are camelCase and carry their unit ("offsetNs"). Without a label the text
-/// leaves it out, without a key the JSON does.
+/// One value in both formats. Keys are camelCase and carry their unit ("offsetNs"). Without a label it is omitted from
+/// the text, without a key from the JSON.
 struct Field {
     std::string key;
     nlohmann::ordered_json value;
@@ -48,7 +48,7 @@ struct Result {
     std::string argument;
     Outcome outcome = Outcome::ok;
     std::vector<Field> fields;
-    std::string message;  ///< Why it failed or what is to be minded; a sentence, or empty.
+    std::string message;  ///< Reason of the failure, or a remark; a sentence, or empty.
     std::optional<ErrorReport> error;
 
     void add(std::string key, nlohmann::ordered_json value, std::string label, std::string text) {
@@ -60,10 +60,10 @@ struct Result {
     }
 };
 
-/// What the program returns to the shell.
+/// Exit status of the program.
 enum class ExitCode : int { ok = 0, warnings = 1, usage = 2, failure = 3 };
 
-/// The graver of the two: failure, usage, warnings, ok.
+/// The more severe of the two: failure, usage, warnings, ok.
 constexpr ExitCode graver(ExitCode one, ExitCode other) { return one > other ? one : other; }
 
 }  // namespace halvexctl

@@ -1,4 +1,4 @@
-// What is written to standard output and standard error, and whether it arrived.
+// Standard output and standard error, with error tracking.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/output/standardStreams.h"
 
@@ -17,7 +17,7 @@ int firstOutputError = 0;
 void holdStandardStreams() noexcept {
     for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (::fcntl(fd, F_GETFD) < 0) {
-            // The lowest free number is this one; children inherit it for the same reason.
+            // The lowest free number is this one; child processes inherit it for the same reason.
             ::open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY);
         }
     }

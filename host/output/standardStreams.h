@@ -1,4 +1,4 @@
-// What is written to standard output and standard error, and whether it arrived.
+// Standard output and standard error, with error tracking.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -7,14 +7,14 @@
 
 namespace halvexctl {
 
-/// Occupies the descriptor of each standard stream that is closed, so that no file opened later takes its number. The
-/// stream still fails with EBADF. To be called before anything is opened.
+/// Occupies the descriptor of each closed standard stream, so that no file opened later gets its number. The stream
+/// still fails with EBADF. Call before opening anything.
 void holdStandardStreams() noexcept;
 
-/// Writes and flushes. Threads: thread-bound. Failure: kept for outputError().
+/// Writes and flushes. Threads: thread-bound. Failure: see outputError().
 void put(std::FILE* stream, std::string_view text) noexcept;
 
-/// errno of the first put() to standard output that failed; 0: all is written.
+/// errno of the first failed put() to standard output; 0: none.
 int outputError() noexcept;
 
 }  // namespace halvexctl

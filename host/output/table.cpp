@@ -1,4 +1,4 @@
-// Rows of text in aligned columns under a heading, as wide as the screen.
+// Formats rows of text in aligned columns under a heading, up to the screen's width.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/output/table.h"
 
@@ -13,7 +13,7 @@ constexpr std::size_t kGap = 2;
 constexpr std::size_t kIndent = 2;
 constexpr std::size_t kIndentBelow = 4;
 
-/// Where a column stands: on which line of its row, and behind how many characters.
+/// Position of a column: line within the row, and indentation.
 struct Place {
     std::size_t line = 0, start = 0, width = 0;
 };
@@ -28,7 +28,7 @@ std::size_t longestWord(std::string_view text) {
     return longest;
 }
 
-/// The width that column `index` cannot do without; the last one is content with that of its longest word.
+/// The minimum width of column `index`; for the last one that of its longest word.
 std::size_t leastWidth(std::span<const Column> columns, std::span<const Row> rows, std::size_t index) {
     const bool mayWrap = index + 1 == columns.size();
     std::size_t width = columns[index].heading.size();
@@ -62,7 +62,7 @@ void putAt(std::string& line, const Place& place, Align align, std::string_view 
     }
 }
 
-/// The lines of one row, each with its line feed.
+/// The lines of one row, each with its newline.
 std::string rowText(std::span<const Column> columns, std::span<const Place> places, const Row& row,
                     const Screen& screen) {
     std::vector<std::string> lines(places.back().line + 1);

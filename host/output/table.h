@@ -1,4 +1,4 @@
-// Rows of text in aligned columns under a heading, as wide as the screen.
+// Formats rows of text in aligned columns under a heading, up to the screen's width.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -10,7 +10,7 @@
 
 namespace halvexctl {
 
-/// Where text is shown.
+/// The output device of a text.
 struct Screen {
     bool inColour = false;
     std::size_t width = SIZE_MAX;  ///< In columns.
@@ -24,15 +24,15 @@ struct Column {
 };
 
 struct Row {
-    std::vector<std::string> cells;  ///< One for each column.
-    bool isAlarm = false;            ///< Red, where there is colour.
+    std::vector<std::string> cells;  ///< One per column.
+    bool isAlarm = false;            ///< Red, if in colour.
 };
 
-/// Each line begins with two spaces. Columns beyond the screen's width continue below, in every row and in the heading;
-/// the last one wraps its words. Reentrant.
+/// Indents each line by two spaces. Columns beyond the screen's width continue below, in every row and in the heading;
+/// the last one wraps between words. Reentrant.
 std::string tableText(std::span<const Column> columns, std::span<const Row> rows, const Screen& screen);
 
-/// Cuts between words; a longer word is cut itself. At least one line. Reentrant.
+/// Wraps between words, and within longer ones. At least one line. Reentrant.
 std::vector<std::string> wordWrapped(std::string_view text, std::size_t width);
 
 }  // namespace halvexctl

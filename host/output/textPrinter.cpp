@@ -1,4 +1,4 @@
-// Results as text for people: a heading for each verb, its values below in aligned columns.
+// Prints results as text: a heading per verb, its values below in aligned columns.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/output/textPrinter.h"
 
@@ -21,7 +21,7 @@ std::string_view valueOf(const char* variable) {
     return value != nullptr ? value : "";
 }
 
-/// Whether the cursor can be moved there.
+/// Whether the stream is a terminal with cursor control.
 bool obeysEscapes(std::FILE* stream) { return ::isatty(::fileno(stream)) == 1 && valueOf("TERM") != "dumb"; }
 
 }  // namespace
@@ -31,7 +31,7 @@ void TextPrinter::line(std::FILE* stream, const std::string& text) { put(stream,
 void TextPrinter::value(const Field& field, std::size_t width) {
     std::string_view rest = field.text;
     std::string_view label = field.label;
-    do {  // further lines of a value stand below its first
+    do {  // aligns further lines of a value with its first
         const std::size_t end = std::min(rest.find('\n'), rest.size());
         line(output_, fmt::format("  {:<{}}  {}", label, width, rest.substr(0, end)));
         rest.remove_prefix(std::min(end + 1, rest.size()));
@@ -48,7 +48,7 @@ void TextPrinter::note(const std::string& sentence) { line(output_, "  " + sente
 bool TextPrinter::showsProgress() const { return obeysEscapes(errors_); }
 
 void TextPrinter::progress(const std::string& sentence) {
-    put(errors_, "\r\x1b[K" + sentence);  // each takes the place of the one before
+    put(errors_, "\r\x1b[K" + sentence);  // replaces the previous one
 }
 
 void TextPrinter::call(const std::string& text) { line(output_, "  " + text); }
@@ -56,7 +56,7 @@ void TextPrinter::call(const std::string& text) { line(output_, "  " + text); }
 Screen TextPrinter::screen() const {
     Screen screen;
     winsize size{};
-    if (::ioctl(::fileno(output_), TIOCGWINSZ, &size) == 0 && size.ws_col > 0) {  // 0: a terminal that does not know
+    if (::ioctl(::fileno(output_), TIOCGWINSZ, &size) == 0 && size.ws_col > 0) {  // 0: unknown to the terminal
         screen.width = size.ws_col;
     }
     screen.inColour = obeysEscapes(output_) && valueOf("NO_COLOR").empty();
@@ -66,7 +66,7 @@ Screen TextPrinter::screen() const {
 void TextPrinter::text(const std::string& lines) { put(output_, lines); }
 
 void TextPrinter::sample(const std::string& text, const nlohmann::ordered_json&, bool isOnly) {
-    const bool isReplacing = obeysEscapes(output_) && !isOnly;  // the next look takes the last one's place
+    const bool isReplacing = obeysEscapes(output_) && !isOnly;  // replaces the previous sample
     put(output_, (isReplacing ? "\x1b[H\x1b[2J" : "") + text);
 }
 

@@ -1,4 +1,4 @@
-// Results as text for people: a heading for each verb, its values below in aligned columns.
+// Prints results as text: a heading per verb, its values below in aligned columns.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -8,7 +8,7 @@
 
 namespace halvexctl {
 
-/// Writes line by line, so that lines of others fall in between where they belong. Borrows both streams.
+/// Writes line by line, so that output of other programs interleaves correctly. Borrows both streams.
 class TextPrinter : public Printer {
 public:
     TextPrinter(std::FILE* output, std::FILE* errors) : output_(output), errors_(errors) {}

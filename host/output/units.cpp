@@ -1,4 +1,4 @@
-// Times, offsets, durations and frequencies with their units, in and out; exact, without floating point.
+// Parses and formats times, offsets, durations and frequencies with units; exact, without floating point.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/output/units.h"
 
@@ -30,7 +30,7 @@ constexpr std::uint64_t kMaxPositive = static_cast<std::uint64_t>(std::numeric_l
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
-/// A decimal number cut into its parts.
+/// A decimal number split into its parts.
 struct Decimal {
     bool negative = false;
     std::string_view whole;
@@ -65,7 +65,7 @@ std::optional<Decimal> cutDecimal(std::string_view text) {
     return parts;
 }
 
-/// whole.fraction times factor; nothing when it is too large. `inexact` reports that digits below 1 were left over.
+/// whole.fraction times factor; empty if too large. `inexact` reports a remainder below 1.
 std::optional<std::uint64_t> multiply(const Decimal& number, std::uint64_t factor, bool& inexact) {
     std::uint64_t value = 0;
     for (const char digit : number.whole) {
@@ -91,7 +91,7 @@ std::optional<std::uint64_t> multiply(const Decimal& number, std::uint64_t facto
     return value;
 }
 
-/// Reads a signed number of the smallest unit. `bareFactor` 0: a number without a unit is refused.
+/// Parses a signed number in the smallest unit. `bareFactor` 0: the unit is required.
 std::int64_t readNumber(std::string_view text, std::span<const Unit> units, std::uint64_t bareFactor,
                         std::string_view what, std::string_view unitNames) {
     const std::optional<Decimal> number = cutDecimal(text);

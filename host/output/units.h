@@ -1,4 +1,4 @@
-// Times, offsets, durations and frequencies with their units, in and out; exact, without floating point.
+// Parses and formats times, offsets, durations and frequencies with units; exact, without floating point.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -13,16 +13,16 @@ namespace halvexctl {
 
 inline constexpr std::int64_t kNsPerSecond = 1'000'000'000;
 
-/// Reentrant. Reading throws UsageError with a sentence that repeats the text and says what was expected.
+/// Reentrant. Parsing throws UsageError with a sentence that quotes the text and says what was expected.
 
-std::int64_t readOffsetNs(std::string_view text);    ///< "+1.5ms", "-399ns"; the unit (ns, us, ms, s) is required.
-std::int64_t readDurationNs(std::string_view text);  ///< "2s", "250ms"; a bare number counts seconds; never negative.
+std::int64_t readOffsetNs(std::string_view text);       ///< "+1.5ms", "-399ns"; the unit (ns, us, ms, s) is required.
+std::int64_t readDurationNs(std::string_view text);     ///< "2s", "250ms"; a bare number is in seconds; never negative.
 std::int32_t readCorrectionPpb(std::string_view text);  ///< "-1250", "-1250ppb", "12.5ppm"; whole ppb only.
 std::int32_t readErrorCode(std::string_view text);      ///< "-52024"; below 0.
 
 std::uint64_t readCount(std::string_view text);  ///< "7"; above 0.
 
-/// The number that `text` begins with, whole or not; nothing when it begins with none.
+/// The number at the start of `text`, even if other characters follow; empty if there is none.
 template <typename Number, typename... Base>
 std::optional<Number> leadingNumber(std::string_view text, Base... base) {
     Number value{};

@@ -1,4 +1,4 @@
-// The lines that this process hands to syslog, kept for a record: the library's are among them.
+// Collects this process's syslog lines, including the library's, for a record.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/record/logLines.h"
 
@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t kMostWaiting = 10'000;
 
-// Threads of the library come here, whenever they like.
+// Used by threads of the library at any time.
 std::atomic<bool> isKept{false};
 std::mutex waitingMutex;
 std::vector<LogLine> waiting;
@@ -58,7 +58,7 @@ void keepLogLine(int priority, const char* text) noexcept {
             waiting.push_back({rawNs, systemNs, priority, text});
             return;
         }
-    } catch (const std::exception&) {  // no memory: the library must not notice
+    } catch (const std::exception&) {  // out of memory: must not affect the library
     }
     ++lostCount;
 }

@@ -1,4 +1,4 @@
-// The lines that this process hands to syslog, kept for a record: the library's are among them.
+// Collects this process's syslog lines, including the library's, for a record.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -11,11 +11,12 @@ namespace halvexctl {
 struct LogLine {
     std::int64_t rawNs = 0;
     std::uint64_t systemNs = 0;
-    int priority = 0;  ///< As syslog(3) has it, facility included.
+    int priority = 0;  ///< As for syslog(3), including the facility.
     std::string text;
 };
 
-/// While one lives, lines are kept until they are taken; more than can wait are counted and lost. One at a time.
+/// While one exists, lines are queued until they are taken; lines beyond the capacity are counted and dropped. One at a
+/// time.
 class LogLines {
 public:
     LogLines();
@@ -23,14 +24,14 @@ public:
     LogLines(const LogLines&) = delete;
     LogLines& operator=(const LogLines&) = delete;
 
-    std::vector<LogLine> take();  ///< In the order in which they came.
+    std::vector<LogLine> take();  ///< In order of arrival.
     std::uint64_t lost() const;
 };
 
-/// Whether anybody keeps lines. Thread-safe.
+/// Whether lines are being collected. Thread-safe.
 bool areLogLinesKept() noexcept;
 
-/// Keeps a line with the time of now. Touches no file, for the caller may hold the library's locks. Thread-safe.
+/// Queues a line with the current time. Uses no file: the caller may hold the library's locks. Thread-safe.
 void keepLogLine(int priority, const char* text) noexcept;
 
 }  // namespace halvexctl

@@ -1,4 +1,4 @@
-// What changed between two looks at the clocks.
+// Detects changes between two samples of the clocks.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/record/sampleEvents.h"
 
@@ -20,7 +20,7 @@ const ClockSample* findClock(const Sample* sample, const std::string& name) {
     return found == sample->clocks.end() ? nullptr : &*found;
 }
 
-/// Collects; everything was well before there was a sample.
+/// Collects the changes; without a previous sample, everything was well.
 class Comparison {
 public:
     void change(bool was, bool is, const std::string& subject, SampleEvent better, SampleEvent worse) {

@@ -1,4 +1,4 @@
-// What changed between two looks at the clocks.
+// Detects changes between two samples of the clocks.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -9,7 +9,7 @@
 
 namespace halvexctl {
 
-/// A change that somebody will ask for later.
+/// A change worth reporting.
 struct SampleEvent {
     std::string event;    ///< "link-down", "clock-away", "phc2sys-gone" ...
     std::string subject;  ///< The clock, or empty.
@@ -17,7 +17,7 @@ struct SampleEvent {
     std::string text;     ///< A sentence for people.
 };
 
-/// The changes since `before`; of a first sample, what is already amiss.
+/// The changes since `before`; for a first sample, the existing problems.
 std::vector<SampleEvent> eventsBetween(const Sample* before, const Sample& now);
 
 }  // namespace halvexctl

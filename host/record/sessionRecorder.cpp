@@ -1,4 +1,4 @@
-// Keeps a session in a file: samples of every clock, calls and their results, verbs, log lines, and what changed.
+// Records a session in a file: samples of every clock, calls and results, verbs, log lines, and changes.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/record/sessionRecorder.h"
 
@@ -36,7 +36,7 @@ void SessionRecorder::add(const char* kind, std::int64_t rawNs, const ordered_js
 }
 
 void SessionRecorder::write(const ordered_json& line) {
-    // Bytes that are no UTF-8 may come from a driver's texts; they must not cost the line.
+    // Texts of drivers may contain bytes that are not UTF-8; they must not invalidate the line.
     file_.add(line.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n");
 }
 
@@ -84,7 +84,7 @@ void SessionRecorder::keep(const Sample& sample) {
              {"text", event.text}});
     }
     before_ = sample;
-    // Missed ones are not made up for.
+    // Missed samples are skipped.
     dueRawNs_ += intervalNs_;
     if (dueRawNs_ <= sample.rawNs) {
         dueRawNs_ = sample.rawNs + intervalNs_;

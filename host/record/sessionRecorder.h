@@ -1,4 +1,4 @@
-// Keeps a session in a file: samples of every clock, calls and their results, verbs, log lines, and what changed.
+// Records a session in a file: samples of every clock, calls and results, verbs, log lines, and changes.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -19,21 +19,21 @@ namespace halvexctl {
 struct RecordOptions {
     std::string path;
     std::int64_t intervalNs = kNsPerSecond;
-    std::optional<std::int64_t> durationNs;  ///< Nothing: to the end of the session.
+    std::optional<std::int64_t> durationNs;  ///< Empty: to the end of the session.
 };
 
-/// Writes lines as things happen; log lines when the session has time for them. Threads: thread-bound; log lines may
-/// come from any. Failure: std::system_error when the file cannot be written.
+/// Writes lines as things happen, and log lines when the session has time. Threads: thread-bound; log lines may come
+/// from any thread. Failure: std::system_error if the file cannot be written.
 class SessionRecorder {
 public:
     SessionRecorder(const std::string& libraryPath, const RecordOptions& options);
 
     void call(const CallReport& report);
     void verb(const Result& result, std::int64_t beganRawNs);
-    void keep(const Sample& sample);  ///< One that somebody else took.
-    void sample(HostCalls* library);  ///< Takes one now, as ClockWatch does.
-    std::int64_t untilDueNs() const;  ///< Until the next sample; 0 when it is due.
-    void finish(ExitCode exitCode);   ///< The last line; all is on the disk then.
+    void keep(const Sample& sample);  ///< Records a sample taken elsewhere.
+    void sample(HostCalls* library);  ///< Takes a sample now, with ClockWatch.
+    std::int64_t untilDueNs() const;  ///< Time to the next sample; 0 if it is due.
+    void finish(ExitCode exitCode);   ///< Writes the last line and syncs the file.
 
 private:
     void add(const char* kind, std::int64_t rawNs, const nlohmann::ordered_json& members);

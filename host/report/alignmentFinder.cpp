@@ -1,4 +1,4 @@
-// Finds the alignment runs in what a trace or a log shows, iteration by iteration where that can be seen.
+// Finds alignment runs in a trace or a log, iteration by iteration if visible.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/report/alignmentFinder.h"
 
@@ -34,7 +34,7 @@ void AlignmentFinder::master(std::uint64_t masterNs) {
 void AlignmentFinder::truth(const std::string& clock, std::int64_t differenceNs) { truths_[clock] = differenceNs; }
 
 void AlignmentFinder::stamp(const std::string& clock, std::uint64_t clockNs) {
-    // Before the master was asked, and after the first, what is read is left over from before.
+    // Readings before the master's, and further ones of a clock, are leftovers.
     if (run_.iterations.empty() || !isReadingEpoch_ || run_.iterations.back().slaves.contains(clock)) {
         return;
     }
@@ -47,7 +47,7 @@ void AlignmentFinder::stamp(const std::string& clock, std::uint64_t clockNs) {
 
 void AlignmentFinder::step(const std::string& clock, std::int64_t askedNs, std::int64_t movedNs) {
     if (run_.iterations.empty() || !run_.iterations.back().slaves.contains(clock)) {
-        return;  // somebody else's
+        return;  // not part of an alignment
     }
     SlaveIteration& slave = run_.iterations.back().slaves[clock];
     slave.askedNs = askedNs;

@@ -1,4 +1,4 @@
-# Puts the report's page together: style sheet, scripts and the charting library go where page.html names them.
+# Assembles the report's page: inserts style sheet, scripts and the charting library where page.html names them.
 #
 #   cmake -D PARTS=DIR -D DYGRAPHS=DIR -D LICENCE=FILE -D PAGE=FILE -P assemblePage.cmake
 # SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
@@ -10,7 +10,7 @@ file(READ "${PARTS}/page.css" style)
 file(READ "${DYGRAPHS}/dygraph.min.js" library)
 file(READ "${LICENCE}" licence)
 
-# The map is beside the library, where the page is not: a browser's tools would ask for it.
+# Drops the reference to the source map, which the page does not ship: a browser's tools would request it.
 string(REGEX REPLACE "\n//# sourceMappingURL=[^\n]*" "" library "${library}")
 string(REPLACE "&" "&amp;" licence "${licence}")
 string(REPLACE "<" "&lt;" licence "${licence}")

@@ -1,4 +1,4 @@
-// What happened in a session, gathered from a record, a board's trace or both, ready to be shown on one time axis.
+// The events of a session, gathered from a record, a board's trace or both, on one time axis.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/report/chronicle.h"
 

@@ -1,4 +1,4 @@
-// What happened in a session, gathered from a record, a board's trace or both, ready to be shown on one time axis.
+// The events of a session, gathered from a record, a board's trace or both, on one time axis.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -11,16 +11,16 @@
 
 namespace halvexctl {
 
-/// Values at common instants, a column each; NaN: none. Instants need not be in order before sort().
+/// Values at common instants, one column each; NaN: none. Instants may be unordered before sort().
 class Table {
 public:
     struct Column {
         std::string name;
         std::vector<double> values;
-        std::vector<double> bounds;  ///< Each value is right to within this; NaN: unknown.
+        std::vector<double> bounds;  ///< Error bound of each value; NaN: unknown.
     };
 
-    void addRow(std::int64_t rawNs);  ///< The row that set() fills.
+    void addRow(std::int64_t rawNs);  ///< Adds the row that set() fills.
     void set(std::string_view column, double value, double bound);
     void sort();
     Table keeping(const std::vector<std::size_t>& rows) const;
@@ -37,7 +37,7 @@ private:
 enum class Lane { verbs, calls, steps, events, log };
 enum class Level { info, good, warning, error };
 
-/// Something at an instant, or from one to another.
+/// An event at an instant, or over an interval.
 struct Mark {
     std::int64_t rawNs = 0;
     std::int64_t durationNs = 0;
@@ -47,11 +47,11 @@ struct Mark {
     std::string detail;
 };
 
-/// What one slave did in one iteration of an alignment, in ns.
+/// One slave in one iteration of an alignment, in ns.
 struct SlaveIteration {
-    std::optional<std::int64_t> measuredNs;  ///< Its time stamp less the master's epoch.
+    std::optional<std::int64_t> measuredNs;  ///< Its time stamp minus the master's epoch.
     std::optional<std::int64_t> trueNs;
-    std::optional<std::int64_t> askedNs, movedNs;  ///< The step that followed; nothing: none.
+    std::optional<std::int64_t> askedNs, movedNs;  ///< The step that followed; empty: none.
 };
 
 struct AlignmentIteration {
@@ -62,29 +62,29 @@ struct AlignmentIteration {
 struct AlignmentRun {
     std::int64_t beganRawNs = 0, endedRawNs = 0;
     bool isAligned = false;
-    std::optional<std::int64_t> saidIterations;  ///< By the log line.
-    std::vector<std::string> errors;             ///< Log lines about errors met on the way.
+    std::optional<std::int64_t> saidIterations;  ///< From the log line.
+    std::vector<std::string> errors;             ///< Log lines about errors during the run.
     std::vector<AlignmentIteration> iterations;  ///< Only a board's trace shows them.
 };
 
-/// Where the chronicle comes from.
+/// A source of the chronicle.
 struct Source {
     std::string kind;  ///< "record" or "trace".
     std::string name;
     std::uint64_t lines = 0;
-    std::uint64_t unreadLines = 0;  ///< Were no JSON, or of no known shape.
+    std::uint64_t unreadLines = 0;  ///< Lines that are not JSON or have an unknown form.
     std::string remark;
 };
 
 struct Chronicle {
     std::string title;
     std::vector<Source> sources;
-    std::optional<std::int64_t> systemLessRawNs;     ///< The system time at an instant, less the raw clock.
-    std::map<std::int64_t, std::string> references;  ///< From that instant on clocks were compared with this one.
+    std::optional<std::int64_t> systemLessRawNs;     ///< System time minus raw clock at some instant.
+    std::map<std::int64_t, std::string> references;  ///< Reference clock from each instant on.
     Table measured;                                  ///< ns from the reference.
     Table truth;                                     ///< ns from the same reference.
     Table state;                                     ///< "steeringPpb", "kernelMaxErrorNs", "kernelFrequencyPpb".
-    Table trueState;                                 ///< "steeringPpb" as the oscillator has it.
+    Table trueState;                                 ///< "steeringPpb" in the oscillator.
     std::vector<Mark> marks;
     std::vector<AlignmentRun> alignments;
 };

@@ -1,4 +1,4 @@
-// A chronicle as the JSON document that the report's page draws.
+// Converts a chronicle to the JSON document for the report's page.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/report/chronicleJson.h"
 
@@ -16,12 +16,12 @@ namespace {
 
 using nlohmann::ordered_json;
 
-// More would not be seen, and every one costs the reader's browser time.
+// More would be invisible and slow the reader's browser down.
 constexpr std::size_t kMostRows = 6'000;
 constexpr std::size_t kMostMarks = 20'000;
 constexpr double kLargestExact = 9e15;
 
-/// Whole numbers without a fraction, null for nothing.
+/// Whole numbers without a fraction, null for NaN.
 ordered_json number(double value) {
     if (std::isnan(value)) {
         return nullptr;
@@ -122,7 +122,7 @@ private:
         return {{"rows", whole.instantsNs().size()}, {"t", instants}, {"columns", columns}};
     }
 
-    /// In order; of too many, errors and warnings first.
+    /// In order; if there are too many, errors and warnings are kept first.
     ordered_json marks() const {
         static constexpr std::array kLanes{"verbs", "calls", "steps", "events", "log"};
         static constexpr std::array kLevels{"info", "good", "warning", "error"};
@@ -196,7 +196,7 @@ std::string asPageText(const ordered_json& document) {
     const std::string plain = document.dump(-1, ' ', kInAscii, ordered_json::error_handler_t::replace);
     std::string text;
     text.reserve(plain.size());
-    for (const char c : plain) {  // these three stand in strings only, where an escape says the same
+    for (const char c : plain) {  // these three occur only in strings, where they can be escaped
         switch (c) {
             case '<':
                 text += "\\u003c";

@@ -1,4 +1,4 @@
-// A chronicle as the JSON document that the report's page draws.
+// Converts a chronicle to the JSON document for the report's page.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -8,10 +8,10 @@
 
 namespace halvexctl {
 
-/// Instants are ns since the first thing known; long tables are thinned.
+/// Instants are ns since the first known one; long tables are thinned.
 nlohmann::ordered_json chronicleAsJson(const Chronicle& chronicle);
 
-/// The document as text that may stand in an HTML script element: ASCII, and without <, > and &.
+/// The document as text for an HTML script element: ASCII, and without <, > and &.
 std::string asPageText(const nlohmann::ordered_json& document);
 
 }  // namespace halvexctl

@@ -1,4 +1,4 @@
-// The report's page as it is built into the program: the assembler takes the file in, byte by byte.
+// The report's page, embedded in the program with the assembler's .incbin.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/report/embeddedPage.h"
 

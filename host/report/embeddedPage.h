@@ -1,4 +1,4 @@
-// The report's page as it is built into the program.
+// The report's page, embedded in the program.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 

@@ -1,4 +1,4 @@
-// The lines of a file, each a JSON object.
+// Reads a file of JSON objects, one per line.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/report/jsonLines.h"
 
@@ -20,7 +20,7 @@ std::string lastName(const std::string& path) {
     return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
-/// A trace counts in "raw_ns", a record in "rawNs".
+/// A trace uses "raw_ns", a record "rawNs".
 void refuseOtherKind(const std::string& path, LinesOf kind, const nlohmann::json& line) {
     if (kind == LinesOf::record && line.contains("raw_ns")) {
         throw std::runtime_error(fmt::format("{} is a simulated board's trace: --trace {}", path, path));

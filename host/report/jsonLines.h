@@ -1,4 +1,4 @@
-// The lines of a file, each a JSON object.
+// Reads a file of JSON objects, one per line.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -12,9 +12,9 @@ namespace halvexctl {
 
 enum class LinesOf { record, trace };
 
-/// Hands over each object and counts lines. A line that is no object, or that `take` finds of another shape than it
-/// expects, is counted as unread: a recording may have been cut off. Throws std::system_error when the file cannot be
-/// read, std::runtime_error when it is of the other kind or no line of it could be read.
+/// Passes each object to `take` and counts lines. A line that is not an object, or has another form than `take`
+/// expects, counts as unread: a recording may be truncated. Throws std::system_error if the file cannot be read,
+/// std::runtime_error if it is of the other kind or has no readable line.
 Source readJsonLines(const std::string& path, LinesOf kind,
                      const std::function<void(const nlohmann::json& line)>& take);
 

@@ -1,4 +1,4 @@
-// Reads a record, that is what halvexctl record kept of a session.
+// Reads a record of halvexctl record.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fmt/format.h>
 
@@ -25,13 +25,13 @@ Level levelOfOutcome(const std::string& outcome) {
     return outcome == "ok" ? Level::info : outcome == "warning" ? Level::warning : Level::error;
 }
 
-/// One session's lines. Borrows the chronicle.
+/// The lines of one session. Borrows the chronicle.
 class RecordReader {
 public:
     explicit RecordReader(Chronicle& chronicle) : chronicle_(chronicle) {}
 
     void take(const json& line) {
-        const std::string kind = line.value("kind", "sample");  // lines without a kind are bare samples
+        const std::string kind = line.value("kind", "sample");  // lines without a kind are samples
         if (kind == "start") {
             start(line);
         } else if (kind == "sample") {
@@ -51,7 +51,7 @@ public:
     std::vector<AlignmentRun> alignments() { return alignments_.take(); }
 
 private:
-    /// What was read before is another session's, whose raw clock may be another boot's.
+    /// Starts a new session; the previous one's raw clock may be from another boot.
     void start(const json& line) {
         ++sessions_;
         const std::vector<Source> sources = chronicle_.sources;

@@ -1,4 +1,4 @@
-// The verb report: a page made of a record, a board's trace, or both.
+// The verb report: generates a page from a record, a board's trace, or both.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/report/report.h"
 
@@ -20,14 +20,14 @@ namespace {
 
 constexpr std::string_view kPlaceOfData = "@CHRONICLE@";
 
-/// Of every release's pages: an older one may be replaced too.
+/// Beginning of the pages of all releases: older ones may be replaced too.
 constexpr Replaceable kPage{"<!DOCTYPE html>\n<!-- A report of a timekeeper's session.", "a report"};
 
 std::string titleOf(const ReportOptions& options) {
     return options.title.empty() ? std::string("Timekeeper report") : options.title;
 }
 
-/// Beside its record, or else its trace.
+/// Beside the record, or else the trace.
 std::string pageNameOf(const ReportOptions& options) {
     std::filesystem::path name = options.recordPath.empty() ? options.tracePath : options.recordPath;
     return name.replace_extension(".html").string();

@@ -1,4 +1,4 @@
-// The verb report: a page made of a record, a board's trace, or both.
+// The verb report: generates a page from a record, a board's trace, or both.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -10,13 +10,13 @@
 
 namespace halvexctl {
 
-/// Reads the sources that the options name. Throws as readJsonLines().
+/// Reads the sources named in the options. Throws like readJsonLines().
 Chronicle readChronicle(const ReportOptions& options);
 
-/// The page as text: the embedded one with the chronicle in it.
+/// The page as text: the embedded page with the chronicle inserted.
 std::string pageOf(const Chronicle& chronicle);
 
-/// Writes the page and says what it holds. Throws as readJsonLines() and replaceFile().
+/// Writes the page and summarises it in the result. Throws like readJsonLines() and replaceFile().
 void makeReport(const ReportOptions& options, Result& result);
 
 }  // namespace halvexctl

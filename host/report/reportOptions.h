@@ -1,4 +1,4 @@
-// What a report is made of.
+// Options of the verb report.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -7,10 +7,10 @@
 namespace halvexctl {
 
 struct ReportOptions {
-    std::string pagePath;    ///< Empty: the record's with .html, or else the trace's.
+    std::string pagePath;    ///< Empty: the record's path with .html, or else the trace's.
     std::string recordPath;  ///< Empty: none.
     std::string tracePath;   ///< A simulated board's; empty: none.
-    std::string title;       ///< Empty: made of the sources' names.
+    std::string title;       ///< Empty: derived from the sources' names.
 };
 
 }  // namespace halvexctl

@@ -8,11 +8,11 @@
 
 namespace halvexctl {
 
-/// The last session of a record file; older ones in it are only counted. Throws as readJsonLines().
+/// Reads the last session of a record file; earlier ones are only counted. Throws like readJsonLines().
 void readRecord(const std::string& path, Chronicle& chronicle);
 
-/// A simulated board's trace; log lines are taken from it alone. To be read after the record, whose references it takes
-/// over for the truth. Throws as readJsonLines().
+/// Reads a simulated board's trace; log lines come only from it then. Call after readRecord(), whose references it
+/// adopts for the truth. Throws like readJsonLines().
 void readTrace(const std::string& path, Chronicle& chronicle);
 
 }  // namespace halvexctl

@@ -1,4 +1,4 @@
-// Fewer rows of a long table, without losing what stands out.
+// Thins long tables without losing outliers.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/report/thinning.h"
 
@@ -9,7 +9,7 @@
 namespace halvexctl {
 namespace {
 
-/// Marks the rows of one column that hold the extremes of [begin, end).
+/// Marks the rows with the extremes of one column in [begin, end).
 void markExtremes(const std::vector<double>& values, std::size_t begin, std::size_t end, std::vector<bool>& isKept) {
     std::size_t lowest = end, highest = end;
     for (std::size_t row = begin; row < end; ++row) {
@@ -24,7 +24,7 @@ void markExtremes(const std::vector<double>& values, std::size_t begin, std::siz
     }
 }
 
-/// Marks where a column begins and ends, so that a gap stays a gap.
+/// Marks where a column begins and ends, to preserve gaps.
 void markEdges(const std::vector<double>& values, std::vector<bool>& isKept) {
     for (std::size_t row = 1; row < values.size(); ++row) {
         if (std::isnan(values[row]) != std::isnan(values[row - 1])) {

@@ -1,4 +1,4 @@
-// Fewer rows of a long table, without losing what stands out.
+// Thins long tables without losing outliers.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -8,9 +8,8 @@
 
 namespace halvexctl {
 
-/// About `mostRows` rows at most, of those there are: in each stretch of time the rows that hold a column's lowest or
-/// highest value and those at which a column begins or ends; first and last too. No value is changed. A short table
-/// stays as it is.
+/// About `mostRows` of the table's rows: in each interval those with a column's lowest or highest value and those where
+/// a column begins or ends, plus the first and the last. Changes no values. A short table is returned unchanged.
 Table thinned(const Table& table, std::size_t mostRows);
 
 }  // namespace halvexctl

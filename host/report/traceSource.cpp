@@ -1,4 +1,4 @@
-// Reads the trace of a simulated board: the truth, and what the programs on it did.
+// Reads the trace of a simulated board: true times, and the actions of the programs on it.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fmt/format.h>
 #include <syslog.h>
@@ -20,12 +20,12 @@ using nlohmann::json;
 constexpr double kNothing = std::numeric_limits<double>::quiet_NaN();
 constexpr double kPptPerPpb = 1'000;
 
-/// The board names its clocks by their part, halvexctl by what they are to a host.
+/// The board names clocks by component, halvexctl by their role for a host.
 std::string hostName(const std::string& clock) {
     return clock == "ferrox" ? "master" : clock == "system" ? "CLOCK_REALTIME" : clock;
 }
 
-/// How the board's raw time, which begins at 0, becomes that of the record: both saw the same log lines.
+/// Finds the shift from the board's raw time, which starts at 0, to the record's, by matching log lines.
 class ShiftFinder {
 public:
     explicit ShiftFinder(const Chronicle& chronicle) {
@@ -42,7 +42,7 @@ public:
         }
     }
 
-    /// Nothing when no line is in both.
+    /// Empty if no line is in both.
     std::optional<std::int64_t> shiftNs() const {
         std::optional<std::int64_t> best;
         std::size_t mostMatches = 0;
@@ -70,7 +70,7 @@ private:
     static constexpr std::size_t kMostLines = 50;
     static constexpr std::int64_t kApartNs = 1'000'000;
 
-    /// A line is recorded just before the board sees it, so the largest shift of all is the truest.
+    /// A line is recorded just before the board sees it, so the largest shift is the most accurate.
     Match matchesAt(std::int64_t aboutNs) const {
         Match match{0, aboutNs};
         for (const Line& recorded : recorded_) {
@@ -88,7 +88,7 @@ private:
     std::vector<Line> recorded_, traced_;
 };
 
-/// Borrows the chronicle, whose references are complete.
+/// Borrows the chronicle, whose references must be complete.
 class TraceReader {
 public:
     TraceReader(Chronicle& chronicle, std::int64_t shiftNs) : chronicle_(chronicle), shiftNs_(shiftNs) {
@@ -142,7 +142,7 @@ private:
         }
     }
 
-    /// The clock that measurements were compared with then; the master where there are none.
+    /// The reference clock of the measurements at that time; the master if there are none.
     std::string reference() const {
         const auto after = chronicle_.references.upper_bound(rawNs_);
         return after == chronicle_.references.begin() ? "master" : std::prev(after)->second;
@@ -170,7 +170,7 @@ private:
         }
     }
 
-    /// The calls by which the library reads what the clocks stamped.
+    /// Calls with which the library reads the clocks' time stamps.
     void call(const json& line) {
         const std::string call = line.at("call"), target = line.at("target");
         if (call == "ioctl" && line.value("request", json()) == "getEpochTimestamp" && line.at("result") == 0) {
@@ -236,7 +236,7 @@ private:
              "");
     }
 
-    /// Steps, not slopes: the value before is repeated.
+    /// Steps, not slopes: repeats the previous value.
     void steer(double ppb) {
         chronicle_.trueState.addRow(rawNs_);
         chronicle_.trueState.set("steeringPpb", steeringPpb_, kNothing);

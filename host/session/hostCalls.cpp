@@ -1,4 +1,4 @@
-// The twelve calls as this host makes them: each one reported before and after, with one status for all of them.
+// The twelve calls of this host: all share one status, and each is reported before and after.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/session/hostCalls.h"
 
@@ -14,7 +14,7 @@
 namespace halvexctl {
 namespace {
 
-// The name function knows no length; this is more than any timekeeper's name needs.
+// The name function has no length argument; this is more than any timekeeper's name needs.
 constexpr std::size_t kNameBytes = 4096;
 
 std::string failureText(const std::string& function, std::optional<std::int32_t> code, const std::string& information) {

@@ -1,4 +1,4 @@
-// The twelve calls as this host makes them: each one reported before and after, with one status for all of them.
+// The twelve calls of this host: all share one status, and each is reported before and after.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -13,15 +13,15 @@
 
 namespace halvexctl {
 
-/// A call that failed: with a status below 0, or, from the functions without a status, by an exception that left it.
+/// A failed call: with a status below 0 or, for functions without a status, with an exception.
 class CallFailure : public std::runtime_error {
 public:
     CallFailure(std::string function, std::optional<std::int32_t> code, std::string information, bool wasHeldBefore);
 
     const std::string& function() const noexcept { return function_; }
-    std::optional<std::int32_t> code() const noexcept { return code_; }  ///< Nothing: an exception of an unknown kind.
+    std::optional<std::int32_t> code() const noexcept { return code_; }       ///< Empty: an unknown exception.
     const std::string& information() const noexcept { return information_; }  ///< JSON text, or empty.
-    /// The status held the error before the call, so the library did nothing.
+    /// The status already held the error, so the library did nothing.
     bool wasHeldBefore() const noexcept { return wasHeldBefore_; }
 
 private:
@@ -31,17 +31,17 @@ private:
     bool wasHeldBefore_;
 };
 
-/// A call that was made, for a record.
+/// A completed call, for a record.
 struct CallReport {
     std::string function, arguments;
-    std::string result;  ///< As the echo shows it.
+    std::string result;  ///< As shown by the echo.
     std::int32_t code = 0;
-    std::string information;  ///< Of an error or a warning: JSON text, or empty.
+    std::string information;  ///< JSON text of an error or warning, or empty.
     std::int64_t beganRawNs = 0, endedRawNs = 0;
 };
 
-/// Makes the calls. Borrows the library; owns the status. Threads: thread-bound. Failure: CallFailure; a warning is
-/// kept in the status and does not stop anything.
+/// Makes the calls. Borrows the library; owns the status. Threads: thread-bound. Failure: CallFailure; a warning stays
+/// in the status and does not stop later calls.
 class HostCalls {
 public:
     using Echo = std::function<void(const std::string& line)>;
@@ -62,18 +62,18 @@ public:
     void initialize();
     void finalize();
 
-    /// The time for a measurement of the tool's own, made with a status of its own. An error is not swallowed by that:
-    /// the next call with a status is not made and fails with it, as it would have without the measurement.
+    /// Reads the time for a measurement of the tool's own, with a separate status. Its error is not lost: the next call
+    /// with a status is skipped and fails with it, as it would have without the measurement.
     std::uint64_t measureTimeNs();
 
-    /// From now on each call is reported once it is over; loops of measurements are not, unless one fails.
+    /// Reports each call to `listener` once it returns; measurement loops are not reported unless one fails.
     void listen(Listener listener) { listener_ = std::move(listener); }
 
     const HostStatus& status() const noexcept { return status_; }
     std::uint64_t count() const noexcept { return count_; }  ///< Calls made so far.
     void clearStatus();
 
-    /// While it lives calls are not reported; for loops of measurements, which report one line.
+    /// Suppresses reports for a scope; for measurement loops, which report one line.
     class Quiet {
     public:
         explicit Quiet(HostCalls& calls) : calls_(calls), before_(calls.quiet_) { calls_.quiet_ = true; }
@@ -100,7 +100,7 @@ private:
     Listener listener_;
     HostStatus status_;
     HostStatus measuringStatus_;
-    bool errorIsKept_ = false;  ///< A measurement met it; the next call is to fail with it.
+    bool errorIsKept_ = false;  ///< An error of a measurement is pending for the next call.
     bool quiet_ = false;
     std::uint64_t count_ = 0;
 };

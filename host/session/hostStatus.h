@@ -10,11 +10,11 @@
 
 namespace halvexctl {
 
-/// Grows (or with `size` 0 frees) the buffer of a host's status, in steps of 256 bytes: the text is kept, zeros follow
-/// it, and 'J' stands in the last byte. False, and nothing changed, when there is no memory. Reentrant.
+/// Grows (or with `size` 0 frees) the buffer of a host's status, in steps of 256 bytes: keeps the text, followed by
+/// zeros and 'J' in the last byte. Returns false and changes nothing if out of memory. Reentrant.
 bool reallocJson(zuerr_Status* status, std::uint32_t size) noexcept;
 
-/// One status as a host keeps it: made once, passed to call after call. Owns the buffer. Threads: thread-bound.
+/// A host's status: made once, passed to every call. Owns the buffer. Threads: thread-bound.
 class HostStatus {
 public:
     HostStatus() noexcept : status_{0, 0, &reallocJson, nullptr} {}
@@ -25,7 +25,7 @@ public:
     zuerr_Status* get() noexcept { return &status_; }
     std::int32_t code() const noexcept { return status_.code; }
     std::string information() const { return status_.json == nullptr ? std::string() : status_.json; }
-    void clear() noexcept;  ///< Back to success; the buffer is freed.
+    void clear() noexcept;  ///< Resets to success and frees the buffer.
     void swap(HostStatus& other) noexcept { std::swap(status_, other.status_); }
 
 private:

@@ -1,4 +1,4 @@
-// Lines of standard input carried out as they come, until there are no more or a stop is requested.
+// Executes lines of standard input as they arrive, until end of file or a stop request.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/session/inputLines.h"
 
@@ -20,7 +20,7 @@
 namespace halvexctl {
 namespace {
 
-/// Cuts what a descriptor delivers into lines; the last one needs no line feed.
+/// Splits the data of a descriptor into lines; the last one needs no newline.
 class LineSource {
 public:
     explicit LineSource(Session& session)
@@ -44,7 +44,7 @@ public:
     }
 
 private:
-    /// False when a stop was requested.
+    /// Returns false if a stop was requested.
     bool waitForInput() {
         std::array<pollfd, 2> awaited{{{fd_, POLLIN, 0}, {stopFd_, POLLIN, 0}}};
         while (!StopRequest::isMade()) {
@@ -62,7 +62,7 @@ private:
         return false;
     }
 
-    /// Until the next sample is due; without a recording forever.
+    /// Time until the next sample is due; forever without a recording.
     int patienceMs() {
         constexpr std::int64_t kNsPerMs = 1'000'000;
         constexpr std::int64_t kLongestMs = 3'600'000;
@@ -70,7 +70,7 @@ private:
         return recorder == nullptr ? -1 : static_cast<int>(std::min(recorder->untilDueNs() / kNsPerMs + 1, kLongestMs));
     }
 
-    /// False at the end of the input.
+    /// Returns false at end of file.
     bool readMore() {
         std::array<char, 4096> chunk;
         const ssize_t length = ::read(fd_, chunk.data(), chunk.size());

@@ -1,4 +1,4 @@
-// Lines of standard input carried out as they come, until there are no more or a stop is requested.
+// Executes lines of standard input as they arrive, until end of file or a stop request.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -6,8 +6,8 @@ namespace halvexctl {
 
 class Session;
 
-/// The session stays up while lines are awaited. A line that is refused is a failed result of `run` with the line as
-/// its argument. Threads: thread-bound. Failure: std::system_error when the input cannot be read.
+/// The session stays open while it waits for lines. An invalid line is a failed result of `run` with the line as its
+/// argument. Threads: thread-bound. Failure: std::system_error if the input cannot be read.
 void runLines(Session& session);
 
 }  // namespace halvexctl

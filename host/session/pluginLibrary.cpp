@@ -1,4 +1,4 @@
-// The timekeeper library as a host loads it: dlopen and the twelve functions.
+// Loads a timekeeper library like a host: dlopen and the twelve functions.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/session/pluginLibrary.h"
 

@@ -1,4 +1,4 @@
-// The timekeeper library as a host loads it: dlopen and the twelve functions.
+// Loads a timekeeper library like a host: dlopen and the twelve functions.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -15,7 +15,7 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// The twelve functions as found in the library.
+/// The library's twelve functions.
 struct PluginFunctions {
     decltype(&zuqxmtk_getAPIVersion) getAPIVersion = nullptr;
     decltype(&zuqxmtk_getName) getName = nullptr;
@@ -48,8 +48,8 @@ private:
     PluginFunctions functions_;
 };
 
-/// `../lib/libzuHalvexTimekeeper.so` seen from this program's own file when it is there, else the bare name, which the
-/// loader looks up along its path.
+/// `../lib/libzuHalvexTimekeeper.so` relative to this program's file if it exists, else the bare name, which the loader
+/// searches in its path.
 std::string defaultPluginPath();
 
 }  // namespace halvexctl

@@ -1,4 +1,4 @@
-// One session of the host: the library loaded, initialised and finalised around the verbs that are carried out.
+// One session of the host: loads, initialises and finalises the library around the verbs.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/session/session.h"
 
@@ -17,7 +17,7 @@ namespace {
 
 std::string codeText(std::optional<std::int32_t> code) { return code ? std::to_string(*code) : "an error"; }
 
-/// Says on a terminal what is waited for while it lives: a call of the library may take seconds.
+/// Shows on a terminal what it waits for: a call of the library may take seconds.
 class Progress {
 public:
     Progress(Printer& printer, const std::string& sentence) : printer_(printer) { show(sentence); }
@@ -161,7 +161,7 @@ void Session::carryOut(std::span<const Command> commands) {
     }
 }
 
-/// A verb that makes calls is followed by a sample. The one that starts the recording is not kept: it began before.
+/// Records a verb; one that makes calls is followed by a sample. The verb that starts the recording began before it.
 void Session::keepVerb(Result& result, std::int64_t beganRawNs) {
     if (!recorder_ || beganRawNs == 0) {
         return;
@@ -198,7 +198,7 @@ Result Session::carryOutOne(const Command& command) {
     Result result{std::string(command.verb->name), command.argumentText, Outcome::ok, {}, "", {}};
     try {
         attempt(command, result);
-    } catch (const CallFailure& failure) {  // of the initialisation that the verb needed
+    } catch (const CallFailure& failure) {  // from the initialisation before the verb
         fail(result, failure.what());
         result.error = ErrorReport{failure.function(), failure.code(), failure.information()};
     } catch (const std::exception& exception) {

@@ -1,4 +1,4 @@
-// One session of the host: the library loaded, initialised and finalised around the verbs that are carried out.
+// One session of the host: loads, initialises and finalises the library around the verbs.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -20,12 +20,12 @@ struct SessionSettings {
     std::string libraryPath;
     bool echo = false;
     ReadingRules rules;
-    int inputFd = 0;  ///< Where `run` reads its lines.
-    int stopFd = -1;  ///< Readable once a stop was requested; -1: none.
+    int inputFd = 0;  ///< Input of `run`.
+    int stopFd = -1;  ///< Readable once a stop is requested; -1: none.
 };
 
-/// Carries out commands. Owns the library and the status; borrows the printer. Threads: thread-bound. Failure:
-/// everything ends in results and in the exit code; nothing is thrown.
+/// Executes commands. Owns the library and the status; borrows the printer. Threads: thread-bound. Failure: reported in
+/// results and the exit code; never throws.
 class Session {
 public:
     Session(SessionSettings settings, Printer& printer);
@@ -34,28 +34,28 @@ public:
     Session& operator=(const Session&) = delete;
 
     void carryOut(std::span<const Command> commands);  ///< In order, up to the first that fails.
-    void show(const Result& result);                   ///< Hands it to the printer and minds its outcome.
-    void finish();                                     ///< Finalises the library if that is still to be done.
+    void show(const Result& result);                   ///< Prints it and updates the exit code.
+    void finish();                                     ///< Finalises the library if needed.
     void minded(ExitCode code) { exitCode_ = graver(exitCode_, code); }
     ExitCode exitCode() const { return exitCode_; }
 
-    // What the verbs work with.
-    HostCalls& calls();  ///< Loads the library first if that is still to be done; PluginError.
+    // For the verbs.
+    HostCalls& calls();  ///< Loads the library if needed; throws PluginError.
     HostCalls* initializedCalls() { return initialized_ ? calls_.get() : nullptr; }  ///< Null: not initialised.
     Printer& printer() { return printer_; }
     const SessionSettings& settings() const { return settings_; }
     void initialize();
     void finalize();
-    void startRecording(const RecordOptions& options);  ///< std::logic_error while a recording is under way.
+    void startRecording(const RecordOptions& options);  ///< std::logic_error if a recording is active.
     void stopRecording();
-    SessionRecorder* recorder() { return recorder_.get(); }        ///< Null: nothing is recorded.
+    SessionRecorder* recorder() { return recorder_.get(); }        ///< Null: no recording.
     const std::string& recordPath() const { return recordPath_; }  ///< Of the latest recording; empty: none.
-    bool rest(std::int64_t durationNs);  ///< Sleeps, taking the samples that are due; false when a stop was requested.
+    bool rest(std::int64_t durationNs);  ///< Sleeps, taking due samples; false if a stop was requested.
     void expectError(std::optional<std::int32_t> code) { expectation_ = Expectation{code}; }
 
 private:
     struct Expectation {
-        std::optional<std::int32_t> code;  ///< Nothing: any error.
+        std::optional<std::int32_t> code;  ///< Empty: any error.
     };
 
     Result carryOutOne(const Command& command);
@@ -72,11 +72,11 @@ private:
     std::unique_ptr<HostCalls> calls_;
     std::unique_ptr<SessionRecorder> recorder_;
     std::string recordPath_;
-    std::uint64_t callsKept_ = 0;  ///< Calls made when the last verb was kept.
+    std::uint64_t callsKept_ = 0;  ///< Calls made until the last recorded verb.
     std::optional<Expectation> expectation_;
     bool initialized_ = false;
-    bool finalizeIsDue_ = false;       ///< Initialising was tried, with or without success.
-    bool finalizedOnRequest_ = false;  ///< From then on nothing is initialised unasked.
+    bool finalizeIsDue_ = false;       ///< Initialisation was attempted, successfully or not.
+    bool finalizedOnRequest_ = false;  ///< Later verbs do not initialise implicitly.
     ExitCode exitCode_ = ExitCode::ok;
 };
 

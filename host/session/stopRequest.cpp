@@ -1,4 +1,4 @@
-// The wish to stop, by SIGINT, SIGTERM or a closed output, so that the library is always finalised.
+// Stop requests by SIGINT, SIGTERM or a closed output, so that the library is always finalised.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/session/stopRequest.h"
 
@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::array<int, 4> kSignals{SIGINT, SIGTERM, SIGHUP, SIGPIPE};
 
-// A handler can reach nothing but objects like these.
+// Signal handlers can only use objects like these.
 volatile sig_atomic_t stopRequested = 0;
 std::array<int, 2> wakePipe{-1, -1};
 std::array<struct sigaction, kSignals.size()> formerActions;
@@ -24,7 +24,7 @@ void remember(int) {
     const int savedErrno = errno;
     stopRequested = 1;
     const char byte = 's';
-    // A full pipe is readable already, which is all that is wanted.
+    // A full pipe is already readable, which suffices.
     [[maybe_unused]] const ssize_t written = ::write(wakePipe[1], &byte, 1);
     errno = savedErrno;
 }
@@ -38,7 +38,7 @@ StopRequest::StopRequest() {
     }
     stopRequested = 0;
     struct sigaction action {};
-    action.sa_handler = &remember;  // a handler, not SIG_IGN: children start with the default actions
+    action.sa_handler = &remember;  // a handler, not SIG_IGN: children get the default actions
     sigemptyset(&action.sa_mask);
     for (std::size_t i = 0; i < kSignals.size(); ++i) {
         ::sigaction(kSignals[i], &action, &formerActions[i]);

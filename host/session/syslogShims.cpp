@@ -1,7 +1,7 @@
-// The program's own syslog(3): what the loaded library logs passes here on its way to the real one.
+// Replaces syslog(3) in the program: the loaded library's log lines pass through here to the real one.
 //
-// A program's symbols come before those of every library, so the library's calls arrive here without being changed. The
-// line is passed on as it is; only while a session is recorded is it kept as well.
+// A program's symbols precede those of every library, so the unmodified library calls these. Lines are forwarded
+// unchanged; while a session is recorded they are recorded as well.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <dlfcn.h>
 #include <syslog.h>
@@ -21,7 +21,7 @@ using WriteLine = void (*)(int priority, const char* format, va_list arguments);
 
 WriteLine findNext() noexcept {
     WriteLine next = nullptr;
-    // POSIX's way from an object pointer to a function.
+    // POSIX's way of converting an object pointer to a function pointer.
     *reinterpret_cast<void**>(&next) = ::dlsym(RTLD_NEXT, "vsyslog");
     return next;
 }
@@ -29,7 +29,7 @@ WriteLine findNext() noexcept {
 const WriteLine nextWriteLine = findNext();
 
 void passOn(int priority, const char* format, va_list arguments) noexcept {
-    const int error = errno;  // %m is that of the caller
+    const int error = errno;  // %m formats the caller's errno
     if (halvexctl::areLogLinesKept()) {
         std::array<char, kLongestLine> line{};
         va_list again;
@@ -59,7 +59,7 @@ void syslog(int priority, const char* format, ...) {
     va_end(arguments);
 }
 
-// What fortified programs call in their place: the C library's own names.
+// Called by fortified programs instead; the C library's own names.
 // NOLINTBEGIN(bugprone-reserved-identifier)
 void __syslog_chk(int priority, int, const char* format, ...) {
     va_list arguments;

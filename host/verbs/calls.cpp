@@ -1,4 +1,4 @@
-// The verbs that call the library once or look at what it answers: info, init, freq, limits, expect-error and the like.
+// Verbs that call the library once or evaluate its answers: info, init, freq, limits, expect-error and others.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fmt/format.h>
 

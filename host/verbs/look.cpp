@@ -1,4 +1,4 @@
-// The verbs map, doctor, explain, help, remark and run, which call nothing in the library.
+// Verbs without library calls: map, doctor, explain, help, remark and run.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fmt/format.h>
 #include <syslog.h>

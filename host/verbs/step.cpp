@@ -1,4 +1,4 @@
-// The verb step: moves the time and measures whether it moved.
+// The verb step: steps the time and verifies the step by measurement.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fmt/format.h>
 
@@ -14,9 +14,9 @@
 namespace halvexctl::actions {
 namespace {
 
-constexpr std::int64_t kStepGranularityNs = 200;  // the library cuts steps toward zero to a multiple
+constexpr std::int64_t kStepGranularityNs = 200;  // the library truncates steps to a multiple of this
 constexpr std::int64_t kUnconfirmedStepLimitNs = kNsPerSecond;
-// The fastest a steered board may run against the raw clock; bounds what a measurement can say about a step.
+// The largest rate of a steered board against the raw clock; bounds the measurement of a step.
 constexpr std::int64_t kLargestRatePpm = 200;
 constexpr int kReadingsAroundStep = 3;
 
@@ -31,7 +31,7 @@ std::string whatTheCutDoes(std::int64_t offsetNs, std::int64_t cutNs) {
                        kStepGranularityNs);
 }
 
-/// Whether the readings say that nothing moved, although the step should have been seen.
+/// Whether the readings show no movement although the step would be visible.
 bool seemsDropped(std::int64_t movedNs, std::int64_t boundNs, std::int64_t cutNs) {
     return std::llabs(movedNs) <= boundNs && std::llabs(movedNs - cutNs) > boundNs;
 }

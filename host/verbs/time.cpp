@@ -1,4 +1,4 @@
-// The verbs get, drift and wait: time as the library shows it, as it runs, and as it passes.
+// The verbs get, drift and wait: current time, its rate, and waiting.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fmt/format.h>
 
@@ -17,7 +17,7 @@ namespace {
 
 constexpr int kReadingsForDrift = 9;
 
-/// Sleeps; a terminal shows every second how much is over. False when a request to stop cut it short.
+/// Sleeps; shows progress every second on a terminal. False if a stop was requested.
 bool sleepTelling(Session& session, std::int64_t durationNs) {
     Printer& printer = session.printer();
     if (durationNs <= kNsPerSecond || !printer.showsProgress()) {

@@ -1,4 +1,4 @@
-// What reads the argument of each verb and what carries it out; the table of verbs names them.
+// Argument parsers and actions of the verbs, for the table of verbs.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -6,7 +6,7 @@
 
 namespace halvexctl::actions {
 
-// Each takes the words of its argument, or throws UsageError.
+// Each parses its argument, or throws UsageError.
 Argument readHelpTopic(WordReader& words, const ReadingRules& rules);
 Argument readStep(WordReader& words, const ReadingRules& rules);
 Argument readCorrection(WordReader& words, const ReadingRules& rules);
@@ -20,7 +20,7 @@ Argument readRecord(WordReader& words, const ReadingRules& rules);
 Argument readReport(WordReader& words, const ReadingRules& rules);
 Argument readDocument(WordReader& words, const ReadingRules& rules);
 
-// Each fills in the result; CallFailure and other exceptions leave and are judged by the session.
+// Each fills in the result; the session handles CallFailure and other exceptions.
 void help(Session& session, const Command& command, Result& result);
 void version(Session& session, const Command& command, Result& result);
 void name(Session& session, const Command& command, Result& result);

@@ -1,4 +1,4 @@
-// The verbs monitor, record and report: every clock watched, the session kept, a page made of it.
+// The verbs monitor, record and report: watch all clocks, record the session, generate a page.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <charconv>
 #include <stdexcept>
@@ -63,7 +63,7 @@ void record(Session& session, const Command& command, Result& result) {
     session.startRecording(options);
     result.add("file", options.path, "", "");
     if (!options.durationNs) {
-        return;  // the session goes on, and is kept to its end
+        return;  // the session continues and is recorded to its end
     }
     MonitorOptions watching;
     watching.isQuiet = true;

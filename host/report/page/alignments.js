@@ -1,4 +1,4 @@
-// Alignment runs, iteration by iteration: what was measured, what was true, and the step that followed.
+// Alignment runs, iteration by iteration: measured and true difference, and the step that followed.
 
 const MOST_RUNS_DRAWN = 12;
 
@@ -18,7 +18,7 @@ function iterationTicks(count) {
   return [...Array(count).keys()].filter((at) => at % every === 0).map((at) => ({ v: at + 1, label: String(at + 1) }));
 }
 
-/** One line a slave over the iterations, as measured, on the scale of the large chart's logarithm. */
+/** One line per slave over the iterations, as measured, on the large chart's logarithmic scale. */
 function drawRun(run, holder) {
   const names = slavesOf(run);
   const rows = run.iterations.map((iteration, index) => [index + 1,
@@ -42,7 +42,7 @@ function drawRun(run, holder) {
   });
 }
 
-/** Zero and as many decades as there is room for. */
+/** Zero and as many decades as fit. */
 function runTicks(low, high, pixels) {
   const every = Math.ceil((18 * (high - low)) / pixels);
   return [...Array(24).keys()].map((at) => at - 12).map((at) => at * every).filter((at) => at >= low && at <= high)

@@ -1,8 +1,8 @@
-// No more rows than the screen has places for: of each place the extremes.
+// Limits rows to the screen's resolution: keeps the extremes of each pixel.
 
 const MOST_PLACES = 600;
 
-/** Rows of a table within the view and one beyond at either side. */
+/** Rows of a table within the view and one beyond on either side. */
 function rowsInView(t) {
   return [Math.max(lastAtOrBefore(t, view.begin), 0), Math.min(lastAtOrBefore(t, view.end) + 2, t.length)];
 }

@@ -1,9 +1,9 @@
-// The chart of every clock's difference: measured with its bound, and true; the band of 100 ns behind.
+// The chart of clock differences: measured with bounds, and true; the band of 100 ns behind.
 
 const BAND_NS = chronicle.bandNs;
 const GAP = [NaN, NaN, NaN];
 
-/** Linear within the band, a decade a unit beyond. */
+/** Linear within the band, one unit per decade beyond. */
 function logarithmic(ns) {
   const size = Math.abs(ns) / BAND_NS;
   return size <= 1 ? ns / BAND_NS : Math.sign(ns) * (1 + Math.log10(size));
@@ -27,7 +27,7 @@ function trueCell(column, row) {
   return value === null ? GAP : [plotted(value), plotted(value), plotted(value)];
 }
 
-/** The columns of the chart, in order: for each clock what was measured, then what was true. */
+/** The columns of the chart, in order: per clock the measured, then the true difference. */
 function differenceSeries() {
   return clocks.flatMap((clock) => [
     clock.measured && { label: clock.name, clock, column: clock.measured, isTruth: false },
@@ -35,7 +35,7 @@ function differenceSeries() {
   ]).filter(Boolean);
 }
 
-/** Rows of both tables in the order of time; null: nothing is known there, the line goes on. */
+/** Rows of both tables in order of time; null: unknown there, the line continues. */
 function differenceRows(series) {
   const rowsOf = (table, isTruth) => {
     const own = series.filter((one) => one.isTruth === isTruth);
@@ -50,7 +50,7 @@ function differenceRows(series) {
   return rows.length ? rows : [[0, ...series.map(() => null)]];
 }
 
-/** Points that belong together: those of other rows are left out, a gap ends a run. */
+/** Connected points: skips those of other rows, a gap ends a run. */
 function runsOf(points) {
   const runs = [[]];
   for (const point of points) {
@@ -60,7 +60,7 @@ function runsOf(points) {
   return runs.filter((run) => run.some((point) => point.y_top !== point.y_bottom));
 }
 
-/** The bounds of one clock as one surface: cheaper than a piece for each pair of points. */
+/** The bounds of one clock as one polygon: cheaper than one per pair of points. */
 function drawBounds({ drawingContext: context, plotArea: area, points, color }) {
   const y = (share) => area.y + area.h * share;
   context.save();
@@ -76,7 +76,7 @@ function drawBounds({ drawingContext: context, plotArea: area, points, color }) 
   context.restore();
 }
 
-/** Lowest and highest of what is shown, with the whole band and some air around. */
+/** Lowest and highest visible value, including the whole band and a margin. */
 function differenceRange(series) {
   let low = -BAND_NS * 1.3, high = BAND_NS * 1.3;
   for (const { clock, column, isTruth } of series) {
@@ -138,7 +138,7 @@ function drawBand(context, area, chart) {
 
 const PIXELS_PER_POINT = 12;
 
-/** Where single values can be distinguished they are shown: between them nothing is known. */
+/** Shows individual values where they can be distinguished: between them nothing is known. */
 function pointsAreShown(isTruth) {
   const { t } = isTruth ? chronicle.truth : chronicle.measured;
   const shown = lastAtOrBefore(t, view.end) - lastAtOrBefore(t, view.begin);

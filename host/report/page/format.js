@@ -1,4 +1,4 @@
-// How values are written: times, differences, counts; always with their unit.
+// Formats values: times, differences, counts; always with units.
 
 const NO_BREAK = "\u00a0";
 const MINUS = "\u2212";
@@ -9,7 +9,7 @@ function trimmed(number, digits) {
   return text.includes(".") ? text.replace(/\.?0+$/, "") : text;
 }
 
-/** 1500 as "1.5 µs"; up to four digits, the sign only where there is one. */
+/** 1500 as "1.5 µs"; up to four digits, a sign only for negative values. */
 function durationText(ns) {
   const size = Math.abs(ns);
   const [unit, factor] = UNITS.find(([, factor]) => size >= factor) ?? UNITS[3];
@@ -31,7 +31,7 @@ function ppbText(ppb) {
   return (ppb < 0 ? MINUS : ppb > 0 ? "+" : "") + text;
 }
 
-/** Seconds since the beginning, with as many decimals as `stepNs` needs, in groups of three. */
+/** Seconds since the start, with the decimals that `stepNs` needs, in groups of three. */
 function sinceText(ns, stepNs) {
   const digits = Math.max(0, Math.min(9, Math.ceil(-Math.log10(stepNs / 1e9) - 1e-9)));
   if (digits === 0 && stepNs >= 10e9) return clockText(ns);
@@ -40,7 +40,7 @@ function sinceText(ns, stepNs) {
   return (ns < 0 ? MINUS : "") + whole + (grouped ? "." + grouped : "") + NO_BREAK + "s";
 }
 
-/** Hours, minutes and seconds since the beginning: "1:02:30". */
+/** Hours, minutes and seconds since the start: "1:02:30". */
 function clockText(ns) {
   const seconds = Math.round(ns / 1e9);
   const two = (value) => String(value).padStart(2, "0");
@@ -49,7 +49,7 @@ function clockText(ns) {
   return hours > 0 ? hours + ":" + rest : rest.replace(/^0/, "");
 }
 
-/** A length of time for people: "1 h 40 min", "100 s". */
+/** A duration for people: "1 h 40 min", "100 s". */
 function lengthText(ns) {
   const seconds = ns / 1e9;
   if (seconds < 120) return durationText(ns);
@@ -59,7 +59,7 @@ function lengthText(ns) {
   return (hours ? hours + NO_BREAK + "h " : "") + minutes + NO_BREAK + "min" + (hours || !rest ? "" : " " + rest + NO_BREAK + "s");
 }
 
-/** The date and time at `ns` after the beginning; empty when the record does not say. */
+/** Date and time at `ns` after the start; empty if the record does not say. */
 function dateText(beginIso, ns, digits) {
   if (!beginIso) return "";
   const [day, time] = [beginIso.slice(0, 10), beginIso.slice(11, 19)];
@@ -74,7 +74,7 @@ function countText(count, one, many) {
   return count.toLocaleString("en").replaceAll(",", "\u202f") + NO_BREAK + (count === 1 ? one : many);
 }
 
-/** A new element; texts go in as text, never as markup. */
+/** A new element; texts are inserted as text, never as markup. */
 function element(name, attributes = {}, ...children) {
   const made = document.createElement(name);
   for (const [key, value] of Object.entries(attributes)) {

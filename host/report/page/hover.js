@@ -1,4 +1,4 @@
-// What stands under the pointer: the values of all clocks, and what happened there.
+// The tooltip: the values of all clocks at the pointer, and the events there.
 
 const MOST_MARKS = 8;
 
@@ -53,7 +53,7 @@ function placeTip(tip, clientX, clientY) {
   tip.style.top = Math.max(Math.min(clientY + 14, innerHeight - height - 8), 6) + "px";
 }
 
-/** The lane under a point of the page, or nothing. */
+/** The lane under a point of the page, or null. */
 function laneUnder(clientY) {
   const chart = view.charts[2];
   const box = document.getElementById("lanes").getBoundingClientRect();

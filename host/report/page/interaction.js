@@ -1,4 +1,4 @@
-// Pointer, wheel and keys on the charts: one zoom for all of them.
+// Pointer, wheel and keyboard on the charts, with a common zoom.
 
 let drag = null;
 

@@ -1,4 +1,4 @@
-// The lanes below the charts: alignment runs, verbs, calls, steps, events and log lines where they happened.
+// The lanes below the charts: alignment runs, verbs, calls, steps, events and log lines.
 
 const ALL_LANES = [
   { id: "alignment", name: "Alignment" },
@@ -17,10 +17,10 @@ function alignmentMarks() {
   }));
 }
 
-/** All marks, in the order of time. */
+/** All marks, in order of time. */
 const marks = [...chronicle.marks, ...alignmentMarks()].sort((one, other) => one.t - other.t);
 
-/** Those in which there is something. */
+/** The lanes that are not empty. */
 const LANES = ALL_LANES.filter((lane) => marks.some((mark) => mark.lane === lane.id));
 
 function laneCentre(chart, index) { return chart.toDomYCoord(LANES.length - 1 - index); }
@@ -44,7 +44,7 @@ function drawBar(context, mark, left, right, y, colour) {
   }
 }
 
-/** Errors and warnings have shapes of their own, so that colour is not their only difference. */
+/** Errors and warnings differ in shape as well as in colour. */
 function drawPoint(context, mark, x, y, colour) {
   context.fillStyle = colour;
   context.beginPath();
@@ -79,7 +79,7 @@ function drawLane(context, area, chart, lane, index) {
       drawBar(context, mark, Math.max(left, area.x), Math.min(right, area.x + area.w), y, colour);
       continue;
     }
-    const place = Math.round(left * 2) + mark.level; // what would be hidden is not drawn
+    const place = Math.round(left * 2) + mark.level; // hidden marks are not drawn
     if (!placed.has(place)) {
       placed.add(place);
       drawPoint(context, mark, left, y, colour);
@@ -117,7 +117,7 @@ function makeLanesChart() {
   };
 }
 
-/** The marks within a few pixels of an instant; a lane's own when the pointer is on one. */
+/** The marks within a few pixels of an instant; only the lane's own if the pointer is on one. */
 function marksNear(ns, laneId) {
   const reach = (view.length() / plotArea().width) * 7;
   return marks.filter((mark) => (!laneId || mark.lane === laneId) && mark.t - reach <= ns && mark.t + mark.duration + reach >= ns);

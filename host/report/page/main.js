@@ -1,4 +1,4 @@
-// Puts the page together and keeps it in step with window, theme and printer.
+// Sets the page up and updates it on changes of window size, theme and printing.
 
 const parts = [];
 let printing = null;
@@ -7,7 +7,7 @@ function restyleCharts(isOtherScale) {
   for (const part of parts) part.restyle(isOtherScale);
 }
 
-/** Everything that carries a colour anew. */
+/** Redraws everything coloured. */
 function recolour() {
   nameSteering();
   fillLegend();
@@ -32,7 +32,7 @@ function resizeCharts() {
   for (const { chart } of parts) chart.resize();
 }
 
-/** Paper is white and narrow: charts are drawn for it, and afterwards for the screen again. */
+/** Paper is white and narrow: redraws the charts for it, and afterwards for the screen. */
 function connectPrinter() {
   window.addEventListener("beforeprint", () => {
     printing = theme;

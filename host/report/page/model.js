@@ -1,8 +1,8 @@
-// The chronicle as the charts need it: clocks with what was measured and what was true.
+// The chronicle in the form that the charts need: clocks with measured and true values.
 
 const chronicle = JSON.parse(document.getElementById("chronicle").textContent);
 
-/** Index of the last element of a sorted list that is not above `value`; -1: all are. */
+/** Index of the last element of a sorted list that is not above `value`; -1: all are above. */
 function lastAtOrBefore(list, value) {
   let low = 0, high = list.length;
   while (low < high) {
@@ -19,7 +19,7 @@ function nearest(list, value) {
   return before + 1 < list.length && list[before + 1] - value < value - list[before] ? before + 1 : before;
 }
 
-/** Master first, then the interfaces by name, the system clock last. */
+/** Master first, then interfaces by name, the system clock last. */
 function rankOf(name) {
   return name === "master" ? "0" : name === "CLOCK_REALTIME" ? "2" : "1" + name;
 }
@@ -53,7 +53,7 @@ function referencesText() {
   return names.length ? names.join(", then ") : "master";
 }
 
-/** What there is to show at all. */
+/** Which charts have data. */
 function isEmpty() {
   return !hasMeasured && !hasTruth && chronicle.marks.length === 0;
 }

@@ -1,4 +1,4 @@
-// Colours by theme; every clock keeps its own.
+// Colours by theme; every clock has a fixed one.
 
 const PALETTES = {
   light: ["#1f5fbf", "#c2410c", "#0f7b4f", "#9333a8", "#b4232f", "#0e7490", "#7a5c00", "#4d4fbf",
@@ -13,7 +13,7 @@ function styleOf(name) {
   return getComputedStyle(document.documentElement).getPropertyValue("--" + name).trim();
 }
 
-/** The master is what the others are compared with: it has the colour of the text. */
+/** The master is the reference: it has the colour of the text. */
 function colourOf(name) {
   if (name === "master") return styleOf("muted");
   const index = clocks.filter((clock) => clock.name !== "master").findIndex((clock) => clock.name === name);

@@ -1,4 +1,4 @@
-// The chart of the frequencies: the oscillator's correction, and how fast the kernel lets the system clock run.
+// The chart of frequencies: the oscillator's correction, and the kernel's rate of the system clock.
 
 const STEERING_SERIES = [
   { table: "state", column: "steeringPpb", label: "oscillator\u2019s correction", colour: "accent", isStep: true },
@@ -27,7 +27,7 @@ function steeringRange(series) {
   return [low - air, high + air];
 }
 
-/** Lowest and highest, without spreading a long list into arguments. */
+/** Minimum and maximum, without spreading a long list into arguments. */
 function extremes(values) {
   return values.length ? [values.reduce((a, b) => Math.min(a, b)), values.reduce((a, b) => Math.max(a, b))] : [0];
 }
@@ -61,13 +61,13 @@ function makeSteeringChart() {
   };
 }
 
-/** Which line is which. */
+/** The legend of the chart. */
 function nameSteering() {
   const names = steeringSeries().map((one) => element("span", { class: "lineName" }, lineSample(styleOf(one.colour), one.isTruth), one.label));
   document.getElementById("steeringName").replaceChildren(names.length ? "Frequencies" : "No frequency was recorded", ...names);
 }
 
-/** The frequencies in force at an instant, for people. */
+/** The frequencies at an instant, as text. */
 function frequenciesAt(ns) {
   return steeringSeries().map((one) => {
     const row = lastAtOrBefore(one.t, ns);

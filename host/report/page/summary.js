@@ -1,6 +1,6 @@
-// What the session came to, in short: tiles, legend and the table of clocks.
+// The summary of the session: tiles, legend and the table of clocks.
 
-/** What one column came to: samples, the last one, the largest, and how many were within the band. */
+/** The statistics of one column: samples, the last one, the largest, and how many were within the band. */
 function statisticsOf(column) {
   const found = { count: 0, last: null, lastBound: null, largest: null, within: 0 };
   column?.values.forEach((value, row) => {
@@ -73,7 +73,7 @@ function lineSample(colour, isDashed) {
   return holder.firstChild;
 }
 
-/** A switch; it stays where it is, and keeps the focus, when it is used. */
+/** A switch; keeps its place and the focus when used. */
 function chip(sample, name, isOn, toggle) {
   const made = element("button", { type: "button", class: "chip", "aria-pressed": String(isOn) }, sample, name);
   made.addEventListener("click", () => made.setAttribute("aria-pressed", String(toggle())));
@@ -123,7 +123,7 @@ function fillClocks() {
     element("tbody", {}, ...clocks.map(clockLine)));
 }
 
-/** Sources and what is to be known about them. */
+/** The sources and remarks on them. */
 function fillNames() {
   document.title = chronicle.title;
   document.getElementById("title").textContent = chronicle.title;

@@ -1,4 +1,4 @@
-// Everything that happened, as a table that can be searched.
+// All events as a searchable table.
 
 const LINES_AT_ONCE = 200;
 const timelineState = { text: "", lanes: new Set(LANES.map((lane) => lane.id)), limit: LINES_AT_ONCE };

@@ -1,4 +1,4 @@
-// The stretch of time that all charts show, and the axis below them.
+// The visible interval shared by all charts, and the axis below them.
 
 const AXIS_WIDTH = 84;
 const SHORTEST_NS = 1000;
@@ -17,7 +17,7 @@ const view = {
   isAll() { return this.begin <= fullSpan()[0] && this.end >= fullSpan()[1]; },
 };
 
-/** Everything, and a little more so that nothing sits on the edge. */
+/** Everything, with a margin so that nothing touches the edge. */
 function fullSpan() {
   const margin = lengthNs * 0.012;
   return [-margin, lengthNs + margin];
@@ -53,7 +53,7 @@ function timeTicks(begin, end, pixels) {
   return ticks;
 }
 
-/** What the three charts on the time axis have in common. */
+/** Common to the three charts on the time axis. */
 function chartOptions(hasTimeAxis, more) {
   return {
     interactionModel: {},
@@ -73,7 +73,7 @@ function chartOptions(hasTimeAxis, more) {
   };
 }
 
-/** The part of the charts in which time runs, in pixels of the stack. */
+/** The horizontal extent of the plot area, in pixels of the stack. */
 function plotArea() {
   const area = view.charts[0].getArea();
   return { left: area.x, width: area.w };

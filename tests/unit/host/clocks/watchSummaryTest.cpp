@@ -1,4 +1,4 @@
-// Tests of what all samples of a watch come to, and of the metrics that are made of it.
+// Tests of summarising a watch, and of its metrics.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/clocks/watchSummary.h"
 
@@ -13,7 +13,7 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-/// The reference and another clock that is so far ahead of it; nothing: gone.
+/// The reference and another clock ahead of it by this much; empty: gone.
 Sample sampleAt(std::uint64_t second, std::optional<std::int64_t> aheadNs, const std::string& name = "enp1s0") {
     Sample sample;
     sample.systemNs = 1'700'000'000'000'000'000 + second * 1'000'000'000;
