@@ -21,9 +21,7 @@
 
 #include "include/zuqxmtk.h"
 #include "source/zuHalvexTimekeeper/monitoringThread.h"
-#include "tests/support/fakeDevices.h"
-#include "tests/support/libcHooks.h"
-#include "tests/support/statusHolder.h"
+#include "tests/unit/source/zuHalvexTimekeeper/publishedTimekeeper.h"
 #include "zuerr/status.h"
 
 namespace {
@@ -31,7 +29,6 @@ namespace {
 using halvexTimekeeper::g_monitorStatus;
 using halvexTimekeeper::g_monitorStatusMutex;
 using halvexTimekeeper::g_timekeeper;
-using halvexTimekeeper::g_wakeEvent;
 using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::PlatStatus;
 using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tEvent;
 using testing::ElementsAre;
@@ -111,12 +108,9 @@ private:
     std::mutex& mutex_;
 };
 
-class ExportsWithATimekeeper : public testing::Test {
+class ExportsWithATimekeeper : public testsupport::PublishedTimekeeper {
 protected:
-    ExportsWithATimekeeper() { g_timekeeper = timekeeper_; }
     ~ExportsWithATimekeeper() override {
-        g_timekeeper.reset();
-        g_wakeEvent.reset();
         zuerr::freeJson(g_monitorStatus);
         g_monitorStatus.code = 0;
     }
@@ -125,10 +119,6 @@ protected:
         g_monitorStatus.code = code;
         zuerr_setJson(&g_monitorStatus, R"({"from":"thread"})");
     }
-
-    std::shared_ptr<testsupport::FakeTimekeeper> timekeeper_ = std::make_shared<testsupport::FakeTimekeeper>();
-    testsupport::SyslogCapture syslog_;
-    StatusHolder status_;
 };
 
 class FramedCall : public ExportsWithATimekeeper, public testing::WithParamInterface<FramedExport> {
@@ -303,53 +293,6 @@ TEST_F(NullOutput, IsAnInvalidParameterAndReachesNothing) {
     zuqxmtk_getCorrectionPerSecond(nullptr, other.get());
     EXPECT_EQ(other->code, -52005);
     EXPECT_THAT(timekeeper_->journal, IsEmpty());
-}
-
-using NullMetadata = ExportsWithATimekeeper;
-
-TEST_F(NullMetadata, IsASoftwareFaultAndReachesNothing) {
-    zuqxmtk_applyMetaData(nullptr, status_.get());
-    EXPECT_EQ(status_->code, -52003);
-    EXPECT_TRUE(status_.getJson().contains("std_exception_what"));
-    EXPECT_THAT(timekeeper_->journal, IsEmpty());
-}
-
-class WakeUp : public ExportsWithATimekeeper {
-protected:
-    WakeUp() {
-        PlatStatus status;
-        g_wakeEvent = std::make_shared<tEvent>(&status);
-    }
-    bool isSet() const {
-        PlatStatus status;
-        g_wakeEvent->waitUntil(0, &status);
-        return status.code == 0;
-    }
-};
-
-TEST_F(WakeUp, FollowsMetadataThatWasHandedOver) {
-    zuqxmtk_applyMetaData("{}", status_.get());
-    EXPECT_TRUE(isSet());
-}
-
-TEST_F(WakeUp, DoesNotFollowMetadataThatFailed) {
-    timekeeper_->failNext("applyMetaData", -52024);
-    zuqxmtk_applyMetaData("{}", status_.get());
-    EXPECT_FALSE(isSet());
-}
-
-TEST_F(WakeUp, DoesNotFollowMetadataBeforeInitialisation) {
-    g_timekeeper.reset();
-    zuqxmtk_applyMetaData("{}", status_.get());
-    EXPECT_EQ(status_->code, -52010);
-    EXPECT_FALSE(isSet());
-}
-
-TEST_F(WakeUp, DoesNotFollowMetadataOfACallerWhoseStatusHoldsAnError) {
-    status_->code = -1;
-    zuqxmtk_applyMetaData("{}", status_.get());
-    EXPECT_FALSE(isSet());
-    EXPECT_THAT(timekeeper_->journal, IsEmpty()) << "the timekeeper keeps its previous metadata";
 }
 
 TEST_F(ExportsWithATimekeeper, DeliverEveryErrorOfTheMonitoringThreadToOneOfManyThreads) {

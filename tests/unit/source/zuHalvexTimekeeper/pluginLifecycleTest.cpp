@@ -1,8 +1,9 @@
-// Initialisation and finalisation: shared state after each failing step, and a second initialisation.
+// Initialisation and finalisation: shared state after each failing step, a second initialisation; metadata's wake-up.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/pluginLifecycle.h"
 
 #include <dlfcn.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -13,14 +14,15 @@
 #include <thread>
 
 #include "include/zuqxmtk.h"
-#include "source/zuHalvexTimekeeper/pluginState.h"
-#include "tests/support/libcHooks.h"
-#include "tests/support/statusHolder.h"
 #include "tests/unit/source/zuHalvexTimekeeper/fakeI210.h"
+#include "tests/unit/source/zuHalvexTimekeeper/publishedTimekeeper.h"
 
 namespace halvexTimekeeper {
 namespace {
 
+using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::PlatStatus;
+using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tEvent;
+using testing::IsEmpty;
 using testsupport::libcHooks;
 
 /// A controller with disabled slaves and drivers that answer 0 to everything: enough for initialisation.
@@ -162,6 +164,53 @@ TEST_F(Lifecycle, InitialisedTwiceWaitsForTheFormerThreadAndThenHasItsOwnEvent) 
     EXPECT_NE(g_wakeEvent, formerEvent);
     EXPECT_TRUE(g_wakeEvent);
     EXPECT_NE(g_timekeeper, formerTimekeeper);
+}
+
+using NullMetadata = testsupport::PublishedTimekeeper;
+
+TEST_F(NullMetadata, IsASoftwareFaultAndReachesNothing) {
+    zuqxmtk_applyMetaData(nullptr, status_.get());
+    EXPECT_EQ(status_->code, -52003);
+    EXPECT_TRUE(status_.getJson().contains("std_exception_what"));
+    EXPECT_THAT(timekeeper_->journal, IsEmpty());
+}
+
+class WakeUp : public testsupport::PublishedTimekeeper {
+protected:
+    WakeUp() {
+        PlatStatus status;
+        g_wakeEvent = std::make_shared<tEvent>(&status);
+    }
+    bool isSet() const {
+        PlatStatus status;
+        g_wakeEvent->waitUntil(0, &status);
+        return status.code == 0;
+    }
+};
+
+TEST_F(WakeUp, FollowsMetadataThatWasHandedOver) {
+    zuqxmtk_applyMetaData("{}", status_.get());
+    EXPECT_TRUE(isSet());
+}
+
+TEST_F(WakeUp, DoesNotFollowMetadataThatFailed) {
+    timekeeper_->failNext("applyMetaData", -52024);
+    zuqxmtk_applyMetaData("{}", status_.get());
+    EXPECT_FALSE(isSet());
+}
+
+TEST_F(WakeUp, DoesNotFollowMetadataBeforeInitialisation) {
+    g_timekeeper.reset();
+    zuqxmtk_applyMetaData("{}", status_.get());
+    EXPECT_EQ(status_->code, -52010);
+    EXPECT_FALSE(isSet());
+}
+
+TEST_F(WakeUp, DoesNotFollowMetadataOfACallerWhoseStatusHoldsAnError) {
+    status_->code = -1;
+    zuqxmtk_applyMetaData("{}", status_.get());
+    EXPECT_FALSE(isSet());
+    EXPECT_THAT(timekeeper_->journal, IsEmpty()) << "the timekeeper keeps its previous metadata";
 }
 
 }  // namespace
