@@ -60,9 +60,9 @@ void Controller::doEvent(board_event_kind kind, int target, std::int64_t value) 
     if (kind == BOARD_EVENT_KILL_CHILD) wasKilled_ = true;
 }
 
-bool Controller::toggle(bool& isOut, board_event_kind out, board_event_kind back, int target) {
+void Controller::toggle(bool& isOut, board_event_kind out, board_event_kind back, int target) {
     doEvent(isOut ? back : out, target);
-    return isOut = !isOut;
+    isOut = !isOut;
 }
 
 void Controller::happen(Random& random) {
@@ -71,46 +71,35 @@ void Controller::happen(Random& random) {
     switch (random.below(14)) {
         case 0:
         case 1:
-            toggle(isDown_[which], BOARD_EVENT_INTERFACE_DOWN, BOARD_EVENT_INTERFACE_UP, interface);
-            break;
+            return toggle(isDown_[which], BOARD_EVENT_INTERFACE_DOWN, BOARD_EVENT_INTERFACE_UP, interface);
         case 2:
-            toggle(isGone_[which], BOARD_EVENT_DRIVER_GONE, BOARD_EVENT_DRIVER_BACK, interface);
-            break;
+            return toggle(isGone_[which], BOARD_EVENT_DRIVER_GONE, BOARD_EVENT_DRIVER_BACK, interface);
         case 3:
-            doEvent(BOARD_EVENT_PHC_RESET, interface);
-            break;
+            return doEvent(BOARD_EVENT_PHC_RESET, interface);
         case 4:
-            doEvent(BOARD_EVENT_JUMP, interface, static_cast<std::int64_t>(random.below(2'000'000)) - 1'000'000);
-            break;
+            return doEvent(BOARD_EVENT_JUMP, interface, static_cast<std::int64_t>(random.below(2'000'000)) - 1'000'000);
         case 5:
             if (edgesToLose_[which]++ < kMostEdgesToLose) doEvent(BOARD_EVENT_LOSE_EDGES, interface, 1);
-            break;
+            return;
         case 6:
-            doEvent(BOARD_EVENT_STALE_EVENTS, interface, static_cast<std::int64_t>(1 + random.below(200)));
-            break;
+            return doEvent(BOARD_EVENT_STALE_EVENTS, interface, static_cast<std::int64_t>(1 + random.below(200)));
         case 7:
-            toggle(isFpgaStopped_, BOARD_EVENT_FPGA_STOP, BOARD_EVENT_FPGA_RUN, BOARD_TARGET_FPGA);
-            break;
+            return toggle(isFpgaStopped_, BOARD_EVENT_FPGA_STOP, BOARD_EVENT_FPGA_RUN, BOARD_TARGET_FPGA);
         case 8:
-            toggle(isFpgaGone_, BOARD_EVENT_DRIVER_GONE, BOARD_EVENT_DRIVER_BACK, BOARD_TARGET_FPGA);
-            break;
+            return toggle(isFpgaGone_, BOARD_EVENT_DRIVER_GONE, BOARD_EVENT_DRIVER_BACK, BOARD_TARGET_FPGA);
         case 9:
-            doEvent(BOARD_EVENT_CRYSTAL, BOARD_TARGET_ANY, static_cast<std::int64_t>(random.below(10'000'000)));
-            break;
+            return doEvent(BOARD_EVENT_CRYSTAL, BOARD_TARGET_ANY, static_cast<std::int64_t>(random.below(10'000'000)));
         case 10:
             if (random.below(4) == 0) doEvent(BOARD_EVENT_KILL_CHILD, BOARD_TARGET_PHC2SYS, SIGKILL);
-            break;
+            return;
         case 11:
-            if (!isIncapable_[which] && random.below(8) != 0) break;
+            if (!isIncapable_[which] && random.below(8) != 0) return;
             isIncapable_[which] = !isIncapable_[which];
-            doEvent(BOARD_EVENT_CAPABILITIES, interface, isIncapable_[which] ? 0 : kAllCapabilities);
-            break;
+            return doEvent(BOARD_EVENT_CAPABILITIES, interface, isIncapable_[which] ? 0 : kAllCapabilities);
         case 12:
-            toggle(isFerroxGone_, BOARD_EVENT_DRIVER_GONE, BOARD_EVENT_DRIVER_BACK, BOARD_TARGET_FERROX);
-            break;
+            return toggle(isFerroxGone_, BOARD_EVENT_DRIVER_GONE, BOARD_EVENT_DRIVER_BACK, BOARD_TARGET_FERROX);
         default:
-            toggle(isSi514Gone_, BOARD_EVENT_DRIVER_GONE, BOARD_EVENT_DRIVER_BACK, BOARD_TARGET_SI514);
-            break;
+            return toggle(isSi514Gone_, BOARD_EVENT_DRIVER_GONE, BOARD_EVENT_DRIVER_BACK, BOARD_TARGET_SI514);
     }
 }
 

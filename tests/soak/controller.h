@@ -42,7 +42,7 @@ public:
     std::uint64_t eventCount() const { return events_; }
 
 private:
-    bool toggle(bool& isOut, board_event_kind out, board_event_kind back, int target);
+    void toggle(bool& isOut, board_event_kind out, board_event_kind back, int target);
 
     std::array<bool, kInterfaces> isDown_{}, isGone_{}, isIncapable_{};
     std::array<int, kInterfaces> edgesToLose_{};

@@ -44,49 +44,37 @@ struct Outcomes {
     std::span<const int> statuses{};
 };
 
+constexpr struct {
+    board_call_kind kind;
+    Outcomes outcomes;
+} kOutcomes[] = {
+    {BOARD_CALL_OPEN, {kOpen}},
+    {BOARD_CALL_FOPEN, {kOpen}},
+    {BOARD_CALL_CLOSE, {kClose}},
+    {BOARD_CALL_READ, {kRead, kReadCounts}},
+    {BOARD_CALL_WRITE, {kWrite, kWriteCounts}},
+    {BOARD_CALL_LSEEK, {kSeek, kSeekCounts}},
+    {BOARD_CALL_IOCTL, {kRequest}},
+    {BOARD_CALL_SELECT, {kSelect, kSelectCounts}},
+    {BOARD_CALL_SOCKET, {kSocket}},
+    {BOARD_CALL_CLOCK_GETTIME, {kReadClock}},
+    {BOARD_CALL_CLOCK_SETTIME, {kSetClock}},
+    {BOARD_CALL_CLOCK_ADJTIME, {kAdjustClock}},
+    {BOARD_CALL_OPENDIR, {kOpenDirectory}},
+    {BOARD_CALL_READDIR, {kReadDirectory}},
+    {BOARD_CALL_GLOB, {kGlob}},
+    {BOARD_CALL_FREAD, {kReadStream}},
+    {BOARD_CALL_POSIX_SPAWN, {kSpawn}},
+    {BOARD_CALL_KILL, {kKill}},
+    {BOARD_CALL_NANOSLEEP, {kSleep}},
+};
+
 Outcomes outcomesOf(const board_call& call) noexcept {
     const bool isDriver = call.target == BOARD_TARGET_FERROX || call.target == BOARD_TARGET_FPGA;
-    switch (call.kind) {
-        case BOARD_CALL_OPEN:
-        case BOARD_CALL_FOPEN:
-            return {kOpen};
-        case BOARD_CALL_CLOSE:
-            return {kClose};
-        case BOARD_CALL_READ:
-            return {kRead, kReadCounts};
-        case BOARD_CALL_WRITE:
-            return {kWrite, kWriteCounts};
-        case BOARD_CALL_LSEEK:
-            return {kSeek, kSeekCounts};
-        case BOARD_CALL_IOCTL:
-            return isDriver ? Outcomes{kRequest, {}, kDriverStatus} : Outcomes{kRequest};
-        case BOARD_CALL_SELECT:
-            return {kSelect, kSelectCounts};
-        case BOARD_CALL_SOCKET:
-            return {kSocket};
-        case BOARD_CALL_CLOCK_GETTIME:
-            return {kReadClock};
-        case BOARD_CALL_CLOCK_SETTIME:
-            return {kSetClock};
-        case BOARD_CALL_CLOCK_ADJTIME:
-            return {kAdjustClock};
-        case BOARD_CALL_OPENDIR:
-            return {kOpenDirectory};
-        case BOARD_CALL_READDIR:
-            return {kReadDirectory};
-        case BOARD_CALL_GLOB:
-            return {kGlob};
-        case BOARD_CALL_FREAD:
-            return {kReadStream};
-        case BOARD_CALL_POSIX_SPAWN:
-            return {kSpawn};
-        case BOARD_CALL_KILL:
-            return {kKill};
-        case BOARD_CALL_NANOSLEEP:
-            return {kSleep};
-        default:
-            return {};
-    }
+    if (isDriver && call.kind == BOARD_CALL_IOCTL) return {kRequest, {}, kDriverStatus};
+    for (const auto& row : kOutcomes)
+        if (row.kind == call.kind) return row.outcomes;
+    return {};
 }
 
 }  // namespace

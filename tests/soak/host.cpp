@@ -55,6 +55,10 @@ void Host::snapTime(std::int64_t offsetNs) {
     call([=](zuerr_Status* status) { zuqxmtk_snapTime(offsetNs, status); });
 }
 
+void Host::setCorrection(std::int32_t ppb) {
+    call([=](zuerr_Status* status) { zuqxmtk_setCorrectionPerSecond(ppb, status); });
+}
+
 void Host::applyMetaData(bool isGood) {
     call([=](zuerr_Status* status) { zuqxmtk_applyMetaData(isGood ? kGoodMetadata : kBadMetadata, status); });
 }
@@ -95,11 +99,9 @@ void Host::act() {
         case 1:
             snapTime(static_cast<std::int64_t>(random_.below(4 * kNsPerSecond)) - 2 * kNsPerSecond);
             break;
-        case 2: {
-            const auto ppb = static_cast<std::int32_t>(random_.below(124'001)) - 62'000;
-            call([=](zuerr_Status* status) { zuqxmtk_setCorrectionPerSecond(ppb, status); });
+        case 2:
+            setCorrection(static_cast<std::int32_t>(random_.below(124'001)) - 62'000);
             break;
-        }
         case 3:
             call([](zuerr_Status* status) {
                 std::int32_t ppb = 0;

@@ -38,6 +38,7 @@ private:
     template <typename Function>
     std::int32_t call(Function&& function);
     void snapTime(std::int64_t offsetNs);
+    void setCorrection(std::int32_t ppb);
     void applyMetaData(bool isGood);
 
     void rest();
