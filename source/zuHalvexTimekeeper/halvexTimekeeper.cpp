@@ -72,7 +72,8 @@ void HalvexTimekeeper::snapTime(std::int64_t offsetNs) {
     if (!lock.owns_lock()) return;
 
     finishAlignment();
-    requireEnabledClocks();
+    requireEnabled(*master_);
+    requireEnabled(*systemClock_);
 
     // Kept on purpose: truncated toward zero, while seeding rounds to nearest.
     const std::int64_t stepNs = truncateToStep(offsetNs);
@@ -108,15 +109,11 @@ void HalvexTimekeeper::serviceEpochDevices() {
 
 /// Steps the master to the system time, rounded to the master's step.
 void HalvexTimekeeper::seedMaster() {
-    requireEnabledClocks();
+    requireEnabled(*master_);
+    requireEnabled(*systemClock_);
     const QxmTimestamp systemTime = systemClock_->getTime();
     const QxmTimestamp masterTime = master_->getTime();
     master_->adjustTime(roundToStep(timeDifferenceNs(systemTime, masterTime)));
-}
-
-void HalvexTimekeeper::requireEnabledClocks() const {
-    requireEnabled(*master_);
-    requireEnabled(*systemClock_);
 }
 
 void HalvexTimekeeper::startAlignment() {

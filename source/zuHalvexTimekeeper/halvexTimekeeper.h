@@ -42,7 +42,6 @@ public:
 
 private:
     void seedMaster();
-    void requireEnabledClocks() const;
     void startAlignment();
     void finishAlignment();
     EpochDevices reinitializeReturningSlaves();
