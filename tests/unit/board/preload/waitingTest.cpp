@@ -44,10 +44,10 @@ TEST_F(Waiting, ByEverySleepTakesVirtualTimeOnly) {
     expectAbout(spanOf([] { usleep(900'000); }), 900 * kMillisecond);
     expectAbout(spanOf([] { std::this_thread::sleep_for(48h); }), 48 * 3600 * kSecond);
     expectAbout(spanOf([] {
-                    select(0, nullptr, nullptr, nullptr, std::make_unique<timeval>(timeval{7, 0}).get());
+                    select(0, nullptr, nullptr, nullptr, std::make_unique<timeval>(timeval{7200, 0}).get());
                 }),
-                7 * kSecond);
-    expectAbout(spanOf([] { poll(nullptr, 0, 250); }), 250 * kMillisecond);
+                7200 * kSecond);
+    expectAbout(spanOf([] { poll(nullptr, 0, 7'200'250); }), 7'200'250 * kMillisecond);
     expectAbout(spanOf([] {
                     const timespec until = after(CLOCK_REALTIME, 5 * kSecond);
                     clock_nanosleep(CLOCK_REALTIME, TIMER_ABSTIME, &until, nullptr);
