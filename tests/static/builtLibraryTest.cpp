@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace {
+namespace builtLibraryTest {
 
 using testing::Contains;
 using testing::ContainsRegex;
@@ -71,4 +71,4 @@ TEST(BuiltLibrary, CanBeUnloadedSinceNoSymbolIsUnique) {
 TEST(BuiltLibrary, IsFortified) { EXPECT_THAT(ofLibrary("nm -D"), ContainsRegex("__[a-z]+_chk")); }
 #endif
 
-}  // namespace
+}  // namespace builtLibraryTest

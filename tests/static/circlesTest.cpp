@@ -17,7 +17,7 @@
 #include <string>
 #include <vector>
 
-namespace {
+namespace circlesTest {
 
 namespace fs = std::filesystem;
 using testing::ElementsAre;
@@ -158,4 +158,4 @@ TEST(Module, IsBuiltFromEveryFileOfTheModelAndOfItsOwn) {
     }
 }
 
-}  // namespace
+}  // namespace circlesTest

@@ -16,7 +16,7 @@
 
 #include "tests/support/files.h"
 
-namespace {
+namespace documentedCommandsTest {
 
 namespace fs = std::filesystem;
 using testsupport::fileContents;
@@ -209,4 +209,4 @@ TEST_F(Documents, LeaveToOthersOnlyCommandsThatTheyRun) {
     }
 }
 
-}  // namespace
+}  // namespace documentedCommandsTest

@@ -15,7 +15,7 @@
 
 #include "tests/support/files.h"
 
-namespace {
+namespace documentsTest {
 
 namespace fs = std::filesystem;
 using testsupport::fileContents;
@@ -207,4 +207,4 @@ TEST(Guide, TellsEveryCodeAndEveryFunction) {
     EXPECT_EQ(functions, 12);
 }
 
-}  // namespace
+}  // namespace documentsTest

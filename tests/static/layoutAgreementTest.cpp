@@ -21,7 +21,7 @@
 #include "interfaces/interfaceIdentifiers.h"
 #include "source/zuHalvexTimekeeper/i210EpochHelpers.h"
 
-namespace {
+namespace layoutAgreementTest {
 
 using namespace nHALVEXTIMEKEEPER_18_1;
 
@@ -97,4 +97,4 @@ TEST(BoardAndProduct, TurnADescriptorIntoAClockIdAndBack) {
     }
 }
 
-}  // namespace
+}  // namespace layoutAgreementTest

@@ -14,7 +14,7 @@
 
 #include "tests/support/files.h"
 
-namespace {
+namespace sourceRulesTest {
 
 namespace fs = std::filesystem;
 using testsupport::fileContents;
@@ -291,4 +291,4 @@ TEST(Sources, NameEveryErrorSiteOfAUnitOnce) {
     EXPECT_GT(sites.size(), 5U);
 }
 
-}  // namespace
+}  // namespace sourceRulesTest

@@ -4,7 +4,7 @@
 
 #include "tests/stories/controller.h"
 
-namespace {
+namespace coldStart {
 
 using testing::ElementsAre;
 using ColdStart = stories::Controller;
@@ -107,4 +107,4 @@ TEST_F(ColdStart, ConvergesInEverySeed) {
     }
 }
 
-}  // namespace
+}  // namespace coldStart

@@ -4,7 +4,7 @@
 
 #include "tests/stories/controller.h"
 
-namespace {
+namespace steppingTheTime {
 
 class SteppingTheTime : public stories::Controller {
 protected:
@@ -69,4 +69,4 @@ TEST_F(SteppingTheTime, LeavesPhc2sysRunningWhichNeverStepsBack) {
     expectSystemTimeWithin(2'000);
 }
 
-}  // namespace
+}  // namespace steppingTheTime

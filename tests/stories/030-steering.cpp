@@ -6,7 +6,7 @@
 
 #include "tests/stories/controller.h"
 
-namespace {
+namespace steering {
 
 constexpr const char* kAttribute = "/sys/bus/i2c/drivers/si514/0-0055/ppb_offset";
 
@@ -81,4 +81,4 @@ TEST_F(Steering, IsFollowedByTheSystemTime) {
     expectSystemTimeWithin(2'000);
 }
 
-}  // namespace
+}  // namespace steering

@@ -4,7 +4,7 @@
 
 #include "tests/stories/controller.h"
 
-namespace {
+namespace metadata {
 
 class Metadata : public stories::Controller {
 protected:
@@ -85,4 +85,4 @@ TEST_F(Metadata, WithAnOffsetOutOfRangeReportsTheConversion) {
     EXPECT_THAT(lastText_, testing::HasSubstr("bad numeric conversion: positive overflow"));
 }
 
-}  // namespace
+}  // namespace metadata

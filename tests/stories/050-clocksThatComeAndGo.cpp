@@ -4,7 +4,7 @@
 
 #include "tests/stories/controller.h"
 
-namespace {
+namespace clocksThatComeAndGo {
 
 class ClocksThatComeAndGo : public stories::Controller {
 protected:
@@ -161,4 +161,4 @@ TEST_F(ClocksThatComeAndGo, FailsTheTimeWhileTheFerroxDriverIsAway) {
     EXPECT_EQ(readTime(), 0) << lastText_;
 }
 
-}  // namespace
+}  // namespace clocksThatComeAndGo

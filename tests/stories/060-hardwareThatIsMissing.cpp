@@ -5,7 +5,7 @@
 #include "tests/stories/controller.h"
 #include "tests/support/processCensus.h"
 
-namespace {
+namespace hardwareThatIsMissing {
 
 using testing::HasSubstr;
 
@@ -129,4 +129,4 @@ TEST_F(HardwareThatIsMissing, AnErrorInTheStatusKeepsInitialisationFromDoingAnyt
     EXPECT_TRUE(syslogLines().empty());
 }
 
-}  // namespace
+}  // namespace hardwareThatIsMissing

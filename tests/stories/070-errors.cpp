@@ -4,7 +4,7 @@
 
 #include "tests/stories/controller.h"
 
-namespace {
+namespace errors {
 
 using testing::HasSubstr;
 using ErrorsOfTheMonitoringThread = stories::Controller;
@@ -114,4 +114,4 @@ TEST_F(ErrorsOfADriver, AreReportedWhenAClockRefusesAStep) {
     expectAligned();
 }
 
-}  // namespace
+}  // namespace errors

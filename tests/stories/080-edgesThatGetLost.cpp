@@ -4,7 +4,7 @@
 
 #include "tests/stories/controller.h"
 
-namespace {
+namespace edgesThatGetLost {
 
 class EdgesThatGetLost : public stories::Controller {
 protected:
@@ -69,4 +69,4 @@ TEST_F(EdgesThatGetLost, TwoThousandEpochsLeaveEveryClockAligned) {
     expectAligned();
 }
 
-}  // namespace
+}  // namespace edgesThatGetLost

@@ -7,7 +7,7 @@
 #include "tests/stories/controller.h"
 #include "tests/support/processCensus.h"
 
-namespace {
+namespace aLongLife {
 
 using ALongLife = stories::Controller;
 
@@ -73,4 +73,4 @@ TEST_F(ALongLife, LeavesNoDescriptorAndNoChildAfterTwoHundredLives) {
     EXPECT_TRUE(phc2sysSources().empty());
 }
 
-}  // namespace
+}  // namespace aLongLife

@@ -12,8 +12,7 @@
 
 #include "tests/tool/programRun.h"
 
-namespace halvexctl {
-namespace {
+namespace halvexctl::hostOnBoardTest {
 
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -200,5 +199,4 @@ INSTANTIATE_TEST_SUITE_P(
                            "after steering the host measures"}),
     [](const auto& one) { return one.param.name; });
 
-}  // namespace
-}  // namespace halvexctl
+}  // namespace halvexctl::hostOnBoardTest

@@ -14,8 +14,7 @@
 
 #include "tests/tool/programRun.h"
 
-namespace halvexctl {
-namespace {
+namespace halvexctl::inspectOnBoardTest {
 
 using testing::HasSubstr;
 
@@ -278,5 +277,4 @@ TEST_F(InspectOnBoard, TheManualsCommandsDoWhatTheySay) {
     EXPECT_GE(commands, 9);
 }
 
-}  // namespace
-}  // namespace halvexctl
+}  // namespace halvexctl::inspectOnBoardTest

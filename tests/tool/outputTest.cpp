@@ -8,8 +8,7 @@
 
 #include "tests/tool/programRun.h"
 
-namespace halvexctl {
-namespace {
+namespace halvexctl::outputTest {
 
 using testing::HasSubstr;
 
@@ -84,5 +83,4 @@ TEST_F(UnwritableOutput, IsToldFromAClosedStandardInput) {
     EXPECT_THAT(errors_, HasSubstr("cannot read the input: Bad file descriptor"));
 }
 
-}  // namespace
-}  // namespace halvexctl
+}  // namespace halvexctl::outputTest

@@ -9,8 +9,7 @@
 
 #include "tests/tool/programRun.h"
 
-namespace halvexctl {
-namespace {
+namespace halvexctl::recordOnBoardTest {
 
 using nlohmann::json;
 using testing::Contains;
@@ -163,5 +162,4 @@ TEST_F(RecordOnBoard, HasNothingToReportWithoutASource) {
     EXPECT_THAT(output_, HasSubstr("nothing to report"));
 }
 
-}  // namespace
-}  // namespace halvexctl
+}  // namespace halvexctl::recordOnBoardTest

@@ -14,8 +14,7 @@
 #include "host/cli/verbTable.h"
 #include "tests/tool/programRun.h"
 
-namespace halvexctl {
-namespace {
+namespace halvexctl::schemaTest {
 
 using nlohmann::json;
 
@@ -161,5 +160,4 @@ TEST_F(JsonSchema, NamesTheVerbsOfTheTableAndWhatEachReturns) {
     EXPECT_EQ(definitions["result"]["anyOf"], expected) << "wanted: " << expected.dump(1);
 }
 
-}  // namespace
-}  // namespace halvexctl
+}  // namespace halvexctl::schemaTest

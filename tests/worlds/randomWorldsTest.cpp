@@ -20,7 +20,7 @@
 #include "source/zuHalvexTimekeeper/epochAlignment.h"
 #include "zuerr/exception.h"
 
-namespace {
+namespace randomWorldsTest {
 
 constexpr int kForeign = 1'000'000;  // an error foreign to the library
 
@@ -329,7 +329,7 @@ TEST(RandomWorlds, AreAlignedCallByCallAsTheyMust) {
     EXPECT_GT(tally.gaveUp, 20);
 }
 
-}  // namespace
+}  // namespace randomWorldsTest
 
 extern "C" {
 

@@ -5,7 +5,7 @@
 #include "tests/stories/controller.h"
 #include "tests/system/machine.h"
 
-namespace {
+namespace driversThatLeave {
 
 using systemtest::writeFile;
 using DriversThatLeave = stories::Controller;
@@ -31,4 +31,4 @@ TEST_F(DriversThatLeave, AnOscillatorThatIsTakenAwayFailsUntilTheNextStart) {
     EXPECT_EQ(setCorrection(100), 0) << lastText_;
 }
 
-}  // namespace
+}  // namespace driversThatLeave

@@ -11,7 +11,7 @@
 #include "tests/stories/controller.h"
 #include "tests/system/machine.h"
 
-namespace {
+namespace phc2sys {
 
 using systemtest::livingPhc2sys;
 
@@ -66,4 +66,4 @@ TEST_F(Phc2sys, StartsBesideADisturbedSystemClockAndStepsItOnce) {
     expectSystemTimeWithin(10'000);
 }
 
-}  // namespace
+}  // namespace phc2sys

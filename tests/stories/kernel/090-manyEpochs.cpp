@@ -6,7 +6,7 @@
 #include "tests/stories/controller.h"
 #include "tests/system/machine.h"
 
-namespace {
+namespace manyEpochs {
 
 using systemtest::Happening;
 using systemtest::takeJournal;
@@ -53,4 +53,4 @@ TEST_F(ManyEpochs, TenThousandEpochsWithoutOneWrongTimeStamp) {
     std::printf("%d epochs, %d steps\n", epochs_, steps_);
 }
 
-}  // namespace
+}  // namespace manyEpochs

@@ -7,7 +7,7 @@
 #include "tests/stories/controller.h"
 #include "tests/system/machine.h"
 
-namespace {
+namespace threads {
 
 class Threads : public stories::Controller {
 protected:
@@ -107,4 +107,4 @@ TEST_F(Threads, EveryCallerMeetsTheDriverThatLeftAndRecovers) {
     EXPECT_EQ(readTime(), 0) << lastText_;
 }
 
-}  // namespace
+}  // namespace threads

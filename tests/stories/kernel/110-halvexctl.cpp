@@ -14,7 +14,7 @@
 #include "tests/stories/controller.h"
 #include "tests/system/machine.h"
 
-namespace {
+namespace halvexctl {
 
 using nlohmann::json;
 using systemtest::writeFile;
@@ -175,4 +175,4 @@ TEST_F(Halvexctl, AChildThatIsDeadAndNotReapedIsNoRival) {
     EXPECT_EQ(finding("phc2sys-process").substr(0, 3), "OK:");
 }
 
-}  // namespace
+}  // namespace halvexctl

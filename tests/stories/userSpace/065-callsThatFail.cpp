@@ -4,7 +4,7 @@
 
 #include "tests/stories/userSpace/controller.h"
 
-namespace {
+namespace callsThatFail {
 
 using testing::HasSubstr;
 using CallsThatFail = stories::UserSpaceController;
@@ -72,4 +72,4 @@ TEST_F(CallsThatFail, InASecondInitialisationLeaveAThreadThatWakesAtOnce) {
     EXPECT_LT(linkedBoard().rawNs() - beforeNs, 500'000'000U);
 }
 
-}  // namespace
+}  // namespace callsThatFail

@@ -4,7 +4,7 @@
 
 #include "tests/stories/userSpace/controller.h"
 
-namespace {
+namespace whatIsCalled {
 
 using testing::ElementsAre;
 using testing::ElementsAreArray;
@@ -128,4 +128,4 @@ TEST_F(WhatIsCalled, IsTheSameTwiceForOneSeedAndAnotherForTwo) {
     EXPECT_NE(traces[1], traces[2]);
 }
 
-}  // namespace
+}  // namespace whatIsCalled

@@ -11,7 +11,7 @@
 #include "zuerr/codes.h"
 #include "zuerr/exception.h"
 
-namespace {
+namespace whyStepsAreDoubled {
 
 using halvexTimekeeper::EpochAlignment;
 using halvexTimekeeper::EpochDeviceInterface;
@@ -84,4 +84,4 @@ TEST_F(StepsThatFallShort, AlignItInEveryOfAThousandSeedsWhenEveryOtherOneIsDoub
     EXPECT_EQ(countConverged(false), 1000);
 }
 
-}  // namespace
+}  // namespace whyStepsAreDoubled

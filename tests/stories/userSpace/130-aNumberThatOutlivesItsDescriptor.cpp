@@ -5,7 +5,7 @@
 
 #include "tests/stories/userSpace/controller.h"
 
-namespace {
+namespace aNumberThatOutlivesItsDescriptor {
 
 class ANumberThatOutlivesItsDescriptor : public stories::UserSpaceController {
 protected:
@@ -63,4 +63,4 @@ TEST_F(ANumberThatOutlivesItsDescriptor, DoesNoHarmWhenTheHostInitialisesAgainAf
     expectAligned();
 }
 
-}  // namespace
+}  // namespace aNumberThatOutlivesItsDescriptor

@@ -8,7 +8,7 @@
 #include "tests/stories/controller.h"
 #include "tests/support/processCensus.h"
 
-namespace {
+namespace aCancelledHost {
 
 class ACancelledHost : public stories::Controller {
 protected:
@@ -84,4 +84,4 @@ TEST_F(ACancelledHost, IsToldOfErrorsInTheStatusAndTheLog) {
     EXPECT_EQ(countSyslog("Encountered error in zuqxmtk_initialize: FAIL(-52010,"), 1);
 }
 
-}  // namespace
+}  // namespace aCancelledHost

@@ -13,8 +13,7 @@
 #include "tests/tool/programRun.h"
 #include "tests/unit/host/fakePlugin.h"
 
-namespace halvexctl {
-namespace {
+namespace halvexctl::mainTest {
 
 using testing::HasSubstr;
 using testing::StartsWith;
@@ -140,5 +139,4 @@ TEST_F(Halvexctl, ShowsHelpWithoutALibrary) {
     EXPECT_EQ(journal_, "");
 }
 
-}  // namespace
-}  // namespace halvexctl
+}  // namespace halvexctl::mainTest

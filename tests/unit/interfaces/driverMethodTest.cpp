@@ -5,8 +5,7 @@
 #include <gtest/gtest.h>
 #include <linux/ioctl.h>
 
-namespace nHALVEXTIMEKEEPER_18_1 {
-namespace {
+namespace nHALVEXTIMEKEEPER_18_1::driverMethodTest {
 
 TEST(RequestNumber, IsWhatTheKernelsOwnMacrosMakeOfDirectionSizeTypeAndMethod) {
     for (std::uint32_t method = 0; method < 256; ++method) {
@@ -15,5 +14,4 @@ TEST(RequestNumber, IsWhatTheKernelsOwnMacrosMakeOfDirectionSizeTypeAndMethod) {
     }
 }
 
-}  // namespace
-}  // namespace nHALVEXTIMEKEEPER_18_1
+}  // namespace nHALVEXTIMEKEEPER_18_1::driverMethodTest

@@ -4,8 +4,7 @@
 
 #include <gtest/gtest.h>
 
-namespace nHALVEXTIMEKEEPER_18_1 {
-namespace {
+namespace nHALVEXTIMEKEEPER_18_1::interfaceIdentifiersTest {
 
 TEST(InterfaceIdentifiers, ListTheFerroxInterfaceBeforeThatOfTheFpga) {
     EXPECT_EQ(std::size(kInterfaceIdentifiers), 2U);
@@ -15,5 +14,4 @@ TEST(InterfaceIdentifiers, ListTheFerroxInterfaceBeforeThatOfTheFpga) {
     EXPECT_STREQ(interfaceIdentifier(InterfaceKind::horlixFpga), "nZUHORLIXFPGA000_HorlixFpga");
 }
 
-}  // namespace
-}  // namespace nHALVEXTIMEKEEPER_18_1
+}  // namespace nHALVEXTIMEKEEPER_18_1::interfaceIdentifiersTest

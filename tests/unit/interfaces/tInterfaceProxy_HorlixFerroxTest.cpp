@@ -8,8 +8,7 @@
 #include "tests/support/vtableSlot.h"
 #include "tests/unit/interfaces/proxyTest.h"
 
-namespace nHALVEXTIMEKEEPER_18_1 {
-namespace {
+namespace nHALVEXTIMEKEEPER_18_1::tInterfaceProxy_HorlixFerroxTest {
 
 using nZUPLAT000::PlatStatus;
 using testsupport::vtableSlot;
@@ -166,5 +165,4 @@ TEST(FerroxProxy, IsOneTransportHoweverItIsReached) {
     EXPECT_FALSE(byMethods.isOpen());
 }
 
-}  // namespace
-}  // namespace nHALVEXTIMEKEEPER_18_1
+}  // namespace nHALVEXTIMEKEEPER_18_1::tInterfaceProxy_HorlixFerroxTest

@@ -8,8 +8,7 @@
 #include "tests/support/vtableSlot.h"
 #include "tests/unit/interfaces/proxyTest.h"
 
-namespace nHALVEXTIMEKEEPER_18_1 {
-namespace {
+namespace nHALVEXTIMEKEEPER_18_1::tInterfaceProxy_HorlixFpgaTest {
 
 using nZUPLAT000::PlatStatus;
 using testsupport::Bytes;
@@ -173,5 +172,4 @@ TEST(FpgaRecords, AreLaidOutWithoutPadding) {
     EXPECT_EQ(testsupport::bytesOf(FpgaRunState{}), (Bytes{8, 0, 0, 0, 0, 0, 0, 0}));
 }
 
-}  // namespace
-}  // namespace nHALVEXTIMEKEEPER_18_1
+}  // namespace nHALVEXTIMEKEEPER_18_1::tInterfaceProxy_HorlixFpgaTest

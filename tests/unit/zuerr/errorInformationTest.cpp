@@ -10,7 +10,7 @@
 #include "tests/support/statusHolder.h"
 #include "zuerr/status.h"
 
-namespace {
+namespace errorInformationTest {
 
 using testsupport::exactReallocJson;
 using testsupport::isBufferLaidOut;
@@ -244,4 +244,4 @@ TEST(ErrorInformation, FindsFreeSpaceUpToTheEndMarkOnly) {
     EXPECT_EQ(buffer[5], 'J');
 }
 
-}  // namespace
+}  // namespace errorInformationTest

@@ -12,7 +12,7 @@
 #include "zuerr/codes.h"
 #include "zuerr/status.h"
 
-namespace {
+namespace exceptionTest {
 
 using testsupport::StatusHolder;
 
@@ -95,4 +95,4 @@ TEST(SlotOrder, HasTheTextBehindTheTwoDestructors) {
     EXPECT_EQ(testsupport::vtableSlot(&zuerr::Exception::what), 2U);
 }
 
-}  // namespace
+}  // namespace exceptionTest

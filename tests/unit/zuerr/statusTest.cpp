@@ -15,7 +15,7 @@
 
 #include "tests/support/statusHolder.h"
 
-namespace {
+namespace statusTest {
 
 using testsupport::exactReallocJson;
 using testsupport::isBufferLaidOut;
@@ -342,4 +342,4 @@ TEST(StatusWords, NameTheSeverityAndTheMissingText) {
     EXPECT_STREQ(zuerr::jsonOrNull(zuerr::makeStatus()), "null");
 }
 
-}  // namespace
+}  // namespace statusTest

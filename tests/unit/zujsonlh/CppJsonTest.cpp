@@ -12,8 +12,7 @@
 #include "tests/support/numericLocale.h"
 #include "tests/support/raisedError.h"
 
-namespace zujsonlh {
-namespace {
+namespace zujsonlh::CppJsonTest {
 
 using testsupport::raisedBy;
 using testsupport::RaisedError;
@@ -106,5 +105,4 @@ TEST(CppJsonDocument, LeavesTheLocaleOfTheThreadAsItWasAlsoWhenATextCannotBePars
     EXPECT_EQ(uselocale(nullptr), LC_GLOBAL_LOCALE);
 }
 
-}  // namespace
-}  // namespace zujsonlh
+}  // namespace zujsonlh::CppJsonTest

@@ -7,8 +7,7 @@
 #include "tests/support/raisedError.h"
 #include "zujsonlh/CppJson.h"
 
-namespace zujsonlh {
-namespace {
+namespace zujsonlh::cJSONUtilsTest {
 
 using testsupport::raisedBy;
 using testsupport::RaisedError;
@@ -50,5 +49,4 @@ TEST(CjsonValue, OfAnItemThatIsNoNumberIsTheWrongTypeAndCarriesALocationAlone) {
     }
 }
 
-}  // namespace
-}  // namespace zujsonlh
+}  // namespace zujsonlh::cJSONUtilsTest

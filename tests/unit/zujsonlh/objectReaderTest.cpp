@@ -9,8 +9,7 @@
 #include <new>
 #include <string>
 
-namespace zujsonlh {
-namespace {
+namespace zujsonlh::objectReaderTest {
 
 std::string print(const cJSON* item) {
     char* const text = cJSON_PrintUnformatted(item);
@@ -172,5 +171,4 @@ TEST(ObjectReaderTest, ThatLacksMemoryForTheCopyOfAKeyThrowsTheFirstTimeAndTheSe
     EXPECT_EQ(print(document.getRoot()), R"({"a":1,"b":2})");
 }
 
-}  // namespace
-}  // namespace zujsonlh
+}  // namespace zujsonlh::objectReaderTest

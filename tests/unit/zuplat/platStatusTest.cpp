@@ -8,8 +8,7 @@
 #include <cstring>
 #include <string>
 
-namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000 {
-namespace {
+namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000::platStatusTest {
 
 /// A record constructed over memory with other contents.
 struct PlatStatusTest : testing::Test {
@@ -196,5 +195,4 @@ TEST_F(PlatStatusTest, MergesTheCodeAloneIntoASmallerRecord) {
     EXPECT_EQ(std::string(reinterpret_cast<char*>(memory) + 16, sizeof memory - 16), before);
 }
 
-}  // namespace
-}  // namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000
+}  // namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000::platStatusTest

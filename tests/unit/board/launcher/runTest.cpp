@@ -14,7 +14,7 @@
 
 #include "tests/support/files.h"
 
-namespace {
+namespace runTest {
 
 using testing::HasSubstr;
 using testing::Not;
@@ -156,4 +156,4 @@ TEST_F(Launcher, ExplainsItself) {
     EXPECT_EQ(shell(HALVEXBOARD " walk").code, 2);
 }
 
-}  // namespace
+}  // namespace runTest

@@ -4,8 +4,7 @@
 
 #include "board/wire/timex.h"
 
-namespace halvexboard {
-namespace {
+namespace halvexboard::boardTest {
 
 class Life : public BoardFixture {
 protected:
@@ -127,5 +126,4 @@ TEST_F(Life, RefusesConfigurationsBeyondItsMaxima) {
     EXPECT_EQ(board_init(nullptr, &good, nullptr, nullptr), nullptr);
 }
 
-}  // namespace
-}  // namespace halvexboard
+}  // namespace halvexboard::boardTest

@@ -8,8 +8,7 @@
 #include "board/wire/driver.h"
 #include "board/wire/timex.h"
 
-namespace halvexboard {
-namespace {
+namespace halvexboard::clocksTest {
 
 constexpr std::uint64_t kYearNs = 365ULL * 86'400 * kS;
 
@@ -248,5 +247,4 @@ TEST(Convergence, DoublingOnOddIterationsConvergesInEachOf1000Seeds) {
     EXPECT_LE(iterations[kSeeds * 99 / 100], 12);
 }
 
-}  // namespace
-}  // namespace halvexboard
+}  // namespace halvexboard::clocksTest

@@ -2,8 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 
-namespace halvexboard {
-namespace {
+namespace halvexboard::costsTest {
 
 class Costs : public BoardFixture {
 protected:
@@ -40,5 +39,4 @@ TEST_F(Costs, CanBeSetAndTheLastEntryWins) {
     EXPECT_EQ(board_call_cost(on(), &other), 1U) << "no call is free";
 }
 
-}  // namespace
-}  // namespace halvexboard
+}  // namespace halvexboard::costsTest

@@ -8,7 +8,7 @@ extern "C" {
 #include "board/model/decimal.h"
 }
 
-namespace {
+namespace decimalTest {
 
 struct Reading {
     std::uint32_t used;
@@ -72,4 +72,4 @@ TEST(Decimal, CopiesNamesCutAndEnded) {
     EXPECT_STREQ(name, "abc");
 }
 
-}  // namespace
+}  // namespace decimalTest

@@ -7,8 +7,7 @@
 
 #include "board/wire/driver.h"
 
-namespace halvexboard {
-namespace {
+namespace halvexboard::driversTest {
 
 class Drivers : public BoardFixture {
 protected:
@@ -135,5 +134,4 @@ TEST_F(Drivers, ACallersErrorIsHandedBackUndone) {
     EXPECT_EQ(difference(kS, BOARD_CLOCK_FPGA), 0);
 }
 
-}  // namespace
-}  // namespace halvexboard
+}  // namespace halvexboard::driversTest

@@ -4,8 +4,7 @@
 
 #include "board/wire/driver.h"
 
-namespace halvexboard {
-namespace {
+namespace halvexboard::epochTest {
 
 class Epoch : public BoardFixture {
 protected:
@@ -175,5 +174,4 @@ TEST_F(Epoch, FerroxReportsTheInstantOfItsLastSignal) {
     EXPECT_EQ(of(BOARD_HAPPENING_EPOCH).at(0).truth.difference_ns[BOARD_CLOCK_FERROX], 0);
 }
 
-}  // namespace
-}  // namespace halvexboard
+}  // namespace halvexboard::epochTest

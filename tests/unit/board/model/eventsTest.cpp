@@ -4,8 +4,7 @@
 
 #include <cerrno>
 
-namespace halvexboard {
-namespace {
+namespace halvexboard::eventsTest {
 
 class Events : public BoardFixture {
 protected:
@@ -141,5 +140,4 @@ TEST_F(Events, ThatFitNothingAreRefused) {
     EXPECT_TRUE(of(BOARD_HAPPENING_EVENT).empty());
 }
 
-}  // namespace
-}  // namespace halvexboard
+}  // namespace halvexboard::eventsTest

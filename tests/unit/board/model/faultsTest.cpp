@@ -6,8 +6,7 @@
 
 #include "board/wire/ptp.h"
 
-namespace halvexboard {
-namespace {
+namespace halvexboard::faultsTest {
 
 class Faults : public BoardFixture {
 protected:
@@ -132,5 +131,4 @@ TEST_F(Faults, AddedBeyondTheirNumberOrWithoutATurnAreRefused) {
     EXPECT_EQ(board_add_fault(on(), &fault), -ENOSPC);
 }
 
-}  // namespace
-}  // namespace halvexboard
+}  // namespace halvexboard::faultsTest

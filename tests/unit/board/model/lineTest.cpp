@@ -7,7 +7,7 @@ extern "C" {
 #include "board/model/line.h"
 }
 
-namespace {
+namespace lineTest {
 
 constexpr std::uint64_t kYearNs = 365ULL * 86'400 * 1'000'000'000;
 __extension__ using Wide = __int128;
@@ -55,4 +55,4 @@ TEST(Line, ShiftsBothWays) {
     EXPECT_EQ(board_line_value(&line, 60), 15U);
 }
 
-}  // namespace
+}  // namespace lineTest

@@ -2,8 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 
-namespace halvexboard {
-namespace {
+namespace halvexboard::namesTest {
 
 using Names = BoardFixture;
 
@@ -65,5 +64,4 @@ TEST_F(Names, ClocksAndTargetsAreNamed) {
     EXPECT_STREQ(board_target_name(board_configuration(on()), BOARD_TARGET_INTERFACE(5)), "unknown");
 }
 
-}  // namespace
-}  // namespace halvexboard
+}  // namespace halvexboard::namesTest

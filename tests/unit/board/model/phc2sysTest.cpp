@@ -6,8 +6,7 @@
 
 #include "board/wire/timex.h"
 
-namespace halvexboard {
-namespace {
+namespace halvexboard::phc2sysTest {
 
 class Phc2sys : public BoardFixture {
 protected:
@@ -223,5 +222,4 @@ TEST_F(Phc2sys, ASuccessorIsNotDrivenByItsPredecessorsTimer) {
     EXPECT_EQ(stepsOfPhc2sys(), 1U);
 }
 
-}  // namespace
-}  // namespace halvexboard
+}  // namespace halvexboard::phc2sysTest

@@ -7,8 +7,7 @@
 #include "board/wire/ptp.h"
 #include "board/wire/timex.h"
 
-namespace halvexboard {
-namespace {
+namespace halvexboard::phcTest {
 
 class Phc : public BoardFixture {
 protected:
@@ -182,5 +181,4 @@ TEST_F(Phc, AResetTakesTheSystemTimeAndStopsStampingWithTheInterfaceUp) {
     EXPECT_EQ(function, BOARD_WIRE_PIN_EXTTS) << "the kernel's core is not notified";
 }
 
-}  // namespace
-}  // namespace halvexboard
+}  // namespace halvexboard::phcTest

@@ -7,7 +7,7 @@ extern "C" {
 #include "board/model/random.h"
 }
 
-namespace {
+namespace randomTest {
 
 board_random seeded(std::uint64_t seed, std::uint64_t stream) {
     board_random random;
@@ -50,4 +50,4 @@ TEST(Random, StaysBelowTheLimit) {
     EXPECT_EQ(board_random_below(&random, 0), 0U);
 }
 
-}  // namespace
+}  // namespace randomTest

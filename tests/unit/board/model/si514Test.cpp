@@ -4,8 +4,7 @@
 
 #include <cerrno>
 
-namespace halvexboard {
-namespace {
+namespace halvexboard::si514Test {
 
 class Si514 : public BoardFixture {
 protected:
@@ -73,5 +72,4 @@ TEST_F(Si514, IsENODEVWhenItsDriverIsGone) {
     EXPECT_EQ(show(), "error " + std::to_string(-ENODEV));
 }
 
-}  // namespace
-}  // namespace halvexboard
+}  // namespace halvexboard::si514Test

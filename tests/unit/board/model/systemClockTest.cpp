@@ -6,8 +6,7 @@
 
 #include "board/wire/timex.h"
 
-namespace halvexboard {
-namespace {
+namespace halvexboard::systemClockTest {
 
 class SystemClock : public BoardFixture {
 protected:
@@ -87,5 +86,4 @@ TEST_F(SystemClock, RunsAtTheFrequencyAndTickItIsGivenCutToTheKernelsLimits) {
     EXPECT_EQ(board_system_get_time(on(), 10 * kS), config.start_time_ns + 10 * kS + 6'000'000);
 }
 
-}  // namespace
-}  // namespace halvexboard
+}  // namespace halvexboard::systemClockTest

@@ -9,7 +9,7 @@
 
 using namespace boardtest;
 
-namespace {
+namespace boardCoreTest {
 
 class Faults : public BoardOn {};
 
@@ -78,4 +78,4 @@ TEST_F(Faults, TakeTheirTime) {
     EXPECT_GE(now(CLOCK_MONOTONIC) - before, 30 * kMillisecond);
 }
 
-}  // namespace
+}  // namespace boardCoreTest

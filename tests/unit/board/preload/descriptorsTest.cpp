@@ -7,7 +7,7 @@
 
 using namespace boardtest;
 
-namespace {
+namespace descriptorsTest {
 
 class Descriptors : public BoardOn {
 protected:
@@ -63,4 +63,4 @@ TEST_F(Descriptors, MeanNothingOnceTheyAreClosed) {
     EXPECT_EQ(write(again, "not a number", 12), 12) << "replaced by dup2";
 }
 
-}  // namespace
+}  // namespace descriptorsTest

@@ -12,7 +12,7 @@
 
 using namespace boardtest;
 
-namespace {
+namespace deviceFilesTest {
 
 class SwitchedOn : public BoardOn {
 protected:
@@ -203,4 +203,4 @@ TEST_F(Ptp, IsFoundThroughASocket) {
     EXPECT_EQ(errno, ENODEV);
 }
 
-}  // namespace
+}  // namespace deviceFilesTest

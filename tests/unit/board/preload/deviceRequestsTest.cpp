@@ -6,7 +6,7 @@
 
 using namespace boardtest;
 
-namespace {
+namespace deviceRequestsTest {
 
 class DriverNodes : public BoardOn {
 protected:
@@ -100,4 +100,4 @@ TEST_F(DriverNodes, CanBeMapped) {
     EXPECT_EQ(munmap(mapped, 4096), 0);
 }
 
-}  // namespace
+}  // namespace deviceRequestsTest

@@ -13,7 +13,7 @@
 using namespace boardtest;
 using namespace std::chrono_literals;
 
-namespace {
+namespace schedulerTest {
 
 class SchedulerRuns : public BoardOn {
 protected:
@@ -80,4 +80,4 @@ TEST_F(SchedulerRuns, MayDetachThreads) {
     EXPECT_EQ(done.load(), 20);
 }
 
-}  // namespace
+}  // namespace schedulerTest

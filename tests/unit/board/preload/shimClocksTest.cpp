@@ -8,7 +8,7 @@
 
 using namespace boardtest;
 
-namespace {
+namespace shimClocksTest {
 
 class Clocks : public BoardOn {
 protected:
@@ -79,4 +79,4 @@ TEST_F(Clocks, OfTheProcessorAreTheMachines) {
     EXPECT_LT(used.tv_sec, 60);
 }
 
-}  // namespace
+}  // namespace shimClocksTest

@@ -8,7 +8,7 @@
 
 using namespace boardtest;
 
-namespace {
+namespace shimProcessTest {
 
 class Children : public BoardOn {
 protected:
@@ -95,4 +95,4 @@ TEST_F(Children, ForkedFromHereLeaveTheBoardAlone) {
     EXPECT_EQ(board_->trace().size(), lines);
 }
 
-}  // namespace
+}  // namespace shimProcessTest

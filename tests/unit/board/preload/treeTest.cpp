@@ -13,7 +13,7 @@
 using namespace boardtest;
 using testing::ElementsAre;
 
-namespace {
+namespace treeTest {
 
 class Files : public BoardOn {
 protected:
@@ -150,4 +150,4 @@ TEST_F(Files, OfTheOscillatorRefuseWhatIsNoNumberAndWhatIsReadOnly) {
     EXPECT_EQ(errno, EACCES);
 }
 
-}  // namespace
+}  // namespace treeTest

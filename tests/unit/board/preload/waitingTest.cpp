@@ -20,7 +20,7 @@
 using namespace boardtest;
 using namespace std::chrono_literals;
 
-namespace {
+namespace waitingTest {
 
 class Waiting : public BoardOn {
 protected:
@@ -275,4 +275,4 @@ TEST_F(Waiting, OverTwentyMinutesOfTwoSecondWakesIsQuick) {
     EXPECT_LT(end.tv_sec - start.tv_sec, 5);
 }
 
-}  // namespace
+}  // namespace waitingTest

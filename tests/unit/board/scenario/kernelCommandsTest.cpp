@@ -6,8 +6,7 @@
 
 #include "board/scenario/scenario.h"
 
-namespace halvexboard {
-namespace {
+namespace halvexboard::kernelCommandsTest {
 
 std::vector<std::string> commandsOf(const std::string& scenario) {
     std::vector<std::string> lines;
@@ -48,5 +47,4 @@ TEST(KernelCommands, RefuseWhatTheKernelsBoardCannotBe) {
     EXPECT_THROW(commandsOf("[si514]\nppb_offset_text = \"x\"\n"), ScenarioError);
 }
 
-}  // namespace
-}  // namespace halvexboard
+}  // namespace halvexboard::kernelCommandsTest

@@ -6,8 +6,7 @@
 #include <cmath>
 #include <limits>
 
-namespace halvexboard {
-namespace {
+namespace halvexboard::quantityTest {
 
 TEST(Duration, ReadsEveryUnit) {
     EXPECT_EQ(parseDuration("7 ns"), 7);
@@ -53,5 +52,4 @@ TEST(Ppb, RefusesWhatIsNoRate) {
     EXPECT_EQ(ppbToPpt(-std::numeric_limits<double>::infinity()), std::nullopt);
 }
 
-}  // namespace
-}  // namespace halvexboard
+}  // namespace halvexboard::quantityTest

@@ -18,8 +18,7 @@
 #include "board/wire/ptp.h"
 #include "board/wire/timex.h"
 
-namespace halvexboard {
-namespace {
+namespace halvexboard::scenarioTest {
 
 board_config configOf(const std::string& text) { return parseScenario(text, "story.toml").config; }
 
@@ -407,5 +406,4 @@ TEST(ReadyMade, EveryOnePlaysToTheByteAsItAlwaysDid) {
         }
 }
 
-}  // namespace
-}  // namespace halvexboard
+}  // namespace halvexboard::scenarioTest

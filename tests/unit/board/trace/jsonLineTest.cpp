@@ -7,8 +7,7 @@
 #include <limits>
 #include <string>
 
-namespace halvexboard {
-namespace {
+namespace halvexboard::jsonLineTest {
 
 TEST(JsonLine, WritesEveryKindOfMember) {
     char buffer[512];
@@ -62,5 +61,4 @@ TEST(JsonLine, SaysNothingWhenItDoesNotFit) {
     EXPECT_EQ(line.finish(), 0U);
 }
 
-}  // namespace
-}  // namespace halvexboard
+}  // namespace halvexboard::jsonLineTest

@@ -15,8 +15,7 @@
 #include "board/wire/ptp.h"
 #include "tests/support/allocationCount.h"
 
-namespace halvexboard {
-namespace {
+namespace halvexboard::traceLineTest {
 
 /// A board that formats its happenings as lines.
 class TraceLine : public ::testing::Test {
@@ -237,5 +236,4 @@ TEST_F(TraceLine, ThatDoesNotFitIsNothing) {
     EXPECT_EQ(formatHappening(*on(), happening, small, sizeof small), 0U);
 }
 
-}  // namespace
-}  // namespace halvexboard
+}  // namespace halvexboard::traceLineTest

@@ -6,8 +6,7 @@
 #include <gtest/gtest.h>
 #include <sstream>
 
-namespace halvexboard {
-namespace {
+namespace halvexboard::traceSummaryTest {
 
 struct Clock {
     const char* name;
@@ -187,5 +186,4 @@ TEST(StretchOfATrace, NamesTheLogLineThatIsNotThere) {
     EXPECT_EQ(mistake({"last", "begin"}), "the trace has no log line \"begin\" after \"last\"");
 }
 
-}  // namespace
-}  // namespace halvexboard
+}  // namespace halvexboard::traceSummaryTest

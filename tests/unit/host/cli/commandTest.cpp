@@ -12,8 +12,7 @@
 #include "host/cli/usageError.h"
 #include "host/cli/verbTable.h"
 
-namespace halvexctl {
-namespace {
+namespace halvexctl::commandTest {
 
 std::vector<Command> read(std::vector<std::string> words, bool yes = false) {
     return readCommands(words, ReadingRules{verbs(), yes});
@@ -191,5 +190,4 @@ TEST(ReadCommands, TakesAVerbForHelp) {
     EXPECT_EQ(refusal({"help", "stpe"}), "there is no help on \"stpe\"; halvexctl --help lists the verbs");
 }
 
-}  // namespace
-}  // namespace halvexctl
+}  // namespace halvexctl::commandTest

@@ -15,8 +15,7 @@
 #include "host/errors/catalogue.h"
 #include "tests/tool/programRun.h"
 
-namespace halvexctl {
-namespace {
+namespace halvexctl::completionTest {
 
 using testing::Contains;
 using testing::ElementsAre;
@@ -158,5 +157,4 @@ TEST(Completion, OffersFilesWhereAFileIsDue) {
     EXPECT_THAT(completionsOf("halvexctl apply-metadata '" + file.substr(0, file.size() - 4) + "'"), ElementsAre(file));
 }
 
-}  // namespace
-}  // namespace halvexctl
+}  // namespace halvexctl::completionTest

@@ -6,8 +6,7 @@
 
 #include "host/cli/usageError.h"
 
-namespace halvexctl {
-namespace {
+namespace halvexctl::lineWordsTest {
 
 using Words = std::vector<std::string>;
 
@@ -31,5 +30,4 @@ TEST(CutWords, LeavesCommentsOut) {
 
 TEST(CutWords, RefusesAnOpenQuote) { EXPECT_THROW(cutWords("remark 'oh"), UsageError); }
 
-}  // namespace
-}  // namespace halvexctl
+}  // namespace halvexctl::lineWordsTest

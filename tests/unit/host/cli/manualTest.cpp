@@ -8,8 +8,7 @@
 #include "host/cli/verbTable.h"
 #include "tests/tool/programRun.h"
 
-namespace halvexctl {
-namespace {
+namespace halvexctl::manualTest {
 
 using testing::HasSubstr;
 
@@ -40,5 +39,4 @@ TEST(Manual, IsBuiltOfThePageAndTheLists) {
     EXPECT_EQ(builtPage().find('@'), std::string::npos);
 }
 
-}  // namespace
-}  // namespace halvexctl
+}  // namespace halvexctl::manualTest

@@ -9,8 +9,7 @@
 #include "host/cli/manual.h"
 #include "host/cli/verbTable.h"
 
-namespace halvexctl {
-namespace {
+namespace halvexctl::optionsTest {
 
 ReadOptions read(std::vector<const char*> arguments) {
     arguments.insert(arguments.begin(), "halvexctl");
@@ -95,5 +94,4 @@ TEST(ReadOptions, ShowsTheVersionOfTheProject) {
     EXPECT_EQ(read({"--version"}).text, "halvexctl " HALVEX_VERSION "\n");
 }
 
-}  // namespace
-}  // namespace halvexctl
+}  // namespace halvexctl::optionsTest

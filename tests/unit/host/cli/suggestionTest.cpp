@@ -6,8 +6,7 @@
 
 #include <array>
 
-namespace halvexctl {
-namespace {
+namespace halvexctl::suggestionTest {
 
 constexpr std::array<std::string_view, 4> kWords{"step", "get", "limits", "apply-metadata"};
 
@@ -32,5 +31,4 @@ TEST(Suggestion, CompletesTheBeginningOfAWord) {
 
 TEST(Suggestion, KeepsSilentWhenNothingIsNear) { EXPECT_EQ(suggestion("frobnicate", kWords), ""); }
 
-}  // namespace
-}  // namespace halvexctl
+}  // namespace halvexctl::suggestionTest

@@ -5,8 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace halvexctl {
-namespace {
+namespace halvexctl::clockSampleTest {
 
 using testing::HasSubstr;
 using testing::Not;
@@ -158,5 +157,4 @@ TEST(ShowSample, JsonHasEveryClock) {
     EXPECT_TRUE(json["phc2sysAlive"].is_null());
 }
 
-}  // namespace
-}  // namespace halvexctl
+}  // namespace halvexctl::clockSampleTest

@@ -4,8 +4,7 @@
 
 #include <gtest/gtest.h>
 
-namespace halvexctl {
-namespace {
+namespace halvexctl::crossReadingTest {
 
 TEST(DriftBetween, IsTheRateWithABoundFromBothReadings) {
     const CrossReading from{1'000'000'000, 0, 500};
@@ -20,5 +19,4 @@ TEST(MovedAgainstRaw, IsSignedAndWraps) {
     EXPECT_EQ(movedAgainstRawNs({~std::uint64_t{0}, 0, 0}, {9, 3, 0}), 7);
 }
 
-}  // namespace
-}  // namespace halvexctl
+}  // namespace halvexctl::crossReadingTest

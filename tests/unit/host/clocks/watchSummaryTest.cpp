@@ -7,8 +7,7 @@
 
 #include "host/clocks/metrics.h"
 
-namespace halvexctl {
-namespace {
+namespace halvexctl::watchSummaryTest {
 
 using testing::HasSubstr;
 using testing::Not;
@@ -119,5 +118,4 @@ TEST(Metrics, StayValidWhateverBytesAClocksNameHolds) {
                 HasSubstr("halvex_clock_difference_seconds{clock=\"a\\\"b\\\\c\\nd\"} 0.000000000\n"));
 }
 
-}  // namespace
-}  // namespace halvexctl
+}  // namespace halvexctl::watchSummaryTest

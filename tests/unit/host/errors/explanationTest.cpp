@@ -14,8 +14,7 @@
 #include "host/errors/catalogue.h"
 #include "tests/tool/programRun.h"
 
-namespace halvexctl {
-namespace {
+namespace halvexctl::explanationTest {
 
 using testing::HasSubstr;
 
@@ -155,5 +154,4 @@ TEST(Explain, RefusesWhatItDoesNotKnowWithASuggestion) {
     }
 }
 
-}  // namespace
-}  // namespace halvexctl
+}  // namespace halvexctl::explanationTest

@@ -4,8 +4,7 @@
 
 #include <gtest/gtest.h>
 
-namespace halvexctl {
-namespace {
+namespace halvexctl::informationTest {
 
 TEST(DescribeError, SaysCodeNameMessageAndPlace) {
     EXPECT_EQ(describeError(-52024, R"({"error_constant":"zuplaterr_communicationsFault","file":"f","line":7,)"
@@ -40,5 +39,4 @@ TEST(CodeInInformation, IsFoundByItsName) {
     EXPECT_EQ(codeInInformation("{}"), std::nullopt);
 }
 
-}  // namespace
-}  // namespace halvexctl
+}  // namespace halvexctl::informationTest

@@ -7,8 +7,7 @@
 
 #include <set>
 
-namespace halvexctl {
-namespace {
+namespace halvexctl::doctorTest {
 
 using testing::HasSubstr;
 
@@ -247,5 +246,4 @@ TEST(ChoiceOf, SaysWhenAnInterfaceEndsTheInitialisation) {
     EXPECT_EQ(choiceOf(facts).reason, facts.error);
 }
 
-}  // namespace
-}  // namespace halvexctl
+}  // namespace halvexctl::doctorTest

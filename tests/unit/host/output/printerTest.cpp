@@ -10,8 +10,7 @@
 #include "host/output/jsonPrinter.h"
 #include "host/output/textPrinter.h"
 
-namespace halvexctl {
-namespace {
+namespace halvexctl::printerTest {
 
 /// A stream that captures its output.
 class TextStream {
@@ -176,5 +175,4 @@ TEST_F(PrinterTest, JsonIsAnEmptyArrayWhenNothingHappened) {
     EXPECT_EQ(output_.text(), "[]\n");
 }
 
-}  // namespace
-}  // namespace halvexctl
+}  // namespace halvexctl::printerTest

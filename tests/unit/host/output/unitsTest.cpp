@@ -8,8 +8,7 @@
 
 #include "host/cli/usageError.h"
 
-namespace halvexctl {
-namespace {
+namespace halvexctl::unitsTest {
 
 std::string refusal(std::int64_t (*read)(std::string_view), std::string_view text) {
     try {
@@ -109,5 +108,4 @@ TEST(IsoTimeText, ShowsNanosecondsSince1970AsADate) {
     EXPECT_EQ(isoTimeText(std::numeric_limits<std::uint64_t>::max()), "2554-07-21T23:34:33.709551615Z");
 }
 
-}  // namespace
-}  // namespace halvexctl
+}  // namespace halvexctl::unitsTest

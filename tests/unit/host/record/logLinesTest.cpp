@@ -8,8 +8,7 @@
 
 #include "host/record/logLines.h"
 
-namespace halvexctl {
-namespace {
+namespace halvexctl::logLinesTest {
 
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -64,5 +63,4 @@ TEST(LogLines, MayComeFromManyThreads) {
     EXPECT_THAT(lines.take(), SizeIs(2'000));
 }
 
-}  // namespace
-}  // namespace halvexctl
+}  // namespace halvexctl::logLinesTest

@@ -5,8 +5,7 @@
 
 #include "host/record/sampleEvents.h"
 
-namespace halvexctl {
-namespace {
+namespace halvexctl::sampleEventsTest {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -117,5 +116,4 @@ TEST_F(SampleEvents, TellAtOnceOfWhatIsAmissFromTheBeginning) {
     EXPECT_THAT(names(eventsBetween(nullptr, sampleOf(down))), ElementsAre("link-down enp1s0 -"));
 }
 
-}  // namespace
-}  // namespace halvexctl
+}  // namespace halvexctl::sampleEventsTest

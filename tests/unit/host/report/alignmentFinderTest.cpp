@@ -5,8 +5,7 @@
 
 #include "host/report/alignmentFinder.h"
 
-namespace halvexctl {
-namespace {
+namespace halvexctl::alignmentFinderTest {
 
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -135,5 +134,4 @@ TEST_F(AlignmentRuns, ThatNeverEndCountAsNotAligned) {
     EXPECT_EQ(run.endedRawNs, 100);
 }
 
-}  // namespace
-}  // namespace halvexctl
+}  // namespace halvexctl::alignmentFinderTest

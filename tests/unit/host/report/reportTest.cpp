@@ -17,8 +17,7 @@
 #include "host/report/sources.h"
 #include "tests/tool/programRun.h"
 
-namespace halvexctl {
-namespace {
+namespace halvexctl::reportTest {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -306,5 +305,4 @@ TEST_F(Report, LeavesThePageAndNoOtherFileWhenTheDiskIsFull) {
     EXPECT_THAT(namesIn(directory_.path()), UnorderedElementsAre("record", "page.html"));
 }
 
-}  // namespace
-}  // namespace halvexctl
+}  // namespace halvexctl::reportTest

@@ -9,8 +9,7 @@
 
 #include "host/report/thinning.h"
 
-namespace halvexctl {
-namespace {
+namespace halvexctl::thinningTest {
 
 using testing::Contains;
 using testing::Le;
@@ -89,5 +88,4 @@ TEST(Table, FillsWhatAColumnDidNotHaveBeforeItAppeared) {
     EXPECT_EQ(table.find("three"), nullptr);
 }
 
-}  // namespace
-}  // namespace halvexctl
+}  // namespace halvexctl::thinningTest

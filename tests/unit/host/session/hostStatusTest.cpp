@@ -6,8 +6,7 @@
 
 #include <cstring>
 
-namespace halvexctl {
-namespace {
+namespace halvexctl::hostStatusTest {
 
 class ReallocJson : public testing::Test {
 protected:
@@ -74,5 +73,4 @@ TEST(HostStatus, IsFreshAgainAfterClear) {
     EXPECT_EQ(status.get()->capacity, 0u);
 }
 
-}  // namespace
-}  // namespace halvexctl
+}  // namespace halvexctl::hostStatusTest

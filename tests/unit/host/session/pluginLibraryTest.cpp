@@ -4,8 +4,7 @@
 
 #include <gtest/gtest.h>
 
-namespace halvexctl {
-namespace {
+namespace halvexctl::pluginLibraryTest {
 
 std::string refusal(const std::string& path) {
     try {
@@ -35,5 +34,4 @@ TEST(PluginLibrary, NamesTheFirstFunctionThatIsMissing) {
     EXPECT_EQ(refusal(INCOMPLETE_PLUGIN), INCOMPLETE_PLUGIN " is no timekeeper: it lacks zuqxmtk_getName");
 }
 
-}  // namespace
-}  // namespace halvexctl
+}  // namespace halvexctl::pluginLibraryTest

@@ -16,8 +16,7 @@
 #include "tests/support/libcHooks.h"
 #include "tests/unit/host/fakePlugin.h"
 
-namespace halvexctl {
-namespace {
+namespace halvexctl::sessionTest {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -455,5 +454,4 @@ TEST_F(SessionTest, CarriesNothingMoreOutOnceAStopIsRequested) {
     EXPECT_EQ(result(0).outcome, Outcome::skipped);
 }
 
-}  // namespace
-}  // namespace halvexctl
+}  // namespace halvexctl::sessionTest

@@ -9,7 +9,7 @@
 #include <stdexcept>
 #include <thread>
 
-namespace {
+namespace backgroundTaskTest {
 
 using halvexTimekeeper::startBackgroundTask;
 
@@ -63,4 +63,4 @@ TEST(BackgroundTask, BlocksEverySignalOnItsThreadAndNoneOnTheCallers) {
     }
 }
 
-}  // namespace
+}  // namespace backgroundTaskTest

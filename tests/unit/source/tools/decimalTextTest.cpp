@@ -9,7 +9,7 @@
 #include "source/tools/errnoText.h"
 #include "tests/support/allocationCount.h"
 
-namespace {
+namespace decimalTextTest {
 
 using halvexTimekeeper::DecimalText;
 using halvexTimekeeper::ErrnoText;
@@ -30,4 +30,4 @@ TEST(DecimalTextTest, AllocatesNothingAndNeitherDoesAnErrorText) {
     EXPECT_EQ(testsupport::countAllocations(), before);
 }
 
-}  // namespace
+}  // namespace decimalTextTest

@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <cstring>
 
-namespace {
+namespace errnoTextTest {
 
 using halvexTimekeeper::ErrnoText;
 
@@ -26,4 +26,4 @@ TEST(ErrnoTextTest, KeepsTheTextOfANumberThatTheSystemDoesNotKnow) {
     EXPECT_EQ(viewOf(another), "Unknown error -1");
 }
 
-}  // namespace
+}  // namespace errnoTextTest

@@ -17,8 +17,7 @@
 #include "tests/support/processCensus.h"
 #include "tests/support/raisedError.h"
 
-namespace halvexTimekeeper {
-namespace {
+namespace halvexTimekeeper::fileWrapperTest {
 
 using testsupport::libcHooks;
 using testsupport::makeError;
@@ -266,5 +265,4 @@ TEST(FileWrapperClass, HasAVirtualDestructorAndIsNotCopied) {
     static_assert(!std::is_copy_constructible_v<FileWrapper>);
 }
 
-}  // namespace
-}  // namespace halvexTimekeeper
+}  // namespace halvexTimekeeper::fileWrapperTest

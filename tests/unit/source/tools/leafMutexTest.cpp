@@ -12,7 +12,7 @@
 
 #include "tests/support/processCensus.h"
 
-namespace {
+namespace leafMutexTest {
 
 using halvexTimekeeper::LeafMutex;
 using testsupport::isAsleep;
@@ -57,4 +57,4 @@ TEST(LeafMutexTest, WakesWhoeverWaits) {
     EXPECT_TRUE(isDone);
 }
 
-}  // namespace
+}  // namespace leafMutexTest

@@ -13,8 +13,7 @@
 #include "tests/support/allocationCount.h"
 #include "tests/support/raisedError.h"
 
-namespace halvexTimekeeper {
-namespace {
+namespace halvexTimekeeper::linuxFunctionHelpersTest {
 
 using testsupport::makeError;
 using testsupport::raisedBy;
@@ -119,5 +118,4 @@ TEST(OsCallsTable, MakesSocketsControlsAndSelectsWithTheLinuxFunctions) {
     close(ends[1]);
 }
 
-}  // namespace
-}  // namespace halvexTimekeeper
+}  // namespace halvexTimekeeper::linuxFunctionHelpersTest

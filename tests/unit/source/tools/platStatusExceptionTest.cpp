@@ -8,8 +8,7 @@
 
 #include "tests/support/raisedError.h"
 
-namespace halvexTimekeeper {
-namespace {
+namespace halvexTimekeeper::platStatusExceptionTest {
 
 using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::PlatStatus;
 using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::setCode;
@@ -94,5 +93,4 @@ TEST(DriverMessageTest, IsCutAt64Characters) {
     EXPECT_EQ(DriverMessage(std::string(70, 'a'), "b").get(), std::string(64, 'a'));
 }
 
-}  // namespace
-}  // namespace halvexTimekeeper
+}  // namespace halvexTimekeeper::platStatusExceptionTest

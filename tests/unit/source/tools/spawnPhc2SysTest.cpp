@@ -16,8 +16,7 @@
 #include "tests/support/libcHooks.h"
 #include "tests/support/raisedError.h"
 
-namespace halvexTimekeeper {
-namespace {
+namespace halvexTimekeeper::spawnPhc2SysTest {
 
 using testsupport::libcHooks;
 using testsupport::makeError;
@@ -138,5 +137,4 @@ TEST(SpawnPhc2SysClass, HasAVirtualDestructorAndIsMadeByLaunchingAlone) {
     static_assert(!std::is_copy_constructible_v<SpawnPhc2Sys>);
 }
 
-}  // namespace
-}  // namespace halvexTimekeeper
+}  // namespace halvexTimekeeper::spawnPhc2SysTest

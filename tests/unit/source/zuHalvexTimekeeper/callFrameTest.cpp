@@ -24,7 +24,7 @@
 #include "tests/unit/source/zuHalvexTimekeeper/publishedTimekeeper.h"
 #include "zuerr/status.h"
 
-namespace {
+namespace callFrameTest {
 
 using halvexTimekeeper::g_monitorStatus;
 using halvexTimekeeper::g_monitorStatusMutex;
@@ -366,4 +366,4 @@ TEST_F(CancelledThread, UnwindsThroughTheFrameAndReportsNothing) {
     EXPECT_THAT(syslog_.getLines(), IsEmpty());
 }
 
-}  // namespace
+}  // namespace callFrameTest

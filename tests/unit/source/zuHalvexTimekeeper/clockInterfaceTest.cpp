@@ -10,8 +10,7 @@
 #include "source/zuHalvexTimekeeper/systemTimeClock.h"
 #include "tests/support/vtableSlot.h"
 
-namespace halvexTimekeeper {
-namespace {
+namespace halvexTimekeeper::clockInterfaceTest {
 
 using testsupport::vtableSlot;
 
@@ -30,5 +29,4 @@ TYPED_TEST(ClockSlots, AreNameTimeStepAndState) {
     EXPECT_EQ(vtableSlot(&TypeParam::isEnabled), 5U);
 }
 
-}  // namespace
-}  // namespace halvexTimekeeper
+}  // namespace halvexTimekeeper::clockInterfaceTest

@@ -14,7 +14,7 @@
 #include "tests/support/libcHooks.h"
 #include "zuerr/codes.h"
 
-namespace {
+namespace epochAlignmentTest {
 
 using halvexTimekeeper::EpochAlignment;
 using halvexTimekeeper::EpochDevices;
@@ -307,4 +307,4 @@ TEST_F(Alignment, OfSixtyFiveSlavesNeverEndsDoneSinceTwoShareABit) {
     EXPECT_THAT(text_, HasSubstr("\"errorInfo\":\"Failed to sync following slaves: \""));
 }
 
-}  // namespace
+}  // namespace epochAlignmentTest

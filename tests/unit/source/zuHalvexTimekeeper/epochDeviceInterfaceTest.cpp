@@ -9,8 +9,7 @@
 #include "source/zuHalvexTimekeeper/i210EpochDevice.h"
 #include "tests/support/vtableSlot.h"
 
-namespace halvexTimekeeper {
-namespace {
+namespace halvexTimekeeper::epochDeviceInterfaceTest {
 
 using testsupport::vtableSlot;
 
@@ -31,5 +30,4 @@ TYPED_TEST(EpochDeviceSlots, FollowThoseOfTheClock) {
     EXPECT_EQ(vtableSlot(&TypeParam::setHasBeenEpochAligned), 12U);
 }
 
-}  // namespace
-}  // namespace halvexTimekeeper
+}  // namespace halvexTimekeeper::epochDeviceInterfaceTest

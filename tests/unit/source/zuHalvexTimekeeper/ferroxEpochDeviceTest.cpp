@@ -10,8 +10,7 @@
 #include "tests/support/allocationCount.h"
 #include "tests/unit/source/zuHalvexTimekeeper/driverInterfaceTest.h"
 
-namespace halvexTimekeeper {
-namespace {
+namespace halvexTimekeeper::ferroxEpochDeviceTest {
 
 using testsupport::makeError;
 using testsupport::raisedBy;
@@ -190,5 +189,4 @@ TEST_F(FerroxDevice, IsOneClockHoweverItIsReached) {
     EXPECT_EQ(&asClock.getName(), &asEpochDevice.getName());
 }
 
-}  // namespace
-}  // namespace halvexTimekeeper
+}  // namespace halvexTimekeeper::ferroxEpochDeviceTest

@@ -12,8 +12,7 @@
 #include "tests/support/allocationCount.h"
 #include "tests/unit/source/zuHalvexTimekeeper/driverInterfaceTest.h"
 
-namespace halvexTimekeeper {
-namespace {
+namespace halvexTimekeeper::fpgaEpochDeviceTest {
 
 using testsupport::Bytes;
 using testsupport::bytesAt;
@@ -477,5 +476,4 @@ TEST_F(FpgaDevice, AsksItsOwnTimeThroughTheVirtualSlotWhetherItIsEnabled) {
     EXPECT_TRUE(driver.calls.empty());
 }
 
-}  // namespace
-}  // namespace halvexTimekeeper
+}  // namespace halvexTimekeeper::fpgaEpochDeviceTest

@@ -7,8 +7,7 @@
 #include "source/zuHalvexTimekeeper/si514FreqSteeringDevice.h"
 #include "tests/support/vtableSlot.h"
 
-namespace halvexTimekeeper {
-namespace {
+namespace halvexTimekeeper::freqSteeringDeviceInterfaceTest {
 
 using testsupport::vtableSlot;
 
@@ -27,5 +26,4 @@ TYPED_TEST(FreqSteeringDeviceSlots, HaveTheMaximumBeforeTheMinimum) {
     EXPECT_EQ(vtableSlot(&TypeParam::setCorrectionPerSecond), 6U);
 }
 
-}  // namespace
-}  // namespace halvexTimekeeper
+}  // namespace halvexTimekeeper::freqSteeringDeviceInterfaceTest

@@ -12,7 +12,7 @@
 #include "tests/support/raisedError.h"
 #include "tests/unit/source/zuHalvexTimekeeper/publishedTimekeeper.h"
 
-namespace {
+namespace halvexTimekeeperPluginTest {
 
 using halvexTimekeeper::g_monitorStatus;
 using halvexTimekeeper::g_timekeeper;
@@ -85,4 +85,4 @@ TEST_F(FramelessExports, LetTheNotInitialisedExceptionOut) {
     EXPECT_THAT(syslog_.getLines(), IsEmpty());
 }
 
-}  // namespace
+}  // namespace halvexTimekeeperPluginTest

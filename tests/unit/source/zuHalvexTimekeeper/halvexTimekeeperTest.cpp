@@ -20,7 +20,7 @@
 #include "tests/support/libcHooks.h"
 #include "tests/support/processCensus.h"
 
-namespace {
+namespace halvexTimekeeperTest {
 
 using halvexTimekeeper::EpochDevices;
 using halvexTimekeeper::HalvexTimekeeper;
@@ -449,4 +449,4 @@ TEST_F(Timekeeper, IsServicedSteppedSteeredAndReadByManyThreadsAtOnce) {
     EXPECT_THAT(syslog_.getTexts(LOG_ERR), IsEmpty());
 }
 
-}  // namespace
+}  // namespace halvexTimekeeperTest

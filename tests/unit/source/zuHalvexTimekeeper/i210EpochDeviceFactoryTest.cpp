@@ -16,8 +16,7 @@
 #include "tests/support/raisedError.h"
 #include "tests/unit/source/zuHalvexTimekeeper/fakeI210.h"
 
-namespace halvexTimekeeper {
-namespace {
+namespace halvexTimekeeper::i210EpochDeviceFactoryTest {
 
 using testsupport::failNth;
 using testsupport::libcHooks;
@@ -211,5 +210,4 @@ TEST_F(I210Discovery, LeavesNoDescriptorOfItsOwnOpen) {
     EXPECT_EQ(testsupport::countOpenDescriptors(), before);
 }
 
-}  // namespace
-}  // namespace halvexTimekeeper
+}  // namespace halvexTimekeeper::i210EpochDeviceFactoryTest

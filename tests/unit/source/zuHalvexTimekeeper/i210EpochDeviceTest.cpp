@@ -13,8 +13,7 @@
 #include "tests/support/raisedError.h"
 #include "tests/unit/source/zuHalvexTimekeeper/fakeI210.h"
 
-namespace halvexTimekeeper {
-namespace {
+namespace halvexTimekeeper::i210EpochDeviceTest {
 
 using testsupport::failNth;
 using testsupport::makeError;
@@ -495,5 +494,4 @@ TEST(I210EpochDeviceClass, ReachesItsClockOverOneVirtualBase) {
     EXPECT_EQ(clock.getTime(), 1'700'000'000'000'000'123U);
 }
 
-}  // namespace
-}  // namespace halvexTimekeeper
+}  // namespace halvexTimekeeper::i210EpochDeviceTest

@@ -13,8 +13,7 @@
 #include "tests/support/raisedError.h"
 #include "tests/unit/source/zuHalvexTimekeeper/fakeI210.h"
 
-namespace halvexTimekeeper::i210EpochHelpers {
-namespace {
+namespace halvexTimekeeper::i210EpochHelpers::i210EpochHelpersTest {
 
 using testsupport::failNth;
 using testsupport::makeError;
@@ -355,5 +354,4 @@ TEST(I210EpochHelpersOnTheKernel, MonitorADescriptorOf3000) {
               makeError(communicationsFault(97), "Failed to monitor pipe. Got error Bad file descriptor"));
 }
 
-}  // namespace
-}  // namespace halvexTimekeeper::i210EpochHelpers
+}  // namespace halvexTimekeeper::i210EpochHelpers::i210EpochHelpersTest

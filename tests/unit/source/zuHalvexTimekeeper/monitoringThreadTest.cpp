@@ -13,7 +13,7 @@
 #include "tests/support/libcHooks.h"
 #include "zuerr/status.h"
 
-namespace {
+namespace monitoringThreadTest {
 
 using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::PlatStatus;
 using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tEvent;
@@ -179,4 +179,4 @@ TEST_F(MonitoringThread, ReportsAWaitThatFailsAndServicesNothingInThatPass) {
                                                 "\"synchronization\"")));
 }
 
-}  // namespace
+}  // namespace monitoringThreadTest

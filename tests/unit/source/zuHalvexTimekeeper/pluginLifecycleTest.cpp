@@ -17,8 +17,7 @@
 #include "tests/unit/source/zuHalvexTimekeeper/fakeI210.h"
 #include "tests/unit/source/zuHalvexTimekeeper/publishedTimekeeper.h"
 
-namespace halvexTimekeeper {
-namespace {
+namespace halvexTimekeeper::pluginLifecycleTest {
 
 using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::PlatStatus;
 using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tEvent;
@@ -213,5 +212,4 @@ TEST_F(WakeUp, DoesNotFollowMetadataOfACallerWhoseStatusHoldsAnError) {
     EXPECT_THAT(timekeeper_->journal, IsEmpty()) << "the timekeeper keeps its previous metadata";
 }
 
-}  // namespace
-}  // namespace halvexTimekeeper
+}  // namespace halvexTimekeeper::pluginLifecycleTest

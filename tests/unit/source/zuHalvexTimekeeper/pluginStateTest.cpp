@@ -7,7 +7,7 @@
 #include "tests/support/raisedError.h"
 #include "tests/unit/source/zuHalvexTimekeeper/publishedTimekeeper.h"
 
-namespace {
+namespace pluginStateTest {
 
 using halvexTimekeeper::checkInitialized;
 
@@ -24,4 +24,4 @@ TEST_F(SharedTimekeeper, IsAnErrorOfItsOwnWhenThereIsNone) {
                   kSite, "zuqxmtk_initialize was not called or did not successfully initialize the timekeeper."));
 }
 
-}  // namespace
+}  // namespace pluginStateTest

@@ -26,8 +26,7 @@
 #include "tests/support/processCensus.h"
 #include "tests/support/raisedError.h"
 
-namespace halvexTimekeeper {
-namespace {
+namespace halvexTimekeeper::si514FreqSteeringDeviceTest {
 
 using testsupport::libcHooks;
 using testsupport::makeError;
@@ -491,5 +490,4 @@ TEST_F(Si514FreqSteeringDeviceTest, ChangesNothingOfTheHostsLocale) {
     EXPECT_EQ(before, setlocale(LC_ALL, nullptr));
 }
 
-}  // namespace
-}  // namespace halvexTimekeeper
+}  // namespace halvexTimekeeper::si514FreqSteeringDeviceTest

@@ -16,8 +16,7 @@
 #include "tests/support/osCallGuard.h"
 #include "tests/support/raisedError.h"
 
-namespace halvexTimekeeper {
-namespace {
+namespace halvexTimekeeper::systemTimeClockTest {
 
 using testsupport::libcHooks;
 using testsupport::makeError;
@@ -230,5 +229,4 @@ TEST_F(SystemTimeClockWithPhc2Sys, FailsToBeMadeWhenItDoesNotStart) {
     EXPECT_TRUE(signals.empty());
 }
 
-}  // namespace
-}  // namespace halvexTimekeeper
+}  // namespace halvexTimekeeper::systemTimeClockTest

@@ -8,7 +8,7 @@
 
 #include "zuerr/exception.h"
 
-namespace {
+namespace timeDifferenceTest {
 
 using halvexTimekeeper::QxmTimestamp;
 using halvexTimekeeper::timeDifferenceNs;
@@ -31,4 +31,4 @@ TEST(TimeDifference, ReachesBothEndsOf64SignedBitsAndFailsBeyond) {
     EXPECT_THROW(timeDifferenceNs(kLatest, 0), zuerr::Exception);
 }
 
-}  // namespace
+}  // namespace timeDifferenceTest

@@ -11,8 +11,7 @@
 #include "tests/support/numericLocale.h"
 #include "tests/support/raisedError.h"
 
-namespace halvexTimekeeper {
-namespace {
+namespace halvexTimekeeper::timeReferenceMetadataTest {
 
 using testsupport::raisedBy;
 using testsupport::RaisedError;
@@ -288,5 +287,4 @@ TEST_F(TimeReferenceMetadata, ReadsTheUtcOffsetUnderALocaleThatWritesAComma) {
     EXPECT_EQ(selection.utcOffset, INT32_MAX);
 }
 
-}  // namespace
-}  // namespace halvexTimekeeper
+}  // namespace halvexTimekeeper::timeReferenceMetadataTest

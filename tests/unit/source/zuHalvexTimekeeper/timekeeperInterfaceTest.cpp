@@ -7,8 +7,7 @@
 #include "source/zuHalvexTimekeeper/halvexTimekeeper.h"
 #include "tests/support/vtableSlot.h"
 
-namespace halvexTimekeeper {
-namespace {
+namespace halvexTimekeeper::timekeeperInterfaceTest {
 
 using testsupport::vtableSlot;
 
@@ -32,5 +31,4 @@ TYPED_TEST(TimekeeperSlots, HaveTheMaximumBeforeTheMinimum) {
     EXPECT_EQ(vtableSlot(&TypeParam::serviceEpochDevices), 11U);
 }
 
-}  // namespace
-}  // namespace halvexTimekeeper
+}  // namespace halvexTimekeeper::timekeeperInterfaceTest

@@ -8,7 +8,7 @@
 
 #include "source/tools/linuxFunctionHelpers.h"
 
-namespace {
+namespace osCallGuardTest {
 
 using halvexTimekeeper::osCalls;
 using testsupport::failFrom;
@@ -95,4 +95,4 @@ TEST_F(OsCallGuardTest, WorksOnEveryEntryOfTheTable) {
     EXPECT_EQ(osCalls().select(0, nullptr, nullptr, nullptr, nullptr), -1);
 }
 
-}  // namespace
+}  // namespace osCallGuardTest

@@ -12,7 +12,7 @@
 #include <latch>
 #include <thread>
 
-namespace {
+namespace processCensusTest {
 
 using testsupport::countOpenDescriptors;
 using testsupport::countThreads;
@@ -56,4 +56,4 @@ TEST(ProcessCensus, DoesNotCountAJoinedThreadThatIsStillListed) {
 }
 #endif
 
-}  // namespace
+}  // namespace processCensusTest

@@ -13,7 +13,7 @@
 #include "zuerr/codes.h"
 #include "zuerr/status.h"
 
-namespace {
+namespace exception_errStatusTest {
 
 using testsupport::makeError;
 using testsupport::StatusHolder;
@@ -117,4 +117,4 @@ TEST(CopyOfTheCurrentException, ConvertsAForeignOne) {
     }
 }
 
-}  // namespace
+}  // namespace exception_errStatusTest

@@ -13,8 +13,7 @@
 #include "tests/support/libcHooks.h"
 #include "tests/support/processCensus.h"
 
-namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000 {
-namespace {
+namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tEventTest {
 
 using testsupport::isAsleep;
 using testsupport::libcHooks;
@@ -223,5 +222,4 @@ TEST_F(TEvent, AWarningInTheStatusDoesNotStopTheWait) {
     EXPECT_EQ(status.code, -52007);
 }
 
-}  // namespace
-}  // namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000
+}  // namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tEventTest

@@ -7,8 +7,7 @@
 #include <climits>
 #include <map>
 
-namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000 {
-namespace {
+namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000::errnoTableTest {
 
 // By number: the table under test uses names.
 const std::map<int, int> kCodes = {
@@ -30,5 +29,4 @@ TEST(ErrnoTable, GivesAnErrnoOutsideTheTableTheCodeOfASystemFault) {
     for (const int error : {131, 132, 133, 4095, INT_MAX, -1, INT_MIN}) EXPECT_EQ(codeFromErrno(error), -52008);
 }
 
-}  // namespace
-}  // namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000
+}  // namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000::errnoTableTest

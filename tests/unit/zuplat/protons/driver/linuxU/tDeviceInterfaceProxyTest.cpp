@@ -15,8 +15,7 @@
 #include "tests/support/libcHooks.h"
 #include "tests/support/vtableSlot.h"
 
-namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000 {
-namespace {
+namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tDeviceInterfaceProxyTest {
 
 using testsupport::libcHooks;
 using testsupport::vtableSlot;
@@ -369,5 +368,4 @@ TEST_F(DeviceInterfaceProxy, UnmapsAMappingOnceAndWhateverTheStatus) {
     EXPECT_EQ(mapping.address, nullptr);
 }
 
-}  // namespace
-}  // namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000
+}  // namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tDeviceInterfaceProxyTest

@@ -11,8 +11,7 @@
 #include "tests/support/libcHooks.h"
 #include "tests/support/processCensus.h"
 
-namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000 {
-namespace {
+namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000::linuxDevEnumHelperTest {
 
 using testsupport::libcHooks;
 
@@ -152,5 +151,4 @@ TEST_F(InterfaceFile, ThatCannotBeReadIsAFaultOfTheCommunication) {
     EXPECT_EQ(status.line, 53U);
 }
 
-}  // namespace
-}  // namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000
+}  // namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000::linuxDevEnumHelperTest

@@ -10,8 +10,7 @@
 
 #include "tests/support/libcHooks.h"
 
-namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000 {
-namespace {
+namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tDeviceInterfaceIteratorTest {
 
 using testsupport::libcHooks;
 
@@ -215,5 +214,4 @@ TEST_F(DeviceInterfaceIterator, IsReleasedByItsGuardAlsoWhenAnExceptionPasses) {
     libcHooks().globfree = nullptr;
 }
 
-}  // namespace
-}  // namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000
+}  // namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tDeviceInterfaceIteratorTest
