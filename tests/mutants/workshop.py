@@ -26,7 +26,7 @@ class Workshop:
         if not (self.build / "build.ninja").exists():
             launcher = ["-DCMAKE_CXX_COMPILER_LAUNCHER=ccache", "-DCMAKE_C_COMPILER_LAUNCHER=ccache"]
             subprocess.run(["cmake", "-G", "Ninja", "-S", self.root, "-B", self.build, "-DCMAKE_BUILD_TYPE=Mutants",
-                            "-DCMAKE_CXX_FLAGS_MUTANTS=-O1", "-DCMAKE_C_FLAGS_MUTANTS=-O1"]
+                            "-DCMAKE_UNITY_BUILD=OFF", "-DCMAKE_CXX_FLAGS_MUTANTS=-O1", "-DCMAKE_C_FLAGS_MUTANTS=-O1"]
                            + (launcher if shutil.which("ccache") else []), check=True, stdout=subprocess.DEVNULL)
         subprocess.run(["cmake", "--build", self.build, "--target", *targets], check=True, stdout=subprocess.DEVNULL)
         shutil.rmtree(self.scratch, ignore_errors=True)

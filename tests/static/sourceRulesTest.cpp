@@ -221,6 +221,27 @@ TEST(UnitTests, AreThereForEveryUnitOfTheProduct) {
     }
 }
 
+TEST(TestPrograms, ThatScriptsNameAreBuilt) {
+#ifdef HALVEX_THREAD_SANITIZER
+    GTEST_SKIP() << "programs on the preloaded board are left out under the thread sanitizer";
+#endif
+    static const std::regex kProgram(R"(\b\w+(Test|Replay)\b)");
+    const std::string targets = fileContents(fs::path(HALVEX_BINARY_DIR) / "build.ninja");
+    Names named;
+    for (const std::string script : {"tests/mutants/jury.py", "tests/mutants/run", "tests/coverage/run"}) {
+        const std::string text = fileContents(kRoot / script);
+        for (std::sregex_iterator match(text.begin(), text.end(), kProgram), end; match != end; ++match) {
+            named.push_back(match->str());
+            EXPECT_NE(targets.find("\nbuild " + named.back() + ": phony"), std::string::npos)
+                << script << " names " << named.back() << ", which is not built";
+        }
+    }
+    for (const std::string folder : {"zuerr", "zuplat", "zujsonlh", "interfaces", "source", "tests"}) {
+        EXPECT_EQ(std::count(named.begin(), named.end(), folder + "Test"), 2)
+            << folder << "Test: once in jury.py, once in coverage/run";
+    }
+}
+
 TEST(Sources, SayInTheirFirstLineWhatTheyAre) {
     for (const std::string folder :
          {"zuerr", "zuplat", "zujsonlh", "interfaces", "source", "include", "board", "host", "tests"}) {
