@@ -37,6 +37,9 @@ private:
 enum class Lane { verbs, calls, steps, events, log };
 enum class Level { info, good, warning, error };
 
+/// The level of a line of the log: the path of the oscillator comes as an error at each start, and is none.
+Level levelOfLogLine(Level ofItsPriority, std::string_view text);
+
 /// An event at an instant, or over an interval.
 struct Mark {
     std::int64_t rawNs = 0;

@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 
 #include <limits>
+#include <utility>
 
+#include "host/output/units.h"
 #include "host/report/alignmentFinder.h"
 #include "host/report/jsonLines.h"
 #include "host/report/sources.h"
@@ -61,6 +63,7 @@ private:
         chronicle_.title = title;
         alignments_ = AlignmentFinder{};
         reference_.reset();
+        steppedNs_ = alignedNs_ = lastSampleNs_ = sampleBeforeNs_ = std::nullopt;
         rememberSystemTime(line);
     }
 
@@ -73,6 +76,7 @@ private:
 
     void sample(const json& line) {
         const std::int64_t rawNs = line.at("rawNs");
+        sampleBeforeNs_ = std::exchange(lastSampleNs_, rawNs);
         rememberSystemTime(line);
         const std::string reference = line.at("reference");
         if (reference_ != reference) {
@@ -101,6 +105,9 @@ private:
         mark.text =
             fmt::format("{}({})", line.at("function").get<std::string>(), line.at("arguments").get<std::string>());
         mark.detail = line.at("result");
+        if (code == 0 && line.at("function") == "zuqxmtk_snapTime") {
+            steppedNs_ = mark.rawNs;
+        }
         chronicle_.marks.push_back(std::move(mark));
     }
 
@@ -115,17 +122,29 @@ private:
 
     void log(const json& line) {
         Mark mark = markOf(line, Lane::log);
-        mark.level = levelOfPriority(line.at("priority"));
         mark.text = line.at("text");
+        mark.level = levelOfLogLine(levelOfPriority(line.at("priority")), mark.text);
         alignments_.logLine(mark.rawNs, mark.text);
+        if (mark.text.starts_with("Successfully aligned all timekeeping elements")) {
+            alignedNs_ = mark.rawNs;
+        }
         chronicle_.marks.push_back(std::move(mark));
     }
 
     void event(const json& line) {
         Mark mark = markOf(line, Lane::events);
-        mark.level = line.at("good").get<bool>() ? Level::good : Level::warning;
+        mark.level = line.at("good").get<bool>()               ? Level::good
+                     : isOfAStep(mark.rawNs, line.at("event")) ? Level::info
+                                                               : Level::warning;
         mark.text = line.at("text");
         chronicle_.marks.push_back(std::move(mark));
+    }
+
+    /// Whether a step of the host explains the event: from the step to the first sample after its alignment.
+    bool isOfAStep(std::int64_t rawNs, const std::string& event) const {
+        constexpr std::int64_t kLongestNs = 10 * kNsPerSecond;  // an alignment that takes longer is worth a warning
+        return (event == "clock-away" || event == "clock-jumped") && steppedNs_ && rawNs - *steppedNs_ <= kLongestNs &&
+               (alignedNs_ < steppedNs_ || alignedNs_ > sampleBeforeNs_);
     }
 
     static Mark markOf(const json& line, Lane lane) {
@@ -139,6 +158,7 @@ private:
     Chronicle& chronicle_;
     AlignmentFinder alignments_;
     std::optional<std::string> reference_;
+    std::optional<std::int64_t> steppedNs_, alignedNs_, lastSampleNs_, sampleBeforeNs_;
     std::uint64_t sessions_ = 0;
 };
 

@@ -200,11 +200,8 @@ private:
     void log(const json& line) {
         const int priority = line.at("priority");
         const std::string text = line.at("text");
-        mark(Lane::log,
-             priority <= LOG_ERR       ? Level::error
-             : priority == LOG_WARNING ? Level::warning
-                                       : Level::info,
-             text, "");
+        const Level level = priority <= LOG_ERR ? Level::error : priority == LOG_WARNING ? Level::warning : Level::info;
+        mark(Lane::log, levelOfLogLine(level, text), text, "");
         alignments_.logLine(rawNs_, text);
     }
 

@@ -108,6 +108,38 @@ TEST_F(Report, ReadsCallsVerbsLogLinesAndEventsAsMarks) {
     EXPECT_EQ(chronicle.marks[3].level, Level::good);
 }
 
+TEST_F(Report, WarnsOfNothingThatAStepOfTheHostExplains) {
+    const std::string step =
+        R"({"kind":"call","rawNs":1500,"endedRawNs":1600,"function":"zuqxmtk_snapTime","arguments":"+5 ns","result":"done","code":0,"information":""})";
+    const auto event = [](std::int64_t rawNs, const std::string& what) {
+        return R"({"kind":"event","rawNs":)" + std::to_string(rawNs) + R"(,"systemNs":1,"event":")" + what +
+               R"(","subject":"enp1s0","good":false,"text":"it"})";
+    };
+    const std::string aligned = logAt(3'500, "Successfully aligned all timekeeping elements after 2 iterations.");
+    const std::int64_t tooLate = 1'500 + 10'000'000'001;
+    const auto levels = [this](const std::vector<std::string>& lines) {
+        std::vector<Level> found;
+        for (const Mark& mark : recordOf(lines).marks) {
+            if (mark.text == "it") {
+                found.push_back(mark.level);
+            }
+        }
+        return found;
+    };
+    EXPECT_THAT(levels({kStart, sampleAt(1'000, 0), step, sampleAt(2'000, 0), event(2'000, "clock-jumped"),
+                        event(2'000, "clock-away"), event(2'000, "link-down"), aligned, sampleAt(4'000, 0),
+                        event(4'000, "clock-jumped"), sampleAt(5'000, 0), event(5'000, "clock-jumped")}),
+                ElementsAre(Level::info, Level::info, Level::warning, Level::info, Level::warning));
+    EXPECT_THAT(levels({kStart, sampleAt(2'000, 0), event(2'000, "clock-jumped"), step, sampleAt(tooLate, 0),
+                        event(tooLate, "clock-away")}),
+                ElementsAre(Level::warning, Level::warning));
+}
+
+TEST_F(Report, TakesThePathOfTheOscillatorForNoError) {
+    const Chronicle chronicle = recordOf({kStart, logAt(6, "smbusPath: /sys/bus/i2c/drivers/si514/0-0055/")});
+    EXPECT_EQ(chronicle.marks.at(0).level, Level::info);
+}
+
 TEST_F(Report, ShowsTheLastSessionOfARecordThatHoldsSeveral) {
     const Chronicle chronicle = recordOf({kStart, sampleAt(9'000, 1), logAt(1, "old"), kStart, sampleAt(2'000, 2)});
     EXPECT_THAT(chronicle.measured.instantsNs(), ElementsAre(2'000));
