@@ -4,7 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <map>
 #include <nlohmann/json.hpp>
+#include <regex>
 #include <sstream>
 
 #include "tests/tool/programRun.h"
@@ -71,6 +75,55 @@ TEST_F(RecordOnBoard, KeepsVerbsAndCallsWithTheirResultsAndTimes) {
     EXPECT_THAT(texts("verb", "verb"), testing::ElementsAre("freq", "wait", "expect-error", "get"));
     EXPECT_EQ(lines("verb").back()["outcome"], "failed");
     EXPECT_EQ(lines("end").at(0)["exitCode"], 3);
+}
+
+/// The true differences of each clock from the master, by the raw time of the record.
+std::map<std::string, std::map<std::int64_t, std::int64_t>> truthsOf(const std::string& trace) {
+    constexpr std::int64_t kRawAtStartNs = 1'000'000'000'000;
+    std::map<std::string, std::map<std::int64_t, std::int64_t>> truths;
+    std::istringstream text(trace);
+    for (std::string row; std::getline(text, row);) {
+        const json line = json::parse(row);
+        if (line["kind"] != "epoch" && line["kind"] != "truth") {
+            continue;
+        }
+        for (const auto& [name, clock] : line["clocks"].items()) {
+            truths[name == "system" ? "CLOCK_REALTIME" : name][kRawAtStartNs + line["raw_ns"].get<std::int64_t>()] =
+                clock["difference_ns"];
+        }
+    }
+    return truths;
+}
+
+TEST_F(RecordOnBoard, MeasuresWhatIsTrueWithinThePrintedBoundInEveryScenario) {
+    for (const auto& file : std::filesystem::directory_iterator(HALVEX_SOURCE_DIR "/board/scenarios")) {
+        SCOPED_TRACE(file.path());
+        std::filesystem::remove(record());
+        const std::string scenario = directory_ / "scenario.toml";
+        std::ofstream(scenario) << "truth_interval = \"10 ms\"\n"
+                                << std::regex_replace(fileContents(file.path()), std::regex("truth_interval.*\n"), "");
+        run({"record", record(), "info", "wait", "20s"}, scenario);
+        const auto truths = truthsOf(fileContents(directory_ / "trace"));
+        std::size_t compared = 0;
+        for (const json& sample : lines("sample")) {
+            for (const json& clock : sample["clocks"]) {
+                const auto truth = truths.find(clock["name"]);
+                if (sample["reference"] != "master" || truth == truths.end() || clock["differenceNs"].is_null()) {
+                    continue;
+                }
+                const auto after = truth->second.lower_bound(sample["rawNs"]);
+                if (after == truth->second.begin() || after == truth->second.end()) {
+                    continue;
+                }
+                const auto [low, high] = std::minmax(std::prev(after)->second, after->second);
+                const std::int64_t boundNs = clock["boundNs"];
+                EXPECT_GE(clock["differenceNs"], low - boundNs) << clock << sample["timeIso"];
+                EXPECT_LE(clock["differenceNs"], high + boundNs) << clock << sample["timeIso"];
+                ++compared;
+            }
+        }
+        EXPECT_GE(compared, 10U) << output_;
+    }
 }
 
 TEST_F(RecordOnBoard, SamplesEverySecondThatVerbsWait) {
