@@ -74,7 +74,7 @@ ssize_t readEvents(DeviceCall& call, OpenFile& file, void* buffer, std::size_t s
 }
 
 ssize_t readText(DeviceCall& call, OpenFile& file, void* buffer, std::size_t size) noexcept {
-    // As in the kernel, a read from the start renders the attribute anew; other reads continue.
+    // As in the kernel, a read from the start renders the attribute again; other reads continue.
     if (file.offset == 0) {
         const int rendered = renderContent(file, call.rawNs());
         if (rendered < 0) {

@@ -35,7 +35,7 @@ public:
     LinkedBoard(const LinkedBoard&) = delete;
     LinkedBoard& operator=(const LinkedBoard&) = delete;
 
-    /// Restarts the board in its initial state; the trace starts anew and old descriptors are dead.
+    /// Restarts the board in its initial state; the trace starts empty and old descriptors are dead.
     void reset();
     void reset(std::uint64_t seed);
 

@@ -1,4 +1,4 @@
-// Behaviour that looks wrong and is required: one test each, so that nobody repairs it unnoticed.
+// Behaviour that looks wrong and is required: one test each, so that no repair goes unnoticed.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <gtest/gtest.h>
 

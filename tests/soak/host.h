@@ -48,7 +48,7 @@ private:
     void initializeAnew();
     void setClocksThatRanAway();
     /// Takes interfaces down and up, stops and restarts the FPGA, with their clocks moved meanwhile: the library must
-    /// align them unasked.
+    /// align them without a call.
     void flapEverything();
     void expectAligned(const char* when);
     void expectSystemClockFollows();
