@@ -30,7 +30,7 @@ std::uint64_t seedOf(const std::string& text) {
     std::uint64_t seed = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seed);
     if (error != std::errc{} || end != text.data() + text.size())
-        throw CLI::ValidationError("--seed", "wants a number from 0 to 18446744073709551615, not " + text);
+        throw CLI::ValidationError("--seed", "must be a number from 0 to 18446744073709551615, not " + text);
     return seed;
 }
 
@@ -95,7 +95,7 @@ Options parseRun(std::vector<std::string> words) {
     const bool hasCommand = !options.command.empty();  // then "--" is one of its arguments
     options.command.insert(options.command.end(), command.begin() + (hasCommand || command.empty() ? 0 : 1),
                            command.end());
-    if (options.command.empty()) throw UsageError("run wants a command: halvexboard run -- COMMAND [ARGUMENT...]");
+    if (options.command.empty()) throw UsageError("run needs a command: halvexboard run -- COMMAND [ARGUMENT...]");
     return options;
 }
 
@@ -105,7 +105,7 @@ Options parseSummary(std::vector<std::string> words) {
     app.allow_extras();
     declareSummary(app, options);
     if (!parse(app, std::move(words))) return {};
-    if (app.remaining().size() != 1) throw UsageError("summary wants one trace: halvexboard summary [OPTION...] TRACE");
+    if (app.remaining().size() != 1) throw UsageError("summary needs one trace: halvexboard summary [OPTION...] TRACE");
     options.action = Options::Action::summary;
     options.summaryOf = app.remaining().front();
     return options;
@@ -127,7 +127,7 @@ Options parseOptions(const std::vector<std::string>& arguments) {
     if (action == "--help" || action == "-h" || action == "help") return {};
     if (action == "run") return parseRun({arguments.begin() + 1, arguments.end()});
     if (action == "summary") return parseSummary({arguments.begin() + 1, arguments.end()});
-    throw UsageError("wants run or summary first" + (action.empty() ? action : ", not " + action) + kHelpIsThere);
+    throw UsageError("run or summary must come first" + (action.empty() ? action : ", not " + action) + kHelpIsThere);
 }
 
 }  // namespace halvexboard

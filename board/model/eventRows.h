@@ -34,7 +34,7 @@
 	ROW(JUMP, "jump", BOARD_AIM_CLOCK, jump, KEY("by", BOARD_UNIT_DURATION, -INT64_MAX, INT64_MAX, REQUIRED))    \
 	ROW(CRYSTAL, "crystal", BOARD_AIM_BOARD | BOARD_AIM_SYSTEM, crystal,                                         \
 	    KEY("crystal_error_ppb", BOARD_UNIT_PPB, -1000000000, 1000000000, REQUIRED))                             \
-	/* an epoch pulse nobody asked for */                                                                        \
+	/* an unsolicited epoch pulse */                                                                             \
 	ROW(PULSE, "pulse", BOARD_AIM_ANYTHING, pulse, NO_KEYS)                                                      \
 	/* from now on at every whole second of Ferrox, or no longer */                                              \
 	ROW(PULSE_EVERY_SECOND, "pulse_every_second", BOARD_AIM_FERROX, pulse_every_second,                          \

@@ -16,14 +16,14 @@ int readTarget(TableReader& reader, const board_config& config) {
     const std::string name = reader.text("target", "");
     if (!reader.has("target")) return BOARD_TARGET_ANY;
     const auto target = targetNamed(config, name);
-    if (!target) reader.refuse("target", "'" + name + "' is no part of the board");
+    if (!target) reader.refuse("target", "'" + name + "' is not part of the board");
     return *target;
 }
 
 board_call_kind readCallKind(TableReader& reader) {
     const std::string name = reader.text("call", "any");
     const auto kind = callKindNamed(name);
-    if (!kind) reader.refuse("call", "'" + name + "' is no call the board takes part in");
+    if (!kind) reader.refuse("call", "'" + name + "' is not a call of the board");
     return *kind;
 }
 
@@ -37,7 +37,7 @@ bool readRequest(TableReader& reader, int target, std::uint32_t& detail) {
     }
     const std::string name = reader.text("request", "");
     const auto request = requestNamed(target, name);
-    if (!request) reader.refuse("request", "'" + name + "' is no request of that target");
+    if (!request) reader.refuse("request", "'" + name + "' is not a request of that target");
     detail = *request;
     return true;
 }
@@ -48,14 +48,14 @@ std::int32_t readError(TableReader& reader) {
     if (found->is_integer()) return static_cast<std::int32_t>(reader.integer("error", 0, 1, 4095));
     const std::string name = reader.text("error", "");
     const auto error = errnoNamed(name);
-    if (!error) reader.refuse("error", "'" + name + "' is no errno");
+    if (!error) reader.refuse("error", "'" + name + "' is not an errno");
     return *error;
 }
 
 std::uint32_t readTimes(TableReader& reader) {
     const toml::node* const found = reader.node("times");
     if (found != nullptr && found->is_string()) {
-        if (reader.text("times", "") != "forever") reader.refuse("times", "wants a number or \"forever\"");
+        if (reader.text("times", "") != "forever") reader.refuse("times", "must be a number or \"forever\"");
         return BOARD_FOREVER;
     }
     return static_cast<std::uint32_t>(reader.integer("times", 1, 1, kMostTimes));
@@ -96,7 +96,7 @@ void readEvent(TableReader& reader, const board_config& config, board_event_conf
     reader.delay("at", event.at_ns);
     const std::string name = reader.text("kind", "");
     const auto kind = eventKindNamed(name);
-    if (!kind) reader.refuse("kind", "'" + name + "' is no kind of event");
+    if (!kind) reader.refuse("kind", "'" + name + "' is not a kind of event");
     event.kind = *kind;
     event.target = readTarget(reader, config);
     readEventValue(reader, event);
@@ -108,7 +108,7 @@ void readFault(TableReader& reader, const board_config& config, board_fault_conf
     fault.target = readTarget(reader, config);
     const std::string file = reader.text("file", "any");
     const auto known = fileNamed(file);
-    if (!known) reader.refuse("file", "'" + file + "' is no file the board has");
+    if (!known) reader.refuse("file", "'" + file + "' is not a file of the board");
     fault.file = *known;
     fault.has_detail = readRequest(reader, fault.target, fault.detail) ? 1 : 0;
     reader.delay("from", fault.from_ns);

@@ -33,7 +33,7 @@ void readStartTime(TableReader& reader, board_config& config) {
     if (found == nullptr) return;
     const auto value = found->value_exact<toml::date_time>();
     if (!value || !value->offset)
-        reader.refuse("start_time", "wants a date and time with an offset, such as 2024-03-01T12:00:00Z");
+        reader.refuse("start_time", "must be a date and time with an offset, such as 2024-03-01T12:00:00Z");
     // Days since 1970-01-01 of the Gregorian calendar, years counted from March.
     const std::int64_t month = (value->date.month + 9) % 12;
     const std::int64_t year = value->date.year - (value->date.month < 3 ? 1 : 0);
@@ -41,7 +41,7 @@ void readStartTime(TableReader& reader, board_config& config) {
     const std::int64_t day = 365 * year + year / 4 - year / 100 + year / 400 + dayOfYear - kDaysTo1970;
     const std::int64_t seconds =
         ((day * 24 + value->time.hour) * 60 + value->time.minute - value->offset->minutes) * 60 + value->time.second;
-    if (seconds < 0 || seconds >= kMostInt64 / kNsPerS) reader.refuse("start_time", "wants a time from 1970 to 2262");
+    if (seconds < 0 || seconds >= kMostInt64 / kNsPerS) reader.refuse("start_time", "must be a time from 1970 to 2262");
     config.start_time_ns = static_cast<std::uint64_t>(seconds * kNsPerS) + value->time.nanosecond;
 }
 
@@ -95,7 +95,7 @@ void readInterface(TableReader& reader, board_interface_config& interface, std::
     board_interface_defaults(&interface, "", position);
     reader.characters("name", interface.name);
     if (interface.name[0] == '\0' || std::string_view(interface.name).find('/') != std::string_view::npos)
-        reader.refuse("name", "is no name of an interface");
+        reader.refuse("name", "is not an interface name");
     interface.phc_index = small(reader, "phc_index", position, -1, 1000);
     reader.characters("vendor", interface.vendor, "\n");
     reader.characters("device", interface.device, "\n");
@@ -142,7 +142,7 @@ template <typename Reader>
 void ScenarioReader::table(const char* key, Reader readInto) {
     const toml::node* const found = root_.node(key);
     if (found == nullptr) return;
-    if (!found->is_table()) root_.refuse(key, std::string("wants a table [") + key + "]");
+    if (!found->is_table()) root_.refuse(key, std::string("must be a table [") + key + "]");
     TableReader reader(*found->as_table(), std::string("[") + key + "]", source_);
     readInto(reader, scenario_.config);
     reader.finish();
@@ -154,7 +154,7 @@ void ScenarioReader::tables(const char* key, std::uint32_t& count, std::size_t m
     if (found == nullptr) return;
     const toml::array* const array = found->as_array();
     if (array == nullptr || !array->is_array_of_tables())
-        root_.refuse(key, std::string("wants tables [[") + key + "]]");
+        root_.refuse(key, std::string("must be an array of tables [[") + key + "]]");
     if (array->size() > most) root_.refuse(key, "can be given " + std::to_string(most) + " times at most");
     for (const toml::node& element : *array) {
         TableReader reader(*element.as_table(), std::string("[[") + key + "]]", source_);

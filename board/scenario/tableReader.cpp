@@ -42,7 +42,7 @@ void TableReader::duration(const char* key, std::int64_t& target, std::int64_t l
     if (found == nullptr) return;
     const auto text = found->value_exact<std::string>();
     const auto parsed = text ? parseDuration(*text) : std::nullopt;
-    if (!parsed) refuse(key, "wants a duration with a unit, such as \"1.5 ms\"");
+    if (!parsed) refuse(key, "must be a duration with a unit, such as \"1.5 ms\"");
     if (*parsed < least) refuse(key, "cannot be negative");
     target = *parsed;
 }
@@ -58,7 +58,7 @@ void TableReader::ppb(const char* key, std::int64_t& targetPpt) {
     if (found == nullptr) return;
     const auto number = found->is_number() ? found->value<double>() : std::nullopt;
     const auto ppt = number ? ppbToPpt(*number) : std::nullopt;
-    if (!ppt) refuse(key, "wants a number of ppb");
+    if (!ppt) refuse(key, "must be a number of ppb");
     targetPpt = *ppt;
 }
 
@@ -66,7 +66,7 @@ void TableReader::flag(const char* key, std::uint8_t& target) {
     const toml::node* const found = node(key);
     if (found == nullptr) return;
     const auto value = found->value_exact<bool>();
-    if (!value) refuse(key, "wants true or false");
+    if (!value) refuse(key, "must be true or false");
     target = *value ? 1 : 0;
 }
 
@@ -75,7 +75,7 @@ std::int64_t TableReader::integer(const char* key, std::int64_t otherwise, std::
     if (found == nullptr) return otherwise;
     const auto value = found->value_exact<std::int64_t>();
     if (!value || *value < least || *value > most)
-        refuse(key, "wants an integer from " + std::to_string(least) + " to " + std::to_string(most));
+        refuse(key, "must be an integer from " + std::to_string(least) + " to " + std::to_string(most));
     return *value;
 }
 
@@ -83,7 +83,7 @@ std::string TableReader::text(const char* key, const std::string& otherwise) {
     const toml::node* const found = node(key);
     if (found == nullptr) return otherwise;
     const auto value = found->value_exact<std::string>();
-    if (!value) refuse(key, "wants a text");
+    if (!value) refuse(key, "must be a text");
     return *value;
 }
 

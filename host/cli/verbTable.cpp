@@ -68,7 +68,7 @@ constexpr auto kVerbs = std::to_array<Verb>({
      "apply-metadata - '{\"selectedTRInstID\":\"gm\"}'",
      true, "document", kNoOptions, &actions::readDocument, &actions::applyMetadata},
     {"expect-error", "[CODE]", "The next call must fail, with this code",
-     "An error met by the library's own thread reaches the next call, once: expect-error -52024 get clear get. "
+     "The next call reports an error of the library's own thread, once: expect-error -52024 get clear get. "
      "The failure then counts as success, and anything else as a failure. Verbs without a call in between do "
      "not count.",
      false, "nothing", kNoOptions, &actions::readCode, &actions::expectError},
@@ -111,8 +111,8 @@ constexpr auto kVerbs = std::to_array<Verb>({
     {"remark", "TEXT", "Write a line to syslog", "At LOG_INFO, to find the place in the log again.", false, "nothing",
      kNoOptions, &actions::readRemark, &actions::remark},
     {"finalize", "", "Finalise the library",
-     "Done by itself at the end. After this verb nothing is initialised unasked: get then shows the library's "
-     "refusal.",
+     "Done automatically at the end. After this verb only init initialises the library: get then shows the "
+     "library's refusal.",
      false, "nothing", kNoOptions, nullptr, &actions::finalize},
     {"run", "", "Stay up and read verbs from standard input",
      "Line by line until the input ends or SIGINT or SIGTERM arrives. Quotes work as in a shell, # starts a "

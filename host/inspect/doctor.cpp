@@ -47,7 +47,7 @@ Finding interfaces(const ControllerFacts& facts) {
     }
     if (!fatal.empty()) {
         return fail("initialisation will fail because of " + joined(fatal),
-                    "Mend the named clock; see the checks below.");
+                    "Repair the named clock; see the checks below.");
     }
     return chosen.empty() ? fail("no usable I210", "halvexctl map says why each interface is left out.")
                           : well(joined(chosen) + " will be synchronised");
@@ -107,10 +107,10 @@ Finding clockPins(const ControllerFacts& facts) {
         return "";
     });
     if (!taken.empty()) {
-        return warn(joined(taken), "The library takes pin 0 for the epoch; end whoever uses it.");
+        return warn(joined(taken), "The library takes pin 0 for the epoch; stop its other user.");
     }
     return doubled.empty() ? well("pin 0 is free for the epoch")
-                           : warn(joined(doubled), "The library needs channel 0 on pin 0; end whoever uses it.");
+                           : warn(joined(doubled), "The library needs channel 0 on pin 0; stop its other user.");
 }
 
 Finding virtualClocks(const ControllerFacts& facts) {
@@ -263,7 +263,7 @@ Finding kernelClock(const ControllerFacts& facts) {
     }
     const std::string text = fmt::format("maxerror {}", durationText(facts.kernelClock.maxErrorNs));
     return facts.kernelClock.isSynchronised ? well("synchronised, " + text)
-                                            : well("nobody disciplines the system clock, " + text);
+                                            : well("nothing disciplines the system clock, " + text);
 }
 
 Finding taiOffset(const ControllerFacts& facts) {

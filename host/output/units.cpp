@@ -96,7 +96,7 @@ std::int64_t readNumber(std::string_view text, std::span<const Unit> units, std:
                         std::string_view what, std::string_view unitNames) {
     const std::optional<Decimal> number = cutDecimal(text);
     if (!number) {
-        throw UsageError(fmt::format("\"{}\" is no {}: a number was expected, unit {}", text, what, unitNames));
+        throw UsageError(fmt::format("\"{}\" is not {}: a number was expected, unit {}", text, what, unitNames));
     }
     std::uint64_t factor = number->unit.empty() ? bareFactor : 0;
     for (const Unit& unit : units) {
@@ -147,24 +147,26 @@ std::uint64_t magnitudeOf(std::int64_t value) {
 
 }  // namespace
 
-std::int64_t readOffsetNs(std::string_view text) { return readNumber(text, kTimeUnits, 0, "offset", kTimeUnitNames); }
+std::int64_t readOffsetNs(std::string_view text) {
+    return readNumber(text, kTimeUnits, 0, "an offset", kTimeUnitNames);
+}
 
 std::int64_t readDurationNs(std::string_view text) {
-    const std::int64_t durationNs = readNumber(text, kTimeUnits, kNsPerSecond, "duration", kTimeUnitNames);
+    const std::int64_t durationNs = readNumber(text, kTimeUnits, kNsPerSecond, "a duration", kTimeUnitNames);
     if (durationNs < 0) {
-        throw UsageError(fmt::format("\"{}\" is no duration: it is negative", text));
+        throw UsageError(fmt::format("\"{}\" is not a duration: it is negative", text));
     }
     return durationNs;
 }
 
 std::int32_t readCorrectionPpb(std::string_view text) {
-    return narrow(readNumber(text, kFrequencyUnits, 1, "correction", "ppb or ppm"), text);
+    return narrow(readNumber(text, kFrequencyUnits, 1, "a correction", "ppb or ppm"), text);
 }
 
 std::int32_t readErrorCode(std::string_view text) {
-    const std::int32_t code = narrow(readNumber(text, kNoUnit, 1, "code", "none"), text);
+    const std::int32_t code = narrow(readNumber(text, kNoUnit, 1, "a code", "none"), text);
     if (code >= 0) {
-        throw UsageError(fmt::format("\"{}\" is no error code: errors are below 0", text));
+        throw UsageError(fmt::format("\"{}\" is not an error code: errors are below 0", text));
     }
     return code;
 }
@@ -173,7 +175,7 @@ std::uint64_t readCount(std::string_view text) {
     std::uint64_t count = 0;
     const auto read = std::from_chars(text.data(), text.data() + text.size(), count);
     if (read.ec != std::errc() || read.ptr != text.data() + text.size() || count == 0) {
-        throw UsageError(fmt::format("\"{}\" is no count: a whole number above 0 is wanted", text));
+        throw UsageError(fmt::format("\"{}\" is not a count: expected a whole number above 0", text));
     }
     return count;
 }

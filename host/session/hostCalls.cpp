@@ -179,7 +179,8 @@ std::uint64_t HostCalls::measureTimeNs() {
     if (status_.code() >= 0) {
         status_.swap(measuringStatus_);
         errorIsKept_ = true;
-        tell(fmt::format("-- a measurement met FAIL({},{}), which the next call will fail with", code, information));
+        tell(fmt::format("-- a measurement failed with FAIL({},{}); the next call will fail with it", code,
+                         information));
     }
     measuringStatus_.clear();
     throw CallFailure("zuqxmtk_getTime", code, information, false);

@@ -17,7 +17,7 @@ template <typename Function>
 void find(void* handle, const std::string& path, const char* name, Function& function) {
     function = reinterpret_cast<Function>(::dlsym(handle, name));
     if (function == nullptr) {
-        throw PluginError(fmt::format("{} is no timekeeper: it lacks {}", path, name));
+        throw PluginError(fmt::format("{} is not a timekeeper: it lacks {}", path, name));
     }
 }
 

@@ -182,7 +182,7 @@ TEST(Guide, TellsCauseAndRemedyOfEveryLineInSyslog) {
         matchesIn({"zuerr", "zuplat", "zujsonlh", "interfaces", "source"}, std::regex(R"(\b(syslog)\()"));
     const auto lines = matchesIn({"zuerr", "zuplat", "zujsonlh", "interfaces", "source"},
                                  std::regex(R"re(\bsyslog\(LOG_[A-Z]+,\s*"([^"]+)")re"));
-    EXPECT_EQ(lines.size(), calls.size()) << "a line whose text is no literal";
+    EXPECT_EQ(lines.size(), calls.size()) << "a line whose text is not a literal";
     EXPECT_GE(lines.size(), 9U);
     for (const std::string& line : lines) {
         if (line.starts_with("Encountered error in zuqxmtk_getName"))

@@ -49,7 +49,7 @@ TEST_F(Steering, IsReadBackFromTheDriver) {
     ASSERT_EQ(setCorrection(-1250), 0);
     EXPECT_EQ(correctionPpb(), -1250);
     const int fd = open(kAttribute, O_WRONLY | O_CLOEXEC);
-    ASSERT_EQ(write(fd, "12.5", 4), 4) << "somebody else steers";
+    ASSERT_EQ(write(fd, "12.5", 4), 4) << "another program steers";
     close(fd);
     EXPECT_EQ(correctionPpb(), 13);
 }

@@ -127,7 +127,7 @@ TEST_F(InspectOnBoard, MonitorMeasuresEveryClockWithinItsBound) {
 TEST_F(InspectOnBoard, MonitorAloneInitialisesNothingAndChangesNothing) {
     const nlohmann::json sample = results({"monitor", "--once"})[0];
     EXPECT_EQ(exitCode_, 1);
-    EXPECT_EQ(sample["outcome"], "warning") << "nobody aligned the clocks";
+    EXPECT_EQ(sample["outcome"], "warning") << "the clocks are not aligned";
     EXPECT_EQ(sample["values"]["last"]["reference"], "enp1s0");
     EXPECT_EQ(sample["values"]["last"]["phc2sysAlive"], false);
     EXPECT_TRUE(named(sample["values"]["last"]["clocks"], "enp2s0")["away"]);

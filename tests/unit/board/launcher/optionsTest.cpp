@@ -50,7 +50,7 @@ TEST(Options, ThatAreWrongAreAnsweredWithWhatWouldBeRight) {
     EXPECT_THAT(messageOf({"run", "--time", "slow", "ls"}), AllOf(HasSubstr("virtual"), HasSubstr("real")));
     EXPECT_THAT(messageOf({"run", "--colour", "ls"}), HasSubstr("no option --colour; halvexboard --help"));
     EXPECT_THAT(messageOf({"run"}), HasSubstr("halvexboard run -- COMMAND"));
-    EXPECT_THAT(messageOf({"walk"}), HasSubstr("run or summary first, not walk"));
+    EXPECT_THAT(messageOf({"walk"}), HasSubstr("run or summary must come first, not walk"));
     for (const std::vector<std::string>& words : {std::vector<std::string>{"run", "--seed"}, {"walk"}, {"run"}})
         EXPECT_EQ(messageOf(words).find('\n'), std::string::npos) << "one line, without the whole usage";
 }

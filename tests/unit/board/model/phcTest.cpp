@@ -106,7 +106,7 @@ TEST_F(Phc, TakesNoMoreThanAskedFor) {
     generateEpoch(kS);
     board_phc_event events[2];
     EXPECT_EQ(board_phc_take(on(), 2 * kS, 0, events, 1), 1);
-    EXPECT_EQ(board_phc_waiting(on(), 2 * kS, 0), 1) << "one queue per clock: the rest stays for whoever reads next";
+    EXPECT_EQ(board_phc_waiting(on(), 2 * kS, 0), 1) << "one queue per clock: the rest stays for the next reader";
 }
 
 TEST_F(Phc, StepsByNormalisedOffsetsOnly) {

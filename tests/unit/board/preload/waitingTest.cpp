@@ -254,7 +254,7 @@ TEST_F(Waiting, ByYieldingTakesTimeBesideOthersAndNoneWhenAlone) {
         for (int i = 0; i < 1000; ++i) std::this_thread::yield();
     };
     EXPECT_LT(spanOf(yieldOften), kMillisecond / 10)
-        << "a leak checker waits like this for its helper, which is nobody here";
+        << "a leak checker waits like this for its helper, which does not exist here";
     std::thread sleeper([] { std::this_thread::sleep_for(5ms); });
     expectAbout(spanOf(yieldOften), kMillisecond);
     sleeper.join();

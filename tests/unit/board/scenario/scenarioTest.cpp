@@ -64,7 +64,7 @@ TEST(Scenario, ReadsTheTimeOfTheStart) {
     EXPECT_EQ(configOf("start_time = 1970-01-01T00:00:00Z").start_time_ns, 0U);
     EXPECT_EQ(configOf("start_time = 2024-02-29T12:34:56.000000789Z").start_time_ns, 1'709'210'096'000'000'789U);
     EXPECT_EQ(configOf("start_time = 2024-03-01T01:00:00+02:00").start_time_ns, 1'709'247'600'000'000'000U);
-    EXPECT_NE(mistakeOf("start_time = 2024-03-01T01:00:00").find("wants a date and time with an offset"),
+    EXPECT_NE(mistakeOf("start_time = 2024-03-01T01:00:00").find("must be a date and time with an offset"),
               std::string::npos);
     EXPECT_NE(mistakeOf("start_time = 1969-12-31T23:59:59Z").find("from 1970"), std::string::npos);
     EXPECT_NE(mistakeOf("start_time = 2300-01-01T00:00:00Z").find("to 2262"), std::string::npos);
@@ -195,15 +195,16 @@ TEST(ScenarioMistake, BrokenTomlNamesItsLine) {
 
 TEST(ScenarioMistake, AValueOfTheWrongKindSaysWhatIsWanted) {
     EXPECT_EQ(mistakeOf("\npulse_width = 1000\n"),
-              "story.toml:2: scenario: pulse_width wants a duration with a unit, such as \"1.5 ms\"");
+              "story.toml:2: scenario: pulse_width must be a duration with a unit, such as \"1.5 ms\"");
     EXPECT_EQ(mistakeOf("pulse_width = \"-1 us\"\n"), "story.toml:1: scenario: pulse_width cannot be negative");
-    EXPECT_EQ(mistakeOf("seed = \"x\"\n").substr(0, 50), "story.toml:1: scenario: seed wants an integer from");
+    EXPECT_EQ(mistakeOf("seed = \"x\"\n").substr(0, 52), "story.toml:1: scenario: seed must be an integer from");
     EXPECT_EQ(mistakeOf("crystal_error_ppb = \"12\"\n"),
-              "story.toml:1: scenario: crystal_error_ppb wants a number of ppb");
-    EXPECT_EQ(mistakeOf("[fpga]\nrunning = 1\n"), "story.toml:2: [fpga]: running wants true or false");
-    EXPECT_EQ(mistakeOf("title = 1\n"), "story.toml:1: scenario: title wants a text");
-    EXPECT_EQ(mistakeOf("fpga = 1\n"), "story.toml:1: scenario: fpga wants a table [fpga]");
-    EXPECT_EQ(mistakeOf("[interface]\nname = \"x\"\n"), "story.toml:1: scenario: interface wants tables [[interface]]");
+              "story.toml:1: scenario: crystal_error_ppb must be a number of ppb");
+    EXPECT_EQ(mistakeOf("[fpga]\nrunning = 1\n"), "story.toml:2: [fpga]: running must be true or false");
+    EXPECT_EQ(mistakeOf("title = 1\n"), "story.toml:1: scenario: title must be a text");
+    EXPECT_EQ(mistakeOf("fpga = 1\n"), "story.toml:1: scenario: fpga must be a table [fpga]");
+    EXPECT_EQ(mistakeOf("[interface]\nname = \"x\"\n"),
+              "story.toml:1: scenario: interface must be an array of tables [[interface]]");
 }
 
 TEST(ScenarioMistake, ValuesOutOfRangeAreRefused) {
@@ -211,8 +212,8 @@ TEST(ScenarioMistake, ValuesOutOfRangeAreRefused) {
     EXPECT_NE(mistakeOf(kPorts + "phc_index = -2\n").find("phc_index"), std::string::npos);
     EXPECT_NE(mistakeOf("crystal_error_ppb = 2e6\n").find("beyond what the board can simulate"), std::string::npos);
     EXPECT_NE(mistakeOf("[[interface]]\nname = \"sixteen-letters!\"\n").find("longer than 15"), std::string::npos);
-    EXPECT_NE(mistakeOf("[[interface]]\nname = \"\"\n").find("no name of an interface"), std::string::npos);
-    EXPECT_NE(mistakeOf("[[interface]]\nname = \"../x\"\n").find("no name of an interface"), std::string::npos);
+    EXPECT_NE(mistakeOf("[[interface]]\nname = \"\"\n").find("not an interface name"), std::string::npos);
+    EXPECT_NE(mistakeOf("[[interface]]\nname = \"../x\"\n").find("not an interface name"), std::string::npos);
     EXPECT_NE(mistakeOf("[si514]\nname = \"a\\u0000b\"\n").find("zero character"), std::string::npos);
 }
 
@@ -227,9 +228,9 @@ TEST(ScenarioMistake, InterfacesNeedNamesAndClocksOfTheirOwn) {
 TEST(ScenarioMistake, EventsAreCheckedAgainstTheBoard) {
     EXPECT_EQ(mistakeOf("[[event]]\nkind = \"pulse\"\n"), "story.toml:1: [[event]]: at is missing");
     EXPECT_EQ(mistakeOf("[[event]]\nat = \"1 s\"\nkind = \"party\"\n"),
-              "story.toml:3: [[event]]: kind 'party' is no kind of event");
+              "story.toml:3: [[event]]: kind 'party' is not a kind of event");
     EXPECT_EQ(mistakeOf("[[event]]\nat = \"1 s\"\nkind = \"jump\"\ntarget = \"eth7\"\nby = \"1 s\"\n"),
-              "story.toml:4: [[event]]: target 'eth7' is no part of the board");
+              "story.toml:4: [[event]]: target 'eth7' is not part of the board");
     EXPECT_EQ(mistakeOf(kPorts + "[[event]]\nat = \"1 s\"\nkind = \"interface_down\"\ntarget = \"fpga\"\n"),
               "story.toml:5: [[event]]: target or value does not fit its kind");
     EXPECT_EQ(mistakeOf("[[event]]\nat = \"1 s\"\nkind = \"jump\"\ntarget = \"fpga\"\n"),
@@ -242,16 +243,16 @@ TEST(ScenarioMistake, FaultsNeedACallAndOneOutcome) {
     EXPECT_NE(mistakeOf("[[fault]]\ncall = \"read\"\nerror = \"EIO\"\nshort_count = 1\n").find("only one of"),
               std::string::npos);
     EXPECT_EQ(mistakeOf("[[fault]]\ncall = \"juggle\"\nerror = \"EIO\"\n"),
-              "story.toml:2: [[fault]]: call 'juggle' is no call the board takes part in");
+              "story.toml:2: [[fault]]: call 'juggle' is not a call of the board");
     EXPECT_EQ(mistakeOf("[[fault]]\ncall = \"read\"\nerror = \"EFUN\"\n"),
-              "story.toml:3: [[fault]]: error 'EFUN' is no errno");
+              "story.toml:3: [[fault]]: error 'EFUN' is not an errno");
     EXPECT_EQ(mistakeOf("[[fault]]\ncall = \"read\"\nfile = \"diary\"\nerror = \"EIO\"\n"),
-              "story.toml:3: [[fault]]: file 'diary' is no file the board has");
+              "story.toml:3: [[fault]]: file 'diary' is not a file of the board");
     EXPECT_EQ(mistakeOf("[[fault]]\ncall = \"ioctl\"\nrequest = \"getTime\"\nerror = \"EIO\"\n"),
-              "story.toml:3: [[fault]]: request 'getTime' is no request of that target");
+              "story.toml:3: [[fault]]: request 'getTime' is not a request of that target");
     EXPECT_EQ(mistakeOf("[[fault]]\ncall = \"read\"\ntimes = \"often\"\nerror = \"EIO\"\n"),
-              "story.toml:3: [[fault]]: times wants a number or \"forever\"");
-    EXPECT_NE(mistakeOf("[[fault]]\ncall = \"read\"\nnth = 0\nerror = \"EIO\"\n").find("nth wants an integer from 1"),
+              "story.toml:3: [[fault]]: times must be a number or \"forever\"");
+    EXPECT_NE(mistakeOf("[[fault]]\ncall = \"read\"\nnth = 0\nerror = \"EIO\"\n").find("nth must be an integer from 1"),
               std::string::npos);
 }
 

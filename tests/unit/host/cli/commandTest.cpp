@@ -70,7 +70,7 @@ TEST(ReadCommands, TakesTheOptionsOfMonitorUpToTheNextVerb) {
 
 TEST(ReadCommands, RefusesWrongOptionsOfMonitorAndRecord) {
     EXPECT_EQ(refusal({"monitor", "--onec"}), "monitor has no option \"--onec\"; did you mean \"--once\"?");
-    EXPECT_EQ(refusal({"monitor", "--count", "0"}), "\"0\" is no count: a whole number above 0 is wanted");
+    EXPECT_EQ(refusal({"monitor", "--count", "0"}), "\"0\" is not a count: expected a whole number above 0");
     EXPECT_EQ(refusal({"monitor", "--interval", "0"}), "the interval must be above 0");
     EXPECT_NE(refusal({"monitor", "--metrics"}).find("needs its FILE"), std::string::npos);
     EXPECT_NE(refusal({"record"}).find("record needs its FILE"), std::string::npos);
@@ -103,7 +103,7 @@ TEST(ReadCommands, TakesTheSourcesOfAReport) {
     EXPECT_EQ(options.tracePath, "/t");
     EXPECT_EQ(options.title, "A night");
     EXPECT_EQ(std::get<ReportOptions>(read({"report", "--from", "/r"})[0].argument).recordPath, "/r");
-    EXPECT_EQ(read({"report", "get"}).size(), 2u) << "a verb's name is no file";
+    EXPECT_EQ(read({"report", "get"}).size(), 2u) << "a verb's name is not a file";
 }
 
 TEST(ReadCommands, RefusesToExplainWhatIsNoError) {

@@ -46,11 +46,11 @@ TEST(ReadOffset, RefusesANumberWithoutItsUnit) {
 
 TEST(ReadOffset, RefusesUnknownUnitsAndOtherText) {
     EXPECT_EQ(refusal(readOffsetNs, "5min"), "\"5min\" has the unknown unit \"min\": ns, us, ms or s");
-    EXPECT_EQ(refusal(readOffsetNs, "soon"), "\"soon\" is no offset: a number was expected, unit ns, us, ms or s");
-    EXPECT_NE(refusal(readOffsetNs, "").find("is no offset"), std::string::npos);
-    EXPECT_NE(refusal(readOffsetNs, "+").find("is no offset"), std::string::npos);
+    EXPECT_EQ(refusal(readOffsetNs, "soon"), "\"soon\" is not an offset: a number was expected, unit ns, us, ms or s");
+    EXPECT_NE(refusal(readOffsetNs, "").find("is not an offset"), std::string::npos);
+    EXPECT_NE(refusal(readOffsetNs, "+").find("is not an offset"), std::string::npos);
     EXPECT_NE(refusal(readOffsetNs, "1e3s").find("unknown unit"), std::string::npos);
-    EXPECT_NE(refusal(readOffsetNs, "--5s").find("is no offset"), std::string::npos);
+    EXPECT_NE(refusal(readOffsetNs, "--5s").find("is not an offset"), std::string::npos);
 }
 
 TEST(ReadOffset, ReachesBothEndsOf64BitsAndNoFurther) {
@@ -68,7 +68,7 @@ TEST(ReadDuration, CountsABareNumberInSeconds) {
 }
 
 TEST(ReadDuration, RefusesANegativeOne) {
-    EXPECT_EQ(refusal(readDurationNs, "-1s"), "\"-1s\" is no duration: it is negative");
+    EXPECT_EQ(refusal(readDurationNs, "-1s"), "\"-1s\" is not a duration: it is negative");
 }
 
 TEST(ReadCorrection, TakesPpbAndPpm) {

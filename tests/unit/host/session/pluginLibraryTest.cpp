@@ -31,7 +31,7 @@ TEST(PluginLibrary, NamesTheFileThatCannotBeLoadedAndWhy) {
 }
 
 TEST(PluginLibrary, NamesTheFirstFunctionThatIsMissing) {
-    EXPECT_EQ(refusal(INCOMPLETE_PLUGIN), INCOMPLETE_PLUGIN " is no timekeeper: it lacks zuqxmtk_getName");
+    EXPECT_EQ(refusal(INCOMPLETE_PLUGIN), INCOMPLETE_PLUGIN " is not a timekeeper: it lacks zuqxmtk_getName");
 }
 
 }  // namespace halvexctl::pluginLibraryTest
