@@ -18,9 +18,9 @@ namespace halvexTimekeeper {
 
 /// The plug-in's TimekeeperInterface. Shares ownership of its components and owns the thread of at most one pending
 /// alignment. Threads: thread-safe; the device mutex serialises snapTime, applyMetaData and serviceEpochDevices, each
-/// of which waits for a pending alignment before it touches a device. getTime and the correction operations are
-/// lock-free. Failure: throws what a component threw, and zuplaterr_resourceNotInitialized if the master or the system
-/// clock is not enabled.
+/// of which waits for a pending alignment before it touches a device. getTime and the correction operations
+/// take no lock of the timekeeper. Failure: throws what a component threw, and zuplaterr_resourceNotInitialized if the
+/// master or the system clock is not enabled.
 class HalvexTimekeeper final : public TimekeeperInterface {
 public:
     /// Seeds the master from the system clock and aligns all slaves; throws if that fails.
