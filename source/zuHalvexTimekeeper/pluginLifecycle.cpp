@@ -79,18 +79,17 @@ std::future<void> startMonitoringThread() {
     });
 }
 
-/// Moves an object to storage that is never destroyed; allocates nothing.
-template <typename Object>
-void abandon(Object& object) noexcept {
-    alignas(Object) static std::byte place[sizeof(Object)];
-    new (place) Object(std::move(object));
+/// In a forked child: moves the future of the parent's thread to storage that is never destroyed; allocates nothing. The
+/// thread's task shares timekeeper and event, which therefore outlive the globals.
+void leaveThreadToParent() noexcept {
+    alignas(std::future<void>) static std::byte place[sizeof(std::future<void>)];
+    new (place) std::future<void>(std::move(g_monitorFuture));
 }
 
-/// Drops the parent's objects in a forked child without destroying them.
-void abandonEverything() noexcept {
-    abandon(g_monitorFuture);
-    abandon(g_timekeeper);
-    abandon(g_wakeEvent);
+void stopMonitoringThread() {
+    g_running.store(false);
+    if (g_wakeEvent) g_wakeEvent->set();
+    if (g_monitorFuture.valid()) std::exchange(g_monitorFuture, {}).get();
 }
 
 /// Publishes the timekeeper once its thread runs.
@@ -126,13 +125,11 @@ void initializeTimekeeper() {
 
 void finalizeTimekeeper() noexcept {
     const CancellationDisabled cancellationDisabled;
-    if (g_timekeeper && g_ownerProcess != getpid()) {
-        abandonEverything();
-        return;
+    if (g_monitorFuture.valid() && g_ownerProcess != getpid()) {
+        leaveThreadToParent();
+    } else {
+        stopMonitoringThread();
     }
-    g_running.store(false);
-    if (g_wakeEvent) g_wakeEvent->set();
-    if (g_monitorFuture.valid()) std::exchange(g_monitorFuture, {}).get();
     g_timekeeper.reset();
     g_wakeEvent.reset();
 }

@@ -11,17 +11,6 @@ namespace {
 
 constexpr zuerr::ErrorSite kNotInitialized{zuerr::zuplaterr_resourceNotInitialized, "halvexTimekeeperPlugin", 160};
 
-}  // namespace
-
-std::shared_ptr<TimekeeperInterface> g_timekeeper;
-std::shared_ptr<nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tEvent> g_wakeEvent;
-std::atomic<bool> g_running{false};
-std::future<void> g_monitorFuture;
-zuerr_Status g_monitorStatus = zuerr::makeStatus();
-std::mutex g_monitorStatusMutex;
-
-namespace {
-
 /// Frees an uncollected error when the library is unloaded. In a forked child a thread of the parent may hold the
 /// mutex; the text then leaks.
 struct MonitorStatusText {

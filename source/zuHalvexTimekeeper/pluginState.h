@@ -8,21 +8,23 @@
 #include <mutex>
 
 #include "source/zuHalvexTimekeeper/timekeeperInterface.h"
-#include "zuerr/zuerr_Status.h"
+#include "zuerr/status.h"
 #include "zuplat/quarks/synchronization/tEvent.h"
 
-// Made at load. Written only by zuqxmtk_initialize and zuqxmtk_finalize, which no other call may overlap, and therefore
+// Written only by zuqxmtk_initialize and zuqxmtk_finalize, which no other call may overlap, and therefore
 // read without a lock; only the status has a mutex.
 namespace halvexTimekeeper {
 
-#pragma GCC visibility push(hidden)                        // of declarations too: accesses bypass the GOT
-extern std::shared_ptr<TimekeeperInterface> g_timekeeper;  ///< Empty unless initialised.
-extern std::shared_ptr<nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tEvent> g_wakeEvent;  ///< Wakes the monitoring thread.
-extern std::atomic<bool> g_running;        ///< The monitoring thread runs while this is set.
-extern std::future<void> g_monitorFuture;  ///< Of the monitoring thread.
-extern zuerr_Status g_monitorStatus;       ///< The monitoring thread's first uncollected error.
-extern std::mutex g_monitorStatusMutex;    ///< Guards g_monitorStatus.
-#pragma GCC visibility pop
+using WakeEvent = nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tEvent;
+
+// Inline: unlike a declaration, a definition is hidden, so accesses bypass the GOT.
+inline constinit std::shared_ptr<TimekeeperInterface> g_timekeeper;  ///< Empty unless initialised.
+inline constinit std::shared_ptr<WakeEvent> g_wakeEvent;             ///< Wakes the monitoring thread.
+inline constinit std::atomic<bool> g_running{false};                 ///< The monitoring thread runs while this is set.
+inline constinit std::future<void> g_monitorFuture;                  ///< Of the monitoring thread.
+inline constinit std::mutex g_monitorStatusMutex;                    ///< Guards g_monitorStatus.
+/// The monitoring thread's first uncollected error.
+inline constinit zuerr_Status g_monitorStatus = zuerr::makeStatus();
 
 /// Moves the error out of g_monitorStatus and throws it. The caller holds the mutex.
 [[noreturn, gnu::cold]] void throwMonitorError();
