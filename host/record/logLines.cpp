@@ -5,10 +5,10 @@
 #include <time.h>
 
 #include <atomic>
-#include <mutex>
 #include <utility>
 
 #include "host/output/units.h"
+#include "locks/annotatedLocks.h"
 
 namespace halvexctl {
 namespace {
@@ -17,9 +17,9 @@ constexpr std::size_t kMostWaiting = 10'000;
 
 // Used by threads of the library at any time.
 std::atomic<bool> isKept{false};
-std::mutex waitingMutex;
-std::vector<LogLine> waiting;
-std::uint64_t lostCount = 0;
+locks::Mutex waitingMutex;
+std::vector<LogLine> waiting GUARDED_BY(waitingMutex);
+std::uint64_t lostCount GUARDED_BY(waitingMutex) = 0;
 
 std::int64_t readNs(clockid_t clock) noexcept {
     timespec now{};
@@ -29,7 +29,7 @@ std::int64_t readNs(clockid_t clock) noexcept {
 }  // namespace
 
 LogLines::LogLines() {
-    const std::lock_guard guard(waitingMutex);
+    const locks::LockGuard guard(waitingMutex);
     waiting.clear();
     lostCount = 0;
     isKept = true;
@@ -38,12 +38,12 @@ LogLines::LogLines() {
 LogLines::~LogLines() { isKept = false; }
 
 std::vector<LogLine> LogLines::take() {
-    const std::lock_guard guard(waitingMutex);
+    const locks::LockGuard guard(waitingMutex);
     return std::exchange(waiting, {});
 }
 
 std::uint64_t LogLines::lost() const {
-    const std::lock_guard guard(waitingMutex);
+    const locks::LockGuard guard(waitingMutex);
     return lostCount;
 }
 
@@ -52,7 +52,7 @@ bool areLogLinesKept() noexcept { return isKept; }
 void keepLogLine(int priority, const char* text) noexcept {
     const std::int64_t rawNs = readNs(CLOCK_MONOTONIC_RAW);
     const auto systemNs = static_cast<std::uint64_t>(readNs(CLOCK_REALTIME));
-    const std::lock_guard guard(waitingMutex);
+    const locks::LockGuard guard(waitingMutex);
     try {
         if (waiting.size() < kMostWaiting) {
             waiting.push_back({rawNs, systemNs, priority, text});

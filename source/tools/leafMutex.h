@@ -4,21 +4,23 @@
 
 #include <atomic>
 
+#include "locks/annotatedLocks.h"
+
 namespace halvexTimekeeper {
 
 /// One atomic operation per uncontended lock and unlock; contended waiters sleep in the kernel. Not recursive. Owns
 /// nothing. Threads: thread-safe. Failure: none.
-class LeafMutex {
+class CAPABILITY("mutex") LeafMutex {
 public:
     LeafMutex() = default;
     LeafMutex(const LeafMutex&) = delete;
     LeafMutex& operator=(const LeafMutex&) = delete;
 
-    void lock() noexcept {
+    void lock() noexcept ACQUIRE() {
         int expected = kFree;
         if (!state_.compare_exchange_strong(expected, kHeld)) waitUntilHeld();
     }
-    void unlock() noexcept {
+    void unlock() noexcept RELEASE() {
         if (state_.exchange(kFree) == kWanted) wakeOne();
     }
 

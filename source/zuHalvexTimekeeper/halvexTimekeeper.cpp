@@ -68,8 +68,8 @@ void HalvexTimekeeper::snapTime(std::int64_t offsetNs) {
     // A cancelled wait below would lose the alignment's error.
     const CancellationDisabled cancellationDisabled;
     // Kept on purpose: if the mutex stays busy the step is silently dropped; the host steps again.
-    const std::unique_lock lock(deviceMutex_, kLockTimeout);
-    if (!lock.owns_lock()) return;
+    if (!deviceMutex_.try_lock_for(kLockTimeout)) return;
+    const locks::LockGuard lock(deviceMutex_, std::adopt_lock);
 
     finishAlignment();
     requireEnabled(*master_);
@@ -95,12 +95,13 @@ void HalvexTimekeeper::setCorrectionPerSecond(std::int32_t correctionPpb) {
 
 void HalvexTimekeeper::applyMetaData(const std::string& metadata) {
     // Kept on purpose: if the mutex stays busy the text is silently dropped.
-    const std::unique_lock lock(deviceMutex_, kLockTimeout);
-    if (lock.owns_lock()) metadata_ = metadata;
+    if (!deviceMutex_.try_lock_for(kLockTimeout)) return;
+    const locks::LockGuard lock(deviceMutex_, std::adopt_lock);
+    metadata_ = metadata;
 }
 
 void HalvexTimekeeper::serviceEpochDevices() {
-    const std::lock_guard lock(deviceMutex_);
+    const locks::LockGuard lock(deviceMutex_);
     finishAlignment();
     const EpochDevices returning = reinitializeReturningSlaves();
     if (!returning.empty()) EpochAlignment(*master_, returning).run();

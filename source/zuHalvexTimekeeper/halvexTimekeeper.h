@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <future>
 #include <memory>
-#include <mutex>
 #include <string>
 
+#include "locks/annotatedLocks.h"
 #include "source/zuHalvexTimekeeper/clockInterface.h"
 #include "source/zuHalvexTimekeeper/epochAlignment.h"
 #include "source/zuHalvexTimekeeper/epochDeviceInterface.h"
@@ -42,9 +42,9 @@ public:
 
 private:
     void seedMaster();
-    void startAlignment();
-    void finishAlignment();
-    EpochDevices reinitializeReturningSlaves();
+    void startAlignment() REQUIRES(deviceMutex_);
+    void finishAlignment() REQUIRES(deviceMutex_);
+    EpochDevices reinitializeReturningSlaves() REQUIRES(deviceMutex_);
 
     std::string name_{"HalvexTimekeeper"};
     bool isSeeded_ = false;
@@ -52,9 +52,9 @@ private:
     std::shared_ptr<ClockInterface> systemClock_;
     std::shared_ptr<FreqSteeringDeviceInterface> freqSteeringDevice_;
     EpochDevices slaves_;
-    std::timed_mutex deviceMutex_;
-    std::string metadata_{"{}"};
-    std::future<void> alignment_;  ///< Of the last step; invalid if none is pending.
+    locks::TimedMutex deviceMutex_;
+    std::string metadata_ GUARDED_BY(deviceMutex_){"{}"};
+    std::future<void> alignment_ GUARDED_BY(deviceMutex_);  ///< Of the last step; invalid if none is pending.
 };
 
 }  // namespace halvexTimekeeper

@@ -3,8 +3,8 @@
 #pragma once
 
 #include <atomic>
-#include <mutex>
 
+#include "locks/annotatedLocks.h"
 #include "source/zuHalvexTimekeeper/timekeeperInterface.h"
 #include "zuerr/zuerr_Status.h"
 #include "zuplat/quarks/synchronization/tEvent.h"
@@ -13,8 +13,8 @@ namespace halvexTimekeeper {
 
 /// The thread's first error, until the host's next call collects it.
 struct MonitorErrors {
-    zuerr_Status& status;
-    std::mutex& statusMutex;
+    zuerr_Status& status GUARDED_BY(statusMutex);
+    locks::Mutex& statusMutex;
 };
 
 /// Services the epoch devices every 2 s, and immediately when `wakeEvent` is set, while `isRunning` is true; a pass in

@@ -79,8 +79,8 @@ std::future<void> startMonitoringThread() {
     });
 }
 
-/// In a forked child: moves the future of the parent's thread to storage that is never destroyed; allocates nothing. The
-/// thread's task shares timekeeper and event, which therefore outlive the globals.
+/// In a forked child: moves the future of the parent's thread to storage that is never destroyed; allocates nothing.
+/// The thread's task shares timekeeper and event, which therefore outlive the globals.
 void leaveThreadToParent() noexcept {
     alignas(std::future<void>) static std::byte place[sizeof(std::future<void>)];
     new (place) std::future<void>(std::move(g_monitorFuture));

@@ -16,8 +16,9 @@ constexpr zuerr::ErrorSite kNotInitialized{zuerr::zuplaterr_resourceNotInitializ
 struct MonitorStatusText {
     MonitorStatusText() = default;
     ~MonitorStatusText() {
-        const std::unique_lock lock(g_monitorStatusMutex, std::try_to_lock);
-        if (lock.owns_lock()) zuerr::freeJson(g_monitorStatus);
+        if (!g_monitorStatusMutex.try_lock()) return;
+        zuerr::freeJson(g_monitorStatus);
+        g_monitorStatusMutex.unlock();
     }
     MonitorStatusText(const MonitorStatusText&) = delete;
     MonitorStatusText& operator=(const MonitorStatusText&) = delete;

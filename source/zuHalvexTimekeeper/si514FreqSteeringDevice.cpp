@@ -15,7 +15,6 @@
 #include <iterator>
 #include <limits>
 #include <memory>
-#include <mutex>
 #include <stdexcept>
 #include <string_view>
 
@@ -149,7 +148,7 @@ std::int32_t Si514FreqSteeringDevice::getMinCorrectionPerSecond() { return minPp
 std::int32_t Si514FreqSteeringDevice::getCorrectionPerSecond() {
     std::array<char, kOffsetTextCapacity + 1> text{};  // the last byte terminates a text that fills the rest
     {
-        const std::lock_guard lock(mutex_);
+        const locks::LockGuard lock(mutex_);
         ppbFile_.resetOffset();
         ppbFile_.read(text.data(), text.size() - 1);
     }
@@ -162,7 +161,7 @@ void Si514FreqSteeringDevice::setCorrectionPerSecond(std::int32_t correctionPpb)
     if (std::abs(std::int64_t{correctionPpb}) > limitPpb) raiseOutOfRange(correctionPpb, limitPpb);
     OffsetText buffer;
     const std::string_view text = writePpb(correctionPpb, buffer);
-    const std::lock_guard lock(mutex_);
+    const locks::LockGuard lock(mutex_);
     ppbFile_.write(text.data(), text.size(), false, kWriteAttempts);
 }
 

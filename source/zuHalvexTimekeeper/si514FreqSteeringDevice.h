@@ -33,7 +33,7 @@ private:
     std::string name_;
     std::int32_t maxPpb_;
     std::int32_t minPpb_;
-    FileWrapper ppbFile_;  ///< Offset and content are guarded by mutex_.
+    FileWrapper ppbFile_ GUARDED_BY(mutex_);
     LeafMutex mutex_;
 };
 

@@ -40,7 +40,7 @@ bool makeCondition(pthread_cond_t& condition) noexcept {
 }  // namespace
 
 tEvent::tEvent(PlatStatus* status) noexcept {
-    hasMutex_ = makeMutex(mutex_);
+    hasMutex_ = makeMutex(mutex_.native);
     if (!hasMutex_) {
         setCode(status, zuerr::zuplaterr_softwareFaultPLATInternalUseOnly, kComponent, kFile, kMutexLine);
         return;
@@ -51,15 +51,14 @@ tEvent::tEvent(PlatStatus* status) noexcept {
 
 tEvent::~tEvent() {
     if (hasCondition_) pthread_cond_destroy(&condition_);
-    if (hasMutex_) pthread_mutex_destroy(&mutex_);
+    if (hasMutex_) pthread_mutex_destroy(&mutex_.native);
 }
 
 void tEvent::set() noexcept {
     if (!hasCondition_) return;
-    pthread_mutex_lock(&mutex_);
+    const locks::LockGuard lock(mutex_);
     isSignalled_ = true;
     pthread_cond_signal(&condition_);
-    pthread_mutex_unlock(&mutex_);
 }
 
 void tEvent::waitUntil(std::uint64_t deadlineNs, PlatStatus* status) noexcept {
@@ -71,11 +70,11 @@ void tEvent::waitUntil(std::uint64_t deadlineNs, PlatStatus* status) noexcept {
     const timespec deadline{static_cast<time_t>(deadlineNs / kNsPerSecond),
                             static_cast<long>(deadlineNs % kNsPerSecond)};
     int result = 0;
-    pthread_mutex_lock(&mutex_);
-    while (!isSignalled_ && result == 0) result = pthread_cond_timedwait(&condition_, &mutex_, &deadline);
+    mutex_.lock();
+    while (!isSignalled_ && result == 0) result = pthread_cond_timedwait(&condition_, &mutex_.native, &deadline);
     const bool wasSignalled = isSignalled_;
     isSignalled_ = false;
-    pthread_mutex_unlock(&mutex_);
+    mutex_.unlock();
 
     if (wasSignalled) return;
     if (result == ETIMEDOUT) {

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 
+#include "locks/annotatedLocks.h"
 #include "zuplat/platStatus.h"
 
 namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000 {
@@ -27,11 +28,17 @@ public:
     void waitUntil(std::uint64_t deadlineNs, PlatStatus* status) noexcept;
 
 private:
-    pthread_mutex_t mutex_;
+    struct CAPABILITY("mutex") Mutex {
+        void lock() noexcept ACQUIRE() { pthread_mutex_lock(&native); }
+        void unlock() noexcept RELEASE() { pthread_mutex_unlock(&native); }
+        pthread_mutex_t native;
+    };
+
+    Mutex mutex_;
     pthread_cond_t condition_;
     bool hasMutex_ = false;
     bool hasCondition_ = false;
-    bool isSignalled_ = false;
+    bool isSignalled_ GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000

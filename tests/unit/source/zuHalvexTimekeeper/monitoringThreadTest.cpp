@@ -58,7 +58,7 @@ protected:
     tEvent event_{&eventStatus_};
     std::atomic<bool> running_{true};
     zuerr_Status errors_ = zuerr::makeStatus();
-    std::mutex errorsMutex_;
+    locks::Mutex errorsMutex_;
     std::vector<long> waits_;    ///< From the start of each wait to its deadline, in ns.
     std::vector<long> periods_;  ///< From the end of the previous pass to the deadline, in ns.
     long passEndNs_ = 0;
