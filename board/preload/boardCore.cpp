@@ -18,7 +18,7 @@ namespace {
 constexpr std::uint64_t kMonotonicAtStartNs = 1'000 * kNsPerSecond;
 
 struct Core {
-    board* model = nullptr;
+    board* model GUARDED_BY(boardLock()) = nullptr;
     void* memory = nullptr;
     std::size_t memorySize = 0;
     bool virtualTime = true;
@@ -37,7 +37,7 @@ std::uint64_t realClockNs(clockid_t clock) noexcept {
     return static_cast<std::uint64_t>(now.tv_sec) * kNsPerSecond + static_cast<std::uint64_t>(now.tv_nsec);
 }
 
-void observe(void*, const board_happening* happening) noexcept {
+void observe(void*, const board_happening* happening) noexcept REQUIRES(boardLock()) {
     if (core.sink.take != nullptr) core.sink.take(core.sink.context, *happening);
     if (core.consoleFd < 0 || !isForConsole(*happening)) return;
     // A reader of the line may look into the trace at once and must find everything up to this happening.
@@ -45,15 +45,15 @@ void observe(void*, const board_happening* happening) noexcept {
     showOnConsole(core.consoleFd, *happening);
 }
 
-void jumpTo(std::uint64_t rawNs) noexcept {
+void jumpTo(std::uint64_t rawNs) noexcept REQUIRES(boardLock()) {
     if (rawNs > core.virtualNs.load(std::memory_order_relaxed)) core.virtualNs.store(rawNs, std::memory_order_relaxed);
     board_advance(core.model, rawNs);
     scheduler().wake(scheduler().modelKey(), static_cast<int>(Scheduler::kMaxThreads));
 }
 
-std::uint64_t hookNextChange() noexcept { return board_next_change(core.model); }
+std::uint64_t hookNextChange() noexcept REQUIRES(boardLock()) { return board_next_change(core.model); }
 
-std::uint64_t hookSystem() noexcept { return board_system_get_time(core.model, rawNow()); }
+std::uint64_t hookSystem() noexcept REQUIRES(boardLock()) { return board_system_get_time(core.model, rawNow()); }
 
 }  // namespace
 
@@ -72,9 +72,7 @@ bool startCore(const board_config& config, const CoreOptions& options) noexcept 
     core.sink = options.sink;
     core.virtualNs.store(0, std::memory_order_relaxed);
     core.realStartNs = realClockNs(CLOCK_MONOTONIC_RAW);
-    core.model = board_init(
-        core.memory, &config, [](void* context, const board_happening* happening) { observe(context, happening); },
-        nullptr);
+    core.model = board_init(core.memory, &config, observe, nullptr);
     if (core.model == nullptr) {
         munmap(core.memory, core.memorySize);
         return false;

@@ -35,7 +35,7 @@ inline std::atomic<bool> coreActive{false};
 inline bool isActive() noexcept { return coreActive.load(std::memory_order_acquire); }
 
 /// The model; requires the lock and a board that is on.
-board* model() noexcept;
+board* model() noexcept REQUIRES(boardLock());
 bool isTimeVirtual() noexcept;
 
 /// The present instant. Thread-safe; monotonic.
@@ -57,23 +57,24 @@ void tellModelChanged() noexcept;
 ///     DeviceCall call(BOARD_CALL_READ, target, file);
 ///     if (!call.isFaulted()) call.succeed(board_...(model(), call.rawNs(), ...));
 ///     return call.finish();
-class DeviceCall {
+class SCOPED_CAPABILITY DeviceCall {
 public:
-    DeviceCall(board_call_kind kind, int target, board_file file, std::uint32_t detail = 0) noexcept;
-    ~DeviceCall();
+    DeviceCall(board_call_kind kind, int target, board_file file, std::uint32_t detail = 0) noexcept
+        ACQUIRE(boardLock());
+    ~DeviceCall() RELEASE();
     DeviceCall(const DeviceCall&) = delete;
     DeviceCall& operator=(const DeviceCall&) = delete;
 
     DeviceCall& with(std::int64_t argument) noexcept;
     /// Asks the model once. True: the call must fail with the fault's errno (already set as its result).
-    bool isFaulted() noexcept;
+    bool isFaulted() noexcept REQUIRES(boardLock());
     /// The byte count of a fault that shortens the call, else -1.
     std::int32_t shortCount() const noexcept { return outcome_.short_count; }
     std::int32_t forcedDriverStatus() const noexcept { return outcome_.driver_status; }
 
     std::uint64_t rawNs() const noexcept { return rawNs_; }
     /// Midway through the call, when a clock's registers latch the time that the call reads.
-    std::uint64_t latchNs() const noexcept;
+    std::uint64_t latchNs() const noexcept REQUIRES(boardLock());
     /// Call after a wait inside the call: updates its instant.
     void refresh() noexcept { rawNs_ = rawNow(); }
     /// Adds `ns` to the call's cost.
@@ -82,9 +83,9 @@ public:
     void succeed(std::int64_t result) noexcept;
     void fail(int error) noexcept { succeed(-static_cast<std::int64_t>(error)); }
     /// Charges the cost, writes the trace, releases the lock, sets errno. Returns the result, or -1.
-    long finish() noexcept;
+    long finish() noexcept RELEASE();
     /// Returns the errno value, for functions that return it instead of -1.
-    int finishWithError() noexcept;
+    int finishWithError() noexcept RELEASE();
 
 private:
     board_call call_{};

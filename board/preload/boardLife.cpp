@@ -14,16 +14,16 @@ namespace halvexboard {
 
 namespace {
 
-void beforeFork() { boardLock().lock(); }
+void beforeFork() ACQUIRE(boardLock()) { boardLock().lock(); }
 
-void afterForkInParent() { boardLock().unlock(); }
+void afterForkInParent() RELEASE(boardLock()) { boardLock().unlock(); }
 
-void afterForkInChild() {
-    boardLock().resetAfterFork();
+void afterForkInChild() RELEASE(boardLock()) {
     scheduler().resetAfterFork();
     resetFileShimsAfterFork();
     abandonTraceFile();
     forgetChildren();
+    boardLock().resetAfterFork();
 }
 
 void watchForks() noexcept {
@@ -41,6 +41,7 @@ bool switchOn(const board_config& config, const CoreOptions& options) noexcept {
     }
     watchForks();
     if (!startCore(config, options)) return false;
+    const LockGuard guard(boardLock());
     buildTree(*board_configuration(model()));
     return true;
 }

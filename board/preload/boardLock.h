@@ -8,6 +8,6 @@ namespace halvexboard {
 
 /// Constant-initialised: usable before any constructor runs.
 inline constinit FutexLock theBoardLock;
-constexpr FutexLock& boardLock() noexcept { return theBoardLock; }
+constexpr FutexLock& boardLock() noexcept RETURN_CAPABILITY(theBoardLock) { return theBoardLock; }
 
 }  // namespace halvexboard

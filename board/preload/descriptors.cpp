@@ -10,8 +10,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "board/preload/boardLock.h"
-
 namespace halvexboard {
 
 namespace {

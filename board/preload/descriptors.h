@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "board/preload/boardLock.h"
 #include "board/preload/tree.h"
 
 namespace halvexboard {
@@ -15,11 +16,11 @@ struct OpenFile {
 
     const Node* node = nullptr;
     int flags = 0;  ///< As passed to open().
-    std::int64_t offset = 0;
-    std::uint32_t references = 0;
+    std::int64_t offset GUARDED_BY(boardLock()) = 0;
+    std::uint32_t references GUARDED_BY(boardLock()) = 0;
     bool isStream = false;  ///< Opened through stdio, whose internal reads bypass the shim.
-    std::uint32_t contentSize = 0;
-    char content[kContentSize] = {};  ///< The attribute as of the last read from its start.
+    std::uint32_t contentSize GUARDED_BY(boardLock()) = 0;
+    char content[kContentSize] GUARDED_BY(boardLock()) = {};  ///< The attribute as of the last read from its start.
 
     bool canRead() const noexcept;
     bool canWrite() const noexcept;

@@ -35,10 +35,10 @@ int accessError(const Node& node, int flags) noexcept {
     }
 }
 
-ssize_t readEvents(DeviceCall& call, OpenFile& file, void* buffer, std::size_t size) noexcept {
+void readEvents(DeviceCall& call, OpenFile& file, void* buffer, std::size_t size) noexcept REQUIRES(boardLock()) {
     if (size % sizeof(board_wire_ptp_extts_event) != 0) {
         call.fail(EINVAL);
-        return call.finish();
+        return;
     }
     const auto room = static_cast<std::uint32_t>(
         std::min<std::size_t>(size / sizeof(board_wire_ptp_extts_event), BOARD_WIRE_PTP_READ_MAX));
@@ -46,7 +46,7 @@ ssize_t readEvents(DeviceCall& call, OpenFile& file, void* buffer, std::size_t s
     while (board_phc_waiting(model(), rawNow(), file.interface()) == 0) {
         if (waitForModel(Deadline::never()) == WaitResult::interrupted) {
             call.fail(EINTR);
-            return call.finish();
+            return;
         }
     }
     call.refresh();
@@ -54,7 +54,7 @@ ssize_t readEvents(DeviceCall& call, OpenFile& file, void* buffer, std::size_t s
     const int taken = board_phc_take(model(), call.rawNs(), file.interface(), events, room);
     if (taken < 0) {
         call.fail(-taken);
-        return call.finish();
+        return;
     }
     auto* out = static_cast<unsigned char*>(buffer);
     for (int i = 0; i < taken; ++i) {
@@ -70,16 +70,15 @@ ssize_t readEvents(DeviceCall& call, OpenFile& file, void* buffer, std::size_t s
     std::int64_t transferred = out - static_cast<unsigned char*>(buffer);
     if (call.shortCount() >= 0) transferred = std::min<std::int64_t>(transferred, call.shortCount());
     call.succeed(transferred);
-    return call.finish();
 }
 
-ssize_t readText(DeviceCall& call, OpenFile& file, void* buffer, std::size_t size) noexcept {
+void readText(DeviceCall& call, OpenFile& file, void* buffer, std::size_t size) noexcept REQUIRES(boardLock()) {
     // As in the kernel, a read from the start renders the attribute again; other reads continue.
     if (file.offset == 0) {
         const int rendered = renderContent(file, call.rawNs());
         if (rendered < 0) {
             call.fail(-rendered);
-            return call.finish();
+            return;
         }
     }
     const std::int64_t left = std::max<std::int64_t>(0, file.contentSize - file.offset);
@@ -88,7 +87,6 @@ ssize_t readText(DeviceCall& call, OpenFile& file, void* buffer, std::size_t siz
     if (count > 0) std::memcpy(buffer, file.content + file.offset, static_cast<std::size_t>(count));
     file.offset += count;
     call.succeed(count);
-    return call.finish();
 }
 
 }  // namespace
@@ -121,13 +119,13 @@ ssize_t readFile(OpenFile& file, void* buffer, std::size_t size) noexcept {
     else if (board_present(model(), file.node->target) == 0)
         call.fail(ENODEV);
     else if (file.node->kind == NodeKind::ptpDevice)
-        return readEvents(call, file, buffer, size);
+        readEvents(call, file, buffer, size);
     else if (file.node->kind == NodeKind::directory || file.node->kind == NodeKind::directoryLink)
         call.fail(EISDIR);
     else if (file.node->kind == NodeKind::driverNode)  // the drivers cannot be read
         call.fail(EINVAL);
     else
-        return readText(call, file, buffer, size);
+        readText(call, file, buffer, size);
     return call.finish();
 }
 

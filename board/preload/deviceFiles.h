@@ -23,9 +23,9 @@ int requestOnFile(OpenFile& file, unsigned long request, void* argument) noexcep
 bool closeFile(OpenFile& file) noexcept;
 
 /// Renders the attribute's current text into the file's buffer. Returns its length, or a negative errno.
-int renderContent(OpenFile& file, std::uint64_t rawNs) noexcept;
+int renderContent(OpenFile& file, std::uint64_t rawNs) noexcept REQUIRES(boardLock());
 /// Whether a read would not block.
-bool isReadable(const OpenFile& file) noexcept;
+bool isReadable(const OpenFile& file) noexcept REQUIRES(boardLock());
 bool isAlwaysReady(const OpenFile& file) noexcept;
 
 /// Network interface requests on a socket. False: not for the board.

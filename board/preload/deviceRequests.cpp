@@ -36,7 +36,7 @@ board_wire_ptp_time wireTime(std::uint64_t ns) noexcept {
     return {static_cast<std::int64_t>(ns / kNsPerSecond), static_cast<std::uint32_t>(ns % kNsPerSecond), 0};
 }
 
-int getCaps(DeviceCall& call, int interface, void* argument) noexcept {
+int getCaps(DeviceCall& call, int interface, void* argument) noexcept REQUIRES(boardLock()) {
     struct board_phc_caps caps {};
     const int result = board_phc_get_caps(model(), call.rawNs(), interface, &caps);
     if (result < 0) return result;
@@ -52,20 +52,20 @@ int getCaps(DeviceCall& call, int interface, void* argument) noexcept {
     return 0;
 }
 
-int requestStamps(DeviceCall& call, int interface, const void* argument, bool strict) noexcept {
+int requestStamps(DeviceCall& call, int interface, const void* argument, bool strict) noexcept REQUIRES(boardLock()) {
     const auto request = copyIn<board_wire_ptp_extts_request>(argument);
     call.with(request.index).with(request.flags);
     if (strict && (request.reserved[0] != 0 || request.reserved[1] != 0)) return -EINVAL;
     return board_phc_extts(model(), call.rawNs(), interface, request.index, request.flags, strict ? 1 : 0);
 }
 
-int setPin(DeviceCall& call, int interface, const void* argument) noexcept {
+int setPin(DeviceCall& call, int interface, const void* argument) noexcept REQUIRES(boardLock()) {
     const auto pin = copyIn<board_wire_ptp_pin>(argument);
     call.with(pin.index).with(pin.function).with(pin.channel);
     return board_phc_set_pin(model(), call.rawNs(), interface, pin.index, pin.function, pin.channel);
 }
 
-int getPin(DeviceCall& call, int interface, void* argument) noexcept {
+int getPin(DeviceCall& call, int interface, void* argument) noexcept REQUIRES(boardLock()) {
     auto pin = copyIn<board_wire_ptp_pin>(argument);
     call.with(pin.index);
     const int result = board_phc_get_pin(model(), call.rawNs(), interface, pin.index, &pin.function, &pin.channel);
@@ -78,7 +78,7 @@ int getPin(DeviceCall& call, int interface, void* argument) noexcept {
 }
 
 /// Brackets each PHC reading with two system clock readings.
-int sampleOffsets(DeviceCall& call, int interface, void* argument, bool extended) noexcept {
+int sampleOffsets(DeviceCall& call, int interface, void* argument, bool extended) noexcept REQUIRES(boardLock()) {
     const auto samples = copyIn<std::uint32_t>(argument);
     if (samples == 0 || samples > kMaxSamples) return -EINVAL;
     board_wire_ptp_sys_offset plain{};
@@ -103,7 +103,7 @@ int sampleOffsets(DeviceCall& call, int interface, void* argument, bool extended
     return 0;
 }
 
-int ptpRequest(DeviceCall& call, OpenFile& file, std::uint32_t request, void* argument) noexcept {
+int ptpRequest(DeviceCall& call, OpenFile& file, std::uint32_t request, void* argument) noexcept REQUIRES(boardLock()) {
     const int interface = file.interface();
     switch (request) {
         case BOARD_WIRE_PTP_GETCAPS:
@@ -142,7 +142,7 @@ void copyOut(const board_driver_method& method, const board_driver_call& made, v
     }
 }
 
-int driverRequest(DeviceCall& call, int driver, std::uint32_t request, void* argument) noexcept {
+int driverRequest(DeviceCall& call, int driver, std::uint32_t request, void* argument) noexcept REQUIRES(boardLock()) {
     const board_driver_method* const method = board_driver_find(driver, request);
     if (method == nullptr) return -ENOTTY;
     if (!isAddress(argument)) return -EFAULT;
@@ -180,7 +180,7 @@ int driverRequest(DeviceCall& call, int driver, std::uint32_t request, void* arg
     return 0;
 }
 
-int timestampingInfo(DeviceCall& call, int interface, void* data) noexcept {
+int timestampingInfo(DeviceCall& call, int interface, void* data) noexcept REQUIRES(boardLock()) {
     if (!isAddress(data)) return -EFAULT;
     const auto command = copyIn<std::uint32_t>(data);
     call.with(command);
@@ -200,7 +200,7 @@ int timestampingInfo(DeviceCall& call, int interface, void* data) noexcept {
     return 0;
 }
 
-int interfaceFlags(DeviceCall& call, int interface, void* argument) noexcept {
+int interfaceFlags(DeviceCall& call, int interface, void* argument) noexcept REQUIRES(boardLock()) {
     const int isUp = board_interface_is_up(model(), call.rawNs(), interface);
     if (isUp < 0) return isUp;
     auto request = copyIn<board_wire_ifreq>(argument);
@@ -218,6 +218,11 @@ int loopbackFlags(void* argument) noexcept {
     request.value.flags = kLoopback | BOARD_WIRE_IFF_UP | BOARD_WIRE_IFF_RUNNING;
     std::memcpy(argument, &request, sizeof request);
     return 0;
+}
+
+int interfaceNamed(const char* name) noexcept {
+    const LockGuard guard(boardLock());
+    return board_interface_find(model(), name);
 }
 
 bool isSocket(int fd) noexcept {
@@ -252,8 +257,7 @@ bool requestOnSocket(int fd, unsigned long request, void* argument, int& result)
     if ((request != BOARD_WIRE_SIOCETHTOOL && request != BOARD_WIRE_SIOCGIFFLAGS) || !isSocket(fd)) return false;
     char name[BOARD_NAME_SIZE] = {};
     if (isAddress(argument)) std::memcpy(name, argument, sizeof name - 1);
-    const LockGuard guard(boardLock());
-    const int interface = board_interface_find(model(), name);
+    const int interface = interfaceNamed(name);
     const int target = interface >= 0 ? BOARD_TARGET_INTERFACE(interface) : BOARD_TARGET_NETWORK;
     DeviceCall call(BOARD_CALL_IOCTL, target, BOARD_FILE_SOCKET, static_cast<std::uint32_t>(request));
     if (!call.isFaulted()) {

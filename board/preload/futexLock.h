@@ -10,6 +10,7 @@
 #include <ctime>
 
 #include "board/preload/nanoseconds.h"
+#include "locks/annotatedLocks.h"
 
 #ifdef HALVEXBOARD_THREAD_SANITIZER
 extern "C" void __tsan_acquire(void* address);
@@ -56,9 +57,9 @@ inline std::uint32_t currentThreadId() noexcept {
 /// Guards the scheduler's tables, the descriptor table and the model. Recursive: a signal handler that interrupts a
 /// shim may read a clock. Owns nothing. Threads: thread-safe. Never held while the program's own code or a blocking
 /// call runs.
-class FutexLock {
+class CAPABILITY("mutex") FutexLock {
 public:
-    void lock() noexcept {
+    void lock() noexcept ACQUIRE() {
         const std::uint32_t me = currentThreadId();
         if (owner_.load(std::memory_order_relaxed) == me) {
             ++depth_;
@@ -75,7 +76,7 @@ public:
 #endif
     }
 
-    void unlock() noexcept {
+    void unlock() noexcept RELEASE() {
         if (--depth_ != 0) return;
 #ifdef HALVEXBOARD_THREAD_SANITIZER
         __tsan_release(&word_);
@@ -87,20 +88,20 @@ public:
     bool isMine() const noexcept { return owner_.load(std::memory_order_relaxed) == currentThreadId(); }
 
     /// Releases all levels at once; returns their number for retake().
-    std::uint32_t releaseAll() noexcept {
+    std::uint32_t releaseAll() noexcept RELEASE() {
         const std::uint32_t depth = depth_;
         depth_ = 1;
         unlock();
         return depth;
     }
 
-    void retake(std::uint32_t depth) noexcept {
+    void retake(std::uint32_t depth) noexcept ACQUIRE() {
         lock();
         depth_ = depth;
     }
 
     /// Resets the lock in a forked child: threads that might have held it do not exist there.
-    void resetAfterFork() noexcept {
+    void resetAfterFork() noexcept RELEASE() {
         word_.store(kFree, std::memory_order_relaxed);
         owner_.store(0, std::memory_order_relaxed);
         depth_ = 0;
@@ -116,22 +117,13 @@ private:
     std::uint32_t depth_ = 0;
 };
 
-class LockGuard {
-public:
-    explicit LockGuard(FutexLock& lock) noexcept : lock_(lock) { lock_.lock(); }
-    ~LockGuard() { lock_.unlock(); }
-    LockGuard(const LockGuard&) = delete;
-    LockGuard& operator=(const LockGuard&) = delete;
-
-private:
-    FutexLock& lock_;
-};
+using locks::LockGuard;
 
 /// Releases a held lock for a scope, at any depth, then acquires it again.
-class UnlockGuard {
+class SCOPED_CAPABILITY UnlockGuard {
 public:
-    explicit UnlockGuard(FutexLock& lock) noexcept : lock_(lock), depth_(lock.releaseAll()) {}
-    ~UnlockGuard() { lock_.retake(depth_); }
+    explicit UnlockGuard(FutexLock& lock) noexcept RELEASE(lock) : lock_(lock), depth_(lock.releaseAll()) {}
+    ~UnlockGuard() RELEASE() { lock_.retake(depth_); }
     UnlockGuard(const UnlockGuard&) = delete;
     UnlockGuard& operator=(const UnlockGuard&) = delete;
 

@@ -36,11 +36,11 @@ struct Arena {
     }
 };
 
-Arena traceArena;
-Arena syslogArena;  // NUL-terminated texts
+Arena traceArena GUARDED_BY(boardLock());
+Arena syslogArena GUARDED_BY(boardLock());  // NUL-terminated texts
 bool boardIsOn = false;
 
-void keepHappening(void*, const board_happening& happening) noexcept {
+void keepHappening(void*, const board_happening& happening) noexcept REQUIRES(boardLock()) {
     if (traceArena.size - traceArena.used < kMaxTraceLine)
         __builtin_trap();  // a test must not fill a gigabyte of trace
     traceArena.used += formatHappening(*happening.where, happening, traceArena.memory + traceArena.used, kMaxTraceLine);
@@ -71,10 +71,12 @@ LinkedBoard::~LinkedBoard() {
 }
 
 void LinkedBoard::start() {
-    traceArena.reserve(kArenaSize);
-    syslogArena.reserve(kSyslogArenaSize);
-    traceArena.used = 0;
-    syslogArena.used = 0;
+    {
+        const LockGuard guard(boardLock());
+        traceArena.reserve(kArenaSize);
+        syslogArena.reserve(kSyslogArenaSize);
+    }
+    clearTrace();
     CoreOptions core;
     core.virtualTime = options_.virtualTime;
     core.withScheduler = options_.virtualTime && options_.withScheduler.value_or(hasThreadShims != nullptr);

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 
-#include "board/preload/boardLock.h"
 #include "board/preload/nanoseconds.h"
 
 namespace halvexboard {
@@ -32,16 +31,16 @@ std::uint64_t saturatingAdd(std::uint64_t a, std::uint64_t b) noexcept { return 
 
 struct Scheduler::Thread {
     std::atomic<std::uint32_t> word{0};  // changes whenever the thread must re-check its state
-    State state = State::unused;
-    bool detached = false;
-    bool interruptible = false;
-    WaitResult result = WaitResult::woken;
-    const void* key = nullptr;
-    std::uint32_t bits = 0;
-    Deadline deadline;
-    std::uint64_t turn = 0;  // smaller runs first
-    pthread_t handle{};
-    bool named = false;
+    State state GUARDED_BY(boardLock()) = State::unused;
+    bool detached GUARDED_BY(boardLock()) = false;
+    bool interruptible GUARDED_BY(boardLock()) = false;
+    WaitResult result GUARDED_BY(boardLock()) = WaitResult::woken;
+    const void* key GUARDED_BY(boardLock()) = nullptr;
+    std::uint32_t bits GUARDED_BY(boardLock()) = 0;
+    Deadline deadline GUARDED_BY(boardLock());
+    std::uint64_t turn GUARDED_BY(boardLock()) = 0;  // smaller runs first
+    pthread_t handle GUARDED_BY(boardLock()){};
+    bool named GUARDED_BY(boardLock()) = false;
     void* (*body)(void*) = nullptr;
     void* argument = nullptr;
 };
@@ -50,7 +49,7 @@ namespace {
 
 constinit Scheduler::Thread threadTable[Scheduler::kMaxThreads];
 thread_local Scheduler::Thread* callingThread = nullptr;
-constinit Scheduler theScheduler{boardLock()};
+constinit Scheduler theScheduler;
 
 }  // namespace
 
@@ -61,7 +60,7 @@ Scheduler::Thread* Scheduler::self() noexcept { return callingThread; }
 // ---------------------------------------------------------------------------------------------------------- threads --
 
 void Scheduler::start(const TimeHooks& hooks) noexcept {
-    const LockGuard guard(lock_);
+    const LockGuard guard(boardLock());
     hooks_ = hooks;
     Thread& me = threadTable[0];
     me.state = State::running;
@@ -80,7 +79,7 @@ void Scheduler::start(const TimeHooks& hooks) noexcept {
 }
 
 void Scheduler::stop() noexcept {
-    const LockGuard guard(lock_);
+    const LockGuard guard(boardLock());
     running_.store(false, std::memory_order_release);
     for (std::size_t i = 0; i < used_; ++i) threadTable[i].state = State::unused;
     callingThread = nullptr;
@@ -91,7 +90,7 @@ void Scheduler::stop() noexcept {
 }
 
 Scheduler::Thread* Scheduler::prepareThread(void* (*body)(void*), void* argument, bool detached) noexcept {
-    const LockGuard guard(lock_);
+    const LockGuard guard(boardLock());
     for (std::size_t i = 0; i < kMaxThreads; ++i) {
         Thread& entry = threadTable[i];
         if (entry.state != State::unused) continue;
@@ -110,19 +109,19 @@ Scheduler::Thread* Scheduler::prepareThread(void* (*body)(void*), void* argument
 }
 
 void Scheduler::abandonThread(Thread* thread) noexcept {
-    const LockGuard guard(lock_);
+    const LockGuard guard(boardLock());
     thread->state = State::unused;
     --registered_;
 }
 
 void Scheduler::nameThread(Thread* thread, pthread_t handle) noexcept {
-    const LockGuard guard(lock_);
+    const LockGuard guard(boardLock());
     thread->handle = handle;
     thread->named = true;
 }
 
 void Scheduler::enterThread(Thread* thread) noexcept {
-    const LockGuard guard(lock_);
+    const LockGuard guard(boardLock());
     callingThread = thread;
     thread->handle = pthread_self();
     thread->named = true;
@@ -138,7 +137,7 @@ void Scheduler::runThread(Thread* thread, void* (*&body)(void*), void*& argument
 void Scheduler::leaveThread() noexcept {
     Thread* const me = callingThread;
     if (me == nullptr || !isRunning()) return;
-    const LockGuard guard(lock_);
+    const LockGuard guard(boardLock());
     callingThread = nullptr;
     me->state = me->detached ? State::unused : State::left;
     --registered_;
@@ -150,7 +149,7 @@ void Scheduler::leaveThread() noexcept {
 }
 
 bool Scheduler::awaitEnd(pthread_t handle, Deadline deadline, WaitResult& result) noexcept {
-    const LockGuard guard(lock_);
+    const LockGuard guard(boardLock());
     for (std::size_t i = 0; i < used_; ++i) {
         Thread& entry = threadTable[i];
         if (entry.state == State::unused || !entry.named || pthread_equal(entry.handle, handle) == 0) continue;
@@ -168,7 +167,7 @@ bool Scheduler::awaitEnd(pthread_t handle, Deadline deadline, WaitResult& result
 }
 
 void Scheduler::detach(pthread_t handle) noexcept {
-    const LockGuard guard(lock_);
+    const LockGuard guard(boardLock());
     for (std::size_t i = 0; i < used_; ++i) {
         Thread& entry = threadTable[i];
         if (entry.state == State::unused || !entry.named || pthread_equal(entry.handle, handle) == 0) continue;
@@ -192,7 +191,7 @@ void Scheduler::resetAfterFork() noexcept {
 // ---------------------------------------------------------------------------------------------------------- waiting --
 
 void Scheduler::prepareWait(const void* key, Deadline deadline, bool interruptible, std::uint32_t bits) noexcept {
-    const LockGuard guard(lock_);
+    const LockGuard guard(boardLock());
     Thread& me = *callingThread;
     me.state = State::waiting;
     me.key = key;
@@ -204,28 +203,28 @@ void Scheduler::prepareWait(const void* key, Deadline deadline, bool interruptib
 }
 
 WaitResult Scheduler::commitWait() noexcept {
-    const LockGuard guard(lock_);
+    const LockGuard guard(boardLock());
     Thread& me = *callingThread;
     leaveToken(me);
     return me.result;
 }
 
 void Scheduler::cancelWait() noexcept {
-    const LockGuard guard(lock_);
+    const LockGuard guard(boardLock());
     Thread& me = *callingThread;
     if (me.state == State::waiting) waitingCount_.fetch_sub(1, std::memory_order_relaxed);
     me.state = State::running;
 }
 
 WaitResult Scheduler::wait(const void* key, Deadline deadline, bool interruptible, std::uint32_t bits) noexcept {
-    const LockGuard guard(lock_);
+    const LockGuard guard(boardLock());
     prepareWait(key, deadline, interruptible, bits);
     return commitWait();
 }
 
 int Scheduler::wake(const void* key, int count, std::uint32_t bits) noexcept {
     if (!anyoneWaits()) return 0;
-    const LockGuard guard(lock_);
+    const LockGuard guard(boardLock());
     int woken = 0;
     while (woken < count) {
         Thread* first = nullptr;
@@ -251,7 +250,7 @@ void Scheduler::makeReady(Thread& thread, WaitResult result) noexcept {
 }
 
 void Scheduler::yield() noexcept {
-    const LockGuard guard(lock_);
+    const LockGuard guard(boardLock());
     Thread& me = *callingThread;
     wakeDue();
     me.state = State::ready;
@@ -266,7 +265,7 @@ void Scheduler::yieldWhenSliceIsSpent() noexcept {
 }
 
 bool Scheduler::beginExternal() noexcept {
-    const LockGuard guard(lock_);
+    const LockGuard guard(boardLock());
     Thread* const me = callingThread;
     if (me == nullptr || holder_ != me || registered_ < 2) return false;
     me->state = State::external;
@@ -277,7 +276,7 @@ bool Scheduler::beginExternal() noexcept {
 }
 
 void Scheduler::endExternal() noexcept {
-    const LockGuard guard(lock_);
+    const LockGuard guard(boardLock());
     Thread& me = *callingThread;
     --externals_;
     me.state = State::ready;
@@ -410,7 +409,7 @@ void Scheduler::awaitGrant(Thread& me) noexcept {
         }
         int outcome = 0;
         {
-            const UnlockGuard released(lock_);
+            const UnlockGuard released(boardLock());
             outcome = futexWait(me.word, seen, spanNs);
         }
         if (outcome == -EINTR && me.interruptible && me.state == State::waiting) {

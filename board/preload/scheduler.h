@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "board/preload/futexLock.h"
+#include "board/preload/boardLock.h"
 
 namespace halvexboard {
 
@@ -48,8 +48,6 @@ public:
     static constexpr std::uint64_t kSliceNs = 100'000;
 
     struct Thread;
-
-    explicit constexpr Scheduler(FutexLock& lock) noexcept : lock_(lock) {}
 
     /// Registers the calling thread and gives it the token.
     void start(const TimeHooks& hooks) noexcept;
@@ -100,37 +98,36 @@ public:
     bool hasOthers() const noexcept { return registered_ > 1; }
 
     /// Keeps only the forking thread, in the child.
-    void resetAfterFork() noexcept;
+    void resetAfterFork() noexcept REQUIRES(boardLock());
 
     /// The key of waits for model changes.
     const void* modelKey() const noexcept { return &modelKey_; }
 
 private:
-    void makeReady(Thread& thread, WaitResult result) noexcept;
-    void wakeDue() noexcept;
-    std::uint64_t dueAt(const Thread& thread) const noexcept;
-    Thread* firstReady() noexcept;
-    void dispatch() noexcept;
-    void grant(Thread& thread) noexcept;
-    void appointKeeper(std::uint64_t atNs) noexcept;
-    void jumpTo(std::uint64_t rawNs) noexcept;
-    void awaitGrant(Thread& me) noexcept;
-    void leaveToken(Thread& me) noexcept;
+    void makeReady(Thread& thread, WaitResult result) noexcept REQUIRES(boardLock());
+    void wakeDue() noexcept REQUIRES(boardLock());
+    std::uint64_t dueAt(const Thread& thread) const noexcept REQUIRES(boardLock());
+    Thread* firstReady() noexcept REQUIRES(boardLock());
+    void dispatch() noexcept REQUIRES(boardLock());
+    void grant(Thread& thread) noexcept REQUIRES(boardLock());
+    void appointKeeper(std::uint64_t atNs) noexcept REQUIRES(boardLock());
+    void jumpTo(std::uint64_t rawNs) noexcept REQUIRES(boardLock());
+    void awaitGrant(Thread& me) noexcept REQUIRES(boardLock());
+    void leaveToken(Thread& me) noexcept REQUIRES(boardLock());
 
-    FutexLock& lock_;
     TimeHooks hooks_{};
     std::atomic<bool> running_{false};
     std::atomic<int> waitingCount_{0};
-    Thread* holder_ = nullptr;
-    Thread* keeper_ = nullptr;
-    std::uint64_t keeperTargetNs_ = 0;
-    std::int64_t keeperUntilNs_ = 0;
-    std::uint64_t nextTurn_ = 1;
+    Thread* holder_ GUARDED_BY(boardLock()) = nullptr;
+    Thread* keeper_ GUARDED_BY(boardLock()) = nullptr;
+    std::uint64_t keeperTargetNs_ GUARDED_BY(boardLock()) = 0;
+    std::int64_t keeperUntilNs_ GUARDED_BY(boardLock()) = 0;
+    std::uint64_t nextTurn_ GUARDED_BY(boardLock()) = 1;
     std::uint64_t sliceStartNs_ = 0;
-    std::size_t used_ = 0;
+    std::size_t used_ GUARDED_BY(boardLock()) = 0;
     int registered_ = 0;
-    int externals_ = 0;
-    bool jumping_ = false;  // threads readied by the jump are collected once, afterwards
+    int externals_ GUARDED_BY(boardLock()) = 0;
+    bool jumping_ GUARDED_BY(boardLock()) = false;  // threads readied by the jump are collected once, afterwards
     char modelKey_ = 0;
 };
 

@@ -32,7 +32,7 @@ static_assert(sizeof(dirent) == sizeof(dirent64), "one record serves both spelli
 
 /// A listing behind a DIR: a directory of the board, or one of the machine that contains board files.
 struct Listing {
-    bool used = false;
+    bool used GUARDED_BY(boardLock()) = false;
     bool counted = false;             // opened by the program, not by glob
     const Node* directory = nullptr;  // null: the machine's
     DIR* real = nullptr;              // the machine's entries, if any

@@ -25,7 +25,7 @@ struct OnceTable {
     }
 };
 
-constinit OnceTable onceTable{};
+constinit OnceTable onceTable GUARDED_BY(boardLock()){};
 
 /// Marks an initialisation as running, for a scope.
 class OnceMark {
@@ -39,6 +39,7 @@ public:
     }
     ~OnceMark() {
         if (position_ == OnceTable::kSize) return;
+        const LockGuard guard(boardLock());
         const void* const key = onceTable.keys[position_];
         onceTable.keys[position_] = nullptr;
         scheduler().wake(key, kEveryone);
@@ -50,17 +51,19 @@ private:
     std::size_t position_;
 };
 
+bool isUnderWayElsewhere(const void* key) noexcept {
+    const LockGuard guard(boardLock());
+    const std::size_t position = onceTable.find(key);
+    return position != OnceTable::kSize && onceTable.owners[position] != Scheduler::self();
+}
+
 }  // namespace
 
 HALVEXBOARD_SHIM int pthread_once(pthread_once_t* control, void (*initialise)()) {
     constexpr int kDone = 2;  // glibc's value of a completed control
     if (!isScheduled() || __atomic_load_n(control, __ATOMIC_ACQUIRE) == kDone)
         return real_pthread_once(control, initialise);
-    for (;;) {
-        const std::size_t position = onceTable.find(control);
-        if (position == OnceTable::kSize || onceTable.owners[position] == Scheduler::self()) break;
-        scheduler().wait(control, Deadline::never(), false);
-    }
+    while (isUnderWayElsewhere(control)) scheduler().wait(control, Deadline::never(), false);
     const OnceMark mark(control);
     return real_pthread_once(control, initialise);
 }

@@ -37,14 +37,14 @@ struct Watch {
     int count;
 };
 
-short readinessOf(const OpenFile& file, short events) noexcept {
+short readinessOf(const OpenFile& file, short events) noexcept REQUIRES(boardLock()) {
     if (board_present(model(), file.node->target) == 0) return POLLERR | POLLHUP;
     if (isAlwaysReady(file)) return static_cast<short>(events & (POLLIN | POLLOUT | POLLRDNORM | POLLWRNORM));
     return isReadable(file) ? static_cast<short>(events & (POLLIN | POLLRDNORM)) : short{0};
 }
 
 /// Checks every descriptor once. Those of the machine are polled without waiting, or for `realSpan` if given.
-int look(Watch& watch, bool withReal, const timespec* realSpan) noexcept {
+int look(Watch& watch, bool withReal, const timespec* realSpan) noexcept REQUIRES(boardLock()) {
     int ready = 0;
     for (int i = 0; i < watch.count; ++i) {
         Watched& item = watch.items[i];
@@ -74,7 +74,7 @@ const OpenFile* firstOfBoard(const Watch& watch) noexcept {
 }
 
 /// Waits until something is ready or the deadline passes. Returns the number of ready ones, 0, or -EINTR.
-int watchUntil(Watch& watch, Deadline deadline, DeviceCall& call) noexcept {
+int watchUntil(Watch& watch, Deadline deadline, DeviceCall& call) noexcept REQUIRES(boardLock()) {
     // Machine descriptors cannot wake this wait: poll them again after a little virtual and real time.
     constexpr std::uint64_t kLookAgainNs = 10 * kNsPerMillisecond;
     constexpr timespec kNoWait{0, 0};

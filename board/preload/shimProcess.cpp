@@ -29,8 +29,8 @@ HALVEXBOARD_REAL(_exit);
 HALVEXBOARD_REAL(abort);
 
 /// The board's children in this process, for wait calls without a pid.
-pid_t children[BOARD_MAX_CHILDREN];
-std::size_t childCount = 0;
+pid_t children[BOARD_MAX_CHILDREN] GUARDED_BY(boardLock());
+std::size_t childCount GUARDED_BY(boardLock()) = 0;
 
 bool isSimulatedProgram(const char* path) noexcept {
     const PathAnswer answer = findPath(path);
@@ -161,7 +161,7 @@ HALVEXBOARD_SHIM pid_t wait4(pid_t pid, int* status, int options, rusage* usage)
 
 HALVEXBOARD_SHIM pid_t waitpid(pid_t pid, int* status, int options) {
     pthread_testcancel();
-    if (!isActive() || pid != -1 || childCount == 0) return wait4(pid, status, options, nullptr);
+    if (!isActive() || pid != -1) return wait4(pid, status, options, nullptr);
     // Any child: the board's first, then the machine's; waits for the board's if there are no others.
     board_child child{};
     pid_t reaped = reap(-1, child);
@@ -182,7 +182,7 @@ HALVEXBOARD_SHIM pid_t wait3(int* status, int options, rusage* usage) noexcept {
 
 HALVEXBOARD_SHIM int waitid(idtype_t kind, id_t id, siginfo_t* info, int options) {
     pthread_testcancel();
-    if (isActive() && kind == P_ALL && childCount > 0 && (options & WNOWAIT) != 0 && (options & WNOHANG) != 0) {
+    if (isActive() && kind == P_ALL && (options & WNOWAIT) != 0 && (options & WNOHANG) != 0) {
         board_child child{};
         const pid_t ended = endedChild(child);
         if (ended >= 0) {
@@ -219,6 +219,7 @@ HALVEXBOARD_SHIM __attribute__((noreturn)) void abort() noexcept {
 namespace halvexboard {
 
 void forgetChildren() noexcept {
+    const LockGuard guard(boardLock());
     std::memset(children, 0, sizeof children);
     childCount = 0;
 }

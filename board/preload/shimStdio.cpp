@@ -84,15 +84,19 @@ bool openOnBoard(const char* path, const char* mode, FILE*& stream) noexcept {
 
 OpenFile* oursOf(FILE* stream) noexcept { return isActive() ? findDescriptor(fileno(stream)) : nullptr; }
 
+bool isContentOf(const OpenFile& file, const char* text, long length) noexcept {
+    const LockGuard guard(boardLock());
+    return length == static_cast<long>(file.contentSize) &&
+           std::memcmp(text, file.content, static_cast<std::size_t>(length)) == 0;
+}
+
 /// Passes text printed into an attribute through stdio from the backing file to the driver.
 int storePrinted(FILE* stream, OpenFile& file) noexcept {
     if (file.node->kind != NodeKind::ppbOffset || !file.canWrite()) return 0;
     std::fflush(stream);
     char text[OpenFile::kContentSize];
     const long length = rawSystemCall(SYS_pread64, fileno(stream), reinterpret_cast<long>(text), sizeof text, 0);
-    const bool unchanged = length == static_cast<long>(file.contentSize) &&
-                           std::memcmp(text, file.content, static_cast<std::size_t>(length)) == 0;
-    if (length <= 0 || unchanged) return 0;
+    if (length <= 0 || isContentOf(file, text, length)) return 0;
     return writeFile(file, text, static_cast<std::size_t>(length)) < 0 ? -1 : 0;
 }
 

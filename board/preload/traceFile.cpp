@@ -23,14 +23,14 @@ struct TraceFile {
     char buffer[kBufferSize] = {};
 };
 
-constinit TraceFile file{};
+constinit TraceFile file GUARDED_BY(boardLock()){};
 
 void complain() noexcept {
     static constexpr char kText[] = "halvexboard: the trace cannot be written; it ends here\n";
     rawSystemCall(SYS_write, 2, reinterpret_cast<long>(kText), sizeof kText - 1);
 }
 
-void writeOut() noexcept {
+void writeOut() noexcept REQUIRES(boardLock()) {
     std::size_t done = 0;
     while (file.fd >= 0 && done < file.used) {
         const long written = rawSystemCall(SYS_write, file.fd, reinterpret_cast<long>(file.buffer + done),
@@ -46,7 +46,9 @@ void writeOut() noexcept {
     file.used = 0;
 }
 
-void take(void*, const board_happening& happening) noexcept {
+void flush(void*) noexcept REQUIRES(boardLock()) { writeOut(); }
+
+void take(void*, const board_happening& happening) noexcept REQUIRES(boardLock()) {
     if (file.fd < 0) return;
     if (kBufferSize - file.used < kMaxTraceLine) writeOut();
     file.used += formatHappening(*happening.where, happening, file.buffer + file.used, kBufferSize - file.used);
@@ -74,14 +76,13 @@ int openTraceFile(const char* path) noexcept {
     const long fd = rawSystemCall(SYS_openat, AT_FDCWD, reinterpret_cast<long>(path),
                                   O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kMode);
     if (fd < 0) return static_cast<int>(-fd);
+    const LockGuard guard(boardLock());
     file.fd = outOfTheWay(static_cast<int>(fd));
     file.used = 0;
     return 0;
 }
 
-HappeningSink traceFileSink() noexcept {
-    return {take, [](void*) noexcept { writeOut(); }, nullptr};
-}
+HappeningSink traceFileSink() noexcept { return {take, flush, nullptr}; }
 
 void finishTraceFile() noexcept {
     const LockGuard guard(boardLock());

@@ -13,6 +13,6 @@ HappeningSink traceFileSink() noexcept;
 /// Writes out the buffer. Later lines are written at once.
 void finishTraceFile() noexcept;
 /// In a forked child: drops the buffer, the file is the parent's.
-void abandonTraceFile() noexcept;
+void abandonTraceFile() noexcept REQUIRES(boardLock());
 
 }  // namespace halvexboard

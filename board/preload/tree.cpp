@@ -147,7 +147,9 @@ bool isTheBoards(const char* path) noexcept {
 }
 
 bool isThere(const Node& node) noexcept {
-    return node.target == BOARD_TARGET_ANY || board_present(model(), node.target) != 0;
+    if (node.target == BOARD_TARGET_ANY) return true;
+    const LockGuard guard(boardLock());
+    return board_present(model(), node.target) != 0;
 }
 
 /// Length of the directory part of a node's path, without the slash.
