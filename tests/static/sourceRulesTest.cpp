@@ -226,10 +226,10 @@ TEST(UnitTests, AreThereForEveryUnitOfTheProduct) {
 }
 
 TEST(TestPrograms, ThatScriptsNameAreBuilt) {
+    static const std::regex kProgram(R"(\b\w+(Test|Replay)\b)");
 #ifdef HALVEX_THREAD_SANITIZER
     GTEST_SKIP() << "programs on the preloaded board are left out under the thread sanitizer";
 #endif
-    static const std::regex kProgram(R"(\b\w+(Test|Replay)\b)");
     const std::string targets = fileContents(fs::path(HALVEX_BINARY_DIR) / "build.ninja");
     Names named;
     for (const std::string script : {"tests/mutants/jury.py", "tests/mutants/run", "tests/coverage/run"}) {
