@@ -1,11 +1,11 @@
-// Locks that clang's thread-safety analysis follows, and the words that say what they guard.
+// Lock types and annotations for clang's thread-safety analysis.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 #include <chrono>
 #include <mutex>
 
-// Named as clang's documentation names them; nothing to any other compiler. ./dev lint threads checks what they say.
+// Named as in clang's documentation; empty for other compilers. ./dev lint threads checks them.
 #ifdef __clang__
 #define HALVEX_ATTRIBUTE(...) __attribute__((__VA_ARGS__))
 #else
@@ -24,7 +24,7 @@
 
 namespace locks {
 
-/// A mutex of the standard library, which does not annotate its own.
+/// std::mutex with annotations, which the standard library lacks.
 template <typename Standard>
 class CAPABILITY("mutex") Annotated : public Standard {
 public:
@@ -37,7 +37,7 @@ public:
 using Mutex = Annotated<std::mutex>;
 using TimedMutex = Annotated<std::timed_mutex>;
 
-/// Holds a lock of any kind while it lives. Failure: throws what locking throws.
+/// Holds a lock of any kind for a scope. Failure: throws what locking throws.
 template <typename Lock>
 class SCOPED_CAPABILITY LockGuard {
 public:

@@ -26,7 +26,7 @@ std::uint64_t remainingToChangeNs() noexcept {
     return at == BOARD_NEVER ? kNever : (at > now ? at - now : 0);
 }
 
-/// A wait without the scheduler, the lock, if held, given back meanwhile.
+/// A wait without the scheduler; releases the lock meanwhile if it is held.
 WaitResult pauseFor(std::uint64_t ns) noexcept NO_THREAD_SAFETY_ANALYSIS {
     // A foreign thread must not advance the others' time: wait in real time.
     if (isTimeVirtual() && !scheduler().isRunning() && ns != kNever) {

@@ -45,7 +45,7 @@ void reportCurrentException(MonitorErrors errors) noexcept {
     logError(error);
     try {
         const locks::LockGuard lock(errors.statusMutex);
-        // Not by &, which the analysis of locks takes no notice of.
+        // Not by &, which the lock analysis does not follow.
         zuerr_merge(std::addressof(errors.status), &error.getStatus());
     } catch (...) {
         logError(zuerr::copyCurrentException());  // locking failed: log both errors and go on with the next pass
