@@ -1,10 +1,13 @@
 // halvexboard: runs a program on the simulated controller and summarises its trace.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+#include <fcntl.h>
+#include <unistd.h>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <iostream>
 
+#include "board/launcher/describe.h"
 #include "board/launcher/options.h"
 #include "board/launcher/run.h"
 #include "board/trace/traceSummary.h"
@@ -16,14 +19,23 @@ constexpr int kUsageExit = 2;
 constexpr int kCannotWrite = 3;
 constexpr int kCannotStart = 125;
 
+[[noreturn]] void refuseToRead(const std::string& name) {
+    throw halvexboard::TraceError("cannot read " + name + ": " + std::strerror(errno));
+}
+
 int summarise(const halvexboard::Options& options) {
-    std::ifstream trace(options.summaryOf);
-    const halvexboard::TraceSummary summary =
-        trace ? halvexboard::summariseTrace(trace, {options.from, options.until}) : halvexboard::TraceSummary{};
-    if (!trace.is_open() || trace.bad()) {  // a directory opens but cannot be read
-        std::cerr << "halvexboard: cannot read " << options.summaryOf << ": " << std::strerror(errno) << '\n';
-        return kUsageExit;
-    }
+    const bool isInput = options.summaryOf == "-";
+    const std::string name = isInput ? "standard input" : options.summaryOf;
+    if (isInput && fcntl(STDIN_FILENO, F_GETFD) < 0) refuseToRead(name);
+    std::ifstream file;
+    if (!isInput) file.open(name);
+    if (!file) refuseToRead(name);
+    std::istream& trace = isInput ? std::cin : file;
+    trace.peek();
+    if (trace.bad()) refuseToRead(name);  // a directory opens but cannot be read
+    if (trace.eof()) throw halvexboard::TraceError(name + " is empty; halvexboard run --trace FILE writes a trace");
+    const halvexboard::TraceSummary summary = halvexboard::summariseTrace(trace, {options.from, options.until});
+    if (trace.bad()) refuseToRead(name);
     std::cout << halvexboard::formatSummary(summary, options.isListed);
     return summary.isAligned() ? 0 : kNotAligned;
 }
@@ -34,10 +46,20 @@ int act(const halvexboard::Options& options) {
             halvexboard::runOnBoard(options);
         case halvexboard::Options::Action::summary:
             return summarise(options);
-        default:
-            std::cout << halvexboard::helpText();
-            return 0;
+        case halvexboard::Options::Action::list:
+            std::cout << halvexboard::listText(options.topic);
+            break;
+        case halvexboard::Options::Action::version:
+            std::cout << "halvexboard " HALVEX_VERSION "\n";
+            break;
+        case halvexboard::Options::Action::describe:
+            std::cout << halvexboard::completionFor(options.topic);
+            break;
+        case halvexboard::Options::Action::help:
+            std::cout << halvexboard::helpText(options.topic);
+            break;
     }
+    return 0;
 }
 
 /// The exit status of an action, checking that its output was written.

@@ -13,17 +13,38 @@ namespace {
 
 constexpr const char* kIntroduction =
     "run starts COMMAND on a simulated controller; summary prints what a trace says about the clocks and exits with 1\n"
-    "unless every enabled clock ended within 100 ns of the master.";
-constexpr const char* kHelpIsThere = "; halvexboard --help lists the options";
+    "unless every enabled clock ended within 100 ns of the master; list shows what scenarios can say.";
+constexpr const char* kHelpIsThere = "; halvexboard --help says more";
 
-/// CLI11's help with one usage line per action.
-class TwoActions : public CLI::Formatter {
-public:
-    std::string make_usage(const CLI::App*, std::string) const override {
-        return "Usage: halvexboard run [OPTION...] -- COMMAND [ARGUMENT...]\n"
-               "       halvexboard summary [OPTION...] TRACE\n";
-    }
+struct ActionRow {
+    const char* name;
+    const char* usage;
 };
+constexpr ActionRow kRun = {"run", "halvexboard run [OPTION...] -- COMMAND [ARGUMENT...]"};
+constexpr ActionRow kSummary = {"summary", "halvexboard summary [OPTION...] TRACE"};
+constexpr ActionRow kList = {"list", "halvexboard list [TOPIC]"};
+
+/// CLI11's help with one usage line per action, or that of one.
+class Usage : public CLI::Formatter {
+public:
+    explicit Usage(std::string action) : action_(std::move(action)) {}
+
+    std::string make_usage(const CLI::App*, std::string) const override {
+        std::string text;
+        for (const ActionRow& row : {kRun, kSummary, kList})
+            if (action_.empty() || action_ == row.name)
+                text += std::string(text.empty() ? "Usage: " : "       ") + row.usage + "\n";
+        return text;
+    }
+
+private:
+    std::string action_;
+};
+
+/// The parser itself takes an option that follows for the value.
+std::string refuseNoValue(const std::string& text) {
+    return text.empty() || text.starts_with("--") ? "needs a value, not '" + text + "'" : "";
+}
 
 /// Always decimal: a leading zero does not mean octal.
 std::uint64_t seedOf(const std::string& text) {
@@ -39,12 +60,15 @@ void declareRun(CLI::App& app, Options& options) {
     app.option_defaults()->group("Options of run");
     app.add_option("--scenario", options.scenario,
                    "The board and what happens to it: a file, or the name of a ready-made scenario (default: plain)")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->check(refuseNoValue);
     app.add_option_function<std::string>(
            "--seed", [&options](const std::string& text) { options.seed = seedOf(text); },
            "Another run of the same scenario (default: the scenario's own seed)")
         ->type_name("N");
-    app.add_option("--trace", options.traceFile, "Write what happens, one JSON object a line")->type_name("FILE");
+    app.add_option("--trace", options.traceFile, "Write what happens, one JSON object a line")
+        ->type_name("FILE")
+        ->check(refuseNoValue);
     app.add_flag("--console", options.console, "Show syslog lines, faults and events on stderr as they happen")
         ->disable_flag_override();
     app.add_option_function<std::string>(
@@ -55,19 +79,40 @@ void declareRun(CLI::App& app, Options& options) {
     app.add_flag("--children", options.children,
                  "Programs that COMMAND starts get boards of their own instead of the real machine")
         ->disable_flag_override();
+    app.add_flag("--quiet", options.isQuiet, "Do not report scenario and seed on stderr")->disable_flag_override();
 }
 
 void declareSummary(CLI::App& app, Options& options) {
     app.option_defaults()->group("Options of summary");
-    app.add_option("--from", options.from, "Begin at the log line TEXT")->type_name("TEXT");
-    app.add_option("--until", options.until, "End before the next log line TEXT")->type_name("TEXT");
+    app.add_option("--from", options.from, "Begin at the log line TEXT")->type_name("TEXT")->check(refuseNoValue);
+    app.add_option("--until", options.until, "End before the next log line TEXT")
+        ->type_name("TEXT")
+        ->check(refuseNoValue);
     app.add_flag("--list", options.isListed,
                  "List steps, steering, records, log lines, events and faults as they happened")
         ->disable_flag_override();
 }
 
+void declare(CLI::App& app, Options& options, const std::string& action) {
+    if (action.empty() || action == kRun.name) declareRun(app, options);
+    if (action.empty() || action == kSummary.name) declareSummary(app, options);
+}
+
+std::string optionNames(const std::string& action) {
+    std::string names;
+    for (const OptionRow& row : optionRows())
+        if (row.action == action) names += (names.empty() ? " has " : ", ") + row.name;
+    return action + (names.empty() ? " has none" : names);
+}
+
+Options helpOn(const char* action) {
+    Options options;
+    options.topic = action;
+    return options;
+}
+
 /// Returns false if help is requested. Throws UsageError.
-bool parse(CLI::App& app, std::vector<std::string> words) {
+bool parse(CLI::App& app, std::vector<std::string> words, const char* action) {
     std::reverse(words.begin(), words.end());  // the parser consumes them from the end
     try {
         app.parse(std::move(words));
@@ -77,8 +122,8 @@ bool parse(CLI::App& app, std::vector<std::string> words) {
         throw UsageError(error.what() + std::string(kHelpIsThere));
     }
     const std::vector<std::string> rest = app.remaining();
-    if (!rest.empty() && rest.front().starts_with("-"))
-        throw UsageError("there is no option " + rest.front() + kHelpIsThere);
+    if (!rest.empty() && rest.front().starts_with("-") && rest.front() != "-")
+        throw UsageError("there is no option " + rest.front() + "; " + optionNames(action) + kHelpIsThere);
     return true;
 }
 
@@ -89,13 +134,13 @@ Options parseRun(std::vector<std::string> words) {
     const auto dashes = std::find(words.begin(), words.end(), "--");
     const std::vector<std::string> command(dashes, words.end());
     words.erase(dashes, words.end());
-    if (!parse(app, std::move(words))) return {};
+    if (!parse(app, std::move(words), kRun.name)) return helpOn(kRun.name);
     options.action = Options::Action::run;
     options.command = app.remaining();
     const bool hasCommand = !options.command.empty();  // then "--" is one of its arguments
     options.command.insert(options.command.end(), command.begin() + (hasCommand || command.empty() ? 0 : 1),
                            command.end());
-    if (options.command.empty()) throw UsageError("run needs a command: halvexboard run -- COMMAND [ARGUMENT...]");
+    if (options.command.empty()) throw UsageError(std::string("run needs a command: ") + kRun.usage);
     return options;
 }
 
@@ -104,30 +149,63 @@ Options parseSummary(std::vector<std::string> words) {
     CLI::App app;
     app.allow_extras();
     declareSummary(app, options);
-    if (!parse(app, std::move(words))) return {};
-    if (app.remaining().size() != 1) throw UsageError("summary needs one trace: halvexboard summary [OPTION...] TRACE");
+    if (!parse(app, std::move(words), kSummary.name)) return helpOn(kSummary.name);
+    if (app.remaining().size() != 1) throw UsageError(std::string("summary needs one trace: ") + kSummary.usage);
     options.action = Options::Action::summary;
     options.summaryOf = app.remaining().front();
     return options;
 }
 
+Options parseTopic(Options::Action action, const std::vector<std::string>& arguments) {
+    if (arguments.size() > 2) throw UsageError(arguments.front() + " needs one topic, not " + arguments[2] + " too");
+    Options options;
+    options.action = action;
+    if (arguments.size() == 2) options.topic = arguments[1];
+    return options;
+}
+
+Options parseList(const std::vector<std::string>& arguments) {
+    CLI::App app;
+    app.allow_extras();
+    if (!parse(app, {arguments.begin() + 1, arguments.end()}, kList.name)) return helpOn(kList.name);
+    return parseTopic(Options::Action::list, arguments);
+}
+
 }  // namespace
 
-std::string helpText() {
+std::vector<OptionRow> optionRows() {
+    std::vector<OptionRow> rows;
+    for (const char* const action : {kRun.name, kSummary.name}) {
+        Options ignored;
+        CLI::App app;
+        declare(app, ignored, action);
+        for (const CLI::Option* const option : app.get_options())
+            if (option != app.get_help_ptr())
+                rows.push_back({action, option->get_name(),
+                                option->get_items_expected_max() == 0 ? "" : option->get_type_name(),
+                                option->get_description()});
+    }
+    return rows;
+}
+
+std::string helpText(const std::string& action) {
     Options ignored;
     CLI::App app(kIntroduction, "halvexboard");
-    app.formatter(std::make_shared<TwoActions>());
-    declareRun(app, ignored);
-    declareSummary(app, ignored);
+    app.formatter(std::make_shared<Usage>(action));
+    declare(app, ignored, action);
     return app.help();
 }
 
 Options parseOptions(const std::vector<std::string>& arguments) {
     const std::string action = arguments.empty() ? "" : arguments.front();
-    if (action == "--help" || action == "-h" || action == "help") return {};
+    if (action == "--help" || action == "-h" || action == "help") return parseTopic(Options::Action::help, arguments);
+    if (action == "--version") return parseTopic(Options::Action::version, {action});
+    if (action == "--describe") return parseTopic(Options::Action::describe, arguments);
+    if (action == "list") return parseList(arguments);
     if (action == "run") return parseRun({arguments.begin() + 1, arguments.end()});
     if (action == "summary") return parseSummary({arguments.begin() + 1, arguments.end()});
-    throw UsageError("run or summary must come first" + (action.empty() ? action : ", not " + action) + kHelpIsThere);
+    throw UsageError("run, summary or list must come first" + (action.empty() ? action : ", not " + action) +
+                     kHelpIsThere);
 }
 
 }  // namespace halvexboard

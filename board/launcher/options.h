@@ -17,9 +17,11 @@ public:
 };
 
 struct Options {
-    enum class Action { run, summary, help };
+    enum class Action { run, summary, list, help, version, describe };
 
     Action action = Action::help;
+    std::string topic;  ///< Of help, list or describe (a shell); empty: everything.
+    bool isQuiet = false;
     std::string scenario;  ///< File, or name of a built-in scenario; empty: "plain".
     std::optional<std::uint64_t> seed;
     std::string traceFile;
@@ -35,7 +37,13 @@ struct Options {
 /// Throws UsageError.
 Options parseOptions(const std::vector<std::string>& arguments);
 
-/// The text of --help.
-std::string helpText();
+/// The text of --help, for all actions or for one.
+std::string helpText(const std::string& action = "");
+
+/// An option as the help names it.
+struct OptionRow {
+    std::string action, name, argument, help;
+};
+std::vector<OptionRow> optionRows();
 
 }  // namespace halvexboard

@@ -102,11 +102,12 @@ enum board_file { BOARD_FILE_ROWS(BOARD_FILE_CONSTANT) BOARD_FILE_KINDS };
 
 /* Names as in scenario files and traces ("ioctl", "ppb_offset", "PTP_PIN_SETFUNC", "getTime"); constant storage.
  * board_request_name returns NULL for requests that `target` does not answer; board_request_named is its inverse and
- * returns 0 for unknown names. */
+ * returns 0 for unknown names. board_request_at returns the requests that `target` answers, then 0. */
 const char *board_call_kind_name(enum board_call_kind kind);
 const char *board_file_name(enum board_file file);
 const char *board_request_name(int target, uint32_t request);
 uint32_t board_request_named(int target, const char *name);
+uint32_t board_request_at(int target, uint32_t at);
 
 /* One call: matched against faults, charged its cost and reported to the observer. */
 struct board_call {

@@ -72,6 +72,17 @@ const char *board_request_name(int target, uint32_t request)
 	return NULL;
 }
 
+uint32_t board_request_at(int target, uint32_t at)
+{
+	const struct board_driver_method *method = board_driver_methods(target);
+
+	if (method == NULL)
+		return at < INTERFACE_REQUESTS ? interface_requests[at].request : 0;
+	for (; at > 0 && method->name != NULL; --at)
+		++method;
+	return method->name != NULL ? method->request : 0;
+}
+
 uint32_t board_request_named(int target, const char *name)
 {
 	const struct board_driver_method *method = board_driver_methods(target);

@@ -10,6 +10,13 @@ namespace {
 
 constexpr int kLargestErrno = 133;
 
+template <typename Kind>
+std::vector<std::string> allNames(int first, int end, const char* (*nameOf)(Kind)) {
+    std::vector<std::string> names;
+    for (int kind = first; kind < end; ++kind) names.emplace_back(nameOf(static_cast<Kind>(kind)));
+    return names;
+}
+
 bool isNamed(const char* name, const std::string& wanted) { return name != nullptr && wanted == name; }
 
 }  // namespace
@@ -48,6 +55,34 @@ std::optional<std::int32_t> errnoNamed(const std::string& name) {
     for (int error = 1; error <= kLargestErrno; ++error)
         if (isNamed(strerrorname_np(error), name)) return error;
     return std::nullopt;
+}
+
+std::vector<std::string> callKindNames() { return allNames(0, BOARD_CALL_KINDS, board_call_kind_name); }
+std::vector<std::string> fileNames() { return allNames(0, BOARD_FILE_KINDS, board_file_name); }
+std::vector<std::string> eventKindNames() {
+    return allNames(BOARD_EVENT_NONE + 1, BOARD_EVENT_KINDS, board_event_kind_name);
+}
+
+std::vector<std::string> targetNames(const board_config& config) {
+    std::vector<std::string> names;
+    for (int target = BOARD_TARGET_FERROX; target <= BOARD_TARGET_NETWORK; ++target)
+        names.emplace_back(board_target_name(&config, target));
+    for (std::uint32_t at = 0; at < config.interface_count; ++at) names.emplace_back(config.interfaces[at].name);
+    return names;
+}
+
+std::vector<std::string> requestNames(int target) {
+    const bool isDriver = target == BOARD_TARGET_FERROX || target == BOARD_TARGET_FPGA;
+    std::vector<std::string> names;
+    for (std::uint32_t at = 0; const std::uint32_t request = board_request_at(target, at); ++at)
+        names.emplace_back(board_request_name(isDriver ? target : BOARD_TARGET_FIRST_INTERFACE, request));
+    return names;
+}
+
+std::string joined(const std::vector<std::string>& names) {
+    std::string text;
+    for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
+    return text;
 }
 
 }  // namespace halvexboard

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "board/model/board.h"
 
@@ -19,6 +20,14 @@ std::optional<int> targetNamed(const board_config& config, const std::string& na
 /// A driver method or an interface request; methods of Ferrox and FPGA require that target.
 std::optional<std::uint32_t> requestNamed(int target, const std::string& name);
 std::optional<std::int32_t> errnoNamed(const std::string& name);  ///< "EIO"
+
+// What each of the functions above knows, in the model's order.
+std::vector<std::string> callKindNames();
+std::vector<std::string> fileNames();
+std::vector<std::string> eventKindNames();
+std::vector<std::string> targetNames(const board_config& config);
+std::vector<std::string> requestNames(int target);
+std::string joined(const std::vector<std::string>& names);  ///< "a, b, c"
 
 }  // namespace halvexboard
 

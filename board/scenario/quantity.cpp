@@ -88,6 +88,13 @@ std::optional<std::int64_t> parseDuration(std::string_view text) {
     return isNegative ? -valueNs : valueNs;
 }
 
+std::string durationText(std::int64_t ns) {
+    constexpr std::size_t kSeconds = 3;
+    std::size_t unit = ns == 0 ? 0 : kSeconds;
+    while (ns % kUnits[unit].ns != 0) --unit;
+    return std::to_string(ns / kUnits[unit].ns) + " " + std::string(kUnits[unit].name);
+}
+
 std::optional<std::int64_t> ppbToPpt(double ppb) {
     if (!(ppb >= -kLargestPpb && ppb <= kLargestPpb)) return std::nullopt;
     return std::llround(ppb * 1000);

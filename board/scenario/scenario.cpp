@@ -29,6 +29,7 @@ void readClock(TableReader& reader, board_clock_config& clock) {
 
 // Date and time with offset to UTC at which the clock starts.
 void readStartTime(TableReader& reader, board_config& config) {
+    reader.describe("start_time", "date and time with an offset to UTC", "2023-11-14T22:13:20Z");
     const toml::node* const found = reader.node("start_time");
     if (found == nullptr) return;
     const auto value = found->value_exact<toml::date_time>();
@@ -96,6 +97,7 @@ void readInterface(TableReader& reader, board_interface_config& interface, std::
     reader.characters("name", interface.name);
     if (interface.name[0] == '\0' || std::string_view(interface.name).find('/') != std::string_view::npos)
         reader.refuse("name", "is not an interface name");
+    reader.describe("phc_index", "-1 to 1000", "its position");
     interface.phc_index = small(reader, "phc_index", position, -1, 1000);
     reader.characters("vendor", interface.vendor, "\n");
     reader.characters("device", interface.device, "\n");
@@ -114,8 +116,8 @@ void readInterface(TableReader& reader, board_interface_config& interface, std::
 /// Reads one scenario file. Borrows the parsed file.
 class ScenarioReader {
 public:
-    ScenarioReader(const toml::table& root, std::string source)
-        : source_(std::move(source)), root_(root, "scenario", source_) {}
+    ScenarioReader(const toml::table& root, std::string source, std::vector<KnownKey>* described = nullptr)
+        : source_(std::move(source)), described_(described), root_(root, "scenario", source_, described) {}
 
     Scenario read();
 
@@ -131,6 +133,7 @@ private:
     bool isAccepted(const board_config& config) const;
 
     std::string source_;
+    std::vector<KnownKey>* described_;
     TableReader root_;
     Scenario scenario_{};
     std::vector<std::uint32_t> eventLines_;
@@ -143,7 +146,7 @@ void ScenarioReader::table(const char* key, Reader readInto) {
     const toml::node* const found = root_.node(key);
     if (found == nullptr) return;
     if (!found->is_table()) root_.refuse(key, std::string("must be a table [") + key + "]");
-    TableReader reader(*found->as_table(), std::string("[") + key + "]", source_);
+    TableReader reader(*found->as_table(), std::string("[") + key + "]", source_, described_);
     readInto(reader, scenario_.config);
     reader.finish();
 }
@@ -157,7 +160,7 @@ void ScenarioReader::tables(const char* key, std::uint32_t& count, std::size_t m
         root_.refuse(key, std::string("must be an array of tables [[") + key + "]]");
     if (array->size() > most) root_.refuse(key, "can be given " + std::to_string(most) + " times at most");
     for (const toml::node& element : *array) {
-        TableReader reader(*element.as_table(), std::string("[[") + key + "]]", source_);
+        TableReader reader(*element.as_table(), std::string("[[") + key + "]]", source_, described_);
         readInto(reader, count);
         ++count;
         reader.finish();
@@ -242,6 +245,17 @@ Scenario parseScenario(std::string_view text, const std::string& source) {
         throw ScenarioError(source + ":" + std::to_string(error.source().begin.line) + ": " +
                             std::string(error.description()));
     }
+}
+
+std::vector<KnownKey> scenarioKeys() {
+    static constexpr const char* kOneOfEach =
+        "[system_clock]\n[ferrox]\n[fpga]\n[si514]\n[phc2sys]\n[[interface]]\nname = 'enp1s0'\n"
+        "[[event]]\nat = '0 s'\nkind = 'pulse'\n[[fault]]\ncall = 'any'\ndelay = '0 s'\n"
+        "[[cost]]\ncall = 'any'\ntakes = '0 s'\n";
+    std::vector<KnownKey> keys;
+    const toml::table root = toml::parse(std::string_view(kOneOfEach));
+    ScenarioReader(root, "", &keys).read();
+    return keys;
 }
 
 Scenario loadScenario(const std::string& path) {

@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "board/model/board.h"
 
@@ -17,6 +18,8 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+struct KnownKey;
+
 struct Scenario {
     std::string title;
     board_config config;  ///< Accepted by board_init.
@@ -26,6 +29,9 @@ struct Scenario {
 /// ScenarioError for invalid TOML, unknown keys, values of the wrong kind or out of range.
 Scenario parseScenario(std::string_view text, const std::string& source);
 Scenario loadScenario(const std::string& path);
+
+/// Every key that parseScenario knows, table by table; the keys of kinds of events are the model's (board_event_keys).
+std::vector<KnownKey> scenarioKeys();
 
 }  // namespace halvexboard
 

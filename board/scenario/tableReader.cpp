@@ -3,16 +3,35 @@
 #include "board/scenario/tableReader.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstring>
 #include <utility>
 
+#include "board/scenario/callNames.h"
 #include "board/scenario/quantity.h"
 #include "board/scenario/scenario.h"
 
 namespace halvexboard {
 
-TableReader::TableReader(const toml::table& table, std::string name, std::string source)
-    : table_(table), name_(std::move(name)), source_(std::move(source)) {}
+namespace {
+
+std::string inQuotes(std::string_view text) {
+    std::string quoted = "\"";
+    for (const char character : text) quoted += character == '\n' ? "\\n" : std::string(1, character);
+    return quoted + "\"";
+}
+
+std::string decimal(double number) {
+    char digits[32];
+    const auto end = std::to_chars(digits, digits + sizeof digits, number, std::chars_format::fixed).ptr;
+    return {digits, end};
+}
+
+}  // namespace
+
+TableReader::TableReader(const toml::table& table, std::string name, std::string source,
+                         std::vector<KnownKey>* described)
+    : table_(table), name_(std::move(name)), source_(std::move(source)), described_(described) {}
 
 std::uint32_t TableReader::line() const { return table_.source().begin.line; }
 
@@ -33,11 +52,21 @@ const toml::node* TableReader::node(const char* key) {
 
 bool TableReader::has(const char* key) const { return table_.contains(key); }
 
-void TableReader::require(const char* key) const {
+void TableReader::describe(const char* key, const std::string& kind, const std::string& otherwise) {
+    if (described_ == nullptr) return;
+    const auto isThis = [&](const KnownKey& known) { return known.table == name_ && known.key == key; };
+    if (std::any_of(described_->begin(), described_->end(), isThis)) return;
+    const bool isRequired = std::find(required_.begin(), required_.end(), key) != required_.end();
+    described_->push_back({name_, key, kind, isRequired ? "required" : otherwise});
+}
+
+void TableReader::require(const char* key) {
+    required_.emplace_back(key);
     if (!has(key)) refuse(std::string(key) + " is missing");
 }
 
 void TableReader::duration(const char* key, std::int64_t& target, std::int64_t least) {
+    describe(key, least < 0 ? "duration" : "duration, not negative", durationText(target));
     const toml::node* const found = node(key);
     if (found == nullptr) return;
     const auto text = found->value_exact<std::string>();
@@ -54,6 +83,7 @@ void TableReader::delay(const char* key, std::uint64_t& target) {
 }
 
 void TableReader::ppb(const char* key, std::int64_t& targetPpt) {
+    describe(key, "ppb", decimal(static_cast<double>(targetPpt) / 1000));
     const toml::node* const found = node(key);
     if (found == nullptr) return;
     const auto number = found->is_number() ? found->value<double>() : std::nullopt;
@@ -63,6 +93,7 @@ void TableReader::ppb(const char* key, std::int64_t& targetPpt) {
 }
 
 void TableReader::flag(const char* key, std::uint8_t& target) {
+    describe(key, "true or false", target != 0 ? "true" : "false");
     const toml::node* const found = node(key);
     if (found == nullptr) return;
     const auto value = found->value_exact<bool>();
@@ -71,6 +102,7 @@ void TableReader::flag(const char* key, std::uint8_t& target) {
 }
 
 std::int64_t TableReader::integer(const char* key, std::int64_t otherwise, std::int64_t least, std::int64_t most) {
+    describe(key, std::to_string(least) + " to " + std::to_string(most), std::to_string(otherwise));
     const toml::node* const found = node(key);
     if (found == nullptr) return otherwise;
     const auto value = found->value_exact<std::int64_t>();
@@ -80,6 +112,7 @@ std::int64_t TableReader::integer(const char* key, std::int64_t otherwise, std::
 }
 
 std::string TableReader::text(const char* key, const std::string& otherwise) {
+    describe(key, "text", inQuotes(otherwise));
     const toml::node* const found = node(key);
     if (found == nullptr) return otherwise;
     const auto value = found->value_exact<std::string>();
@@ -88,6 +121,7 @@ std::string TableReader::text(const char* key, const std::string& otherwise) {
 }
 
 void TableReader::copyCharacters(const char* key, char* target, std::size_t size, const std::string& suffix) {
+    describe(key, "text, up to " + std::to_string(size - 1 - suffix.size()) + " characters", inQuotes(target));
     if (!has(key)) {
         known_.emplace_back(key);
         return;
@@ -104,7 +138,8 @@ void TableReader::finish() const {
     for (const auto& [key, value] : table_)
         if (std::find(known_.begin(), known_.end(), key.str()) == known_.end())
             throw ScenarioError(source_ + ":" + std::to_string(key.source().begin.line) + ": " + name_ +
-                                ": unknown key '" + std::string(key.str()) + "'");
+                                ": unknown key '" + std::string(key.str()) + "'; known are " +
+                                joined({known_.begin(), known_.end()}));
 }
 
 }  // namespace halvexboard

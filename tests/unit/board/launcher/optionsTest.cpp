@@ -48,9 +48,12 @@ TEST(Options, ThatAreWrongAreAnsweredWithWhatWouldBeRight) {
     };
     EXPECT_THAT(messageOf({"run", "--seed", "1x", "ls"}), HasSubstr("from 0 to 18446744073709551615, not 1x"));
     EXPECT_THAT(messageOf({"run", "--time", "slow", "ls"}), AllOf(HasSubstr("virtual"), HasSubstr("real")));
-    EXPECT_THAT(messageOf({"run", "--colour", "ls"}), HasSubstr("no option --colour; halvexboard --help"));
-    EXPECT_THAT(messageOf({"run"}), HasSubstr("halvexboard run -- COMMAND"));
-    EXPECT_THAT(messageOf({"walk"}), HasSubstr("run or summary must come first, not walk"));
+    EXPECT_THAT(messageOf({"run", "--colour", "ls"}),
+                HasSubstr("no option --colour; run has --scenario, --seed, --trace, "));
+    EXPECT_THAT(messageOf({"run", "--trace", "", "ls"}), HasSubstr("needs a value, not ''"));
+    EXPECT_THAT(messageOf({"list", "events", "keys"}), HasSubstr("one topic"));
+    EXPECT_THAT(messageOf({"run"}), HasSubstr("halvexboard run [OPTION...] -- COMMAND"));
+    EXPECT_THAT(messageOf({"walk"}), HasSubstr("run, summary or list must come first, not walk"));
     for (const std::vector<std::string>& words : {std::vector<std::string>{"run", "--seed"}, {"walk"}, {"run"}})
         EXPECT_EQ(messageOf(words).find('\n'), std::string::npos) << "one line, without the whole usage";
 }
@@ -69,4 +72,22 @@ TEST(Options, ThatMakeNoSenseAreRefused) {
     EXPECT_THROW(parseOptions({"summary", "a", "b"}), UsageError);
     EXPECT_THROW(parseOptions({"summary", "a", "--from"}), UsageError);
     EXPECT_THROW(parseOptions({"summary", "a", "--colour"}), UsageError);
+}
+
+TEST(Options, AskForHelpOnOneActionOrOnAll) {
+    for (const std::string action : {"run", "summary", "list"}) {
+        for (const std::vector<std::string>& words : {std::vector<std::string>{action, "--help"}, {"help", action}}) {
+            const Options options = parseOptions(words);
+            EXPECT_EQ(options.action, Options::Action::help);
+            EXPECT_EQ(options.topic, action);
+        }
+        EXPECT_THAT(helpText(action), HasSubstr("Usage: halvexboard " + action));
+    }
+    EXPECT_THAT(helpText("summary"), AllOf(HasSubstr("--until"), testing::Not(HasSubstr("--seed"))));
+    EXPECT_THAT(helpText(), AllOf(HasSubstr("--until"), HasSubstr("--seed"), HasSubstr("halvexboard list")));
+}
+
+TEST(Options, OfAnActionAreNeverTakenForAValue) {
+    EXPECT_THROW(parseOptions({"run", "--trace", "--console", "ls"}), UsageError);
+    EXPECT_TRUE(parseOptions({"run", "--quiet", "ls"}).isQuiet);
 }

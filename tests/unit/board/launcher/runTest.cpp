@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <vector>
 
 #include "tests/support/files.h"
 
@@ -125,7 +126,9 @@ TEST_F(Launcher, NamesTheLineOfAnUnknownKey) {
     const Result result = run("--scenario " + file("bad.toml").string(), "true");
     EXPECT_EQ(result.code, 125);
     EXPECT_THAT(result.text, HasSubstr("bad.toml:3:"));
+    EXPECT_THAT(result.text, HasSubstr("unknown key 'offzet'; known are present, interface_path, offset,"));
     EXPECT_EQ(run("--scenario no-such", "true").code, 125);
+    EXPECT_THAT(run("--scenario no-such", "true").text, HasSubstr("demo, failingDrivers, "));
 }
 
 TEST_F(Launcher, SumsUpATrace) {
@@ -135,6 +138,109 @@ TEST_F(Launcher, SumsUpATrace) {
     EXPECT_THAT(summary.text, HasSubstr("enp1s0"));
     EXPECT_EQ(shell(HALVEXBOARD " summary " + file("none").string()).code, 2);
     EXPECT_EQ(shell(HALVEXBOARD " summary --from nothing " + file("trace").string()).code, 2);
+}
+
+TEST_F(Launcher, ReplacesNothingByATraceButAnEarlierTrace) {
+    const auto refused = [&](const std::string& options, const std::string& command, const std::string& why) {
+        const Result result =
+            shell("cd " + file("").string() + " && timeout 20 " HALVEXBOARD " run " + options + " -- " + command);
+        EXPECT_EQ(result.code, 2) << options << result.text;
+        EXPECT_THAT(result.text, HasSubstr(why)) << options;
+    };
+    const std::string scenario = "seed = 3\n";
+    std::ofstream(file("s.toml")) << scenario;
+    std::filesystem::create_symlink("s.toml", file("link"));
+    std::filesystem::create_hard_link(file("s.toml"), file("twin"));
+    for (const std::string& name : std::vector<std::string>{
+             "s.toml", "./s.toml", "../" + file("").parent_path().filename().string() + "/s.toml", "link", "twin"})
+        refused("--scenario s.toml --trace " + name, "true", "is the scenario");
+    EXPECT_EQ(fileContents(file("s.toml")), scenario);
+    ASSERT_EQ(run("--trace " + file("trace").string(), "true").code, 0);
+    const std::string trace = fileContents(file("trace"));
+    refused("--trace trace", "cat trace", "named by the command");
+    refused("--trace trace", "true --from=./trace", "named by the command");
+    EXPECT_EQ(fileContents(file("trace")), trace);
+    std::ofstream(file("record")) << "{\"kind\":\"session\"}\n";
+    refused("--trace record", "true", "does not hold a trace");
+    ASSERT_EQ(shell("mkfifo " + file("pipe").string()).code, 0);
+    for (const std::string other : {"pipe", "/dev/null", "."}) refused("--trace " + other, "true", "ordinary file");
+    refused("--trace -", "true", "needs a file");
+    EXPECT_FALSE(std::filesystem::exists(file("-")));
+    EXPECT_EQ(run("--seed 2 --trace " + file("trace").string(), "true").code, 0);
+    EXPECT_NE(fileContents(file("trace")), trace) << "an earlier trace is replaced";
+}
+
+TEST_F(Launcher, SaysThatATraceIsEmptyOrCannotBeRead) {
+    std::ofstream(file("empty")) << "";
+    const Result empty = shell(HALVEXBOARD " summary " + file("empty").string());
+    EXPECT_EQ(empty.code, 2);
+    EXPECT_THAT(empty.text, HasSubstr("empty is empty"));
+    EXPECT_EQ(shell(HALVEXBOARD " summary - </dev/null").code, 2);
+    const Result closed = shell(HALVEXBOARD " summary - <&-");
+    EXPECT_EQ(closed.code, 2);
+    EXPECT_THAT(closed.text, HasSubstr("cannot read standard input: Bad file descriptor"));
+    ASSERT_EQ(run("--trace " + file("trace").string(), "true").code, 0);
+    EXPECT_EQ(shell(HALVEXBOARD " summary - <" + file("trace").string()).text,
+              shell(HALVEXBOARD " summary " + file("trace").string()).text);
+}
+
+TEST_F(Launcher, LeavesAClosedStandardInputClosed) {
+    const Result result = shell(HALVEXBOARD " run --trace " + file("trace").string() + " -- " PROBE " echo 3 <&-");
+    EXPECT_EQ(result.code, 3) << "the end of the input, then its exit code: " << result.text;
+    EXPECT_THAT(shell(HALVEXBOARD " run -- cat <&-").text, HasSubstr("Bad file descriptor"));
+}
+
+TEST_F(Launcher, NamesScenarioAndSeedUnlessItIsQuiet) {
+    EXPECT_EQ(run("--quiet", PROBE " clock").text, "1700000000\n");
+    EXPECT_EQ(run("--quiet", "/no/such/program").code, 125);
+}
+
+TEST_F(Launcher, ListsWhatAScenarioCanSay) {
+    const std::string all = shell(HALVEXBOARD " list").text;
+    for (const std::string topic : {"scenarios", "keys", "events", "targets", "files", "requests", "costs"}) {
+        const Result one = shell(HALVEXBOARD " list " + topic);
+        EXPECT_EQ(one.code, 0);
+        EXPECT_THAT(all, HasSubstr("\n" + one.text)) << topic;
+    }
+    EXPECT_THAT(all, HasSubstr("| `stepLoss` | "));
+    const Result unknown = shell(HALVEXBOARD " list birds");
+    EXPECT_EQ(unknown.code, 2);
+    EXPECT_THAT(unknown.text, HasSubstr("no topic birds; it has scenarios keys"));
+}
+
+TEST_F(Launcher, CompletesItsCommandLineInBash) {
+    const auto offered = [](const std::string& line) {
+        return shell("bash --norc -c 'eval \"$(" HALVEXBOARD " --describe bash)\"; COMP_WORDS=(" + line +
+                     "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _halvexboard; echo \"${COMPREPLY[*]}\"'")
+            .text;
+    };
+    EXPECT_EQ(offered("halvexboard su"), "summary\n");
+    EXPECT_EQ(offered("halvexboard run --sc"), "--scenario\n");
+    EXPECT_EQ(offered("halvexboard run --scenario stepL"), "stepLoss\n");
+    EXPECT_EQ(offered("halvexboard run --time v"), "virtual\n");
+    EXPECT_EQ(offered("halvexboard run --seed \"\""), "\n");
+    EXPECT_EQ(offered("halvexboard list ev"), "events\n");
+    EXPECT_EQ(offered("halvexboard summary --u"), "--until\n");
+    EXPECT_THAT(offered("halvexboard run -- mkf"), HasSubstr("mkfifo"));
+}
+
+TEST_F(Launcher, CompletesItsCommandLineInZshAndFish) {
+    const std::string inZsh =
+        "zsh -f -c 'compdef() { : }; compadd() { shift; print -r -- $@ }; _files() { print files }; "
+        "eval \"$(" HALVEXBOARD " --describe zsh)\"; ";
+    EXPECT_EQ(shell(inZsh + "words=(halvexboard \"\"); CURRENT=2; _halvexboard'").text,
+              "run summary list help --help --version\n");
+    EXPECT_THAT(shell(inZsh + "words=(halvexboard run --scenario \"\"); CURRENT=4; _halvexboard'").text,
+                testing::AllOf(HasSubstr(" stepLoss"), HasSubstr("files")));
+    EXPECT_THAT(shell(inZsh + "words=(halvexboard run --c); PREFIX=--c; CURRENT=3; _halvexboard'").text,
+                HasSubstr("--console"));
+    const std::string inFish = "HOME=" + file("").string() +
+                               " fish --no-config -c '" HALVEXBOARD
+                               " --describe fish | source; complete -C \"halvexboard ";
+    EXPECT_THAT(shell(inFish + "run --scenario stepL\"'").text, HasSubstr("stepLoss"));
+    EXPECT_THAT(shell(inFish + "summary --unt\"'").text, HasSubstr("--until"));
+    EXPECT_THAT(shell(inFish + "list ev\"'").text, HasSubstr("events"));
+    EXPECT_EQ(shell(HALVEXBOARD " --describe tcsh").code, 2);
 }
 
 TEST_F(Launcher, DoesWhatItsPageSays) {
@@ -153,7 +259,10 @@ TEST_F(Launcher, DoesWhatItsPageSays) {
 
 TEST_F(Launcher, ExplainsItself) {
     EXPECT_THAT(shell(HALVEXBOARD " --help").text, HasSubstr("Usage: halvexboard run"));
-    EXPECT_EQ(shell(HALVEXBOARD " walk").code, 2);
+    EXPECT_THAT(shell(HALVEXBOARD " --version").text, testing::MatchesRegex("halvexboard [0-9.]+\n"));
+    const Result walk = shell(HALVEXBOARD " walk");
+    EXPECT_EQ(walk.code, 2);
+    EXPECT_EQ(walk.text, "halvexboard: run, summary or list must come first, not walk; halvexboard --help says more\n");
 }
 
 }  // namespace runTest

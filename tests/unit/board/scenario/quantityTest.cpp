@@ -9,6 +9,10 @@
 namespace halvexboard::quantityTest {
 
 TEST(Duration, ReadsEveryUnit) {
+    for (const std::int64_t ns : {0L, 7L, -1500L, 2'000'000L, 90'000'000'000L})
+        EXPECT_EQ(parseDuration(durationText(ns)), ns) << durationText(ns);
+    EXPECT_EQ(durationText(-1500), "-1500 ns");
+    EXPECT_EQ(durationText(90'000'000'000), "90 s");
     EXPECT_EQ(parseDuration("7 ns"), 7);
     EXPECT_EQ(parseDuration("7 us"), 7'000);
     EXPECT_EQ(parseDuration("7 ms"), 7'000'000);

@@ -6,7 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -14,6 +16,7 @@
 #include "board/wire/driver.h"
 #include "board/wire/ptp.h"
 #include "tests/support/allocationCount.h"
+#include "tests/support/files.h"
 
 namespace halvexboard::traceLineTest {
 
@@ -26,6 +29,20 @@ protected:
         config.interface_count = 1;
         board_interface_defaults(&config.interfaces[0], "enp1s0", 0);
         config.interfaces[0].interrupt_jitter_ns = 0;
+    }
+
+    /// Every line that a test made is as the published schema says.
+    void TearDown() override {
+        const testsupport::ScratchDirectory directory;
+        std::ofstream file(directory / "lines");
+        for (const std::string& line : lines) file << line;
+        file.close();
+        const std::string root = HALVEX_SOURCE_DIR;
+        const std::string command = "'" + root + "/tests/tool/validate' '" + root +
+                                    "/docs/schema/halvexboard-trace.schema.json' <'" + (directory / "lines") + "' >'" +
+                                    (directory / "complaints") + "'";
+        ASSERT_EQ(std::system(command.c_str()), 0);
+        EXPECT_EQ(testsupport::fileContents(directory / "complaints"), std::string(lines.size(), '\n'));
     }
 
     board* on() {
