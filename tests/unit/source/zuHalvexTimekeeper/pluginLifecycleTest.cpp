@@ -58,7 +58,11 @@ protected:
             return isConditionBroken ? ENOMEM : real<Function>("pthread_cond_init")(condition, attributes);
         };
     }
-    ~Lifecycle() override { zuqxmtk_finalize(); }
+    ~Lifecycle() override {
+        zuqxmtk_finalize();
+        zuerr::freeJson(g_monitorStatus);  // an error that the monitor left is not for the next test
+        g_monitorStatus.code = 0;
+    }
 
     static constexpr const char* kFpga = "driver/deviceInterfaces/nZUHORLIXFPGA000_HorlixFpga";
     static constexpr const char* kFerrox = "driver/deviceInterfaces/nZUHORLIXFERROX000_HorlixFerrox";
