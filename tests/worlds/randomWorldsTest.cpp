@@ -336,7 +336,7 @@ extern "C" {
 static void logLine(int priority, const char* format, va_list arguments) {
     char text[4096];
     std::vsnprintf(text, sizeof text, format, arguments);
-    if (logging != nullptr) logging->log(priority, text);
+    if (randomWorldsTest::logging != nullptr) randomWorldsTest::logging->log(priority, text);
 }
 
 void syslog(int priority, const char* format, ...) {
