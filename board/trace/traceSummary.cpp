@@ -130,6 +130,7 @@ public:
     }
 
     TraceSummary finish() {
+        if (lineNumber_ == 0) throw TraceError("the trace is empty");
         if (!isInside_) throw TraceError("the trace has no log line \"" + stretch_.from + "\"");
         if (!hasEnded_ && !stretch_.until.empty())
             throw TraceError("the trace has no log line \"" + stretch_.until + "\" after \"" + stretch_.from + "\"");

@@ -133,7 +133,7 @@ void compare(Sample& sample) {
         const bool isReference = clock.name == sample.reference;
         clock.differenceNs = clock.cross->differenceNs - origin.differenceNs;
         clock.boundNs = isReference ? 0 : clock.cross->boundNs + origin.boundNs + apartNs * kLargestRatePpm / 1'000'000;
-        clock.isAway = std::llabs(*clock.differenceNs) > kAlarmNs + clock.boundNs;
+        clock.isAway = std::llabs(*clock.differenceNs) > clock.limitNs + clock.boundNs;
     }
 }
 

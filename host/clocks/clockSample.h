@@ -15,7 +15,8 @@
 
 namespace halvexctl {
 
-inline constexpr std::int64_t kAlarmNs = 100;  ///< A clock further from its reference is away.
+inline constexpr std::int64_t kAlarmNs = 100;          ///< A clock further from its reference is away.
+inline constexpr std::int64_t kSystemAlarmNs = 3'000;  ///< The same for the system clock, which follows the others.
 
 /// Alarms of a clock: "away", "jumped", "unreadable", "gone"; of the board: "none" (no clock left to measure) and
 /// "dead" (phc2sys).
@@ -32,9 +33,10 @@ struct ClockSample {
     std::optional<CrossTime> cross;
     std::optional<std::int64_t> differenceNs;  ///< From the reference, within boundNs; positive: ahead.
     std::int64_t boundNs = 0;
-    std::optional<bool> isUp;  ///< State of the interface; empty: no interface, or unknown.
-    bool isAway = false;       ///< More than 100 ns off even at the near end of the bound.
-    bool isGone = false;       ///< Present in an earlier sample.
+    std::int64_t limitNs = kAlarmNs;  ///< A larger difference is away.
+    std::optional<bool> isUp;         ///< State of the interface; empty: no interface, or unknown.
+    bool isAway = false;              ///< Beyond its limit even at the near end of the bound.
+    bool isGone = false;              ///< Present in an earlier sample.
     std::optional<std::int64_t> jumpNs;
     std::string error;
 };

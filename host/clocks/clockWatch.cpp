@@ -133,6 +133,7 @@ Sample ClockWatch::take(HostCalls* library) {
         std::all_of(clocks_.begin(), clocks_.end(), [](const KnownClock& known) { return !known.whyGone.empty(); });
     ClockSample realtime;
     realtime.name = "CLOCK_REALTIME";
+    realtime.limitNs = kSystemAlarmNs;
     realtime.cross = CrossTime{sample.systemNs, 0, 0};
     sample.clocks.push_back(realtime);
     sample.steeringPpb = readSteeringPpb();

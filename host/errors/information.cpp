@@ -43,13 +43,20 @@ std::string describeError(std::optional<std::int32_t> code, const std::string& i
         name = textAt(document, "error_constant");
     }
     std::string text = code ? fmt::format("{}{}{}", *code, name.empty() ? "" : " ", name) : name;
-    const std::string message = document.empty() ? information : messageOf(document);
+    const auto line = document.find("line");
+    const std::string file = textAt(document, "file");
+    const bool hasPlace = !file.empty() && line != document.end() && line->is_number_integer();
+    std::string message = document.empty() ? information : messageOf(document);
+    if (message.empty()) {
+        const ErrorPlace* place = hasPlace ? findErrorPlace(file, line->get<std::int32_t>()) : nullptr;
+        message = place != nullptr                   ? place->what
+                  : entry != nullptr && name.empty() ? entry->meaning
+                                                     : std::string_view();
+    }
     if (!message.empty()) {
         text += (text.empty() ? "" : ": ") + message;
     }
-    const auto line = document.find("line");
-    const std::string file = textAt(document, "file");
-    if (!file.empty() && line != document.end() && line->is_number_integer()) {
+    if (hasPlace) {
         text += fmt::format(" ({}:{})", file, line->get<std::int64_t>());
     }
     return text;

@@ -8,7 +8,8 @@
 
 namespace halvexctl {
 
-/// "-52024 zuplaterr_communicationsFault: <message> (<file>:<line>)", as far as known. Reentrant; accepts any text.
+/// "-52024 zuplaterr_communicationsFault: <message> (<file>:<line>)", as far as known. Without a message it
+/// shows what the place stands for, without a name what the code does. Reentrant; accepts any text.
 std::string describeError(std::optional<std::int32_t> code, const std::string& information);
 
 /// The code named by "error_constant" in the information.

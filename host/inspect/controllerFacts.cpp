@@ -31,8 +31,11 @@ void gatherClock(InterfaceFacts& facts) {
     facts.node = fmt::format("/dev/ptp{}", *facts.ptpIndex);
     facts.nodeIsThere = isThere(facts.node);
     facts.nodeIsAllowed = isReadableAndWritable(facts.node);
-    if (const auto count = readFirstLine(fmt::format("/sys/class/ptp/ptp{}/n_vclocks", *facts.ptpIndex))) {
+    const std::string virtualClocks = fmt::format("/sys/class/ptp/ptp{}/n_vclocks", *facts.ptpIndex);
+    if (const auto count = readFirstLine(virtualClocks)) {
         facts.virtualClocks = leadingNumber<std::int32_t>(*count);
+    } else if (!isThere(virtualClocks)) {
+        facts.virtualClocks = 0;  // a kernel before 5.14 knows none
     }
     PtpClock clock(facts.node);
     facts.capabilities = clock.capabilities();
@@ -97,6 +100,7 @@ Si514Facts gatherSi514() {
         const std::string directory = fmt::format("{}/{}/", kSi514Directory, facts.client);
         facts.name = readFirstLine(directory + "name").value_or("");
         facts.offsetText = readFirstLine(directory + "ppb_offset");
+        facts.offsetIsThere = isThere(directory + "ppb_offset");
         facts.offsetIsAllowed = isReadableAndWritable(directory + "ppb_offset");
     }
     return facts;
@@ -108,13 +112,15 @@ bool hasEnded(const std::string& pid) {
     return end != std::string::npos && status.compare(end, 3, ") Z") == 0;
 }
 
-/// Finds other processes that have a clock open, as far as this user may see them.
-void gatherUsers(std::vector<InterfaceFacts>& interfaces, const std::vector<ProcessFacts>& processes) {
+/// Finds other processes that have a clock open; false when this user may not see the files of all of them.
+bool gatherUsers(std::vector<InterfaceFacts>& interfaces, const std::vector<ProcessFacts>& processes) {
+    bool areAllVisible = true;
     for (const ProcessFacts& process : processes) {
         if (process.pid == ::getpid()) {
             continue;
         }
         const std::string descriptors = fmt::format("/proc/{}/fd", process.pid);
+        areAllVisible = areAllVisible && (isReadable(descriptors) || !isThere(descriptors));
         for (const std::string& descriptor : namesIn(descriptors)) {
             const std::string target = linkTarget(descriptors + "/" + descriptor);
             for (InterfaceFacts& interface : interfaces) {
@@ -126,6 +132,7 @@ void gatherUsers(std::vector<InterfaceFacts>& interfaces, const std::vector<Proc
             }
         }
     }
+    return areAllVisible;
 }
 
 std::optional<bool> gatherTimeCapability() {
@@ -215,7 +222,8 @@ ControllerFacts gatherFacts() {
     facts.phc2sysIsThere = isThere(kPhc2SysPath);
     facts.phc2sysIsExecutable = isExecutable(kPhc2SysPath);
     facts.processes = gatherProcesses();
-    gatherUsers(facts.interfaces, facts.processes);
+    facts.allProcessesAreVisible = areAllProcessesVisible();
+    facts.allDescriptorsAreVisible = gatherUsers(facts.interfaces, facts.processes) && facts.allProcessesAreVisible;
     facts.maySetTime = gatherTimeCapability();
     facts.kernelClock = readKernelClock();
     return facts;

@@ -48,7 +48,7 @@ struct Si514Facts {
     std::string client;  ///< "0-0055"; empty: the driver has none.
     std::string name;
     std::optional<std::string> offsetText;  ///< Contents of ppb_offset; empty: missing or unreadable.
-    bool offsetIsAllowed = false;
+    bool offsetIsThere = false, offsetIsAllowed = false;
 };
 
 struct ProcessFacts {
@@ -70,7 +70,9 @@ struct ControllerFacts {
     Si514Facts si514;
     bool phc2sysIsThere = false, phc2sysIsExecutable = false;
     std::vector<ProcessFacts> processes;
-    std::optional<bool> maySetTime;  ///< CAP_SYS_TIME; empty: unknown.
+    bool allProcessesAreVisible = false;
+    bool allDescriptorsAreVisible = false;  ///< Those of every process in `processes`.
+    std::optional<bool> maySetTime;         ///< CAP_SYS_TIME; empty: unknown.
     KernelClockFacts kernelClock;
 };
 

@@ -18,6 +18,10 @@ namespace {
 using Names = std::vector<std::string>;
 
 Finding well(std::string text) { return {"", Health::ok, std::move(text), ""}; }
+/// What could not be looked at, or is not there to be looked at, is not well.
+Finding unknown(std::string text, std::string remedy) {
+    return {"", Health::unknown, std::move(text), std::move(remedy)};
+}
 Finding warn(std::string text, std::string remedy) { return {"", Health::warn, std::move(text), std::move(remedy)}; }
 Finding fail(std::string text, std::string remedy) { return {"", Health::fail, std::move(text), std::move(remedy)}; }
 
@@ -33,6 +37,21 @@ Names aboutClocks(const ControllerFacts& facts, const std::function<std::string(
         }
     }
     return said;
+}
+
+constexpr const char* kNoClock = "there is no I210 with a clock";
+constexpr const char* kSeeMap = "halvexctl map shows the interfaces.";
+
+bool hasClock(const ControllerFacts& facts) {
+    return std::any_of(facts.interfaces.begin(), facts.interfaces.end(),
+                       [](const InterfaceFacts& it) { return it.isI210() && !it.node.empty(); });
+}
+
+/// A check of clocks that found nothing amiss: well, unless there was none or `unseen` names those not looked at.
+Finding wellOfClocks(const ControllerFacts& facts, const Names& unseen, const char* text) {
+    return !hasClock(facts)  ? unknown(kNoClock, kSeeMap)
+           : !unseen.empty() ? unknown(joined(unseen) + " cannot be read", "See the checks of nodes and rights.")
+                             : well(text);
 }
 
 Finding interfaces(const ControllerFacts& facts) {
@@ -61,31 +80,39 @@ Finding leftOut(const ControllerFacts& facts) {
             left.push_back(fmt::format("{} {}", interface.name, choice.reason));
         }
     }
-    return left.empty() ? well("every I210 is usable")
-                        : warn(joined(left), "Update the interface's driver, or live without its clock.");
+    const bool isAny = std::any_of(facts.interfaces.begin(), facts.interfaces.end(),
+                                   [](const InterfaceFacts& interface) { return interface.isI210(); });
+    return !isAny         ? unknown("there is no I210", kSeeMap)
+           : left.empty() ? well("every I210 is usable")
+                          : warn(joined(left), "Update the interface's driver, or live without its clock.");
 }
 
 Finding links(const ControllerFacts& facts) {
-    Names down;
+    Names up, down, unseen;
     for (const InterfaceFacts& interface : facts.interfaces) {
-        if (choiceOf(interface).isChosen && !interface.isUp.value_or(false)) {
-            down.push_back(interface.name);
+        if (choiceOf(interface).isChosen) {
+            (!interface.isUp ? unseen : *interface.isUp ? up : down).push_back(interface.name);
         }
     }
-    return down.empty() ? well("all usable interfaces are up")
-                        : warn(joined(down) + " down: not aligned until up", "ip link set dev NAME up");
+    if (!down.empty()) {
+        return warn(joined(down) + " down: not aligned until up", "ip link set dev NAME up");
+    }
+    return !unseen.empty() ? unknown(joined(unseen) + " cannot be asked", "Look in the kernel's log.")
+           : up.empty()    ? unknown("there is no usable I210", kSeeMap)
+                           : well("all usable interfaces are up");
 }
 
 Finding clockNodes(const ControllerFacts& facts) {
     const Names missing = aboutClocks(facts, [](const InterfaceFacts& it) { return it.nodeIsThere ? "" : it.node; });
-    return missing.empty() ? well("every clock has its node")
+    return missing.empty() ? wellOfClocks(facts, {}, "every clock has its node")
                            : fail(joined(missing) + " missing", "Is udev running, and /dev that of the machine?");
 }
 
 Finding clockRights(const ControllerFacts& facts) {
     const Names refused =
         aboutClocks(facts, [](const InterfaceFacts& it) { return it.nodeIsThere && !it.nodeIsAllowed ? it.node : ""; });
-    return refused.empty() ? well("clocks may be read and written")
+    const Names unseen = aboutClocks(facts, [](const InterfaceFacts& it) { return it.nodeIsThere ? "" : it.node; });
+    return refused.empty() ? wellOfClocks(facts, unseen, "clocks may be read and written")
                            : fail(joined(refused) + " may not be read and written by this user",
                                   "Run as root, or give the user's group access by a udev rule.");
 }
@@ -109,7 +136,9 @@ Finding clockPins(const ControllerFacts& facts) {
     if (!taken.empty()) {
         return warn(joined(taken), "The library takes pin 0 for the epoch; stop its other user.");
     }
-    return doubled.empty() ? well("pin 0 is free for the epoch")
+    const Names unseen = aboutClocks(
+        facts, [](const InterfaceFacts& it) { return it.pins.empty() ? "pins of " + it.node : std::string(); });
+    return doubled.empty() ? wellOfClocks(facts, unseen, "pin 0 is free for the epoch")
                            : warn(joined(doubled), "The library needs channel 0 on pin 0; stop its other user.");
 }
 
@@ -117,7 +146,10 @@ Finding virtualClocks(const ControllerFacts& facts) {
     const Names some = aboutClocks(facts, [](const InterfaceFacts& it) {
         return it.virtualClocks.value_or(0) > 0 ? fmt::format("{} has {}", it.node, *it.virtualClocks) : "";
     });
-    return some.empty() ? well("no virtual clocks")
+    const Names unseen = aboutClocks(facts, [](const InterfaceFacts& it) {
+        return it.virtualClocks ? "" : fmt::format("/sys/class/ptp/ptp{}/n_vclocks", it.ptpIndex.value_or(-1));
+    });
+    return some.empty() ? wellOfClocks(facts, unseen, "no virtual clocks")
                         : fail(joined(some) + ": stepping will fail as busy", "echo 0 > /sys/class/ptp/ptpN/n_vclocks");
 }
 
@@ -125,10 +157,14 @@ Finding clockUsers(const ControllerFacts& facts) {
     const Names used = aboutClocks(facts, [](const InterfaceFacts& it) {
         return it.users.empty() ? "" : fmt::format("{}: {}", it.node, joined(it.users));
     });
-    return used.empty() ? well("no other process seen on a clock")
-                        : warn(joined(used),
-                               "Two readers steal each other's time stamps. Is it the host? Then all is "
-                               "well; end any other.");
+    if (!used.empty()) {
+        return warn(joined(used),
+                    "Two readers steal each other's time stamps. Is it the host? Then all is "
+                    "well; end any other.");
+    }
+    return facts.allDescriptorsAreVisible
+               ? wellOfClocks(facts, {}, "no other process seen on a clock")
+               : unknown("the files of other users' processes cannot be seen", "Run as root.");
 }
 
 Finding driver(const DriverFacts& facts, const char* name) {
@@ -139,7 +175,7 @@ Finding driver(const DriverFacts& facts, const char* name) {
 
 Finding driverNode(const DriverFacts& facts, const char* name) {
     if (facts.directory.empty()) {
-        return warn(fmt::format("unknown without the {} driver", name), "Load its driver first.");
+        return unknown(fmt::format("unknown without the {} driver", name), "Load its driver first.");
     }
     if (facts.node.empty()) {
         return fail("interfacePath is empty or cannot be read", "Look in the kernel's log for the driver.");
@@ -164,7 +200,10 @@ Finding si514Driver(const ControllerFacts& facts) {
 
 Finding si514Attribute(const ControllerFacts& facts) {
     if (facts.si514.client.empty()) {
-        return warn("unknown without the driver", "Load the Si514 driver first.");
+        return unknown("unknown without the driver", "Load the Si514 driver first.");
+    }
+    if (!facts.si514.offsetText && facts.si514.offsetIsThere) {
+        return unknown("ppb_offset cannot be read", "Run as root; look in the kernel's log for the I2C bus.");
     }
     if (!facts.si514.offsetText) {
         return fail("ppb_offset is missing: a driver of the same name that only sets frequencies",
@@ -178,7 +217,7 @@ Finding si514Attribute(const ControllerFacts& facts) {
 
 Finding si514Rights(const ControllerFacts& facts) {
     if (!facts.si514.offsetText) {
-        return warn("unknown without ppb_offset", "See the check before.");
+        return unknown("unknown without ppb_offset", "See the check before.");
     }
     return facts.si514.offsetIsAllowed ? well("ppb_offset may be written")
                                        : fail("ppb_offset may not be written by this user", "Run as root.");
@@ -207,7 +246,8 @@ Finding phc2sysUpdates(const KernelClockFacts& clock, const std::string& process
     constexpr std::int64_t kLongestWithoutUpdateS = 10;
     constexpr std::int64_t kGrowthNsPerS = 500'000;
     if (!clock.isKnown) {
-        return well(process);
+        return unknown(process + " runs; whether it updates the system clock cannot be seen",
+                       "adjtimex refuses: does a sandbox forbid it?");
     }
     if (!clock.isSynchronised) {
         return warn(process + " runs and has not disciplined the system clock yet",
@@ -220,6 +260,9 @@ Finding phc2sysUpdates(const KernelClockFacts& clock, const std::string& process
     }
     return well(process);
 }
+
+constexpr const char* kHiddenProcesses = "the processes of other users cannot be seen";
+constexpr const char* kSeeProcesses = "Run as root; is /proc mounted with hidepid?";
 
 Finding phc2sysProcess(const ControllerFacts& facts) {
     Names alive, ended;
@@ -235,6 +278,9 @@ Finding phc2sysProcess(const ControllerFacts& facts) {
         return warn(joined(ended) + " has ended: the system clock runs free",
                     "Nothing starts it again; let the host finalize and initialise again.");
     }
+    if (alive.empty() && !facts.allProcessesAreVisible) {
+        return unknown(kHiddenProcesses, kSeeProcesses);
+    }
     return alive.empty() ? well("none is running: no host is up") : phc2sysUpdates(facts.kernelClock, alive.front());
 }
 
@@ -244,22 +290,27 @@ Finding timeDaemons(const ControllerFacts& facts) {
     const Names found = running(facts, [](std::string_view name) {
         return std::find(kDaemons.begin(), kDaemons.end(), name) != kDaemons.end();
     });
-    return found.empty() ? well("no other time daemon")
-                         : warn(joined(found) + " may steer the same clocks", "systemctl stop it, and disable it.");
+    if (!found.empty()) {
+        return warn(joined(found) + " may steer the same clocks", "systemctl stop it, and disable it.");
+    }
+    return facts.allProcessesAreVisible ? well("no other time daemon") : unknown(kHiddenProcesses, kSeeProcesses);
 }
 
 Finding timeCapability(const ControllerFacts& facts) {
     if (!facts.maySetTime) {
-        return warn("/proc/self/status cannot be read", "Is /proc mounted?");
+        return unknown("/proc/self/status cannot be read", "Is /proc mounted?");
     }
     return *facts.maySetTime ? well("CAP_SYS_TIME is there")
                              : fail("CAP_SYS_TIME is missing: clocks cannot be stepped",
                                     "Run as root, or give the host AmbientCapabilities=CAP_SYS_TIME.");
 }
 
+constexpr const char* kNoKernelClock = "adjtimex refuses";
+constexpr const char* kSandbox = "Does a sandbox forbid it?";
+
 Finding kernelClock(const ControllerFacts& facts) {
     if (!facts.kernelClock.isKnown) {
-        return warn("adjtimex refuses", "Does a sandbox forbid it?");
+        return unknown(kNoKernelClock, kSandbox);
     }
     const std::string text = fmt::format("maxerror {}", durationText(facts.kernelClock.maxErrorNs));
     return facts.kernelClock.isSynchronised ? well("synchronised, " + text)
@@ -267,6 +318,9 @@ Finding kernelClock(const ControllerFacts& facts) {
 }
 
 Finding taiOffset(const ControllerFacts& facts) {
+    if (!facts.kernelClock.isKnown) {
+        return unknown(kNoKernelClock, kSandbox);
+    }
     const std::int32_t offsetS = facts.kernelClock.taiOffsetS;
     return offsetS == 0 ? well("no TAI offset set in the kernel")
                         : warn(fmt::format("the kernel's TAI offset is {} s", offsetS),
@@ -308,6 +362,8 @@ std::string_view healthName(Health health) {
     switch (health) {
         case Health::ok:
             return "OK";
+        case Health::unknown:
+            return "UNKNOWN";
         case Health::warn:
             return "WARN";
         case Health::fail:

@@ -10,9 +10,9 @@
 
 namespace halvexctl {
 
-enum class Health { ok, warn, fail };
+enum class Health { ok, unknown, warn, fail };
 
-std::string_view healthName(Health health);  ///< "OK", "WARN", "FAIL".
+std::string_view healthName(Health health);  ///< "OK", "UNKNOWN", "WARN", "FAIL".
 
 struct Finding {
     std::string check;

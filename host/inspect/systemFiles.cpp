@@ -44,6 +44,8 @@ std::vector<std::string> namesIn(const std::string& directory) {
 
 bool isThere(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }
 
+bool isReadable(const std::string& path) { return ::access(path.c_str(), R_OK) == 0; }
+
 bool isReadableAndWritable(const std::string& path) { return ::access(path.c_str(), R_OK | W_OK) == 0; }
 
 bool isExecutable(const std::string& path) { return ::access(path.c_str(), X_OK) == 0; }

@@ -15,6 +15,7 @@ std::optional<std::string> readFirstLine(const std::string& path);
 std::vector<std::string> namesIn(const std::string& directory);
 
 bool isThere(const std::string& path);
+bool isReadable(const std::string& path);
 bool isReadableAndWritable(const std::string& path);
 bool isExecutable(const std::string& path);
 

@@ -35,6 +35,7 @@ struct Field {
     nlohmann::ordered_json value;
     std::string label;
     std::string text;
+    Outcome tone = Outcome::ok;  ///< The label's colour: of a warning or of a failure.
 };
 
 struct ErrorReport {
@@ -51,8 +52,9 @@ struct Result {
     std::string message;  ///< Reason of the failure, or a remark; a sentence, or empty.
     std::optional<ErrorReport> error;
 
-    void add(std::string key, nlohmann::ordered_json value, std::string label, std::string text) {
-        fields.push_back({std::move(key), std::move(value), std::move(label), std::move(text)});
+    void add(std::string key, nlohmann::ordered_json value, std::string label, std::string text,
+             Outcome tone = Outcome::ok) {
+        fields.push_back({std::move(key), std::move(value), std::move(label), std::move(text), tone});
     }
     void warn(std::string sentence) {
         outcome = Outcome::warning;

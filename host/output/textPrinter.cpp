@@ -31,9 +31,14 @@ void TextPrinter::line(std::FILE* stream, const std::string& text) { put(stream,
 void TextPrinter::value(const Field& field, std::size_t width) {
     std::string_view rest = field.text;
     std::string_view label = field.label;
+    const std::string_view colour = !screen().inColour               ? ""
+                                    : field.tone == Outcome::failed  ? "\x1b[31m"
+                                    : field.tone == Outcome::warning ? "\x1b[33m"
+                                                                     : "";
+    const std::string_view plain = colour.empty() ? "" : "\x1b[0m";
     do {  // aligns further lines of a value with its first
         const std::size_t end = std::min(rest.find('\n'), rest.size());
-        line(output_, fmt::format("  {:<{}}  {}", label, width, rest.substr(0, end)));
+        line(output_, fmt::format("  {}{:<{}}{}  {}", colour, label, width, plain, rest.substr(0, end)));
         rest.remove_prefix(std::min(end + 1, rest.size()));
         label = {};
     } while (!rest.empty());

@@ -50,7 +50,8 @@ void compareClock(const ClockSample* before, const ClockSample& now, Comparison&
                       {"clock-readable", "", true, fmt::format("{} can be read again", name)}, lost);
     const std::string offset = now.differenceNs ? offsetText(*now.differenceNs) : "nothing";
     comparison.change(before == nullptr || !before->isAway, !now.isAway, name,
-                      {"clock-back", "", true, fmt::format("{} is back within 100 ns, as far as can be seen", name)},
+                      {"clock-back", "", true,
+                       fmt::format("{} is back within {}, as far as can be seen", name, durationText(now.limitNs))},
                       {"clock-away", "", false, fmt::format("{} is away by {}", name, offset)});
     if (now.jumpNs) {
         comparison.add({"clock-jumped", name, false, fmt::format("{} jumped by {}", name, offsetText(*now.jumpNs))});

@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 #include <syslog.h>
 
+#include <algorithm>
+
 #include "host/cli/command.h"
 #include "host/cli/help.h"
 #include "host/cli/usageError.h"
@@ -20,18 +22,20 @@ namespace {
 using nlohmann::ordered_json;
 
 void conclude(const std::vector<Finding>& findings, Result& result) {
-    std::size_t failures = 0, warnings = 0;
-    for (const Finding& finding : findings) {
-        failures += finding.health == Health::fail ? 1 : 0;
-        warnings += finding.health == Health::warn ? 1 : 0;
-    }
+    const auto count = [&findings](Health health) {
+        return std::count_if(findings.begin(), findings.end(),
+                             [health](const Finding& finding) { return finding.health == health; });
+    };
+    const auto failures = count(Health::fail), warnings = count(Health::warn), unknown = count(Health::unknown);
     result.add("failures", failures, "", "");
     result.add("warnings", warnings, "", "");
+    result.add("unknown", unknown, "", "");
+    const std::string rest = fmt::format("{} warned, {} could not be made", warnings, unknown);
     if (failures > 0) {
         result.outcome = Outcome::failed;
-        result.message = fmt::format("{} of {} checks failed, {} warned", failures, findings.size(), warnings);
-    } else if (warnings > 0) {
-        result.warn(fmt::format("{} of {} checks warned", warnings, findings.size()));
+        result.message = fmt::format("{} of {} checks failed, {}", failures, findings.size(), rest);
+    } else if (warnings + unknown > 0) {
+        result.warn(fmt::format("of {} checks {}", findings.size(), rest));
     }
 }
 
@@ -47,8 +51,11 @@ void doctor(Session&, const Command&, Result& result) {
                           {"health", healthName(finding.health)},
                           {"text", finding.text},
                           {"remedy", finding.remedy}});
-        result.add("", nullptr, fmt::format("{:<4}  {}", healthName(finding.health), finding.check),
-                   finding.text + (finding.remedy.empty() ? "" : "\nremedy: " + finding.remedy));
+        result.add("", nullptr, fmt::format("{:<7}  {}", healthName(finding.health), finding.check),
+                   finding.text + (finding.remedy.empty() ? "" : "\nremedy: " + finding.remedy),
+                   finding.health == Health::fail ? Outcome::failed
+                   : finding.health == Health::ok ? Outcome::ok
+                                                  : Outcome::warning);
     }
     result.add("checks", checks, "", "");
     conclude(findings, result);

@@ -43,6 +43,19 @@ std::set<std::string> devCommands() {
     return commands;
 }
 
+TEST(DocumentTexts, GiveTheSystemClockOneBoundThatTheMeasuredFiguresKeep) {
+    static const std::regex kBound(R"(hardware clocks within\s+100 ns and\s+the system clock within\s+3 us)");
+    for (const char* document : {"README.md", "docs/timeScales.md", "packaging/debian/control"}) {
+        EXPECT_TRUE(std::regex_search(fileContents(kRoot / document), kBound)) << document;
+    }
+    static const std::regex kFigures(R"(CLOCK_REALTIME \| (-?\d+) \| -?\d+ \| -?\d+ \| -?\d+ \| (-?\d+) \|)");
+    const std::string measured = fileContents(kRoot / "docs/virtual-controller.md");
+    std::smatch figures;
+    ASSERT_TRUE(std::regex_search(measured, figures, kFigures));
+    EXPECT_GT(std::stoi(figures[1]), -3'000);
+    EXPECT_LT(std::stoi(figures[2]), 3'000);
+}
+
 TEST(DocumentTexts, NameOnlyCommandsThatTheScriptKnows) {
     static const std::regex kCommand(R"(\./dev ([a-z-]+))");
     const auto known = devCommands();

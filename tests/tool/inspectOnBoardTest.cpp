@@ -85,9 +85,9 @@ TEST_F(InspectOnBoard, MapAgreesWithTheLibraryAboutWhatIsChosen) {
 
 TEST_F(InspectOnBoard, DoctorFindsTheControllerWell) {
     const nlohmann::json doctor = results({"doctor"})[0];
-    for (const char* check : {"interfaces", "links", "clock-nodes", "clock-rights", "clock-pins", "ferrox-driver",
-                              "ferrox-node", "fpga-driver", "fpga-node", "si514-driver", "si514-attribute",
-                              "si514-rights", "phc2sys-file", "kernel-clock"}) {
+    for (const char* check : {"interfaces", "links", "clock-nodes", "clock-rights", "clock-pins", "virtual-clocks",
+                              "ferrox-driver", "ferrox-node", "fpga-driver", "fpga-node", "si514-driver",
+                              "si514-attribute", "si514-rights", "phc2sys-file", "kernel-clock"}) {
         EXPECT_EQ(healthOf(doctor, check), "OK") << check;
     }
 }

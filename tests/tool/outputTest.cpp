@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -59,6 +60,12 @@ TEST_F(UnwritableOutput, EndsHelpAndSummaryOfHalvexboardWithThreeAndAReason) {
 TEST_F(UnwritableOutput, IsToldFromATraceThatCannotBeRead) {
     EXPECT_EQ(run("", {"summary", directory_ / "nothing"}), 2);
     EXPECT_THAT(errors_, HasSubstr("nothing: No such file or directory\n"));
+    std::ofstream(directory_ / "empty").close();
+    EXPECT_EQ(run("", {"summary", directory_ / "empty"}), 2);
+    EXPECT_THAT(errors_, HasSubstr("halvexboard: the trace is empty\n"));
+    std::ofstream(directory_ / "text") << "no trace\n";
+    EXPECT_EQ(run("", {"summary", directory_ / "text"}), 2);
+    EXPECT_THAT(errors_, HasSubstr("halvexboard: trace line 1: not a JSON object\n"));
     EXPECT_EQ(run("", {"summary", directory_.path()}), 2);
     EXPECT_THAT(errors_, HasSubstr(": Is a directory\n"));
 }

@@ -58,6 +58,14 @@ TEST(CompareClocks, AlarmsOnlyBeyond100NsForCertain) {
     EXPECT_TRUE(sampleOf({clockAt("a", 0, 30), clockAt("b", -151, 20)}).hasAlarm());
 }
 
+TEST(CompareClocks, AllowTheSystemClockMoreThanTheClocksThatItFollows) {
+    ClockSample system = clockAt("CLOCK_REALTIME", 3'050, 20);
+    system.limitNs = kSystemAlarmNs;
+    EXPECT_FALSE(sampleOf({clockAt("a", 0, 30), system}).clocks[1].isAway);
+    system.cross->differenceNs = 3'051;
+    EXPECT_TRUE(sampleOf({clockAt("a", 0, 30), system}).clocks[1].isAway);
+}
+
 TEST(CompareClocks, WidensTheBoundByTheTimeBetweenTheReadings) {
     ClockSample later = clockAt("b", 0, 10);
     later.cross->systemNs += 1'000'000;

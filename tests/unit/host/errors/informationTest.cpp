@@ -28,6 +28,13 @@ TEST(DescribeError, KnowsTheNamesOfCodesWithoutInformation) {
     EXPECT_EQ(describeError(-1, ""), "-1");
 }
 
+TEST(DescribeError, SaysWhatThePlaceOrTheCodeStandsForWithoutAMessage) {
+    EXPECT_EQ(describeError(-52004, R"({"file":"cJSONUtils","line":305})"),
+              "-52004: metadata: not a string (cJSONUtils:305)");
+    EXPECT_EQ(describeError(-52004, R"({"file":"elsewhere","line":1})"),
+              "-52004: a metadata document holds a value of another type than expected (elsewhere:1)");
+}
+
 TEST(DescribeError, ShowsWhatIsNoObjectAsItIs) {
     EXPECT_EQ(describeError(-1, "oops"), "-1: oops");
     EXPECT_EQ(describeError(-1, R"({"error_constant":5,"line":"x","file":[]})"), "-1");

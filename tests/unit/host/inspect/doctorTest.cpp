@@ -31,9 +31,10 @@ ControllerFacts healthyController() {
     facts.interfaces = {healthyInterface()};
     facts.ferrox = {"/proc/driver/zu/ferrox", "/dev/zu/ferrox0", true, true};
     facts.fpga = {"/proc/driver/zu/fpga", "/dev/zu/fpga0", true, true};
-    facts.si514 = {true, "0-0055", "si514", "-1250", true};
+    facts.si514 = {true, "0-0055", "si514", "-1250", true, true};
     facts.phc2sysIsThere = facts.phc2sysIsExecutable = true;
     facts.processes = {{1, "init"}, {812, "phc2sys"}};
+    facts.allProcessesAreVisible = facts.allDescriptorsAreVisible = true;
     facts.maySetTime = true;
     facts.kernelClock = {true, true, 500'000, 0, 0.0};
     return facts;
@@ -63,6 +64,8 @@ protected:
         }
     }
 
+    const std::set<std::string> kChecksOfClocks{"interfaces-left-out", "links",          "clock-nodes", "clock-rights",
+                                                "clock-pins",          "virtual-clocks", "clock-users"};
     ControllerFacts facts_ = healthyController();
     InterfaceFacts& interface_ = facts_.interfaces[0];
 };
@@ -79,7 +82,7 @@ TEST_F(Doctor, FindsNothingOnAHealthyController) {
 
 TEST_F(Doctor, FailsWithoutAnyUsableInterface) {
     interface_.device = "0x1521";
-    expect("interfaces", Health::fail, "no usable I210");
+    expect("interfaces", Health::fail, "no usable I210", kChecksOfClocks);
 }
 
 TEST_F(Doctor, WarnsOfAnI210ThatIsLeftOut) {
@@ -96,12 +99,12 @@ TEST_F(Doctor, WarnsOfAnInterfaceThatIsDown) {
 
 TEST_F(Doctor, FailsWhenAClocksNodeIsMissing) {
     interface_.nodeIsThere = interface_.nodeIsAllowed = false;
-    expect("clock-nodes", Health::fail, "/dev/ptp0", {"interfaces", "interfaces-left-out"});
+    expect("clock-nodes", Health::fail, "/dev/ptp0", {"interfaces", "interfaces-left-out", "links", "clock-rights"});
 }
 
 TEST_F(Doctor, FailsWhenAClockMayNotBeUsed) {
     interface_.nodeIsAllowed = false;
-    expect("clock-rights", Health::fail, "/dev/ptp0", {"interfaces", "interfaces-left-out"});
+    expect("clock-rights", Health::fail, "/dev/ptp0", {"interfaces", "interfaces-left-out", "links"});
 }
 
 TEST_F(Doctor, WarnsWhenTheEpochPinIsTaken) {
@@ -157,6 +160,7 @@ TEST_F(Doctor, FailsWithoutTheOscillator) {
 
 TEST_F(Doctor, TellsTheWrongDriverOfTheOscillatorFromTheRightOne) {
     facts_.si514.offsetText.reset();
+    facts_.si514.offsetIsThere = false;
     expect("si514-attribute", Health::fail, "driver of the same name", {"si514-rights"});
 }
 
@@ -195,7 +199,7 @@ TEST_F(Doctor, WarnsOfAPhc2sysThatDoesNotUpdateTheSystemClock) {
     facts_.kernelClock.isSynchronised = false;
     expect("phc2sys-process", Health::warn, "has not disciplined the system clock yet");
     facts_.kernelClock.isKnown = false;
-    EXPECT_EQ(found(facts_, "phc2sys-process").health, Health::ok);
+    EXPECT_EQ(found(facts_, "phc2sys-process").health, Health::unknown);
 }
 
 TEST_F(Doctor, WarnsOfOtherTimeDaemons) {
@@ -207,15 +211,45 @@ TEST_F(Doctor, FailsWithoutTheRightToSetTheTime) {
     facts_.maySetTime = false;
     expect("cap-sys-time", Health::fail, "CAP_SYS_TIME is missing");
     facts_.maySetTime.reset();
-    expect("cap-sys-time", Health::warn, "cannot be read");
+    expect("cap-sys-time", Health::unknown, "cannot be read");
 }
 
 TEST_F(Doctor, WarnsWhenTheKernelsClockCannotBeAskedOrHasATaiOffset) {
     facts_.kernelClock.isKnown = false;
-    expect("kernel-clock", Health::warn, "adjtimex");
+    expect("kernel-clock", Health::unknown, "adjtimex", {"tai-offset", "phc2sys-process"});
     facts_ = healthyController();
     facts_.kernelClock.taiOffsetS = 37;
     expect("tai-offset", Health::warn, "37 s");
+}
+
+TEST_F(Doctor, DoesNotCallWellWhatIsNotThere) {
+    facts_.interfaces.clear();
+    for (const std::string& check : kChecksOfClocks) {
+        EXPECT_EQ(found(facts_, check).health, Health::unknown) << check;
+        EXPECT_THAT(found(facts_, check).text, HasSubstr("I210")) << check;
+    }
+}
+
+TEST_F(Doctor, DoesNotCallWellWhatItCannotSee) {
+    facts_.allDescriptorsAreVisible = false;
+    expect("clock-users", Health::unknown, "cannot be seen");
+    facts_ = healthyController();
+    facts_.allProcessesAreVisible = false;
+    facts_.processes.clear();
+    expect("phc2sys-process", Health::unknown, "cannot be seen", {"time-daemons"});
+    expect("time-daemons", Health::unknown, "cannot be seen", {"phc2sys-process"});
+    facts_ = healthyController();
+    facts_.interfaces[0].isUp.reset();
+    expect("links", Health::unknown, "enp1s0 cannot be asked");
+    facts_ = healthyController();
+    facts_.interfaces[0].pins.clear();
+    expect("clock-pins", Health::unknown, "pins of /dev/ptp0 cannot be read");
+    facts_ = healthyController();
+    facts_.interfaces[0].virtualClocks.reset();
+    expect("virtual-clocks", Health::unknown, "ptp0/n_vclocks cannot be read");
+    facts_ = healthyController();
+    facts_.si514.offsetText.reset();
+    expect("si514-attribute", Health::unknown, "ppb_offset cannot be read", {"si514-rights"});
 }
 
 TEST(ChoiceOf, ChoosesAnI210ThatIsDownAsWell) {

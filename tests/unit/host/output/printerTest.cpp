@@ -95,6 +95,26 @@ TEST_F(PrinterTest, TextOnATerminalHeedsNoColorAndADumbTerminal) {
     ::unsetenv("NO_COLOR");
 }
 
+TEST_F(PrinterTest, TextColoursTheLabelsOfFailuresAndWarningsOnATerminalAlone) {
+    Result result{"doctor", "", Outcome::ok, {}, "", {}};
+    result.add("", nullptr, "FAIL", "one", Outcome::failed);
+    result.add("", nullptr, "WARN", "two", Outcome::warning);
+    result.add("", nullptr, "OK", "three");
+    TextPrinter(output_.get(), errors_.get()).result(result);
+    EXPECT_EQ(output_.text(), "  FAIL  one\n  WARN  two\n  OK    three\n");
+    int master = -1, slave = -1;
+    ASSERT_EQ(::openpty(&master, &slave, nullptr, nullptr, nullptr), 0);
+    std::FILE* const terminal = ::fdopen(slave, "w");
+    ::setenv("TERM", "xterm", 1);
+    TextPrinter(terminal, terminal).result(result);
+    std::array<char, 200> chunk{};
+    const ssize_t length = ::read(master, chunk.data(), chunk.size());
+    EXPECT_EQ(std::string(chunk.data(), static_cast<std::size_t>(length)),
+              "  \x1b[31mFAIL\x1b[0m  one\r\n  \x1b[33mWARN\x1b[0m  two\r\n  OK    three\r\n");
+    std::fclose(terminal);
+    ::close(master);
+}
+
 TEST_F(PrinterTest, TextKnowsHowWideItsTerminalIs) {
     const winsize size{24, 35, 0, 0};
     int master = -1, slave = -1;
