@@ -111,6 +111,12 @@ Options helpOn(const char* action) {
     return options;
 }
 
+/// The parser's own words for a flag with a value say little.
+std::string inPlainWords(const std::string& message) {
+    const std::size_t end = message.find(" was given a disallowed flag override");
+    return end == std::string::npos ? message : "--" + message.substr(0, end) + " takes no value";
+}
+
 /// Returns false if help is requested. Throws UsageError.
 bool parse(CLI::App& app, std::vector<std::string> words, const char* action) {
     std::reverse(words.begin(), words.end());  // the parser consumes them from the end
@@ -119,7 +125,7 @@ bool parse(CLI::App& app, std::vector<std::string> words, const char* action) {
     } catch (const CLI::CallForHelp&) {
         return false;
     } catch (const CLI::ParseError& error) {
-        throw UsageError(error.what() + std::string(kHelpIsThere));
+        throw UsageError(inPlainWords(error.what()) + kHelpIsThere);
     }
     const std::vector<std::string> rest = app.remaining();
     if (!rest.empty() && rest.front().starts_with("-") && rest.front() != "-")

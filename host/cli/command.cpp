@@ -34,7 +34,8 @@ std::vector<std::string_view> namesOf(std::span<const Row> rows) {
 
 [[noreturn]] void refuseUnknown(const std::string& word, std::span<const Verb> verbs) {
     if (word.size() > 1 && word.front() == '-' && !startsNumber(word)) {
-        throw UsageError(fmt::format("unknown option \"{}\"{}", word, suggestion(word, namesOf(toolOptions()))));
+        const std::string name = word.substr(0, word.find('='));
+        throw UsageError(fmt::format("unknown option \"{}\"{}", word, suggestion(name, namesOf(toolOptions()))));
     }
     const std::string nearest = suggestion(word, namesOf(verbs));
     throw UsageError(
@@ -47,8 +48,10 @@ std::string joined(std::span<const std::string> words) { return fmt::format("{}"
 }  // namespace
 
 const std::string& WordReader::takeArgument(std::string_view verb, std::string_view argument) {
-    if (atEnd()) {
-        throw UsageError(fmt::format("{} needs its {}: halvexctl help {}", verb, argument, verb));
+    const bool isOption = !atEnd() && peek()->size() > 1 && peek()->front() == '-' && !nextIsNumber();
+    if (atEnd() || peek()->empty() || isOption) {
+        throw UsageError(fmt::format("{} needs its {}{}: halvexctl help {}", verb, argument,
+                                     isOption ? fmt::format(" before \"{}\"", *peek()) : "", verb));
     }
     return take();
 }
@@ -59,15 +62,23 @@ void readOwnOptions(WordReader& words, const ReadingRules& rules, std::string_vi
                     const std::function<void(std::string_view option, const std::string& value)>& keep) {
     const std::span<const OptionRow> options = findVerb(rules.verbs, verb)->options;
     while (!words.atEnd() && words.peek()->starts_with("--")) {
-        const std::string& name = words.take();
+        const std::string& word = words.take();
+        const std::size_t equals = word.find('=');
+        const std::string name = word.substr(0, equals);
         const auto row =
             std::find_if(options.begin(), options.end(), [&name](const OptionRow& o) { return o.name == name; });
         if (row == options.end()) {
             throw UsageError(fmt::format("{} has no option \"{}\"{}", verb, name, suggestion(name, namesOf(options))));
         }
-        keep(row->name, row->argument.empty()
-                            ? std::string()
-                            : words.takeArgument(verb, fmt::format("{} after {}", row->argument, name)));
+        const std::string value = equals != std::string::npos ? word.substr(equals + 1)
+                                  : row->argument.empty()
+                                      ? std::string()
+                                      : words.takeArgument(verb, fmt::format("{} after {}", row->argument, name));
+        if (row->argument.empty() != value.empty() || (row->argument.empty() && equals != std::string::npos)) {
+            throw UsageError(row->argument.empty() ? fmt::format("{} of {} takes no value", name, verb)
+                                                   : fmt::format("{} of {} needs its {}", name, verb, row->argument));
+        }
+        keep(row->name, value);
     }
 }
 

@@ -6,6 +6,8 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 
+#include <fmt/format.h>
+
 #include "host/cli/completion.h"
 #include "host/cli/help.h"
 #include "host/cli/manual.h"
@@ -21,9 +23,15 @@ void declare(CLI::App& app, Options& options, std::string& form) {
     app.set_version_flag("-V,--version", std::string());
     app.add_option("-l,--library", options.library);
     app.add_option("--describe", form);
-    app.add_flag("-j,--json", options.json);
-    app.add_flag("-e,--echo", options.echo);
-    app.add_flag("-y,--yes", options.yes);
+    app.add_flag("-j,--json", options.json)->disable_flag_override();
+    app.add_flag("-e,--echo", options.echo)->disable_flag_override();
+    app.add_flag("-y,--yes", options.yes)->disable_flag_override();
+}
+
+/// The parser's own words for a flag with a value say little.
+std::string inPlainWords(const std::string& message) {
+    const std::size_t end = message.find(" was given a disallowed flag override");
+    return end == std::string::npos ? message : fmt::format("--{} takes no value", message.substr(0, end));
 }
 
 ReadOptions over(std::string text, bool isUsageError) { return {{}, true, isUsageError, std::move(text)}; }
@@ -47,7 +55,7 @@ ReadOptions readOptions(int argc, const char* const* argv) {
     } catch (const CLI::CallForVersion&) {
         return over("halvexctl " HALVEX_VERSION "\n", false);
     } catch (const CLI::ParseError& error) {
-        return over(error.what(), true);
+        return over(inPlainWords(error.what()), true);
     }
     if (!form.empty()) {
         return described(form);

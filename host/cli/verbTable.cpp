@@ -84,14 +84,15 @@ constexpr auto kVerbs = std::to_array<Verb>({
      "needs no library.",
      false, "controller", kNoOptions, nullptr, &actions::map},
     {"doctor", "", "Check the controller",
-     "Named checks, each OK, WARN or FAIL with a remedy. Changes nothing and needs no library. The exit status "
-     "is 3 when a check fails and 1 when one warns.",
+     "Named checks, each OK, WARN, FAIL or UNKNOWN with a remedy. Changes nothing and needs no library. The exit "
+     "status is 3 when a check fails and 1 when one warns or could not be made.",
      false, "checks", kNoOptions, nullptr, &actions::doctor},
     {"monitor", "[OPTIONS]", "Watch every clock",
      "A row for each PTP clock and CLOCK_REALTIME, measured by cross time stamps with a bound; nothing is "
      "changed, and no time stamp is taken from its owner. Nothing is initialised either: init monitor also "
-     "measures the master, by the library. AWAY: more than 100 ns off for certain; JUMPED: moved faster than "
-     "any steering. An alarm ends in exit status 1. With --json each sample is a line, and the results follow "
+     "measures the master, by the library. Alarms: AWAY, more than 100 ns off for certain (the system clock 3 us); "
+     "JUMPED, moved faster than any steering; UNREADABLE; GONE, was there before; NONE, no PTP clock at all; DEAD, of "
+     "phc2sys. An alarm ends in exit status 1. With --json each sample is a line, and the results follow "
      "as one line; with --once there is only the document.",
      false, "watch", kMonitorOptions, &actions::readMonitor, &actions::monitor},
     {"record", "FILE [DURATION]", "Keep the session in a file",

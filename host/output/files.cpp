@@ -92,7 +92,7 @@ int writeNew(const std::string& path, std::string_view text, std::optional<mode_
 }  // namespace
 
 std::optional<std::string> readFile(const std::string& path, std::size_t largest) {
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    const int fd = path == "-" ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0) : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
         return std::nullopt;
     }
@@ -125,10 +125,36 @@ void replaceFile(const std::string& path, std::string_view text, Replaceable rep
     }
 }
 
-AppendedFile::AppendedFile(const std::string& path)
-    : path_(path), fd_(::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, kNewFileMode)) {
+AppendedFile::AppendedFile(const std::string& path, Replaceable kind)
+    : path_(path), fd_(::open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, kNewFileMode)) {
     if (fd_ < 0) {
         failFor(path, errno);
+    }
+    try {
+        continueBehind(kind);
+    } catch (...) {
+        ::close(fd_);
+        throw;
+    }
+}
+
+void AppendedFile::continueBehind(Replaceable kind) {
+    struct stat old {};
+    if (::fstat(fd_, &old) != 0 || !S_ISREG(old.st_mode) || old.st_size == 0) {
+        return;
+    }
+    std::string beginning(kind.beginning.size(), '\0');
+    char last = 0;
+    const ssize_t count = ::pread(fd_, beginning.data(), beginning.size(), 0);
+    if (count < 0 || ::pread(fd_, &last, 1, old.st_size - 1) < 0) {
+        failFor(path_, errno);
+    }
+    beginning.resize(static_cast<std::size_t>(count));
+    if (!kind.beginning.starts_with(beginning)) {
+        throw std::runtime_error(fmt::format("{} is not {} and stays as it is", path_, kind.name));
+    }
+    if (last != '\n') {
+        add("\n");
     }
 }
 

@@ -23,7 +23,9 @@ constexpr std::array<const char*, 8> kPriorities{"emergency", "alert",  "critica
 }  // namespace
 
 SessionRecorder::SessionRecorder(const std::string& libraryPath, const RecordOptions& options)
-    : file_(options.path), watch_(LibraryErrors::handOn), intervalNs_(options.intervalNs) {
+    : file_(options.path, {R"({"kind":"start")", "a record"}),
+      watch_(LibraryErrors::handOn),
+      intervalNs_(options.intervalNs) {
     dueRawNs_ = rawTimeNs();
     add("start", dueRawNs_,
         {{"systemNs", systemTimeNs()}, {"format", kFormat}, {"library", libraryPath}, {"intervalNs", intervalNs_}});

@@ -24,6 +24,14 @@ std::int64_t readInterval(const std::string& text) {
     return intervalNs;
 }
 
+/// A file to write: "-" would become one of that name.
+std::string readOutputPath(const std::string& path) {
+    if (path == "-") {
+        throw UsageError("\"-\" is no file to write");
+    }
+    return path;
+}
+
 }  // namespace
 
 Argument readMonitor(WordReader& words, const ReadingRules& rules) {
@@ -36,7 +44,7 @@ Argument readMonitor(WordReader& words, const ReadingRules& rules) {
         } else if (option == "--count") {
             options.count = readCount(value);
         } else {
-            options.metricsPath = value;
+            options.metricsPath = readOutputPath(value);
         }
     });
     return options;
@@ -48,7 +56,7 @@ void monitor(Session& session, const Command& command, Result& result) {
 
 Argument readRecord(WordReader& words, const ReadingRules& rules) {
     RecordOptions options;
-    options.path = words.takeArgument("record", "FILE");
+    options.path = readOutputPath(words.takeArgument("record", "FILE"));
     if (words.nextIsNumber()) {
         options.durationNs = readInterval(words.take());
     }
@@ -78,11 +86,15 @@ Argument readReport(WordReader& words, const ReadingRules& rules) {
     ReportOptions options;
     const std::string* page = words.peek();
     if (page != nullptr && !page->starts_with("--") && findVerb(rules.verbs, *page) == nullptr) {
-        options.pagePath = words.take();
+        options.pagePath = readOutputPath(words.take());
     }
     readOwnOptions(words, rules, "report", [&options](std::string_view option, const std::string& value) {
         (option == "--from" ? options.recordPath : option == "--trace" ? options.tracePath : options.title) = value;
     });
+    if (options.pagePath.empty() &&
+        (options.recordPath == "-" || (options.recordPath.empty() && options.tracePath == "-"))) {
+        throw UsageError("report needs its FILE: standard input gives the page no name");
+    }
     return options;
 }
 

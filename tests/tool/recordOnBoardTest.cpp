@@ -1,7 +1,9 @@
 // Tests of recording a session and reporting it, with the real library on the simulated controller.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -199,6 +201,35 @@ TEST_F(RecordOnBoard, IsNeverReplacedByItsReport) {
     EXPECT_EQ(lines("end").size(), 2u);
     EXPECT_EQ(run({"report", "--from", record()}), 0) << output_;
     EXPECT_THAT(fileContents(directory_ / "record.html"), HasSubstr("<html"));
+}
+
+TEST_F(RecordOnBoard, GoesOnBehindALineThatIsTorn) {
+    ASSERT_EQ(run({"record", record(), "init"}), 0) << output_;
+    std::string torn = fileContents(record());
+    torn.resize(torn.size() - 10);
+    std::ofstream(record()) << torn;
+    ASSERT_EQ(run({"record", record(), "init"}), 0) << output_;
+    EXPECT_EQ(fileContents(record()).find("}{"), std::string::npos);
+    EXPECT_EQ(run({"report", "--from", record()}), 1) << output_;
+    EXPECT_THAT(output_, HasSubstr("1 of "));
+    std::ofstream(record()) << "{\"ki";
+    EXPECT_EQ(run({"record", record(), "init"}), 0) << output_;
+}
+
+TEST_F(RecordOnBoard, IsNotAppendedToAFileThatIsNoRecord) {
+    std::ofstream(record()) << "somebody's text\n";
+    EXPECT_EQ(run({"record", record(), "init"}), 3);
+    EXPECT_THAT(output_, HasSubstr("is not a record and stays as it is"));
+    EXPECT_EQ(fileContents(record()), "somebody's text\n");
+}
+
+TEST_F(RecordOnBoard, IsReportedFromStandardInput) {
+    ASSERT_EQ(run({"record", record(), "init"}), 0) << output_;
+    const int input = ::open(record().c_str(), O_RDONLY | O_CLOEXEC);
+    ProgramRun program({HALVEXCTL, "report", directory_ / "page.html", "--from", "-"}, input);
+    EXPECT_EQ(program.finish(), 0) << program.errors();
+    ::close(input);
+    EXPECT_THAT(fileContents(directory_ / "page.html"), HasSubstr("<html"));
 }
 
 TEST_F(RecordOnBoard, KeepsMetricsInAFileOfMetricsAlone) {

@@ -51,6 +51,32 @@ TEST(Verbs, HaveNamesOfTheirOwnASummaryAndSomethingToDo) {
     }
 }
 
+TEST(OwnOptions, TakeTheirValueBehindAnEqualsSignToo) {
+    const auto options = std::get<MonitorOptions>(read({"monitor", "--count=3", "--interval=2s"})[0].argument);
+    EXPECT_EQ(options.count, 3U);
+    EXPECT_EQ(options.intervalNs, 2'000'000'000);
+    EXPECT_EQ(std::get<ReportOptions>(read({"report", "--from", "a", "--title=x=y"})[0].argument).title, "x=y");
+}
+
+TEST(OwnOptions, RefuseAMissingAnEmptyAndASuperfluousValueAndNeverTakeAnOptionForOne) {
+    EXPECT_EQ(refusal({"monitor", "--interval="}), "--interval of monitor needs its DURATION");
+    EXPECT_EQ(refusal({"monitor", "--metrics", ""}), "monitor needs its FILE after --metrics: halvexctl help monitor");
+    EXPECT_EQ(refusal({"monitor", "--metrics", "--once"}),
+              "monitor needs its FILE after --metrics before \"--once\": halvexctl help monitor");
+    EXPECT_EQ(refusal({"record", "--interval", "5s"}),
+              "record needs its FILE before \"--interval\": halvexctl help record");
+    EXPECT_EQ(refusal({"monitor", "--once=yes"}), "--once of monitor takes no value");
+    EXPECT_EQ(refusal({"monitor", "--once="}), "--once of monitor takes no value");
+    EXPECT_EQ(refusal({"monitor", "--conut=3"}), "monitor has no option \"--conut\"; did you mean \"--count\"?");
+}
+
+TEST(Outputs, MakeNoFileThatIsNamedLikeStandardInput) {
+    EXPECT_EQ(refusal({"record", "-"}), "\"-\" is no file to write");
+    EXPECT_EQ(refusal({"report", "-"}), "\"-\" is no file to write");
+    EXPECT_EQ(refusal({"monitor", "--metrics", "-"}), "\"-\" is no file to write");
+    EXPECT_EQ(refusal({"report", "--from", "-"}), "report needs its FILE: standard input gives the page no name");
+}
+
 TEST(Help, BreaksSentencesAtTheWidth) {
     EXPECT_EQ(wrapped("one two three four", "  ", 10), "  one two\n  three\n  four\n");
     EXPECT_EQ(wrapped("averylongword a", "", 5), "averylongword\na\n");
