@@ -236,7 +236,7 @@ TraceSummary summariseTrace(std::istream& trace, const Stretch& stretch) {
     Summariser summariser(stretch);
     std::string line;
     while (std::getline(trace, line)) summariser.add(line);
-    return summariser.finish();
+    return trace.bad() ? TraceSummary{} : summariser.finish();  // the caller reports what cannot be read
 }
 
 std::string formatSummary(const TraceSummary& summary, bool isListed) {
