@@ -27,7 +27,7 @@ std::int64_t readInterval(const std::string& text) {
 /// A file to write: "-" would become one of that name.
 std::string readOutputPath(const std::string& path) {
     if (path == "-") {
-        throw UsageError("\"-\" is no file to write");
+        throw UsageError("\"-\" cannot be written to");
     }
     return path;
 }

@@ -217,10 +217,10 @@ TEST_F(RecordOnBoard, GoesOnBehindALineThatIsTorn) {
 }
 
 TEST_F(RecordOnBoard, IsNotAppendedToAFileThatIsNoRecord) {
-    std::ofstream(record()) << "somebody's text\n";
+    std::ofstream(record()) << "other text\n";
     EXPECT_EQ(run({"record", record(), "init"}), 3);
     EXPECT_THAT(output_, HasSubstr("is not a record and stays as it is"));
-    EXPECT_EQ(fileContents(record()), "somebody's text\n");
+    EXPECT_EQ(fileContents(record()), "other text\n");
 }
 
 TEST_F(RecordOnBoard, IsReportedFromStandardInput) {

@@ -71,9 +71,9 @@ TEST(OwnOptions, RefuseAMissingAnEmptyAndASuperfluousValueAndNeverTakeAnOptionFo
 }
 
 TEST(Outputs, MakeNoFileThatIsNamedLikeStandardInput) {
-    EXPECT_EQ(refusal({"record", "-"}), "\"-\" is no file to write");
-    EXPECT_EQ(refusal({"report", "-"}), "\"-\" is no file to write");
-    EXPECT_EQ(refusal({"monitor", "--metrics", "-"}), "\"-\" is no file to write");
+    EXPECT_EQ(refusal({"record", "-"}), "\"-\" cannot be written to");
+    EXPECT_EQ(refusal({"report", "-"}), "\"-\" cannot be written to");
+    EXPECT_EQ(refusal({"monitor", "--metrics", "-"}), "\"-\" cannot be written to");
     EXPECT_EQ(refusal({"report", "--from", "-"}), "report needs its FILE: standard input gives the page no name");
 }
 
