@@ -62,7 +62,7 @@ TEST_F(UnwritableOutput, IsToldFromATraceThatCannotBeRead) {
     EXPECT_THAT(errors_, HasSubstr("nothing: No such file or directory\n"));
     std::ofstream(directory_ / "empty").close();
     EXPECT_EQ(run("", {"summary", directory_ / "empty"}), 2);
-    EXPECT_THAT(errors_, HasSubstr("halvexboard: the trace is empty\n"));
+    EXPECT_THAT(errors_, HasSubstr(" is empty; halvexboard run --trace FILE writes a trace\n"));
     std::ofstream(directory_ / "text") << "no trace\n";
     EXPECT_EQ(run("", {"summary", directory_ / "text"}), 2);
     EXPECT_THAT(errors_, HasSubstr("halvexboard: trace line 1: not a JSON object\n"));
