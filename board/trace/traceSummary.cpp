@@ -130,7 +130,6 @@ public:
     }
 
     TraceSummary finish() {
-        if (lineNumber_ == 0) throw TraceError("the trace is empty");
         if (!isInside_) throw TraceError("the trace has no log line \"" + stretch_.from + "\"");
         if (!hasEnded_ && !stretch_.until.empty())
             throw TraceError("the trace has no log line \"" + stretch_.until + "\" after \"" + stretch_.from + "\"");
@@ -236,7 +235,7 @@ TraceSummary summariseTrace(std::istream& trace, const Stretch& stretch) {
     Summariser summariser(stretch);
     std::string line;
     while (std::getline(trace, line)) summariser.add(line);
-    return trace.bad() ? TraceSummary{} : summariser.finish();  // the caller reports what cannot be read
+    return summariser.finish();
 }
 
 std::string formatSummary(const TraceSummary& summary, bool isListed) {
