@@ -74,7 +74,7 @@ std::vector<std::string> targetNames(const board_config& config) {
 std::vector<std::string> requestNames(int target) {
     const bool isDriver = target == BOARD_TARGET_FERROX || target == BOARD_TARGET_FPGA;
     std::vector<std::string> names;
-    for (std::uint32_t at = 0; const std::uint32_t request = board_request_at(target, at); ++at)
+    for (std::uint32_t at = 0, request = 0; (request = board_request_at(target, at)) != 0; ++at)
         names.emplace_back(board_request_name(isDriver ? target : BOARD_TARGET_FIRST_INTERFACE, request));
     return names;
 }

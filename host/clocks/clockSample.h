@@ -2,12 +2,12 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <compare>
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 #include "host/inspect/controllerFacts.h"
@@ -24,7 +24,10 @@ struct Alarm {
     std::string_view name;
     std::string clock;  ///< Empty: an alarm of the board.
 
-    auto operator<=>(const Alarm&) const = default;
+    bool operator==(const Alarm&) const = default;
+    friend bool operator<(const Alarm& one, const Alarm& other) {
+        return std::tie(one.name, one.clock) < std::tie(other.name, other.clock);
+    }
 };
 
 /// One clock. Measured against the system clock; the rest is computed from that.
