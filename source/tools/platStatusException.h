@@ -27,16 +27,16 @@ struct DriverCallSite {
 class DriverMessage {
 public:
     DriverMessage(std::string_view failureText, std::string_view deviceName) noexcept {
-        length_ = failureText.copy(text_, kCapacity);
-        length_ += deviceName.copy(text_ + length_, kCapacity - length_);
+        const std::size_t start = failureText.copy(text_, kCapacity);
+        length_ = static_cast<std::uint8_t>(start + deviceName.copy(text_ + start, kCapacity - start));
     }
     std::string_view get() const noexcept { return {text_, length_}; }
 
 private:
-    static constexpr std::size_t kCapacity = 64;
+    static constexpr std::size_t kCapacity = 55;  // with its length and the guard of a static, 64 bytes
 
     char text_[kCapacity];
-    std::size_t length_;
+    std::uint8_t length_;
 };
 
 /// Throws the error in `status` with the site's location and `message`.

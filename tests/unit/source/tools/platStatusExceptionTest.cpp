@@ -87,10 +87,10 @@ TEST_F(PlatStatusException, OfADriverCallKeepsTheMessageThatItsSiteWasFirstUsedW
     EXPECT_EQ(raisedBy([this] { throwIfDriverFailed<kKeptSite>(status, "second"); }), first);
 }
 
-TEST(DriverMessageTest, IsCutAt64Characters) {
+TEST(DriverMessageTest, IsCutAt55Characters) {
     EXPECT_EQ(DriverMessage(std::string(40, 'a'), std::string(30, 'b')).get(),
-              std::string(40, 'a') + std::string(24, 'b'));
-    EXPECT_EQ(DriverMessage(std::string(70, 'a'), "b").get(), std::string(64, 'a'));
+              std::string(40, 'a') + std::string(15, 'b'));
+    EXPECT_EQ(DriverMessage(std::string(70, 'a'), "b").get(), std::string(55, 'a'));
 }
 
 }  // namespace halvexTimekeeper::platStatusExceptionTest
