@@ -1,6 +1,6 @@
 // Each operation a fixed number of times between marks, for tools that count instructions and system calls.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include "bench/countedWork.h"
+#include "bench/measurements.h"
 
 #include <unistd.h>
 #include <valgrind/callgrind.h>
@@ -8,11 +8,6 @@
 #include <string>
 
 #include "bench/slaves.h"
-#include "bench/standIn.h"
-#include "source/zuHalvexTimekeeper/ferroxEpochDevice.h"
-#include "source/zuHalvexTimekeeper/halvexTimekeeper.h"
-#include "source/zuHalvexTimekeeper/si514FreqSteeringDevice.h"
-#include "source/zuHalvexTimekeeper/systemTimeClock.h"
 #include "source/zuHalvexTimekeeper/timeReferenceMetadata.h"
 #include "zuerr/status.h"
 
@@ -76,8 +71,7 @@ void countAlignment(int slaveCount) {
 void countServicePass() {
     constexpr int kSlaves = 3;
     disturb(kSlaves, 0);
-    HalvexTimekeeper timekeeper(std::make_shared<FerroxEpochDevice>(), std::make_shared<SystemTimeClock>(false, ""),
-                                std::make_shared<Si514FreqSteeringDevice>(62'000, -62'000), makeSlaves(kSlaves));
+    HalvexTimekeeper timekeeper = makeTimekeeper(kSlaves);
     timekeeper.serviceEpochDevices();
     count("servicePass", [&] { timekeeper.serviceEpochDevices(); });
     SelectedTimeReference kept;

@@ -1,6 +1,6 @@
 // Absolute figures: latencies, iterations, memory, wake-ups.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include "bench/figures.h"
+#include "bench/measurements.h"
 
 #include <malloc.h>
 #include <unistd.h>
@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <initializer_list>
@@ -17,14 +18,7 @@
 #include <thread>
 #include <vector>
 
-#include "bench/alignmentReference.h"
-#include "bench/loadedPlugin.h"
 #include "bench/slaves.h"
-#include "bench/standIn.h"
-#include "source/zuHalvexTimekeeper/ferroxEpochDevice.h"
-#include "source/zuHalvexTimekeeper/halvexTimekeeper.h"
-#include "source/zuHalvexTimekeeper/si514FreqSteeringDevice.h"
-#include "source/zuHalvexTimekeeper/systemTimeClock.h"
 #include "tests/support/processCensus.h"
 #include "zuerr/status.h"
 
@@ -106,6 +100,40 @@ void callManyTimes(const Plugin& plugin, int count) {
     }
 }
 
+/// Iterations of the alignment's rule on plain numbers, its second implementation: from these differences to the
+/// master, with step losses from the stream of `seed`.
+int referenceIterations(std::vector<std::int64_t> differencesNs, std::uint64_t seed, StepLoss loss) {
+    seedLosses(seed, loss);
+    std::vector<bool> isDone(differencesNs.size());
+    std::size_t doneCount = 0;
+    int iterations = 0;
+    for (; doneCount < differencesNs.size(); ++iterations) {
+        for (std::size_t slave = 0; slave < differencesNs.size(); ++slave) {
+            if (isDone[slave]) continue;
+            if (std::abs(differencesNs[slave]) <= 100) {
+                isDone[slave] = true;
+                ++doneCount;
+            } else {
+                const int factor = iterations % 2 == 0 ? 1 : 2;
+                differencesNs[slave] += -factor * differencesNs[slave] - drawLossNs();
+            }
+        }
+    }
+    return iterations;
+}
+
+/// Iterations of the library on the stand-in: one I210 per difference except the last, which is the FPGA's.
+int libraryIterations(const std::vector<std::int64_t>& differencesNs, std::uint64_t seed, StepLoss loss) {
+    const int slaveCount = static_cast<int>(differencesNs.size());
+    static FerroxEpochDevice master;
+    static const EpochDevices slaves = makeSlaves(slaveCount);
+    for (int phc = 0; phc + 1 < slaveCount; ++phc) differenceNs(phc + 1) = differencesNs[static_cast<std::size_t>(phc)];
+    differenceNs(0) = differencesNs.back();
+    seedLosses(seed, loss);
+    EpochAlignment(master, slaves).run();
+    return static_cast<int>(counters().iterations);
+}
+
 }  // namespace
 
 void printIterations() {
@@ -133,41 +161,32 @@ void printIterations() {
 }
 
 void printLatencies(const char* libraryPath) {
-    const Plugin plugin = loadPlugin(libraryPath);
-    initializeOrThrow(plugin);
+    const Session session(libraryPath);
     usleep(10'000);
-    printGivenUp(plugin);
-    plugin.finalize();
-    reapChildren();
+    printGivenUp(session.plugin);
 }
 
 void printMemory(const char* libraryPath) {
     const double before = privateKb();
     const double writtenBefore = writtenKb();
-    const Plugin plugin = loadPlugin(libraryPath);
-    initializeOrThrow(plugin);
+    const Session session(libraryPath);
     usleep(10'000);
     print("memoryKb", privateKb() - before);
     print("writtenKb", writtenKb() - writtenBefore);
-    plugin.finalize();
-    reapChildren();
 }
 
 void printGrowth(const char* libraryPath) {
-    const Plugin plugin = loadPlugin(libraryPath);
-    initializeOrThrow(plugin);
-    callManyTimes(plugin, 1000);
-    zuerr_Status status = zuerr::makeStatus();
-    plugin.applyMetaData("{}", &status);
-    usleep(100'000);  // until the thread has made a pass and touched its memory
-    const double warm = writtenKb();
-    callManyTimes(plugin, 1'000'000);
-    print("growthByCallsKb", writtenKb() - warm);
-    plugin.finalize();
-    reapChildren();
-
-    HalvexTimekeeper timekeeper(std::make_shared<FerroxEpochDevice>(), std::make_shared<SystemTimeClock>(false, ""),
-                                std::make_shared<Si514FreqSteeringDevice>(62'000, -62'000), makeSlaves(3));
+    {
+        const Session session(libraryPath);
+        callManyTimes(session.plugin, 1000);
+        zuerr_Status status = zuerr::makeStatus();
+        session.plugin.applyMetaData("{}", &status);
+        usleep(100'000);  // until the thread has made a pass and touched its memory
+        const double warm = writtenKb();
+        callManyTimes(session.plugin, 1'000'000);
+        print("growthByCallsKb", writtenKb() - warm);
+    }
+    HalvexTimekeeper timekeeper = makeTimekeeper(3);
     for (int pass = 0; pass < 1000; ++pass) timekeeper.serviceEpochDevices();
     const double serviced = writtenKb();
     for (int pass = 0; pass < 100'000; ++pass) timekeeper.serviceEpochDevices();
@@ -176,15 +195,12 @@ void printGrowth(const char* libraryPath) {
 
 void printWakeUps(const char* libraryPath) {
     constexpr unsigned kSeconds = 20;
-    const Plugin plugin = loadPlugin(libraryPath);
-    initializeOrThrow(plugin);
+    const Session session(libraryPath);
     usleep(100'000);  // 1.9 s before a pass: one pass per period in the measured time
     const long before = voluntarySwitches();
     sleep(kSeconds);
     print("wakeUpsAnHour", static_cast<double>(voluntarySwitches() - before) * 3600 / kSeconds);
     print("threadsAtRest", testsupport::countThreads() - 1);
-    plugin.finalize();
-    reapChildren();
 }
 
 }  // namespace halvexbench

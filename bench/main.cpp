@@ -1,13 +1,44 @@
 // The measurements, one kind per run; driven by `bench/run`.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+#include <dlfcn.h>
+
 #include <cstdio>
 #include <exception>
+#include <stdexcept>
 #include <string_view>
 
-#include "bench/countedWork.h"
-#include "bench/figures.h"
-#include "bench/pairs.h"
-#include "bench/standIn.h"
+#include "bench/measurements.h"
+#include "zuerr/status.h"
+
+// Not the loader of halvexctl, whose header this uses: its pages would count as the library's.
+halvexbench::Plugin halvexbench::loadPlugin(const char* path) {
+    void* const library = dlopen(path, RTLD_NOW | RTLD_LOCAL);
+    if (library == nullptr) throw std::runtime_error(std::string("halvexbench: ") + dlerror());
+    const auto find = [library]<typename Function>(Function& function, const std::string& name) {
+        function = reinterpret_cast<Function>(dlsym(library, ("zuqxmtk_" + name).c_str()));
+        if (function == nullptr) throw std::runtime_error("halvexbench: the library lacks " + name);
+    };
+    Plugin plugin;
+    find(plugin.getAPIVersion, "getAPIVersion");
+    find(plugin.getName, "getName");
+    find(plugin.isSeeded, "isSeeded");
+    find(plugin.getMinCorrectionPerSecond, "getMinCorrectionPerSecond");
+    find(plugin.getMaxCorrectionPerSecond, "getMaxCorrectionPerSecond");
+    find(plugin.setCorrectionPerSecond, "setCorrectionPerSecond");
+    find(plugin.getCorrectionPerSecond, "getCorrectionPerSecond");
+    find(plugin.snapTime, "snapTime");
+    find(plugin.getTime, "getTime");
+    find(plugin.applyMetaData, "applyMetaData");
+    find(plugin.initialize, "initialize");
+    find(plugin.finalize, "finalize");
+    return plugin;
+}
+
+void halvexbench::initializeOrThrow(const Plugin& plugin) {
+    zuerr_Status status = zuerr::makeStatus();
+    plugin.initialize(&status);
+    if (status.code < 0) throw std::runtime_error(std::string("halvexbench: ") + zuerr::jsonOrNull(status));
+}
 
 int main(int count, char** arguments) try {
     using namespace halvexbench;

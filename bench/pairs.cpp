@@ -1,6 +1,6 @@
 // Paired runs: a block of bare calls, then a block of the library's, repeatedly in one process.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include "bench/pairs.h"
+#include "bench/measurements.h"
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
@@ -14,11 +14,6 @@
 
 #include "bench/bareCalls.h"
 #include "bench/slaves.h"
-#include "bench/standIn.h"
-#include "source/zuHalvexTimekeeper/ferroxEpochDevice.h"
-#include "source/zuHalvexTimekeeper/halvexTimekeeper.h"
-#include "source/zuHalvexTimekeeper/si514FreqSteeringDevice.h"
-#include "source/zuHalvexTimekeeper/systemTimeClock.h"
 #include "zuerr/status.h"
 
 namespace halvexbench {
@@ -191,9 +186,7 @@ void registerServicePass(int slaveCount) {
     const auto bare = std::make_shared<BareController>();
     bare->open(phcCountOf(slaveCount), hasFpga(slaveCount));
     disturb(slaveCount, 0);
-    const auto timekeeper = std::make_shared<HalvexTimekeeper>(
-        std::make_shared<FerroxEpochDevice>(), std::make_shared<SystemTimeClock>(false, ""),
-        std::make_shared<Si514FreqSteeringDevice>(62'000, -62'000), makeSlaves(slaveCount));
+    const std::shared_ptr<HalvexTimekeeper> timekeeper(new HalvexTimekeeper(makeTimekeeper(slaveCount)));
     timekeeper->serviceEpochDevices();
     const int runs = std::max(4, 64 / slaveCount);
     registerPair({.name = "servicePass/" + std::to_string(slaveCount),

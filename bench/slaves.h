@@ -5,8 +5,12 @@
 #include "bench/bareCalls.h"
 #include "bench/standIn.h"
 #include "source/zuHalvexTimekeeper/epochAlignment.h"
+#include "source/zuHalvexTimekeeper/ferroxEpochDevice.h"
 #include "source/zuHalvexTimekeeper/fpgaEpochDevice.h"
+#include "source/zuHalvexTimekeeper/halvexTimekeeper.h"
 #include "source/zuHalvexTimekeeper/i210EpochDevice.h"
+#include "source/zuHalvexTimekeeper/si514FreqSteeringDevice.h"
+#include "source/zuHalvexTimekeeper/systemTimeClock.h"
 
 namespace halvexbench {
 
@@ -23,6 +27,12 @@ inline halvexTimekeeper::EpochDevices makeSlaves(int slaveCount) {
     }
     if (hasFpga(slaveCount)) slaves.push_back(std::make_shared<halvexTimekeeper::FpgaEpochDevice>(4'000'000'000));
     return slaves;
+}
+
+inline halvexTimekeeper::HalvexTimekeeper makeTimekeeper(int slaveCount) {
+    using namespace halvexTimekeeper;
+    return {std::make_shared<FerroxEpochDevice>(), std::make_shared<SystemTimeClock>(false, ""),
+            std::make_shared<Si514FreqSteeringDevice>(62'000, -62'000), makeSlaves(slaveCount)};
 }
 
 /// Moves all slaves by the same time.

@@ -12,8 +12,6 @@
 #include <random>
 #include <stdexcept>
 
-#include "bench/standInCalls.h"
-
 namespace halvexbench {
 namespace {
 

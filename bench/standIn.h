@@ -32,6 +32,9 @@ public:
     StandIn& operator=(const StandIn&) = delete;
 };
 
+/// Redirects the controller's fixed paths below `root`, which the caller keeps; null: no redirection.
+void redirectTo(const char* root);
+
 /// True difference to the master: the FPGA's at 0, that of PHC n at n + 1. A step of the master moves them all.
 std::int64_t& differenceNs(int clock);
 

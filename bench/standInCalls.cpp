@@ -1,7 +1,5 @@
 // The C library functions that reach hardware, each replaced by one real, cheap system call and an answer.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include "bench/standInCalls.h"
-
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
