@@ -29,7 +29,7 @@ static struct board *begin(struct hx_interface *interface, enum board_call_kind 
 	return *error ? NULL : board;
 }
 
-static int adjust(struct ptp_clock_info *info, struct board_timex *timex)
+static int adjust(struct ptp_clock_info *info, struct board_wire_timex *timex)
 {
 	unsigned long flags;
 	u64 raw_ns, delay_ns;
@@ -46,14 +46,14 @@ static int adjust(struct ptp_clock_info *info, struct board_timex *timex)
 
 static int adjust_frequency(struct ptp_clock_info *info, long scaled_ppm)
 {
-	struct board_timex timex = { .modes = BOARD_WIRE_ADJ_FREQUENCY, .freq = scaled_ppm };
+	struct board_wire_timex timex = { .modes = BOARD_WIRE_ADJ_FREQUENCY, .freq = scaled_ppm };
 
 	return adjust(info, &timex);
 }
 
 static int adjust_time(struct ptp_clock_info *info, s64 delta_ns)
 {
-	struct board_timex timex = { .modes = BOARD_WIRE_ADJ_SETOFFSET | BOARD_WIRE_ADJ_NANO };
+	struct board_wire_timex timex = { .modes = BOARD_WIRE_ADJ_SETOFFSET | BOARD_WIRE_ADJ_NANO };
 	s32 rest_ns;
 
 	timex.time_sec = div_s64_rem(delta_ns, NSEC_PER_SEC, &rest_ns);

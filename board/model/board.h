@@ -14,6 +14,8 @@
 
 #include "board/model/configuration.h"
 #include "board/model/happening.h"
+#include "board/wire/ptp.h"
+#include "board/wire/timex.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -72,24 +74,15 @@ int board_do_event(struct board *board, uint64_t raw_ns, const struct board_even
 int board_interface_is_up(struct board *board, uint64_t raw_ns, int interface);         /* 1, 0, -ENODEV */
 int32_t board_interface_phc_index(struct board *board, uint64_t raw_ns, int interface); /* -1: none */
 
-struct board_phc_caps {
-	int32_t max_adj, n_alarm, n_ext_ts, n_per_out, pps, n_pins, cross_timestamping;
-};
-int board_phc_get_caps(struct board *board, uint64_t raw_ns, int interface, struct board_phc_caps *caps);
+int board_phc_get_caps(struct board *board, uint64_t raw_ns, int interface, struct board_wire_ptp_caps *caps);
 
 int board_phc_get_time(struct board *board, uint64_t raw_ns, int interface, uint64_t *time_ns);
 int board_phc_set_time(struct board *board, uint64_t raw_ns, int interface, uint64_t time_ns);
 
-/* clock_adjtime as the kernel does it. Modes and fields have their kernel values (board/wire/timex.h). */
-struct board_timex {
-	uint32_t modes;
-	int32_t status, tai;
-	int64_t offset, freq, maxerror, esterror, constant, precision, tolerance;
-	int64_t time_sec, time_usec, tick;
-};
-/* Returns the clock state (0), or EINVAL: nanoseconds out of range, ERANGE: frequency out of range, EBUSY: virtual
- * clocks, EOPNOTSUPP: other modes. The caller checks for unprivileged or read-only descriptors (EACCES). */
-int board_phc_adjtime(struct board *board, uint64_t raw_ns, int interface, struct board_timex *timex);
+/* clock_adjtime as the kernel does it. Returns the clock state (0), or EINVAL: nanoseconds out of range, ERANGE:
+ * frequency out of range, EBUSY: virtual clocks, EOPNOTSUPP: other modes. The caller checks for unprivileged or
+ * read-only descriptors (EACCES). */
+int board_phc_adjtime(struct board *board, uint64_t raw_ns, int interface, struct board_wire_timex *timex);
 
 /* Pin functions: 0 none, 1 external time stamps, 2 periodic output, 3 physical sync. Setting one ends the previous
  * function of the pin and of any other pin with that function and channel. EINVAL: no such pin, function or channel. */
@@ -158,7 +151,7 @@ uint64_t board_system_get_time(struct board *board, uint64_t raw_ns);
 int board_system_set_time(struct board *board, uint64_t raw_ns, int64_t seconds, int64_t nanoseconds);
 /* adjtimex: reading (modes 0), ADJ_SETOFFSET, ADJ_FREQUENCY, ADJ_TICK, ADJ_STATUS, ADJ_MAXERROR, ADJ_ESTERROR. Returns
  * the clock state: 0, or 5 while unsynchronised. maxerror grows by 500 us/s. */
-int board_system_adjtime(struct board *board, uint64_t raw_ns, struct board_timex *timex);
+int board_system_adjtime(struct board *board, uint64_t raw_ns, struct board_wire_timex *timex);
 
 struct board_phc2sys_options {
 	char source[BOARD_NAME_SIZE];    /* interface name or "ptpN"; "" without -s */

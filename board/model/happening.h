@@ -9,21 +9,26 @@
 extern "C" {
 #endif
 
+/* ROW(CONSTANT, name): BOARD_HAPPENING_CONSTANT and its name in traces. */
+#define BOARD_HAPPENING_ROWS(ROW)                                                                            \
+	ROW(START, "start")                         /* board switched on */                                  \
+	ROW(CALL, "call")                           /* call */                                               \
+	ROW(STEP, "step")                           /* step */                                               \
+	ROW(EPOCH, "epoch")                         /* truth */                                              \
+	ROW(TRUTH, "truth")                         /* truth */                                              \
+	ROW(STAMP, "stamp")                         /* stamp */                                              \
+	ROW(FAULT, "fault")                         /* call (as requested) and outcome */                    \
+	ROW(EVENT, "event")                         /* event: a configured event occurred */                 \
+	ROW(STEERING, "steering")                   /* value: new steering in ppt */                         \
+	ROW(STATUS_RECORD, "status_record")         /* record: passed to the FPGA by setStatusInfo */        \
+	ROW(ALIGNMENT_REQUEST, "alignment_request") /* value: passed to the FPGA by requestEpochAlignment */ \
+	ROW(PHC2SYS, "phc2sys")                     /* child */                                              \
+	ROW(SYSLOG, "syslog")                       /* text, value = priority */
+
 enum board_happening_kind {
-	BOARD_HAPPENING_START = 0,         /* board switched on */
-	BOARD_HAPPENING_CALL,              /* call */
-	BOARD_HAPPENING_STEP,              /* step */
-	BOARD_HAPPENING_EPOCH,             /* truth */
-	BOARD_HAPPENING_TRUTH,             /* truth */
-	BOARD_HAPPENING_STAMP,             /* stamp */
-	BOARD_HAPPENING_FAULT,             /* call (as requested) and outcome */
-	BOARD_HAPPENING_EVENT,             /* event: a configured event occurred */
-	BOARD_HAPPENING_STEERING,          /* value: new steering in ppt */
-	BOARD_HAPPENING_STATUS_RECORD,     /* record: passed to the FPGA by setStatusInfo */
-	BOARD_HAPPENING_ALIGNMENT_REQUEST, /* value: passed to the FPGA by requestEpochAlignment */
-	BOARD_HAPPENING_PHC2SYS,           /* child */
-	BOARD_HAPPENING_SYSLOG,            /* text, value = priority */
-	BOARD_HAPPENING_KINDS
+#define KIND(constant, name) BOARD_HAPPENING_##constant,
+	BOARD_HAPPENING_ROWS(KIND) BOARD_HAPPENING_KINDS
+#undef KIND
 };
 const char *board_happening_kind_name(enum board_happening_kind kind);
 

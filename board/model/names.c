@@ -10,20 +10,7 @@
 static const char *const call_kinds[BOARD_CALL_KINDS] = { BOARD_CALL_ROWS(NAME) };
 static const char *const files[BOARD_FILE_KINDS] = { BOARD_FILE_ROWS(NAME) };
 
-static const char *const happenings[BOARD_HAPPENING_KINDS] = { [BOARD_HAPPENING_START] = "start",
-							       [BOARD_HAPPENING_CALL] = "call",
-							       [BOARD_HAPPENING_STEP] = "step",
-							       [BOARD_HAPPENING_EPOCH] = "epoch",
-							       [BOARD_HAPPENING_TRUTH] = "truth",
-							       [BOARD_HAPPENING_STAMP] = "stamp",
-							       [BOARD_HAPPENING_FAULT] = "fault",
-							       [BOARD_HAPPENING_EVENT] = "event",
-							       [BOARD_HAPPENING_STEERING] = "steering",
-							       [BOARD_HAPPENING_STATUS_RECORD] = "status_record",
-							       [BOARD_HAPPENING_ALIGNMENT_REQUEST] =
-								       "alignment_request",
-							       [BOARD_HAPPENING_PHC2SYS] = "phc2sys",
-							       [BOARD_HAPPENING_SYSLOG] = "syslog" };
+static const char *const happenings[BOARD_HAPPENING_KINDS] = { BOARD_HAPPENING_ROWS(NAME) };
 
 static const struct {
 	uint32_t request;

@@ -1,8 +1,6 @@
 /* The PTP hardware clocks: capabilities, time, steps, pins and time-stamp queues, as in the kernel and its driver. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
-#include "board/wire/ptp.h"
-#include "board/wire/timex.h"
 
 /* The PHC of an interface, or NULL. */
 static struct board_phc *phc_of(struct board *board, uint64_t raw_ns, int interface)
@@ -29,13 +27,14 @@ int32_t board_interface_phc_index(struct board *board, uint64_t raw_ns, int inte
 	return phc_of(board, raw_ns, interface) == NULL ? -1 : board->config.interfaces[interface].phc_index;
 }
 
-int board_phc_get_caps(struct board *board, uint64_t raw_ns, int interface, struct board_phc_caps *caps)
+int board_phc_get_caps(struct board *board, uint64_t raw_ns, int interface, struct board_wire_ptp_caps *caps)
 {
 	const struct board_interface_config *config;
 
 	if (phc_of(board, raw_ns, interface) == NULL)
 		return -ENODEV;
 	config = &board->config.interfaces[interface];
+	memset(caps, 0, sizeof(*caps));
 	caps->max_adj = config->max_adj_ppb;
 	caps->n_alarm = config->n_alarm;
 	caps->n_ext_ts = config->n_ext_ts;
@@ -66,7 +65,7 @@ int board_phc_set_time(struct board *board, uint64_t raw_ns, int interface, uint
 	return 0;
 }
 
-static int set_offset(struct board *board, int interface, const struct board_timex *timex)
+static int set_offset(struct board *board, int interface, const struct board_wire_timex *timex)
 {
 	const uint64_t scale = timex->modes & BOARD_WIRE_ADJ_NANO ? 1 : 1000;
 	const uint64_t nanoseconds = (uint64_t)timex->time_usec * scale;
@@ -96,7 +95,7 @@ static int set_frequency(struct board *board, int interface, int64_t frequency)
 	return 0;
 }
 
-int board_phc_adjtime(struct board *board, uint64_t raw_ns, int interface, struct board_timex *timex)
+int board_phc_adjtime(struct board *board, uint64_t raw_ns, int interface, struct board_wire_timex *timex)
 {
 	struct board_phc *phc = phc_of(board, raw_ns, interface);
 

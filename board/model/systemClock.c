@@ -1,7 +1,6 @@
 /* The system clock: read, set and adjusted as in the kernel, with its own crystal. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
-#include "board/wire/timex.h"
 
 #define NOMINAL_TICK_US 10000
 #define PPT_PER_TICK_US 100000000LL /* 1 us in 10 ms is 100 ppm */
@@ -81,7 +80,7 @@ int board_system_set_time(struct board *board, uint64_t raw_ns, int64_t seconds,
 	return 0;
 }
 
-static int inject_offset(struct board *board, const struct board_timex *timex)
+static int inject_offset(struct board *board, const struct board_wire_timex *timex)
 {
 	const int is_nano = (timex->modes & BOARD_WIRE_ADJ_NANO) != 0;
 	const int64_t fraction_limit = is_nano ? BOARD_NS_PER_S : BOARD_NS_PER_S / 1000;
@@ -97,7 +96,7 @@ static int inject_offset(struct board *board, const struct board_timex *timex)
 	return 0;
 }
 
-static void adjust(struct board *board, const struct board_timex *timex)
+static void adjust(struct board *board, const struct board_wire_timex *timex)
 {
 	if (timex->modes & BOARD_WIRE_ADJ_STATUS)
 		board->system.status = timex->status;
@@ -114,7 +113,7 @@ static void adjust(struct board *board, const struct board_timex *timex)
 	apply_rate(board);
 }
 
-int board_system_adjtime(struct board *board, uint64_t raw_ns, struct board_timex *timex)
+int board_system_adjtime(struct board *board, uint64_t raw_ns, struct board_wire_timex *timex)
 {
 	uint64_t now_ns;
 	int error = 0;

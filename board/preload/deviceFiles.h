@@ -6,9 +6,13 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "board/preload/boardCore.h"
 #include "board/preload/descriptors.h"
 
 namespace halvexboard {
+
+/// The open file of a descriptor of the board; null for the machine's, and while no board is on.
+inline OpenFile* ours(int fd) noexcept { return isActive() ? findDescriptor(fd) : nullptr; }
 
 // Each returns what the system call of that name returns, with errno set on -1, and is one call for faults and trace.
 

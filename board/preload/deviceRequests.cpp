@@ -37,29 +37,21 @@ board_wire_ptp_time wireTime(std::uint64_t ns) noexcept {
 }
 
 int getCaps(DeviceCall& call, int interface, void* argument) noexcept REQUIRES(boardLock()) {
-    struct board_phc_caps caps {};
+    board_wire_ptp_caps caps;
     const int result = board_phc_get_caps(model(), call.rawNs(), interface, &caps);
-    if (result < 0) return result;
-    board_wire_ptp_caps out{};
-    out.max_adj = caps.max_adj;
-    out.n_alarm = caps.n_alarm;
-    out.n_ext_ts = caps.n_ext_ts;
-    out.n_per_out = caps.n_per_out;
-    out.pps = caps.pps;
-    out.n_pins = caps.n_pins;
-    out.cross_timestamping = caps.cross_timestamping;
-    std::memcpy(argument, &out, sizeof out);
-    return 0;
+    if (result == 0) std::memcpy(argument, &caps, sizeof caps);
+    return result;
 }
 
-int requestStamps(DeviceCall& call, int interface, const void* argument, bool strict) noexcept REQUIRES(boardLock()) {
+template <bool isStrict>
+int requestStamps(DeviceCall& call, int interface, void* argument) noexcept REQUIRES(boardLock()) {
     const auto request = copyIn<board_wire_ptp_extts_request>(argument);
     call.with(request.index).with(request.flags);
-    if (strict && (request.reserved[0] != 0 || request.reserved[1] != 0)) return -EINVAL;
-    return board_phc_extts(model(), call.rawNs(), interface, request.index, request.flags, strict ? 1 : 0);
+    if (isStrict && (request.reserved[0] != 0 || request.reserved[1] != 0)) return -EINVAL;
+    return board_phc_extts(model(), call.rawNs(), interface, request.index, request.flags, isStrict ? 1 : 0);
 }
 
-int setPin(DeviceCall& call, int interface, const void* argument) noexcept REQUIRES(boardLock()) {
+int setPin(DeviceCall& call, int interface, void* argument) noexcept REQUIRES(boardLock()) {
     const auto pin = copyIn<board_wire_ptp_pin>(argument);
     call.with(pin.index).with(pin.function).with(pin.channel);
     return board_phc_set_pin(model(), call.rawNs(), interface, pin.index, pin.function, pin.channel);
@@ -78,7 +70,8 @@ int getPin(DeviceCall& call, int interface, void* argument) noexcept REQUIRES(bo
 }
 
 /// Brackets each PHC reading with two system clock readings.
-int sampleOffsets(DeviceCall& call, int interface, void* argument, bool extended) noexcept REQUIRES(boardLock()) {
+template <bool isExtended>
+int sampleOffsets(DeviceCall& call, int interface, void* argument) noexcept REQUIRES(boardLock()) {
     const auto samples = copyIn<std::uint32_t>(argument);
     if (samples == 0 || samples > kMaxSamples) return -EINVAL;
     board_wire_ptp_sys_offset plain{};
@@ -96,40 +89,34 @@ int sampleOffsets(DeviceCall& call, int interface, void* argument, bool extended
     }
     call.takesLonger(rawNs - call.rawNs());
     plain.n_samples = brackets.n_samples = samples;
-    if (extended)
+    if (isExtended)
         std::memcpy(argument, &brackets, sizeof brackets);
     else
         std::memcpy(argument, &plain, sizeof plain);
     return 0;
 }
 
+constexpr struct {
+    std::uint32_t request;
+    int (*answer)(DeviceCall& call, int interface, void* argument) noexcept;
+} kPtpRequests[] = {
+    {BOARD_WIRE_PTP_GETCAPS, getCaps},
+    {BOARD_WIRE_PTP_GETCAPS2, getCaps},
+    {BOARD_WIRE_PTP_EXTTS_REQUEST, requestStamps<false>},
+    {BOARD_WIRE_PTP_EXTTS_REQUEST2, requestStamps<true>},
+    {BOARD_WIRE_PTP_PIN_SETFUNC, setPin},
+    {BOARD_WIRE_PTP_PIN_SETFUNC2, setPin},
+    {BOARD_WIRE_PTP_PIN_GETFUNC, getPin},
+    {BOARD_WIRE_PTP_PIN_GETFUNC2, getPin},
+    {BOARD_WIRE_PTP_SYS_OFFSET, sampleOffsets<false>},
+    {BOARD_WIRE_PTP_SYS_OFFSET_EXTENDED, sampleOffsets<true>},
+};
+
 int ptpRequest(DeviceCall& call, OpenFile& file, std::uint32_t request, void* argument) noexcept REQUIRES(boardLock()) {
-    const int interface = file.interface();
-    switch (request) {
-        case BOARD_WIRE_PTP_GETCAPS:
-        case BOARD_WIRE_PTP_GETCAPS2:
-        case BOARD_WIRE_PTP_EXTTS_REQUEST:
-        case BOARD_WIRE_PTP_EXTTS_REQUEST2:
-        case BOARD_WIRE_PTP_PIN_SETFUNC:
-        case BOARD_WIRE_PTP_PIN_SETFUNC2:
-        case BOARD_WIRE_PTP_PIN_GETFUNC:
-        case BOARD_WIRE_PTP_PIN_GETFUNC2:
-        case BOARD_WIRE_PTP_SYS_OFFSET:
-        case BOARD_WIRE_PTP_SYS_OFFSET_EXTENDED:
-            break;
-        default:
-            return -ENOTTY;
-    }
-    if (!isAddress(argument)) return -EFAULT;
-    if (request == BOARD_WIRE_PTP_GETCAPS || request == BOARD_WIRE_PTP_GETCAPS2)
-        return getCaps(call, interface, argument);
-    if (request == BOARD_WIRE_PTP_EXTTS_REQUEST || request == BOARD_WIRE_PTP_EXTTS_REQUEST2)
-        return requestStamps(call, interface, argument, request == BOARD_WIRE_PTP_EXTTS_REQUEST2);
-    if (request == BOARD_WIRE_PTP_PIN_SETFUNC || request == BOARD_WIRE_PTP_PIN_SETFUNC2)
-        return setPin(call, interface, argument);
-    if (request == BOARD_WIRE_PTP_PIN_GETFUNC || request == BOARD_WIRE_PTP_PIN_GETFUNC2)
-        return getPin(call, interface, argument);
-    return sampleOffsets(call, interface, argument, request == BOARD_WIRE_PTP_SYS_OFFSET_EXTENDED);
+    for (const auto& known : kPtpRequests)
+        if (known.request == request)
+            return isAddress(argument) ? known.answer(call, file.interface(), argument) : -EFAULT;
+    return -ENOTTY;
 }
 
 /// Copies a method's result and status into the caller's output buffer.

@@ -3,9 +3,20 @@
 #pragma once
 
 #include <dlfcn.h>
+#include <sys/types.h>
+#include <algorithm>
 #include <atomic>
+#include <cerrno>
+#include <cstddef>
 
 namespace halvexboard {
+
+/// A name as a template argument.
+template <std::size_t size>
+struct SymbolName {
+    char text[size];
+    consteval SymbolName(const char (&name)[size]) : text() { std::copy_n(name, size, text); }
+};
 
 /// One C library function, as the next object in search order defines it. Constant-initialised and looked up without
 /// allocating, because shims are called before any constructor runs. Threads: thread-safe. Failure: an undefined name
@@ -13,9 +24,8 @@ namespace halvexboard {
 template <typename Function>
 class RealCall {
 public:
-    /// `version` is needed where the library keeps an older function of another layout under the same name.
-    constexpr explicit RealCall(const char* name, const char* version = nullptr) noexcept
-        : name_(name), version_(version) {}
+    /// A version is needed where the library keeps an older function of another layout under the same name.
+    constexpr RealCall(const char* name, const char* version) noexcept : name_(name), version_(version) {}
 
     template <typename... Arguments>
     auto operator()(Arguments... arguments) noexcept(false) {
@@ -25,7 +35,7 @@ public:
     Function* address() noexcept {
         void* found = address_.load(std::memory_order_acquire);
         if (found == nullptr) {
-            found = version_ != nullptr ? dlvsym(RTLD_NEXT, name_, version_) : dlsym(RTLD_NEXT, name_);
+            found = version_[0] != '\0' ? dlvsym(RTLD_NEXT, name_, version_) : dlsym(RTLD_NEXT, name_);
             if (found == nullptr) found = dlsym(RTLD_NEXT, name_);
             if (found == nullptr) __builtin_trap();
             address_.store(found, std::memory_order_release);
@@ -33,19 +43,32 @@ public:
         return reinterpret_cast<Function*>(found);
     }
 
-    bool exists() noexcept { return dlsym(RTLD_NEXT, name_) != nullptr; }
-
 private:
     const char* name_;
     const char* version_;
     std::atomic<void*> address_{nullptr};
 };
 
+template <typename Function, SymbolName name, SymbolName version = "">
+inline constinit RealCall<Function> realCall{name.text, version.text};
+
+/// Fails as most functions of the C library do.
+inline int refuse(int error) noexcept {
+    errno = error;
+    return -1;
+}
+
 }  // namespace halvexboard
 
-/// Declares the C library's own NAME as `real_NAME`, with the type from its header.
-#define HALVEXBOARD_REAL(NAME) \
-    inline constinit halvexboard::RealCall<decltype(::NAME)> real_##NAME { #NAME }
+/// The C library's own NAME, with the type from its header.
+#define REAL(NAME) (halvexboard::realCall<decltype(::NAME), #NAME>)
+/// Of a condition variable: the older functions of these names use another layout.
+#define REAL_CONDITION(NAME) (halvexboard::realCall<decltype(::NAME), #NAME, "GLIBC_2.3.2">)
 
 /// Marks a function that replaces one of the C library: exported whatever the default visibility.
 #define HALVEXBOARD_SHIM extern "C" __attribute__((visibility("default")))
+
+/// NAME, which here does just what OTHER of this file does. Types of 64 bits have two spellings.
+#define HALVEXBOARD_TWIN(NAME, OTHER) \
+    extern "C" __attribute__((visibility("default"), alias(#OTHER))) decltype(::NAME) NAME
+static_assert(sizeof(off_t) == sizeof(off64_t), "one function serves both spellings");

@@ -18,18 +18,6 @@ using namespace halvexboard;
 
 namespace {
 
-HALVEXBOARD_REAL(clock_gettime);
-HALVEXBOARD_REAL(clock_settime);
-HALVEXBOARD_REAL(clock_getres);
-HALVEXBOARD_REAL(clock_adjtime);
-HALVEXBOARD_REAL(adjtimex);
-HALVEXBOARD_REAL(ntp_gettime);
-HALVEXBOARD_REAL(adjtime);
-HALVEXBOARD_REAL(gettimeofday);
-HALVEXBOARD_REAL(settimeofday);
-HALVEXBOARD_REAL(time);
-HALVEXBOARD_REAL(timespec_get);
-
 enum class ClockKind { foreign, system, monotonic, hardware, invalid };
 
 ClockKind kindOf(clockid_t clock, OpenFile*& file) noexcept {
@@ -112,39 +100,6 @@ int setHardware(OpenFile& file, const timespec& time) noexcept {
     return static_cast<int>(call.finish());
 }
 
-board_timex fromWire(const board_wire_timex& from) noexcept {
-    board_timex to{};
-    to.modes = from.modes;
-    to.status = from.status;
-    to.tai = from.tai;
-    to.offset = from.offset;
-    to.freq = from.freq;
-    to.maxerror = from.maxerror;
-    to.esterror = from.esterror;
-    to.constant = from.constant;
-    to.precision = from.precision;
-    to.tolerance = from.tolerance;
-    to.time_sec = from.time_sec;
-    to.time_usec = from.time_usec;
-    to.tick = from.tick;
-    return to;
-}
-
-void toWire(const board_timex& from, board_wire_timex& to) noexcept {
-    to.status = from.status;
-    to.tai = from.tai;
-    to.offset = from.offset;
-    to.freq = from.freq;
-    to.maxerror = from.maxerror;
-    to.esterror = from.esterror;
-    to.constant = from.constant;
-    to.precision = from.precision;
-    to.tolerance = from.tolerance;
-    to.time_sec = from.time_sec;
-    to.time_usec = from.time_usec;
-    to.tick = from.tick;
-}
-
 /// `file` null: the system clock.
 int adjust(OpenFile* file, timex* argument) noexcept {
     static_assert(sizeof(timex) == sizeof(board_wire_timex), "the record that programs hand over");
@@ -157,26 +112,17 @@ int adjust(OpenFile* file, timex* argument) noexcept {
     else
         call.with(wire.freq);
     if (!call.isFaulted()) {
-        board_timex change = fromWire(wire);
         int result = -EACCES;
         if (file == nullptr)
-            result = board_system_adjtime(model(), call.rawNs(), &change);
-        else if (change.modes == 0 || file->canWrite())
-            result = board_phc_adjtime(model(), call.rawNs(), file->interface(), &change);
-        if (result >= 0) {
-            toWire(change, wire);
-            std::memcpy(static_cast<void*>(argument), &wire, sizeof wire);
-        }
+            result = board_system_adjtime(model(), call.rawNs(), &wire);
+        else if (wire.modes == 0 || file->canWrite())
+            result = board_phc_adjtime(model(), call.rawNs(), file->interface(), &wire);
+        if (result >= 0) std::memcpy(static_cast<void*>(argument), &wire, sizeof wire);
         call.succeed(result);
     }
     const auto result = static_cast<int>(call.finish());
     tellModelChanged();
     return result;
-}
-
-int refuse(int error) noexcept {
-    errno = error;
-    return -1;
 }
 
 }  // namespace
@@ -195,7 +141,7 @@ HALVEXBOARD_SHIM int clock_gettime(clockid_t clock, timespec* out) noexcept {
         case ClockKind::invalid:
             return refuse(EINVAL);
         default:
-            return real_clock_gettime(clock, out);
+            return REAL(clock_gettime)(clock, out);
     }
 }
 
@@ -207,7 +153,7 @@ HALVEXBOARD_SHIM int clock_settime(clockid_t clock, const timespec* time) noexce
         case ClockKind::hardware:
             return setHardware(*file, *time);
         case ClockKind::foreign:
-            return real_clock_settime(clock, time);
+            return REAL(clock_settime)(clock, time);
         default:
             return refuse(EINVAL);
     }
@@ -215,7 +161,7 @@ HALVEXBOARD_SHIM int clock_settime(clockid_t clock, const timespec* time) noexce
 
 HALVEXBOARD_SHIM int clock_getres(clockid_t clock, timespec* out) noexcept {
     OpenFile* file = nullptr;
-    if (!isActive() || kindOf(clock, file) != ClockKind::hardware) return real_clock_getres(clock, out);
+    if (!isActive() || kindOf(clock, file) != ClockKind::hardware) return REAL(clock_getres)(clock, out);
     if (out != nullptr) *out = {0, 1};
     return 0;
 }
@@ -228,7 +174,7 @@ HALVEXBOARD_SHIM int clock_adjtime(clockid_t clock, timex* change) noexcept {
         case ClockKind::hardware:
             return adjust(file, change);
         case ClockKind::foreign:
-            return real_clock_adjtime(clock, change);
+            return REAL(clock_adjtime)(clock, change);
         case ClockKind::monotonic:
             return refuse(EOPNOTSUPP);
         default:
@@ -237,13 +183,13 @@ HALVEXBOARD_SHIM int clock_adjtime(clockid_t clock, timex* change) noexcept {
 }
 
 HALVEXBOARD_SHIM int adjtimex(timex* change) noexcept {
-    return isActive() ? adjust(nullptr, change) : real_adjtimex(change);
+    return isActive() ? adjust(nullptr, change) : REAL(adjtimex)(change);
 }
 
-HALVEXBOARD_SHIM int ntp_adjtime(timex* change) noexcept { return adjtimex(change); }
+HALVEXBOARD_TWIN(ntp_adjtime, adjtimex);
 
 HALVEXBOARD_SHIM int ntp_gettime(ntptimeval* out) noexcept {
-    if (!isActive()) return real_ntp_gettime(out);
+    if (!isActive()) return REAL(ntp_gettime)(out);
     timex state{};
     const int result = adjust(nullptr, &state);
     std::memset(out, 0, sizeof *out);
@@ -256,11 +202,11 @@ HALVEXBOARD_SHIM int ntp_gettime(ntptimeval* out) noexcept {
 
 HALVEXBOARD_SHIM int adjtime(const timeval* delta, timeval* left) noexcept {
     // The board cannot slew like this, and the real clock must not be slewed.
-    return isActive() ? refuse(EPERM) : real_adjtime(delta, left);
+    return isActive() ? refuse(EPERM) : REAL(adjtime)(delta, left);
 }
 
 HALVEXBOARD_SHIM int gettimeofday(timeval* out, void* zone) noexcept {
-    if (!isActive()) return real_gettimeofday(out, zone);
+    if (!isActive()) return REAL(gettimeofday)(out, zone);
     const timespec now = toTimespec(systemNow());
     *out = {now.tv_sec, now.tv_nsec / kNsPerMicrosecond};
     spendForReading();
@@ -268,12 +214,12 @@ HALVEXBOARD_SHIM int gettimeofday(timeval* out, void* zone) noexcept {
 }
 
 HALVEXBOARD_SHIM int settimeofday(const timeval* time, const struct timezone* zone) noexcept {
-    if (!isActive() || time == nullptr) return real_settimeofday(time, zone);
+    if (!isActive() || time == nullptr) return REAL(settimeofday)(time, zone);
     return setSystem(time->tv_sec, time->tv_usec * kNsPerMicrosecond);
 }
 
 HALVEXBOARD_SHIM time_t time(time_t* out) noexcept {
-    if (!isActive()) return real_time(out);
+    if (!isActive()) return REAL(time)(out);
     const auto seconds = static_cast<time_t>(systemNow() / kNsPerSecond);
     spendForReading();
     if (out != nullptr) *out = seconds;
@@ -281,7 +227,7 @@ HALVEXBOARD_SHIM time_t time(time_t* out) noexcept {
 }
 
 HALVEXBOARD_SHIM int timespec_get(timespec* out, int base) noexcept {
-    if (!isActive() || base != TIME_UTC) return real_timespec_get(out, base);
+    if (!isActive() || base != TIME_UTC) return REAL(timespec_get)(out, base);
     *out = toTimespec(systemNow());
     spendForReading();
     return base;

@@ -10,7 +10,7 @@
 #include <cstring>
 
 #include "board/preload/boardCore.h"
-#include "board/preload/descriptors.h"
+#include "board/preload/deviceFiles.h"
 #include "board/preload/realCalls.h"
 #include "board/preload/tree.h"
 #include "board/wire/paths.h"
@@ -19,16 +19,8 @@ using namespace halvexboard;
 
 namespace {
 
-HALVEXBOARD_REAL(opendir);
-HALVEXBOARD_REAL(fdopendir);
-HALVEXBOARD_REAL(readdir);
-HALVEXBOARD_REAL(closedir);
-HALVEXBOARD_REAL(rewinddir);
-HALVEXBOARD_REAL(dirfd);
-HALVEXBOARD_REAL(glob);
-HALVEXBOARD_REAL(glob64);
-
-static_assert(sizeof(dirent) == sizeof(dirent64), "one record serves both spellings");
+static_assert(sizeof(dirent) == sizeof(dirent64) && sizeof(glob_t) == sizeof(glob64_t),
+              "one record serves both spellings");
 
 /// A listing behind a DIR: a directory of the board, or one of the machine that contains board files.
 struct Listing {
@@ -109,7 +101,7 @@ dirent* nextEntry(Listing& listing) noexcept {
         return child != nullptr ? fillEntry(listing, child->name, entryType(*child)) : nullptr;
     }
     while (listing.real != nullptr) {
-        dirent* const entry = real_readdir(listing.real);
+        dirent* const entry = REAL(readdir)(listing.real);
         if (entry == nullptr) break;
         if (!isHidden(listing, entry->d_name)) return entry;
     }
@@ -147,7 +139,7 @@ bool openOnBoard(const char* path, DIR*& stream) noexcept {
     Listing* const listing = takeListing();
     if (listing == nullptr) return true;
     std::memcpy(listing->realPath, plain, sizeof plain);
-    listing->real = real_opendir(path);
+    listing->real = REAL(opendir)(path);
     stream = reinterpret_cast<DIR*>(listing);
     return true;
 }
@@ -172,7 +164,7 @@ HALVEXBOARD_SHIM DIR* opendir(const char* path) {
     int target = BOARD_TARGET_ANY;
     board_file file = BOARD_FILE_ANY;
     DIR* stream = nullptr;
-    if (!isCounted(path, target, file)) return openOnBoard(path, stream) ? stream : real_opendir(path);
+    if (!isCounted(path, target, file)) return openOnBoard(path, stream) ? stream : REAL(opendir)(path);
     DeviceCall call(BOARD_CALL_OPENDIR, target, file);
     if (!call.isFaulted()) {
         openOnBoard(path, stream);
@@ -184,8 +176,8 @@ HALVEXBOARD_SHIM DIR* opendir(const char* path) {
 }
 
 HALVEXBOARD_SHIM DIR* fdopendir(int fd) {
-    OpenFile* const file = isActive() ? findDescriptor(fd) : nullptr;
-    if (file == nullptr) return real_fdopendir(fd);
+    OpenFile* const file = ours(fd);
+    if (file == nullptr) return REAL(fdopendir)(fd);
     if (!isDirectory(*file->node)) {
         errno = ENOTDIR;
         return nullptr;
@@ -195,7 +187,7 @@ HALVEXBOARD_SHIM DIR* fdopendir(int fd) {
 
 HALVEXBOARD_SHIM dirent* readdir(DIR* stream) {
     Listing* const listing = listingOf(stream);
-    if (listing == nullptr) return real_readdir(stream);
+    if (listing == nullptr) return REAL(readdir)(stream);
     if (!listing->counted || !isActive()) return isActive() ? nextEntry(*listing) : nullptr;
     int target = listing->directory->target;
     if (std::strcmp(listing->directory->path, BOARD_WIRE_NETWORK_DIRECTORY) == 0) target = BOARD_TARGET_NETWORK;
@@ -210,12 +202,12 @@ HALVEXBOARD_SHIM dirent* readdir(DIR* stream) {
     return entry;
 }
 
-HALVEXBOARD_SHIM dirent64* readdir64(DIR* stream) { return reinterpret_cast<dirent64*>(readdir(stream)); }
+HALVEXBOARD_TWIN(readdir64, readdir);
 
 HALVEXBOARD_SHIM int closedir(DIR* stream) {
     Listing* const listing = listingOf(stream);
-    if (listing == nullptr) return real_closedir(stream);
-    if (listing->real != nullptr) real_closedir(listing->real);
+    if (listing == nullptr) return REAL(closedir)(stream);
+    if (listing->real != nullptr) REAL(closedir)(listing->real);
     if (listing->fd >= 0) {
         forgetDescriptor(listing->fd);
         rawSystemCall(SYS_close, listing->fd);
@@ -228,49 +220,37 @@ HALVEXBOARD_SHIM int closedir(DIR* stream) {
 HALVEXBOARD_SHIM void rewinddir(DIR* stream) noexcept {
     Listing* const listing = listingOf(stream);
     if (listing == nullptr) {
-        real_rewinddir(stream);
+        REAL(rewinddir)(stream);
         return;
     }
     listing->position = 0;
     listing->dots = 0;
-    if (listing->real != nullptr) real_rewinddir(listing->real);
+    if (listing->real != nullptr) REAL(rewinddir)(listing->real);
 }
 
 HALVEXBOARD_SHIM int dirfd(DIR* stream) noexcept {
     Listing* const listing = listingOf(stream);
-    if (listing == nullptr) return real_dirfd(stream);
-    return listing->real != nullptr ? real_dirfd(listing->real) : listing->fd;
+    if (listing == nullptr) return REAL(dirfd)(stream);
+    return listing->real != nullptr ? REAL(dirfd)(listing->real) : listing->fd;
 }
 
-// --------------------------------------------------------------------------------------------------------------- glob
-// --
+// --------------------------------------------------------------------------------------------------------- glob --
 
 namespace {
 
 // glob calls these back instead of calling libc, where no shim sees it.
 void* globOpen(const char* path) {
     DIR* stream = nullptr;
-    return openOnBoard(path, stream) ? stream : real_opendir(path);
+    return openOnBoard(path, stream) ? stream : REAL(opendir)(path);
 }
 
 dirent* globRead(void* stream) {
     auto* const directory = static_cast<DIR*>(stream);
     Listing* const listing = listingOf(directory);
-    return listing != nullptr ? nextEntry(*listing) : real_readdir(directory);
+    return listing != nullptr ? nextEntry(*listing) : REAL(readdir)(directory);
 }
 
-dirent64* globRead64(void* stream) { return reinterpret_cast<dirent64*>(globRead(stream)); }
-
 void globClose(void* stream) { closedir(static_cast<DIR*>(stream)); }
-
-template <typename Result>
-struct GlobCalls {
-    decltype(Result::gl_opendir) opendir;
-    decltype(Result::gl_readdir) readdir;
-    decltype(Result::gl_closedir) closedir;
-    decltype(Result::gl_stat) stat;
-    decltype(Result::gl_lstat) lstat;
-};
 
 int globTarget(const char* pattern) noexcept {
     if (std::strstr(pattern, BOARD_WIRE_FERROX_IDENTIFIER) != nullptr) return BOARD_TARGET_FERROX;
@@ -280,37 +260,26 @@ int globTarget(const char* pattern) noexcept {
 
 int globError(int error) noexcept { return error == ENOMEM ? GLOB_NOSPACE : GLOB_ABORTED; }
 
-template <typename Result, typename Real>
-int globOnBoard(Real& realGlob, const char* pattern, int flags, int (*onError)(const char*, int), Result* result,
-                const GlobCalls<Result>& calls) {
+}  // namespace
+
+HALVEXBOARD_SHIM int glob(const char* pattern, int flags, int (*onError)(const char*, int), glob_t* result) noexcept {
     // A caller with GLOB_ALTDIRFUNC uses its own directory functions.
     if (!isActive() || pattern[0] != '/' || (flags & GLOB_ALTDIRFUNC) != 0)
-        return realGlob(pattern, flags, onError, result);
-    result->gl_opendir = calls.opendir;
-    result->gl_readdir = calls.readdir;
-    result->gl_closedir = calls.closedir;
-    result->gl_stat = calls.stat;
-    result->gl_lstat = calls.lstat;
+        return REAL(glob)(pattern, flags, onError, result);
+    result->gl_opendir = globOpen;
+    result->gl_readdir = globRead;
+    result->gl_closedir = globClose;
+    result->gl_stat = stat;
+    result->gl_lstat = lstat;
     constexpr std::size_t kPrefix = sizeof BOARD_WIRE_DRIVER_DIRECTORY - 1;
     if (std::strncmp(pattern, BOARD_WIRE_DRIVER_DIRECTORY, kPrefix) != 0)
-        return realGlob(pattern, flags | GLOB_ALTDIRFUNC, onError, result);
+        return REAL(glob)(pattern, flags | GLOB_ALTDIRFUNC, onError, result);
     DeviceCall call(BOARD_CALL_GLOB, globTarget(pattern), BOARD_FILE_DIRECTORY);
     if (call.isFaulted()) return globError(call.finishWithError());
-    const int outcome = realGlob(pattern, flags | GLOB_ALTDIRFUNC, onError, result);
+    const int outcome = REAL(glob)(pattern, flags | GLOB_ALTDIRFUNC, onError, result);
     call.succeed(outcome == 0 ? static_cast<std::int64_t>(result->gl_pathc) : 0);
     call.finish();
     return outcome;
 }
 
-}  // namespace
-
-HALVEXBOARD_SHIM int glob(const char* pattern, int flags, int (*onError)(const char*, int), glob_t* result) noexcept {
-    return globOnBoard(real_glob, pattern, flags, onError, result,
-                       GlobCalls<glob_t>{globOpen, globRead, globClose, stat, lstat});
-}
-
-HALVEXBOARD_SHIM int glob64(const char* pattern, int flags, int (*onError)(const char*, int),
-                            glob64_t* result) noexcept {
-    return globOnBoard(real_glob64, pattern, flags, onError, result,
-                       GlobCalls<glob64_t>{globOpen, globRead64, globClose, stat64, lstat64});
-}
+HALVEXBOARD_TWIN(glob64, glob);

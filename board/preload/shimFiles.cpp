@@ -19,27 +19,6 @@ using namespace halvexboard;
 
 namespace {
 
-HALVEXBOARD_REAL(open);
-HALVEXBOARD_REAL(open64);
-HALVEXBOARD_REAL(openat);
-HALVEXBOARD_REAL(openat64);
-HALVEXBOARD_REAL(creat);
-HALVEXBOARD_REAL(close);
-HALVEXBOARD_REAL(read);
-HALVEXBOARD_REAL(pread);
-HALVEXBOARD_REAL(write);
-HALVEXBOARD_REAL(pwrite);
-HALVEXBOARD_REAL(lseek);
-HALVEXBOARD_REAL(lseek64);
-HALVEXBOARD_REAL(ioctl);
-HALVEXBOARD_REAL(dup);
-HALVEXBOARD_REAL(dup2);
-HALVEXBOARD_REAL(dup3);
-HALVEXBOARD_REAL(fcntl);
-HALVEXBOARD_REAL(fcntl64);
-HALVEXBOARD_REAL(mmap);
-HALVEXBOARD_REAL(socket);
-
 /// A child between vfork and exec shares memory but not descriptors: it must not remove entries from our table.
 pid_t boardProcess = 0;
 
@@ -64,8 +43,7 @@ bool openBelow(int directory, const char* path, int flags, int& fd) noexcept {
     if (file == nullptr) return false;
     char joined[kMaxPath];
     if (std::snprintf(joined, sizeof joined, "%s/%s", file->node->path, path) >= static_cast<int>(sizeof joined)) {
-        errno = ENAMETOOLONG;
-        fd = -1;
+        fd = refuse(ENAMETOOLONG);
         return true;
     }
     return openOnBoard(joined, flags, fd);
@@ -75,8 +53,6 @@ mode_t modeArgument(int flags, va_list arguments) noexcept {
     const bool creates = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
     return creates ? va_arg(arguments, mode_t) : 0;
 }
-
-OpenFile* ours(int fd) noexcept { return isActive() ? findDescriptor(fd) : nullptr; }
 
 }  // namespace
 
@@ -93,30 +69,12 @@ HALVEXBOARD_SHIM int open(const char* path, int flags, ...) {
     const mode_t mode = modeArgument(flags, arguments);
     va_end(arguments);
     int fd = -1;
-    return openOnBoard(path, flags, fd) ? fd : real_open(path, flags, mode);
+    return openOnBoard(path, flags, fd) ? fd : REAL(open)(path, flags, mode);
 }
 
-HALVEXBOARD_SHIM int open64(const char* path, int flags, ...) {
-    pthread_testcancel();
-    va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = modeArgument(flags, arguments);
-    va_end(arguments);
-    int fd = -1;
-    return openOnBoard(path, flags, fd) ? fd : real_open64(path, flags, mode);
-}
-
-HALVEXBOARD_SHIM int __open_2(const char* path, int flags) {
-    pthread_testcancel();
-    int fd = -1;
-    return openOnBoard(path, flags, fd) ? fd : real_open(path, flags, mode_t{0});
-}
-
-HALVEXBOARD_SHIM int __open64_2(const char* path, int flags) {
-    pthread_testcancel();
-    int fd = -1;
-    return openOnBoard(path, flags, fd) ? fd : real_open64(path, flags, mode_t{0});
-}
+HALVEXBOARD_TWIN(open64, open);
+HALVEXBOARD_SHIM int __open_2(const char* path, int flags) { return open(path, flags); }
+HALVEXBOARD_SHIM int __open64_2(const char* path, int flags) { return open(path, flags); }
 
 HALVEXBOARD_SHIM int openat(int directory, const char* path, int flags, ...) {
     pthread_testcancel();
@@ -125,35 +83,17 @@ HALVEXBOARD_SHIM int openat(int directory, const char* path, int flags, ...) {
     const mode_t mode = modeArgument(flags, arguments);
     va_end(arguments);
     int fd = -1;
-    return openBelow(directory, path, flags, fd) ? fd : real_openat(directory, path, flags, mode);
+    return openBelow(directory, path, flags, fd) ? fd : REAL(openat)(directory, path, flags, mode);
 }
 
-HALVEXBOARD_SHIM int openat64(int directory, const char* path, int flags, ...) {
-    pthread_testcancel();
-    va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = modeArgument(flags, arguments);
-    va_end(arguments);
-    int fd = -1;
-    return openBelow(directory, path, flags, fd) ? fd : real_openat64(directory, path, flags, mode);
-}
-
-HALVEXBOARD_SHIM int __openat_2(int directory, const char* path, int flags) {
-    pthread_testcancel();
-    int fd = -1;
-    return openBelow(directory, path, flags, fd) ? fd : real_openat(directory, path, flags, mode_t{0});
-}
-
-HALVEXBOARD_SHIM int __openat64_2(int directory, const char* path, int flags) {
-    pthread_testcancel();
-    int fd = -1;
-    return openBelow(directory, path, flags, fd) ? fd : real_openat64(directory, path, flags, mode_t{0});
-}
+HALVEXBOARD_TWIN(openat64, openat);
+HALVEXBOARD_SHIM int __openat_2(int directory, const char* path, int flags) { return openat(directory, path, flags); }
+HALVEXBOARD_SHIM int __openat64_2(int directory, const char* path, int flags) { return openat(directory, path, flags); }
 
 HALVEXBOARD_SHIM int creat(const char* path, mode_t mode) {
     pthread_testcancel();
     int fd = -1;
-    return openOnBoard(path, O_WRONLY | O_CREAT | O_TRUNC, fd) ? fd : real_creat(path, mode);
+    return openOnBoard(path, O_WRONLY | O_CREAT | O_TRUNC, fd) ? fd : REAL(creat)(path, mode);
 }
 
 namespace {
@@ -169,21 +109,19 @@ bool closeSocket() noexcept {
 HALVEXBOARD_SHIM int close(int fd) {
     pthread_testcancel();
     OpenFile* const file = ours(fd);
-    if ((file == nullptr && !(isActive() && isNotedSocket(fd))) || !isThisProcess()) return real_close(fd);
+    if ((file == nullptr && !(isActive() && isNotedSocket(fd))) || !isThisProcess()) return REAL(close)(fd);
     const bool succeeded = file != nullptr ? closeFile(*file) : closeSocket();
     const int error = errno;
     forgetDescriptor(fd);
-    const int result = real_close(fd);
-    if (succeeded) return result;
-    errno = error;
-    return -1;
+    const int result = REAL(close)(fd);
+    return succeeded ? result : refuse(error);
 }
 
 HALVEXBOARD_SHIM ssize_t read(int fd, void* buffer, size_t size) {
     pthread_testcancel();
     if (OpenFile* const file = ours(fd)) return readFile(*file, buffer, size);
     awaitReadable(fd);
-    return real_read(fd, buffer, size);
+    return REAL(read)(fd, buffer, size);
 }
 
 HALVEXBOARD_SHIM ssize_t __read_chk(int fd, void* buffer, size_t size, size_t room) {
@@ -194,61 +132,54 @@ HALVEXBOARD_SHIM ssize_t __read_chk(int fd, void* buffer, size_t size, size_t ro
 HALVEXBOARD_SHIM ssize_t pread(int fd, void* buffer, size_t size, off_t offset) {
     pthread_testcancel();
     OpenFile* const file = ours(fd);
-    if (file == nullptr) return real_pread(fd, buffer, size, offset);
+    if (file == nullptr) return REAL(pread)(fd, buffer, size, offset);
     if (seekFile(*file, offset, SEEK_SET) < 0) return -1;
     return readFile(*file, buffer, size);
 }
 
-HALVEXBOARD_SHIM ssize_t pread64(int fd, void* buffer, size_t size, off64_t offset) {
-    return pread(fd, buffer, size, offset);
-}
+HALVEXBOARD_TWIN(pread64, pread);
 
 HALVEXBOARD_SHIM ssize_t write(int fd, const void* buffer, size_t size) {
     pthread_testcancel();
     if (OpenFile* const file = ours(fd)) return writeFile(*file, buffer, size);
-    return real_write(fd, buffer, size);
+    return REAL(write)(fd, buffer, size);
 }
 
 HALVEXBOARD_SHIM ssize_t pwrite(int fd, const void* buffer, size_t size, off_t offset) {
     pthread_testcancel();
     if (OpenFile* const file = ours(fd)) return writeFile(*file, buffer, size);
-    return real_pwrite(fd, buffer, size, offset);
+    return REAL(pwrite)(fd, buffer, size, offset);
 }
 
-HALVEXBOARD_SHIM ssize_t pwrite64(int fd, const void* buffer, size_t size, off64_t offset) {
-    return pwrite(fd, buffer, size, offset);
-}
+HALVEXBOARD_TWIN(pwrite64, pwrite);
 
 HALVEXBOARD_SHIM off_t lseek(int fd, off_t offset, int whence) noexcept {
     if (OpenFile* const file = ours(fd)) return seekFile(*file, offset, whence);
-    return real_lseek(fd, offset, whence);
+    return REAL(lseek)(fd, offset, whence);
 }
 
-HALVEXBOARD_SHIM off64_t lseek64(int fd, off64_t offset, int whence) noexcept {
-    if (OpenFile* const file = ours(fd)) return seekFile(*file, offset, whence);
-    return real_lseek64(fd, offset, whence);
-}
+HALVEXBOARD_TWIN(lseek64, lseek);
 
 HALVEXBOARD_SHIM int ioctl(int fd, unsigned long request, ...) noexcept {
     va_list arguments;
     va_start(arguments, request);
     void* const argument = va_arg(arguments, void*);
     va_end(arguments);
-    if (!isActive()) return real_ioctl(fd, request, argument);
+    if (!isActive()) return REAL(ioctl)(fd, request, argument);
     if (OpenFile* const file = findDescriptor(fd)) return requestOnFile(*file, request, argument);
     int result = -1;
-    return requestOnSocket(fd, request, argument, result) ? result : real_ioctl(fd, request, argument);
+    return requestOnSocket(fd, request, argument, result) ? result : REAL(ioctl)(fd, request, argument);
 }
 
 HALVEXBOARD_SHIM int dup(int fd) noexcept {
-    const int copy = real_dup(fd);
+    const int copy = REAL(dup)(fd);
     if (copy >= 0 && ours(fd) != nullptr && isThisProcess()) shareDescriptor(fd, copy);
     return copy;
 }
 
 HALVEXBOARD_SHIM int dup2(int fd, int wanted) noexcept {
-    if (fd == wanted || !isActive() || !isThisProcess()) return real_dup2(fd, wanted);
-    const int copy = real_dup2(fd, wanted);
+    if (fd == wanted || !isActive() || !isThisProcess()) return REAL(dup2)(fd, wanted);
+    const int copy = REAL(dup2)(fd, wanted);
     if (copy >= 0) {
         forgetDescriptor(copy);
         shareDescriptor(fd, copy);
@@ -257,7 +188,7 @@ HALVEXBOARD_SHIM int dup2(int fd, int wanted) noexcept {
 }
 
 HALVEXBOARD_SHIM int dup3(int fd, int wanted, int flags) noexcept {
-    const int copy = real_dup3(fd, wanted, flags);
+    const int copy = REAL(dup3)(fd, wanted, flags);
     if (copy >= 0 && isActive() && isThisProcess()) {
         forgetDescriptor(copy);
         shareDescriptor(fd, copy);
@@ -265,50 +196,35 @@ HALVEXBOARD_SHIM int dup3(int fd, int wanted, int flags) noexcept {
     return copy;
 }
 
-namespace {
-
-template <typename Real>
-int controlFile(Real& realFcntl, int fd, int command, void* argument) noexcept {
-    OpenFile* const file = ours(fd);
-    if (command == F_SETLKW || command == F_OFD_SETLKW) {
-        const ExternalCall external;
-        return realFcntl(fd, command, argument);
-    }
-    if (file != nullptr && command == F_GETFL)
-        return file->flags & ~(O_CLOEXEC | O_CREAT | O_EXCL | O_NOCTTY | O_TRUNC);
-    const int result = realFcntl(fd, command, argument);
-    if (file != nullptr && result >= 0 && (command == F_DUPFD || command == F_DUPFD_CLOEXEC))
-        shareDescriptor(fd, result);
-    return result;
-}
-
-}  // namespace
-
 HALVEXBOARD_SHIM int fcntl(int fd, int command, ...) {
     va_list arguments;
     va_start(arguments, command);
     void* const argument = va_arg(arguments, void*);
     va_end(arguments);
-    return controlFile(real_fcntl, fd, command, argument);
+    OpenFile* const file = ours(fd);
+    if (command == F_SETLKW || command == F_OFD_SETLKW) {
+        const ExternalCall external;
+        return REAL(fcntl)(fd, command, argument);
+    }
+    if (file != nullptr && command == F_GETFL)
+        return file->flags & ~(O_CLOEXEC | O_CREAT | O_EXCL | O_NOCTTY | O_TRUNC);
+    const int result = REAL(fcntl)(fd, command, argument);
+    if (file != nullptr && result >= 0 && (command == F_DUPFD || command == F_DUPFD_CLOEXEC))
+        shareDescriptor(fd, result);
+    return result;
 }
 
-HALVEXBOARD_SHIM int fcntl64(int fd, int command, ...) {
-    va_list arguments;
-    va_start(arguments, command);
-    void* const argument = va_arg(arguments, void*);
-    va_end(arguments);
-    return controlFile(real_fcntl64, fd, command, argument);
-}
+HALVEXBOARD_TWIN(fcntl64, fcntl);
 
 HALVEXBOARD_SHIM void* mmap(void* address, size_t length, int protection, int flags, int fd, off_t offset) noexcept {
     OpenFile* const file = fd >= 0 ? ours(fd) : nullptr;
-    if (file == nullptr) return real_mmap(address, length, protection, flags, fd, offset);
+    if (file == nullptr) return REAL(mmap)(address, length, protection, flags, fd, offset);
     DeviceCall call(BOARD_CALL_MMAP, file->node->target, file->node->file);
     call.with(static_cast<std::int64_t>(length)).with(offset);
     void* mapped = MAP_FAILED;
     if (!call.isFaulted()) {
         if (file->node->kind == NodeKind::driverNode)
-            mapped = real_mmap(address, length, protection, flags, fd, offset);
+            mapped = REAL(mmap)(address, length, protection, flags, fd, offset);
         else
             errno = ENODEV;
         call.succeed(mapped != MAP_FAILED ? 0 : -errno);
@@ -317,20 +233,17 @@ HALVEXBOARD_SHIM void* mmap(void* address, size_t length, int protection, int fl
     return mapped;
 }
 
-HALVEXBOARD_SHIM void* mmap64(void* address, size_t length, int protection, int flags, int fd,
-                              off64_t offset) noexcept {
-    return mmap(address, length, protection, flags, fd, offset);
-}
+HALVEXBOARD_TWIN(mmap64, mmap);
 
 HALVEXBOARD_SHIM int socket(int domain, int type, int protocol) noexcept {
     // Only datagram sockets matter: interface requests are made on them.
     if (!isActive() || (type & ~(SOCK_CLOEXEC | SOCK_NONBLOCK)) != SOCK_DGRAM)
-        return real_socket(domain, type, protocol);
+        return REAL(socket)(domain, type, protocol);
     DeviceCall call(BOARD_CALL_SOCKET, BOARD_TARGET_NETWORK, BOARD_FILE_SOCKET);
     call.with(domain).with(type).with(protocol);
     int fd = -1;
     if (!call.isFaulted()) {
-        fd = real_socket(domain, type, protocol);
+        fd = REAL(socket)(domain, type, protocol);
         call.succeed(fd >= 0 ? fd : -errno);
         noteSocket(fd);
     }

@@ -11,21 +11,6 @@ using namespace halvexboard;
 
 namespace {
 
-HALVEXBOARD_REAL(pthread_mutex_lock);
-HALVEXBOARD_REAL(pthread_mutex_trylock);
-HALVEXBOARD_REAL(pthread_mutex_timedlock);
-HALVEXBOARD_REAL(pthread_mutex_clocklock);
-HALVEXBOARD_REAL(pthread_mutex_unlock);
-HALVEXBOARD_REAL(pthread_cond_clockwait);
-
-// The older functions of these names use another condition variable layout.
-#define HALVEXBOARD_REAL_CONDITION(NAME) \
-    constinit halvexboard::RealCall<decltype(::NAME)> real_##NAME { #NAME, "GLIBC_2.3.2" }
-HALVEXBOARD_REAL_CONDITION(pthread_cond_wait);
-HALVEXBOARD_REAL_CONDITION(pthread_cond_timedwait);
-HALVEXBOARD_REAL_CONDITION(pthread_cond_signal);
-HALVEXBOARD_REAL_CONDITION(pthread_cond_broadcast);
-
 /// Whether the thread would wait for itself and the mutex's kind reports that.
 bool wouldReportDeadlock(const pthread_mutex_t& mutex) noexcept {
     constexpr int kKindMask = 3;
@@ -34,12 +19,12 @@ bool wouldReportDeadlock(const pthread_mutex_t& mutex) noexcept {
 }
 
 int lockMutex(pthread_mutex_t* mutex, Deadline deadline) noexcept {
-    if (wouldReportDeadlock(*mutex)) return real_pthread_mutex_lock(mutex);
-    return tryUntil(mutex, EBUSY, deadline, [mutex] { return real_pthread_mutex_trylock(mutex); });
+    if (wouldReportDeadlock(*mutex)) return REAL(pthread_mutex_lock)(mutex);
+    return tryUntil(mutex, EBUSY, deadline, [mutex] { return REAL(pthread_mutex_trylock)(mutex); });
 }
 
 int unlockMutex(pthread_mutex_t* mutex) noexcept {
-    const int result = real_pthread_mutex_unlock(mutex);
+    const int result = REAL(pthread_mutex_unlock)(mutex);
     wakeWaiters(mutex, 1);
     return result;
 }
@@ -70,16 +55,16 @@ timespec onMonotonicClock(const timespec& instant) noexcept {
 }  // namespace
 
 HALVEXBOARD_SHIM int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
-    return isScheduled() ? lockMutex(mutex, Deadline::never()) : real_pthread_mutex_lock(mutex);
+    return isScheduled() ? lockMutex(mutex, Deadline::never()) : REAL(pthread_mutex_lock)(mutex);
 }
 
 HALVEXBOARD_SHIM int pthread_mutex_clocklock(pthread_mutex_t* mutex, clockid_t clock, const timespec* until) noexcept {
     if (isOnSimulatedClock(clock)) {
         const timespec monotonic = onMonotonicClock(*until);
-        return real_pthread_mutex_clocklock(mutex, CLOCK_MONOTONIC, &monotonic);
+        return REAL(pthread_mutex_clocklock)(mutex, CLOCK_MONOTONIC, &monotonic);
     }
-    if (!isScheduled()) return real_pthread_mutex_clocklock(mutex, clock, until);
-    const int first = real_pthread_mutex_trylock(mutex);
+    if (!isScheduled()) return REAL(pthread_mutex_clocklock)(mutex, clock, until);
+    const int first = REAL(pthread_mutex_trylock)(mutex);
     if (first != EBUSY) return first;
     return isValid(*until) ? lockMutex(mutex, deadlineAt(clock, *until)) : EINVAL;
 }
@@ -87,7 +72,7 @@ HALVEXBOARD_SHIM int pthread_mutex_clocklock(pthread_mutex_t* mutex, clockid_t c
 HALVEXBOARD_SHIM int pthread_mutex_timedlock(pthread_mutex_t* mutex, const timespec* until) noexcept {
     if (isScheduled() || isOnSimulatedClock(CLOCK_REALTIME))
         return pthread_mutex_clocklock(mutex, CLOCK_REALTIME, until);
-    return real_pthread_mutex_timedlock(mutex, until);
+    return REAL(pthread_mutex_timedlock)(mutex, until);
 }
 
 HALVEXBOARD_SHIM int pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept {
@@ -100,7 +85,7 @@ HALVEXBOARD_SHIM int pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept {
 HALVEXBOARD_SHIM int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
     pthread_testcancel();
     return isScheduled() ? waitOnCondition(condition, mutex, Deadline::never())
-                         : real_pthread_cond_wait(condition, mutex);
+                         : REAL_CONDITION(pthread_cond_wait)(condition, mutex);
 }
 
 HALVEXBOARD_SHIM int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex, clockid_t clock,
@@ -108,9 +93,9 @@ HALVEXBOARD_SHIM int pthread_cond_clockwait(pthread_cond_t* condition, pthread_m
     pthread_testcancel();
     if (isOnSimulatedClock(clock)) {
         const timespec monotonic = onMonotonicClock(*until);
-        return real_pthread_cond_clockwait(condition, mutex, CLOCK_MONOTONIC, &monotonic);
+        return REAL(pthread_cond_clockwait)(condition, mutex, CLOCK_MONOTONIC, &monotonic);
     }
-    if (!isScheduled()) return real_pthread_cond_clockwait(condition, mutex, clock, until);
+    if (!isScheduled()) return REAL(pthread_cond_clockwait)(condition, mutex, clock, until);
     if (!isValid(*until) || (clock != CLOCK_MONOTONIC && clock != CLOCK_REALTIME)) return EINVAL;
     return waitOnCondition(condition, mutex, deadlineAt(clock, *until));
 }
@@ -118,15 +103,15 @@ HALVEXBOARD_SHIM int pthread_cond_clockwait(pthread_cond_t* condition, pthread_m
 HALVEXBOARD_SHIM int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* until) {
     const clockid_t clock = clockOf(*condition);
     if (isScheduled() || isOnSimulatedClock(clock)) return pthread_cond_clockwait(condition, mutex, clock, until);
-    return real_pthread_cond_timedwait(condition, mutex, until);
+    return REAL_CONDITION(pthread_cond_timedwait)(condition, mutex, until);
 }
 
 HALVEXBOARD_SHIM int pthread_cond_signal(pthread_cond_t* condition) noexcept {
     if (isActive() && scheduler().isRunning() && scheduler().wake(condition, 1) != 0) return 0;
-    return real_pthread_cond_signal(condition);  // a foreign thread may wait for it
+    return REAL_CONDITION(pthread_cond_signal)(condition);  // a foreign thread may wait for it
 }
 
 HALVEXBOARD_SHIM int pthread_cond_broadcast(pthread_cond_t* condition) noexcept {
     wakeWaiters(condition, kEveryone);
-    return real_pthread_cond_broadcast(condition);
+    return REAL_CONDITION(pthread_cond_broadcast)(condition);
 }

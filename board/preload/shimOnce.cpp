@@ -10,8 +10,6 @@ using namespace halvexboard;
 
 namespace {
 
-HALVEXBOARD_REAL(pthread_once);
-
 /// Initialisations in progress. In the C library a second thread would wait while holding the token.
 struct OnceTable {
     static constexpr std::size_t kSize = 64;
@@ -62,8 +60,8 @@ bool isUnderWayElsewhere(const void* key) noexcept {
 HALVEXBOARD_SHIM int pthread_once(pthread_once_t* control, void (*initialise)()) {
     constexpr int kDone = 2;  // glibc's value of a completed control
     if (!isScheduled() || __atomic_load_n(control, __ATOMIC_ACQUIRE) == kDone)
-        return real_pthread_once(control, initialise);
+        return REAL(pthread_once)(control, initialise);
     while (isUnderWayElsewhere(control)) scheduler().wait(control, Deadline::never(), false);
     const OnceMark mark(control);
-    return real_pthread_once(control, initialise);
+    return REAL(pthread_once)(control, initialise);
 }

@@ -17,11 +17,6 @@ using namespace halvexboard;
 
 namespace {
 
-HALVEXBOARD_REAL(select);
-HALVEXBOARD_REAL(pselect);
-HALVEXBOARD_REAL(poll);
-HALVEXBOARD_REAL(ppoll);
-
 /// One watched descriptor, for any of the functions.
 struct Watched {
     int fd;
@@ -220,13 +215,10 @@ int waitOutside(std::int64_t spanNs, Call realCall) {
 
 HALVEXBOARD_SHIM int select(int count, fd_set* reading, fd_set* writing, fd_set* exceptional, timeval* span) {
     pthread_testcancel();
-    if (!isActive() || count < 0) return real_select(count, reading, writing, exceptional, span);
+    if (!isActive() || count < 0) return REAL(select)(count, reading, writing, exceptional, span);
     std::int64_t spanNs = -1;
     if (span != nullptr) {
-        if (span->tv_sec < 0 || span->tv_usec < 0) {
-            errno = EINVAL;
-            return -1;
-        }
+        if (span->tv_sec < 0 || span->tv_usec < 0) return refuse(EINVAL);
         spanNs = static_cast<std::int64_t>(toNs({span->tv_sec, 0})) + span->tv_usec * kNsPerMicrosecond;
     }
     const std::uint64_t startNs = rawNow();
@@ -238,14 +230,14 @@ HALVEXBOARD_SHIM int select(int count, fd_set* reading, fd_set* writing, fd_set*
         if (span != nullptr) *span = {leftNs / kNsPerSecond, leftNs % kNsPerSecond / kNsPerMicrosecond};
         return result;
     }
-    return waitOutside(spanNs, [&] { return real_select(count, reading, writing, exceptional, span); });
+    return waitOutside(spanNs, [&] { return REAL(select)(count, reading, writing, exceptional, span); });
 }
 
 HALVEXBOARD_SHIM int pselect(int count, fd_set* reading, fd_set* writing, fd_set* exceptional, const timespec* span,
                              const sigset_t* mask) {
     pthread_testcancel();
     if (!isActive() || count < 0 || (span != nullptr && (!isValid(*span) || span->tv_sec < 0)))
-        return real_pselect(count, reading, writing, exceptional, span, mask);
+        return REAL(pselect)(count, reading, writing, exceptional, span, mask);
     const std::int64_t spanNs = span != nullptr ? static_cast<std::int64_t>(toNs(*span)) : -1;
     sigset_t before;
     if (mask != nullptr) pthread_sigmask(SIG_SETMASK, mask, &before);
@@ -253,16 +245,16 @@ HALVEXBOARD_SHIM int pselect(int count, fd_set* reading, fd_set* writing, fd_set
     const bool onBoard = selectOnBoard(count, reading, writing, exceptional, spanNs, result);
     if (mask != nullptr) pthread_sigmask(SIG_SETMASK, &before, nullptr);
     if (onBoard) return result;
-    return waitOutside(spanNs, [&] { return real_pselect(count, reading, writing, exceptional, span, mask); });
+    return waitOutside(spanNs, [&] { return REAL(pselect)(count, reading, writing, exceptional, span, mask); });
 }
 
 HALVEXBOARD_SHIM int poll(pollfd* entries, nfds_t count, int milliseconds) {
     pthread_testcancel();
     const std::int64_t spanNs = milliseconds < 0 ? -1 : milliseconds * kNsPerMillisecond;
     int result = 0;
-    if (!isActive()) return real_poll(entries, count, milliseconds);
+    if (!isActive()) return REAL(poll)(entries, count, milliseconds);
     if (pollOnBoard(entries, count, spanNs, result)) return result;
-    return waitOutside(spanNs, [&] { return real_poll(entries, count, milliseconds); });
+    return waitOutside(spanNs, [&] { return REAL(poll)(entries, count, milliseconds); });
 }
 
 HALVEXBOARD_SHIM int __poll_chk(pollfd* entries, nfds_t count, int milliseconds, size_t room) {
@@ -273,14 +265,14 @@ HALVEXBOARD_SHIM int __poll_chk(pollfd* entries, nfds_t count, int milliseconds,
 HALVEXBOARD_SHIM int ppoll(pollfd* entries, nfds_t count, const timespec* span, const sigset_t* mask) {
     pthread_testcancel();
     const std::int64_t spanNs = span != nullptr ? static_cast<std::int64_t>(toNs(*span)) : -1;
-    if (!isActive()) return real_ppoll(entries, count, span, mask);
+    if (!isActive()) return REAL(ppoll)(entries, count, span, mask);
     sigset_t before;
     if (mask != nullptr) pthread_sigmask(SIG_SETMASK, mask, &before);
     int result = 0;
     const bool onBoard = pollOnBoard(entries, count, spanNs, result);
     if (mask != nullptr) pthread_sigmask(SIG_SETMASK, &before, nullptr);
     if (onBoard) return result;
-    return waitOutside(spanNs, [&] { return real_ppoll(entries, count, span, mask); });
+    return waitOutside(spanNs, [&] { return REAL(ppoll)(entries, count, span, mask); });
 }
 
 HALVEXBOARD_SHIM int __ppoll_chk(pollfd* entries, nfds_t count, const timespec* span, const sigset_t* mask,

@@ -20,14 +20,6 @@ using namespace halvexboard;
 
 namespace {
 
-HALVEXBOARD_REAL(posix_spawn);
-HALVEXBOARD_REAL(posix_spawnp);
-HALVEXBOARD_REAL(kill);
-HALVEXBOARD_REAL(wait4);
-HALVEXBOARD_REAL(waitid);
-HALVEXBOARD_REAL(_exit);
-HALVEXBOARD_REAL(abort);
-
 /// The board's children in this process, for wait calls without a pid.
 pid_t children[BOARD_MAX_CHILDREN] GUARDED_BY(boardLock());
 std::size_t childCount GUARDED_BY(boardLock()) = 0;
@@ -127,18 +119,18 @@ HALVEXBOARD_SHIM int posix_spawn(pid_t* pid, const char* path, const posix_spawn
                                  const posix_spawnattr_t* attributes, char* const arguments[],
                                  char* const environment[]) {
     if (isSimulatedProgram(path)) return startChild(pid, arguments);
-    return real_posix_spawn(pid, path, actions, attributes, arguments, environment);
+    return REAL(posix_spawn)(pid, path, actions, attributes, arguments, environment);
 }
 
 HALVEXBOARD_SHIM int posix_spawnp(pid_t* pid, const char* path, const posix_spawn_file_actions_t* actions,
                                   const posix_spawnattr_t* attributes, char* const arguments[],
                                   char* const environment[]) {
     if (isSimulatedProgram(path)) return startChild(pid, arguments);
-    return real_posix_spawnp(pid, path, actions, attributes, arguments, environment);
+    return REAL(posix_spawnp)(pid, path, actions, attributes, arguments, environment);
 }
 
 HALVEXBOARD_SHIM int kill(pid_t pid, int signal) noexcept {
-    if (!isActive() || !isSimulatedChild(pid)) return real_kill(pid, signal);
+    if (!isActive() || !isSimulatedChild(pid)) return REAL(kill)(pid, signal);
     DeviceCall call(BOARD_CALL_KILL, BOARD_TARGET_PHC2SYS, BOARD_FILE_ANY);
     call.with(pid).with(signal);
     if (!call.isFaulted()) call.succeed(board_child_signal(model(), call.rawNs(), pid, signal));
@@ -156,7 +148,7 @@ HALVEXBOARD_SHIM pid_t wait4(pid_t pid, int* status, int options, rusage* usage)
         return reaped;
     }
     const ExternalCall external;
-    return real_wait4(pid, status, options, usage);
+    return REAL(wait4)(pid, status, options, usage);
 }
 
 HALVEXBOARD_SHIM pid_t waitpid(pid_t pid, int* status, int options) {
@@ -192,7 +184,7 @@ HALVEXBOARD_SHIM int waitid(idtype_t kind, id_t id, siginfo_t* info, int options
     }
     if (!isActive() || kind != P_PID || !isSimulatedChild(static_cast<pid_t>(id))) {
         const ExternalCall external;
-        return real_waitid(kind, id, info, options);
+        return REAL(waitid)(kind, id, info, options);
     }
     board_child child{};
     const pid_t reaped = waitForChild(static_cast<pid_t>(id), options, child);
@@ -204,7 +196,7 @@ HALVEXBOARD_SHIM int waitid(idtype_t kind, id_t id, siginfo_t* info, int options
 
 HALVEXBOARD_SHIM __attribute__((noreturn)) void _exit(int status) {
     flushAtExit();
-    real__exit(status);
+    REAL(_exit)(status);
     __builtin_unreachable();
 }
 
@@ -212,7 +204,7 @@ HALVEXBOARD_SHIM __attribute__((noreturn)) void _Exit(int status) noexcept { _ex
 
 HALVEXBOARD_SHIM __attribute__((noreturn)) void abort() noexcept {
     flushAtExit();
-    real_abort();
+    REAL(abort)();
     __builtin_unreachable();
 }
 

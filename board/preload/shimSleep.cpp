@@ -12,36 +12,18 @@
 
 using namespace halvexboard;
 
-namespace {
-
-HALVEXBOARD_REAL(nanosleep);
-HALVEXBOARD_REAL(clock_nanosleep);
-HALVEXBOARD_REAL(usleep);
-HALVEXBOARD_REAL(sleep);
-HALVEXBOARD_REAL(sched_yield);
-
-}  // namespace
-
 HALVEXBOARD_SHIM int nanosleep(const timespec* span, timespec* left) {
     pthread_testcancel();
-    if (!sleepsHere() || span == nullptr) return real_nanosleep(span, left);
-    if (!isValid(*span) || span->tv_sec < 0) {
-        errno = EINVAL;
-        return -1;
-    }
-    std::uint64_t leftNs = 0;
-    const int error = sleepOnBoard(deadlineAfter(toNs(*span)), leftNs);
-    if (error == 0) return 0;
-    if (error == EINTR && left != nullptr) *left = toTimespec(leftNs);
-    errno = error;
-    return -1;
+    if (!sleepsHere() || span == nullptr) return REAL(nanosleep)(span, left);
+    const int error = clock_nanosleep(CLOCK_MONOTONIC, 0, span, left);
+    return error == 0 ? 0 : refuse(error);
 }
 
 HALVEXBOARD_SHIM int clock_nanosleep(clockid_t clock, int flags, const timespec* span, timespec* left) {
     pthread_testcancel();
     const bool isKnown =
         clock == CLOCK_REALTIME || clock == CLOCK_MONOTONIC || clock == CLOCK_BOOTTIME || clock == CLOCK_TAI;
-    if (!sleepsHere() || !isKnown || span == nullptr) return real_clock_nanosleep(clock, flags, span, left);
+    if (!sleepsHere() || !isKnown || span == nullptr) return REAL(clock_nanosleep)(clock, flags, span, left);
     if (!isValid(*span) || span->tv_sec < 0) return EINVAL;
     const bool isAbsolute = (flags & TIMER_ABSTIME) != 0;
     std::uint64_t leftNs = 0;
@@ -51,13 +33,13 @@ HALVEXBOARD_SHIM int clock_nanosleep(clockid_t clock, int flags, const timespec*
 }
 
 HALVEXBOARD_SHIM int usleep(useconds_t microseconds) {
-    if (!sleepsHere()) return real_usleep(microseconds);
+    if (!sleepsHere()) return REAL(usleep)(microseconds);
     const timespec span = toTimespec(microseconds * kNsPerMicrosecond);
     return nanosleep(&span, nullptr);
 }
 
 HALVEXBOARD_SHIM unsigned sleep(unsigned seconds) {
-    if (!sleepsHere()) return real_sleep(seconds);
+    if (!sleepsHere()) return REAL(sleep)(seconds);
     const timespec span{static_cast<time_t>(seconds), 0};
     timespec left{};
     return nanosleep(&span, &left) == 0 ? 0 : static_cast<unsigned>(left.tv_sec + (left.tv_nsec != 0 ? 1 : 0));
@@ -65,7 +47,7 @@ HALVEXBOARD_SHIM unsigned sleep(unsigned seconds) {
 
 HALVEXBOARD_SHIM int sched_yield() noexcept {
     // A lone thread waits for nothing on the board; what it does wait for takes no virtual time.
-    if (!isScheduled() || !scheduler().hasOthers()) return real_sched_yield();
+    if (!isScheduled() || !scheduler().hasOthers()) return REAL(sched_yield)();
     // Time must pass for threads that wait by yielding in a loop.
     spend(kNsPerMicrosecond);
     scheduler().yield();

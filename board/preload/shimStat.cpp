@@ -9,29 +9,13 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "board/preload/boardCore.h"
-#include "board/preload/descriptors.h"
+#include "board/preload/deviceFiles.h"
 #include "board/preload/realCalls.h"
 #include "board/preload/tree.h"
 
 using namespace halvexboard;
 
 namespace {
-
-HALVEXBOARD_REAL(stat);
-HALVEXBOARD_REAL(lstat);
-HALVEXBOARD_REAL(fstat);
-HALVEXBOARD_REAL(fstatat);
-HALVEXBOARD_REAL(statx);
-HALVEXBOARD_REAL(access);
-HALVEXBOARD_REAL(faccessat);
-HALVEXBOARD_REAL(euidaccess);
-HALVEXBOARD_REAL(readlink);
-HALVEXBOARD_REAL(realpath);
-HALVEXBOARD_REAL(getxattr);
-HALVEXBOARD_REAL(lgetxattr);
-HALVEXBOARD_REAL(listxattr);
-HALVEXBOARD_REAL(llistxattr);
 
 static_assert(sizeof(struct stat) == sizeof(struct stat64), "one record serves both spellings");
 
@@ -99,13 +83,7 @@ int accessOnBoard(const PathAnswer& answer, int wanted) noexcept {
     const mode_t mode = modeOf(*answer.node, true);
     const bool refused = ((wanted & R_OK) != 0 && (mode & 0444) == 0) || ((wanted & W_OK) != 0 && (mode & 0222) == 0) ||
                          ((wanted & X_OK) != 0 && (mode & 0111) == 0);
-    if (refused) errno = EACCES;
-    return refused ? -1 : 0;
-}
-
-int refuseAttributes() noexcept {
-    errno = ENOTSUP;
-    return -1;
+    return refused ? refuse(EACCES) : 0;
 }
 
 void fillStatx(const struct stat& from, struct statx* out) noexcept {
@@ -125,25 +103,25 @@ void fillStatx(const struct stat& from, struct statx* out) noexcept {
 
 HALVEXBOARD_SHIM int stat(const char* path, struct stat* out) noexcept {
     PathAnswer answer;
-    return isForeign(path, answer) ? statAncestor(real_stat(path, out), path, out) : statOnBoard(answer, true, out);
+    return isForeign(path, answer) ? statAncestor(REAL(stat)(path, out), path, out) : statOnBoard(answer, true, out);
 }
 
 HALVEXBOARD_SHIM int lstat(const char* path, struct stat* out) noexcept {
     PathAnswer answer;
-    return isForeign(path, answer) ? statAncestor(real_lstat(path, out), path, out)
+    return isForeign(path, answer) ? statAncestor(REAL(lstat)(path, out), path, out)
                                    : statOnBoard(answer, endsInSlash(path), out);
 }
 
 HALVEXBOARD_SHIM int fstat(int fd, struct stat* out) noexcept {
-    const OpenFile* const file = isActive() ? findDescriptor(fd) : nullptr;
+    const OpenFile* const file = ours(fd);
     if (file == nullptr || file->isStream)  // stdio needs the size of the backing file
-        return real_fstat(fd, out);
+        return REAL(fstat)(fd, out);
     fillStat(*file->node, true, out);
     return 0;
 }
 
 HALVEXBOARD_SHIM int fstatat(int directory, const char* path, struct stat* out, int flags) noexcept {
-    const OpenFile* const file = isActive() ? findDescriptor(directory) : nullptr;
+    const OpenFile* const file = ours(directory);
     const bool isEmpty = path[0] == '\0' && (flags & AT_EMPTY_PATH) != 0;
     if (file != nullptr && isEmpty) return fstat(directory, out);
     char joined[kMaxPath];
@@ -151,31 +129,20 @@ HALVEXBOARD_SHIM int fstatat(int directory, const char* path, struct stat* out, 
         std::snprintf(joined, sizeof joined, "%s/%s", file->node->path, path) < static_cast<int>(sizeof joined))
         path = joined;
     PathAnswer answer;
-    if (isForeign(path, answer)) return statAncestor(real_fstatat(directory, path, out, flags), path, out);
+    if (isForeign(path, answer)) return statAncestor(REAL(fstatat)(directory, path, out, flags), path, out);
     return statOnBoard(answer, (flags & AT_SYMLINK_NOFOLLOW) == 0 || endsInSlash(path), out);
 }
 
-HALVEXBOARD_SHIM int stat64(const char* path, struct stat64* out) noexcept {
-    return stat(path, reinterpret_cast<struct stat*>(out));
-}
-
-HALVEXBOARD_SHIM int lstat64(const char* path, struct stat64* out) noexcept {
-    return lstat(path, reinterpret_cast<struct stat*>(out));
-}
-
-HALVEXBOARD_SHIM int fstat64(int fd, struct stat64* out) noexcept {
-    return fstat(fd, reinterpret_cast<struct stat*>(out));
-}
-
-HALVEXBOARD_SHIM int fstatat64(int directory, const char* path, struct stat64* out, int flags) noexcept {
-    return fstatat(directory, path, reinterpret_cast<struct stat*>(out), flags);
-}
+HALVEXBOARD_TWIN(stat64, stat);
+HALVEXBOARD_TWIN(lstat64, lstat);
+HALVEXBOARD_TWIN(fstat64, fstat);
+HALVEXBOARD_TWIN(fstatat64, fstatat);
 
 HALVEXBOARD_SHIM int statx(int directory, const char* path, int flags, unsigned mask, struct statx* out) noexcept {
-    const bool isOurDescriptor = isActive() && findDescriptor(directory) != nullptr;
+    const bool isOurDescriptor = ours(directory) != nullptr;
     PathAnswer answer;
     if (!isOurDescriptor && isForeign(path, answer)) {
-        const int result = real_statx(directory, path, flags, mask, out);
+        const int result = REAL(statx)(directory, path, flags, mask, out);
         if (result == 0 || errno != ENOENT || !leadsToBoard(path)) return result;
     }
     struct stat plain {};
@@ -186,29 +153,26 @@ HALVEXBOARD_SHIM int statx(int directory, const char* path, int flags, unsigned 
 
 HALVEXBOARD_SHIM int access(const char* path, int wanted) noexcept {
     PathAnswer answer;
-    return isForeign(path, answer) ? real_access(path, wanted) : accessOnBoard(answer, wanted);
+    return isForeign(path, answer) ? REAL(access)(path, wanted) : accessOnBoard(answer, wanted);
 }
 
 HALVEXBOARD_SHIM int faccessat(int directory, const char* path, int wanted, int flags) noexcept {
     PathAnswer answer;
-    return isForeign(path, answer) ? real_faccessat(directory, path, wanted, flags) : accessOnBoard(answer, wanted);
+    return isForeign(path, answer) ? REAL(faccessat)(directory, path, wanted, flags) : accessOnBoard(answer, wanted);
 }
 
 HALVEXBOARD_SHIM int euidaccess(const char* path, int wanted) noexcept {
     PathAnswer answer;
-    return isForeign(path, answer) ? real_euidaccess(path, wanted) : accessOnBoard(answer, wanted);
+    return isForeign(path, answer) ? REAL(euidaccess)(path, wanted) : accessOnBoard(answer, wanted);
 }
 
 HALVEXBOARD_SHIM int eaccess(const char* path, int wanted) noexcept { return euidaccess(path, wanted); }
 
 HALVEXBOARD_SHIM ssize_t readlink(const char* path, char* buffer, size_t size) noexcept {
     PathAnswer answer;
-    if (isForeign(path, answer)) return real_readlink(path, buffer, size);
+    if (isForeign(path, answer)) return REAL(readlink)(path, buffer, size);
     if (answer.what != PathClass::present) return -1;
-    if (answer.node->kind != NodeKind::directoryLink) {
-        errno = EINVAL;
-        return -1;
-    }
+    if (answer.node->kind != NodeKind::directoryLink) return refuse(EINVAL);
     char target[kMaxPath];
     const int length = std::snprintf(target, sizeof target, "../../devices/board/%s", answer.node->name);
     const size_t count = static_cast<size_t>(length) < size ? static_cast<size_t>(length) : size;
@@ -218,29 +182,19 @@ HALVEXBOARD_SHIM ssize_t readlink(const char* path, char* buffer, size_t size) n
 
 HALVEXBOARD_SHIM char* realpath(const char* path, char* resolved) noexcept {
     PathAnswer answer;
-    if (isForeign(path, answer)) return real_realpath(path, resolved);
+    if (isForeign(path, answer)) return REAL(realpath)(path, resolved);
     if (answer.what != PathClass::present) return nullptr;
     if (resolved == nullptr) return strdup(answer.node->path);
     std::memcpy(resolved, answer.node->path, std::strlen(answer.node->path) + 1);
     return resolved;
 }
 
-HALVEXBOARD_SHIM ssize_t getxattr(const char* path, const char* name, void* value, size_t size) noexcept {
-    PathAnswer answer;
-    return isForeign(path, answer) ? real_getxattr(path, name, value, size) : refuseAttributes();
-}
-
-HALVEXBOARD_SHIM ssize_t lgetxattr(const char* path, const char* name, void* value, size_t size) noexcept {
-    PathAnswer answer;
-    return isForeign(path, answer) ? real_lgetxattr(path, name, value, size) : refuseAttributes();
-}
-
-HALVEXBOARD_SHIM ssize_t listxattr(const char* path, char* list, size_t size) noexcept {
-    PathAnswer answer;
-    return isForeign(path, answer) ? real_listxattr(path, list, size) : refuseAttributes();
-}
-
-HALVEXBOARD_SHIM ssize_t llistxattr(const char* path, char* list, size_t size) noexcept {
-    PathAnswer answer;
-    return isForeign(path, answer) ? real_llistxattr(path, list, size) : refuseAttributes();
-}
+#define REFUSE_ATTRIBUTES(NAME, PARAMETERS, ARGUMENTS)                           \
+    HALVEXBOARD_SHIM ssize_t NAME PARAMETERS noexcept {                          \
+        PathAnswer answer;                                                       \
+        return isForeign(path, answer) ? REAL(NAME) ARGUMENTS : refuse(ENOTSUP); \
+    }
+REFUSE_ATTRIBUTES(getxattr, (const char* path, const char* name, void* value, size_t size), (path, name, value, size))
+REFUSE_ATTRIBUTES(lgetxattr, (const char* path, const char* name, void* value, size_t size), (path, name, value, size))
+REFUSE_ATTRIBUTES(listxattr, (const char* path, char* list, size_t size), (path, list, size))
+REFUSE_ATTRIBUTES(llistxattr, (const char* path, char* list, size_t size), (path, list, size))

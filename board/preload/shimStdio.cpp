@@ -19,18 +19,6 @@ using namespace halvexboard;
 
 namespace {
 
-HALVEXBOARD_REAL(fopen);
-HALVEXBOARD_REAL(fopen64);
-HALVEXBOARD_REAL(fclose);
-HALVEXBOARD_REAL(fdopen);
-HALVEXBOARD_REAL(fread);
-HALVEXBOARD_REAL(fgets);
-HALVEXBOARD_REAL(fgetc);
-HALVEXBOARD_REAL(getc);
-HALVEXBOARD_REAL(getchar);
-HALVEXBOARD_REAL(getline);
-HALVEXBOARD_REAL(getdelim);
-
 int openFlags(const char* mode) noexcept {
     const bool both = std::strchr(mode, '+') != nullptr;
     int flags = both ? O_RDWR : (mode[0] == 'r' ? O_RDONLY : O_WRONLY);
@@ -59,7 +47,7 @@ FILE* openStream(const Node& node, const char* mode) noexcept {
     }
     if (fd < 0) return nullptr;
     fillBacking(fd, *findDescriptor(fd));
-    FILE* const stream = real_fdopen(fd, mode);
+    FILE* const stream = REAL(fdopen)(fd, mode);
     if (stream == nullptr) {
         forgetDescriptor(fd);
         rawSystemCall(SYS_close, fd);
@@ -82,8 +70,6 @@ bool openOnBoard(const char* path, const char* mode, FILE*& stream) noexcept {
     return true;
 }
 
-OpenFile* oursOf(FILE* stream) noexcept { return isActive() ? findDescriptor(fileno(stream)) : nullptr; }
-
 bool isContentOf(const OpenFile& file, const char* text, long length) noexcept {
     const LockGuard guard(boardLock());
     return length == static_cast<long>(file.contentSize) &&
@@ -103,7 +89,7 @@ int storePrinted(FILE* stream, OpenFile& file) noexcept {
 /// Before a stdio read: applies a due fault to a stream of the board, waits for the input of one of the machine.
 bool mayRead(FILE* stream) noexcept {
     if (!isActive()) return true;
-    if (OpenFile* const file = oursOf(stream)) {
+    if (OpenFile* const file = ours(fileno(stream))) {
         DeviceCall call(BOARD_CALL_FREAD, file->node->target, file->node->file);
         if (!call.isFaulted()) return true;
         call.finish();
@@ -119,30 +105,26 @@ bool mayRead(FILE* stream) noexcept {
 HALVEXBOARD_SHIM FILE* fopen(const char* path, const char* mode) {
     pthread_testcancel();
     FILE* stream = nullptr;
-    return openOnBoard(path, mode, stream) ? stream : real_fopen(path, mode);
+    return openOnBoard(path, mode, stream) ? stream : REAL(fopen)(path, mode);
 }
 
-HALVEXBOARD_SHIM FILE* fopen64(const char* path, const char* mode) {
-    pthread_testcancel();
-    FILE* stream = nullptr;
-    return openOnBoard(path, mode, stream) ? stream : real_fopen64(path, mode);
-}
+HALVEXBOARD_TWIN(fopen64, fopen);
 
 HALVEXBOARD_SHIM int fclose(FILE* stream) {
     pthread_testcancel();
-    OpenFile* const file = stream != nullptr ? oursOf(stream) : nullptr;
-    if (file == nullptr) return real_fclose(stream);
+    OpenFile* const file = stream != nullptr ? ours(fileno(stream)) : nullptr;
+    if (file == nullptr) return REAL(fclose)(stream);
     const int stored = storePrinted(stream, *file);
     const int error = errno;
     forgetDescriptor(fileno(stream));
-    const int result = real_fclose(stream);
+    const int result = REAL(fclose)(stream);
     if (stored == 0) return result;
     errno = error;
     return EOF;
 }
 
 HALVEXBOARD_SHIM size_t fread(void* buffer, size_t size, size_t count, FILE* stream) {
-    return mayRead(stream) ? real_fread(buffer, size, count, stream) : 0;
+    return mayRead(stream) ? REAL(fread)(buffer, size, count, stream) : 0;
 }
 
 HALVEXBOARD_SHIM size_t __fread_chk(void* buffer, size_t room, size_t size, size_t count, FILE* stream) {
@@ -151,7 +133,7 @@ HALVEXBOARD_SHIM size_t __fread_chk(void* buffer, size_t room, size_t size, size
 }
 
 HALVEXBOARD_SHIM char* fgets(char* buffer, int size, FILE* stream) {
-    return mayRead(stream) ? real_fgets(buffer, size, stream) : nullptr;
+    return mayRead(stream) ? REAL(fgets)(buffer, size, stream) : nullptr;
 }
 
 HALVEXBOARD_SHIM char* __fgets_chk(char* buffer, size_t room, int size, FILE* stream) {
@@ -159,18 +141,16 @@ HALVEXBOARD_SHIM char* __fgets_chk(char* buffer, size_t room, int size, FILE* st
     return fgets(buffer, size, stream);
 }
 
-HALVEXBOARD_SHIM int fgetc(FILE* stream) { return mayRead(stream) ? real_fgetc(stream) : EOF; }
-HALVEXBOARD_SHIM int getc(FILE* stream) { return mayRead(stream) ? real_getc(stream) : EOF; }
-HALVEXBOARD_SHIM int getchar() { return mayRead(stdin) ? real_getchar() : EOF; }
+HALVEXBOARD_SHIM int fgetc(FILE* stream) { return mayRead(stream) ? REAL(fgetc)(stream) : EOF; }
+HALVEXBOARD_TWIN(getc, fgetc);
+HALVEXBOARD_SHIM int getchar() { return fgetc(stdin); }
 
 HALVEXBOARD_SHIM ssize_t getline(char** line, size_t* size, FILE* stream) {
-    return mayRead(stream) ? real_getline(line, size, stream) : -1;
+    return mayRead(stream) ? REAL(getline)(line, size, stream) : -1;
 }
 
 HALVEXBOARD_SHIM ssize_t getdelim(char** line, size_t* size, int delimiter, FILE* stream) {
-    return mayRead(stream) ? real_getdelim(line, size, delimiter, stream) : -1;
+    return mayRead(stream) ? REAL(getdelim)(line, size, delimiter, stream) : -1;
 }
 
-HALVEXBOARD_SHIM ssize_t __getdelim(char** line, size_t* size, int delimiter, FILE* stream) {
-    return getdelim(line, size, delimiter, stream);
-}
+HALVEXBOARD_TWIN(__getdelim, getdelim);

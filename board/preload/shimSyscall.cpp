@@ -14,28 +14,19 @@ using namespace halvexboard;
 
 namespace {
 
-HALVEXBOARD_REAL(syscall);
-
 /// The wait behind std::atomic::wait, std::future and guards of static variables.
 long waitOnFutex(const std::uint32_t* word, int operation, std::uint32_t seen, const timespec* span,
                  std::uint32_t bits) noexcept {
-    if (__atomic_load_n(word, __ATOMIC_SEQ_CST) != seen) {
-        errno = EAGAIN;
-        return -1;
-    }
+    if (__atomic_load_n(word, __ATOMIC_SEQ_CST) != seen) return refuse(EAGAIN);
     Deadline deadline = Deadline::never();
-    if (span != nullptr && !isValid(*span)) {
-        errno = EINVAL;
-        return -1;
-    }
+    if (span != nullptr && !isValid(*span)) return refuse(EINVAL);
     if (span != nullptr && (operation & FUTEX_CMD_MASK) == FUTEX_WAIT)
         deadline = deadlineAfter(toNs(*span));
     else if (span != nullptr)
         deadline = deadlineAt((operation & FUTEX_CLOCK_REALTIME) != 0 ? CLOCK_REALTIME : CLOCK_MONOTONIC, *span);
     const WaitResult result = scheduler().wait(word, deadline, true, bits);
     if (result == WaitResult::woken) return 0;
-    errno = result == WaitResult::timedOut ? ETIMEDOUT : EINTR;
-    return -1;
+    return refuse(result == WaitResult::timedOut ? ETIMEDOUT : EINTR);
 }
 
 /// Returns false for operations that the scheduler does not handle.
@@ -82,5 +73,5 @@ HALVEXBOARD_SHIM long syscall(long number, ...) noexcept {
         if (isScheduled() && futexOnScheduler(values[0], values[1], values[2], values[3], values[5], result))
             return result;
     }
-    return real_syscall(number, values[0], values[1], values[2], values[3], values[4], values[5]);
+    return REAL(syscall)(number, values[0], values[1], values[2], values[3], values[4], values[5]);
 }

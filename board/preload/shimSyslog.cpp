@@ -11,19 +11,14 @@
 
 using namespace halvexboard;
 
-namespace {
-
-HALVEXBOARD_REAL(vsyslog);
-
-constexpr std::size_t kMaxLine = 4096;
-
-void writeLine(int priority, const char* format, va_list arguments) noexcept {
+HALVEXBOARD_SHIM void vsyslog(int priority, const char* format, va_list arguments) {
+    pthread_testcancel();
     if (!isActive()) {
-        real_vsyslog(priority, format, arguments);
+        REAL(vsyslog)(priority, format, arguments);
         return;
     }
     const int error = errno;  // %m formats the caller's errno
-    char line[kMaxLine];
+    char line[4096];
     const int length = std::vsnprintf(line, sizeof line, format, arguments);
     if (length < 0) return;
     const std::size_t size =
@@ -40,30 +35,20 @@ void writeLine(int priority, const char* format, va_list arguments) noexcept {
     errno = error;
 }
 
-}  // namespace
-
-HALVEXBOARD_SHIM void vsyslog(int priority, const char* format, va_list arguments) {
-    pthread_testcancel();
-    writeLine(priority, format, arguments);
-}
-
 HALVEXBOARD_SHIM void syslog(int priority, const char* format, ...) {
-    pthread_testcancel();
     va_list arguments;
     va_start(arguments, format);
-    writeLine(priority, format, arguments);
+    vsyslog(priority, format, arguments);
     va_end(arguments);
 }
 
 HALVEXBOARD_SHIM void __syslog_chk(int priority, int, const char* format, ...) {
-    pthread_testcancel();
     va_list arguments;
     va_start(arguments, format);
-    writeLine(priority, format, arguments);
+    vsyslog(priority, format, arguments);
     va_end(arguments);
 }
 
 HALVEXBOARD_SHIM void __vsyslog_chk(int priority, int, const char* format, va_list arguments) {
-    pthread_testcancel();
-    writeLine(priority, format, arguments);
+    vsyslog(priority, format, arguments);
 }

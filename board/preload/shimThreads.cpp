@@ -14,13 +14,6 @@ using namespace halvexboard;
 
 namespace {
 
-HALVEXBOARD_REAL(pthread_create);
-HALVEXBOARD_REAL(pthread_join);
-HALVEXBOARD_REAL(pthread_tryjoin_np);
-HALVEXBOARD_REAL(pthread_timedjoin_np);
-HALVEXBOARD_REAL(pthread_clockjoin_np);
-HALVEXBOARD_REAL(pthread_detach);
-
 pthread_key_t leaveKey;
 bool hasLeaveKey = false;
 
@@ -73,8 +66,8 @@ HALVEXBOARD_SHIM int pthread_create(pthread_t* handle, const pthread_attr_t* att
                                     void* argument) noexcept {
     Scheduler::Thread* const thread =
         isScheduled() ? scheduler().prepareThread(body, argument, isDetached(attributes)) : nullptr;
-    if (thread == nullptr) return real_pthread_create(handle, attributes, body, argument);
-    const int result = real_pthread_create(handle, attributes, runScheduled, thread);
+    if (thread == nullptr) return REAL(pthread_create)(handle, attributes, body, argument);
+    const int result = REAL(pthread_create)(handle, attributes, runScheduled, thread);
     if (result != 0)
         scheduler().abandonThread(thread);
     else
@@ -85,29 +78,29 @@ HALVEXBOARD_SHIM int pthread_create(pthread_t* handle, const pthread_attr_t* att
 HALVEXBOARD_SHIM int pthread_join(pthread_t thread, void** result) {
     pthread_testcancel();
     if (isScheduled()) awaitThread(thread, Deadline::never());
-    return real_pthread_join(thread, result);
+    return REAL(pthread_join)(thread, result);
 }
 
 HALVEXBOARD_SHIM int pthread_tryjoin_np(pthread_t thread, void** result) noexcept {
     if (isScheduled() && awaitThread(thread, Deadline::atRaw(0)) == ETIMEDOUT) return EBUSY;
-    return isScheduled() ? real_pthread_join(thread, result) : real_pthread_tryjoin_np(thread, result);
+    return isScheduled() ? REAL(pthread_join)(thread, result) : REAL(pthread_tryjoin_np)(thread, result);
 }
 
 HALVEXBOARD_SHIM int pthread_timedjoin_np(pthread_t thread, void** result, const timespec* until) {
     pthread_testcancel();
-    if (!isScheduled() || until == nullptr) return real_pthread_timedjoin_np(thread, result, until);
+    if (!isScheduled() || until == nullptr) return REAL(pthread_timedjoin_np)(thread, result, until);
     const int outcome = awaitThread(thread, deadlineAt(CLOCK_REALTIME, *until));
-    return outcome != 0 ? outcome : real_pthread_join(thread, result);
+    return outcome != 0 ? outcome : REAL(pthread_join)(thread, result);
 }
 
 HALVEXBOARD_SHIM int pthread_clockjoin_np(pthread_t thread, void** result, clockid_t clock, const timespec* until) {
     pthread_testcancel();
-    if (!isScheduled() || until == nullptr) return real_pthread_clockjoin_np(thread, result, clock, until);
+    if (!isScheduled() || until == nullptr) return REAL(pthread_clockjoin_np)(thread, result, clock, until);
     const int outcome = awaitThread(thread, deadlineAt(clock, *until));
-    return outcome != 0 ? outcome : real_pthread_join(thread, result);
+    return outcome != 0 ? outcome : REAL(pthread_join)(thread, result);
 }
 
 HALVEXBOARD_SHIM int pthread_detach(pthread_t thread) noexcept {
     if (scheduler().isRunning()) scheduler().detach(thread);
-    return real_pthread_detach(thread);
+    return REAL(pthread_detach)(thread);
 }

@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 
-#include "board/wire/timex.h"
-
 namespace halvexboard::boardTest {
 
 class Life : public BoardFixture {
@@ -29,7 +27,7 @@ protected:
             void playSecond(std::uint64_t second) {
                 arm(second * kS, 0);
                 generateEpoch(second * kS + 5);
-                board_timex timex{};
+                board_wire_timex timex{};
                 timex.modes = BOARD_WIRE_ADJ_SETOFFSET | BOARD_WIRE_ADJ_NANO;
                 timex.time_usec = 100;
                 board_phc_adjtime(on(), second * kS + kMs, 0, &timex);

@@ -6,7 +6,6 @@
 #include <cstring>
 
 #include "board/wire/driver.h"
-#include "board/wire/timex.h"
 
 namespace halvexboard::clocksTest {
 
@@ -15,7 +14,7 @@ constexpr std::uint64_t kYearNs = 365ULL * 86'400 * kS;
 class Clocks : public BoardFixture {
 protected:
     int stepPhc(std::uint64_t rawNs, std::int64_t seconds, std::int64_t nanoseconds) {
-        board_timex timex{};
+        board_wire_timex timex{};
         timex.modes = BOARD_WIRE_ADJ_SETOFFSET | BOARD_WIRE_ADJ_NANO;
         timex.time_sec = seconds;
         timex.time_usec = nanoseconds;
@@ -112,7 +111,7 @@ TEST_F(Clocks, OneClocksJitterDoesNotShiftAnothers) {
     board_driver_call call{};
     call.request = BOARD_WIRE_FPGA_ADJUST_TIME;
     ASSERT_EQ(board_driver_do(other, kS, BOARD_TARGET_FPGA, &call), 0);
-    board_timex timex{};
+    board_wire_timex timex{};
     timex.modes = BOARD_WIRE_ADJ_SETOFFSET | BOARD_WIRE_ADJ_NANO;
     ASSERT_EQ(board_phc_adjtime(other, kS, 0, &timex), 0);
     board_truth truth;
@@ -214,7 +213,7 @@ private:
     }
 
     void step(std::int64_t byNs) {
-        board_timex timex{};
+        board_wire_timex timex{};
         timex.modes = BOARD_WIRE_ADJ_SETOFFSET | BOARD_WIRE_ADJ_NANO;
         timex.time_sec = byNs / static_cast<std::int64_t>(kS);
         timex.time_usec = byNs % static_cast<std::int64_t>(kS);

@@ -89,7 +89,7 @@ TEST_F(Events, StaleEventsFillTheQueueUpTo127) {
 
 TEST_F(Events, ChangeCapabilities) {
     ASSERT_EQ(event(kS, BOARD_EVENT_CAPABILITIES, kFirst, 2 | 0 << 8 | 3 << 16), 0);
-    board_phc_caps caps;
+    board_wire_ptp_caps caps;
     ASSERT_EQ(board_phc_get_caps(on(), kS, 0, &caps), 0);
     EXPECT_EQ(caps.n_ext_ts, 2);
     EXPECT_EQ(caps.n_per_out, 0);

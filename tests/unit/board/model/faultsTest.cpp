@@ -4,8 +4,6 @@
 
 #include <cerrno>
 
-#include "board/wire/ptp.h"
-
 namespace halvexboard::faultsTest {
 
 class Faults : public BoardFixture {

@@ -4,8 +4,6 @@
 
 #include <cerrno>
 
-#include "board/wire/timex.h"
-
 namespace halvexboard::phc2sysTest {
 
 class Phc2sys : public BoardFixture {
@@ -121,7 +119,7 @@ TEST_F(Phc2sys, ComesBackAfterASmallStepOfBothClocks) {
 
 TEST_F(Phc2sys, ZeroesMaxerrorAtEachUpdate) {
     const std::int32_t pid = start(0);
-    board_timex timex{};
+    board_wire_timex timex{};
     EXPECT_EQ(board_system_adjtime(on(), 10 * kS + 1, &timex), BOARD_WIRE_TIME_OK);
     EXPECT_EQ(timex.maxerror, 0);
     board_child child;

@@ -4,25 +4,22 @@
 
 #include <cerrno>
 
-#include "board/wire/ptp.h"
-#include "board/wire/timex.h"
-
 namespace halvexboard::phcTest {
 
 class Phc : public BoardFixture {
 protected:
     Phc() { addInterface("enp1s0", 0); }
 
-    int adjust(board_timex& timex) { return board_phc_adjtime(on(), kS, 0, &timex); }
+    int adjust(board_wire_timex& timex) { return board_phc_adjtime(on(), kS, 0, &timex); }
     int adjust(std::uint32_t modes, std::int64_t seconds, std::int64_t nanoseconds) {
-        board_timex timex{};
+        board_wire_timex timex{};
         timex.modes = modes;
         timex.time_sec = seconds;
         timex.time_usec = nanoseconds;
         return adjust(timex);
     }
     int setFrequency(std::int64_t frequency) {
-        board_timex timex{};
+        board_wire_timex timex{};
         timex.modes = BOARD_WIRE_ADJ_FREQUENCY;
         timex.freq = frequency;
         return adjust(timex);
@@ -31,7 +28,7 @@ protected:
 };
 
 TEST_F(Phc, AnswersWithTheCapabilitiesOfAnI210) {
-    board_phc_caps caps;
+    board_wire_ptp_caps caps;
     ASSERT_EQ(board_phc_get_caps(on(), 0, 0, &caps), 0);
     EXPECT_EQ(caps.max_adj, 62'499'999);
     EXPECT_EQ(caps.n_ext_ts, 2);
@@ -130,7 +127,7 @@ TEST_F(Phc, RefusesFrequenciesOutOfRange) {
 TEST_F(Phc, DriftsAtItsFrequencyUntilThatIsZeroedAgain) {
     ASSERT_EQ(setFrequency(100 << 16), 0);  // 100 ppm from 1 s on
     EXPECT_EQ(difference(11 * kS, BOARD_CLOCK_PHC(0)), 1'000'000);
-    board_timex timex{};
+    board_wire_timex timex{};
     timex.modes = 0;
     ASSERT_EQ(board_phc_adjtime(on(), 11 * kS, 0, &timex), 0);
     EXPECT_EQ(timex.freq, 100 << 16);

@@ -4,14 +4,12 @@
 
 #include <cerrno>
 
-#include "board/wire/timex.h"
-
 namespace halvexboard::systemClockTest {
 
 class SystemClock : public BoardFixture {
 protected:
-    board_timex query(std::uint64_t rawNs) {
-        board_timex timex{};
+    board_wire_timex query(std::uint64_t rawNs) {
+        board_wire_timex timex{};
         state = board_system_adjtime(on(), rawNs, &timex);
         return timex;
     }
@@ -41,7 +39,7 @@ TEST_F(SystemClock, RefusesTimesThatAreNone) {
 }
 
 TEST_F(SystemClock, ItsMaxerrorGrowsByHalfAMillisecondASecondUpToSixteenSeconds) {
-    board_timex timex{};
+    board_wire_timex timex{};
     timex.modes = BOARD_WIRE_ADJ_MAXERROR | BOARD_WIRE_ADJ_STATUS;
     EXPECT_EQ(board_system_adjtime(on(), kS, &timex), BOARD_WIRE_TIME_OK);
     EXPECT_EQ(query(11 * kS).maxerror, 5000);
@@ -51,7 +49,7 @@ TEST_F(SystemClock, ItsMaxerrorGrowsByHalfAMillisecondASecondUpToSixteenSeconds)
 }
 
 TEST_F(SystemClock, AStepLeavesItUnsynchronised) {
-    board_timex timex{};
+    board_wire_timex timex{};
     timex.modes = BOARD_WIRE_ADJ_MAXERROR | BOARD_WIRE_ADJ_STATUS;
     ASSERT_EQ(board_system_adjtime(on(), kS, &timex), BOARD_WIRE_TIME_OK);
     timex = {};
@@ -64,7 +62,7 @@ TEST_F(SystemClock, AStepLeavesItUnsynchronised) {
 }
 
 TEST_F(SystemClock, RefusesOffsetsAndTicksOutOfRange) {
-    board_timex timex{};
+    board_wire_timex timex{};
     timex.modes = BOARD_WIRE_ADJ_SETOFFSET | BOARD_WIRE_ADJ_NANO;
     timex.time_usec = 1'000'000'000;
     EXPECT_EQ(board_system_adjtime(on(), kS, &timex), -EINVAL);
@@ -77,7 +75,7 @@ TEST_F(SystemClock, RefusesOffsetsAndTicksOutOfRange) {
 }
 
 TEST_F(SystemClock, RunsAtTheFrequencyAndTickItIsGivenCutToTheKernelsLimits) {
-    board_timex timex{};
+    board_wire_timex timex{};
     timex.modes = BOARD_WIRE_ADJ_FREQUENCY | BOARD_WIRE_ADJ_TICK;
     timex.freq = std::int64_t{900} << 16;  // clamped to 500 ppm
     timex.tick = 10'001;                   // and 100 ppm more

@@ -399,7 +399,7 @@ private:
     }
     void playSecond(std::uint64_t rawNs) {
         for (int interface = 0; interface < interfaces_; ++interface) {
-            board_timex timex{};
+            board_wire_timex timex{};
             timex.modes = BOARD_WIRE_ADJ_SETOFFSET | BOARD_WIRE_ADJ_NANO;
             timex.time_usec = 1'000 + interface;
             board_phc_adjtime(board_, rawNs, interface, &timex);
