@@ -1,29 +1,15 @@
 // A host that cancels its threads, on a machine without the hardware and without any stand-ins.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <pthread.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <sys/wait.h>
-#include <syslog.h>
-#include <unistd.h>
 
-#include <chrono>
-#include <exception>
-#include <filesystem>
-#include <fstream>
-#include <functional>
 #include <random>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include "include/zuqxmtk.h"
 #include "tests/support/statusHolder.h"
+#include "tests/support/test.h"
 
 namespace {
 

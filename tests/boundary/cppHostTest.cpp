@@ -1,16 +1,6 @@
 // A C++17 host linked with the library; runs on the simulated controller.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <chrono>
-#include <cstdlib>
-#include <cstring>
-#include <exception>
-#include <string>
-#include <thread>
-#include <vector>
-
+#include "tests/support/test.h"
 #include "zuqxmtk.h"
 
 namespace {

@@ -2,10 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/faults/account.h"
 
-#include <algorithm>
 #include <bitset>
-#include <cstring>
-#include <utility>
 
 namespace faults {
 namespace {

@@ -2,13 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <cstdint>
-#include <memory>
-#include <optional>
-#include <string>
-#include <string_view>
-#include <vector>
-
 #include "tests/faults/simulatedController.h"
 #include "tests/faults/subject.h"
 

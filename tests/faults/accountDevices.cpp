@@ -4,10 +4,6 @@
 #include <linux/ptp_clock.h>
 #include <net/if.h>
 
-#include <cerrno>
-#include <cmath>
-#include <cstring>
-
 #include "tests/faults/account.h"
 
 namespace faults {

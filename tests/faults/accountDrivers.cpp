@@ -1,8 +1,5 @@
 // The required calls of the library's two drivers.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <cerrno>
-#include <map>
-
 #include "tests/faults/account.h"
 
 namespace faults {

@@ -2,13 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/faults/allocationFaults.h"
 
-#include <array>
-#include <atomic>
-#include <cerrno>
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <new>
+#include "tests/support/standard.h"
 
 namespace faults {
 

@@ -1,21 +1,13 @@
 // Refuses every allocation of the library, one at a time and from one on, through every export: the host gets an error
 // for lack of memory or the original one, loses at most members of a text, and nothing leaks.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cerrno>
-#include <iostream>
 #include <nlohmann/json.hpp>
-#include <optional>
-#include <set>
-#include <sstream>
-#include <utility>
 
 #include "tests/faults/allocationFaults.h"
 #include "tests/faults/figures.h"
 #include "tests/faults/library.h"
 #include "tests/faults/story.h"
+#include "tests/support/test.h"
 
 namespace faults {
 namespace {

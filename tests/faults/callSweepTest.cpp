@@ -1,20 +1,13 @@
 // Fails every operating-system call of every story in every plausible way, once and forever, and compares actual with
 // required behaviour: calls, messages, log lines, results, and what is left open.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <iostream>
-
 #include "tests/faults/catalog.h"
 #include "tests/faults/comparison.h"
 #include "tests/faults/figures.h"
 #include "tests/faults/interposition.h"
 #include "tests/faults/library.h"
 #include "tests/faults/story.h"
+#include "tests/support/test.h"
 
 namespace faults {
 namespace {

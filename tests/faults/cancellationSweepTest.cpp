@@ -1,18 +1,12 @@
 // Cancels the host's thread before every export and at each of its calls, and the library's own threads likewise: a
 // call completes as usual or is abandoned before it does anything; nothing leaks, and the process continues.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <dlfcn.h>
-#include <gtest/gtest.h>
-#include <pthread.h>
-
-#include <algorithm>
-#include <iostream>
-
 #include "tests/faults/account.h"
 #include "tests/faults/catalog.h"
 #include "tests/faults/comparison.h"
 #include "tests/faults/figures.h"
 #include "tests/faults/library.h"
+#include "tests/support/test.h"
 
 namespace faults {
 namespace {

@@ -4,9 +4,7 @@
 
 #include <glob.h>
 
-#include <cerrno>
 #include <initializer_list>
-#include <map>
 
 namespace faults {
 namespace {

@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/faults/comparison.h"
 
-#include <algorithm>
-
 #include "tests/faults/account.h"
 #include "tests/faults/library.h"
 

@@ -2,10 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <optional>
-#include <string>
-#include <vector>
-
 #include "tests/faults/simulatedController.h"
 #include "tests/faults/story.h"
 #include "tests/faults/subject.h"

@@ -1,18 +1,6 @@
 // The library in difficult hosts: its behaviour must not change.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <dlfcn.h>
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/stat.h>
 #include <sys/time.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <atomic>
-#include <cerrno>
-#include <cstdlib>
-#include <limits>
 
 #include "include/zuqxmtk.h"
 #include "tests/faults/account.h"
@@ -22,6 +10,7 @@
 #include "tests/faults/story.h"
 #include "tests/support/numericLocale.h"
 #include "tests/support/statusHolder.h"
+#include "tests/support/test.h"
 
 namespace faults {
 namespace {

@@ -1,26 +1,12 @@
 // Replaces C library functions by a simulated controller's.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <dirent.h>
-#include <fcntl.h>
 #include <glob.h>
 #include <link.h>
-#include <signal.h>
 #include <spawn.h>
 #include <sys/ioctl.h>
 #include <sys/select.h>
 #include <sys/syscall.h>
 #include <sys/timex.h>
-#include <syslog.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <cstdarg>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <ctime>
-#include <string>
 
 #include "tests/faults/standIn.h"
 

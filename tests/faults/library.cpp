@@ -2,9 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/faults/library.h"
 
-#include <cerrno>
-#include <string>
-
 #include "include/zuqxmtk.h"
 #include "tests/faults/interposition.h"
 #include "tests/support/statusHolder.h"

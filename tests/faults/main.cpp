@@ -1,12 +1,7 @@
 // Runs the sweeps and prints their figures last.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gtest/gtest.h>
-#include <sys/resource.h>
-
-#include <chrono>
-#include <iostream>
-
 #include "tests/faults/figures.h"
+#include "tests/support/test.h"
 
 faults::Figures& faults::figures() {
     static Figures figures;

@@ -1,13 +1,9 @@
 // Behaviour that looks wrong and is required: one test each, so that no repair goes unnoticed.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cerrno>
-
 #include "tests/faults/comparison.h"
 #include "tests/faults/library.h"
 #include "tests/faults/story.h"
+#include "tests/support/test.h"
 
 namespace faults {
 namespace {

@@ -2,13 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/faults/simulatedController.h"
 
-#include <dirent.h>
 #include <linux/ptp_clock.h>
-#include <pthread.h>
-
-#include <algorithm>
-#include <cerrno>
-#include <cstring>
 
 namespace faults {
 namespace {

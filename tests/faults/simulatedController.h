@@ -2,16 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <array>
-#include <atomic>
-#include <cstdint>
-#include <deque>
-#include <map>
-#include <mutex>
-#include <optional>
-#include <string>
-#include <string_view>
-#include <vector>
+#include "tests/support/standard.h"
 
 namespace faults {
 

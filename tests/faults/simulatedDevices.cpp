@@ -4,9 +4,6 @@
 #include <linux/ptp_clock.h>
 #include <net/if.h>
 
-#include <cerrno>
-#include <cstring>
-
 #include "tests/faults/simulatedController.h"
 
 namespace faults {

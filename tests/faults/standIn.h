@@ -2,14 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <dlfcn.h>
-#include <pthread.h>
-#include <unistd.h>
-
-#include <atomic>
-#include <cerrno>
-#include <utility>
-
 #include "tests/faults/allocationFaults.h"
 #include "tests/faults/interposition.h"
 

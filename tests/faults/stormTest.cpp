@@ -1,21 +1,12 @@
 // Many concurrent threads of a host, with the library's own: for the thread sanitizer, and with a watchdog.
 // HALVEX_STORM_CALLS sets the number of calls; the default suits every test run.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <atomic>
-#include <cstdlib>
-#include <iostream>
-#include <thread>
-#include <vector>
-
 #include "include/zuqxmtk.h"
 #include "tests/faults/interposition.h"
 #include "tests/faults/simulatedController.h"
 #include "tests/faults/subject.h"
 #include "tests/support/statusHolder.h"
+#include "tests/support/test.h"
 
 namespace faults {
 namespace {

@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/faults/story.h"
 
-#include <stdexcept>
-
 namespace faults {
 namespace {
 

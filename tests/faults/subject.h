@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <cstdint>
-
 #include "tests/faults/simulatedController.h"
 
 namespace faults {

@@ -1,14 +1,7 @@
 // Runs the library's threads one at a time.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <pthread.h>
 #include <sys/syscall.h>
 
-#include <algorithm>
-#include <atomic>
-#include <cerrno>
-#include <cstdint>
-#include <ctime>
-#include <memory>
 #include <semaphore>
 
 #include "tests/faults/standIn.h"

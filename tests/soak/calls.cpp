@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/soak/calls.h"
 
-#include <string_view>
-
 #include "board/wire/ptp.h"
 #include "board/wire/timex.h"
 #include "tests/soak/faultPlan.h"

@@ -2,9 +2,8 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <cstdint>
-
 #include "board/preload/boardCore.h"
+#include "tests/support/standard.h"
 
 namespace soak {
 

@@ -2,10 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/soak/census.h"
 
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-
 #include "board/preload/descriptors.h"
 #include "tests/support/processCensus.h"
 

@@ -2,10 +2,8 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <array>
-#include <cstdint>
-
 #include "board/model/board.h"
+#include "tests/support/standard.h"
 
 namespace soak {
 

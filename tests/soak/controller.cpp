@@ -2,11 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/soak/controller.h"
 
-#include <csignal>
-#include <cstdio>
-#include <cstdlib>
-#include <utility>
-
 #include "board/preload/boardLife.h"
 #include "board/preload/waiting.h"
 #include "board/scenario/scenario.h"

@@ -2,10 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <array>
-#include <cstdint>
-#include <functional>
-
 #include "board/model/board.h"
 #include "tests/soak/faultPlan.h"
 

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/soak/faultPlan.h"
 
-#include <cerrno>
 #include <span>
 
 namespace soak {

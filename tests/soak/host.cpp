@@ -2,12 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/soak/host.h"
 
-#include <sys/wait.h>
-
-#include <algorithm>
-#include <csignal>
-#include <cstdlib>
-
 #include "include/zuqxmtk.h"
 #include "tests/soak/calls.h"
 #include "tests/soak/ledger.h"

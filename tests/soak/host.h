@@ -2,9 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <cstdint>
-#include <string>
-
 #include "tests/soak/census.h"
 #include "tests/soak/controller.h"
 #include "tests/soak/faultPlan.h"

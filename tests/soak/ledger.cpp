@@ -2,11 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/soak/ledger.h"
 
-#include <algorithm>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-
 #include "board/wire/driver.h"
 #include "board/wire/netInterface.h"
 #include "board/wire/ptp.h"

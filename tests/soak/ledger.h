@@ -2,13 +2,8 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <array>
-#include <cstddef>
-#include <cstdint>
-#include <string>
-#include <string_view>
-
 #include "board/model/board.h"
+#include "tests/support/standard.h"
 
 namespace soak {
 

@@ -10,10 +10,6 @@ soak::LiveMemory soak::liveMemory() noexcept { return {}; }
 
 #include <malloc.h>
 
-#include <atomic>
-#include <cerrno>
-#include <cstddef>
-
 namespace {
 
 constinit std::atomic<std::int64_t> blocks{0};

@@ -1,17 +1,6 @@
 // A soak: simulated hours of the library, with one call in a thousand failing. The last line reports the figures.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <atomic>
-#include <cerrno>
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <iomanip>
-#include <iostream>
-#include <memory>
-#include <string>
-
-#include <sys/resource.h>
 
 #include "tests/soak/calls.h"
 #include "tests/soak/controller.h"

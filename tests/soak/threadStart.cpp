@@ -3,8 +3,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/soak/threadStart.h"
 
-#include <dlfcn.h>
-#include <pthread.h>
+#include "tests/support/standard.h"
 
 namespace {
 

@@ -3,12 +3,6 @@
 #include "tests/soak/watchdog.h"
 
 #include <sys/syscall.h>
-#include <unistd.h>
-
-#include <cstdint>
-#include <cstdio>
-#include <ctime>
-#include <thread>
 
 #include "board/preload/futexLock.h"
 #include "tests/soak/ledger.h"

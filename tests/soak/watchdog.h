@@ -2,8 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <cstdint>
-#include <string>
+#include "tests/support/standard.h"
 
 namespace soak {
 

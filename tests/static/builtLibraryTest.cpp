@@ -1,14 +1,6 @@
 // Exported symbols and hardening of the built library.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <array>
-#include <cstdio>
-#include <memory>
-#include <sstream>
-#include <string>
-#include <vector>
+#include "tests/support/test.h"
 
 namespace builtLibraryTest {
 

@@ -1,21 +1,8 @@
 // No circular dependencies between objects, from the symbols of everything that ships and from the module's sources.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <functional>
-#include <iterator>
-#include <map>
-#include <memory>
 #include <regex>
-#include <set>
-#include <sstream>
-#include <string>
-#include <vector>
+
+#include "tests/support/test.h"
 
 namespace circlesTest {
 

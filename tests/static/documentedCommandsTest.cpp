@@ -1,20 +1,9 @@
 // Every command in a document is run by a test: here, by another one, or in continuous integration.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstdlib>
-#include <filesystem>
-#include <map>
 #include <regex>
-#include <set>
-#include <sstream>
-#include <string>
-#include <vector>
 
 #include "tests/support/files.h"
+#include "tests/support/test.h"
 
 namespace documentedCommandsTest {
 

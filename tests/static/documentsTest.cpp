@@ -1,19 +1,9 @@
 // The targets, files and names that the documents mention exist.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstdlib>
-#include <filesystem>
-#include <map>
 #include <regex>
-#include <set>
-#include <sstream>
-#include <string>
-#include <vector>
 
 #include "tests/support/files.h"
+#include "tests/support/test.h"
 
 namespace documentsTest {
 

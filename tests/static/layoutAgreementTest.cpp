@@ -6,11 +6,6 @@
 #include <net/if.h>
 #include <sys/timex.h>
 
-#include <gtest/gtest.h>
-
-#include <cstddef>
-#include <cstring>
-
 #include "board/wire/driver.h"
 #include "board/wire/netInterface.h"
 #include "board/wire/paths.h"
@@ -20,6 +15,7 @@
 #include "interfaces/iInterfaceProxy_HorlixFpga.h"
 #include "interfaces/interfaceIdentifiers.h"
 #include "source/zuHalvexTimekeeper/i210EpochHelpers.h"
+#include "tests/support/test.h"
 
 namespace layoutAgreementTest {
 

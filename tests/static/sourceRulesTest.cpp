@@ -1,18 +1,9 @@
 // The dependency and naming rules of the tree, checked on its files.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <filesystem>
-#include <map>
 #include <regex>
-#include <set>
-#include <sstream>
-#include <string>
-#include <vector>
 
 #include "tests/support/files.h"
+#include "tests/support/test.h"
 
 namespace sourceRulesTest {
 

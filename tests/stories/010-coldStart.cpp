@@ -1,7 +1,5 @@
 // Story 010: a controller is switched on with clocks from nanoseconds to seconds apart.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-
 #include "tests/stories/controller.h"
 
 namespace coldStart {

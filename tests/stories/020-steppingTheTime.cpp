@@ -1,7 +1,5 @@
 // Story 020: the host steps the time, and every clock follows.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-
 #include "tests/stories/controller.h"
 
 namespace steppingTheTime {

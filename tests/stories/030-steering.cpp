@@ -1,9 +1,5 @@
 // Story 030: the host steers the oscillator, and every clock of the board changes its rate.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <fcntl.h>
-#include <gmock/gmock.h>
-#include <unistd.h>
-
 #include "tests/stories/controller.h"
 
 namespace steering {

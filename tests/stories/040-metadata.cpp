@@ -1,7 +1,5 @@
 // Story 040: the host describes its time reference, and the FPGA receives it.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-
 #include "tests/stories/controller.h"
 
 namespace metadata {

@@ -1,7 +1,5 @@
 // Story 050: interfaces go down, an FPGA stops, a clock is reset behind the library's back, phc2sys dies.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-
 #include "tests/stories/controller.h"
 
 namespace clocksThatComeAndGo {

@@ -1,7 +1,5 @@
 // Story 060: initialisation on controllers with missing or failing hardware.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-
 #include "tests/stories/controller.h"
 #include "tests/support/processCensus.h"
 

@@ -1,7 +1,5 @@
 // Story 070: a driver fails during a call of the host, or between two of them.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-
 #include "tests/stories/controller.h"
 
 namespace errors {

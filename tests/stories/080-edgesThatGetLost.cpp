@@ -1,7 +1,5 @@
 // Story 080: pulses are missed, stale time stamps appear, both edges are stamped.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-
 #include "tests/stories/controller.h"
 
 namespace edgesThatGetLost {

@@ -1,7 +1,5 @@
 // Story 100: twenty minutes with everything in motion, and many short sessions.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-
 #include <random>
 
 #include "tests/stories/controller.h"

@@ -2,13 +2,8 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <cstdint>
-#include <map>
-#include <memory>
-#include <string>
-#include <vector>
-
 #include "board/model/board.h"
+#include "tests/support/standard.h"
 
 namespace stories {
 

@@ -2,10 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/stories/controller.h"
 
-#include <algorithm>
-#include <cstdlib>
-#include <cstring>
-#include <iostream>
 #include <nlohmann/json.hpp>
 
 #include "board/scenario/scenario.h"

@@ -2,18 +2,10 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <memory>
-#include <optional>
-#include <string>
-#include <string_view>
-#include <vector>
-
 #include "include/zuqxmtk.h"
 #include "tests/stories/backend.h"
 #include "tests/support/statusHolder.h"
+#include "tests/support/test.h"
 #include "tests/support/usualBoard.h"
 
 namespace stories {

@@ -2,8 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/support/allocationCount.h"
 
-#include <cstdlib>
-#include <new>
+#include "tests/support/standard.h"
 
 namespace {
 

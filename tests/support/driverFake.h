@@ -2,17 +2,8 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <cerrno>
-#include <cstdint>
-#include <cstring>
-#include <functional>
-#include <map>
-#include <string>
-#include <vector>
-
 #include "tests/support/libcHooks.h"
+#include "tests/support/test.h"
 
 namespace testsupport {
 

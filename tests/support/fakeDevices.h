@@ -2,18 +2,10 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <cstdint>
-#include <deque>
-#include <functional>
-#include <map>
-#include <memory>
-#include <string>
-#include <utility>
-#include <vector>
-
 #include "source/zuHalvexTimekeeper/epochDeviceInterface.h"
 #include "source/zuHalvexTimekeeper/freqSteeringDeviceInterface.h"
 #include "source/zuHalvexTimekeeper/timekeeperInterface.h"
+#include "tests/support/standard.h"
 #include "zuerr/exception.h"
 #include "zuerr/status.h"
 

@@ -2,18 +2,8 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/support/libcHooks.h"
 
-#include <dlfcn.h>
-#include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
-#include <syslog.h>
-#include <unistd.h>
-
-#include <cstdarg>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <mutex>
 
 #include "tests/support/files.h"
 

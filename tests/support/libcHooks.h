@@ -2,18 +2,11 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <dirent.h>
 #include <glob.h>
-#include <pthread.h>
 #include <spawn.h>
 #include <sys/types.h>
-#include <time.h>
 
-#include <cstdio>
-#include <functional>
-#include <string>
-#include <utility>
-#include <vector>
+#include "tests/support/standard.h"
 
 namespace testsupport {
 

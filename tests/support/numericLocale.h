@@ -3,9 +3,6 @@
 #pragma once
 
 #include <clocale>
-#include <cstdlib>
-#include <fstream>
-#include <string>
 
 #include "tests/support/files.h"
 

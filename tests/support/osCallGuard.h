@@ -2,10 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <atomic>
-#include <cerrno>
-#include <functional>
-#include <utility>
+#include "tests/support/standard.h"
 
 namespace testsupport {
 

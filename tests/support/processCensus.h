@@ -2,14 +2,9 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <dirent.h>
 #include <sys/types.h>
 
-#include <cstdlib>
-#include <fstream>
-#include <optional>
-#include <sstream>
-#include <string>
+#include "tests/support/standard.h"
 
 namespace testsupport {
 

@@ -2,12 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <ostream>
-#include <string>
-
+#include "tests/support/test.h"
 #include "zuerr/exception.h"
 
 namespace testsupport {

@@ -2,12 +2,9 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <nlohmann/json.hpp>
-#include <string>
 
+#include "tests/support/standard.h"
 #include "zuerr/zuerr_Status.h"
 
 namespace testsupport {

@@ -1,11 +1,8 @@
 // The timed lock of a chosen clock for thread sanitizers, which do not support it.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <pthread.h>
 #include <sys/syscall.h>
-#include <unistd.h>
 
-#include <cstdint>
-#include <ctime>
+#include "tests/support/standard.h"
 
 /// The sanitizers of gcc 12 and clang 14 would consider a mutex locked by this call free. They know the lock on the
 /// real-time clock, which is never stepped under a sanitizer; the chosen clock may be a simulated one.

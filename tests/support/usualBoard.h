@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <string_view>
+#include "tests/support/standard.h"
 
 namespace testsupport {
 

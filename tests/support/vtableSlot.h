@@ -2,8 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <cstddef>
-#include <cstring>
+#include "tests/support/standard.h"
 
 namespace testsupport {
 

@@ -2,22 +2,11 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/system/machine.h"
 
-#include <fcntl.h>
 #include <net/if.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <unistd.h>
-
-#include <csignal>
-#include <cstdlib>
-#include <cstring>
-#include <ctime>
-#include <fstream>
-#include <mutex>
-#include <sstream>
-#include <thread>
 
 #include "tests/support/processCensus.h"
 

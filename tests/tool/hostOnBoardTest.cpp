@@ -1,15 +1,8 @@
 // Tests of halvexctl and of the demo with the real library on the simulated controller.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <array>
-#include <cmath>
-#include <fstream>
 #include <nlohmann/json.hpp>
 
+#include "tests/support/test.h"
 #include "tests/tool/programRun.h"
 
 namespace halvexctl::hostOnBoardTest {

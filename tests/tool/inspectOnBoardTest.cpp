@@ -1,17 +1,9 @@
 // Tests of the verbs that inspect the controller, on the simulated one.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <nlohmann/json.hpp>
 #include <regex>
-#include <sstream>
 
+#include "tests/support/test.h"
 #include "tests/tool/programRun.h"
 
 namespace halvexctl::inspectOnBoardTest {

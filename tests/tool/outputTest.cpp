@@ -1,12 +1,8 @@
 // Tests of both programs with an unwritable standard output, on the simulated controller.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
+#include "tests/support/test.h"
 #include "tests/tool/programRun.h"
 
 namespace halvexctl::outputTest {

@@ -2,12 +2,9 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/tool/programRun.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <signal.h>
 #include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
+
+#include "tests/support/test.h"
 
 namespace halvexctl {
 

@@ -1,18 +1,9 @@
 // Tests of recording a session and reporting it, with the real library on the simulated controller.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <map>
 #include <nlohmann/json.hpp>
 #include <regex>
-#include <sstream>
 
+#include "tests/support/test.h"
 #include "tests/tool/programRun.h"
 
 namespace halvexctl::recordOnBoardTest {

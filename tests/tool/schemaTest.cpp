@@ -1,17 +1,9 @@
 // Tests that the output of halvexctl --json matches the published schemas.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <fstream>
 #include <nlohmann/json.hpp>
-#include <set>
-#include <sstream>
 
 #include "host/cli/verbTable.h"
+#include "tests/support/test.h"
 #include "tests/tool/programRun.h"
 
 namespace halvexctl::schemaTest {

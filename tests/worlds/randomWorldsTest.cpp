@@ -1,23 +1,10 @@
 // 100,000 random worlds, each aligned by the library and by an independent implementation of alignment. Calls, steps,
 // log lines and the final error must be equal.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gtest/gtest.h>
-#include <syslog.h>
-
-#include <cstdarg>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <iostream>
-#include <memory>
-#include <optional>
 #include <random>
-#include <set>
-#include <stdexcept>
-#include <string>
-#include <vector>
 
 #include "source/zuHalvexTimekeeper/epochAlignment.h"
+#include "tests/support/test.h"
 #include "zuerr/exception.h"
 
 namespace randomWorldsTest {

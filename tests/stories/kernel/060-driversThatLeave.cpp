@@ -1,7 +1,5 @@
 // Story 060: the oscillator's driver is unbound, at the start and later.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-
 #include "tests/stories/controller.h"
 #include "tests/system/machine.h"
 

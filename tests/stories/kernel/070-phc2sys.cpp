@@ -1,13 +1,5 @@
 // Story 070: phc2sys is killed, missing, or exits at once.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <signal.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <fstream>
-
-#include <gmock/gmock.h>
-
 #include "tests/stories/controller.h"
 #include "tests/system/machine.h"
 

@@ -1,8 +1,5 @@
 // Story 090: many epochs, checking each stamp and step.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <cstdio>
-#include <map>
-
 #include "tests/stories/controller.h"
 #include "tests/system/machine.h"
 

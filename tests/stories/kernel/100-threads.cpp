@@ -1,9 +1,5 @@
 // Story 100: host threads call everything concurrently while hardware comes and goes.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <atomic>
-#include <functional>
-#include <thread>
-
 #include "tests/stories/controller.h"
 #include "tests/system/machine.h"
 

@@ -1,15 +1,9 @@
 // Story 110: halvexctl on a real kernel: checks, map, samples, explanations.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <fcntl.h>
 #include <linux/capability.h>
-#include <signal.h>
 #include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstdio>
 #include <nlohmann/json.hpp>
-#include <thread>
 
 #include "tests/stories/controller.h"
 #include "tests/system/machine.h"

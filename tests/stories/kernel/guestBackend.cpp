@@ -1,10 +1,5 @@
 // Backend for stories on the board in the guest's own kernel.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <signal.h>
-
-#include <sstream>
-#include <stdexcept>
-
 #include "board/scenario/kernelCommands.h"
 #include "tests/stories/backend.h"
 #include "tests/system/machine.h"

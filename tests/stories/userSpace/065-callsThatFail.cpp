@@ -1,7 +1,5 @@
 // Story 065: failures of calls that a real kernel always answers itself.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-
 #include "tests/stories/userSpace/controller.h"
 
 namespace callsThatFail {

@@ -1,7 +1,5 @@
 // Story 090: the exact system calls of each operation.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-
 #include "tests/stories/userSpace/controller.h"
 
 namespace whatIsCalled {

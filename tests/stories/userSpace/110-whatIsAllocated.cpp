@@ -1,9 +1,5 @@
 // Story 110: success paths allocate nothing.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-
-#include <atomic>
-
 #include "tests/stories/userSpace/controller.h"
 
 #ifdef HALVEX_SANITIZER

@@ -1,9 +1,5 @@
 // Story 120: every step falls short by 1.5 us; compares single steps with doubling every other one.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-
-#include <utility>
-
 #include "source/zuHalvexTimekeeper/epochAlignment.h"
 #include "source/zuHalvexTimekeeper/ferroxEpochDevice.h"
 #include "source/zuHalvexTimekeeper/i210EpochDevice.h"

@@ -1,8 +1,6 @@
 // Story 130: a failed request on a PTP clock closes its descriptor and keeps the number, which another clock then gets.
 // The library keeps this on purpose; a host can recover.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-
 #include "tests/stories/userSpace/controller.h"
 
 namespace aNumberThatOutlivesItsDescriptor {

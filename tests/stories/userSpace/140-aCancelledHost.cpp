@@ -1,10 +1,5 @@
 // Story 140: the host cancels its calling threads.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-#include <pthread.h>
-
-#include <functional>
-
 #include "tests/stories/controller.h"
 #include "tests/support/processCensus.h"
 

@@ -3,8 +3,6 @@
 #pragma once
 
 #include <nlohmann/json.hpp>
-#include <string>
-#include <vector>
 
 #include "board/preload/linkedBoard.h"
 #include "tests/stories/controller.h"

@@ -1,8 +1,5 @@
 // Backend for stories on the board linked into the program.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <memory>
-#include <stdexcept>
-
 #include "board/scenario/callNames.h"
 #include "tests/stories/userSpace/controller.h"
 

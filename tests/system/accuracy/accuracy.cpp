@@ -1,14 +1,6 @@
 // An hour on the virtual controller: the true difference of every clock to the master, second by second, as numbers and
 // as a picture. Writes the picture (SVG) to the file named by its argument; exits with 1 if a clock leaves its range.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <algorithm>
-#include <cmath>
-#include <cstdio>
-#include <cstdlib>
-#include <map>
-#include <string>
-#include <vector>
-
 #include "include/zuqxmtk.h"
 #include "tests/support/statusHolder.h"
 #include "tests/system/machine.h"

@@ -4,9 +4,6 @@
 
 #include <sys/types.h>
 
-#include <string>
-#include <vector>
-
 #include "tests/system/machine.h"
 
 namespace peers {

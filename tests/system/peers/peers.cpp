@@ -1,15 +1,7 @@
 // From a cold start to aligned clocks in the virtual machine: the library and the linuxptp programs on the same boards.
 // Usage: peers SECONDS SEEDS >RESULTS; one JSON object per line: one per run, and last the cost of a reading.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <algorithm>
-#include <cstdio>
-#include <cstdlib>
-#include <ctime>
-#include <map>
-#include <memory>
 #include <random>
-#include <string>
-#include <vector>
 
 #include "tests/system/machine.h"
 #include "tests/system/peers/contenders.h"

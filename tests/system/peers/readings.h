@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <string>
+#include "tests/support/standard.h"
 
 namespace peers {
 

@@ -2,14 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/unit/host/fakePlugin.h"
 
-#include <time.h>
-
-#include <cstdlib>
-#include <cstring>
-#include <fstream>
-#include <sstream>
-#include <stdexcept>
-
 #include "zuqxmtk.h"
 
 #define FAKE_EXPORT extern "C" __attribute__((visibility("default")))

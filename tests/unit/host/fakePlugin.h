@@ -2,9 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <cstdint>
-#include <string>
-#include <vector>
+#include "tests/support/standard.h"
 
 namespace fakeplugin {
 

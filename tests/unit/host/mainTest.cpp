@@ -1,15 +1,8 @@
 // Tests of the program as a child process with a fake library: exit codes, streams, signals.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <unistd.h>
-
-#include <array>
-#include <cstdlib>
 #include <nlohmann/json.hpp>
 
+#include "tests/support/test.h"
 #include "tests/tool/programRun.h"
 #include "tests/unit/host/fakePlugin.h"
 

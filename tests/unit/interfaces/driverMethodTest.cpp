@@ -2,8 +2,9 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "interfaces/driverMethod.h"
 
-#include <gtest/gtest.h>
 #include <linux/ioctl.h>
+
+#include "tests/support/test.h"
 
 namespace nHALVEXTIMEKEEPER_18_1::driverMethodTest {
 

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "interfaces/interfaceIdentifiers.h"
 
-#include <gtest/gtest.h>
+#include "tests/support/test.h"
 
 namespace nHALVEXTIMEKEEPER_18_1::interfaceIdentifiersTest {
 

@@ -2,14 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <cerrno>
-#include <cstring>
-#include <functional>
-#include <ostream>
-#include <string>
-
 #include "tests/support/driverFake.h"
 #include "zuplat/platStatus.h"
 

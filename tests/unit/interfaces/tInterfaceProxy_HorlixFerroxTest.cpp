@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "interfaces/tInterfaceProxy_HorlixFerrox.h"
 
-#include <gtest/gtest.h>
-
 #include "tests/support/allocationCount.h"
 #include "tests/support/vtableSlot.h"
 #include "tests/unit/interfaces/proxyTest.h"

@@ -2,12 +2,8 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuerr/errorInformation.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
 #include "tests/support/statusHolder.h"
+#include "tests/support/test.h"
 #include "zuerr/status.h"
 
 namespace errorInformationTest {

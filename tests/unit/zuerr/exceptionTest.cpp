@@ -2,12 +2,8 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuerr/exception.h"
 
-#include <gtest/gtest.h>
-
-#include <exception>
-#include <string>
-
 #include "tests/support/statusHolder.h"
+#include "tests/support/test.h"
 #include "tests/support/vtableSlot.h"
 #include "zuerr/codes.h"
 #include "zuerr/status.h"

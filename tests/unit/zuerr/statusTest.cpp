@@ -2,18 +2,10 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuerr/status.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/mman.h>
-#include <unistd.h>
-
-#include <array>
-#include <cstring>
-#include <string>
-#include <string_view>
-#include <vector>
 
 #include "tests/support/statusHolder.h"
+#include "tests/support/test.h"
 
 namespace statusTest {
 

@@ -2,12 +2,9 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zujsonlh/CppJson.h"
 
-#include <gtest/gtest.h>
 #include <locale.h>
 
 #include <clocale>
-#include <cstdlib>
-#include <string>
 
 #include "tests/support/numericLocale.h"
 #include "tests/support/raisedError.h"

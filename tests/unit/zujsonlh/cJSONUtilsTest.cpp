@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zujsonlh/cJSONUtils.h"
 
-#include <gtest/gtest.h>
-
 #include "tests/support/raisedError.h"
 #include "zujsonlh/CppJson.h"
 

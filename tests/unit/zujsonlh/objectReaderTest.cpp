@@ -2,12 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zujsonlh/objectReader.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <memory>
-#include <new>
-#include <string>
+#include "tests/support/test.h"
 
 namespace zujsonlh::objectReaderTest {
 

@@ -2,11 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuplat/platStatus.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstring>
-#include <string>
+#include "tests/support/test.h"
 
 namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000::platStatusTest {
 

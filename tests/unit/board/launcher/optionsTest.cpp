@@ -2,8 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/launcher/options.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include "tests/support/test.h"
 
 using namespace halvexboard;
 using testing::AllOf;

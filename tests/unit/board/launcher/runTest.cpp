@@ -1,19 +1,7 @@
 // Tests of halvexboard as a user runs it: programs on the board, traces, messages, exit codes.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <sys/wait.h>
-#include <unistd.h>
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <string>
-#include <vector>
-
 #include "tests/support/files.h"
+#include "tests/support/test.h"
 
 namespace runTest {
 

@@ -3,15 +3,8 @@
 #ifndef HALVEX_TESTS_UNIT_BOARD_MODEL_BOARDFIXTURE_H
 #define HALVEX_TESTS_UNIT_BOARD_MODEL_BOARDFIXTURE_H
 
-#include <gtest/gtest.h>
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <memory>
-#include <string>
-#include <vector>
-
 #include "board/model/board.h"
+#include "tests/support/test.h"
 
 namespace halvexboard {
 

@@ -1,11 +1,10 @@
 // Decimal numbers, read and written without floating point.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gtest/gtest.h>
-#include <cstring>
-#include <string>
 
 extern "C" {
 #include "board/model/decimal.h"
+
+#include "tests/support/test.h"
 }
 
 namespace decimalTest {

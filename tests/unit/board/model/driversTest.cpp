@@ -2,9 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 
-#include <cerrno>
-#include <cstring>
-
 #include "board/wire/driver.h"
 
 namespace halvexboard::driversTest {

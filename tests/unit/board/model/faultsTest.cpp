@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 
-#include <cerrno>
-
 namespace halvexboard::faultsTest {
 
 class Faults : public BoardFixture {

@@ -1,10 +1,10 @@
 // Time lines: exact at any rate, over any time, through any number of changes.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gtest/gtest.h>
-#include <cstdint>
 
 extern "C" {
 #include "board/model/line.h"
+
+#include "tests/support/test.h"
 }
 
 namespace lineTest {

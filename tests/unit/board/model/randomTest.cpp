@@ -1,10 +1,10 @@
 // Reproducible random numbers: independent streams, Gaussian width.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gtest/gtest.h>
-#include <cmath>
 
 extern "C" {
 #include "board/model/random.h"
+
+#include "tests/support/test.h"
 }
 
 namespace randomTest {

@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "boardFixture.h"
 
-#include <cerrno>
-
 namespace halvexboard::si514Test {
 
 class Si514 : public BoardFixture {

@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <glob.h>
 #include <sys/select.h>
-#include <cstring>
-#include <fstream>
 
 #include "tests/unit/board/preload/boardOn.h"
 

@@ -2,22 +2,14 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <fcntl.h>
 #include <sys/ioctl.h>
-#include <time.h>
-#include <unistd.h>
-#include <cerrno>
-#include <cstdint>
-#include <memory>
-#include <string>
 
 #include "board/preload/linkedBoard.h"
 #include "board/wire/driver.h"
 #include "board/wire/netInterface.h"
 #include "board/wire/paths.h"
 #include "board/wire/ptp.h"
+#include "tests/support/test.h"
 
 namespace boardtest {
 

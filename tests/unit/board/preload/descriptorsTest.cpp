@@ -1,8 +1,5 @@
 // Tests of the board's descriptors: real ones, shared by duplicates, removed on close.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <sys/resource.h>
-#include <sys/stat.h>
-
 #include "tests/unit/board/preload/boardOn.h"
 
 using namespace boardtest;

@@ -1,12 +1,9 @@
 // Tests of the PTP clocks: capabilities, pins, time stamps, waiting for them, and interface requests on sockets.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <poll.h>
-#include <sys/resource.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/timex.h>
-#include <cstring>
-#include <vector>
 
 #include "tests/unit/board/preload/boardOn.h"
 

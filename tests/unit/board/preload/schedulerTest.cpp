@@ -1,12 +1,6 @@
 // Tests of the deterministic scheduler: equal seeds give equal runs, whatever the threads do.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <sys/timex.h>
-#include <atomic>
-#include <chrono>
-#include <condition_variable>
-#include <mutex>
-#include <thread>
-#include <vector>
 
 #include "tests/unit/board/preload/boardOn.h"
 

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <sys/time.h>
 #include <sys/timex.h>
-#include <chrono>
 
 #include "tests/unit/board/preload/boardOn.h"
 

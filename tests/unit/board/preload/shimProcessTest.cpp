@@ -1,8 +1,6 @@
 // Tests of phc2sys: started, signalled and reaped as a real child, disciplining the simulated system clock.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <spawn.h>
-#include <sys/wait.h>
-#include <csignal>
 
 #include "tests/unit/board/preload/boardOn.h"
 

@@ -1,12 +1,6 @@
 // Tests of the board's files: looked up, listed, read and written like the real ones.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <dirent.h>
 #include <glob.h>
-#include <gmock/gmock.h>
-#include <sys/stat.h>
-#include <fstream>
-#include <sstream>
-#include <vector>
 
 #include "tests/unit/board/preload/boardOn.h"
 

@@ -1,19 +1,10 @@
 // Tests of waiting in virtual time: all ways in which threads wait for time or for each other.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <poll.h>
-#include <pthread.h>
 #include <semaphore.h>
 #include <spawn.h>
 #include <sys/select.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
-#include <atomic>
-#include <chrono>
-#include <condition_variable>
-#include <csignal>
-#include <future>
-#include <mutex>
-#include <thread>
 
 #include "tests/unit/board/preload/boardOn.h"
 

@@ -2,9 +2,8 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/scenario/kernelCommands.h"
 
-#include <gmock/gmock.h>
-
 #include "board/scenario/scenario.h"
+#include "tests/support/test.h"
 
 namespace halvexboard::kernelCommandsTest {
 

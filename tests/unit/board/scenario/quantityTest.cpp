@@ -2,9 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/scenario/quantity.h"
 
-#include <gtest/gtest.h>
-#include <cmath>
-#include <limits>
+#include "tests/support/test.h"
 
 namespace halvexboard::quantityTest {
 

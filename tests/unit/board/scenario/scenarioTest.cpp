@@ -2,23 +2,12 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/scenario/scenario.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <algorithm>
-#include <array>
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <memory>
-#include <vector>
-
 #include "board/scenario/vocabulary.h"
 #include "board/trace/traceLine.h"
 #include "board/wire/driver.h"
 #include "board/wire/ptp.h"
 #include "board/wire/timex.h"
+#include "tests/support/test.h"
 
 namespace halvexboard::scenarioTest {
 

@@ -3,9 +3,8 @@
 #include "board/trace/jsonLine.h"
 
 #include <cjson/cJSON.h>
-#include <gtest/gtest.h>
-#include <limits>
-#include <string>
+
+#include "tests/support/test.h"
 
 namespace halvexboard::jsonLineTest {
 

@@ -3,20 +3,12 @@
 #include "board/trace/traceLine.h"
 
 #include <cjson/cJSON.h>
-#include <gtest/gtest.h>
-
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
-#include <fstream>
-#include <memory>
-#include <string>
-#include <vector>
 
 #include "board/wire/driver.h"
 #include "board/wire/ptp.h"
 #include "tests/support/allocationCount.h"
 #include "tests/support/files.h"
+#include "tests/support/test.h"
 
 namespace halvexboard::traceLineTest {
 

@@ -2,9 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/trace/traceSummary.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sstream>
+#include "tests/support/test.h"
 
 namespace halvexboard::traceSummaryTest {
 

@@ -2,15 +2,10 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/cli/command.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdio>
-#include <fstream>
-#include <set>
-
 #include "host/cli/help.h"
 #include "host/cli/usageError.h"
 #include "host/cli/verbTable.h"
+#include "tests/support/test.h"
 
 namespace halvexctl::commandTest {
 

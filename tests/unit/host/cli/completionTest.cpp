@@ -2,17 +2,9 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/cli/completion.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <unistd.h>
-
-#include <algorithm>
-#include <filesystem>
-#include <sstream>
-
 #include "host/cli/verbTable.h"
 #include "host/errors/catalogue.h"
+#include "tests/support/test.h"
 #include "tests/tool/programRun.h"
 
 namespace halvexctl::completionTest {

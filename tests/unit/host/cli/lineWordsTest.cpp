@@ -2,9 +2,8 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/cli/lineWords.h"
 
-#include <gtest/gtest.h>
-
 #include "host/cli/usageError.h"
+#include "tests/support/test.h"
 
 namespace halvexctl::lineWordsTest {
 

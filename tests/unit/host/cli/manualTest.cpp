@@ -2,10 +2,8 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/cli/manual.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "host/cli/verbTable.h"
+#include "tests/support/test.h"
 #include "tests/tool/programRun.h"
 
 namespace halvexctl::manualTest {

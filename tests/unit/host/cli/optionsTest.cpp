@@ -2,12 +2,11 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/cli/options.h"
 
-#include <gtest/gtest.h>
-
 #include "host/cli/completion.h"
 #include "host/cli/help.h"
 #include "host/cli/manual.h"
 #include "host/cli/verbTable.h"
+#include "tests/support/test.h"
 
 namespace halvexctl::optionsTest {
 

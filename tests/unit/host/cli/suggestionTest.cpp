@@ -2,9 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/cli/suggestion.h"
 
-#include <gtest/gtest.h>
-
-#include <array>
+#include "tests/support/test.h"
 
 namespace halvexctl::suggestionTest {
 

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/clocks/crossReading.h"
 
-#include <gtest/gtest.h>
+#include "tests/support/test.h"
 
 namespace halvexctl::crossReadingTest {
 

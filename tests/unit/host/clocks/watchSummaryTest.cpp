@@ -2,10 +2,8 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/clocks/watchSummary.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "host/clocks/metrics.h"
+#include "tests/support/test.h"
 
 namespace halvexctl::watchSummaryTest {
 

@@ -2,16 +2,11 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/errors/explanation.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <map>
 #include <regex>
-#include <set>
 
 #include "host/cli/usageError.h"
 #include "host/errors/catalogue.h"
+#include "tests/support/test.h"
 #include "tests/tool/programRun.h"
 
 namespace halvexctl::explanationTest {

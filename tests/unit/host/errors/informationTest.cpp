@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/errors/information.h"
 
-#include <gtest/gtest.h>
+#include "tests/support/test.h"
 
 namespace halvexctl::informationTest {
 

@@ -2,10 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/inspect/doctor.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <set>
+#include "tests/support/test.h"
 
 namespace halvexctl::doctorTest {
 

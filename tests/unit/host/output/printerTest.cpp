@@ -1,14 +1,10 @@
 // Tests of both printers.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gtest/gtest.h>
 #include <pty.h>
-#include <unistd.h>
-
-#include <array>
-#include <cstdlib>
 
 #include "host/output/jsonPrinter.h"
 #include "host/output/textPrinter.h"
+#include "tests/support/test.h"
 
 namespace halvexctl::printerTest {
 

@@ -2,11 +2,8 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/output/units.h"
 
-#include <gtest/gtest.h>
-
-#include <limits>
-
 #include "host/cli/usageError.h"
+#include "tests/support/test.h"
 
 namespace halvexctl::unitsTest {
 

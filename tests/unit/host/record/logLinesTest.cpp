@@ -1,12 +1,8 @@
 // Tests of collecting log lines for a record.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <syslog.h>
-
-#include <thread>
-
 #include "host/record/logLines.h"
+
+#include "tests/support/test.h"
 
 namespace halvexctl::logLinesTest {
 

@@ -1,9 +1,8 @@
 // Tests of events detected between two samples.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "host/record/sampleEvents.h"
+
+#include "tests/support/test.h"
 
 namespace halvexctl::sampleEventsTest {
 

@@ -1,9 +1,8 @@
 // Tests of finding alignment runs in a trace or a log.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "host/report/alignmentFinder.h"
+
+#include "tests/support/test.h"
 
 namespace halvexctl::alignmentFinderTest {
 

@@ -1,20 +1,11 @@
 // Tests of reading records and traces, and of the generated page.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <sys/resource.h>
-#include <sys/stat.h>
-
-#include <cmath>
-#include <csignal>
-#include <filesystem>
-#include <fstream>
 #include <system_error>
 
 #include "host/report/chronicleJson.h"
 #include "host/report/report.h"
 #include "host/report/sources.h"
+#include "tests/support/test.h"
 #include "tests/tool/programRun.h"
 
 namespace halvexctl::reportTest {

@@ -1,13 +1,8 @@
 // Tests of thinning long tables.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <limits>
-
 #include "host/report/thinning.h"
+
+#include "tests/support/test.h"
 
 namespace halvexctl::thinningTest {
 

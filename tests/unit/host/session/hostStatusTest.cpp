@@ -2,9 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/session/hostStatus.h"
 
-#include <gtest/gtest.h>
-
-#include <cstring>
+#include "tests/support/test.h"
 
 namespace halvexctl::hostStatusTest {
 

@@ -2,18 +2,11 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/session/session.h"
 
-#include <dlfcn.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <syslog.h>
-#include <unistd.h>
-
-#include <array>
-
 #include "host/cli/verbTable.h"
 #include "host/clocks/rawClock.h"
 #include "host/session/stopRequest.h"
 #include "tests/support/libcHooks.h"
+#include "tests/support/test.h"
 #include "tests/unit/host/fakePlugin.h"
 
 namespace halvexctl::sessionTest {

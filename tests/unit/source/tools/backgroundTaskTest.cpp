@@ -2,12 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/tools/backgroundTask.h"
 
-#include <gtest/gtest.h>
-#include <pthread.h>
-#include <signal.h>
-
-#include <stdexcept>
-#include <thread>
+#include "tests/support/test.h"
 
 namespace backgroundTaskTest {
 

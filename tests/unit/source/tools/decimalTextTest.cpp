@@ -2,12 +2,9 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/tools/decimalText.h"
 
-#include <gtest/gtest.h>
-
-#include <limits>
-
 #include "source/tools/errnoText.h"
 #include "tests/support/allocationCount.h"
+#include "tests/support/test.h"
 
 namespace decimalTextTest {
 

@@ -2,10 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/tools/errnoText.h"
 
-#include <gtest/gtest.h>
-
-#include <cerrno>
-#include <cstring>
+#include "tests/support/test.h"
 
 namespace errnoTextTest {
 

@@ -2,16 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/tools/fileWrapper.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <array>
-#include <cerrno>
-#include <string>
-#include <vector>
-
 #include "tests/support/allocationCount.h"
 #include "tests/support/libcHooks.h"
 #include "tests/support/processCensus.h"

@@ -2,15 +2,8 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/tools/leafMutex.h"
 
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <atomic>
-#include <mutex>
-#include <thread>
-#include <vector>
-
 #include "tests/support/processCensus.h"
+#include "tests/support/test.h"
 
 namespace leafMutexTest {
 

@@ -2,13 +2,8 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/tools/linuxFunctionHelpers.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
-#include <unistd.h>
-
-#include <limits>
 
 #include "tests/support/allocationCount.h"
 #include "tests/support/raisedError.h"

@@ -2,10 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/tools/platStatusException.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-
 #include "tests/support/raisedError.h"
 
 namespace halvexTimekeeper::platStatusExceptionTest {

@@ -2,17 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/tools/spawnPhc2Sys.h"
 
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <csignal>
-#include <cstring>
-#include <type_traits>
-#include <utility>
-#include <vector>
-
 #include "tests/support/libcHooks.h"
 #include "tests/support/raisedError.h"
 

@@ -2,23 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/callFrame.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <pthread.h>
-#include <syslog.h>
-
-#include <atomic>
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <functional>
-#include <future>
-#include <mutex>
-#include <new>
-#include <stdexcept>
-#include <thread>
-#include <vector>
-
 #include "include/zuqxmtk.h"
 #include "source/zuHalvexTimekeeper/monitoringThread.h"
 #include "tests/unit/source/zuHalvexTimekeeper/publishedTimekeeper.h"

@@ -2,12 +2,11 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/clockInterface.h"
 
-#include <gtest/gtest.h>
-
 #include "source/zuHalvexTimekeeper/ferroxEpochDevice.h"
 #include "source/zuHalvexTimekeeper/fpgaEpochDevice.h"
 #include "source/zuHalvexTimekeeper/i210EpochDevice.h"
 #include "source/zuHalvexTimekeeper/systemTimeClock.h"
+#include "tests/support/test.h"
 #include "tests/support/vtableSlot.h"
 
 namespace halvexTimekeeper::clockInterfaceTest {

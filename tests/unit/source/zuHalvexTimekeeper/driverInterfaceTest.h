@@ -3,15 +3,7 @@
 #pragma once
 
 #include <glob.h>
-#include <gtest/gtest.h>
 #include <sys/syscall.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstdint>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "source/zuHalvexTimekeeper/epochDeviceInterface.h"
 #include "tests/support/driverFake.h"

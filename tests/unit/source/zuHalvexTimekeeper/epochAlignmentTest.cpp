@@ -2,16 +2,11 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/epochAlignment.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <syslog.h>
-
-#include <limits>
 #include <random>
-#include <stdexcept>
 
 #include "tests/support/fakeDevices.h"
 #include "tests/support/libcHooks.h"
+#include "tests/support/test.h"
 #include "zuerr/codes.h"
 
 namespace epochAlignmentTest {

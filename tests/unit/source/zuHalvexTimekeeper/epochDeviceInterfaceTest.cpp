@@ -2,11 +2,10 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/epochDeviceInterface.h"
 
-#include <gtest/gtest.h>
-
 #include "source/zuHalvexTimekeeper/ferroxEpochDevice.h"
 #include "source/zuHalvexTimekeeper/fpgaEpochDevice.h"
 #include "source/zuHalvexTimekeeper/i210EpochDevice.h"
+#include "tests/support/test.h"
 #include "tests/support/vtableSlot.h"
 
 namespace halvexTimekeeper::epochDeviceInterfaceTest {

@@ -8,15 +8,7 @@
 #include <net/if.h>
 #include <sys/ioctl.h>
 
-#include <cerrno>
 #include <climits>
-#include <cstdint>
-#include <cstring>
-#include <deque>
-#include <map>
-#include <set>
-#include <string>
-#include <vector>
 
 #include "source/tools/linuxFunctionHelpers.h"
 #include "tests/support/osCallGuard.h"

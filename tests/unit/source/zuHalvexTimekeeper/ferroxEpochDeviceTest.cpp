@@ -2,11 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/ferroxEpochDevice.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <optional>
-
 #include "tests/support/allocationCount.h"
 #include "tests/unit/source/zuHalvexTimekeeper/driverInterfaceTest.h"
 

@@ -2,12 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/fpgaEpochDevice.h"
 
-#include <gtest/gtest.h>
-
 #include <boost/numeric/conversion/cast.hpp>
-#include <cstring>
-#include <filesystem>
-#include <optional>
 
 #include "tests/support/allocationCount.h"
 #include "tests/unit/source/zuHalvexTimekeeper/driverInterfaceTest.h"

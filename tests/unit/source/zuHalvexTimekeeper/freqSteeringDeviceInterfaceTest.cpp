@@ -2,9 +2,8 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/freqSteeringDeviceInterface.h"
 
-#include <gtest/gtest.h>
-
 #include "source/zuHalvexTimekeeper/si514FreqSteeringDevice.h"
+#include "tests/support/test.h"
 #include "tests/support/vtableSlot.h"
 
 namespace halvexTimekeeper::freqSteeringDeviceInterfaceTest {

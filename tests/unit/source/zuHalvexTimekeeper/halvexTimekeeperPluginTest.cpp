@@ -1,13 +1,5 @@
 // The exported functions without a status parameter.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <syslog.h>
-
-#include <algorithm>
-#include <iterator>
-#include <string>
-
 #include "include/zuqxmtk.h"
 #include "tests/support/raisedError.h"
 #include "tests/unit/source/zuHalvexTimekeeper/publishedTimekeeper.h"

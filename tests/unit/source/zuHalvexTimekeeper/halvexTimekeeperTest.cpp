@@ -2,23 +2,12 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/halvexTimekeeper.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <syslog.h>
-#include <unistd.h>
-
-#include <atomic>
-#include <cerrno>
-#include <chrono>
-#include <future>
 #include <latch>
-#include <limits>
-#include <thread>
 
 #include "tests/support/fakeDevices.h"
 #include "tests/support/libcHooks.h"
 #include "tests/support/processCensus.h"
+#include "tests/support/test.h"
 
 namespace halvexTimekeeperTest {
 

@@ -2,15 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/i210EpochDeviceFactory.h"
 
-#include <dirent.h>
-#include <gtest/gtest.h>
-#include <syslog.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <filesystem>
-#include <optional>
-
 #include "tests/support/libcHooks.h"
 #include "tests/support/processCensus.h"
 #include "tests/support/raisedError.h"

@@ -2,13 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/i210EpochDevice.h"
 
-#include <gtest/gtest.h>
-
-#include <array>
-#include <limits>
-#include <memory>
-#include <type_traits>
-
 #include "tests/support/allocationCount.h"
 #include "tests/support/raisedError.h"
 #include "tests/unit/source/zuHalvexTimekeeper/fakeI210.h"

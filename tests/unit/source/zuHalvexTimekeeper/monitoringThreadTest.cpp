@@ -2,15 +2,9 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/monitoringThread.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <syslog.h>
-
-#include <stdexcept>
-#include <thread>
-
 #include "tests/support/fakeDevices.h"
 #include "tests/support/libcHooks.h"
+#include "tests/support/test.h"
 #include "zuerr/status.h"
 
 namespace monitoringThreadTest {

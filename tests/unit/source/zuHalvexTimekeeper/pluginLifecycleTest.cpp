@@ -2,17 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/pluginLifecycle.h"
 
-#include <dlfcn.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <cerrno>
-#include <filesystem>
-#include <functional>
-#include <future>
-#include <thread>
-
 #include "include/zuqxmtk.h"
 #include "tests/unit/source/zuHalvexTimekeeper/fakeI210.h"
 #include "tests/unit/source/zuHalvexTimekeeper/publishedTimekeeper.h"

@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/pluginState.h"
 
-#include <gtest/gtest.h>
-
 #include "tests/support/raisedError.h"
 #include "tests/unit/source/zuHalvexTimekeeper/publishedTimekeeper.h"
 

@@ -2,14 +2,11 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <memory>
-
 #include "source/zuHalvexTimekeeper/pluginState.h"
 #include "tests/support/fakeDevices.h"
 #include "tests/support/libcHooks.h"
 #include "tests/support/statusHolder.h"
+#include "tests/support/test.h"
 
 namespace testsupport {
 

@@ -2,23 +2,9 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/si514FreqSteeringDevice.h"
 
-#include <dirent.h>
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sched.h>
-#include <syslog.h>
-#include <unistd.h>
 
-#include <atomic>
-#include <cerrno>
 #include <clocale>
-#include <cstdlib>
-#include <filesystem>
-#include <limits>
-#include <memory>
-#include <stdexcept>
-#include <thread>
-#include <vector>
 
 #include "tests/support/allocationCount.h"
 #include "tests/support/libcHooks.h"

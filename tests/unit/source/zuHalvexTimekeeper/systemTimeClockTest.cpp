@@ -2,14 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/systemTimeClock.h"
 
-#include <gtest/gtest.h>
-
-#include <cerrno>
-#include <limits>
-#include <memory>
-#include <optional>
-#include <vector>
-
 #include "source/tools/linuxFunctionHelpers.h"
 #include "tests/support/allocationCount.h"
 #include "tests/support/libcHooks.h"

@@ -2,10 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/timeDifference.h"
 
-#include <gtest/gtest.h>
-
-#include <limits>
-
+#include "tests/support/test.h"
 #include "zuerr/exception.h"
 
 namespace timeDifferenceTest {

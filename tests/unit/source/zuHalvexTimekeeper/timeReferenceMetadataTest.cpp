@@ -3,10 +3,8 @@
 #include "source/zuHalvexTimekeeper/timeReferenceMetadata.h"
 
 #include <cjson/cJSON.h>
-#include <gtest/gtest.h>
 
 #include <boost/numeric/conversion/cast.hpp>
-#include <string>
 
 #include "tests/support/numericLocale.h"
 #include "tests/support/raisedError.h"

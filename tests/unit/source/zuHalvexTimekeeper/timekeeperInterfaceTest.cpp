@@ -2,9 +2,8 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "source/zuHalvexTimekeeper/timekeeperInterface.h"
 
-#include <gtest/gtest.h>
-
 #include "source/zuHalvexTimekeeper/halvexTimekeeper.h"
+#include "tests/support/test.h"
 #include "tests/support/vtableSlot.h"
 
 namespace halvexTimekeeper::timekeeperInterfaceTest {

@@ -2,11 +2,8 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/support/osCallGuard.h"
 
-#include <gtest/gtest.h>
-
-#include <stdexcept>
-
 #include "source/tools/linuxFunctionHelpers.h"
+#include "tests/support/test.h"
 
 namespace osCallGuardTest {
 

@@ -2,15 +2,11 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "tests/support/processCensus.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <pthread.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <latch>
-#include <thread>
+
+#include "tests/support/test.h"
 
 namespace processCensusTest {
 

@@ -2,12 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuerr/tools/exception_errStatus.h"
 
-#include <gtest/gtest.h>
-
-#include <new>
-#include <stdexcept>
-#include <string>
-
 #include "tests/support/raisedError.h"
 #include "tests/support/statusHolder.h"
 #include "zuerr/codes.h"

@@ -2,16 +2,9 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuplat/quarks/synchronization/tEvent.h"
 
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <atomic>
-#include <cerrno>
-#include <limits>
-#include <thread>
-
 #include "tests/support/libcHooks.h"
 #include "tests/support/processCensus.h"
+#include "tests/support/test.h"
 
 namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tEventTest {
 

@@ -2,10 +2,9 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuplat/protons/driver/linuxU/errnoTable.h"
 
-#include <gtest/gtest.h>
-
 #include <climits>
-#include <map>
+
+#include "tests/support/test.h"
 
 namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000::errnoTableTest {
 

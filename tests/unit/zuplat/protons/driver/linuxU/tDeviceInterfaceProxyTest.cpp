@@ -2,17 +2,10 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuplat/protons/driver/linuxU/tDeviceInterfaceProxy.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/mman.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
-#include <string>
-#include <vector>
 
 #include "tests/support/libcHooks.h"
+#include "tests/support/test.h"
 #include "tests/support/vtableSlot.h"
 
 namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tDeviceInterfaceProxyTest {

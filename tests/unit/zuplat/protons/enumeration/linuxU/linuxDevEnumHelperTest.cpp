@@ -2,14 +2,9 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuplat/protons/enumeration/linuxU/linuxDevEnumHelper.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-
-#include <cerrno>
-#include <string>
-
 #include "tests/support/libcHooks.h"
 #include "tests/support/processCensus.h"
+#include "tests/support/test.h"
 
 namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000::linuxDevEnumHelperTest {
 

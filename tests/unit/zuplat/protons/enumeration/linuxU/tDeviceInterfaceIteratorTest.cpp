@@ -2,13 +2,8 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "zuplat/protons/enumeration/linuxU/tDeviceInterfaceIterator.h"
 
-#include <gtest/gtest.h>
-
-#include <cerrno>
-#include <stdexcept>
-#include <string>
-
 #include "tests/support/libcHooks.h"
+#include "tests/support/test.h"
 
 namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tDeviceInterfaceIteratorTest {
 
