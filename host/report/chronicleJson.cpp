@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/report/chronicleJson.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -30,10 +32,11 @@ ordered_json number(double value) {
     return isWhole ? ordered_json(static_cast<std::int64_t>(value)) : ordered_json(value);
 }
 
-ordered_json numbers(const std::vector<double>& values) {
+template <typename Items, typename Make>
+ordered_json listOf(const Items& items, Make make) {
     ordered_json list = ordered_json::array();
-    for (const double value : values) {
-        list.push_back(number(value));
+    for (const auto& item : items) {
+        list.push_back(make(item));
     }
     return list;
 }
@@ -86,40 +89,33 @@ private:
     }
 
     ordered_json sources() const {
-        ordered_json list = ordered_json::array();
-        for (const Source& source : chronicle_.sources) {
-            list.push_back({{"kind", source.kind},
-                            {"name", source.name},
-                            {"lines", source.lines},
-                            {"unreadLines", source.unreadLines},
-                            {"remark", source.remark}});
-        }
-        return list;
+        return listOf(chronicle_.sources, [](const Source& source) {
+            return ordered_json{{"kind", source.kind},
+                                {"name", source.name},
+                                {"lines", source.lines},
+                                {"unreadLines", source.unreadLines},
+                                {"remark", source.remark}};
+        });
     }
 
     ordered_json references() const {
-        ordered_json list = ordered_json::array();
-        for (const auto& [rawNs, name] : chronicle_.references) {
-            list.push_back({{"t", rawNs - beginNs_}, {"name", name}});
-        }
-        return list;
+        return listOf(chronicle_.references, [this](const auto& reference) {
+            return ordered_json{{"t", reference.first - beginNs_}, {"name", reference.second}};
+        });
     }
 
     ordered_json table(const Table& whole) const {
         const Table some = thinned(whole, kMostRows);
-        ordered_json instants = ordered_json::array();
-        for (const std::int64_t rawNs : some.instantsNs()) {
-            instants.push_back(rawNs - beginNs_);
-        }
-        ordered_json columns = ordered_json::array();
-        for (const Table::Column& column : some.columns()) {
-            ordered_json object{{"name", column.name}, {"values", numbers(column.values)}};
-            if (hasBounds(column)) {
-                object["bounds"] = numbers(column.bounds);
+        const auto column = [](const Table::Column& from) {
+            ordered_json object{{"name", from.name}, {"values", listOf(from.values, number)}};
+            if (hasBounds(from)) {
+                object["bounds"] = listOf(from.bounds, number);
             }
-            columns.push_back(std::move(object));
-        }
-        return {{"rows", whole.instantsNs().size()}, {"t", instants}, {"columns", columns}};
+            return object;
+        };
+        return {{"rows", whole.instantsNs().size()},
+                {"t", listOf(some.instantsNs(), [this](std::int64_t rawNs) { return rawNs - beginNs_; })},
+                {"columns", listOf(some.columns(), column)}};
     }
 
     /// In order; if there are too many, errors and warnings are kept first.
@@ -137,49 +133,42 @@ private:
         }
         std::stable_sort(chosen.begin(), chosen.end(),
                          [](const Mark* one, const Mark* other) { return one->rawNs < other->rawNs; });
-        ordered_json list = ordered_json::array();
-        for (const Mark* mark : chosen) {
-            list.push_back({{"t", mark->rawNs - beginNs_},
-                            {"duration", mark->durationNs},
-                            {"lane", kLanes[static_cast<std::size_t>(mark->lane)]},
-                            {"level", kLevels[static_cast<std::size_t>(mark->level)]},
-                            {"text", mark->text},
-                            {"detail", mark->detail}});
-        }
-        return list;
+        return listOf(chosen, [this](const Mark* mark) {
+            return ordered_json{{"t", mark->rawNs - beginNs_},
+                                {"duration", mark->durationNs},
+                                {"lane", kLanes[static_cast<std::size_t>(mark->lane)]},
+                                {"level", kLevels[static_cast<std::size_t>(mark->level)]},
+                                {"text", mark->text},
+                                {"detail", mark->detail}};
+        });
     }
 
     static ordered_json orNull(const std::optional<std::int64_t>& value) {
         return value ? ordered_json(*value) : ordered_json(nullptr);
     }
 
-    ordered_json iterations(const AlignmentRun& run) const {
-        ordered_json list = ordered_json::array();
-        for (const AlignmentIteration& iteration : run.iterations) {
-            ordered_json slaves = ordered_json::array();
-            for (const auto& [name, slave] : iteration.slaves) {
-                slaves.push_back({{"name", name},
-                                  {"measuredNs", orNull(slave.measuredNs)},
-                                  {"trueNs", orNull(slave.trueNs)},
-                                  {"askedNs", orNull(slave.askedNs)},
-                                  {"movedNs", orNull(slave.movedNs)}});
-            }
-            list.push_back({{"t", iteration.rawNs - beginNs_}, {"slaves", slaves}});
-        }
-        return list;
+    ordered_json iteration(const AlignmentIteration& iteration) const {
+        const auto slaveOf = [](const auto& named) {
+            const auto& [name, slave] = named;
+            return ordered_json{{"name", name},
+                                {"measuredNs", orNull(slave.measuredNs)},
+                                {"trueNs", orNull(slave.trueNs)},
+                                {"askedNs", orNull(slave.askedNs)},
+                                {"movedNs", orNull(slave.movedNs)}};
+        };
+        return {{"t", iteration.rawNs - beginNs_}, {"slaves", listOf(iteration.slaves, slaveOf)}};
     }
 
     ordered_json alignments() const {
-        ordered_json list = ordered_json::array();
-        for (const AlignmentRun& run : chronicle_.alignments) {
-            list.push_back({{"begin", run.beganRawNs - beginNs_},
-                            {"end", run.endedRawNs - beginNs_},
-                            {"aligned", run.isAligned},
-                            {"saidIterations", orNull(run.saidIterations)},
-                            {"errors", run.errors},
-                            {"iterations", iterations(run)}});
-        }
-        return list;
+        return listOf(chronicle_.alignments, [this](const AlignmentRun& run) {
+            return ordered_json{
+                {"begin", run.beganRawNs - beginNs_},
+                {"end", run.endedRawNs - beginNs_},
+                {"aligned", run.isAligned},
+                {"saidIterations", orNull(run.saidIterations)},
+                {"errors", run.errors},
+                {"iterations", listOf(run.iterations, [this](const auto& one) { return iteration(one); })}};
+        });
     }
 
     const Chronicle& chronicle_;
@@ -197,18 +186,10 @@ std::string asPageText(const ordered_json& document) {
     std::string text;
     text.reserve(plain.size());
     for (const char c : plain) {  // these three occur only in strings, where they can be escaped
-        switch (c) {
-            case '<':
-                text += "\\u003c";
-                break;
-            case '>':
-                text += "\\u003e";
-                break;
-            case '&':
-                text += "\\u0026";
-                break;
-            default:
-                text += c;
+        if (c == '<' || c == '>' || c == '&') {
+            text += fmt::format("\\u{:04x}", c);
+        } else {
+            text += c;
         }
     }
     return text;

@@ -1,6 +1,6 @@
 // Reads a file of JSON objects, one per line.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include "host/report/jsonLines.h"
+#include "host/report/sources.h"
 
 #include <fmt/format.h>
 

@@ -3,11 +3,11 @@
 #include <fmt/format.h>
 
 #include <limits>
+#include <map>
 #include <utility>
 
 #include "host/output/units.h"
 #include "host/report/alignmentFinder.h"
-#include "host/report/jsonLines.h"
 #include "host/report/sources.h"
 
 namespace halvexctl {
@@ -33,19 +33,12 @@ public:
     explicit RecordReader(Chronicle& chronicle) : chronicle_(chronicle) {}
 
     void take(const json& line) {
-        const std::string kind = line.value("kind", "sample");  // lines without a kind are samples
-        if (kind == "start") {
-            start(line);
-        } else if (kind == "sample") {
-            sample(line);
-        } else if (kind == "call") {
-            call(line);
-        } else if (kind == "verb") {
-            verb(line);
-        } else if (kind == "log") {
-            log(line);
-        } else if (kind == "event") {
-            event(line);
+        static const std::map<std::string, void (RecordReader::*)(const json&)> kKinds{
+            {"start", &RecordReader::start}, {"sample", &RecordReader::sample}, {"call", &RecordReader::call},
+            {"verb", &RecordReader::verb},   {"log", &RecordReader::log},       {"event", &RecordReader::event}};
+        const auto kind = kKinds.find(line.value("kind", "sample"));  // lines without a kind are samples
+        if (kind != kKinds.end()) {
+            (this->*kind->second)(line);
         }
     }
 

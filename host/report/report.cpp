@@ -12,8 +12,22 @@
 
 #include "host/output/files.h"
 #include "host/report/chronicleJson.h"
-#include "host/report/embeddedPage.h"
 #include "host/report/sources.h"
+
+// The page, complete except for the data, whose place is marked.
+asm(".section .rodata\n"
+    ".global halvexctlPageBegin\n"
+    ".global halvexctlPageEnd\n"
+    "halvexctlPageBegin:\n"
+    ".incbin \"" HALVEX_REPORT_PAGE
+    "\"\n"
+    "halvexctlPageEnd:\n"
+    ".previous\n");
+
+extern "C" {
+extern const char halvexctlPageBegin[];
+extern const char halvexctlPageEnd[];
+}
 
 namespace halvexctl {
 namespace {
@@ -71,7 +85,7 @@ Chronicle readChronicle(const ReportOptions& options) {
 }
 
 std::string pageOf(const Chronicle& chronicle) {
-    std::string page(embeddedPage());
+    std::string page(halvexctlPageBegin, halvexctlPageEnd);
     const std::size_t place = page.find(kPlaceOfData);
     if (place == std::string::npos) {
         throw std::logic_error("the embedded page has no place for data");

@@ -6,10 +6,10 @@
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
+#include <map>
 
 #include "host/output/units.h"
 #include "host/report/alignmentFinder.h"
-#include "host/report/jsonLines.h"
 #include "host/report/sources.h"
 
 namespace halvexctl {
@@ -97,25 +97,14 @@ public:
 
     void take(const json& line) {
         rawNs_ = line.at("raw_ns").get<std::int64_t>() + shiftNs_;
-        const std::string kind = line.at("kind");
-        if (kind == "truth" || kind == "epoch") {
-            truth(line, kind == "epoch");
-        } else if (kind == "call") {
-            call(line);
-        } else if (kind == "step") {
-            step(line);
-        } else if (kind == "syslog") {
-            log(line);
-        } else if (kind == "event") {
-            event(line);
-        } else if (kind == "fault") {
-            fault(line);
-        } else if (kind == "phc2sys") {
-            child(line);
-        } else if (kind == "steering") {
-            steer(line.at("steering_ppt").get<double>() / kPptPerPpb);
-        } else if (kind == "start") {
-            start(line);
+        static const std::map<std::string, void (TraceReader::*)(const json&)> kKinds{
+            {"start", &TraceReader::start},   {"truth", &TraceReader::truth}, {"epoch", &TraceReader::epoch},
+            {"call", &TraceReader::call},     {"step", &TraceReader::step},   {"syslog", &TraceReader::log},
+            {"event", &TraceReader::event},   {"fault", &TraceReader::fault}, {"phc2sys", &TraceReader::child},
+            {"steering", &TraceReader::steer}};
+        const auto kind = kKinds.find(line.at("kind"));
+        if (kind != kKinds.end()) {
+            (this->*kind->second)(line);
         }
     }
 
@@ -148,26 +137,28 @@ private:
         return after == chronicle_.references.begin() ? "master" : std::prev(after)->second;
     }
 
-    void truth(const json& line, bool isEpoch) {
+    void truth(const json& line) {
+        const json& clocks = line.at("clocks");
         std::int64_t referenceNs = 0;
-        for (const auto& [name, clock] : line.at("clocks").items()) {
+        for (const auto& [name, clock] : clocks.items()) {
             if (hostName(name) == reference()) {
                 referenceNs = clock.at("difference_ns");
             }
         }
-        if (isEpoch) {
-            alignments_.epoch(rawNs_);
-        }
         chronicle_.truth.addRow(rawNs_);
-        for (const auto& [name, clock] : line.at("clocks").items()) {
-            const std::int64_t differenceNs = clock.at("difference_ns");
-            if (isEpoch) {
-                alignments_.truth(hostName(name), differenceNs);
-            }
+        for (const auto& [name, clock] : clocks.items()) {
             const bool isShown = clock.at("enabled").get<bool>() || name == "ferrox";
-            const auto shownNs = static_cast<double>(differenceNs) - static_cast<double>(referenceNs);
+            const auto shownNs = clock.at("difference_ns").get<double>() - static_cast<double>(referenceNs);
             chronicle_.truth.set(hostName(name), isShown ? shownNs : kNothing, kNothing);
         }
+    }
+
+    void epoch(const json& line) {
+        alignments_.epoch(rawNs_);
+        for (const auto& [name, clock] : line.at("clocks").items()) {
+            alignments_.truth(hostName(name), clock.at("difference_ns"));
+        }
+        truth(line);
     }
 
     /// Calls with which the library reads the clocks' time stamps.
@@ -234,7 +225,8 @@ private:
     }
 
     /// Steps, not slopes: repeats the previous value.
-    void steer(double ppb) {
+    void steer(const json& line) {
+        const double ppb = line.at("steering_ppt").get<double>() / kPptPerPpb;
         chronicle_.trueState.addRow(rawNs_);
         chronicle_.trueState.set("steeringPpb", steeringPpb_, kNothing);
         chronicle_.trueState.addRow(rawNs_);
