@@ -154,7 +154,7 @@ std::string completionFor(const std::string& shell) {
     if (shell == "bash") return bashCompletion();
     if (shell == "zsh") return zshCompletion();
     if (shell == "fish") return fishCompletion();
-    throw UsageError("--describe wants bash, zsh or fish");
+    throw UsageError("--describe must be bash, zsh or fish");
 }
 
 }  // namespace halvexboard

@@ -38,7 +38,7 @@ ReadOptions over(std::string text, bool isUsageError) { return {{}, true, isUsag
 
 ReadOptions described(const std::string& form) {
     const std::string text = form == "mdoc" ? manualLists() : completionFor(form);
-    return text.empty() ? over("there is no form \"" + form + "\": bash, zsh, fish or mdoc", true) : over(text, false);
+    return text.empty() ? over("--describe must be bash, zsh, fish or mdoc", true) : over(text, false);
 }
 
 }  // namespace

@@ -228,7 +228,9 @@ TEST_F(Launcher, CompletesItsCommandLineInZshAndFish) {
     EXPECT_THAT(shell(inFish + "run --scenario stepL\"'").text, HasSubstr("stepLoss"));
     EXPECT_THAT(shell(inFish + "summary --unt\"'").text, HasSubstr("--until"));
     EXPECT_THAT(shell(inFish + "list ev\"'").text, HasSubstr("events"));
-    EXPECT_EQ(shell(HALVEXBOARD " --describe tcsh").code, 2);
+    const Result refused = shell(HALVEXBOARD " --describe tcsh");
+    EXPECT_EQ(refused.code, 2);
+    EXPECT_THAT(refused.text, HasSubstr("--describe must be bash, zsh or fish"));
 }
 
 TEST_F(Launcher, DoesWhatItsPageSays) {

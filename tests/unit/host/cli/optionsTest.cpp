@@ -86,7 +86,7 @@ TEST(ReadOptions, DescribesTheCommandLineForShellsAndTheManual) {
     EXPECT_EQ(read({"--describe", "bash"}).text, completionFor("bash"));
     EXPECT_EQ(read({"--describe", "mdoc"}).text, manualLists());
     EXPECT_FALSE(read({"--describe", "fish"}).isUsageError);
-    EXPECT_TRUE(read({"--describe", "csh"}).isUsageError);
+    EXPECT_EQ(read({"--describe", "csh"}).text, "--describe must be bash, zsh, fish or mdoc");
 }
 
 TEST(ReadOptions, ShowsTheVersionOfTheProject) {
