@@ -41,6 +41,9 @@ struct Command {
     const Verb* verb = nullptr;
     std::string argumentText;
     Argument argument;
+
+    /// Whether the library is initialised first. A clock given by name is read without it.
+    bool needsTimekeeper() const { return verb->needsTimekeeper && !std::holds_alternative<ClockName>(argument); }
 };
 
 /// Parses a verb's own options, up to the first other word; passes each, with its value if any, to `keep`.

@@ -22,8 +22,13 @@ constexpr const char* kIntroduction =
 constexpr const char* kEpilogue =
     "Offsets and durations carry a unit (+1.5ms, -399ns, 10s), corrections ppb or ppm (-1250, -1250ppb, 12ppm).\n"
     "halvexctl VERB --help says more about a verb.\n"
-    "Exit status: 0 all well, 1 warnings, 2 the command line is wrong (nothing was done), 3 something failed.\n\n"
+    "Exit status: 0 all well, 1 warnings, 2 the command line is wrong (nothing was done), 3 something failed,\n"
+    "4 refused: another process owns the clocks (nothing was done).\n\n"
     "Example: halvexctl info get step +1.5ms wait 2s freq -1250 limits drift 10s get\n";
+
+constexpr const char* kInitialises =
+    "Initialises the library first if that is still to be done: it steps and aligns every clock and starts phc2sys. "
+    "Refused without --yes while another process owns the clocks.";
 
 std::string optionLines(std::span<const OptionRow> options, std::string_view indent, int width) {
     std::string lines;
@@ -68,7 +73,8 @@ std::string helpText(std::span<const Verb> verbs) {
 }
 
 std::string verbHelpText(const Verb& verb) {
-    return fmt::format("halvexctl {}\n  {}.\n{}{}", usageOf(verb), verb.summary, wrapped(verb.help, "  ", kWidth),
+    return fmt::format("halvexctl {}\n  {}.\n{}{}{}", usageOf(verb), verb.summary, wrapped(verb.help, "  ", kWidth),
+                       verb.needsTimekeeper ? wrapped(kInitialises, "  ", kWidth) : "",
                        optionLines(verb.options, "    ", 20));
 }
 

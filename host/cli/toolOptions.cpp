@@ -13,7 +13,8 @@ constexpr auto kToolOptions = std::to_array<OptionRow>({
     {"--json", 'j', "", "Print one JSON document instead of text: an array of results"},
     {"--echo", 'e', "", "Show each call of the library as it happens (with --json on standard error)"},
     {"--yes", 'y', "",
-     "Carry out what is refused otherwise: backward steps, steps over 1 s, corrections beyond the limits"},
+     "Carry out what is refused otherwise: backward steps, steps over 1 s, corrections beyond the limits, initialising "
+     "while another process owns the clocks"},
     {"--describe", 0, "FORM",
      "Print verbs and options as completion for a shell (bash, zsh, fish) or as the manual's lists (mdoc)"},
     {"--help", 'h', "", "Print this help, or behind a verb the verb's"},

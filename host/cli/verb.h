@@ -28,8 +28,13 @@ struct Document {
     std::string text;
 };
 
-using Argument = std::variant<std::monostate, std::int64_t, std::int32_t, std::string, Document, MonitorOptions,
-                              RecordOptions, ReportOptions>;
+/// A clock that is read directly: an interface, a node under /dev/ptp, or CLOCK_REALTIME.
+struct ClockName {
+    std::string name;
+};
+
+using Argument = std::variant<std::monostate, std::int64_t, std::int32_t, std::string, ClockName, Document,
+                              MonitorOptions, RecordOptions, ReportOptions>;
 
 /// A new verb needs a row, a parser of its argument, an action, and a schema of its result.
 struct Verb {
@@ -37,7 +42,7 @@ struct Verb {
     std::string_view argument;  ///< "FILE [DURATION]"; empty: none.
     std::string_view summary;
     std::string_view help;     ///< Sentences; a newline ends a paragraph.
-    bool needsTimekeeper;      ///< Initialises the library first.
+    bool needsTimekeeper;      ///< Initialises the library first; see Command::needsTimekeeper.
     std::string_view returns;  ///< The definition of its values in docs/schema/halvexctl.schema.json.
     std::span<const OptionRow> options;
     Argument (*read)(WordReader& words, const ReadingRules& rules);  ///< Null: takes no argument.

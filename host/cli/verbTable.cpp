@@ -44,8 +44,11 @@ constexpr auto kVerbs = std::to_array<Verb>({
      "Done by itself before the first verb that needs it, unless the library was finalised by the verb "
      "finalize.",
      false, "nothing", kNoOptions, nullptr, &actions::init},
-    {"get", "", "Read the time", "Shown as ISO 8601 and as nanoseconds since 1970-01-01 00:00:00.", true, "time",
-     kNoOptions, nullptr, &actions::get},
+    {"get", "[CLOCK]", "Read the time",
+     "Shown as ISO 8601 and as nanoseconds since 1970-01-01 00:00:00. With CLOCK, which is an interface, a node such "
+     "as "
+     "/dev/ptp0 or CLOCK_REALTIME, that clock is read directly and nothing is initialised.",
+     true, "time", kNoOptions, &actions::readClock, &actions::get},
     {"step", "OFFSET", "Step the time, for example +1.5ms",
      "The unit is required: ns, us, ms or s. The library cuts the offset toward zero to a multiple of 200 ns; "
      "what that makes of it is said beforehand. Afterwards the time is measured against CLOCK_MONOTONIC_RAW, "

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/inspect/controllerFacts.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <linux/capability.h>
 #include <sys/timex.h>
@@ -106,10 +107,36 @@ Si514Facts gatherSi514() {
     return facts;
 }
 
-bool hasEnded(const std::string& pid) {
-    const std::string status = readFirstLine("/proc/" + pid + "/stat").value_or("");
+std::string shown(const ProcessFacts& process) { return fmt::format("{} ({})", process.name, process.pid); }
+
+void gatherState(ProcessFacts& process) {
+    const std::string status = readFirstLine(fmt::format("/proc/{}/stat", process.pid)).value_or("");
     const std::size_t end = status.rfind(") ");  // a name may contain any character
-    return end != std::string::npos && status.compare(end, 3, ") Z") == 0;
+    if (end != std::string::npos && end + 4 < status.size()) {
+        process.hasEnded = status[end + 2] == 'Z';
+        process.parentPid = leadingNumber<std::int32_t>(std::string_view(status).substr(end + 4)).value_or(0);
+    }
+}
+
+bool isOpenForWriting(const ProcessFacts& process, const std::string& descriptor) {
+    const std::string text = readFile(fmt::format("/proc/{}/fdinfo/{}", process.pid, descriptor)).value_or("");
+    static constexpr std::string_view kLabel = "flags:\t";
+    const std::size_t at = text.find(kLabel);
+    const auto flags = at == std::string::npos
+                           ? std::nullopt
+                           : leadingNumber<unsigned>(std::string_view(text).substr(at + kLabel.size()), 8);
+    return flags && (*flags & O_ACCMODE) != O_RDONLY;
+}
+
+bool ownsClocks(const ProcessFacts& process) {
+    if (process.hasEnded || process.pid == ::getpid() || process.parentPid == ::getpid()) {
+        return false;
+    }
+    const std::string descriptors = fmt::format("/proc/{}/fd", process.pid);
+    const std::vector<std::string> names = namesIn(descriptors);
+    return process.name == kPhc2SysName || std::ranges::any_of(names, [&](const std::string& name) {
+               return linkTarget(descriptors + "/" + name).starts_with("/dev/ptp") && isOpenForWriting(process, name);
+           });
 }
 
 /// Finds other processes that have a clock open; false when this user may not see the files of all of them.
@@ -124,7 +151,7 @@ bool gatherUsers(std::vector<InterfaceFacts>& interfaces, const std::vector<Proc
         for (const std::string& descriptor : namesIn(descriptors)) {
             const std::string target = linkTarget(descriptors + "/" + descriptor);
             for (InterfaceFacts& interface : interfaces) {
-                const std::string user = fmt::format("{} ({})", process.name, process.pid);
+                const std::string user = shown(process);
                 const bool isUser = !interface.node.empty() && target == interface.node;
                 if (isUser && (interface.users.empty() || interface.users.back() != user)) {
                     interface.users.push_back(user);
@@ -186,10 +213,21 @@ std::vector<ProcessFacts> gatherProcesses(std::string_view wanted) {
         const auto pid = isNumber(name) ? leadingNumber<std::int32_t>(name) : std::nullopt;
         const auto command = pid ? readFirstLine("/proc/" + name + "/comm") : std::nullopt;
         if (command && (wanted.empty() || *command == wanted)) {
-            processes.push_back({*pid, *command, hasEnded(name)});
+            processes.push_back({*pid, *command});
+            gatherState(processes.back());
         }
     }
     return processes;
+}
+
+std::vector<std::string> clockOwners() {
+    std::vector<std::string> owners;
+    for (const ProcessFacts& process : gatherProcesses()) {
+        if (ownsClocks(process)) {
+            owners.push_back(shown(process));
+        }
+    }
+    return owners;
 }
 
 bool areAllProcessesVisible() { return readFirstLine("/proc/1/comm").has_value(); }

@@ -55,6 +55,7 @@ struct ProcessFacts {
     std::int32_t pid = 0;
     std::string name;
     bool hasEnded = false;  ///< Exited, not reaped: a zombie.
+    std::int32_t parentPid = 0;
 };
 
 struct KernelClockFacts {
@@ -82,6 +83,9 @@ inline constexpr const char* kPhc2SysName = "phc2sys";
 
 std::vector<InterfaceFacts> gatherInterfaces();
 std::vector<ProcessFacts> gatherProcesses(std::string_view name = {});  ///< Processes of that name; empty: all.
+/// Processes that own the clocks, as "phc2sys (812)": each phc2sys, and any that has a PTP clock open for writing.
+/// Neither this process nor its children, and only those that this user may see.
+std::vector<std::string> clockOwners();
 bool areAllProcessesVisible();  ///< False if /proc is missing or hides processes of other users.
 ControllerFacts gatherFacts();
 KernelClockFacts readKernelClock();

@@ -62,10 +62,10 @@ struct Result {
     }
 };
 
-/// Exit status of the program.
-enum class ExitCode : int { ok = 0, warnings = 1, usage = 2, failure = 3 };
+/// Exit status of the program. Refused: initialising was, because another process owns the clocks.
+enum class ExitCode : int { ok = 0, warnings = 1, usage = 2, failure = 3, refused = 4 };
 
-/// The more severe of the two: failure, usage, warnings, ok.
+/// The more severe of the two: refused, failure, usage, warnings, ok.
 constexpr ExitCode graver(ExitCode one, ExitCode other) { return one > other ? one : other; }
 
 }  // namespace halvexctl

@@ -3,6 +3,7 @@
 #include "host/session/session.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <exception>
@@ -10,6 +11,7 @@
 
 #include "host/clocks/rawClock.h"
 #include "host/errors/information.h"
+#include "host/inspect/controllerFacts.h"
 #include "host/session/stopRequest.h"
 
 namespace halvexctl {
@@ -144,7 +146,31 @@ void Session::finish() {
     }
 }
 
+/// Refuses the whole line if a verb would initialise the library while another process owns the clocks.
+bool Session::refuse(std::span<const Command> commands) {
+    const auto first = std::ranges::find_if(
+        commands, [](const Command& command) { return command.needsTimekeeper() || command.verb->name == "init"; });
+    if (initialized_ || settings_.rules.yes || first == commands.end()) {
+        return false;
+    }
+    const std::vector<std::string> owners = clockOwners();
+    for (auto command = commands.begin(); !owners.empty() && command != commands.end(); ++command) {
+        Result result{std::string(command->verb->name), command->argumentText, Outcome::skipped, {}, "", {}};
+        if (command == first) {
+            fail(result, fmt::format("would initialise the library, but the clocks belong to {}; nothing was done. "
+                                     "monitor and get CLOCK only read; add --yes to initialise anyway",
+                                     fmt::join(owners, ", ")));
+        }
+        show(result);
+        minded(ExitCode::refused);
+    }
+    return !owners.empty();
+}
+
 void Session::carryOut(std::span<const Command> commands) {
+    if (refuse(commands)) {
+        return;
+    }
     bool over = false;
     for (const Command& command : commands) {
         if (over || StopRequest::isMade()) {
@@ -208,7 +234,7 @@ Result Session::carryOutOne(const Command& command) {
 }
 
 void Session::attempt(const Command& command, Result& result) {
-    if (command.verb->needsTimekeeper) {
+    if (command.needsTimekeeper()) {
         prepare();
     }
     const std::uint64_t callsBefore = calls_ ? calls_->count() : 0;

@@ -61,6 +61,7 @@ private:
     Result carryOutOne(const Command& command);
     void attempt(const Command& command, Result& result);
     void prepare();
+    bool refuse(std::span<const Command> commands);
     void judgeSuccess(Result& result, bool madeCalls);
     void judgeFailure(Result& result, const CallFailure& failure);
     void keepVerb(Result& result, std::int64_t beganRawNs);

@@ -8,6 +8,9 @@
 #include "host/cli/command.h"
 #include "host/cli/usageError.h"
 #include "host/clocks/crossReading.h"
+#include "host/clocks/rawClock.h"
+#include "host/inspect/ptpClock.h"
+#include "host/inspect/systemFiles.h"
 #include "host/output/units.h"
 #include "host/session/session.h"
 #include "host/verbs/verbs.h"
@@ -16,6 +19,26 @@ namespace halvexctl::actions {
 namespace {
 
 constexpr int kReadingsForDrift = 9;
+constexpr const char* kSystemClock = "CLOCK_REALTIME";
+constexpr const char* kPtpNodes = "/dev/ptp";
+
+/// Reads a clock without the library.
+std::uint64_t timeOf(const std::string& clock) {
+    if (clock == kSystemClock) {
+        return static_cast<std::uint64_t>(systemTimeNs());
+    }
+    const bool isNode = clock.starts_with(kPtpNodes);
+    const std::int32_t index = isNode ? -1 : ptpIndexOf(clock).value_or(-1);
+    if (!isNode && index < 0) {
+        throw std::runtime_error(fmt::format("{} has no PTP clock", clock));
+    }
+    PtpClock opened(isNode ? clock : fmt::format("{}{}", kPtpNodes, index));
+    const std::optional<CrossTime> cross = opened.crossTime();
+    if (!cross) {
+        throw std::runtime_error(opened.errorText());
+    }
+    return cross->systemNs + static_cast<std::uint64_t>(cross->differenceNs);
+}
 
 /// Sleeps; shows progress every second on a terminal. False if a stop was requested.
 bool sleepTelling(Session& session, std::int64_t durationNs) {
@@ -34,8 +57,20 @@ bool sleepTelling(Session& session, std::int64_t durationNs) {
 
 }  // namespace
 
-void get(Session& session, const Command&, Result& result) {
-    const std::uint64_t timeNs = session.calls().getTimeNs();
+Argument readClock(WordReader& words, const ReadingRules& rules) {
+    const std::string* word = words.peek();
+    const bool isClock = word != nullptr && !word->empty() && findVerb(rules.verbs, *word) == nullptr &&
+                         (*word == kSystemClock || word->starts_with(kPtpNodes) ||
+                          (word->find('/') == std::string::npos && isThere("/sys/class/net/" + *word)));
+    return isClock ? Argument(ClockName{words.take()}) : Argument();
+}
+
+void get(Session& session, const Command& command, Result& result) {
+    const auto* clock = std::get_if<ClockName>(&command.argument);
+    const std::uint64_t timeNs = clock == nullptr ? session.calls().getTimeNs() : timeOf(clock->name);
+    if (clock != nullptr) {
+        result.add("clock", clock->name, "", "");
+    }
     result.add("timeIso", isoTimeText(timeNs), "time", isoTimeText(timeNs));
     result.add("timeNs", timeNs, "since 1970", fmt::format("{} ns", timeNs));
 }

@@ -7,6 +7,7 @@
 namespace halvexctl::actions {
 
 // Each parses its argument, or throws UsageError.
+Argument readClock(WordReader& words, const ReadingRules& rules);
 Argument readHelpTopic(WordReader& words, const ReadingRules& rules);
 Argument readStep(WordReader& words, const ReadingRules& rules);
 Argument readCorrection(WordReader& words, const ReadingRules& rules);

@@ -135,6 +135,11 @@ int open(const char* path, int flags, ...) {
 
 int __open_2(const char* path, int flags) { return open(path, flags); }
 
+ssize_t readlink(const char* path, char* target, size_t size) {
+    static const auto real = realFunction<ssize_t(const char*, char*, size_t)>("readlink");
+    return real(testsupport::redirect(path).c_str(), target, size);
+}
+
 int close(int fd) {
     static const auto real = realFunction<int(int)>("close");
     return libcHooks().close ? libcHooks().close(fd) : real(fd);

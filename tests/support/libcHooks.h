@@ -45,7 +45,7 @@ struct LibcHooks {
     std::function<int(pthread_condattr_t* attributes)> pthread_condattr_init;
     std::function<int(pthread_condattr_t* attributes, clockid_t clock)> pthread_condattr_setclock;
 
-    /// Path prefixes and the directories that replace them in open, opendir, fopen and glob.
+    /// Path prefixes and the directories that replace them in open, opendir, fopen, readlink and glob.
     std::vector<std::pair<std::string, std::string>> redirectedPrefixes;
 };
 

@@ -51,6 +51,12 @@ protected:
         return nullptr;
     }
 
+    void expectNoChange() const {
+        for (const char* change : {"PTP_PIN_SETFUNC", "PTP_EXTTS_REQUEST", "settime", "spawn", "\"write\"", "select"}) {
+            EXPECT_EQ(trace().find(change), std::string::npos) << change;
+        }
+    }
+
     std::string trace() const { return fileContents(directory_ / "trace"); }
 
     ScratchDirectory directory_;
@@ -93,10 +99,27 @@ TEST_F(InspectOnBoard, DoctorFindsWhatIsMissingAndEndsWithThree) {
 
 TEST_F(InspectOnBoard, LookingChangesNothing) {
     results({"map", "doctor"});
-    for (const char* change : {"PTP_PIN_SETFUNC", "PTP_EXTTS_REQUEST", "settime", "spawn", "\"write\""}) {
-        EXPECT_EQ(trace().find(change), std::string::npos) << change;
-    }
+    expectNoChange();
     EXPECT_THAT(trace(), HasSubstr("ptp"));
+}
+
+TEST_F(InspectOnBoard, GetReadsAClockWithoutInitialisingAndChangesNothing) {
+    const nlohmann::json all = results({"get", "enp1s0", "get", "/dev/ptp1", "get", "CLOCK_REALTIME", "init", "wait",
+                                        "5s", "get", "enp1s0", "get", "finalize", "get", "enp2s0"});
+    EXPECT_EQ(exitCode_, 0) << all;
+    EXPECT_EQ(all[0]["values"]["clock"], "enp1s0");
+    const auto timeOf = [&all](std::size_t verb) { return all[verb]["values"]["timeNs"].get<double>(); };
+    EXPECT_NEAR(timeOf(5), timeOf(6), 1e6) << "the master a little later";
+    run({"get", "enp1s0"}, "demo");
+    expectNoChange();
+    EXPECT_EQ(exitCode_, 0);
+    run({"get", "lo"}, "demo");
+    EXPECT_EQ(exitCode_, 3);
+}
+
+TEST_F(InspectOnBoard, ThePhc2sysOfTheSessionItselfOwnsNothing) {
+    results({"init", "wait", "3s", "finalize", "init", "get"});
+    EXPECT_EQ(exitCode_, 0);
 }
 
 TEST_F(InspectOnBoard, MonitorMeasuresEveryClockWithinItsBound) {
@@ -123,9 +146,7 @@ TEST_F(InspectOnBoard, MonitorAloneInitialisesNothingAndChangesNothing) {
     EXPECT_EQ(sample["values"]["last"]["reference"], "enp1s0");
     EXPECT_EQ(sample["values"]["last"]["phc2sysAlive"], false);
     EXPECT_TRUE(named(sample["values"]["last"]["clocks"], "enp2s0")["away"]);
-    for (const char* change : {"PTP_PIN_SETFUNC", "PTP_EXTTS_REQUEST", "settime", "spawn", "\"write\"", "select"}) {
-        EXPECT_EQ(trace().find(change), std::string::npos) << change;
-    }
+    expectNoChange();
     EXPECT_EQ(trace().find(R"("call":"read","target":"enp1s0","file":"ptp")"), std::string::npos);
 }
 

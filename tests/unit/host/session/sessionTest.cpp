@@ -168,6 +168,36 @@ TEST_F(SessionTest, TellsOnATerminalWhatIsWaitedFor) {
                 ElementsAre("  initialising: clocks are found, seeded and aligned", "", "  finalising", ""));
 }
 
+TEST_F(SessionTest, RefusesALineThatWouldInitialiseWhileAnotherOwnsTheClocksAndNamesTheOwner) {
+    const testsupport::RedirectedDirectory proc("/proc");
+    proc.writeFile("812/comm", "phc2sys\n");
+    proc.writeFile("812/stat", "812 (phc2sys) S 1");
+    EXPECT_EQ(carryOut({"version", "get", "limits"}), ExitCode::refused);
+    EXPECT_EQ(result(0).outcome, Outcome::skipped);
+    EXPECT_EQ(result(1).outcome, Outcome::failed);
+    EXPECT_EQ(result(1).message,
+              "would initialise the library, but the clocks belong to phc2sys (812); nothing was done. monitor and get "
+              "CLOCK only read; add --yes to initialise anyway");
+    EXPECT_EQ(result(2).outcome, Outcome::skipped);
+    EXPECT_EQ(carryOut({"init"}), ExitCode::refused);
+    feed("get\n");
+    EXPECT_EQ(carryOut({"run"}), ExitCode::refused);
+    ::close(inputFd_);
+    EXPECT_THAT(plugin_->journal, IsEmpty());
+}
+
+TEST_F(SessionTest, ReadsAClockAndGoesOnWhenConfirmedWhileAnotherOwnsTheClocks) {
+    const testsupport::RedirectedDirectory proc("/proc");
+    proc.writeFile("812/comm", "phc2sys\n");
+    proc.writeFile("812/stat", "812 (phc2sys) S 1");
+    const auto beforeNs = static_cast<std::uint64_t>(systemTimeNs());
+    EXPECT_EQ(carryOut({"get", "CLOCK_REALTIME", "version"}), ExitCode::ok);
+    EXPECT_GE(value(0, "timeNs").get<std::uint64_t>(), beforeNs);
+    EXPECT_THAT(plugin_->journal, ElementsAre("getAPIVersion"));
+    yes_ = true;
+    EXPECT_EQ(carryOut({"get"}), ExitCode::ok);
+}
+
 TEST_F(SessionTest, RefusesASecondInitialisation) {
     EXPECT_EQ(carryOut({"init", "init"}), ExitCode::failure);
     EXPECT_THAT(plugin_->journal, ElementsAre("initialize", "finalize"));

@@ -1,0 +1,60 @@
+// Tests of who owns the clocks, with a made-up /proc.
+// SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "host/inspect/controllerFacts.h"
+#include "tests/support/libcHooks.h"
+
+namespace halvexctl::clockOwnersTest {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class ClockOwners : public testing::Test {
+protected:
+    void add(int pid, const std::string& name, char state = 'S', int parent = 1) {
+        const std::string directory = std::to_string(pid);
+        proc_.writeFile(directory + "/comm", name + "\n");
+        proc_.writeFile(directory + "/stat",
+                        directory + " (" + name + ") " + state + " " + std::to_string(parent) + " 7 7 0");
+    }
+
+    void open(int pid, const std::string& node, const std::string& flags) {
+        const std::string directory = std::to_string(pid);
+        proc_.writeFile(directory + "/fdinfo/3", "pos:\t0\nflags:\t" + flags + "\nmnt_id:\t29\n");
+        proc_.makeDirectory(directory + "/fd");
+        std::filesystem::create_symlink(node, proc_.getRealPath() + "/" + directory + "/fd/3");
+    }
+
+    testsupport::RedirectedDirectory proc_{"/proc"};
+};
+
+TEST_F(ClockOwners, AreEveryPhc2sysThatRuns) {
+    add(812, "phc2sys");
+    add(900, "phc2sys", 'Z');
+    add(901, "bash");
+    EXPECT_THAT(clockOwners(), ElementsAre("phc2sys (812)"));
+}
+
+TEST_F(ClockOwners, AreProcessesThatHaveAPtpClockOpenForWritingNotThoseThatOnlyWatch) {
+    add(77, "odd) name");
+    open(77, "/dev/ptp0", "02100002");
+    add(78, "halvexctl");
+    open(78, "/dev/ptp1", "02100000");
+    add(79, "editor");
+    open(79, "/tmp/text", "0100002");
+    EXPECT_THAT(clockOwners(), ElementsAre("odd) name (77)"));
+}
+
+TEST_F(ClockOwners, AreNeitherThisProcessNorItsChildren) {
+    add(::getpid(), "phc2sys");
+    add(812, "phc2sys", 'S', ::getpid());
+    open(812, "/dev/ptp0", "02100002");
+    EXPECT_THAT(clockOwners(), IsEmpty());
+}
+
+}  // namespace halvexctl::clockOwnersTest
