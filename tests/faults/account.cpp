@@ -10,7 +10,6 @@ namespace {
 constexpr int kLogError = 3;
 constexpr int kLogWarning = 4;
 constexpr int kLogInfo = 6;
-constexpr std::int32_t kTimedOut = -52007;
 constexpr std::int64_t kToleranceNs = 100;
 
 const std::string kNetwork = "/sys/class/net/";
@@ -35,8 +34,7 @@ bool firstLineIs(Caller& caller, const std::string& path, const std::string& lin
 std::vector<std::string> findCandidates(Caller& caller) {
     const long directory = caller.take(caller.controller.openDirectory(kNetwork.c_str()));
     if (directory < 0) {
-        fail(-52002, "zuplaterr_featureUnsupported", "i210EpochDeviceFactory", 35,
-             "Failed to open network devices directory.");
+        fail(kUnsupported, "i210EpochDeviceFactory", 35, "Failed to open network devices directory.");
     }
     std::vector<std::string> names;
     int error = 0;
@@ -60,7 +58,7 @@ std::vector<I210Account> discover(Caller& caller) {
             devices.emplace_back(caller, name);
             caller.controller.syslog(kLogInfo, "Interface " + name + " will be synchronized.");
         } catch (const Error& error) {
-            if (error.code != -52002) {
+            if (error.code != kUnsupported) {
                 for (I210Account& device : devices) device.release(caller);
                 throw;
             }
@@ -74,36 +72,15 @@ std::vector<I210Account> discover(Caller& caller) {
 std::int64_t differenceNs(std::uint64_t time, std::uint64_t reference) {
     const auto difference = static_cast<std::int64_t>(time - reference);
     if ((difference < 0) != (time < reference)) {
-        fail(-52008, "zuplaterr_osFault", "halvexTimekeeper", 58, "Overflow/Underflow error occurred");
+        fail(kOsFault, "halvexTimekeeper", 58, "Overflow/Underflow error occurred");
     }
     return difference;
 }
 
-/// A slave of either kind.
-struct Slave {
-    I210Account* i210;
-    FpgaAccount* fpga;
-
-    std::string getName() const { return i210 != nullptr ? i210->getName() : "fpgaEpochDevice"; }
-    bool isEnabled(Caller& c) const { return i210 != nullptr ? i210->isEnabled(c) : fpga->isEnabled(c); }
-    void arm(Caller& c) const { i210 != nullptr ? i210->arm(c) : fpga->arm(c); }
-    std::uint64_t read(Caller& c) const {
-        return i210 != nullptr ? i210->getEpochTimestamp(c) : fpga->getEpochTimestamp(c);
-    }
-    void adjust(Caller& c, std::int64_t ns) const {
-        i210 != nullptr ? i210->adjustTime(c, ns) : fpga->adjustTime(c, ns);
-    }
-    void clearFlag() const { (i210 != nullptr ? i210->flag : fpga->flag) = false; }
-    bool asksForAlignment(Caller& c) const {
-        return i210 != nullptr ? i210->hasBeenAligned(c) : fpga->hasBeenAligned(c);
-    }
-    void reinitialize(Caller& c) const { i210 != nullptr ? i210->reinitialize(c) : fpga->reinitialize(c); }
-};
-
 /// One epoch alignment, call by call.
 class Alignment {
 public:
-    Alignment(Caller& caller, FerroxAccount& master, std::vector<Slave> slaves)
+    Alignment(Caller& caller, FerroxAccount& master, std::vector<SlaveAccount*> slaves)
         : caller_(caller), master_(master), slaves_(std::move(slaves)) {}
 
     void run() {
@@ -127,9 +104,9 @@ private:
     void iterate() {
         for (std::size_t i = 0; i < slaves_.size(); ++i) {
             if (done_[i]) continue;
-            handled_ = slaves_[i].getName();
-            if (slaves_[i].isEnabled(caller_)) {
-                slaves_[i].arm(caller_);
+            handled_ = slaves_[i]->getName();
+            if (slaves_[i]->isEnabled(caller_)) {
+                slaves_[i]->arm(caller_);
             } else {
                 done_.set(i);
             }
@@ -143,28 +120,28 @@ private:
     }
 
     void align(std::size_t i, std::uint64_t masterTime) {
-        const Slave& slave = slaves_[i];
+        SlaveAccount& slave = *slaves_[i];
         handled_ = slave.getName();
-        const std::int64_t difference = slave.isEnabled(caller_) ? differenceNs(slave.read(caller_), masterTime) : 0;
+        const std::int64_t difference =
+            slave.isEnabled(caller_) ? differenceNs(slave.getEpochTimestamp(caller_), masterTime) : 0;
         if (-kToleranceNs <= difference && difference <= kToleranceNs) {
             done_.set(i);
-            slave.clearFlag();
+            slave.flag = false;
             return;
         }
         const std::uint64_t back = 0 - static_cast<std::uint64_t>(difference);
-        slave.adjust(caller_, static_cast<std::int64_t>(iterations_ % 2 == 1 ? 2 * back : back));
+        slave.adjustTime(caller_, static_cast<std::int64_t>(iterations_ % 2 == 1 ? 2 * back : back));
     }
 
     void giveUp() const {
         std::string names;
-        for (std::size_t i = 0; i < slaves_.size(); ++i) names += done_[i] ? "" : slaves_[i].getName() + " ";
-        fail(-52024, "zuplaterr_communicationsFault", "halvexTimekeeper", 71,
-             "Failed to sync following slaves: " + names);
+        for (std::size_t i = 0; i < slaves_.size(); ++i) names += done_[i] ? "" : slaves_[i]->getName() + " ";
+        fail(-52024, "halvexTimekeeper", 71, "Failed to sync following slaves: " + names);
     }
 
     Caller& caller_;
     FerroxAccount& master_;
-    std::vector<Slave> slaves_;
+    std::vector<SlaveAccount*> slaves_;
     std::bitset<64> done_;
     int iterations_ = 0;
     int retries_ = 0;
@@ -192,10 +169,10 @@ struct Account::Timekeeper {
     std::optional<Error> alignmentError;
     bool isPtp = false;
 
-    std::vector<Slave> slaves() {
-        std::vector<Slave> all;
-        for (I210Account& device : i210s) all.push_back({&device, nullptr});
-        all.push_back({nullptr, &*fpga});
+    std::vector<SlaveAccount*> slaves() {
+        std::vector<SlaveAccount*> all;
+        for (I210Account& device : i210s) all.push_back(&device);
+        all.push_back(&*fpga);
         return all;
     }
 };
@@ -205,7 +182,7 @@ void Account::build() {
     auto made = std::make_shared<Timekeeper>();
     made->i210s = discover(host_);
     if (made->i210s.empty()) {
-        fail(-52010, "zuplaterr_resourceNotInitialized", "halvexTimekeeperPlugin", 75,
+        fail(kNotInitialized, "halvexTimekeeperPlugin", 75,
              "Can not synchronize system time without at least one usable PHC interface.");
     }
     const std::string source = made->i210s.front().interface;
@@ -254,7 +231,7 @@ void Account::framed(const char* name, Operation&& operation) {
             throw collected;
         }
         if (!timekeeper_) {
-            fail(-52010, "zuplaterr_resourceNotInitialized", "halvexTimekeeperPlugin", 160,
+            fail(kNotInitialized, "halvexTimekeeperPlugin", 160,
                  "zuqxmtk_initialize was not called or did not successfully initialize the timekeeper.");
         }
         operation();
@@ -378,12 +355,12 @@ void Account::pass(bool isSignalled) {
 
 void Account::service() {
     finishAlignment();
-    std::vector<Slave> returning;
-    for (const Slave& slave : timekeeper_->slaves()) {
-        if (!slave.asksForAlignment(monitor_)) continue;
-        slave.reinitialize(monitor_);
+    std::vector<SlaveAccount*> returning;
+    for (SlaveAccount* slave : timekeeper_->slaves()) {
+        if (!slave->hasBeenAligned(monitor_)) continue;
+        slave->reinitialize(monitor_);
         returning.push_back(slave);
-        controller_.syslog(kLogInfo, slave.getName() + " is enabled.");
+        controller_.syslog(kLogInfo, slave->getName() + " is enabled.");
     }
     if (!returning.empty()) Alignment(monitor_, *timekeeper_->master, returning).run();
     timekeeper_->fpga->applyMetadata(monitor_, timekeeper_->isPtp);

@@ -4,8 +4,11 @@
 
 #include "tests/faults/simulatedController.h"
 #include "tests/faults/subject.h"
+#include "tests/support/errorCodes.h"
 
 namespace faults {
+
+using namespace testsupport;
 
 /// An error to be reported to the host: a code and its error information.
 struct Error {
@@ -31,25 +34,40 @@ public:
     int error = 0;
 };
 
-/// Raises an error with the library's wording.
-[[noreturn]] void fail(std::int32_t code, std::string_view constant, std::string_view file, int line,
-                       std::string_view message);
+/// Raises an error with the library's wording; `constant` is its name of the code, the code's own if empty.
+[[noreturn]] void fail(std::int32_t code, std::string_view file, int line, std::string_view message,
+                       std::string_view constant = "");
 [[noreturn]] void failForeign(std::string_view what);
 
-class I210Account {
+/// A slave of either kind.
+class SlaveAccount {
+public:
+    virtual ~SlaveAccount() = default;
+    virtual std::string getName() const = 0;
+    virtual void release(Caller& caller) = 0;
+    virtual bool isEnabled(Caller& caller) = 0;
+    virtual void arm(Caller& caller) = 0;
+    virtual std::uint64_t getEpochTimestamp(Caller& caller) = 0;
+    virtual void adjustTime(Caller& caller, std::int64_t offsetNs) = 0;
+    virtual void reinitialize(Caller& caller) = 0;
+    virtual bool hasBeenAligned(Caller& caller) = 0;
+
+    bool flag = true;
+};
+
+class I210Account : public SlaveAccount {
 public:
     I210Account(Caller& caller, std::string interfaceName);
-    void release(Caller& caller);
-    bool isEnabled(Caller& caller) const;
-    void arm(Caller& caller);
-    std::uint64_t getEpochTimestamp(Caller& caller);
-    void adjustTime(Caller& caller, std::int64_t offsetNs) const;
-    void reinitialize(Caller& caller);
-    bool hasBeenAligned(Caller& caller);
-    std::string getName() const { return "i210EpochDevice_" + interface; }
+    std::string getName() const override { return "i210EpochDevice_" + interface; }
+    void release(Caller& caller) override;
+    bool isEnabled(Caller& caller) override;
+    void arm(Caller& caller) override;
+    std::uint64_t getEpochTimestamp(Caller& caller) override;
+    void adjustTime(Caller& caller, std::int64_t offsetNs) override;
+    void reinitialize(Caller& caller) override;
+    bool hasBeenAligned(Caller& caller) override;
 
     std::string interface;
-    bool flag = true;
 
 private:
     void open(Caller& caller);
@@ -74,43 +92,44 @@ public:
     void load(Caller& caller);
     void close(Caller& caller);
 
-    /// Calls one method; `status` is the code in the caller's record before and after. Returns whether the driver was
-    /// reached; its result is then in `result`.
-    bool call(Caller& caller, std::uint32_t request, std::optional<std::uint64_t> argument, std::uint64_t* result,
-              std::int32_t& status);
-    void check(std::int32_t status, const char* failureText, int line) const;
-
-    std::string device;
-    std::string file;
+    /// Calls one method and returns its result; raises what it fails with. `status` is the code in the caller's record.
+    std::uint64_t ask(Caller& caller, std::uint32_t request, const char* failureText, int line,
+                      std::int32_t status = 0) const;
+    /// Calls one method without a result; returns the code in the caller's record: 0, or a warning.
+    std::int32_t tell(Caller& caller, std::uint32_t request, std::optional<std::uint64_t> argument,
+                      const char* failureText, int line) const;
 
 private:
+    std::uint64_t call(Caller& caller, std::uint32_t request, std::optional<std::uint64_t> argument, bool hasResult,
+                       std::int32_t& status, const char* failureText, int line) const;
+    void check(std::int32_t status, const char* failureText, int line) const;
     std::string readPath(Caller& caller, const std::string& directory, std::int32_t& status) const;
 
+    std::string device_;
+    std::string file_;
     const char* identifier_;
     std::string noneText_;
     Lines lines_;
     int fd_ = -1;
 };
 
-class FpgaAccount {
+class FpgaAccount : public SlaveAccount {
 public:
     explicit FpgaAccount(Caller& caller);
-    void release(Caller& caller);  ///< Throws ProcessEnds if the FPGA cannot be reset.
-    bool isEnabled(Caller& caller);
-    void arm(Caller& caller);
-    std::uint64_t getEpochTimestamp(Caller& caller);
-    void adjustTime(Caller& caller, std::int64_t offsetNs);
-    void reinitialize(Caller& caller);
-    bool hasBeenAligned(Caller& caller);
+    std::string getName() const override { return "fpgaEpochDevice"; }
+    void release(Caller& caller) override;  ///< Throws ProcessEnds if the FPGA cannot be reset.
+    bool isEnabled(Caller& caller) override;
+    void arm(Caller& caller) override;
+    std::uint64_t getEpochTimestamp(Caller& caller) override;
+    void adjustTime(Caller& caller, std::int64_t offsetNs) override;
+    void reinitialize(Caller& caller) override;
+    bool hasBeenAligned(Caller& caller) override;
     void applyMetadata(Caller& caller, bool isPtp);
-
-    bool flag = true;
 
 private:
     void load(Caller& caller);
     void reset(Caller& caller);
     std::uint64_t getTime(Caller& caller);
-    void requestAlignment(Caller& caller, const char* failureText, int line);
     void setStatusInfo(Caller& caller, const unsigned char (&record)[19], const char* failureText, int line);
 
     DriverAccount driver_;

@@ -11,11 +11,6 @@ namespace {
 
 constexpr std::int64_t kNsPerSecond = 1'000'000'000;
 constexpr const char* kHelpers = "i210EpochHelpers";
-constexpr std::int32_t kUnsupported = -52002;
-constexpr std::int32_t kNotFound = -52006;
-constexpr std::int32_t kTimedOut = -52007;
-constexpr std::int32_t kOsFault = -52008;
-constexpr std::int32_t kCommunications = -52024;
 
 std::string quoted(std::string_view text) {
     std::string result = "\"";
@@ -44,7 +39,17 @@ int clockOf(int fd) { return (~fd << 3) | 3; }
 
 std::string Caller::errorText() const { return std::strerror(error); }
 
-void fail(std::int32_t code, std::string_view constant, std::string_view file, int line, std::string_view message) {
+void fail(std::int32_t code, std::string_view file, int line, std::string_view message, std::string_view constant) {
+    static const std::map<std::int32_t, std::string_view> kConstants{
+        {kUnsupported, "zuplaterr_featureUnsupported"},
+        {kInvalid, "zuplaterr_invalidParameter"},
+        {kNotFound, "zuplaterr_resourceNotFound"},
+        {kTimedOut, "zuplaterr_operationTimedOut"},
+        {kOsFault, "zuplaterr_osFault"},
+        {kNotInitialized, "zuplaterr_resourceNotInitialized"},
+        {kCommunications, "zuplaterr_communicationsFault"},
+    };
+    if (constant.empty()) constant = kConstants.at(code);
     throw Error{code, "{\"error_constant\":" + quoted(constant) + ",\"file\":" + quoted(file) +
                           ",\"line\":" + std::to_string(line) +
                           ",\"component\":\"halvexTimekeeper\",\"zuhalvexTimekeeper_debug\":{\"errorInfo\":" +
@@ -69,7 +74,7 @@ I210Account::I210Account(Caller& caller, std::string interfaceName) : interface(
 int I210Account::findIndex(Caller& caller) const {
     const long fd = caller.take(caller.controller.socket(1, 2, 0));
     if (fd < 0) {
-        fail(kCommunications, "zuplaterr_communicationsFault", kHelpers, 53,
+        fail(kCommunications, kHelpers, 53,
              "Failed to open socket while querying phc index for " + interface + ". Got error " + caller.errorText());
     }
     ethtool_ts_info information{};
@@ -80,8 +85,7 @@ int I210Account::findIndex(Caller& caller) const {
           "Failed to execute SIOCETHTOOL ioctl for interface " + interface + ".");
     caller.take(caller.controller.close(static_cast<int>(fd)));
     if (information.phc_index < 0) {
-        fail(kUnsupported, "zuplaterr_featureUnsupported", kHelpers, 148,
-             interface + " does not have a valid phc index.");
+        fail(kUnsupported, kHelpers, 148, interface + " does not have a valid phc index.");
     }
     return information.phc_index;
 }
@@ -90,8 +94,7 @@ int I210Account::findIndex(Caller& caller) const {
 void I210Account::ioctl(Caller& caller, int fd, unsigned long request, void* argument, std::string_view context) const {
     if (caller.take(caller.controller.ioctl(fd, request, argument)) >= 0) return;
     caller.take(caller.controller.close(fd));
-    fail(kCommunications, "zuplaterr_communicationsFault", kHelpers, 28,
-         std::string(context) + "Got error " + caller.errorText());
+    fail(kCommunications, kHelpers, 28, std::string(context) + "Got error " + caller.errorText());
 }
 
 void I210Account::setPin(Caller& caller, std::uint32_t function) const {
@@ -103,18 +106,18 @@ void I210Account::setPin(Caller& caller, std::uint32_t function) const {
 void I210Account::open(Caller& caller) {
     fd_ = static_cast<int>(caller.take(caller.controller.open(path_.c_str(), 2)));
     if (fd_ < 0) {
-        fail(kCommunications, "zuplaterr_communicationsFault", kHelpers, 40,
+        fail(kCommunications, kHelpers, 40,
              "Couldn't open session to device " + path_ + ". Got error " + caller.errorText());
     }
     ptp_clock_caps capabilities{};
     ioctl(caller, fd_, 0x80503D01, &capabilities, "Couldn't call PTP_CLOCK_GETCAPS " + interface + ".");
     if (capabilities.n_ext_ts <= 0 || capabilities.n_per_out <= 0 || capabilities.n_pins < 4) {
-        fail(kUnsupported, "zuplaterr_featureUnsupported", "i210EpochDevice", 167,
+        fail(kUnsupported, "i210EpochDevice", 167,
              interface + " doesn't support PTP properly (external event time stamping capability).");
     }
     setPin(caller, 0);
     if (caller.take(caller.controller.adjustClock(clockOf(fd_), 2, 0, 0, 0)) < 0) {
-        fail(kCommunications, "zuplaterr_communicationsFault", kHelpers, 65,
+        fail(kCommunications, kHelpers, 65,
              "Failed to adjust the frequency on " + interface + ".Got error " + caller.errorText());
     }
 }
@@ -135,10 +138,10 @@ void I210Account::reinitialize(Caller& caller) {
     open(caller);
 }
 
-bool I210Account::isEnabled(Caller& caller) const {
+bool I210Account::isEnabled(Caller& caller) {
     const int fd = static_cast<int>(caller.take(caller.controller.socket(1, 2, 0)));
     if (fd < 0) {
-        fail(kCommunications, "zuplaterr_communicationsFault", kHelpers, 53,
+        fail(kCommunications, kHelpers, 53,
              "Failed to open socket while checking if " + interface + " is enabled. Got error " + caller.errorText());
     }
     ifreq request = requestFor(interface);
@@ -161,8 +164,7 @@ bool I210Account::waitFor(Caller& caller, long seconds) const {
     if (!canBeWatched) caller.error = EBADF;
     const long ready = canBeWatched ? caller.take(caller.controller.select(fd_ + 1, true, seconds, 0)) : -1;
     if (ready < 0) {
-        fail(kCommunications, "zuplaterr_communicationsFault", kHelpers, 97,
-             "Failed to monitor " + interface + ". Got error " + caller.errorText());
+        fail(kCommunications, kHelpers, 97, "Failed to monitor " + interface + ". Got error " + caller.errorText());
     }
     return ready > 0;
 }
@@ -170,7 +172,7 @@ bool I210Account::waitFor(Caller& caller, long seconds) const {
 std::uint64_t I210Account::readEvent(Caller& caller) const {
     ptp_extts_event event{};
     if (caller.take(caller.controller.read(fd_, &event, sizeof event)) != 32) {
-        fail(kCommunications, "zuplaterr_communicationsFault", kHelpers, 124,
+        fail(kCommunications, kHelpers, 124,
              "Failed to get time stamp on " + interface + ". Got error " + caller.errorText());
     }
     return static_cast<std::uint64_t>(event.t.sec) * kNsPerSecond + event.t.nsec;
@@ -187,14 +189,14 @@ void I210Account::arm(Caller& caller) {
 
 std::uint64_t I210Account::getEpochTimestamp(Caller& caller) {
     if (!waitFor(caller, 1)) {
-        fail(kTimedOut, "zuplaterr_operationTimedOut", kHelpers, 107, "Timed out while getting time from " + interface);
+        fail(kTimedOut, kHelpers, 107, "Timed out while getting time from " + interface);
     }
     const std::uint64_t time = readEvent(caller);
     setPin(caller, 0);
     return time;
 }
 
-void I210Account::adjustTime(Caller& caller, std::int64_t offsetNs) const {
+void I210Account::adjustTime(Caller& caller, std::int64_t offsetNs) {
     std::int64_t seconds = offsetNs / kNsPerSecond;
     std::int64_t fraction = offsetNs % kNsPerSecond;
     if (fraction < 0) {
@@ -202,7 +204,7 @@ void I210Account::adjustTime(Caller& caller, std::int64_t offsetNs) const {
         fraction += kNsPerSecond;
     }
     if (caller.take(caller.controller.adjustClock(clockOf(fd_), 0x2100, 0, seconds, fraction)) < 0) {
-        fail(kCommunications, "zuplaterr_communicationsFault", kHelpers, 65,
+        fail(kCommunications, kHelpers, 65,
              "Could not adjust time on " + interface + ".Got error " + caller.errorText());
     }
 }
@@ -219,8 +221,7 @@ SystemClockAccount::SystemClockAccount(Caller& caller, const std::string& source
         caller.controller.spawn(pid_, "/usr/local/tarnesk/share/Horlix/TimeKeepers/phc2sys", arguments.data());
     if (caller.take(answer) == 0) return;
     const std::string number = std::to_string(caller.error);
-    fail(kOsFault, "zuplaterr_osFault", "spawnPhc2Sys", 58,
-         "[ SpawnPhc2Sys ] When spawning phc2sys got error: " + number + " - " + number);
+    fail(kOsFault, "spawnPhc2Sys", 58, "[ SpawnPhc2Sys ] When spawning phc2sys got error: " + number + " - " + number);
 }
 
 void SystemClockAccount::release(Caller& caller) const { caller.take(caller.controller.kill(pid_, 9)); }
@@ -229,8 +230,7 @@ std::uint64_t SystemClockAccount::getTime(Caller& caller) const {
     std::int64_t seconds = 0;
     std::int64_t fraction = 0;
     if (caller.take(caller.controller.readClock(0, seconds, fraction)) < 0) {
-        fail(kOsFault, "zuplaterr_osFault", "systemTimeClock", 47,
-             "Error " + std::to_string(caller.error) + " while getting system time");
+        fail(kOsFault, "systemTimeClock", 47, "Error " + std::to_string(caller.error) + " while getting system time");
     }
     return static_cast<std::uint64_t>(seconds) * kNsPerSecond + static_cast<std::uint64_t>(fraction);
 }
@@ -239,15 +239,14 @@ void SystemClockAccount::adjustTime(Caller& caller, std::int64_t offsetNs) const
     const std::uint64_t now = getTime(caller);
     const std::uint64_t target = now + static_cast<std::uint64_t>(offsetNs);
     if (offsetNs > 0 ? target < now : target > now) {
-        fail(kOsFault, "zuplaterr_osFault", "systemTimeClock", 66,
+        fail(kOsFault, "systemTimeClock", 66,
              "Overflow error when calculating time adjustment. Current time - " + std::to_string(now) + " Offset - " +
                  std::to_string(offsetNs));
     }
     const Answer answer = caller.controller.setClock(0, static_cast<std::int64_t>(target / kNsPerSecond),
                                                      static_cast<std::int64_t>(target % kNsPerSecond));
     if (caller.take(answer) < 0) {
-        fail(kOsFault, "zuplaterr_osFault", "systemTimeClock", 78,
-             "Error " + std::to_string(caller.error) + " while setting system time");
+        fail(kOsFault, "systemTimeClock", 78, "Error " + std::to_string(caller.error) + " while setting system time");
     }
 }
 
@@ -260,8 +259,7 @@ OscillatorAccount::OscillatorAccount(Caller& caller) : directory_(findDirectory(
     if (caller.take(caller.controller.read(fd, name, sizeof name)) < 0) {
         const std::string text = caller.errorText();
         if (fd > 0) caller.take(caller.controller.close(fd));
-        fail(kCommunications, "zuplaterr_communicationsFault", "fileWrapper", 62,
-             "Error reading file: " + namePath + ". Error: " + text);
+        fail(kCommunications, "fileWrapper", 62, "Error reading file: " + namePath + ". Error: " + text);
     }
     if (fd > 0) caller.take(caller.controller.close(fd));
     fd_ = openFile(caller, directory_ + "ppb_offset", 2);
@@ -271,7 +269,7 @@ std::string OscillatorAccount::findDirectory(Caller& caller) {
     const std::string path = "/sys/bus/i2c/drivers/si514";
     const long directory = caller.take(caller.controller.openDirectory(path.c_str()));
     if (directory < 0) {
-        fail(kNotFound, "zuplaterr_resourceNotFound", "si514FreqSteeringDevice", 102,
+        fail(kNotFound, "si514FreqSteeringDevice", 102,
              "si514: unable to open handle to directory: " + path + ". Errno: " + caller.errorText());
     }
     std::string found;
@@ -284,8 +282,7 @@ std::string OscillatorAccount::findDirectory(Caller& caller) {
     if (error != 0) caller.error = error;
     caller.take(caller.controller.closeDirectory(static_cast<int>(directory)));
     if (found.empty()) {
-        fail(kNotFound, "zuplaterr_resourceNotFound", "si514FreqSteeringDevice", 140,
-             "si514: unable to find si514 module on the system.");
+        fail(kNotFound, "si514FreqSteeringDevice", 140, "si514: unable to find si514 module on the system.");
     }
     caller.controller.syslog(3, "smbusPath: " + found);
     return found;
@@ -294,15 +291,14 @@ std::string OscillatorAccount::findDirectory(Caller& caller) {
 int OscillatorAccount::openFile(Caller& caller, const std::string& path, int flags) {
     const long fd = caller.take(caller.controller.open(path.c_str(), flags));
     if (fd < 0) {
-        fail(kNotFound, "zuplaterr_resourceNotFound", "fileWrapper", 20,
-             "Failed to open: " + path + ". Error: " + caller.errorText());
+        fail(kNotFound, "fileWrapper", 20, "Failed to open: " + path + ". Error: " + caller.errorText());
     }
     return static_cast<int>(fd);
 }
 
 void OscillatorAccount::seek(Caller& caller) const {
     if (caller.take(caller.controller.seek(fd_, 0)) == 0) return;
-    fail(kCommunications, "zuplaterr_communicationsFault", "fileWrapper", 44,
+    fail(kCommunications, "fileWrapper", 44,
          "Error resetting offset in file: " + directory_ + "ppb_offset. Error: " + caller.errorText());
 }
 
@@ -310,7 +306,7 @@ std::int32_t OscillatorAccount::getCorrection(Caller& caller) const {
     char text[33] = {};
     seek(caller);
     if (caller.take(caller.controller.read(fd_, text, 32)) < 0) {
-        fail(kCommunications, "zuplaterr_communicationsFault", "fileWrapper", 62,
+        fail(kCommunications, "fileWrapper", 62,
              "Error reading file: " + directory_ + "ppb_offset. Error: " + caller.errorText());
     }
     char* end = nullptr;
@@ -321,7 +317,7 @@ std::int32_t OscillatorAccount::getCorrection(Caller& caller) const {
 
 void OscillatorAccount::setCorrection(Caller& caller, std::int32_t ppb) const {
     if (ppb < -62000 || ppb > 62000) {
-        fail(-52005, "zuplaterr_invalidParameter", "si514FreqSteeringDevice", 77,
+        fail(kInvalid, "si514FreqSteeringDevice", 77,
              "si514: requested ppb value " + std::to_string(ppb) + " is beyond the supported range: [62000, -62000]");
     }
     const std::string text = std::to_string(static_cast<double>(ppb));
@@ -330,7 +326,7 @@ void OscillatorAccount::setCorrection(Caller& caller, std::int32_t ppb) const {
         const long count = caller.take(caller.controller.write(fd_, text.data(), text.size()));
         if (count == static_cast<long>(text.size())) return;
     }
-    fail(kCommunications, "zuplaterr_communicationsFault", "fileWrapper", 106,
+    fail(kCommunications, "fileWrapper", 106,
          "Error writing file: " + directory_ + "ppb_offset. Error: " + caller.errorText());
 }
 

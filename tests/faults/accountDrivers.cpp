@@ -3,46 +3,18 @@
 #include "tests/faults/account.h"
 
 namespace faults {
-namespace {
-
-constexpr std::int32_t kNotFound = -52006;
-constexpr std::int32_t kTimedOut = -52007;
-constexpr std::int32_t kOsFault = -52008;
-constexpr std::int32_t kCommunications = -52024;
-
-/// The platform layer's code for an errno of a driver call.
-std::int32_t platformCode(int error) {
-    static const std::map<int, std::int32_t> kMeanings{
-        {EPERM, -52026},      {ENOENT, -52006},       {ESRCH, -52006},      {EINTR, -52025},     {EIO, -52024},
-        {ENXIO, -52006},      {ENOMEM, -52000},       {EACCES, -52026},     {EBADF, -52006},     {EBUSY, -52031},
-        {EEXIST, -52013},     {ENODEV, -52006},       {EINVAL, -52005},     {ENFILE, -52000},    {EMFILE, -52000},
-        {ENOTTY, -52002},     {ENOSPC, -52012},       {EROFS, -52026},      {EPIPE, -52024},     {EDEADLK, -52015},
-        {ENOLCK, -52015},     {EIDRM, -52020},        {EBADMSG, -52024},    {EOVERFLOW, -52012}, {ENOTSUP, -52002},
-        {EADDRINUSE, -52013}, {ECONNABORTED, -52023}, {ECONNRESET, -52025}, {ENOBUFS, -52019},   {ETIMEDOUT, -52007},
-        {EALREADY, -52011},   {EINPROGRESS, -52011},  {EOWNERDEAD, -52014}};
-    const auto found = kMeanings.find(error);
-    return found == kMeanings.end() ? kOsFault : found->second;
-}
-
-/// Merges a code into a record with `status`: the first error stays, a warning yields only to an error.
-void merge(std::int32_t& status, std::int32_t code) {
-    if (code != 0 && (status == 0 || (status > 0 && code < 0))) status = code;
-}
-
-}  // namespace
-
 // --- Drivers --------------------------------------------------------------------------------------------------------
 
 DriverAccount::DriverAccount(std::string deviceName, std::string unit, const char* identifier, std::string noneText,
                              Lines lines)
-    : device(std::move(deviceName)),
-      file(std::move(unit)),
+    : device_(std::move(deviceName)),
+      file_(std::move(unit)),
       identifier_(identifier),
       noneText_(std::move(noneText)),
       lines_(lines) {}
 
 void DriverAccount::check(std::int32_t status, const char* failureText, int line) const {
-    if (status < 0) fail(status, "status.getCode()", file, line, failureText + device);
+    if (status < 0) fail(status, file_, line, failureText + device_, "status.getCode()");
 }
 
 void DriverAccount::close(Caller& caller) {
@@ -57,13 +29,13 @@ std::string DriverAccount::readPath(Caller& caller, const std::string& directory
         stream =
             static_cast<int>(caller.take(caller.controller.openStream((directory + "/interfacePath").c_str(), "re")));
     }
-    if (stream < 0) return merge(status, kNotFound), "";
+    if (stream < 0) return status = kNotFound, "";
     std::string content;
     const Answer answer = caller.controller.readStream(stream, content);
     caller.take(answer);
     caller.take(caller.controller.closeStream(stream));
-    if (answer.error != 0) return merge(status, kCommunications), "";
-    if (content.size() > 255) return merge(status, -52019), "";
+    if (answer.error != 0) return status = kCommunications, "";
+    if (content.size() > 255) return status = -52019, "";
     return content;
 }
 
@@ -73,13 +45,13 @@ void DriverAccount::load(Caller& caller) {
         std::string found;
         const std::string pattern = "/proc/driver/zu/*/deviceInterfaces/" + std::string(identifier_) + "\\\\*";
         const long result = caller.take(caller.controller.glob(pattern.c_str(), 8192, found));
-        if (result != 0 && result != 3) merge(status, -52003);
+        if (result != 0 && result != 3) status = kSoftwareFault;
         check(status, "Unable to load ", lines_.enumerate);
-        if (result == 3) fail(kNotFound, "zuplaterr_resourceNotFound", file, lines_.none, noneText_);
+        if (result == 3) fail(kNotFound, file_, lines_.none, noneText_);
         const std::string path = readPath(caller, found, status);
         check(status, "Unable to load ", lines_.path);
         fd_ = static_cast<int>(caller.take(caller.controller.open(path.c_str(), 02000002)));
-        if (fd_ == -1) merge(status, platformCode(caller.error));
+        if (fd_ == -1) status = platformCode(caller.error);
         check(status, "Unable to load ", lines_.open);
     } catch (const Error&) {
         caller.controller.globfree();
@@ -87,8 +59,8 @@ void DriverAccount::load(Caller& caller) {
     }
 }
 
-bool DriverAccount::call(Caller& caller, std::uint32_t request, std::optional<std::uint64_t> argument,
-                         std::uint64_t* result, std::int32_t& status) {
+std::uint64_t DriverAccount::call(Caller& caller, std::uint32_t request, std::optional<std::uint64_t> argument,
+                                  bool hasResult, std::int32_t& status, const char* failureText, int line) const {
     struct {
         std::uint64_t value;
         std::int32_t code;
@@ -101,15 +73,25 @@ bool DriverAccount::call(Caller& caller, std::uint32_t request, std::optional<st
     } block{};
     block.in = reinterpret_cast<std::uint64_t>(argument ? static_cast<void*>(&in) : &in.code);
     block.inSize = argument ? 16 : 4;
-    block.out = reinterpret_cast<std::uint64_t>(result != nullptr ? static_cast<void*>(&out) : &out.code);
-    block.outSize = result != nullptr ? 16 : 4;
-    if (caller.take(caller.controller.ioctl(fd_, request, &block)) == -1) {
-        merge(status, platformCode(caller.error));
-        return false;
-    }
-    merge(status, out.code);
-    if (result != nullptr) *result = out.value;
-    return true;
+    block.out = reinterpret_cast<std::uint64_t>(hasResult ? static_cast<void*>(&out) : &out.code);
+    block.outSize = hasResult ? 16 : 4;
+    const bool isReached = caller.take(caller.controller.ioctl(fd_, request, &block)) != -1;
+    const std::int32_t code = isReached ? out.code : platformCode(caller.error);
+    if (status == 0 || code < 0) status = code;  // a warning stays until an error
+    check(status, failureText, line);
+    return out.value;
+}
+
+std::uint64_t DriverAccount::ask(Caller& caller, std::uint32_t request, const char* failureText, int line,
+                                 std::int32_t status) const {
+    return call(caller, request, std::nullopt, true, status, failureText, line);
+}
+
+std::int32_t DriverAccount::tell(Caller& caller, std::uint32_t request, std::optional<std::uint64_t> argument,
+                                 const char* failureText, int line) const {
+    std::int32_t status = 0;
+    call(caller, request, argument, false, status, failureText, line);
+    return status;
 }
 
 // --- FPGA -----------------------------------------------------------------------------------------------------------
@@ -151,11 +133,7 @@ void FpgaAccount::reinitialize(Caller& caller) {
 }
 
 std::uint64_t FpgaAccount::getTime(Caller& caller) {
-    std::int32_t status = 0;
-    std::uint64_t time = 0;
-    driver_.call(caller, 0xC0207504, std::nullopt, &time, status);
-    driver_.check(status, "Unable to get time from ", 118);
-    return time;
+    return driver_.ask(caller, 0xC0207504, "Unable to get time from ", 118);
 }
 
 bool FpgaAccount::isEnabled(Caller& caller) {
@@ -168,46 +146,29 @@ bool FpgaAccount::isEnabled(Caller& caller) {
 }
 
 void FpgaAccount::setStatusInfo(Caller& caller, const unsigned char (&record)[19], const char* failureText, int line) {
-    std::int32_t status = 0;
-    driver_.call(caller, 0xC0207502, reinterpret_cast<std::uint64_t>(&record), nullptr, status);
-    driver_.check(status, failureText, line);
-}
-
-void FpgaAccount::requestAlignment(Caller& caller, const char* failureText, int line) {
-    std::int32_t status = 0;
-    driver_.call(caller, 0xC0207501, 4'000'000'000, nullptr, status);
-    driver_.check(status, failureText, line);
+    driver_.tell(caller, 0xC0207502, reinterpret_cast<std::uint64_t>(&record), failureText, line);
 }
 
 void FpgaAccount::reset(Caller& caller) {
-    const unsigned char record[19] = {19};
-    setStatusInfo(caller, record, "Unable to reset status info on ", 97);
-    requestAlignment(caller, "Unable to reset status info on ", 100);
+    setStatusInfo(caller, {19}, "Unable to reset status info on ", 97);
+    driver_.tell(caller, 0xC0207501, 4'000'000'000, "Unable to reset status info on ", 100);
 }
 
 void FpgaAccount::arm(Caller& caller) {
-    std::int32_t status = 0;
-    driver_.call(caller, 0xC0207505, std::nullopt, &lastEpochNs_, status);
-    driver_.check(status, "Unable to get epoch timestamp from ", 159);
+    lastEpochNs_ = driver_.ask(caller, 0xC0207505, "Unable to get epoch timestamp from ", 159);
 }
 
 std::uint64_t FpgaAccount::getEpochTimestamp(Caller& caller) {
     for (int reading = 0; reading < 101; ++reading) {
-        std::int32_t status = 0;
-        std::uint64_t time = 0;
-        driver_.call(caller, 0xC0207505, std::nullopt, &time, status);
-        driver_.check(status, "Unable to get epoch timestamp from ", 171);
+        const std::uint64_t time = driver_.ask(caller, 0xC0207505, "Unable to get epoch timestamp from ", 171);
         if (time != lastEpochNs_) return time;
         caller.take(caller.controller.sleep(0, 10'000'000));
     }
-    fail(kTimedOut, "zuplaterr_operationTimedOut", "fpgaEpochDevice", 181,
-         "Did not see the epoch signal on fpgaEpochDevice");
+    fail(kTimedOut, "fpgaEpochDevice", 181, "Did not see the epoch signal on fpgaEpochDevice");
 }
 
 void FpgaAccount::adjustTime(Caller& caller, std::int64_t offsetNs) {
-    std::int32_t status = 0;
-    driver_.call(caller, 0xC0207500, static_cast<std::uint64_t>(offsetNs), nullptr, status);
-    driver_.check(status, "Unable to adjust time on ", 127);
+    driver_.tell(caller, 0xC0207500, static_cast<std::uint64_t>(offsetNs), "Unable to adjust time on ", 127);
 }
 
 bool FpgaAccount::hasBeenAligned(Caller& caller) {
@@ -216,11 +177,9 @@ bool FpgaAccount::hasBeenAligned(Caller& caller) {
         return false;
     }
     unsigned char state[8] = {8};
-    std::int32_t status = 0;
-    driver_.call(caller, 0xC0207503, reinterpret_cast<std::uint64_t>(state), nullptr, status);
-    driver_.check(status, "Unable to check running bit on ", 238);
+    driver_.tell(caller, 0xC0207503, reinterpret_cast<std::uint64_t>(state), "Unable to check running bit on ", 238);
     if (state[4] == 0) {
-        requestAlignment(caller, "Unable to request epoch alignment on ", 246);
+        driver_.tell(caller, 0xC0207501, 4'000'000'000, "Unable to request epoch alignment on ", 246);
         flag = true;
     }
     return flag;
@@ -250,27 +209,17 @@ FerroxAccount::FerroxAccount(Caller& caller)
 }
 
 std::uint64_t FerroxAccount::getTime(Caller& caller) {
-    std::int32_t status = 0;
-    std::uint64_t time = 0;
-    driver_.call(caller, 0x80207500, std::nullopt, &time, status);
-    driver_.check(status, "Unable to get time from ", 83);
-    return time;
+    return driver_.ask(caller, 0x80207500, "Unable to get time from ", 83);
 }
 
 void FerroxAccount::adjustTime(Caller& caller, std::int64_t offsetNs) {
-    std::int32_t status = 0;
-    driver_.call(caller, 0xC0207503, static_cast<std::uint64_t>(offsetNs), nullptr, status);
-    driver_.check(status, "Unable to adjust time on ", 92);
+    driver_.tell(caller, 0xC0207503, static_cast<std::uint64_t>(offsetNs), "Unable to adjust time on ", 92);
 }
 
 std::uint64_t FerroxAccount::generateEpoch(Caller& caller) {
-    std::int32_t status = 0;
-    std::uint64_t time = 0;
-    driver_.call(caller, 0xC0207501, std::nullopt, nullptr, status);
-    driver_.check(status, "Unable to generate epoch from ", 106);
-    driver_.call(caller, 0x80207502, std::nullopt, &time, status);
-    driver_.check(status, "Unable to generate epoch from ", 110);
-    return time;
+    constexpr const char* kFailure = "Unable to generate epoch from ";
+    const std::int32_t status = driver_.tell(caller, 0xC0207501, std::nullopt, kFailure, 106);
+    return driver_.ask(caller, 0x80207502, kFailure, 110, status);
 }
 
 }  // namespace faults

@@ -7,13 +7,14 @@
 #include "tests/faults/figures.h"
 #include "tests/faults/library.h"
 #include "tests/faults/story.h"
+#include "tests/support/errorCodes.h"
 #include "tests/support/test.h"
 
 namespace faults {
 namespace {
 
-constexpr std::int32_t kMemoryFull = -52000;
-constexpr std::int32_t kNotInitialized = -52010;
+using testsupport::kMemoryFull;
+using testsupport::kNotInitialized;
 constexpr std::int32_t kUnparsable = -52005;  // cJSON's error for any failure, lack of memory included
 constexpr const char* kMemoryFullText =
     R"({"error_constant":"zuplaterr_memoryFull","file":"zuerr/tools/exception_errStatus","line":62,)"

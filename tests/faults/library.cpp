@@ -17,6 +17,19 @@ std::string reported(const char* name, StatusHolder& status) {
     return line + (status->json != nullptr ? status->json : "null");
 }
 
+/// Makes a call of a host and journals what it sees: the status, and the output if there is one.
+template <typename Call, typename Output = int>
+std::int32_t make(SimulatedController& controller, const char* name, Call&& call, const Output* output = nullptr) {
+    StatusHolder status;
+    errno = 0;
+    {
+        const InsideLibrary inside;
+        call(status.get());
+    }
+    controller.note(reported(name, status) + (output != nullptr ? " " + std::to_string(*output) : ""));
+    return status->code;
+}
+
 }  // namespace
 
 Library::Library(SimulatedController& controller) : controller_(controller) { answerFrom(&controller); }
@@ -24,16 +37,11 @@ Library::Library(SimulatedController& controller) : controller_(controller) { an
 Library::~Library() { answerFrom(nullptr); }
 
 void Library::initialize() {
-    StatusHolder status;
-    errno = 0;
-    const std::string line = [&] {
-        const InsideLibrary inside;
-        zuqxmtk_initialize(status.get());
+    const auto call = [](zuerr_Status* status) {
+        zuqxmtk_initialize(status);
         if (status->code == 0) awaitMonitorIdle();
-        return std::string();
-    }();
-    isThreadRunning_ = status->code == 0;
-    controller_.note(reported("zuqxmtk_initialize", status) + line);
+    };
+    isThreadRunning_ = make(controller_, "zuqxmtk_initialize", call) == 0;
 }
 
 void Library::finalize() {
@@ -47,68 +55,41 @@ void Library::finalize() {
 }
 
 void Library::getTime() {
-    StatusHolder status;
     std::uint64_t time = kUntouchedTime;
-    errno = 0;
-    {
-        const InsideLibrary inside;
-        zuqxmtk_getTime(&time, status.get());
-    }
-    controller_.note(reported("zuqxmtk_getTime", status) + " " + std::to_string(time));
+    const auto call = [&](zuerr_Status* status) { zuqxmtk_getTime(&time, status); };
+    make(controller_, "zuqxmtk_getTime", call, &time);
 }
 
 void Library::getLimits() {
-    StatusHolder low, high;
-    const std::int32_t lowest = zuqxmtk_getMinCorrectionPerSecond(low.get());
-    controller_.note(reported("zuqxmtk_getMinCorrectionPerSecond", low) + " " + std::to_string(lowest));
-    const std::int32_t highest = zuqxmtk_getMaxCorrectionPerSecond(high.get());
-    controller_.note(reported("zuqxmtk_getMaxCorrectionPerSecond", high) + " " + std::to_string(highest));
+    std::int32_t limit = 0;
+    const auto getLowest = [&](zuerr_Status* status) { limit = zuqxmtk_getMinCorrectionPerSecond(status); };
+    const auto getHighest = [&](zuerr_Status* status) { limit = zuqxmtk_getMaxCorrectionPerSecond(status); };
+    make(controller_, "zuqxmtk_getMinCorrectionPerSecond", getLowest, &limit);
+    make(controller_, "zuqxmtk_getMaxCorrectionPerSecond", getHighest, &limit);
 }
 
 void Library::getCorrection() {
-    StatusHolder status;
     std::int32_t correction = kUntouchedCorrection;
-    errno = 0;
-    {
-        const InsideLibrary inside;
-        zuqxmtk_getCorrectionPerSecond(&correction, status.get());
-    }
-    controller_.note(reported("zuqxmtk_getCorrectionPerSecond", status) + " " + std::to_string(correction));
+    const auto call = [&](zuerr_Status* status) { zuqxmtk_getCorrectionPerSecond(&correction, status); };
+    make(controller_, "zuqxmtk_getCorrectionPerSecond", call, &correction);
 }
 
 void Library::setCorrection(std::int32_t ppb) {
-    StatusHolder status;
-    errno = 0;
-    {
-        const InsideLibrary inside;
-        zuqxmtk_setCorrectionPerSecond(ppb, status.get());
-    }
-    controller_.note(reported("zuqxmtk_setCorrectionPerSecond", status));
+    const auto call = [=](zuerr_Status* status) { zuqxmtk_setCorrectionPerSecond(ppb, status); };
+    make(controller_, "zuqxmtk_setCorrectionPerSecond", call);
 }
 
 void Library::snapTime(std::int64_t offsetNs) {
-    StatusHolder status;
-    errno = 0;
     holdNewThreads();  // so that the host's results precede the alignment's calls in the journal
-    {
-        const InsideLibrary inside;
-        zuqxmtk_snapTime(offsetNs, status.get());
-    }
-    controller_.note(reported("zuqxmtk_snapTime", status));
+    make(controller_, "zuqxmtk_snapTime", [=](zuerr_Status* status) { zuqxmtk_snapTime(offsetNs, status); });
     releaseNewThreads();
 }
 
 void Library::applyMetaData(bool isPtp) { applyText(isPtp ? kPtpDocument : "{}"); }
 
 void Library::applyText(const char* metadata) {
-    StatusHolder status;
-    errno = 0;
     holdMonitor();
-    {
-        const InsideLibrary inside;
-        zuqxmtk_applyMetaData(metadata, status.get());
-    }
-    controller_.note(reported("zuqxmtk_applyMetaData", status));
+    make(controller_, "zuqxmtk_applyMetaData", [=](zuerr_Status* status) { zuqxmtk_applyMetaData(metadata, status); });
     if (releaseMonitor()) awaitMonitorIdle();
 }
 

@@ -14,17 +14,16 @@ const std::string kFpgaDirectory = "/proc/driver/zu/fpga/deviceInterfaces/nZUHOR
 const std::string kFerroxDirectory = "/proc/driver/zu/ferrox/deviceInterfaces/nZUHORLIXFERROX000_HorlixFerrox\\0";
 const std::string kSi514 = "/sys/bus/i2c/drivers/si514";
 
-template <typename Number>
-std::string text(Number number) {
-    return std::to_string(number);
+std::string timeOf(std::int64_t seconds, std::int64_t fraction) {
+    return std::to_string(seconds) + "." + std::to_string(fraction);
 }
 
 }  // namespace
 
 std::string Outcome::describe() const {
-    if (error != 0) return "errno " + text(error);
-    if (driverStatus != 0) return "driver status " + text(driverStatus);
-    return "count " + text(count.value_or(-1));
+    if (error != 0) return "errno " + std::to_string(error);
+    if (driverStatus != 0) return "driver status " + std::to_string(driverStatus);
+    return "count " + std::to_string(count.value_or(-1));
 }
 
 SimulatedController::SimulatedController(const ControllerOptions& options)
@@ -57,13 +56,13 @@ void SimulatedController::note(std::string line) {
 }
 
 void SimulatedController::syslog(int priority, std::string_view line) {
-    note("syslog " + text(priority) + " " + std::string(line));
+    note("syslog " + std::to_string(priority) + " " + std::string(line));
 }
 
 void SimulatedController::noteWhatIsLeft() {
     std::string line = "left:";
-    for (const auto& [fd, descriptor] : descriptors_) line += " " + text(fd) + "=" + descriptor.path;
-    for (const auto& [pid, lives] : children_) line += (lives ? " alive " : " zombie ") + text(pid);
+    for (const auto& [fd, descriptor] : descriptors_) line += " " + std::to_string(fd) + "=" + descriptor.path;
+    for (const auto& [pid, lives] : children_) line += (lives ? " alive " : " zombie ") + std::to_string(pid);
     note(line);
 }
 
@@ -83,8 +82,8 @@ const Outcome* SimulatedController::enter(Call call, std::string line, bool isDr
 }
 
 void SimulatedController::leave(const Answer& answer) {
-    journal_.back() += " = " + text(answer.value);
-    if (answer.error != 0) journal_.back() += " errno " + text(answer.error);
+    journal_.back() += " = " + std::to_string(answer.value);
+    if (answer.error != 0) journal_.back() += " errno " + std::to_string(answer.error);
 }
 
 /// A call without a result: returns 0, or the error.
@@ -92,6 +91,15 @@ Answer SimulatedController::plain(Call call, std::string line) {
     const std::lock_guard lock(mutex_);
     const Outcome* const fault = enter(call, std::move(line));
     return finish({fault != nullptr ? fault->error : 0, 0});
+}
+
+/// The end of a descriptor's life, which a failed call ends too.
+Answer SimulatedController::release(Call call, const char* verb, int fd) {
+    const std::lock_guard lock(mutex_);
+    const Outcome* const fault = enter(call, line(verb, fd));
+    const bool wasOpen = descriptors_.erase(fd) != 0;
+    if (fault != nullptr) return finish({-1, fault->error});
+    return finish(wasOpen ? Answer{0, 0} : Answer{-1, EBADF});
 }
 
 Answer SimulatedController::makeDescriptor(std::string path) {
@@ -111,7 +119,7 @@ Interface* SimulatedController::phcOf(int fd) {
     const Descriptor* const descriptor = find(fd);
     if (descriptor == nullptr) return nullptr;
     for (Interface& phc : interfaces) {
-        if (descriptor->path == "/dev/ptp" + text(phc.phcIndex)) return &phc;
+        if (descriptor->path == "/dev/ptp" + std::to_string(phc.phcIndex)) return &phc;
     }
     return nullptr;
 }
@@ -119,93 +127,76 @@ Interface* SimulatedController::phcOf(int fd) {
 Interface* SimulatedController::phcOfClock(int clock) { return phcOf(~(clock >> 3)); }
 
 Answer SimulatedController::open(const char* path, int flags) {
-    const std::lock_guard lock(mutex_);
-    const std::string name = path;
-    if (const Outcome* fault = enter(Call::open, "open " + name + " " + text(flags))) return finish({-1, fault->error});
-    bool exists = files_.contains(name) || name == kFpgaNode || name == kFerroxNode;
-    for (const Interface& phc : interfaces) exists = exists || name == "/dev/ptp" + text(phc.phcIndex);
-    if (!exists) return finish({-1, ENOENT});
-    return finish(makeDescriptor(name));
-}
-
-Answer SimulatedController::close(int fd) {
-    const std::lock_guard lock(mutex_);
-    const Outcome* const fault = enter(Call::close, "close " + text(fd));
-    const bool wasOpen = descriptors_.erase(fd) != 0;  // a failed close still closes
-    if (fault != nullptr) return finish({-1, fault->error});
-    return finish(wasOpen ? Answer{0, 0} : Answer{-1, EBADF});
+    return perform(Call::open, line("open", path, flags), [&](auto) {
+        const std::string name = path;
+        bool exists = files_.contains(name) || name == kFpgaNode || name == kFerroxNode;
+        for (const Interface& phc : interfaces) exists = exists || name == "/dev/ptp" + std::to_string(phc.phcIndex);
+        return exists ? makeDescriptor(name) : Answer{-1, ENOENT};
+    });
 }
 
 Answer SimulatedController::read(int fd, void* buffer, std::size_t length) {
-    const std::lock_guard lock(mutex_);
-    const Outcome* const fault = enter(Call::read, "read " + text(fd) + " " + text(length));
-    if (fault != nullptr && fault->error != 0) return finish({-1, fault->error});
-    Descriptor* const descriptor = find(fd);
-    if (descriptor == nullptr) return finish({-1, EBADF});
-    std::string content;
-    if (Interface* phc = phcOf(fd)) {
-        if (phc->events.empty()) return finish({-1, EAGAIN});
-        ptp_extts_event event{};
-        event.t.sec = static_cast<std::int64_t>(phc->events.front() / kNsPerSecond);
-        event.t.nsec = static_cast<std::uint32_t>(phc->events.front() % kNsPerSecond);
-        phc->events.pop_front();
-        content.assign(reinterpret_cast<const char*>(&event), sizeof event);
-    } else {
-        content = files_[descriptor->path].substr(std::min(descriptor->offset, files_[descriptor->path].size()));
-    }
-    std::size_t count = std::min(length, content.size());
-    if (fault != nullptr && fault->count) count = std::min(count, static_cast<std::size_t>(*fault->count));
-    std::memcpy(buffer, content.data(), count);
-    descriptor->offset += count;
-    return finish({static_cast<long>(count), 0});
+    return perform(Call::read, line("read", fd, length), [&](std::optional<long> shortCount) -> Answer {
+        Descriptor* const descriptor = find(fd);
+        if (descriptor == nullptr) return {-1, EBADF};
+        std::string content;
+        if (Interface* phc = phcOf(fd)) {
+            if (phc->events.empty()) return {-1, EAGAIN};
+            ptp_extts_event event{};
+            event.t.sec = static_cast<std::int64_t>(phc->events.front() / kNsPerSecond);
+            event.t.nsec = static_cast<std::uint32_t>(phc->events.front() % kNsPerSecond);
+            phc->events.pop_front();
+            content.assign(reinterpret_cast<const char*>(&event), sizeof event);
+        } else {
+            content = files_[descriptor->path].substr(std::min(descriptor->offset, files_[descriptor->path].size()));
+        }
+        std::size_t count = std::min(length, content.size());
+        if (shortCount) count = std::min(count, static_cast<std::size_t>(*shortCount));
+        std::memcpy(buffer, content.data(), count);
+        descriptor->offset += count;
+        return {static_cast<long>(count), 0};
+    });
 }
 
 Answer SimulatedController::write(int fd, const void* buffer, std::size_t length) {
-    const std::lock_guard lock(mutex_);
     const std::string content(static_cast<const char*>(buffer), length);
-    const Outcome* const fault = enter(Call::write, "write " + text(fd) + " " + content);
-    if (fault != nullptr && fault->error != 0) return finish({-1, fault->error});
-    Descriptor* const descriptor = find(fd);
-    if (descriptor == nullptr) return finish({-1, EBADF});
-    std::size_t count = length;
-    if (fault != nullptr && fault->count) count = std::min(count, static_cast<std::size_t>(*fault->count));
-    files_[descriptor->path] = content.substr(0, count);
-    return finish({static_cast<long>(count), 0});
+    return perform(Call::write, line("write", fd, content), [&](std::optional<long> shortCount) -> Answer {
+        Descriptor* const descriptor = find(fd);
+        if (descriptor == nullptr) return {-1, EBADF};
+        const std::size_t count = shortCount ? std::min(length, static_cast<std::size_t>(*shortCount)) : length;
+        files_[descriptor->path] = content.substr(0, count);
+        return {static_cast<long>(count), 0};
+    });
 }
 
 Answer SimulatedController::seek(int fd, long offset) {
-    const std::lock_guard lock(mutex_);
-    const Outcome* const fault = enter(Call::seek, "seek " + text(fd) + " " + text(offset));
-    if (fault != nullptr && fault->error != 0) return finish({-1, fault->error});
-    if (fault != nullptr && fault->count) return finish({*fault->count, 0});
-    Descriptor* const descriptor = find(fd);
-    if (descriptor == nullptr) return finish({-1, EBADF});
-    descriptor->offset = static_cast<std::size_t>(offset);
-    return finish({offset, 0});
+    return perform(Call::seek, line("seek", fd, offset), [&](std::optional<long> result) -> Answer {
+        if (result) return {*result, 0};
+        Descriptor* const descriptor = find(fd);
+        if (descriptor == nullptr) return {-1, EBADF};
+        descriptor->offset = static_cast<std::size_t>(offset);
+        return {offset, 0};
+    });
 }
 
 Answer SimulatedController::select(int nfds, bool isWatched, long seconds, long microseconds) {
-    const std::lock_guard lock(mutex_);
-    const Outcome* const fault =
-        enter(Call::select, "select " + text(nfds) + (isWatched ? " watched " : " unwatched ") + text(seconds) + "." +
-                                text(microseconds));
-    if (fault != nullptr && fault->error != 0) return finish({-1, fault->error});
-    if (fault != nullptr && fault->count) return finish({*fault->count, 0});
-    const Interface* const phc = phcOf(nfds - 1);
-    if (phc == nullptr) return finish({-1, EBADF});
-    return finish({phc->events.empty() ? 0 : 1, 0});
+    const std::string text = line("select", nfds, isWatched ? "watched" : "unwatched", timeOf(seconds, microseconds));
+    return perform(Call::select, text, [&](std::optional<long> result) -> Answer {
+        if (result) return {*result, 0};
+        const Interface* const phc = phcOf(nfds - 1);
+        if (phc == nullptr) return {-1, EBADF};
+        return {phc->events.empty() ? 0 : 1, 0};
+    });
 }
 
 Answer SimulatedController::socket(int domain, int type, int protocol) {
-    const std::lock_guard lock(mutex_);
-    const std::string line = "socket " + text(domain) + " " + text(type) + " " + text(protocol);
-    if (const Outcome* fault = enter(Call::socket, line)) return finish({-1, fault->error});
-    return finish(makeDescriptor("socket"));
+    return perform(Call::socket, line("socket", domain, type, protocol),
+                   [&](auto) { return makeDescriptor("socket"); });
 }
 
 Answer SimulatedController::readClock(int clock, std::int64_t& seconds, std::int64_t& nanoseconds) {
     const std::lock_guard lock(mutex_);
-    const Outcome* const fault = enter(Call::readClock, "read clock " + text(clock));
+    const Outcome* const fault = enter(Call::readClock, line("read clock", clock));
     if (fault != nullptr && clock == 0) return finish({-1, fault->error});
     // The monotonic clock never fails: callers cannot use a failure, and the waits stay comparable.
     const std::uint64_t timeNs = clock == 0 ? nowNs_ + static_cast<std::uint64_t>(systemOffsetNs_) : nowNs_;
@@ -215,21 +206,18 @@ Answer SimulatedController::readClock(int clock, std::int64_t& seconds, std::int
 }
 
 Answer SimulatedController::setClock(int clock, std::int64_t seconds, std::int64_t nanoseconds) {
-    const std::lock_guard lock(mutex_);
-    const std::string line = "set clock " + text(clock) + " " + text(seconds) + "." + text(nanoseconds);
-    if (const Outcome* fault = enter(Call::setClock, line)) return finish({-1, fault->error});
-    const std::uint64_t target =
-        static_cast<std::uint64_t>(seconds) * kNsPerSecond + static_cast<std::uint64_t>(nanoseconds);
-    systemOffsetNs_ = static_cast<std::int64_t>(target - nowNs_);
-    return finish({});
+    return perform(Call::setClock, line("set clock", clock, timeOf(seconds, nanoseconds)), [&](auto) {
+        const std::uint64_t target =
+            static_cast<std::uint64_t>(seconds) * kNsPerSecond + static_cast<std::uint64_t>(nanoseconds);
+        systemOffsetNs_ = static_cast<std::int64_t>(target - nowNs_);
+        return Answer{};
+    });
 }
 
 Answer SimulatedController::openDirectory(const char* path) {
-    const std::lock_guard lock(mutex_);
-    const std::string name = path;
-    if (const Outcome* fault = enter(Call::openDirectory, "open directory " + name)) return finish({-1, fault->error});
-    if (name != "/sys/class/net/" && name != kSi514) return finish({-1, ENOENT});
-    return finish(makeDescriptor(name));
+    return perform(Call::openDirectory, line("open directory", path), [name = std::string(path), this](auto) {
+        return name == "/sys/class/net/" || name == kSi514 ? makeDescriptor(name) : Answer{-1, ENOENT};
+    });
 }
 
 std::optional<SimulatedController::Entry> SimulatedController::readDirectory(int directory, int& error) {
@@ -240,7 +228,7 @@ std::optional<SimulatedController::Entry> SimulatedController::readDirectory(int
     static const std::vector<Entry> kClients{{".", DT_DIR},      {"..", DT_DIR},     {"bind", DT_REG},
                                              {"module", DT_LNK}, {"7-004g", DT_LNK}, {"0-0055", DT_LNK},
                                              {"1-0055", DT_LNK}};
-    const Outcome* const fault = enter(Call::readDirectory, "read directory " + text(directory));
+    const Outcome* const fault = enter(Call::readDirectory, line("read directory", directory));
     error = fault != nullptr ? fault->error : 0;
     Descriptor* const descriptor = find(directory);
     if (fault != nullptr || descriptor == nullptr) return finish({-1, error}), std::nullopt;
@@ -250,59 +238,37 @@ std::optional<SimulatedController::Entry> SimulatedController::readDirectory(int
     return entries[descriptor->directoryPosition++];
 }
 
-Answer SimulatedController::closeDirectory(int directory) {
-    const std::lock_guard lock(mutex_);
-    const Outcome* const fault = enter(Call::closeDirectory, "close directory " + text(directory));
-    descriptors_.erase(directory);
-    return finish({fault != nullptr ? -1 : 0, fault != nullptr ? fault->error : 0});
-}
-
 Answer SimulatedController::glob(const char* pattern, int flags, std::string& found) {
-    const std::lock_guard lock(mutex_);
-    const std::string name = pattern;
-    if (const Outcome* fault = enter(Call::glob, "glob " + name + " " + text(flags)))
-        return finish({fault->count.value(), 0});
-    const std::string head = "/proc/driver/zu/*/deviceInterfaces/";
-    found = name == head + "nZUHORLIXFPGA000_HorlixFpga\\\\*"       ? kFpgaDirectory
-            : name == head + "nZUHORLIXFERROX000_HorlixFerrox\\\\*" ? kFerroxDirectory
-                                                                    : "";
-    return finish({found.empty() ? 3 : 0, 0});
+    return perform(Call::glob, line("glob", pattern, flags), [&](std::optional<long> result) -> Answer {
+        if (result) return {*result, 0};
+        const std::string name = pattern, head = "/proc/driver/zu/*/deviceInterfaces/";
+        found = name == head + "nZUHORLIXFPGA000_HorlixFpga\\\\*"       ? kFpgaDirectory
+                : name == head + "nZUHORLIXFERROX000_HorlixFerrox\\\\*" ? kFerroxDirectory
+                                                                        : "";
+        return {found.empty() ? 3 : 0, 0};
+    });
 }
 
 Answer SimulatedController::openStream(const char* path, const char* mode) {
-    const std::lock_guard lock(mutex_);
-    const std::string name = path;
-    if (const Outcome* fault = enter(Call::openStream, "open stream " + name + " " + mode))
-        return finish({-1, fault->error});
-    if (!files_.contains(name)) return finish({-1, ENOENT});
-    return finish(makeDescriptor(name));
+    return perform(Call::openStream, line("open stream", path, mode), [&](auto) {
+        return files_.contains(path) ? makeDescriptor(path) : Answer{-1, ENOENT};
+    });
 }
 
 Answer SimulatedController::readStream(int stream, std::string& content) {
     const std::lock_guard lock(mutex_);
-    const Outcome* const fault = enter(Call::readStream, "read stream " + text(stream));
+    const Outcome* const fault = enter(Call::readStream, line("read stream", stream));
     if (fault != nullptr && fault->error != 0) return finish({0, fault->error});
     content = files_[find(stream)->path];
-    if (fault != nullptr && fault->count && *fault->count > static_cast<long>(content.size())) {
-        content.resize(static_cast<std::size_t>(*fault->count), 'x');
-    } else if (fault != nullptr && fault->count) {
-        content.resize(static_cast<std::size_t>(*fault->count));
-    }
+    if (fault != nullptr && fault->count) content.resize(static_cast<std::size_t>(*fault->count), 'x');
     return finish({static_cast<long>(content.size()), 0});
-}
-
-Answer SimulatedController::closeStream(int stream) {
-    const std::lock_guard lock(mutex_);
-    const Outcome* const fault = enter(Call::closeStream, "close stream " + text(stream));
-    descriptors_.erase(stream);
-    return finish({fault != nullptr ? -1 : 0, fault != nullptr ? fault->error : 0});
 }
 
 Answer SimulatedController::spawn(int& pid, const char* path, char* const arguments[]) {
     const std::lock_guard lock(mutex_);
-    std::string line = std::string("spawn ") + path;
-    for (; *arguments != nullptr; ++arguments) line += std::string(" ") + *arguments;
-    if (const Outcome* fault = enter(Call::spawn, line)) {
+    std::string text = line("spawn", path);
+    for (; *arguments != nullptr; ++arguments) text += std::string(" ") + *arguments;
+    if (const Outcome* fault = enter(Call::spawn, text)) {
         if (fault->count) return finish({*fault->count, 0});  // only the result shows it, not errno
         return finish({fault->error, fault->error});
     }
@@ -312,35 +278,33 @@ Answer SimulatedController::spawn(int& pid, const char* path, char* const argume
 }
 
 Answer SimulatedController::kill(int pid, int signal) {
-    const std::lock_guard lock(mutex_);
-    if (const Outcome* fault = enter(Call::kill, "kill " + text(pid) + " " + text(signal)))
-        return finish({-1, fault->error});
-    if (!children_.contains(pid)) return finish({-1, ESRCH});
-    children_[pid] = false;
-    return finish({});
+    return perform(Call::kill, line("kill", pid, signal), [&](auto) {
+        if (!children_.contains(pid)) return Answer{-1, ESRCH};
+        children_[pid] = false;
+        return Answer{};
+    });
 }
 
 Answer SimulatedController::sleep(std::int64_t seconds, std::int64_t nanoseconds) {
-    const std::lock_guard lock(mutex_);
-    const std::string line = "sleep " + text(seconds) + "." + text(nanoseconds);
-    if (const Outcome* fault = enter(Call::sleep, line)) return finish({-1, fault->error});
-    nowNs_ += static_cast<std::uint64_t>(seconds) * kNsPerSecond + static_cast<std::uint64_t>(nanoseconds);
-    return finish({});
+    return perform(Call::sleep, line("sleep", timeOf(seconds, nanoseconds)), [&](auto) {
+        nowNs_ += static_cast<std::uint64_t>(seconds) * kNsPerSecond + static_cast<std::uint64_t>(nanoseconds);
+        return Answer{};
+    });
 }
 
-/// The end of a wait for the event: set, or period over; the latter is what a sweep fails.
 std::int64_t SimulatedController::nsUntil(std::int64_t seconds, std::int64_t nanoseconds) const {
     const std::lock_guard lock(mutex_);
     return seconds * static_cast<std::int64_t>(kNsPerSecond) + nanoseconds - static_cast<std::int64_t>(nowNs_);
 }
 
+/// The end of a wait for the event: set, or period over; the latter is what a sweep fails.
 Answer SimulatedController::wait(bool isSignalled, std::int64_t lengthNs) {
     const std::lock_guard lock(mutex_);
     if (isSignalled) {
         journal_.emplace_back("wait: signalled");
         return {};
     }
-    const Outcome* const fault = enter(Call::wait, "wait " + text(lengthNs));
+    const Outcome* const fault = enter(Call::wait, line("wait", lengthNs));
     return finish({fault != nullptr ? fault->error : ETIMEDOUT, 0});
 }
 

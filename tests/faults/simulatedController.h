@@ -49,6 +49,14 @@ struct Answer {
     int error = 0;
 };
 
+/// Words and numbers as one line.
+template <typename... Words>
+std::string line(const Words&... words) {
+    std::ostringstream text;
+    ((text << ' ' << words), ...);
+    return text.str().substr(1);
+}
+
 /// Fails the call at `position` (the first is 1); forever means that call and all later ones of its kind. The thread
 /// that makes the call at `cancelAt` is cancelled during it.
 struct FaultPlan {
@@ -84,7 +92,7 @@ public:
 
     // The calls. Descriptor numbers are the controller's own.
     Answer open(const char* path, int flags);
-    Answer close(int fd);
+    Answer close(int fd) { return release(Call::close, "close", fd); }
     Answer read(int fd, void* buffer, std::size_t length);
     Answer write(int fd, const void* buffer, std::size_t length);
     Answer seek(int fd, long offset);
@@ -101,12 +109,12 @@ public:
         unsigned char type;
     };
     std::optional<Entry> readDirectory(int directory, int& error);
-    Answer closeDirectory(int directory);
+    Answer closeDirectory(int directory) { return release(Call::closeDirectory, "close directory", directory); }
     Answer glob(const char* pattern, int flags, std::string& found);
     void globfree() { note("globfree"); }
     Answer openStream(const char* path, const char* mode);
     Answer readStream(int stream, std::string& content);
-    Answer closeStream(int stream);
+    Answer closeStream(int stream) { return release(Call::closeStream, "close stream", stream); }
     Answer spawn(int& pid, const char* path, char* const arguments[]);
     Answer kill(int pid, int signal);
     Answer sleep(std::int64_t seconds, std::int64_t nanoseconds);
@@ -158,6 +166,15 @@ private:
         return answer;
     }
     Answer plain(Call call, std::string text);
+    Answer release(Call call, const char* verb, int fd);
+    /// A call that fails with -1 and an errno; otherwise `answer` answers, given the short count of a fault.
+    template <typename Answering>
+    Answer perform(Call call, std::string text, Answering&& answer) {
+        const std::lock_guard lock(mutex_);
+        const Outcome* const fault = enter(call, std::move(text));
+        if (fault != nullptr && fault->error != 0) return finish({-1, fault->error});
+        return finish(answer(fault != nullptr ? fault->count : std::nullopt));
+    }
     Answer makeDescriptor(std::string path);
     Descriptor* find(int fd);
     Interface* phcOf(int fd);

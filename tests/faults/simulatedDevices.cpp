@@ -39,39 +39,37 @@ std::string hex(const void* bytes, std::size_t count) {
 
 Answer SimulatedController::adjustClock(int clock, std::uint32_t modes, std::int64_t frequency, std::int64_t seconds,
                                         std::int64_t fraction) {
-    const std::lock_guard lock(mutex_);
-    const std::string line = "adjust clock " + std::to_string(clock) + " modes " + std::to_string(modes) +
-                             " frequency " + std::to_string(frequency) + " by " + std::to_string(seconds) + "." +
-                             std::to_string(fraction);
-    if (const Outcome* fault = enter(Call::adjustClock, line)) return finish({-1, fault->error});
-    Interface* const phc = phcOfClock(clock);
-    if (phc == nullptr) return finish({-1, EINVAL});
-    if ((modes & 0x0100U) != 0) {
-        phc->offsetNs = sum(phc->offsetNs, static_cast<std::uint64_t>(seconds) * kNsPerSecond +
-                                               static_cast<std::uint64_t>(fraction - kStepLossNs));
-    }
-    return finish({});
+    const std::string text = line("adjust clock", clock, "modes", modes, "frequency", frequency, "by",
+                                  std::to_string(seconds) + "." + std::to_string(fraction));
+    return perform(Call::adjustClock, text, [&](auto) -> Answer {
+        Interface* const phc = phcOfClock(clock);
+        if (phc == nullptr) return {-1, EINVAL};
+        if ((modes & 0x0100U) != 0) {
+            phc->offsetNs = sum(phc->offsetNs, static_cast<std::uint64_t>(seconds) * kNsPerSecond +
+                                                   static_cast<std::uint64_t>(fraction - kStepLossNs));
+        }
+        return {};
+    });
 }
 
 std::string SimulatedController::describeRequest(int fd, unsigned long request, const void* argument) {
-    std::string line = "ioctl " + std::to_string(fd) + " " + std::to_string(request);
+    std::string text = line("ioctl", fd, request);
     const Descriptor* const descriptor = find(fd);
-    if (descriptor == nullptr) return line;
-    if (descriptor->path == "socket") return line + " " + static_cast<const ifreq*>(argument)->ifr_name;
+    if (descriptor == nullptr) return text;
+    if (descriptor->path == "socket") return line(text, static_cast<const ifreq*>(argument)->ifr_name);
     if (phcOf(fd) != nullptr) {
         const std::size_t size = (request >> 16) & 0x3FFF;
-        return request == PTP_CLOCK_GETCAPS ? line : line + " " + hex(argument, size);
+        return request == PTP_CLOCK_GETCAPS ? text : line(text, hex(argument, size));
     }
     const auto& block = *static_cast<const MethodArguments*>(argument);
-    line += " in " + std::to_string(block.inSize) + " out " + std::to_string(block.outSize) + " returned " +
-            std::to_string(block.returned) + " ";
+    text = line(text, "in", block.inSize, "out", block.outSize, "returned", block.returned, "");
     const auto* const in = reinterpret_cast<const unsigned char*>(block.in);
     if (descriptor->path == kFpgaNode && (request & 0xFE) == 2) {  // the argument points to a record
         const unsigned char* record;
         std::memcpy(&record, in, sizeof record);
-        return line + hex(record, *record) + " " + hex(in + 8, 4);
+        return text + hex(record, *record) + " " + hex(in + 8, 4);
     }
-    return line + hex(in, block.inSize == 16 ? 12 : block.inSize);  // padding is arbitrary
+    return text + hex(in, block.inSize == 16 ? 12 : block.inSize);  // padding is arbitrary
 }
 
 Answer SimulatedController::ioctl(int fd, unsigned long request, void* argument) {

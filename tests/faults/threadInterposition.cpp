@@ -45,6 +45,14 @@ void* runThread(void* given) {
     return result;
 }
 
+/// The controller's error for making something, or 0.
+int refusal(Answer (SimulatedController::*make)()) {
+    auto* const controller = current.load();
+    if (controller == nullptr) return 0;
+    const Outside outside;
+    return static_cast<int>((controller->*make)().value);
+}
+
 int realTimedWait(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline) {
     using Function = int(pthread_cond_t*, pthread_mutex_t*, const timespec*);
 #ifdef HALVEX_THREAD_SANITIZER
@@ -104,7 +112,7 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
     auto* const controller = current.load();
     if (controller == nullptr) return real(thread, attributes, function, argument);
     const Outside outside;
-    if (const Answer answer = controller->startThread(); answer.value != 0) return static_cast<int>(answer.value);
+    if (const int error = refusal(&SimulatedController::startThread); error != 0) return error;
     const int gate = gateBeingHeld.load();
     const bool isHeld = gate > gateOpened.load();
     if (isHeld) ++threadsHeld;
@@ -112,12 +120,8 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
 }
 
 int pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes) noexcept {
-    using Function = int(pthread_mutex_t*, const pthread_mutexattr_t*);
-    auto* const controller = current.load();
-    if (controller == nullptr) return next<Function>("pthread_mutex_init")(mutex, attributes);
-    const Outside outside;
-    if (const Answer answer = controller->makeMutex(); answer.value != 0) return static_cast<int>(answer.value);
-    return next<Function>("pthread_mutex_init")(mutex, attributes);
+    if (const int error = refusal(&SimulatedController::makeMutex); error != 0) return error;
+    return next<int(pthread_mutex_t*, const pthread_mutexattr_t*)>("pthread_mutex_init")(mutex, attributes);
 }
 
 #ifdef HALVEX_THREAD_SANITIZER
@@ -135,12 +139,8 @@ int pthread_mutex_clocklock(pthread_mutex_t* mutex, clockid_t clock, const times
 #endif
 
 int pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attributes) noexcept {
-    using Function = int(pthread_cond_t*, const pthread_condattr_t*);
-    auto* const controller = current.load();
-    if (controller == nullptr) return next<Function>("pthread_cond_init")(condition, attributes);
-    const Outside outside;
-    if (const Answer answer = controller->makeCondition(); answer.value != 0) return static_cast<int>(answer.value);
-    return next<Function>("pthread_cond_init")(condition, attributes);
+    if (const int error = refusal(&SimulatedController::makeCondition); error != 0) return error;
+    return next<int(pthread_cond_t*, const pthread_condattr_t*)>("pthread_cond_init")(condition, attributes);
 }
 
 int pthread_cond_signal(pthread_cond_t* condition) noexcept {

@@ -5,54 +5,14 @@
 #include "board/wire/driver.h"
 #include "board/wire/netInterface.h"
 #include "board/wire/ptp.h"
+#include "tests/support/errorCodes.h"
 
 namespace soak {
 namespace {
 
-constexpr std::int32_t kMemoryFull = -52000;
-constexpr std::int32_t kUnsupported = -52002;
-constexpr std::int32_t kSoftwareFault = -52003;
-constexpr std::int32_t kInvalid = -52005;
-constexpr std::int32_t kNotFound = -52006;
-constexpr std::int32_t kTimedOut = -52007;
-constexpr std::int32_t kOsFault = -52008;
-constexpr std::int32_t kCommunications = -52024;
-constexpr std::int32_t kInterrupted = -52025;
-constexpr std::int32_t kDenied = -52026;
-constexpr std::int32_t kBusy = -52031;
-constexpr std::int32_t kSilent = 0;
+using namespace testsupport;
 
-/// The platform's code for an errno of a driver's node.
-std::int32_t platformCode(int error) noexcept {
-    switch (error) {
-        case EPERM:
-        case EACCES:
-            return kDenied;
-        case ENOENT:
-        case ENXIO:
-        case ENODEV:
-            return kNotFound;
-        case EINTR:
-            return kInterrupted;
-        case EIO:
-            return kCommunications;
-        case ENOMEM:
-        case ENFILE:
-        case EMFILE:
-            return kMemoryFull;
-        case EBUSY:
-            return kBusy;
-        case EINVAL:
-            return kInvalid;
-        case ENOTTY:
-        case EOPNOTSUPP:
-            return kUnsupported;
-        case ETIMEDOUT:
-            return kTimedOut;
-        default:
-            return kOsFault;
-    }
-}
+constexpr std::int32_t kSilent = 0;
 
 /// By its number, not by its target: a descriptor number may refer to another device by now.
 bool isRequestOfDriver(std::uint32_t request) noexcept { return (request >> 8 & 0xFF) == 'u'; }
