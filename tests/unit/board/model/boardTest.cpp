@@ -1,53 +1,37 @@
 // A board's life cycle: switching on, determinism by seed.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include "boardFixture.h"
+#include "tests/support/modelBoard.h"
 
 namespace halvexboard::boardTest {
 
-class Life : public BoardFixture {
-protected:
-    /// Some minutes of a board using every source of randomness; returns all observable values.
-    static std::vector<std::int64_t> live(std::uint64_t seed) {
-        struct Run : BoardFixture {
-            void TestBody() override {}
-            std::vector<std::int64_t> play(std::uint64_t seed) {
-                addInterface("enp1s0", 0);
-                config.seed = seed;
-                config.interfaces[0].clock = {5'000, 1500, 50, 0};
-                config.interfaces[0].lost_edges_per_million = 300'000;
-                config.interfaces[0].interrupt_jitter_ns = 10'000;
-                config.system.offset_ns = 77'000;
-                board_phc2sys_options options{};
-                std::strcpy(options.source, "enp1s0");
-                options.valid = 1;
-                board_phc2sys_start(on(), 0, &options);
-                for (std::uint64_t second = 1; second < 100; ++second) playSecond(second);
-                return seen();
-            }
-            void playSecond(std::uint64_t second) {
-                arm(second * kS, 0);
-                generateEpoch(second * kS + 5);
-                board_wire_timex timex{};
-                timex.modes = BOARD_WIRE_ADJ_SETOFFSET | BOARD_WIRE_ADJ_NANO;
-                timex.time_usec = 100;
-                board_phc_adjtime(on(), second * kS + kMs, 0, &timex);
-            }
-            std::vector<std::int64_t> seen() const {
-                std::vector<std::int64_t> numbers;
-                for (const Recorded& recorded : happenings) {
-                    numbers.push_back(recorded.happening.kind);
-                    numbers.push_back(static_cast<std::int64_t>(recorded.happening.raw_ns));
-                    numbers.push_back(recorded.step.real_ns);
-                    numbers.push_back(static_cast<std::int64_t>(recorded.stamp.time_ns));
-                    numbers.push_back(recorded.stamp.lost);
-                    numbers.push_back(recorded.truth.difference_ns[BOARD_CLOCK_SYSTEM]);
-                }
-                return numbers;
-            }
-        };
-        return Run().play(seed);
+using Life = ModelBoardTest;
+
+/// Some minutes of a board using every source of randomness; returns all observable values.
+std::vector<std::int64_t> live(std::uint64_t seed) {
+    ModelBoard run;
+    run.addInterface("enp1s0", 0);
+    run.config.seed = seed;
+    run.config.interfaces[0].clock = {5'000, 1500, 50, 0};
+    run.config.interfaces[0].lost_edges_per_million = 300'000;
+    run.config.interfaces[0].interrupt_jitter_ns = 10'000;
+    run.config.system.offset_ns = 77'000;
+    run.startPhc2sys(0, "enp1s0");
+    for (std::uint64_t second = 1; second < 100; ++second) {
+        run.arm(second * kS, 0);
+        run.generateEpoch(second * kS + 5);
+        run.step(second * kS + kMs, 0, 0, 100);
     }
-};
+    std::vector<std::int64_t> numbers;
+    for (const Recorded& recorded : run.happenings) {
+        numbers.push_back(recorded.happening.kind);
+        numbers.push_back(static_cast<std::int64_t>(recorded.happening.raw_ns));
+        numbers.push_back(recorded.step.real_ns);
+        numbers.push_back(static_cast<std::int64_t>(recorded.stamp.time_ns));
+        numbers.push_back(recorded.stamp.lost);
+        numbers.push_back(recorded.truth.difference_ns[BOARD_CLOCK_SYSTEM]);
+    }
+    return numbers;
+}
 
 TEST_F(Life, TheSameSeedLivesTheSameLife) {
     EXPECT_EQ(live(1), live(1));
@@ -75,9 +59,7 @@ TEST_F(Life, SequenceNumbersHaveNoGaps) {
 
 TEST_F(Life, TextsAndCallsReachTheObserver) {
     board_tell_syslog(on(), kS, 6, "hello, world", 5);
-    board_call call{};
-    call.kind = BOARD_CALL_READ;
-    call.target = BOARD_TARGET_SI514;
+    const board_call call = callOf(BOARD_CALL_READ, BOARD_TARGET_SI514);
     board_tell_call(on(), kS, &call);
     EXPECT_EQ(of(BOARD_HAPPENING_SYSLOG).at(0).text, "hello");
     EXPECT_EQ(of(BOARD_HAPPENING_SYSLOG).at(0).happening.value, 6);
@@ -93,35 +75,23 @@ TEST_F(Life, RunsWithoutAnObserver) {
 }
 
 TEST_F(Life, RefusesConfigurationsBeyondItsMaxima) {
-    const board_config good = config;
-    auto storage = std::make_unique<std::uint64_t[]>(board_size() / 8 + 1);
-    const auto accepts = [&storage](const board_config& tried) {
-        return board_init(storage.get(), &tried, nullptr, nullptr) != nullptr;
+    const auto isAccepted = [](void (*change)(board_config & config)) {
+        ModelBoard tried;
+        change(tried.config);
+        return tried.on() != nullptr;
     };
-    EXPECT_TRUE(accepts(good));
-    board_config bad = good;
-    bad.interface_count = BOARD_MAX_INTERFACES + 1;
-    EXPECT_FALSE(accepts(bad));
-    bad = good;
-    bad.crystal_error_ppt = 1'000'000'001;
-    EXPECT_FALSE(accepts(bad));
-    bad = good;
-    bad.interface_count = 1;  // without a name
-    EXPECT_FALSE(accepts(bad));
-    bad = good;
-    bad.ferrox.clock.step_granularity_ns = -1;
-    EXPECT_FALSE(accepts(bad));
-    bad = good;
-    bad.fault_count = 1;  // nth and times are 0
-    EXPECT_FALSE(accepts(bad));
-    bad = good;
-    bad.event_count = 1;
-    bad.events[0] = {0, BOARD_EVENT_INTERFACE_DOWN, BOARD_TARGET_FPGA, 0};
-    EXPECT_FALSE(accepts(bad));
-    bad = good;
-    bad.phc2sys.interval_ns = 0;
-    EXPECT_FALSE(accepts(bad));
-    EXPECT_EQ(board_init(nullptr, &good, nullptr, nullptr), nullptr);
+    EXPECT_TRUE(isAccepted([](board_config&) {}));
+    EXPECT_FALSE(isAccepted([](board_config& tried) { tried.interface_count = BOARD_MAX_INTERFACES + 1; }));
+    EXPECT_FALSE(isAccepted([](board_config& tried) { tried.crystal_error_ppt = 1'000'000'001; }));
+    EXPECT_FALSE(isAccepted([](board_config& tried) { tried.interface_count = 1; })) << "without a name";
+    EXPECT_FALSE(isAccepted([](board_config& tried) { tried.ferrox.clock.step_granularity_ns = -1; }));
+    EXPECT_FALSE(isAccepted([](board_config& tried) { tried.fault_count = 1; })) << "nth and times are 0";
+    EXPECT_FALSE(isAccepted([](board_config& tried) {
+        tried.event_count = 1;
+        tried.events[0] = {0, BOARD_EVENT_INTERFACE_DOWN, BOARD_TARGET_FPGA, 0};
+    }));
+    EXPECT_FALSE(isAccepted([](board_config& tried) { tried.phc2sys.interval_ns = 0; }));
+    EXPECT_EQ(board_init(nullptr, &config, nullptr, nullptr), nullptr);
 }
 
 }  // namespace halvexboard::boardTest

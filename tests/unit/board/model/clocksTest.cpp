@@ -1,21 +1,20 @@
 // Clocks: one oscillator, one instant, steps that fall short.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include "boardFixture.h"
-
-#include "board/wire/driver.h"
+extern "C" {
+#include "board/model/decimal.h"
+}
+#include "tests/support/modelBoard.h"
 
 namespace halvexboard::clocksTest {
 
 constexpr std::uint64_t kYearNs = 365ULL * 86'400 * kS;
 
-class Clocks : public BoardFixture {
+class Clocks : public ModelBoardTest {
 protected:
-    int stepPhc(std::uint64_t rawNs, std::int64_t seconds, std::int64_t nanoseconds) {
-        board_wire_timex timex{};
-        timex.modes = BOARD_WIRE_ADJ_SETOFFSET | BOARD_WIRE_ADJ_NANO;
-        timex.time_sec = seconds;
-        timex.time_usec = nanoseconds;
-        return board_phc_adjtime(on(), rawNs, 0, &timex);
+    void steer(std::uint64_t rawNs, std::int64_t ppt) {
+        char text[32];
+        const std::uint32_t size = board_decimal_write(text, sizeof text, 3, ppt);
+        ASSERT_EQ(board_si514_store(on(), rawNs, text, size), static_cast<int>(size));
     }
 };
 
@@ -63,9 +62,9 @@ TEST_F(Clocks, KeepTheirDifferencesWhateverTheOscillatorDoes) {
 TEST_F(Clocks, LoseTheirLossAtEachStep) {
     addInterface("enp1s0", 0);
     config.interfaces[0].clock.step_loss_ns = 1500;
-    ASSERT_EQ(stepPhc(kS, 0, 400'000), 0);
+    ASSERT_EQ(step(kS, 0, 0, 400'000), 0);
     EXPECT_EQ(difference(kS, BOARD_CLOCK_PHC(0)), 400'000 - 1500);
-    ASSERT_EQ(stepPhc(kS, -1, 999'600'000), 0);
+    ASSERT_EQ(step(kS, 0, -1, 999'600'000), 0);
     EXPECT_EQ(difference(kS, BOARD_CLOCK_PHC(0)), -3000);
 }
 
@@ -73,7 +72,7 @@ TEST_F(Clocks, TellWhatAStepAskedAndWhatItDid) {
     addInterface("enp1s0", 0);
     config.interfaces[0].clock.step_loss_ns = 1500;
     config.interfaces[0].clock.step_jitter_ns = 50;
-    ASSERT_EQ(stepPhc(kS, 0, 1000), 0);
+    ASSERT_EQ(step(kS, 0, 0, 1000), 0);
     const auto steps = of(BOARD_HAPPENING_STEP);
     ASSERT_EQ(steps.size(), 1U);
     EXPECT_EQ(steps[0].step.clock, BOARD_CLOCK_PHC(0));
@@ -98,23 +97,12 @@ TEST_F(Clocks, OneClocksJitterDoesNotShiftAnothers) {
     addInterface("enp1s0", 0);
     config.interfaces[0].clock.step_jitter_ns = 1000;
     config.fpga.clock.step_jitter_ns = 1000;
-    stepPhc(kS, 0, 0);
-    const std::int64_t alone = difference(kS, BOARD_CLOCK_PHC(0));
-    const Recorded first = of(BOARD_HAPPENING_STEP).at(0);
-    BoardFixture::happenings.clear();
-
-    auto storage = std::make_unique<std::uint64_t[]>(board_size() / 8 + 1);
-    board* const other = board_init(storage.get(), &config, nullptr, nullptr);
-    board_driver_call call{};
-    call.request = BOARD_WIRE_FPGA_ADJUST_TIME;
-    ASSERT_EQ(board_driver_do(other, kS, BOARD_TARGET_FPGA, &call), 0);
-    board_wire_timex timex{};
-    timex.modes = BOARD_WIRE_ADJ_SETOFFSET | BOARD_WIRE_ADJ_NANO;
-    ASSERT_EQ(board_phc_adjtime(other, kS, 0, &timex), 0);
-    board_truth truth;
-    board_get_truth(other, kS, &truth);
-    EXPECT_EQ(truth.difference_ns[BOARD_CLOCK_PHC(0)], alone);
-    EXPECT_NE(first.step.real_ns, 0);
+    ModelBoard other(config);
+    ASSERT_EQ(step(kS, 0, 0, 0), 0);
+    other.driverCall(kS, BOARD_TARGET_FPGA, BOARD_WIRE_FPGA_ADJUST_TIME);
+    ASSERT_EQ(other.step(kS, 0, 0, 0), 0);
+    EXPECT_EQ(other.difference(kS, BOARD_CLOCK_PHC(0)), difference(kS, BOARD_CLOCK_PHC(0)));
+    EXPECT_NE(of(BOARD_HAPPENING_STEP).at(0).step.real_ns, 0);
 }
 
 TEST_F(Clocks, AnEarlierInstantCountsAsTheLatest) {
@@ -128,8 +116,7 @@ TEST_F(Clocks, TruthSaysWhichAreEnabled) {
     addInterface("enp2s0", 1);
     addInterface("enp3s0", -1);
     config.interfaces[1].is_up = 0;
-    board_truth truth;
-    board_get_truth(on(), 0, &truth);
+    const board_truth truth = this->truth(0);
     ASSERT_EQ(truth.clock_count, 6U);
     EXPECT_TRUE(truth.enabled[BOARD_CLOCK_FERROX]);
     EXPECT_TRUE(truth.enabled[BOARD_CLOCK_FPGA]);
@@ -146,8 +133,7 @@ TEST_F(Clocks, OfAnInterfaceThatCannotTakePartIsNeverEnabled) {
     config.interfaces[3].n_pins = 3;
     std::strcpy(config.interfaces[4].vendor, "0x8087\n");
     std::strcpy(config.interfaces[5].device, "0x1521\n");
-    board_truth truth;
-    board_get_truth(on(), 0, &truth);
+    const board_truth truth = this->truth(0);
     EXPECT_TRUE(truth.enabled[BOARD_CLOCK_PHC(0)]);
     for (int i = 1; i < 6; ++i) EXPECT_FALSE(truth.enabled[BOARD_CLOCK_PHC(i)]) << i;
 }
@@ -167,14 +153,10 @@ constexpr std::int64_t kToleranceNs = 100;
 /// One slave aligned to the master by steps, like a timekeeper does.
 class Slave {
 public:
-    explicit Slave(std::uint64_t seed) : storage_(std::make_unique<std::uint64_t[]>(board_size() / 8 + 1)) {
-        board_config config;
-        board_config_defaults(&config);
-        config.seed = seed;
-        config.interface_count = 1;
-        board_interface_defaults(&config.interfaces[0], "enp1s0", 0);
-        config.interfaces[0].clock = {offsetOf(seed), 1500, 50, 0};
-        board_ = board_init(storage_.get(), &config, nullptr, nullptr);
+    explicit Slave(std::uint64_t seed) {
+        board_.config.seed = seed;
+        board_.addInterface("enp1s0", 0);
+        board_.config.interfaces[0].clock = {offsetOf(seed), 1500, 50, 0};
     }
 
     /// Iterations until the captured difference is within the tolerance, or `limit`.
@@ -197,32 +179,18 @@ private:
 
     std::int64_t measure() {
         rawNs_ += kMs;
-        EXPECT_EQ(board_phc_set_pin(board_, rawNs_, 0, 0, 1, 0), 0);
-        EXPECT_EQ(board_phc_extts(board_, rawNs_, 0, 0, 3, 0), 0);
-        board_driver_call call{};
-        call.request = BOARD_WIRE_FERROX_GENERATE_EPOCH_SIGNAL;
-        EXPECT_EQ(board_driver_do(board_, rawNs_, BOARD_TARGET_FERROX, &call), 0);
-        call.request = BOARD_WIRE_FERROX_GET_EPOCH_TIMESTAMP;
-        EXPECT_EQ(board_driver_do(board_, rawNs_, BOARD_TARGET_FERROX, &call), 0);
-        board_phc_event events[2];
-        EXPECT_EQ(board_phc_take(board_, rawNs_ + 100 * kUs, 0, events, 2), 2);
-        return static_cast<std::int64_t>(events[0].time_ns - call.result);
+        EXPECT_EQ(board_.arm(rawNs_, 0), 0);
+        const std::uint64_t masterNs = board_.generateEpoch(rawNs_);
+        return static_cast<std::int64_t>(board_.take(rawNs_ + 100 * kUs, 0).at(0).time_ns - masterNs);
     }
 
     void step(std::int64_t byNs) {
-        board_wire_timex timex{};
-        timex.modes = BOARD_WIRE_ADJ_SETOFFSET | BOARD_WIRE_ADJ_NANO;
-        timex.time_sec = byNs / static_cast<std::int64_t>(kS);
-        timex.time_usec = byNs % static_cast<std::int64_t>(kS);
-        if (timex.time_usec < 0) {
-            --timex.time_sec;
-            timex.time_usec += static_cast<std::int64_t>(kS);
-        }
-        EXPECT_EQ(board_phc_adjtime(board_, rawNs_ + 200 * kUs, 0, &timex), 0);
+        constexpr auto kSecond = static_cast<std::int64_t>(kS);
+        const std::int64_t restNs = (byNs % kSecond + kSecond) % kSecond;
+        EXPECT_EQ(board_.step(rawNs_ + 200 * kUs, 0, (byNs - restNs) / kSecond, restNs), 0);
     }
 
-    std::unique_ptr<std::uint64_t[]> storage_;
-    board* board_;
+    ModelBoard board_;
     std::uint64_t rawNs_ = 0;
 };
 

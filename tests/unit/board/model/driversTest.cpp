@@ -1,12 +1,10 @@
 // The Ferrox and FPGA drivers: methods, layouts, records, status codes.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include "boardFixture.h"
-
-#include "board/wire/driver.h"
+#include "tests/support/modelBoard.h"
 
 namespace halvexboard::driversTest {
 
-class Drivers : public BoardFixture {
+class Drivers : public ModelBoardTest {
 protected:
     board_driver_call withRecord(std::uint32_t request, const void* record, std::size_t size) {
         board_driver_call call{};
@@ -49,20 +47,14 @@ TEST_F(Drivers, FerroxAddsUpItsSteps) {
     EXPECT_EQ(driverCall(kS, BOARD_TARGET_FERROX, BOARD_WIRE_FERROX_GET_TIME_OFFSET).result, 600U);
 }
 
-TEST_F(Drivers, AnUnknownRequestIsENOTTY) {
-    board_driver_call call{};
-    call.request = 0xC0207509;
-    EXPECT_EQ(board_driver_do(on(), 0, BOARD_TARGET_FPGA, &call), -ENOTTY);
-}
+TEST_F(Drivers, AnUnknownRequestIsENOTTY) { driverCall(0, BOARD_TARGET_FPGA, 0xC0207509, 0, -ENOTTY); }
 
 TEST_F(Drivers, ADriverThatIsGoneIsENODEVUntilItIsBack) {
     ASSERT_EQ(event(0, BOARD_EVENT_DRIVER_GONE, BOARD_TARGET_FERROX), 0);
     EXPECT_FALSE(board_present(on(), BOARD_TARGET_FERROX));
-    board_driver_call call{};
-    call.request = BOARD_WIRE_FERROX_GET_TIME;
-    EXPECT_EQ(board_driver_do(on(), 0, BOARD_TARGET_FERROX, &call), -ENODEV);
+    driverCall(0, BOARD_TARGET_FERROX, BOARD_WIRE_FERROX_GET_TIME, 0, -ENODEV);
     ASSERT_EQ(event(0, BOARD_EVENT_DRIVER_BACK, BOARD_TARGET_FERROX), 0);
-    EXPECT_EQ(board_driver_do(on(), 0, BOARD_TARGET_FERROX, &call), 0);
+    driverCall(0, BOARD_TARGET_FERROX, BOARD_WIRE_FERROX_GET_TIME);
 }
 
 TEST_F(Drivers, TheStatusRecordIsToldAsItCame) {
@@ -107,28 +99,20 @@ TEST_F(Drivers, AnFpgaCanReadZeroAndComeBack) {
     EXPECT_EQ(driverCall(kS, BOARD_TARGET_FPGA, BOARD_WIRE_FPGA_GET_TIME).result, config.start_time_ns + kS);
 }
 
-TEST_F(Drivers, AForcedErrorDoesNothingAndAForcedWarningDoesItsWork) {
-    board_driver_call call{};
-    call.request = BOARD_WIRE_FPGA_ADJUST_TIME;
-    call.argument = 500;
-    call.forced_status = -52024;
-    ASSERT_EQ(board_driver_do(on(), kS, BOARD_TARGET_FPGA, &call), 0);
-    EXPECT_EQ(call.driver_status, -52024);
-    EXPECT_EQ(difference(kS, BOARD_CLOCK_FPGA), 0);
-    call.forced_status = 52100;
-    ASSERT_EQ(board_driver_do(on(), kS, BOARD_TARGET_FPGA, &call), 0);
-    EXPECT_EQ(call.driver_status, 52100);
-    EXPECT_EQ(difference(kS, BOARD_CLOCK_FPGA), 500);
-}
-
-TEST_F(Drivers, ACallersErrorIsHandedBackUndone) {
-    board_driver_call call{};
-    call.request = BOARD_WIRE_FPGA_ADJUST_TIME;
-    call.argument = 500;
-    call.caller_status = -1;
-    ASSERT_EQ(board_driver_do(on(), kS, BOARD_TARGET_FPGA, &call), 0);
-    EXPECT_EQ(call.driver_status, -1);
-    EXPECT_EQ(difference(kS, BOARD_CLOCK_FPGA), 0);
+TEST_F(Drivers, AnErrorOfTheCallerOrAForcedOneDoesNothingAndAForcedWarningDoesItsWork) {
+    static constexpr struct {
+        std::int32_t caller, forced, status, movedNs;
+    } kCases[] = {{-1, 0, -1, 0}, {0, -52024, -52024, 0}, {0, 52100, 52100, 500}};
+    for (const auto& [caller, forced, status, movedNs] : kCases) {
+        board_driver_call call{};
+        call.request = BOARD_WIRE_FPGA_ADJUST_TIME;
+        call.argument = 500;
+        call.caller_status = caller;
+        call.forced_status = forced;
+        ASSERT_EQ(board_driver_do(on(), kS, BOARD_TARGET_FPGA, &call), 0);
+        EXPECT_EQ(call.driver_status, status);
+        EXPECT_EQ(difference(kS, BOARD_CLOCK_FPGA), movedNs) << status;
+    }
 }
 
 }  // namespace halvexboard::driversTest

@@ -1,12 +1,10 @@
 // The epoch signal: which clocks stamp it, when, and which miss it.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include "boardFixture.h"
-
-#include "board/wire/driver.h"
+#include "tests/support/modelBoard.h"
 
 namespace halvexboard::epochTest {
 
-class Epoch : public BoardFixture {
+class Epoch : public ModelBoardTest {
 protected:
     Epoch() {
         addInterface("enp2s0", 1);
@@ -31,9 +29,9 @@ TEST_F(Epoch, OneInstantStampsEveryClockExactly) {
         const std::uint64_t master = generateEpoch(rawNs + 10);
         const board_truth truth = of(BOARD_HAPPENING_EPOCH).back().truth;
         ASSERT_EQ(truth.raw_ns, rawNs + 10);
-        board_phc_event events[2][4];
-        ASSERT_EQ(board_phc_take(on(), rawNs + kMs, 0, events[0], 4), 2);
-        ASSERT_EQ(board_phc_take(on(), rawNs + kMs, 1, events[1], 4), 2);
+        const std::vector<board_phc_event> events[2] = {take(rawNs + kMs, 0), take(rawNs + kMs, 1)};
+        ASSERT_EQ(events[0].size(), 2U);
+        ASSERT_EQ(events[1].size(), 2U);
         EXPECT_EQ(static_cast<std::int64_t>(events[0][0].time_ns - master), truth.difference_ns[BOARD_CLOCK_PHC(0)]);
         EXPECT_EQ(static_cast<std::int64_t>(events[1][0].time_ns - master), truth.difference_ns[BOARD_CLOCK_PHC(1)]);
         EXPECT_EQ(static_cast<std::int64_t>(fpgaEpoch(rawNs + kMs) - master), truth.difference_ns[BOARD_CLOCK_FPGA]);
@@ -48,8 +46,8 @@ TEST_F(Epoch, BothEdgesAreStampedThoughOnlyTheRisingWasAskedFor) {
     config.pulse_width_ns = 700;
     ASSERT_EQ(arm(kS, 1), 0);
     generateEpoch(kS);
-    board_phc_event events[4];
-    ASSERT_EQ(board_phc_take(on(), kS + kMs, 1, events, 4), 2);
+    const auto events = take(kS + kMs, 1);
+    ASSERT_EQ(events.size(), 2U);
     EXPECT_EQ(events[1].time_ns - events[0].time_ns, 700U);
     const auto stamps = of(BOARD_HAPPENING_STAMP);
     ASSERT_EQ(stamps.size(), 3U);  // the FPGA's and two of the PHC
@@ -80,8 +78,7 @@ TEST_F(Epoch, AnEdgeDuringAPendingInterruptIsHandledByIt) {
         const std::uint64_t arrival = board_next_change(on());
         EXPECT_EQ(board_phc_waiting(on(), arrival - 1, 1), 0);
         EXPECT_EQ(board_phc_waiting(on(), arrival, 1), 2);
-        board_phc_event events[2];
-        ASSERT_EQ(board_phc_take(on(), arrival, 1, events, 2), 2);
+        ASSERT_EQ(take(arrival, 1).size(), 2U);
     }
 }
 
@@ -90,9 +87,9 @@ TEST_F(Epoch, LateEventsNeverOvertakeEarlierOnes) {
     config.interfaces[1].interrupt_jitter_ns = 100'000;
     ASSERT_EQ(arm(0, 1), 0);
     for (std::uint64_t pulse = 1; pulse <= 50; ++pulse) generateEpoch(pulse * 3000);
-    board_phc_event events[100];
-    ASSERT_EQ(board_phc_take(on(), kS, 1, events, 100), 100);
-    for (int at = 1; at < 100; ++at) EXPECT_LT(events[at - 1].time_ns, events[at].time_ns);
+    const auto events = take(kS, 1);
+    ASSERT_EQ(events.size(), 100U);
+    for (std::size_t at = 1; at < 100; ++at) EXPECT_LT(events[at - 1].time_ns, events[at].time_ns);
 }
 
 TEST_F(Epoch, NobodyStampsWhoIsNotArmed) {
@@ -124,8 +121,8 @@ TEST_F(Epoch, TheQueueKeepsTheNewest127) {
         rising.push_back(of(BOARD_HAPPENING_EPOCH).back().truth.time_ns[BOARD_CLOCK_PHC(1)]);
     }
     EXPECT_EQ(board_phc_waiting(on(), kS, 1), 127);
-    board_phc_event events[200];
-    ASSERT_EQ(board_phc_take(on(), kS, 1, events, 200), 127);
+    const auto events = take(kS, 1);
+    ASSERT_EQ(events.size(), 127U);
     // The last 127 of 200 edges: a falling edge, then 63 whole pulses.
     EXPECT_GT(events[0].time_ns, rising[36]);
     EXPECT_LT(events[0].time_ns, rising[37]);
@@ -152,13 +149,12 @@ TEST_F(Epoch, ALostPulseReachesNeitherQueueNorFpga) {
 TEST_F(Epoch, PulsesAreLostByChanceAtTheRateGiven) {
     config.interfaces[1].lost_edges_per_million = 250'000;
     ASSERT_EQ(arm(0, 1), 0);
-    int seen = 0;
-    board_phc_event events[8];
+    std::size_t seen = 0;
     for (std::uint64_t pulse = 1; pulse <= 2000; ++pulse) {
         generateEpoch(pulse * kMs);
-        seen += board_phc_take(on(), pulse * kMs + 500 * kUs, 1, events, 8) / 2;
+        seen += take(pulse * kMs + 500 * kUs, 1).size() / 2;
     }
-    EXPECT_NEAR(seen, 1500, 80);
+    EXPECT_NEAR(static_cast<double>(seen), 1500, 80);
 }
 
 TEST_F(Epoch, AStoppedFpgaSeesNothing) {

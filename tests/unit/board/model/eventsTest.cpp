@@ -1,10 +1,10 @@
 // Events: their effect on the board, at their times and in order.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include "boardFixture.h"
+#include "tests/support/modelBoard.h"
 
 namespace halvexboard::eventsTest {
 
-class Events : public BoardFixture {
+class Events : public ModelBoardTest {
 protected:
     Events() {
         addInterface("enp2s0", 1);
@@ -111,10 +111,7 @@ TEST_F(Events, MakeAnInterfaceDisappear) {
 }
 
 TEST_F(Events, KillEveryLivingChild) {
-    board_phc2sys_options options{};
-    std::strcpy(options.source, "enp1s0");
-    options.valid = 1;
-    const std::int32_t pid = board_phc2sys_start(on(), 0, &options);
+    const std::int32_t pid = startPhc2sys(0, "enp1s0");
     ASSERT_EQ(event(kS, BOARD_EVENT_KILL_CHILD, BOARD_TARGET_ANY, 9), 0);
     board_child child;
     ASSERT_EQ(board_child_reap(on(), kS, pid, &child), pid);

@@ -1,12 +1,12 @@
 // Faults: which call fails.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include "boardFixture.h"
+#include "tests/support/modelBoard.h"
 
 namespace halvexboard::faultsTest {
 
-class Faults : public BoardFixture {
-protected:
-    Faults() {
+class FaultyBoard : public ModelBoard {
+public:
+    FaultyBoard() {
         addInterface("enp2s0", 1);
         addInterface("enp1s0", 0);
     }
@@ -27,28 +27,20 @@ protected:
         }
         return result;
     }
-    static board_call call(board_call_kind kind, int target = BOARD_TARGET_ANY, std::uint32_t detail = 0) {
-        board_call made{};
-        made.kind = kind;
-        made.target = target;
-        made.detail = detail;
-        return made;
-    }
 };
 
-TEST_F(Faults, FailTheNthCallOnce) {
-    add(BOARD_CALL_READ, 3, 1, EIO);
-    EXPECT_EQ(errors(call(BOARD_CALL_READ), 5), (std::vector<int>{0, 0, EIO, 0, 0}));
-}
+class Faults : public testing::Test, public FaultyBoard {};
 
-TEST_F(Faults, FailSoManyTimes) {
-    add(BOARD_CALL_READ, 2, 2, EIO);
-    EXPECT_EQ(errors(call(BOARD_CALL_READ), 5), (std::vector<int>{0, EIO, EIO, 0, 0}));
-}
-
-TEST_F(Faults, FailForEver) {
-    add(BOARD_CALL_READ, 2, BOARD_FOREVER, EINTR);
-    EXPECT_EQ(errors(call(BOARD_CALL_READ), 4), (std::vector<int>{0, EINTR, EINTR, EINTR}));
+TEST_F(Faults, FailTheNthCallAndSoManyAfterIt) {
+    static const struct {
+        std::uint32_t nth, times;
+        std::vector<int> errors;
+    } kCases[] = {{3, 1, {0, 0, EIO, 0, 0}}, {2, 2, {0, EIO, EIO, 0, 0}}, {2, BOARD_FOREVER, {0, EIO, EIO, EIO, EIO}}};
+    for (const auto& [nth, times, expected] : kCases) {
+        FaultyBoard board;
+        board.add(BOARD_CALL_READ, nth, times, EIO);
+        EXPECT_EQ(board.errors(callOf(BOARD_CALL_READ), 5), expected);
+    }
 }
 
 TEST_F(Faults, CountOnlyCallsOfTheirKindTargetFileAndRequest) {
@@ -56,18 +48,18 @@ TEST_F(Faults, CountOnlyCallsOfTheirKindTargetFileAndRequest) {
     fault.target = BOARD_TARGET_INTERFACE(1);
     fault.has_detail = 1;
     fault.detail = BOARD_WIRE_PTP_PIN_SETFUNC;
-    EXPECT_EQ(errors(call(BOARD_CALL_READ, BOARD_TARGET_INTERFACE(1)), 1), std::vector<int>{0});
-    EXPECT_EQ(errors(call(BOARD_CALL_IOCTL, BOARD_TARGET_INTERFACE(0), BOARD_WIRE_PTP_PIN_SETFUNC), 1),
+    EXPECT_EQ(errors(callOf(BOARD_CALL_READ, BOARD_TARGET_INTERFACE(1)), 1), std::vector<int>{0});
+    EXPECT_EQ(errors(callOf(BOARD_CALL_IOCTL, BOARD_TARGET_INTERFACE(0), BOARD_WIRE_PTP_PIN_SETFUNC), 1),
               std::vector<int>{0});
-    EXPECT_EQ(errors(call(BOARD_CALL_IOCTL, BOARD_TARGET_INTERFACE(1), BOARD_WIRE_PTP_GETCAPS), 1),
+    EXPECT_EQ(errors(callOf(BOARD_CALL_IOCTL, BOARD_TARGET_INTERFACE(1), BOARD_WIRE_PTP_GETCAPS), 1),
               std::vector<int>{0});
-    EXPECT_EQ(errors(call(BOARD_CALL_IOCTL, BOARD_TARGET_INTERFACE(1), BOARD_WIRE_PTP_PIN_SETFUNC), 1),
+    EXPECT_EQ(errors(callOf(BOARD_CALL_IOCTL, BOARD_TARGET_INTERFACE(1), BOARD_WIRE_PTP_PIN_SETFUNC), 1),
               std::vector<int>{EIO});
 }
 
 TEST_F(Faults, TellFilesApart) {
     add(BOARD_CALL_OPEN, 1, BOARD_FOREVER, ENOENT).file = BOARD_FILE_PPB_OFFSET;
-    board_call open = call(BOARD_CALL_OPEN, BOARD_TARGET_SI514);
+    board_call open = callOf(BOARD_CALL_OPEN, BOARD_TARGET_SI514);
     open.file = BOARD_FILE_NAME;
     EXPECT_EQ(errors(open, 1), std::vector<int>{0});
     open.file = BOARD_FILE_PPB_OFFSET;
@@ -76,15 +68,15 @@ TEST_F(Faults, TellFilesApart) {
 
 TEST_F(Faults, BeginToCountAtTheirInstant) {
     add(BOARD_CALL_READ, 1, 1, EIO).from_ns = 5 * kS;
-    EXPECT_EQ(errors(call(BOARD_CALL_READ), 3), (std::vector<int>{0, 0, 0}));
+    EXPECT_EQ(errors(callOf(BOARD_CALL_READ), 3), (std::vector<int>{0, 0, 0}));
     board_advance(on(), 5 * kS);
-    EXPECT_EQ(errors(call(BOARD_CALL_READ), 2), (std::vector<int>{EIO, 0}));
+    EXPECT_EQ(errors(callOf(BOARD_CALL_READ), 2), (std::vector<int>{EIO, 0}));
 }
 
 TEST_F(Faults, TheFirstDueDecidesAndAllOfThemCount) {
     add(BOARD_CALL_READ, 2, 1, EIO);
     add(BOARD_CALL_ANY, 1, 3, EPERM);
-    EXPECT_EQ(errors(call(BOARD_CALL_READ), 4), (std::vector<int>{EPERM, EIO, EPERM, 0}));
+    EXPECT_EQ(errors(callOf(BOARD_CALL_READ), 4), (std::vector<int>{EPERM, EIO, EPERM, 0}));
 }
 
 TEST_F(Faults, AreToldWithTheirOutcome) {
@@ -92,7 +84,7 @@ TEST_F(Faults, AreToldWithTheirOutcome) {
     fault.has_short_count = 1;
     fault.short_count = 0;
     fault.delay_ns = 77;
-    errors(call(BOARD_CALL_READ, BOARD_TARGET_SI514), 1);
+    errors(callOf(BOARD_CALL_READ, BOARD_TARGET_SI514), 1);
     const auto told = of(BOARD_HAPPENING_FAULT);
     ASSERT_EQ(told.size(), 1U);
     EXPECT_EQ(told[0].outcome.short_count, 0);
@@ -102,12 +94,12 @@ TEST_F(Faults, AreToldWithTheirOutcome) {
 
 TEST_F(Faults, WithoutAShortCountSayMinusOne) {
     add(BOARD_CALL_READ, 1, 1, EIO);
-    errors(call(BOARD_CALL_READ), 1);
+    errors(callOf(BOARD_CALL_READ), 1);
     EXPECT_EQ(of(BOARD_HAPPENING_FAULT).at(0).outcome.short_count, -1);
 }
 
 TEST_F(Faults, AddedWhileTheBoardRunsCountFromThen) {
-    const board_call read = call(BOARD_CALL_READ);
+    const board_call read = callOf(BOARD_CALL_READ);
     EXPECT_EQ(errors(read, 2), (std::vector<int>{0, 0}));
     board_fault_config fault{};
     fault.kind = BOARD_CALL_READ;

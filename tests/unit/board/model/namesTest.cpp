@@ -1,10 +1,10 @@
 // Names: of kinds, targets, clocks and requests, and back.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include "boardFixture.h"
+#include "tests/support/modelBoard.h"
 
 namespace halvexboard::namesTest {
 
-using Names = BoardFixture;
+using Names = ModelBoardTest;
 
 TEST_F(Names, FindInterfacesByTheKernelsFifteenCharacters) {
     addInterface("enp1s0", 0);

@@ -1,10 +1,10 @@
 // The phc2sys child: command line, life cycle, and its effect on the system clock.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include "boardFixture.h"
+#include "tests/support/modelBoard.h"
 
 namespace halvexboard::phc2sysTest {
 
-class Phc2sys : public BoardFixture {
+class Phc2sys : public ModelBoardTest {
 protected:
     Phc2sys() {
         addInterface("enp2s0", 1);
@@ -26,8 +26,7 @@ protected:
         return board_phc2sys_start(on(), rawNs, &options);
     }
     std::int64_t toSource(std::uint64_t rawNs) {
-        board_truth truth;
-        board_get_truth(on(), rawNs, &truth);
+        const board_truth truth = this->truth(rawNs);
         return static_cast<std::int64_t>(truth.time_ns[BOARD_CLOCK_SYSTEM] - truth.time_ns[BOARD_CLOCK_PHC(1)]);
     }
     std::size_t stepsOfPhc2sys() const {
@@ -46,19 +45,14 @@ TEST_F(Phc2sys, ReadsItsCommandLine) {
 }
 
 TEST_F(Phc2sys, RefusesCommandLinesThatMakeNoSense) {
-    board_phc2sys_options options;
-    const char* const noOffset[] = {"phc2sys", "-s", "enp1s0"};
-    board_phc2sys_parse(3, noOffset, &options);
-    EXPECT_FALSE(options.valid);
-    const char* const noSource[] = {"phc2sys", "-O", "0"};
-    board_phc2sys_parse(3, noSource, &options);
-    EXPECT_FALSE(options.valid);
-    const char* const cut[] = {"phc2sys", "-O", "0", "-s", "enp1s0", "-F"};
-    board_phc2sys_parse(6, cut, &options);
-    EXPECT_FALSE(options.valid);
-    const char* const unknown[] = {"phc2sys", "-O", "0", "-s", "enp1s0", "-x", "1"};
-    board_phc2sys_parse(7, unknown, &options);
-    EXPECT_FALSE(options.valid);
+    for (const std::vector<const char*>& words : {std::vector<const char*>{"phc2sys", "-s", "enp1s0"},
+                                                  {"phc2sys", "-O", "0"},
+                                                  {"phc2sys", "-O", "0", "-s", "enp1s0", "-F"},
+                                                  {"phc2sys", "-O", "0", "-s", "enp1s0", "-x", "1"}}) {
+        board_phc2sys_options options;
+        board_phc2sys_parse(static_cast<std::uint32_t>(words.size()), words.data(), &options);
+        EXPECT_FALSE(options.valid) << words.back();
+    }
 }
 
 TEST_F(Phc2sys, TakesItsFirstSampleAfterASecondAndStepsOnceAtTheSecond) {
@@ -177,14 +171,10 @@ TEST_F(Phc2sys, WorksWithTheInterfaceDown) {
 
 TEST_F(Phc2sys, MakesTheSystemClockCountFromItsSecondSampleUntilItsDeath) {
     start(0);
-    board_truth truth;
-    board_get_truth(on(), 2 * kS - 1, &truth);
-    EXPECT_FALSE(truth.enabled[BOARD_CLOCK_SYSTEM]);
-    board_get_truth(on(), 2 * kS, &truth);
-    EXPECT_TRUE(truth.enabled[BOARD_CLOCK_SYSTEM]);
+    EXPECT_FALSE(truth(2 * kS - 1).enabled[BOARD_CLOCK_SYSTEM]);
+    EXPECT_TRUE(truth(2 * kS).enabled[BOARD_CLOCK_SYSTEM]);
     board_child_signal(on(), 30 * kS, 5'000'001, 9);
-    board_get_truth(on(), 30 * kS, &truth);
-    EXPECT_FALSE(truth.enabled[BOARD_CLOCK_SYSTEM]);
+    EXPECT_FALSE(truth(30 * kS).enabled[BOARD_CLOCK_SYSTEM]);
     EXPECT_TRUE(of(BOARD_HAPPENING_TRUTH).back().truth.enabled[BOARD_CLOCK_SYSTEM]) << "its last moment is reported";
 }
 

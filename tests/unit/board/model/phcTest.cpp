@@ -1,26 +1,24 @@
 // PTP hardware clocks: what the kernel accepts and rejects.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include "boardFixture.h"
+#include "tests/support/modelBoard.h"
 
 namespace halvexboard::phcTest {
 
-class Phc : public BoardFixture {
+class Phc : public ModelBoardTest {
 protected:
     Phc() { addInterface("enp1s0", 0); }
 
-    int adjust(board_wire_timex& timex) { return board_phc_adjtime(on(), kS, 0, &timex); }
     int adjust(std::uint32_t modes, std::int64_t seconds, std::int64_t nanoseconds) {
-        board_wire_timex timex{};
-        timex.modes = modes;
-        timex.time_sec = seconds;
-        timex.time_usec = nanoseconds;
-        return adjust(timex);
+        return step(kS, 0, seconds, nanoseconds, modes);
     }
-    int setFrequency(std::int64_t frequency) {
+    int setFrequency(std::int64_t frequency, std::uint64_t rawNs = kS) {
         board_wire_timex timex{};
         timex.modes = BOARD_WIRE_ADJ_FREQUENCY;
         timex.freq = frequency;
-        return adjust(timex);
+        return board_phc_adjtime(on(), rawNs, 0, &timex);
+    }
+    int setPin(std::uint32_t pin, std::uint32_t function, std::uint32_t channel = 0) {
+        return board_phc_set_pin(on(), 0, 0, pin, function, channel);
     }
     static constexpr std::uint32_t kStep = BOARD_WIRE_ADJ_SETOFFSET | BOARD_WIRE_ADJ_NANO;
 };
@@ -37,7 +35,7 @@ TEST_F(Phc, AnswersWithTheCapabilitiesOfAnI210) {
 
 TEST_F(Phc, StampingNeedsThePinFirst) {
     EXPECT_EQ(board_phc_extts(on(), 0, 0, 0, 3, 0), -EBUSY);
-    ASSERT_EQ(board_phc_set_pin(on(), 0, 0, 0, BOARD_WIRE_PIN_EXTTS, 1), 0);
+    ASSERT_EQ(setPin(0, BOARD_WIRE_PIN_EXTTS, 1), 0);
     EXPECT_EQ(board_phc_extts(on(), 0, 0, 0, 3, 0), -EBUSY) << "the pin serves another channel";
     EXPECT_EQ(board_phc_extts(on(), 0, 0, 1, 3, 0), 0);
 }
@@ -45,16 +43,16 @@ TEST_F(Phc, StampingNeedsThePinFirst) {
 TEST_F(Phc, DisablingNeedsNoPin) { EXPECT_EQ(board_phc_extts(on(), 0, 0, 0, 0, 0), 0); }
 
 TEST_F(Phc, RefusesPinsFunctionsAndChannelsItDoesNotHave) {
-    EXPECT_EQ(board_phc_set_pin(on(), 0, 0, 4, BOARD_WIRE_PIN_EXTTS, 0), -EINVAL);
-    EXPECT_EQ(board_phc_set_pin(on(), 0, 0, 0, BOARD_WIRE_PIN_EXTTS, 2), -EINVAL);
-    EXPECT_EQ(board_phc_set_pin(on(), 0, 0, 0, BOARD_WIRE_PIN_PEROUT, 2), -EINVAL);
-    EXPECT_EQ(board_phc_set_pin(on(), 0, 0, 0, BOARD_WIRE_PIN_PHYSYNC, 0), -EOPNOTSUPP);
-    EXPECT_EQ(board_phc_set_pin(on(), 0, 0, 0, 9, 0), -EINVAL);
+    EXPECT_EQ(setPin(4, BOARD_WIRE_PIN_EXTTS), -EINVAL);
+    EXPECT_EQ(setPin(0, BOARD_WIRE_PIN_EXTTS, 2), -EINVAL);
+    EXPECT_EQ(setPin(0, BOARD_WIRE_PIN_PEROUT, 2), -EINVAL);
+    EXPECT_EQ(setPin(0, BOARD_WIRE_PIN_PHYSYNC), -EOPNOTSUPP);
+    EXPECT_EQ(setPin(0, 9), -EINVAL);
     EXPECT_EQ(board_phc_extts(on(), 0, 0, 2, 3, 0), -EINVAL);
 }
 
 TEST_F(Phc, RefusesStrictRequestsForOneEdge) {
-    ASSERT_EQ(board_phc_set_pin(on(), 0, 0, 0, BOARD_WIRE_PIN_EXTTS, 0), 0);
+    ASSERT_EQ(setPin(0, BOARD_WIRE_PIN_EXTTS), 0);
     const std::uint32_t on1 = BOARD_WIRE_EXTTS_ENABLE;
     EXPECT_EQ(board_phc_extts(on(), 0, 0, 0, on1 | BOARD_WIRE_EXTTS_RISING, 1), -EOPNOTSUPP);
     EXPECT_EQ(board_phc_extts(on(), 0, 0, 0, on1, 1), -EINVAL);
@@ -62,24 +60,18 @@ TEST_F(Phc, RefusesStrictRequestsForOneEdge) {
     EXPECT_EQ(board_phc_extts(on(), 0, 0, 0, on1 | BOARD_WIRE_EXTTS_RISING | BOARD_WIRE_EXTTS_FALLING, 1), 0);
 }
 
-TEST_F(Phc, SettingAPinEndsWhatItDidBefore) {
-    ASSERT_EQ(arm(0, 0), 0);
-    ASSERT_EQ(board_phc_set_pin(on(), 0, 0, 0, BOARD_WIRE_PIN_EXTTS, 0), 0);
-    generateEpoch(kS);
-    EXPECT_EQ(board_phc_waiting(on(), 2 * kS, 0), 0) << "stamping has to be asked for again";
-}
-
-TEST_F(Phc, APinTakenAwayAndGivenBackHasToBeAskedAgain) {
-    ASSERT_EQ(arm(0, 0), 0);
-    ASSERT_EQ(board_phc_set_pin(on(), 0, 0, 0, BOARD_WIRE_PIN_NONE, 0), 0);
-    ASSERT_EQ(board_phc_set_pin(on(), 0, 0, 0, BOARD_WIRE_PIN_EXTTS, 0), 0);
-    generateEpoch(kS);
-    EXPECT_EQ(board_phc_waiting(on(), 2 * kS, 0), 0);
+TEST_F(Phc, StampingHasToBeAskedForAgainOnceAPinIsSet) {
+    for (const auto& functions : {std::vector{BOARD_WIRE_PIN_EXTTS}, {BOARD_WIRE_PIN_NONE, BOARD_WIRE_PIN_EXTTS}}) {
+        ASSERT_EQ(arm(0, 0), 0);
+        for (const std::uint32_t function : functions) ASSERT_EQ(setPin(0, function), 0);
+        generateEpoch(kS);
+        EXPECT_EQ(board_phc_waiting(on(), 2 * kS, 0), 0) << functions.size();
+    }
 }
 
 TEST_F(Phc, AFunctionMovesFromOnePinToAnother) {
-    ASSERT_EQ(board_phc_set_pin(on(), 0, 0, 0, BOARD_WIRE_PIN_EXTTS, 0), 0);
-    ASSERT_EQ(board_phc_set_pin(on(), 0, 0, 2, BOARD_WIRE_PIN_EXTTS, 0), 0);
+    ASSERT_EQ(setPin(0, BOARD_WIRE_PIN_EXTTS), 0);
+    ASSERT_EQ(setPin(2, BOARD_WIRE_PIN_EXTTS), 0);
     std::uint32_t function = 9, channel = 9;
     ASSERT_EQ(board_phc_get_pin(on(), 0, 0, 0, &function, &channel), 0);
     EXPECT_EQ(function, BOARD_WIRE_PIN_NONE);
@@ -126,12 +118,9 @@ TEST_F(Phc, DriftsAtItsFrequencyUntilThatIsZeroedAgain) {
     ASSERT_EQ(setFrequency(100 << 16), 0);  // 100 ppm from 1 s on
     EXPECT_EQ(difference(11 * kS, BOARD_CLOCK_PHC(0)), 1'000'000);
     board_wire_timex timex{};
-    timex.modes = 0;
     ASSERT_EQ(board_phc_adjtime(on(), 11 * kS, 0, &timex), 0);
     EXPECT_EQ(timex.freq, 100 << 16);
-    timex = {};
-    timex.modes = BOARD_WIRE_ADJ_FREQUENCY;
-    ASSERT_EQ(board_phc_adjtime(on(), 11 * kS, 0, &timex), 0);
+    ASSERT_EQ(setFrequency(0, 11 * kS), 0);
     EXPECT_EQ(difference(1000 * kS, BOARD_CLOCK_PHC(0)), 1'000'000);
 }
 

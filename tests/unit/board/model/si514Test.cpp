@@ -1,10 +1,10 @@
 // The Si514: attribute texts and the resulting rate.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include "boardFixture.h"
+#include "tests/support/modelBoard.h"
 
 namespace halvexboard::si514Test {
 
-class Si514 : public BoardFixture {
+class Si514 : public ModelBoardTest {
 protected:
     int store(const std::string& text) {
         return board_si514_store(on(), 0, text.data(), static_cast<std::uint32_t>(text.size()));

@@ -1,10 +1,10 @@
 // The system clock: setting, adjusting, and the kernel's error estimate.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include "boardFixture.h"
+#include "tests/support/modelBoard.h"
 
 namespace halvexboard::systemClockTest {
 
-class SystemClock : public BoardFixture {
+class SystemClock : public ModelBoardTest {
 protected:
     board_wire_timex query(std::uint64_t rawNs) {
         board_wire_timex timex{};

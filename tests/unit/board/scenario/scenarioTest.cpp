@@ -4,10 +4,7 @@
 
 #include "board/scenario/vocabulary.h"
 #include "board/trace/traceLine.h"
-#include "board/wire/driver.h"
-#include "board/wire/ptp.h"
-#include "board/wire/timex.h"
-#include "tests/support/test.h"
+#include "tests/support/modelBoard.h"
 
 namespace halvexboard::scenarioTest {
 
@@ -358,51 +355,35 @@ TEST(ReadyMade, DemoHasWhatItIsToShow) {
     EXPECT_EQ(config.faults[0].times, 1U);
 }
 
-constexpr std::uint64_t kSecond = 1'000'000'000;
-
 /// Checksum of the trace of a fixed half minute on a board: epochs, steps of every clock, a phc2sys.
-class Play {
+class Play : public ModelBoard {
 public:
-    explicit Play(board_config config)
-        : board_(board_init(storage_.get(), &config, &Play::observe, this)), interfaces_(config.interface_count) {
-        board_phc2sys_options options{};
-        std::strcpy(options.source, "enp1s0");
-        options.valid = 1;
-        board_phc2sys_start(board_, 0, &options);
-        for (std::uint64_t second = 1; second <= 30; ++second) playSecond(second * kSecond);
+    explicit Play(const board_config& wanted) : ModelBoard(wanted) {
+        startPhc2sys(0, "enp1s0");
+        for (std::uint64_t second = 1; second <= 30; ++second) playSecond(second * kS);
     }
-    std::uint64_t checksum() const { return checksum_; }
+
+    std::uint64_t checksum = 14695981039346656037U;
 
 private:
-    static void observe(void* context, const board_happening* happening) {
+    void see(const board_happening& happening) override {
         char line[kMaxTraceLine];
-        const std::size_t size = formatHappening(*happening->where, *happening, line, sizeof line);
-        std::uint64_t& sum = static_cast<Play*>(context)->checksum_;
-        for (std::size_t at = 0; at < size; ++at) sum = (sum ^ static_cast<unsigned char>(line[at])) * 1099511628211U;
-    }
-    void drive(std::uint64_t rawNs, int driver, std::uint32_t request, std::uint64_t argument) {
-        board_driver_call call{};
-        call.request = request;
-        call.argument = argument;
-        board_driver_do(board_, rawNs, driver, &call);
+        const std::size_t size = formatHappening(*happening.where, happening, line, sizeof line);
+        for (std::size_t at = 0; at < size; ++at)
+            checksum = (checksum ^ static_cast<unsigned char>(line[at])) * 1099511628211U;
     }
     void playSecond(std::uint64_t rawNs) {
-        for (int interface = 0; interface < interfaces_; ++interface) {
-            board_wire_timex timex{};
-            timex.modes = BOARD_WIRE_ADJ_SETOFFSET | BOARD_WIRE_ADJ_NANO;
-            timex.time_usec = 1'000 + interface;
-            board_phc_adjtime(board_, rawNs, interface, &timex);
-            board_phc_set_pin(board_, rawNs, interface, 0, 1, 0);
-            board_phc_extts(board_, rawNs, interface, 0, 3, 0);
+        for (int interface = 0; interface < static_cast<int>(config.interface_count); ++interface) {
+            step(rawNs, interface, 0, 1'000 + interface);
+            arm(rawNs, interface);
         }
-        drive(rawNs, BOARD_TARGET_FPGA, BOARD_WIRE_FPGA_ADJUST_TIME, 777);
-        drive(rawNs, BOARD_TARGET_FERROX, BOARD_WIRE_FERROX_GENERATE_EPOCH_SIGNAL, 0);
+        board_driver_call call{};
+        call.request = BOARD_WIRE_FPGA_ADJUST_TIME;
+        call.argument = 777;
+        board_driver_do(on(), rawNs, BOARD_TARGET_FPGA, &call);
+        call.request = BOARD_WIRE_FERROX_GENERATE_EPOCH_SIGNAL;
+        board_driver_do(on(), rawNs, BOARD_TARGET_FERROX, &call);
     }
-
-    std::uint64_t checksum_ = 14695981039346656037U;
-    std::unique_ptr<std::uint64_t[]> storage_ = std::make_unique<std::uint64_t[]>(board_size() / 8 + 1);
-    board* board_;
-    int interfaces_;
 };
 
 TEST(ReadyMade, EveryOnePlaysToTheByteAsItAlwaysDid) {
@@ -423,7 +404,7 @@ TEST(ReadyMade, EveryOnePlaysToTheByteAsItAlwaysDid) {
         for (int at = 0; at < 3; ++at) {
             board_config config = readyMade(std::string(play.name) + ".toml").config;
             config.seed = std::array{1, 7, 4242}[at];
-            EXPECT_EQ(Play(config).checksum(), play.checksums[at]) << play.name << ", seed " << config.seed;
+            EXPECT_EQ(Play(config).checksum, play.checksums[at]) << play.name << ", seed " << config.seed;
         }
 }
 

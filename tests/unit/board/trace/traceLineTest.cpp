@@ -4,22 +4,18 @@
 
 #include <cjson/cJSON.h>
 
-#include "board/wire/driver.h"
-#include "board/wire/ptp.h"
 #include "tests/support/allocationCount.h"
 #include "tests/support/files.h"
-#include "tests/support/test.h"
+#include "tests/support/modelBoard.h"
 
 namespace halvexboard::traceLineTest {
 
 /// A board that formats its happenings as lines.
-class TraceLine : public ::testing::Test {
+class TraceLine : public ModelBoardTest {
 protected:
     TraceLine() {
-        board_config_defaults(&config);
         config.start_time_ns = 1000;
-        config.interface_count = 1;
-        board_interface_defaults(&config.interfaces[0], "enp1s0", 0);
+        addInterface("enp1s0", 0);
         config.interfaces[0].interrupt_jitter_ns = 0;
     }
 
@@ -37,46 +33,27 @@ protected:
         EXPECT_EQ(testsupport::fileContents(directory / "complaints"), std::string(lines.size(), '\n'));
     }
 
-    board* on() {
-        if (board_ == nullptr) board_ = board_init(storage_.get(), &config, &TraceLine::observe, this);
-        return board_;
-    }
     std::string lastOf(const std::string& kind) const {
         std::string found;
         for (const std::string& line : lines)
             if (line.find("\"kind\":\"" + kind + "\"") != std::string::npos) found = line;
         return found;
     }
-    void ferrox(std::uint32_t request, std::uint64_t argument = 0) {
-        board_driver_call call{};
-        call.request = request;
-        call.argument = argument;
-        ASSERT_EQ(board_driver_do(on(), 5, BOARD_TARGET_FERROX, &call), 0);
-    }
-    board_call ioctlCall(int target, std::uint32_t request) {
-        board_call call{};
-        call.kind = BOARD_CALL_IOCTL;
-        call.target = target;
-        call.detail = request;
-        return call;
+    board_driver_call ferrox(std::uint32_t request, std::uint64_t argument = 0) {
+        return driverCall(5, BOARD_TARGET_FERROX, request, argument);
     }
 
-    board_config config;
     std::vector<std::string> lines;
     long allocationsWhileFormatting = 0;
 
 private:
-    static void observe(void* context, const board_happening* happening) {
-        auto& test = *static_cast<TraceLine*>(context);
+    void see(const board_happening& happening) override {
         char line[kMaxTraceLine];
         const long before = testsupport::countAllocations();
-        const std::size_t length = formatHappening(*happening->where, *happening, line, sizeof line);
-        test.allocationsWhileFormatting += testsupport::countAllocations() - before;
-        test.lines.emplace_back(line, length);
+        const std::size_t length = formatHappening(*happening.where, happening, line, sizeof line);
+        allocationsWhileFormatting += testsupport::countAllocations() - before;
+        lines.emplace_back(line, length);
     }
-
-    std::unique_ptr<std::uint64_t[]> storage_ = std::make_unique<std::uint64_t[]>(board_size() / 8 + 1);
-    board* board_ = nullptr;
 };
 
 TEST_F(TraceLine, OfTheStart) {
@@ -100,8 +77,7 @@ TEST_F(TraceLine, OfTheTruth) {
 }
 
 TEST_F(TraceLine, OfAnEpochAndItsStamps) {
-    ASSERT_EQ(board_phc_set_pin(on(), 1, 0, 0, 1, 0), 0);
-    ASSERT_EQ(board_phc_extts(on(), 1, 0, 0, 3, 0), 0);
+    ASSERT_EQ(arm(1, 0), 0);
     ferrox(BOARD_WIRE_FERROX_GENERATE_EPOCH_SIGNAL);
     board_advance(on(), 10'000);
     EXPECT_NE(lastOf("epoch").find("\"clocks\":{\"ferrox\":{\"difference_ns\":0"), std::string::npos);
@@ -111,13 +87,11 @@ TEST_F(TraceLine, OfAnEpochAndItsStamps) {
 }
 
 TEST_F(TraceLine, OfALostAndAStaleStamp) {
-    const board_event_config lose{0, BOARD_EVENT_LOSE_EDGES, BOARD_TARGET_FPGA, 1};
-    ASSERT_EQ(board_do_event(on(), 0, &lose), 0);
+    ASSERT_EQ(event(0, BOARD_EVENT_LOSE_EDGES, BOARD_TARGET_FPGA, 1), 0);
     ferrox(BOARD_WIRE_FERROX_GENERATE_EPOCH_SIGNAL);
     EXPECT_NE(lastOf("stamp").find("\"clock\":\"fpga\""), std::string::npos);
     EXPECT_NE(lastOf("stamp").find(",\"lost\":true}"), std::string::npos);
-    const board_event_config stale{0, BOARD_EVENT_STALE_EVENTS, BOARD_TARGET_INTERFACE(0), 1};
-    ASSERT_EQ(board_do_event(on(), 10, &stale), 0);
+    ASSERT_EQ(event(10, BOARD_EVENT_STALE_EVENTS, BOARD_TARGET_INTERFACE(0), 1), 0);
     EXPECT_NE(lastOf("stamp").find(",\"stale\":true}"), std::string::npos);
 }
 
@@ -129,7 +103,7 @@ TEST_F(TraceLine, OfAStep) {
 }
 
 TEST_F(TraceLine, OfACall) {
-    board_call call = ioctlCall(BOARD_TARGET_INTERFACE(0), BOARD_WIRE_PTP_PIN_SETFUNC);
+    board_call call = callOf(BOARD_CALL_IOCTL, BOARD_TARGET_INTERFACE(0), BOARD_WIRE_PTP_PIN_SETFUNC);
     call.file = BOARD_FILE_PTP;
     call.argument_count = 3;
     call.arguments[1] = 1;
@@ -143,7 +117,7 @@ TEST_F(TraceLine, OfACall) {
 }
 
 TEST_F(TraceLine, OfACallWithoutNames) {
-    board_call call = ioctlCall(BOARD_TARGET_FPGA, 99);
+    board_call call = callOf(BOARD_CALL_IOCTL, BOARD_TARGET_FPGA, 99);
     call.error = 3000;
     board_tell_call(on(), 9, &call);
     EXPECT_NE(lastOf("call").find("\"request\":99,\"result\":0,\"error\":3000}"), std::string::npos);
@@ -155,7 +129,7 @@ TEST_F(TraceLine, OfAFault) {
     config.faults[0].nth = config.faults[0].times = 1;
     config.faults[0].driver_status = -52024;
     config.faults[0].delay_ns = 4;
-    const board_call call = ioctlCall(BOARD_TARGET_FPGA, BOARD_WIRE_FPGA_SET_STATUS_INFO);
+    const board_call call = callOf(BOARD_CALL_IOCTL, BOARD_TARGET_FPGA, BOARD_WIRE_FPGA_SET_STATUS_INFO);
     board_fault_outcome outcome;
     ASSERT_EQ(board_fault_due(on(), 3, &call, &outcome), 1);
     EXPECT_EQ(lastOf("fault"),
@@ -164,8 +138,7 @@ TEST_F(TraceLine, OfAFault) {
 }
 
 TEST_F(TraceLine, OfAnEvent) {
-    const board_event_config down{0, BOARD_EVENT_INTERFACE_DOWN, BOARD_TARGET_INTERFACE(0), 0};
-    ASSERT_EQ(board_do_event(on(), 3, &down), 0);
+    ASSERT_EQ(event(3, BOARD_EVENT_INTERFACE_DOWN, BOARD_TARGET_INTERFACE(0)), 0);
     EXPECT_EQ(
         lastOf("event"),
         "{\"seq\":2,\"raw_ns\":3,\"kind\":\"event\",\"event\":\"interface_down\",\"target\":\"enp1s0\",\"value\":0}\n");
@@ -189,26 +162,19 @@ TEST_F(TraceLine, OfTheStatusRecordWithItsOptionalFields) {
 }
 
 TEST_F(TraceLine, OfAnAlignmentRequest) {
-    board_driver_call call{};
-    call.request = BOARD_WIRE_FPGA_REQUEST_EPOCH_ALIGNMENT;
-    call.argument = 4'000'000'000;
-    ASSERT_EQ(board_driver_do(on(), 3, BOARD_TARGET_FPGA, &call), 0);
+    driverCall(3, BOARD_TARGET_FPGA, BOARD_WIRE_FPGA_REQUEST_EPOCH_ALIGNMENT, 4'000'000'000);
     EXPECT_EQ(lastOf("alignment_request"),
               "{\"seq\":2,\"raw_ns\":3,\"kind\":\"alignment_request\",\"value\":4000000000}\n");
 }
 
 TEST_F(TraceLine, OfAChildsLife) {
-    board_phc2sys_options options{};
-    std::strcpy(options.source, "enp1s0");
-    options.valid = 1;
-    const std::int32_t pid = board_phc2sys_start(on(), 3, &options);
+    const std::int32_t pid = startPhc2sys(3, "enp1s0");
     EXPECT_EQ(lastOf("phc2sys"),
               "{\"seq\":2,\"raw_ns\":3,\"kind\":\"phc2sys\",\"pid\":5000001,\"state\":\"running\","
               "\"source\":\"enp1s0\"}\n");
     ASSERT_EQ(board_child_signal(on(), 4, pid, 9), 0);
     EXPECT_NE(lastOf("phc2sys").find("\"state\":\"killed\",\"signal\":9,"), std::string::npos);
-    options.source[0] = '\0';
-    board_phc2sys_start(on(), 5, &options);
+    startPhc2sys(5, "");
     EXPECT_NE(lastOf("phc2sys").find("\"state\":\"exited\",\"exit_code\":255,\"source\":null}"), std::string::npos);
 }
 
@@ -223,10 +189,8 @@ TEST_F(TraceLine, OfTextsCutToWhatALineHolds) {
 }
 
 TEST_F(TraceLine, EveryKindIsWholeJsonAndAllocatesNothing) {
-    config.interface_count = BOARD_MAX_INTERFACES;
     for (int interface = 1; interface < BOARD_MAX_INTERFACES; ++interface)
-        board_interface_defaults(&config.interfaces[interface], ("longestname-e" + std::to_string(interface)).c_str(),
-                                 interface);
+        addInterface(("longestname-e" + std::to_string(interface)).c_str(), interface);
     config.truth_interval_ns = 7;
     board_advance(on(), 7);
     ferrox(BOARD_WIRE_FERROX_GENERATE_EPOCH_SIGNAL);
