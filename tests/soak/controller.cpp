@@ -14,7 +14,6 @@ namespace {
 using halvexboard::LockGuard;
 
 constexpr std::int64_t kAllCapabilities = 2 | 2 << 8 | 4 << 16;
-constexpr double kNsPerSecond = 1e9;
 /// Per interface: in total no more than one alignment tolerates, whenever they happen.
 constexpr int kMostEdgesToLose = 2;
 
@@ -34,7 +33,7 @@ Controller::Controller(std::uint64_t seed) {
 Controller::~Controller() { halvexboard::switchOff(); }
 
 void Controller::sleepS(double seconds) {
-    halvexboard::sleepUntil(halvexboard::deadlineAfter(static_cast<std::uint64_t>(seconds * kNsPerSecond)));
+    halvexboard::sleepUntil(halvexboard::deadlineAfter(static_cast<std::uint64_t>(seconds * 1e9)));
 }
 
 std::uint64_t Controller::rawNs() const { return halvexboard::rawNow(); }

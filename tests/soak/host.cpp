@@ -5,7 +5,6 @@
 #include "include/zuqxmtk.h"
 #include "tests/soak/calls.h"
 #include "tests/soak/ledger.h"
-#include "tests/soak/watchdog.h"
 #include "tests/support/statusHolder.h"
 
 namespace soak {
@@ -272,7 +271,7 @@ void Host::expectNothingGrew() {
         atStart_.descriptors + static_cast<int>(tally().refused) + Controller::kInterfaces + kDrivers;
     demand(census.descriptors == descriptorsDue,
            std::to_string(census.descriptors) + " descriptors instead of " + std::to_string(descriptorsDue));
-    demand(census.threads == 2 + kWatchdogThreads, std::to_string(census.threads) + " threads");
+    demand(census.threads == 2, std::to_string(census.threads) + " threads");
     if (figures_.hours == 0) {
         afterFirstHour_ = memory;
         writtenAfterFirstHourKiB_ = census.writtenKiB;
@@ -286,7 +285,7 @@ void Host::expectNothingGrew() {
                figures_.writtenGrowthKiB <= kWrittenSlackKiB + kBoardKiBPerDescriptor * std::int64_t{tally().refused},
            std::to_string(figures_.writtenGrowthKiB) + " KiB more written memory than after the first hour");
     figures_.descriptors = census.descriptors;
-    figures_.threads = census.threads - kWatchdogThreads;
+    figures_.threads = census.threads;
     figures_.blocks = memory.blocks;
     figures_.blockBytes = memory.bytes;
     figures_.writtenKiB = census.writtenKiB;
@@ -297,7 +296,7 @@ void Host::expectNothingLeft() {
     const int descriptorsDue = atStart_.descriptors + static_cast<int>(tally().refused);
     demand(census.descriptors == descriptorsDue, std::to_string(census.descriptors) + " descriptors instead of " +
                                                      std::to_string(descriptorsDue) + " after finalising");
-    demand(census.threads == 1 + kWatchdogThreads, std::to_string(census.threads) + " threads after finalising");
+    demand(census.threads == 1, std::to_string(census.threads) + " threads after finalising");
     reapChildren();
 }
 
