@@ -1,7 +1,6 @@
 /* Declarations shared by the files of the board's kernel module. */
 /* SPDX-License-Identifier: GPL-2.0-only */
-#ifndef HALVEX_BOARD_KERNEL_BOARDMODULE_H
-#define HALVEX_BOARD_KERNEL_BOARDMODULE_H
+#pragma once
 
 #include <linux/ktime.h>
 #include <linux/hrtimer.h>
@@ -80,5 +79,3 @@ void hx_switch_off(void);
 
 /* boardControl.c */
 int hx_control_create(struct proc_dir_entry *directory);
-
-#endif

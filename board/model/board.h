@@ -9,8 +9,7 @@
  * board, and its observer. Failure: functions returning int return 0 or a count, or a negative errno (-EBUSY ...), like
  * a driver. Units: ns; ppb = 1e-9; ppt = 1e-12 (1 ppb = 1000 ppt). Times are unsigned 64-bit ns and wrap. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
-#ifndef HALVEX_BOARD_MODEL_BOARD_H
-#define HALVEX_BOARD_MODEL_BOARD_H
+#pragma once
 
 #include "board/model/configuration.h"
 #include "board/model/happening.h"
@@ -172,6 +171,4 @@ int board_child_get(const struct board *board, int32_t pid, struct board_child *
 
 #ifdef __cplusplus
 }
-#endif
-
 #endif

@@ -1,7 +1,6 @@
 /* The state of a board; for the files of the model only. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
-#ifndef HALVEX_BOARD_MODEL_BOARDSTATE_H
-#define HALVEX_BOARD_MODEL_BOARDSTATE_H
+#pragma once
 
 #include "board/model/board.h"
 #include "board/model/line.h"
@@ -136,5 +135,3 @@ int64_t board_system_correction(const struct board *board); /* ppt */
 
 /* phc2sys.c */
 void board_phc2sys_signal_all(struct board *board, int32_t signal);
-
-#endif

@@ -1,7 +1,6 @@
 /* Configuration values by name, as the kernel's control file takes them: KEY(name, member). */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
-#ifndef HALVEX_BOARD_MODEL_CONFIGKEYS_H
-#define HALVEX_BOARD_MODEL_CONFIGKEYS_H
+#pragma once
 
 /* clang-format off */
 #define BOARD_KEYS(KEY)                                                  \
@@ -54,5 +53,3 @@
 	KEY("driver_status", driver_status)                              \
 	KEY("delay_ns", delay_ns)
 /* clang-format on */
-
-#endif

@@ -1,7 +1,6 @@
 /* The configuration of a board: parts and limits, calls and targets, events, faults and costs. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
-#ifndef HALVEX_BOARD_MODEL_CONFIGURATION_H
-#define HALVEX_BOARD_MODEL_CONFIGURATION_H
+#pragma once
 
 #include "board/model/eventRows.h"
 #include "board/model/platform.h"
@@ -249,6 +248,4 @@ void board_interface_defaults(struct board_interface_config *interface, const ch
 
 #ifdef __cplusplus
 }
-#endif
-
 #endif

@@ -1,7 +1,6 @@
 /* Reads and writes decimal numbers as fixed-point values, without floating point. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
-#ifndef HALVEX_BOARD_MODEL_DECIMAL_H
-#define HALVEX_BOARD_MODEL_DECIMAL_H
+#pragma once
 
 #include "board/model/platform.h"
 
@@ -15,5 +14,3 @@ uint32_t board_decimal_write(char *text, uint32_t size, uint32_t digits, int64_t
 int board_text_equal(const char *left, const char *right, uint32_t size);
 uint32_t board_text_length(const char *text, uint32_t size);
 void board_text_copy(char *to, const char *from, uint32_t size); /* truncates to size - 1, always NUL-terminates */
-
-#endif

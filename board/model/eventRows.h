@@ -5,8 +5,7 @@
  * KEY(name, unit, least, most, otherwise): `otherwise` is the default, or REQUIRED. Several keys share one value, eight
  * bits each, the first in the lowest. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
-#ifndef HALVEX_BOARD_MODEL_EVENTROWS_H
-#define HALVEX_BOARD_MODEL_EVENTROWS_H
+#pragma once
 
 #define BOARD_EVENT_ROWS(ROW, KEY, NO_KEYS, REQUIRED)                                                                \
 	ROW(INTERFACE_UP, "interface_up", BOARD_AIM_INTERFACE, interface_up, NO_KEYS)                                \
@@ -39,5 +38,3 @@
 	/* from now on at every whole second of Ferrox, or no longer */                                              \
 	ROW(PULSE_EVERY_SECOND, "pulse_every_second", BOARD_AIM_FERROX, pulse_every_second,                          \
 	    KEY("on", BOARD_UNIT_COUNT, 0, 1, 1))
-
-#endif

@@ -1,7 +1,6 @@
 /* Happenings on a board, as reported to its observer. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
-#ifndef HALVEX_BOARD_MODEL_HAPPENING_H
-#define HALVEX_BOARD_MODEL_HAPPENING_H
+#pragma once
 
 #include "board/model/configuration.h"
 
@@ -107,6 +106,4 @@ typedef void (*board_observer)(void *context, const struct board_happening *happ
 
 #ifdef __cplusplus
 }
-#endif
-
 #endif

@@ -1,7 +1,6 @@
 /* Selects the headers for the model: a kernel's, a C library's, or none at all. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
-#ifndef HALVEX_BOARD_MODEL_PLATFORM_H
-#define HALVEX_BOARD_MODEL_PLATFORM_H
+#pragma once
 
 #if defined(__KERNEL__)
 
@@ -56,7 +55,5 @@ void *memset(void *to, int value, size_t size);
 #include <stddef.h>
 #include <stdint.h>
 #include <string.h>
-
-#endif
 
 #endif

@@ -1,7 +1,6 @@
 /* Reproducible random numbers: one small generator per purpose, so that an extra draw for one does not shift others. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
-#ifndef HALVEX_BOARD_MODEL_RANDOM_H
-#define HALVEX_BOARD_MODEL_RANDOM_H
+#pragma once
 
 #include "board/model/platform.h"
 
@@ -14,5 +13,3 @@ uint64_t board_random_next(struct board_random *random);
 uint64_t board_random_below(struct board_random *random, uint64_t limit); /* 0 .. limit - 1; 0 for limit 0 */
 int64_t board_random_gaussian(struct board_random *random,
 			      int64_t sigma); /* mean 0, at most 6 sigma; |sigma| <= 1e12 */
-
-#endif

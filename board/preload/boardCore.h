@@ -7,7 +7,7 @@
 #include <cstdint>
 
 #include "board/model/board.h"
-#include "board/preload/boardLock.h"
+#include "board/preload/futexLock.h"
 #include "board/preload/scheduler.h"
 
 namespace halvexboard {

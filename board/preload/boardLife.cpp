@@ -5,8 +5,7 @@
 #include <pthread.h>
 
 #include "board/preload/descriptors.h"
-#include "board/preload/process.h"
-#include "board/preload/threadShims.h"
+#include "board/preload/shimHooks.h"
 #include "board/preload/traceFile.h"
 #include "board/preload/tree.h"
 

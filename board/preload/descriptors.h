@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "board/preload/boardLock.h"
+#include "board/preload/futexLock.h"
 #include "board/preload/tree.h"
 
 namespace halvexboard {

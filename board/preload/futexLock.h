@@ -132,4 +132,9 @@ private:
     std::uint32_t depth_;
 };
 
+/// The board's internal lock, shared by scheduler, descriptor table and model. Constant-initialised: usable before any
+/// constructor runs.
+inline constinit FutexLock theBoardLock;
+constexpr FutexLock& boardLock() noexcept RETURN_CAPABILITY(theBoardLock) { return theBoardLock; }
+
 }  // namespace halvexboard

@@ -8,7 +8,7 @@
 #include <stdexcept>
 
 #include "board/preload/boardLife.h"
-#include "board/preload/threadShims.h"
+#include "board/preload/shimHooks.h"
 #include "board/preload/waiting.h"
 #include "board/scenario/scenario.h"
 #include "board/trace/traceLine.h"

@@ -9,7 +9,6 @@
 
 #include "board/preload/boardLife.h"
 #include "board/preload/environment.h"
-#include "board/preload/process.h"
 #include "board/preload/traceFile.h"
 #include "board/scenario/scenario.h"
 
@@ -71,14 +70,13 @@ __attribute__((constructor)) void startPreloaded() {
         openTrace();
         options.sink = traceFileSink();
         tidyEnvironment();
-        setFlushAtExit(finishTraceFile);
         if (!switchOn(config, options)) giveUp("the scenario asks for more than the board can be");
     } catch (const std::exception& error) {
         giveUp(error.what());
     }
 }
 
-__attribute__((destructor)) void endPreloaded() { flushAtExit(); }
+__attribute__((destructor)) void endPreloaded() { finishTraceFile(); }
 
 }  // namespace
 

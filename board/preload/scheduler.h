@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "board/preload/boardLock.h"
+#include "board/preload/futexLock.h"
 
 namespace halvexboard {
 

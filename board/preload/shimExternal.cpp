@@ -8,7 +8,6 @@
 #include <unistd.h>
 #include <csignal>
 
-#include "board/preload/readiness.h"
 #include "board/preload/realCalls.h"
 #include "board/preload/waiting.h"
 

@@ -11,7 +11,6 @@
 
 #include "board/preload/boardCore.h"
 #include "board/preload/deviceFiles.h"
-#include "board/preload/readiness.h"
 #include "board/preload/realCalls.h"
 #include "board/preload/waiting.h"
 

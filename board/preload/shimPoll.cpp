@@ -211,6 +211,21 @@ int waitOutside(std::int64_t spanNs, Call realCall) {
     return result;
 }
 
+/// One of the calls that take a signal mask, which applies while the board waits.
+template <typename BoardCall, typename RealCall>
+int waitWithMask(const sigset_t* mask, std::int64_t spanNs, BoardCall onBoard, RealCall realCall) {
+    sigset_t before;
+    if (mask != nullptr) pthread_sigmask(SIG_SETMASK, mask, &before);
+    int result = 0;
+    const bool isDone = onBoard(result);
+    if (mask != nullptr) pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return isDone ? result : waitOutside(spanNs, realCall);
+}
+
+std::int64_t nsOf(const timespec* span) noexcept {
+    return span != nullptr ? static_cast<std::int64_t>(toNs(*span)) : -1;
+}
+
 }  // namespace
 
 HALVEXBOARD_SHIM int select(int count, fd_set* reading, fd_set* writing, fd_set* exceptional, timeval* span) {
@@ -238,41 +253,28 @@ HALVEXBOARD_SHIM int pselect(int count, fd_set* reading, fd_set* writing, fd_set
     pthread_testcancel();
     if (!isActive() || count < 0 || (span != nullptr && (!isValid(*span) || span->tv_sec < 0)))
         return REAL(pselect)(count, reading, writing, exceptional, span, mask);
-    const std::int64_t spanNs = span != nullptr ? static_cast<std::int64_t>(toNs(*span)) : -1;
-    sigset_t before;
-    if (mask != nullptr) pthread_sigmask(SIG_SETMASK, mask, &before);
-    int result = 0;
-    const bool onBoard = selectOnBoard(count, reading, writing, exceptional, spanNs, result);
-    if (mask != nullptr) pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    if (onBoard) return result;
-    return waitOutside(spanNs, [&] { return REAL(pselect)(count, reading, writing, exceptional, span, mask); });
+    return waitWithMask(
+        mask, nsOf(span),
+        [&](int& result) { return selectOnBoard(count, reading, writing, exceptional, nsOf(span), result); },
+        [&] { return REAL(pselect)(count, reading, writing, exceptional, span, mask); });
+}
+
+HALVEXBOARD_SHIM int ppoll(pollfd* entries, nfds_t count, const timespec* span, const sigset_t* mask) {
+    pthread_testcancel();
+    if (!isActive()) return REAL(ppoll)(entries, count, span, mask);
+    return waitWithMask(
+        mask, nsOf(span), [&](int& result) { return pollOnBoard(entries, count, nsOf(span), result); },
+        [&] { return REAL(ppoll)(entries, count, span, mask); });
 }
 
 HALVEXBOARD_SHIM int poll(pollfd* entries, nfds_t count, int milliseconds) {
-    pthread_testcancel();
-    const std::int64_t spanNs = milliseconds < 0 ? -1 : milliseconds * kNsPerMillisecond;
-    int result = 0;
-    if (!isActive()) return REAL(poll)(entries, count, milliseconds);
-    if (pollOnBoard(entries, count, spanNs, result)) return result;
-    return waitOutside(spanNs, [&] { return REAL(poll)(entries, count, milliseconds); });
+    const timespec span{milliseconds / 1'000, milliseconds % 1'000 * kNsPerMillisecond};
+    return ppoll(entries, count, milliseconds < 0 ? nullptr : &span, nullptr);
 }
 
 HALVEXBOARD_SHIM int __poll_chk(pollfd* entries, nfds_t count, int milliseconds, size_t room) {
     if (room / sizeof(pollfd) < count) __builtin_trap();
     return poll(entries, count, milliseconds);
-}
-
-HALVEXBOARD_SHIM int ppoll(pollfd* entries, nfds_t count, const timespec* span, const sigset_t* mask) {
-    pthread_testcancel();
-    const std::int64_t spanNs = span != nullptr ? static_cast<std::int64_t>(toNs(*span)) : -1;
-    if (!isActive()) return REAL(ppoll)(entries, count, span, mask);
-    sigset_t before;
-    if (mask != nullptr) pthread_sigmask(SIG_SETMASK, mask, &before);
-    int result = 0;
-    const bool onBoard = pollOnBoard(entries, count, spanNs, result);
-    if (mask != nullptr) pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    if (onBoard) return result;
-    return waitOutside(spanNs, [&] { return REAL(ppoll)(entries, count, span, mask); });
 }
 
 HALVEXBOARD_SHIM int __ppoll_chk(pollfd* entries, nfds_t count, const timespec* span, const sigset_t* mask,

@@ -11,8 +11,9 @@
 #include <cstring>
 
 #include "board/preload/boardCore.h"
-#include "board/preload/process.h"
 #include "board/preload/realCalls.h"
+#include "board/preload/shimHooks.h"
+#include "board/preload/traceFile.h"
 #include "board/preload/tree.h"
 #include "board/preload/waiting.h"
 
@@ -195,7 +196,7 @@ HALVEXBOARD_SHIM int waitid(idtype_t kind, id_t id, siginfo_t* info, int options
 // The trace is buffered: exits that run no destructors flush it first.
 
 HALVEXBOARD_SHIM __attribute__((noreturn)) void _exit(int status) {
-    flushAtExit();
+    finishTraceFile();
     REAL(_exit)(status);
     __builtin_unreachable();
 }
@@ -203,7 +204,7 @@ HALVEXBOARD_SHIM __attribute__((noreturn)) void _exit(int status) {
 HALVEXBOARD_SHIM __attribute__((noreturn)) void _Exit(int status) noexcept { _exit(status); }
 
 HALVEXBOARD_SHIM __attribute__((noreturn)) void abort() noexcept {
-    flushAtExit();
+    finishTraceFile();
     REAL(abort)();
     __builtin_unreachable();
 }

@@ -7,7 +7,7 @@
 
 #include "board/preload/boardCore.h"
 #include "board/preload/realCalls.h"
-#include "board/preload/threadShims.h"
+#include "board/preload/shimHooks.h"
 #include "board/preload/waiting.h"
 
 using namespace halvexboard;

@@ -2,6 +2,9 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/preload/waiting.h"
 
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/syscall.h>
 #include <algorithm>
 #include <cerrno>
 
@@ -39,6 +42,11 @@ WaitResult pauseFor(std::uint64_t ns) noexcept NO_THREAD_SAFETY_ANALYSIS {
     const int outcome = futexWait(nobodyMovesThis, 0, spanNs);
     if (depth != 0) boardLock().retake(depth);
     return outcome == -EINTR ? WaitResult::interrupted : WaitResult::woken;
+}
+
+long pollOne(int fd, short events, const timespec* span) noexcept {
+    pollfd entry{fd, events, 0};
+    return rawSystemCall(SYS_ppoll, reinterpret_cast<long>(&entry), 1, reinterpret_cast<long>(span), 0, 0);
 }
 
 }  // namespace
@@ -100,6 +108,14 @@ std::uint64_t toNs(const timespec& time) noexcept {
 
 timespec toTimespec(std::uint64_t ns) noexcept {
     return {static_cast<time_t>(ns / kNsPerSecond), static_cast<long>(ns % kNsPerSecond)};
+}
+
+void awaitReadable(int fd) noexcept {
+    if (!isScheduled() || !scheduler().hasOthers()) return;
+    constexpr timespec kNoWait{0, 0};
+    if (pollOne(fd, POLLIN, &kNoWait) != 0 || (rawSystemCall(SYS_fcntl, fd, F_GETFL) & O_NONBLOCK) != 0) return;
+    const ExternalCall external;
+    pollOne(fd, POLLIN, nullptr);  // if interrupted, the call itself reports it or blocks
 }
 
 ExternalCall::ExternalCall() noexcept : given_(isScheduled() && scheduler().beginExternal()) {}

@@ -33,6 +33,9 @@ bool isValid(const timespec& time) noexcept;
 std::uint64_t toNs(const timespec& time) noexcept;
 timespec toTimespec(std::uint64_t ns) noexcept;
 
+/// Call before a machine call that reads: waits for its input without stopping the other threads.
+void awaitReadable(int fd) noexcept;
+
 /// Gives up the token for a scope, for a call that may block outside the board.
 class ExternalCall {
 public:

@@ -1,7 +1,6 @@
 // Converts names in scenario files to the model's numbers.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#ifndef HALVEX_BOARD_SCENARIO_CALLNAMES_H
-#define HALVEX_BOARD_SCENARIO_CALLNAMES_H
+#pragma once
 
 #include <cstdint>
 #include <optional>
@@ -30,5 +29,3 @@ std::vector<std::string> requestNames(int target);
 std::string joined(const std::vector<std::string>& names);  ///< "a, b, c"
 
 }  // namespace halvexboard
-
-#endif

@@ -1,7 +1,6 @@
 // Reads the events, faults and costs of a scenario.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#ifndef HALVEX_BOARD_SCENARIO_HAPPENINGREADER_H
-#define HALVEX_BOARD_SCENARIO_HAPPENINGREADER_H
+#pragma once
 
 #include "board/model/board.h"
 #include "board/scenario/tableReader.h"
@@ -14,5 +13,3 @@ void readFault(TableReader& reader, const board_config& config, board_fault_conf
 void readCost(TableReader& reader, const board_config& config, board_cost_config& cost);
 
 }  // namespace halvexboard
-
-#endif

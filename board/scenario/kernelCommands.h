@@ -1,7 +1,6 @@
 // A scenario as commands for the kernel's board.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#ifndef HALVEX_BOARD_SCENARIO_KERNELCOMMANDS_H
-#define HALVEX_BOARD_SCENARIO_KERNELCOMMANDS_H
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -24,5 +23,3 @@ std::vector<KernelCommand> kernelCommands(const board_config& config);
 std::string kernelFaultCommand(const board_fault_config& fault);
 
 }  // namespace halvexboard
-
-#endif

@@ -1,7 +1,6 @@
 // What the keys, events, targets and files of scenarios mean, in a phrase each.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#ifndef HALVEX_BOARD_SCENARIO_MEANINGS_H
-#define HALVEX_BOARD_SCENARIO_MEANINGS_H
+#pragma once
 
 #include <string>
 #include <string_view>
@@ -13,5 +12,3 @@ namespace halvexboard {
 std::string meaningOf(std::string_view group, std::string_view name);
 
 }  // namespace halvexboard
-
-#endif

@@ -1,7 +1,6 @@
 // Quantities in human notation: "1.5 ms", "-399 ns", 12.5 ppb.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#ifndef HALVEX_BOARD_SCENARIO_QUANTITY_H
-#define HALVEX_BOARD_SCENARIO_QUANTITY_H
+#pragma once
 
 #include <cstdint>
 #include <optional>
@@ -21,5 +20,3 @@ std::string durationText(std::int64_t ns);
 std::optional<std::int64_t> ppbToPpt(double ppb);
 
 }  // namespace halvexboard
-
-#endif

@@ -1,7 +1,6 @@
 // Scenario files: a board and its events, as TOML.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#ifndef HALVEX_BOARD_SCENARIO_SCENARIO_H
-#define HALVEX_BOARD_SCENARIO_SCENARIO_H
+#pragma once
 
 #include <stdexcept>
 #include <string>
@@ -34,5 +33,3 @@ Scenario loadScenario(const std::string& path);
 std::vector<KnownKey> scenarioKeys();
 
 }  // namespace halvexboard
-
-#endif

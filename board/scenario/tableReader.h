@@ -1,7 +1,6 @@
 // Reads the keys of one TOML table and rejects unknown ones.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#ifndef HALVEX_BOARD_SCENARIO_TABLEREADER_H
-#define HALVEX_BOARD_SCENARIO_TABLEREADER_H
+#pragma once
 
 #include <cstdint>
 #include <limits>
@@ -65,5 +64,3 @@ void TableReader::characters(const char* key, char (&target)[size], const std::s
 }
 
 }  // namespace halvexboard
-
-#endif

@@ -1,7 +1,6 @@
 // What scenario files can say, as tables for people.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#ifndef HALVEX_BOARD_SCENARIO_VOCABULARY_H
-#define HALVEX_BOARD_SCENARIO_VOCABULARY_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -16,5 +15,3 @@ std::vector<std::string> vocabularyTopics();
 std::string vocabularyTable(const std::string& topic);
 
 }  // namespace halvexboard
-
-#endif

@@ -1,7 +1,6 @@
 // Builds one JSON object in a buffer of the caller's.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#ifndef HALVEX_BOARD_TRACE_JSONLINE_H
-#define HALVEX_BOARD_TRACE_JSONLINE_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -47,5 +46,3 @@ private:
 };
 
 }  // namespace halvexboard
-
-#endif

@@ -1,7 +1,6 @@
 // Formats one happening on the board as a line of JSON.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#ifndef HALVEX_BOARD_TRACE_TRACELINE_H
-#define HALVEX_BOARD_TRACE_TRACELINE_H
+#pragma once
 
 #include <cstddef>
 
@@ -18,5 +17,3 @@ inline constexpr std::size_t kMaxTraceLine = 8192;
 std::size_t formatHappening(const board& theBoard, const board_happening& happening, char* out, std::size_t capacity);
 
 }  // namespace halvexboard
-
-#endif

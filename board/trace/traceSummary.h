@@ -1,7 +1,6 @@
 // Summarises a trace or a part of it: list of happenings, table of clocks, verdict.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#ifndef HALVEX_BOARD_TRACE_TRACESUMMARY_H
-#define HALVEX_BOARD_TRACE_TRACESUMMARY_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -61,5 +60,3 @@ TraceSummary summariseTrace(std::istream& trace, const Stretch& stretch = {});
 std::string formatSummary(const TraceSummary& summary, bool isListed = false);
 
 }  // namespace halvexboard
-
-#endif

@@ -1,7 +1,6 @@
 /* The ABI of the Ferrox and FPGA drivers: ioctl block, request numbers, buffers and records. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
-#ifndef HALVEX_BOARD_WIRE_DRIVER_H
-#define HALVEX_BOARD_WIRE_DRIVER_H
+#pragma once
 
 #include "board/wire/layout.h"
 
@@ -72,5 +71,3 @@ BOARD_WIRE_OFFSET(struct board_wire_fpga_status, has_utc_offset, 18);
 BOARD_WIRE_SIZE(struct board_wire_fpga_run_state, 8);
 
 #define BOARD_WIRE_STATUS_INVALID_PARAMETER (-52005)
-
-#endif

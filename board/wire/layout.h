@@ -1,7 +1,6 @@
 /* Layout checks and request number construction for the wire headers. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
-#ifndef HALVEX_BOARD_WIRE_LAYOUT_H
-#define HALVEX_BOARD_WIRE_LAYOUT_H
+#pragma once
 
 #include "board/model/platform.h"
 
@@ -17,5 +16,3 @@
 /* A request number: direction (1: the program writes, 2: it reads) | size | letter | number. */
 #define BOARD_WIRE_REQUEST(direction, size, letter, number) \
 	(((uint32_t)(direction) << 30) | ((uint32_t)(size) << 16) | ((uint32_t)(letter) << 8) | (uint32_t)(number))
-
-#endif

@@ -1,7 +1,6 @@
 /* Socket requests about a network interface: flags and time-stamping information. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
-#ifndef HALVEX_BOARD_WIRE_NETINTERFACE_H
-#define HALVEX_BOARD_WIRE_NETINTERFACE_H
+#pragma once
 
 #include "board/wire/layout.h"
 
@@ -32,5 +31,3 @@ BOARD_WIRE_OFFSET(struct board_wire_ts_info, phc_index, 8);
 #define BOARD_WIRE_IFF_BROADCAST 0x0002
 #define BOARD_WIRE_IFF_RUNNING 0x0040
 #define BOARD_WIRE_IFF_MULTICAST 0x1000
-
-#endif

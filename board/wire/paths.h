@@ -1,7 +1,6 @@
 /* Paths of the board's files. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
-#ifndef HALVEX_BOARD_WIRE_PATHS_H
-#define HALVEX_BOARD_WIRE_PATHS_H
+#pragma once
 
 #define BOARD_WIRE_NETWORK_DIRECTORY "/sys/class/net"
 #define BOARD_WIRE_VENDOR_FILE "device/vendor"
@@ -29,5 +28,3 @@
 #define BOARD_WIRE_FPGA_NODE "/dev/zu/horlixFpga0"
 
 #define BOARD_WIRE_PHC2SYS "/usr/local/tarnesk/share/Horlix/TimeKeepers/phc2sys"
-
-#endif

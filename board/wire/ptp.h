@@ -1,7 +1,6 @@
 /* The ABI of the PTP character device: records, request numbers, dynamic clock ids. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
-#ifndef HALVEX_BOARD_WIRE_PTP_H
-#define HALVEX_BOARD_WIRE_PTP_H
+#pragma once
 
 #include "board/wire/layout.h"
 
@@ -91,5 +90,3 @@ BOARD_WIRE_ASSERT(BOARD_WIRE_PTP_SYS_OFFSET == 0x43403D05u, "PTP_SYS_OFFSET");
 #define BOARD_WIRE_CLOCK_TO_FD(id) (~((id) >> 3))
 #define BOARD_WIRE_FD_TO_CLOCK(fd) ((int32_t)((~(uint32_t)(fd) << 3) | BOARD_WIRE_CLOCK_FD))
 BOARD_WIRE_ASSERT(BOARD_WIRE_CLOCK_TO_FD(BOARD_WIRE_FD_TO_CLOCK(1025)) == 1025, "clock id keeps the descriptor");
-
-#endif

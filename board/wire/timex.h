@@ -1,7 +1,6 @@
 /* struct timex on a 64-bit machine, and the mode bits that the board supports. */
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
-#ifndef HALVEX_BOARD_WIRE_TIMEX_H
-#define HALVEX_BOARD_WIRE_TIMEX_H
+#pragma once
 
 #include "board/wire/layout.h"
 
@@ -42,5 +41,3 @@ BOARD_WIRE_ASSERT((BOARD_WIRE_ADJ_SETOFFSET | BOARD_WIRE_ADJ_NANO) == 0x2100u, "
 #define BOARD_WIRE_STA_NANO 0x2000
 #define BOARD_WIRE_TIME_OK 0
 #define BOARD_WIRE_TIME_ERROR 5
-
-#endif

@@ -1,12 +1,15 @@
-// Whether the thread shims are linked; the scheduler is useless without them.
+// What the shims do when a board is switched on or off and when the process forks.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
 namespace halvexboard {
 
-/// Weak here: null if the thread shims are not linked.
+/// Null if the thread shims are not linked; the scheduler is useless without them.
 __attribute__((weak)) bool hasThreadShims() noexcept;
 /// Call once before the scheduler starts, early enough to get one of the first thread-specific keys.
 __attribute__((weak)) void prepareThreadShims() noexcept;
+
+void forgetChildren() noexcept;
+void resetFileShimsAfterFork() noexcept;
 
 }  // namespace halvexboard
