@@ -5,6 +5,7 @@
 #include <semaphore>
 
 #include "tests/faults/standIn.h"
+#include "tests/support/timedLock.h"
 
 namespace faults {
 
@@ -125,16 +126,9 @@ int pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attrib
 }
 
 #ifdef HALVEX_THREAD_SANITIZER
-// gcc 12's and clang 14's thread sanitizers do not know the timed lock on a chosen clock and would consider a mutex
-// locked by it free. They know the lock on the real-time clock, which is not stepped under a sanitizer.
 int pthread_mutex_clocklock(pthread_mutex_t* mutex, clockid_t clock, const timespec* deadline) noexcept {
-    timespec now, realNow;
-    systemCall(SYS_clock_gettime, clock, address(&now));
-    systemCall(SYS_clock_gettime, CLOCK_REALTIME, address(&realNow));
-    const std::int64_t leftNs = (deadline->tv_sec - now.tv_sec) * 1'000'000'000 + deadline->tv_nsec - now.tv_nsec;
-    const std::int64_t untilNs = realNow.tv_nsec + std::max<std::int64_t>(leftNs, 0);
-    const timespec until{realNow.tv_sec + untilNs / 1'000'000'000, untilNs % 1'000'000'000};
-    return pthread_mutex_timedlock(mutex, &until);
+    const auto readSystem = [](clockid_t id, timespec* time) { systemCall(SYS_clock_gettime, id, address(time)); };
+    return testsupport::lockByRealTime(mutex, clock, deadline, readSystem);
 }
 #endif
 

@@ -1,17 +1,7 @@
-// The timed lock of a chosen clock for thread sanitizers, which do not support it.
+// The timed lock of a chosen clock for thread sanitizers, in place of the C library's.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <sys/syscall.h>
+#include "tests/support/timedLock.h"
 
-#include "tests/support/standard.h"
-
-/// The sanitizers of gcc 12 and clang 14 would consider a mutex locked by this call free. They know the lock on the
-/// real-time clock, which is never stepped under a sanitizer; the chosen clock may be a simulated one.
 extern "C" int pthread_mutex_clocklock(pthread_mutex_t* mutex, clockid_t clock, const timespec* deadline) noexcept {
-    timespec now, realNow;
-    clock_gettime(clock, &now);
-    syscall(SYS_clock_gettime, CLOCK_REALTIME, &realNow);
-    const std::int64_t leftNs = (deadline->tv_sec - now.tv_sec) * 1'000'000'000 + deadline->tv_nsec - now.tv_nsec;
-    const std::int64_t untilNs = realNow.tv_nsec + (leftNs > 0 ? leftNs : 0);
-    const timespec until{realNow.tv_sec + untilNs / 1'000'000'000, untilNs % 1'000'000'000};
-    return pthread_mutex_timedlock(mutex, &until);
+    return testsupport::lockByRealTime(mutex, clock, deadline);
 }
