@@ -112,9 +112,11 @@ uint64_t board_time_now(const struct board *board, int clock);
 void board_shift(struct board *board, int clock, int64_t by_ns);
 void board_step_clock(struct board *board, int clock, int64_t asked_ns, int by_phc2sys);
 void board_tell_truth_now(struct board *board, enum board_happening_kind kind);
+int board_target_of_clock(int clock);
 void board_set_rate(struct board *board); /* after crystal_ppt or steering_ppt changed */
 
 /* epoch.c */
+void board_tell_stamp(struct board *board, const struct board_stamp *stamp);
 void board_pulse(struct board *board);
 void board_pulse_every_second(struct board *board, int is_wanted);
 

@@ -53,6 +53,14 @@ static const struct board_clock_config *clock_configuration(const struct board *
 	}
 }
 
+int board_target_of_clock(int clock)
+{
+	return clock >= BOARD_CLOCK_FIRST_PHC ? BOARD_TARGET_INTERFACE(clock - BOARD_CLOCK_FIRST_PHC)
+		: clock == BOARD_CLOCK_FERROX ? BOARD_TARGET_FERROX
+		: clock == BOARD_CLOCK_FPGA   ? BOARD_TARGET_FPGA
+					      : BOARD_TARGET_SYSTEM;
+}
+
 void board_step_clock(struct board *board, int clock, int64_t asked_ns, int by_phc2sys)
 {
 	const struct board_clock_config *config = clock_configuration(board, clock);
@@ -62,18 +70,15 @@ void board_step_clock(struct board *board, int clock, int64_t asked_ns, int by_p
 	const int64_t cut_ns = asked_ns - asked_ns % granularity_ns;
 	const int64_t real_ns = (int64_t)((uint64_t)cut_ns - (uint64_t)loss_ns);
 	struct board_step step = { clock, asked_ns, real_ns, 0, 0, (uint8_t)by_phc2sys };
-	struct board_happening happening = { .kind = BOARD_HAPPENING_STEP };
+	struct board_happening happening = { .kind = BOARD_HAPPENING_STEP,
+					     .target = board_target_of_clock(clock),
+					     .step = &step };
 
 	step.before_ns = board_time_now(board, clock);
 	board_shift(board, clock, real_ns);
 	step.after_ns = board_time_now(board, clock);
 	if (clock == BOARD_CLOCK_FERROX)
 		board->ferrox_stepped_ns = (int64_t)((uint64_t)board->ferrox_stepped_ns + (uint64_t)real_ns);
-	happening.step = &step;
-	happening.target = clock >= BOARD_CLOCK_FIRST_PHC ? BOARD_TARGET_INTERFACE(clock - BOARD_CLOCK_FIRST_PHC)
-		: clock == BOARD_CLOCK_FERROX             ? BOARD_TARGET_FERROX
-		: clock == BOARD_CLOCK_FPGA               ? BOARD_TARGET_FPGA
-							  : BOARD_TARGET_SYSTEM;
 	board_tell(board, &happening);
 }
 
@@ -130,10 +135,9 @@ static void truth_now(const struct board *board, struct board_truth *truth)
 void board_tell_truth_now(struct board *board, enum board_happening_kind kind)
 {
 	struct board_truth truth;
-	struct board_happening happening = { .kind = kind };
+	struct board_happening happening = { .kind = kind, .truth = &truth };
 
 	truth_now(board, &truth);
-	happening.truth = &truth;
 	board_tell(board, &happening);
 }
 

@@ -77,43 +77,40 @@ static void do_ferrox(struct board *board, struct board_driver_call *call)
 	}
 }
 
-static uint32_t record_size(const struct board_driver_call *call)
+/* Whether a record begins with its own size; else the driver says so. */
+static int has_size(struct board_driver_call *call, uint32_t expected)
 {
 	uint32_t size;
 
 	memcpy(&size, call->record, sizeof(size));
-	return size;
+	if (size != expected)
+		call->driver_status = BOARD_WIRE_STATUS_INVALID_PARAMETER;
+	return size == expected;
 }
 
 static void set_status(struct board *board, struct board_driver_call *call)
 {
-	struct board_happening happening = { .kind = BOARD_HAPPENING_STATUS_RECORD };
+	struct board_happening happening = { .kind = BOARD_HAPPENING_STATUS_RECORD,
+					     .target = BOARD_TARGET_FPGA,
+					     .record = call->record,
+					     .record_size = (uint32_t)sizeof(struct board_wire_fpga_status) };
 
-	if (record_size(call) != sizeof(struct board_wire_fpga_status)) {
-		call->driver_status = BOARD_WIRE_STATUS_INVALID_PARAMETER;
-		return;
-	}
-	happening.target = BOARD_TARGET_FPGA;
-	happening.record = call->record;
-	happening.record_size = (uint32_t)sizeof(struct board_wire_fpga_status);
-	board_tell(board, &happening);
+	if (has_size(call, happening.record_size))
+		board_tell(board, &happening);
 }
 
 static void get_status(const struct board *board, struct board_driver_call *call)
 {
-	if (record_size(call) != sizeof(struct board_wire_fpga_run_state)) {
-		call->driver_status = BOARD_WIRE_STATUS_INVALID_PARAMETER;
-		return;
-	}
-	call->record[__builtin_offsetof(struct board_wire_fpga_run_state, running)] = board->fpga.running;
+	if (has_size(call, sizeof(struct board_wire_fpga_run_state)))
+		call->record[__builtin_offsetof(struct board_wire_fpga_run_state, running)] = board->fpga.running;
 }
 
 static void request_alignment(struct board *board, uint64_t value)
 {
-	struct board_happening happening = { .kind = BOARD_HAPPENING_ALIGNMENT_REQUEST };
+	struct board_happening happening = { .kind = BOARD_HAPPENING_ALIGNMENT_REQUEST,
+					     .target = BOARD_TARGET_FPGA,
+					     .value = (int64_t)value };
 
-	happening.target = BOARD_TARGET_FPGA;
-	happening.value = (int64_t)value;
 	if (board->config.fpga_starts_on_request)
 		board->fpga.running = 1;
 	board_tell(board, &happening);

@@ -2,16 +2,24 @@
 /* SPDX-License-Identifier: GPL-2.0-only OR LicenseRef-HalvexTimekeeper */
 #include "board/model/boardState.h"
 
+void board_tell_stamp(struct board *board, const struct board_stamp *stamp)
+{
+	struct board_happening happening = { .kind = BOARD_HAPPENING_STAMP,
+					     .target = board_target_of_clock(stamp->clock),
+					     .stamp = stamp };
+
+	board_tell(board, &happening);
+}
+
 static void tell_stamp(struct board *board, int clock, uint32_t channel, int falling, int lost)
 {
-	struct board_stamp stamp = { clock, channel, (uint8_t)falling, (uint8_t)lost, 0, 0 };
-	struct board_happening happening = { .kind = BOARD_HAPPENING_STAMP };
+	const struct board_stamp stamp = { .clock = clock,
+					   .channel = channel,
+					   .falling = (uint8_t)falling,
+					   .lost = (uint8_t)lost,
+					   .time_ns = board_time_now(board, clock) };
 
-	stamp.time_ns = board_time_now(board, clock);
-	happening.target =
-		clock == BOARD_CLOCK_FPGA ? BOARD_TARGET_FPGA : BOARD_TARGET_INTERFACE(clock - BOARD_CLOCK_FIRST_PHC);
-	happening.stamp = &stamp;
-	board_tell(board, &happening);
+	board_tell_stamp(board, &stamp);
 }
 
 static void arrive(struct board *board, const struct board_pending *pending)

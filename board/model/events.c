@@ -81,16 +81,12 @@ static void stale_events(struct board *board, const struct board_event_config *h
 	int64_t count;
 
 	for (count = happened->value; count > 0; --count) {
-		struct board_stamp stamp = { clock, 0, 0, 0, 1, 0 };
-		struct board_phc_event event = { 0, 0, 0 };
-		struct board_happening happening = { .kind = BOARD_HAPPENING_STAMP };
+		const uint64_t time_ns = board_time_now(board, clock) - (uint64_t)count * STALE_SPACING_NS;
+		const struct board_phc_event event = { .time_ns = time_ns };
+		const struct board_stamp stamp = { .clock = clock, .stale = 1, .time_ns = time_ns };
 
-		event.time_ns = board_time_now(board, clock) - (uint64_t)count * STALE_SPACING_NS;
-		stamp.time_ns = event.time_ns;
-		happening.target = BOARD_TARGET_INTERFACE(interface);
-		happening.stamp = &stamp;
 		board_phc_enqueue(board, (uint32_t)interface, &event);
-		board_tell(board, &happening);
+		board_tell_stamp(board, &stamp);
 	}
 }
 
@@ -230,11 +226,10 @@ int board_event_fits(const struct board *board, const struct board_event_config 
 /* Runs ahead of other changes due at this instant. */
 void board_event_now(struct board *board, const struct board_event_config *event)
 {
-	struct board_happening happening = { .kind = BOARD_HAPPENING_EVENT };
+	struct board_happening happening = {
+		.kind = BOARD_HAPPENING_EVENT, .target = event->target, .value = event->value, .event = event
+	};
 
-	happening.target = event->target;
-	happening.value = event->value;
-	happening.event = event;
 	board_tell(board, &happening);
 	rows[event->kind].act(board, event);
 }

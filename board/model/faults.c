@@ -15,19 +15,12 @@ static int is_due(const struct board_fault_config *fault, uint32_t counted)
 	return counted >= fault->nth && (fault->times == BOARD_FOREVER || counted - fault->nth < fault->times);
 }
 
-static void tell_fault(struct board *board, const struct board_call *call, const struct board_fault_outcome *outcome)
-{
-	struct board_happening happening = { .kind = BOARD_HAPPENING_FAULT };
-
-	happening.target = call->target;
-	happening.call = call;
-	happening.outcome = outcome;
-	board_tell(board, &happening);
-}
-
 int board_fault_due(struct board *board, uint64_t raw_ns, const struct board_call *call,
 		    struct board_fault_outcome *outcome)
 {
+	struct board_happening happening = {
+		.kind = BOARD_HAPPENING_FAULT, .target = call->target, .call = call, .outcome = outcome
+	};
 	uint32_t at;
 	int found = 0;
 
@@ -49,7 +42,7 @@ int board_fault_due(struct board *board, uint64_t raw_ns, const struct board_cal
 		outcome->delay_ns = fault->delay_ns;
 	}
 	if (found)
-		tell_fault(board, call, outcome);
+		board_tell(board, &happening);
 	return found;
 }
 

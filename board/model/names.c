@@ -113,16 +113,7 @@ int board_target_find(const struct board_config *config, const char *name)
 
 const char *board_clock_name(const struct board *board, int clock)
 {
-	switch (clock) {
-	case BOARD_CLOCK_FERROX:
-		return board_target_name(&board->config, BOARD_TARGET_FERROX);
-	case BOARD_CLOCK_FPGA:
-		return board_target_name(&board->config, BOARD_TARGET_FPGA);
-	case BOARD_CLOCK_SYSTEM:
-		return board_target_name(&board->config, BOARD_TARGET_SYSTEM);
-	default:
-		return board_target_name(&board->config, BOARD_TARGET_INTERFACE(clock - BOARD_CLOCK_FIRST_PHC));
-	}
+	return board_target_name(&board->config, board_target_of_clock(clock));
 }
 
 int board_interface_find(const struct board *board, const char *name)

@@ -66,11 +66,10 @@ void board_phc2sys_parse(uint32_t argc, const char *const *argv, struct board_ph
 
 static void tell_child(struct board *board, const struct board_child *child)
 {
-	struct board_happening happening = { .kind = BOARD_HAPPENING_PHC2SYS };
+	struct board_happening happening = {
+		.kind = BOARD_HAPPENING_PHC2SYS, .target = BOARD_TARGET_PHC2SYS, .value = child->status, .child = child
+	};
 
-	happening.target = BOARD_TARGET_PHC2SYS;
-	happening.value = child->status;
-	happening.child = child;
 	board_tell(board, &happening);
 }
 
@@ -185,24 +184,12 @@ static struct board_process *find_process(const struct board *board, int32_t pid
 	return NULL;
 }
 
-/* Signals that terminate phc2sys: HUP INT QUIT ABRT KILL SEGV PIPE ALRM TERM. */
-static int is_deadly(int32_t signal)
-{
-	return signal == 1 || signal == 2 || signal == 3 || signal == 6 || signal == 9 || signal == 11 ||
-		signal == 13 || signal == 14 || signal == 15;
-}
-
-/* Handled signals: phc2sys leaves its loop and exits with 0. */
-static int is_handled(int32_t signal)
-{
-	return signal == 1 || signal == 2 || signal == 15;
-}
-
+/* Handled signals (HUP INT TERM): phc2sys leaves its loop and exits with 0. Deadly: QUIT ABRT KILL SEGV PIPE ALRM. */
 static void signal_process(struct board *board, struct board_process *process, int32_t signal)
 {
-	if (is_handled(signal))
+	if (signal == 1 || signal == 2 || signal == 15)
 		end_child(board, process, BOARD_CHILD_EXITED, 0);
-	else if (is_deadly(signal))
+	else if (signal == 3 || signal == 6 || signal == 9 || signal == 11 || signal == 13 || signal == 14)
 		end_child(board, process, BOARD_CHILD_KILLED, signal);
 }
 

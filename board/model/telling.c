@@ -13,21 +13,18 @@ void board_tell(struct board *board, struct board_happening *happening)
 
 void board_tell_call(struct board *board, uint64_t raw_ns, const struct board_call *call)
 {
-	struct board_happening happening = { .kind = BOARD_HAPPENING_CALL };
+	struct board_happening happening = { .kind = BOARD_HAPPENING_CALL, .target = call->target, .call = call };
 
 	board_enter(board, raw_ns);
-	happening.target = call->target;
-	happening.call = call;
 	board_tell(board, &happening);
 }
 
 void board_tell_syslog(struct board *board, uint64_t raw_ns, int32_t priority, const char *text, uint32_t text_size)
 {
-	struct board_happening happening = { .kind = BOARD_HAPPENING_SYSLOG };
+	struct board_happening happening = {
+		.kind = BOARD_HAPPENING_SYSLOG, .value = priority, .text = text, .text_size = text_size
+	};
 
 	board_enter(board, raw_ns);
-	happening.value = priority;
-	happening.text = text;
-	happening.text_size = text_size;
 	board_tell(board, &happening);
 }

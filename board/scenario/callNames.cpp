@@ -19,26 +19,25 @@ std::vector<std::string> allNames(int first, int end, const char* (*nameOf)(Kind
 
 bool isNamed(const char* name, const std::string& wanted) { return name != nullptr && wanted == name; }
 
+template <typename Kind>
+std::optional<Kind> kindNamed(const std::string& name, int first, int end, const char* (*nameOf)(Kind)) {
+    for (int kind = first; kind < end; ++kind)
+        if (isNamed(nameOf(static_cast<Kind>(kind)), name)) return static_cast<Kind>(kind);
+    return std::nullopt;
+}
+
 }  // namespace
 
 std::optional<board_call_kind> callKindNamed(const std::string& name) {
-    for (int kind = 0; kind < BOARD_CALL_KINDS; ++kind)
-        if (isNamed(board_call_kind_name(static_cast<board_call_kind>(kind)), name))
-            return static_cast<board_call_kind>(kind);
-    return std::nullopt;
+    return kindNamed(name, 0, BOARD_CALL_KINDS, board_call_kind_name);
 }
 
 std::optional<board_file> fileNamed(const std::string& name) {
-    for (int file = 0; file < BOARD_FILE_KINDS; ++file)
-        if (isNamed(board_file_name(static_cast<board_file>(file)), name)) return static_cast<board_file>(file);
-    return std::nullopt;
+    return kindNamed(name, 0, BOARD_FILE_KINDS, board_file_name);
 }
 
 std::optional<board_event_kind> eventKindNamed(const std::string& name) {
-    for (int kind = BOARD_EVENT_NONE + 1; kind < BOARD_EVENT_KINDS; ++kind)
-        if (isNamed(board_event_kind_name(static_cast<board_event_kind>(kind)), name))
-            return static_cast<board_event_kind>(kind);
-    return std::nullopt;
+    return kindNamed(name, BOARD_EVENT_NONE + 1, BOARD_EVENT_KINDS, board_event_kind_name);
 }
 
 std::optional<int> targetNamed(const board_config& config, const std::string& name) {
