@@ -1,15 +1,10 @@
-// Tests of who owns the clocks, with a made-up /proc.
+// Tests of the facts about the controller: who owns the clocks, with a made-up /proc.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <filesystem>
-
 #include "host/inspect/controllerFacts.h"
 #include "tests/support/libcHooks.h"
+#include "tests/support/test.h"
 
-namespace halvexctl::clockOwnersTest {
+namespace halvexctl::controllerFactsTest {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -57,4 +52,4 @@ TEST_F(ClockOwners, AreNeitherThisProcessNorItsChildren) {
     EXPECT_THAT(clockOwners(), IsEmpty());
 }
 
-}  // namespace halvexctl::clockOwnersTest
+}  // namespace halvexctl::controllerFactsTest
