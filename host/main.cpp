@@ -2,8 +2,10 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <exception>
 #include <memory>
+#include <span>
 #include <system_error>
 
 #include "host/cli/command.h"
@@ -26,6 +28,15 @@ std::unique_ptr<Printer> makePrinter(bool json) {
     return std::make_unique<TextPrinter>(stdout, stderr);
 }
 
+/// Nothing is done: the command line is wrong.
+ExitCode refuse(bool json, const std::string& sentence) {
+    put(stderr, fmt::format("halvexctl: {}\n", sentence));
+    if (json) {
+        put(stdout, jsonText({{"usageError", sentence}}, 2) + "\n");
+    }
+    return ExitCode::usage;
+}
+
 ExitCode carryOut(const Options& options) {
     const ReadingRules rules{verbs(), options.yes};
     const std::unique_ptr<Printer> printer = makePrinter(options.json);
@@ -33,8 +44,10 @@ ExitCode carryOut(const Options& options) {
     try {
         commands = readCommands(options.words, rules);
     } catch (const UsageError& error) {
-        printer->complaint(error.what());
-        return ExitCode::usage;
+        return refuse(options.json, error.what());
+    }
+    if (commands.empty()) {
+        return refuse(options.json, "no verb was given; halvexctl --help lists them");
     }
     const StopRequest stop;
     SessionSettings settings;
@@ -50,10 +63,10 @@ ExitCode carryOut(const Options& options) {
 }
 
 ExitCode start(int argc, const char* const* argv) {
-    const ReadOptions read = readOptions(argc, argv);
+    const auto count = static_cast<std::size_t>(std::max(argc, 1));
+    const ReadOptions read = readOptions(std::span(argv, count).subspan(1));
     if (read.isUsageError) {
-        put(stderr, "halvexctl: " + read.text + "\n");
-        return ExitCode::usage;
+        return refuse(read.options.json, read.text);
     }
     if (read.isOver) {
         put(stdout, read.text);

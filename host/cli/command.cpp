@@ -9,6 +9,7 @@
 
 #include "host/cli/suggestion.h"
 #include "host/cli/usageError.h"
+#include "host/output/units.h"
 
 namespace halvexctl {
 namespace {
@@ -35,7 +36,10 @@ std::vector<std::string_view> namesOf(std::span<const Row> rows) {
 [[noreturn]] void refuseUnknown(const std::string& word, std::span<const Verb> verbs) {
     if (word.size() > 1 && word.front() == '-' && !startsNumber(word)) {
         const std::string name = word.substr(0, word.find('='));
-        throw UsageError(fmt::format("unknown option \"{}\"{}", word, suggestion(name, namesOf(toolOptions()))));
+        const std::string nearest = suggestion(name, namesOf(toolOptions()));
+        const bool isKnown = std::ranges::find(toolOptions(), name, &OptionRow::name) != toolOptions().end();
+        throw UsageError(isKnown ? fmt::format("\"{}\" belongs to the program's own command line", name)
+                                 : fmt::format("unknown option \"{}\"{}", word, nearest));
     }
     const std::string nearest = suggestion(word, namesOf(verbs));
     throw UsageError(
@@ -47,52 +51,116 @@ std::string joined(std::span<const std::string> words) { return fmt::format("{}"
 
 }  // namespace
 
+void WordReader::skipMark() {
+    if (!optionsEnded_ && !atEnd() && words_[next_] == "--") {
+        optionsEnded_ = true;
+        ++next_;
+    }
+}
+
+const std::string& WordReader::take() {
+    const std::string& word = words_[next_++];
+    skipMark();
+    return word;
+}
+
 const std::string& WordReader::takeArgument(std::string_view verb, std::string_view argument) {
-    const bool isOption = !atEnd() && peek()->size() > 1 && peek()->front() == '-' && !nextIsNumber();
-    if (atEnd() || peek()->empty() || isOption) {
+    if (atEnd() || peek()->empty() || nextIsOption()) {
         throw UsageError(fmt::format("{} needs its {}{}: halvexctl help {}", verb, argument,
-                                     isOption ? fmt::format(" before \"{}\"", *peek()) : "", verb));
+                                     nextIsOption() ? fmt::format(" before \"{}\"", *peek()) : "", verb));
     }
     return take();
 }
 
+std::string WordReader::takeQuantity(std::string_view verb, std::string_view argument) {
+    const std::string& number = takeArgument(verb, argument);
+    return !atEnd() && isUnit(*peek()) ? number + " " + take() : number;
+}
+
+const std::string& WordReader::takeInput(std::string_view verb, std::string_view argument) {
+    const std::string& path = takeArgument(verb, argument);
+    if (path == "-") {
+        claimInput(verb);
+    }
+    return path;
+}
+
+void WordReader::claimInput(std::string_view verb) {
+    if (!inputReader_.empty()) {
+        throw UsageError(fmt::format("{} cannot have standard input, which {} reads", verb, inputReader_));
+    }
+    inputReader_ = verb;
+}
+
 bool WordReader::nextIsNumber() const { return !atEnd() && startsNumber(words_[next_]); }
+
+bool WordReader::nextIsOption() const {
+    return !optionsEnded_ && !atEnd() && peek()->size() > 1 && peek()->front() == '-' && !nextIsNumber();
+}
+
+std::optional<GivenOption> takeOption(WordReader& words, std::span<const OptionRow> options, std::string_view owner) {
+    const std::string word = words.nextIsOption() ? *words.peek() : std::string();
+    const std::size_t equals = word.find('=');
+    const auto row = std::ranges::find(options, std::string_view(word).substr(0, equals), &OptionRow::name);
+    if (row == options.end()) {
+        return std::nullopt;
+    }
+    words.take();
+    const std::string label = owner.empty() ? std::string(row->name) : fmt::format("{} of {}", row->name, owner);
+    if (row->argument.empty()) {
+        if (equals != std::string::npos) {
+            throw UsageError(fmt::format("{} takes no value", label));
+        }
+        return GivenOption{row->name, ""};
+    }
+    const bool isNext = equals == std::string::npos;
+    if (isNext && words.nextIsOption()) {
+        throw UsageError(fmt::format("{} needs its {} before \"{}\"", label, row->argument, *words.peek()));
+    }
+    std::string value = !isNext ? word.substr(equals + 1) : words.atEnd() ? std::string() : words.take();
+    if (value.empty()) {
+        throw UsageError(fmt::format("{} needs its {}", label, row->argument));
+    }
+    return GivenOption{row->name, std::move(value)};
+}
 
 void readOwnOptions(WordReader& words, const ReadingRules& rules, std::string_view verb,
                     const std::function<void(std::string_view option, const std::string& value)>& keep) {
     const std::span<const OptionRow> options = findVerb(rules.verbs, verb)->options;
-    while (!words.atEnd() && words.peek()->starts_with("--")) {
-        const std::string& word = words.take();
-        const std::size_t equals = word.find('=');
-        const std::string name = word.substr(0, equals);
-        const auto row =
-            std::find_if(options.begin(), options.end(), [&name](const OptionRow& o) { return o.name == name; });
-        if (row == options.end()) {
+    std::vector<std::string_view> seen;
+    while (words.nextIsOption()) {
+        const std::optional<GivenOption> given = takeOption(words, options, verb);
+        if (!given) {
+            const std::string name = words.peek()->substr(0, words.peek()->find('='));
             throw UsageError(fmt::format("{} has no option \"{}\"{}", verb, name, suggestion(name, namesOf(options))));
         }
-        const std::string value = equals != std::string::npos ? word.substr(equals + 1)
-                                  : row->argument.empty()
-                                      ? std::string()
-                                      : words.takeArgument(verb, fmt::format("{} after {}", row->argument, name));
-        if (row->argument.empty() != value.empty() || (row->argument.empty() && equals != std::string::npos)) {
-            throw UsageError(row->argument.empty() ? fmt::format("{} of {} takes no value", name, verb)
-                                                   : fmt::format("{} of {} needs its {}", name, verb, row->argument));
+        if (std::ranges::find(seen, given->name) != seen.end()) {
+            throw UsageError(fmt::format("{} of {} is given twice", given->name, verb));
         }
-        keep(row->name, value);
+        seen.push_back(given->name);
+        keep(given->name, given->value);
     }
 }
 
 std::vector<Command> readCommands(std::span<const std::string> words, const ReadingRules& rules) {
     std::vector<Command> commands;
-    WordReader reader(words);
+    WordReader reader(words, rules.inputReader);
     while (!reader.atEnd()) {
         const std::string& word = reader.take();
         const Verb* verb = findVerb(rules.verbs, word);
         if (verb == nullptr) {
             refuseUnknown(word, rules.verbs);
         }
+        if (verb->name == "run") {
+            reader.claimInput(verb->name);
+        }
         Command command;
         command.verb = verb;
+        if (reader.nextIsOption() && (*reader.peek() == "--help" || *reader.peek() == "-h")) {
+            reader.take();
+            commands.push_back({findVerb(rules.verbs, "help"), word, word});
+            continue;
+        }
         if (verb->read != nullptr) {
             const std::size_t start = reader.position();
             command.argument = verb->read(reader, rules);

@@ -20,7 +20,7 @@ constexpr const char* kIntroduction =
     "The whole line is checked before anything is done; the first verb that fails ends the session.\n";
 
 constexpr const char* kEpilogue =
-    "Offsets and durations carry a unit (+1.5ms, -399ns, 10s), corrections ppb or ppm (-1250, -1250ppb, 12ppm).\n"
+    "Offsets and durations carry a unit (+1.5ms, -399ns, 10s, 5min), corrections ppb or ppm (-1250, -1250ppb, 12ppm).\n"
     "halvexctl VERB --help says more about a verb.\n"
     "Exit status: 0 all well, 1 warnings, 2 the command line is wrong (nothing was done), 3 something failed,\n"
     "4 refused: another process owns the clocks (nothing was done).\n\n"
@@ -78,12 +78,9 @@ std::string verbHelpText(const Verb& verb) {
                        optionLines(verb.options, "    ", 20));
 }
 
-std::string helpAskedFor(std::span<const char* const> words, std::span<const Verb> verbs) {
+std::string helpAskedFor(std::span<const std::string> words, std::span<const Verb> verbs) {
     const Verb* asked = nullptr;
-    for (const std::string_view word : words) {
-        if (word == "--help" || word == "-h") {
-            break;
-        }
+    for (const std::string& word : words) {
         const Verb* verb = findVerb(verbs, word);
         asked = verb == nullptr ? asked : verb;
     }

@@ -13,8 +13,8 @@ struct Verb;
 std::string helpText(std::span<const Verb> verbs);  ///< All options and verbs.
 std::string verbHelpText(const Verb& verb);
 
-/// The help of the verb before the first -h or --help, or the complete help.
-std::string helpAskedFor(std::span<const char* const> words, std::span<const Verb> verbs);
+/// The help of the last verb among the words, or the complete help.
+std::string helpAskedFor(std::span<const std::string> words, std::span<const Verb> verbs);
 
 std::string usageOf(const Verb& verb);  ///< "step OFFSET".
 

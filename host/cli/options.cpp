@@ -1,67 +1,93 @@
-// The options of the command line, before and between the verbs. The only unit that includes CLI11.
+// The options of the command line, before and between the verbs.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/cli/options.h"
 
-#include <CLI/App.hpp>
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
+#include <algorithm>
+#include <span>
 
-#include <fmt/format.h>
-
+#include "host/cli/command.h"
 #include "host/cli/completion.h"
 #include "host/cli/help.h"
 #include "host/cli/manual.h"
+#include "host/cli/usageError.h"
 #include "host/cli/verbTable.h"
 
 namespace halvexctl {
 namespace {
 
-/// Binds options to their variables; a test compares the names with the table's.
-void declare(CLI::App& app, Options& options, std::string& form) {
-    app.allow_extras();  // keeps the order of verbs, and arguments like -399ns
-    app.set_help_flag("-h,--help");
-    app.set_version_flag("-V,--version", std::string());
-    app.add_option("-l,--library", options.library);
-    app.add_option("--describe", form);
-    app.add_flag("-j,--json", options.json)->disable_flag_override();
-    app.add_flag("-e,--echo", options.echo)->disable_flag_override();
-    app.add_flag("-y,--yes", options.yes)->disable_flag_override();
+/// The options behind "-ej" or "-lFILE" by their names; the word itself if one is unknown.
+std::vector<std::string> spelledOut(const std::string& word) {
+    std::vector<std::string> names;
+    for (std::size_t i = 1; i < word.size(); ++i) {
+        const auto row = std::ranges::find(toolOptions(), word[i], &OptionRow::letter);
+        if (word.front() != '-' || row == toolOptions().end()) {
+            return {word};
+        }
+        names.emplace_back(row->name);
+        if (!row->argument.empty() && i + 1 < word.size()) {
+            names.back() += "=" + word.substr(word[i + 1] == '=' ? i + 2 : i + 1);
+            break;
+        }
+    }
+    return names.empty() ? std::vector{word} : names;
 }
 
-/// The parser's own words for a flag with a value say little.
-std::string inPlainWords(const std::string& message) {
-    const std::size_t end = message.find(" was given a disallowed flag override");
-    return end == std::string::npos ? message : fmt::format("--{} takes no value", message.substr(0, end));
+std::string described(const std::string& form) {
+    std::string text = form == "mdoc" ? manualLists() : completionFor(form);
+    if (text.empty()) {
+        throw UsageError("--describe must be bash, zsh, fish or mdoc");
+    }
+    return text;
 }
 
-ReadOptions over(std::string text, bool isUsageError) { return {{}, true, isUsageError, std::move(text)}; }
-
-ReadOptions described(const std::string& form) {
-    const std::string text = form == "mdoc" ? manualLists() : completionFor(form);
-    return text.empty() ? over("--describe must be bash, zsh, fish or mdoc", true) : over(text, false);
+/// Keeps an option of the tool, or returns the text that it asks for.
+std::string keep(const GivenOption& given, Options& options) {
+    if (given.name == "--help") {
+        return helpAskedFor(options.words, verbs());
+    }
+    if (given.name == "--version") {
+        return "halvexctl " HALVEX_VERSION "\n";
+    }
+    if (given.name == "--describe") {
+        return described(given.value);
+    }
+    if (given.name == "--library") {
+        if (!options.library.empty()) {
+            throw UsageError("--library is given twice");
+        }
+        options.library = given.value;
+    }
+    options.echo = options.echo || given.name == "--echo";
+    options.yes = options.yes || given.name == "--yes";
+    return "";
 }
 
 }  // namespace
 
-ReadOptions readOptions(int argc, const char* const* argv) {
+ReadOptions readOptions(std::span<const char* const> arguments) {
     ReadOptions read;
-    std::string form;
-    CLI::App app;
-    declare(app, read.options, form);
+    std::vector<std::string> words;
+    auto rest = arguments.begin();
+    for (; rest != arguments.end() && std::string_view(*rest) != "--"; ++rest) {
+        std::ranges::copy(spelledOut(*rest), std::back_inserter(words));
+    }
+    read.options.json = std::ranges::find(words, "--json") != words.end();
     try {
-        app.parse(argc, argv);
-    } catch (const CLI::CallForHelp&) {
-        return over(helpAskedFor({argv, static_cast<std::size_t>(argc)}, verbs()), false);
-    } catch (const CLI::CallForVersion&) {
-        return over("halvexctl " HALVEX_VERSION "\n", false);
-    } catch (const CLI::ParseError& error) {
-        return over(inPlainWords(error.what()), true);
+        WordReader reader(words);
+        while (read.text.empty() && !reader.atEnd()) {
+            if (const auto given = takeOption(reader, toolOptions(), "")) {
+                read.text = keep(*given, read.options);
+            } else {
+                read.options.words.push_back(reader.take());
+            }
+        }
+    } catch (const UsageError& error) {
+        read.text = error.what();
+        read.isUsageError = true;
     }
-    if (!form.empty()) {
-        return described(form);
-    }
-    read.options.words = app.remaining();
-    return read.options.words.empty() ? over("no verb was given; halvexctl --help lists them", true) : read;
+    read.isOver = !read.text.empty();
+    read.options.words.insert(read.options.words.end(), rest, arguments.end());
+    return read;
 }
 
 }  // namespace halvexctl

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
+#include <span>
 #include <string>
 #include <vector>
 
@@ -9,7 +10,7 @@ namespace halvexctl {
 
 struct Options {
     std::string library;  ///< Empty: the default.
-    bool json = false;
+    bool json = false;    ///< Known also when the line is wrong.
     bool echo = false;
     bool yes = false;
     std::vector<std::string> words;  ///< The verbs and their arguments, in order.
@@ -23,7 +24,7 @@ struct ReadOptions {
     std::string text;
 };
 
-/// Parses the command line; throws nothing of its own. Reentrant.
-ReadOptions readOptions(int argc, const char* const* argv);
+/// Parses the words behind the program's name, up to "--"; throws nothing of its own. Reentrant.
+ReadOptions readOptions(std::span<const char* const> arguments);
 
 }  // namespace halvexctl

@@ -26,6 +26,8 @@ constexpr auto kReportOptions = std::to_array<OptionRow>({
     {"--title", 0, "TEXT", "The page's heading"},
 });
 
+constexpr auto kMetadataOptions = std::to_array<OptionRow>({{"--text", 0, "JSON", "The document itself, for FILE"}});
+
 constexpr std::span<const OptionRow> kNoOptions;
 
 constexpr auto kVerbs = std::to_array<Verb>({
@@ -62,14 +64,13 @@ constexpr auto kVerbs = std::to_array<Verb>({
     {"limits", "", "Show the lowest and highest correction", "", true, "limits", kNoOptions, nullptr, &actions::limits},
     {"drift", "DURATION", "Measure the time against CLOCK_MONOTONIC_RAW",
      "The rate in ppb over the duration, with a bound from the time that the readings themselves took. Units: "
-     "ns, us, ms, s; a bare number counts seconds. A step meanwhile spoils the measurement.",
+     "ns, us, ms, s, min, h, d; a bare number counts seconds. A step meanwhile spoils the measurement.",
      true, "drift", kNoOptions, &actions::readDriftDuration, &actions::drift},
-    {"wait", "DURATION", "Wait", "Units: ns, us, ms, s; a bare number counts seconds.", false, "nothing", kNoOptions,
-     &actions::readWaitDuration, &actions::wait},
-    {"apply-metadata", "FILE", "Hand over a metadata document",
-     "FILE is read before anything is carried out. With - in its place the next word is the JSON text itself: "
-     "apply-metadata - '{\"selectedTRInstID\":\"gm\"}'",
-     true, "document", kNoOptions, &actions::readDocument, &actions::applyMetadata},
+    {"wait", "DURATION", "Wait", "Units: ns, us, ms, s, min, h, d; a bare number counts seconds.", false, "nothing",
+     kNoOptions, &actions::readWaitDuration, &actions::wait},
+    {"apply-metadata", "[FILE] [OPTIONS]", "Hand over a metadata document",
+     "FILE is read before anything is carried out; - is standard input.", true, "document", kMetadataOptions,
+     &actions::readDocument, &actions::applyMetadata},
     {"expect-error", "[CODE]", "The next call must fail, with this code",
      "The next call reports an error of the library's own thread, once: expect-error -52024 get clear get. "
      "The failure then counts as success, and anything else as a failure. Verbs without a call in between do "
@@ -120,7 +121,10 @@ constexpr auto kVerbs = std::to_array<Verb>({
      false, "nothing", kNoOptions, nullptr, &actions::finalize},
     {"run", "", "Stay up and read verbs from standard input",
      "Line by line until the input ends or SIGINT or SIGTERM arrives. Quotes work as in a shell, # starts a "
-     "comment. A line that fails does not end the session; clear resets the status. A line that is refused is a failed "
+     "comment, and quit ends it like the end of the input. On a terminal there is a prompt, and lines can be edited "
+     "and "
+     "called back. A line that fails does not end the session; clear resets the status. A line that is refused is a "
+     "failed "
      "result of run, with the line as its argument.",
      true, "nothing", kNoOptions, nullptr, &actions::run},
     {"help", "[VERB]", "Show the help, or that of one verb", "", false, "text", kNoOptions, &actions::readHelpTopic,

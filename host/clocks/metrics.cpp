@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "host/output/jsonPrinter.h"
 #include "host/output/units.h"
 
 namespace halvexctl {
@@ -16,9 +17,10 @@ std::string heading(const char* name, const char* help, const char* type) {
     return fmt::format("# HELP {0} {1}\n# TYPE {0} {2}\n", name, help, type);
 }
 
+/// Quoted and UTF-8, whatever bytes a name holds.
 std::string labelValue(std::string_view value) {
     std::string text = "\"";
-    for (const char c : value) {
+    for (const char c : nlohmann::json::parse(jsonText(value)).get<std::string>()) {
         text += c == '\n' ? std::string("\\n") : c == '"' || c == '\\' ? std::string{'\\', c} : std::string(1, c);
     }
     return text + "\"";

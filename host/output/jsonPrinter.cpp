@@ -28,6 +28,10 @@ ordered_json errorAsJson(const ErrorReport& error) {
 
 }  // namespace
 
+std::string jsonText(const ordered_json& value, int indent) {
+    return value.dump(indent, ' ', false, ordered_json::error_handler_t::replace);
+}
+
 void JsonPrinter::call(const std::string& text) { put(errors_, text + "\n"); }
 
 void JsonPrinter::sample(const std::string&, const ordered_json& line, bool isOnly) {
@@ -35,7 +39,7 @@ void JsonPrinter::sample(const std::string&, const ordered_json& line, bool isOn
         return;  // it is part of the document
     }
     hasLines_ = true;
-    put(output_, line.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n");
+    put(output_, jsonText(line) + "\n");
 }
 
 void JsonPrinter::result(const Result& result) {
@@ -64,9 +68,6 @@ void JsonPrinter::result(const Result& result) {
 
 void JsonPrinter::complaint(const std::string& sentence) { put(errors_, "halvexctl: " + sentence + "\n"); }
 
-void JsonPrinter::finish() {
-    // Texts of drivers may contain bytes that are not UTF-8; they must not invalidate the whole document.
-    put(output_, results_.dump(hasLines_ ? -1 : 2, ' ', false, ordered_json::error_handler_t::replace) + "\n");
-}
+void JsonPrinter::finish() { put(output_, jsonText(results_, hasLines_ ? -1 : 2) + "\n"); }
 
 }  // namespace halvexctl

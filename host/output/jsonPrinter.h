@@ -8,6 +8,9 @@
 
 namespace halvexctl {
 
+/// Valid JSON whatever bytes the value's texts hold: names and texts of drivers need not be UTF-8.
+std::string jsonText(const nlohmann::ordered_json& value, int indent = -1);
+
 /// {"verb", "argument"?, "outcome": "ok|warning|failed|skipped", "values": {...}?, "message"?, "error"?: {"function",
 /// "code", "information"}}. The document goes to `output` at the end; if samples were printed, one per line, it is a
 /// single line. Calls and complaints go to `errors` as they happen. Borrows both streams.

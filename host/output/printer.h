@@ -24,7 +24,7 @@ public:
     /// A sample of the clocks, for people and for programs; `isOnly`: no other follows.
     virtual void sample(const std::string& text, const nlohmann::ordered_json& line, bool isOnly) = 0;
     virtual void result(const Result& result) = 0;            ///< A verb has finished.
-    virtual void complaint(const std::string& sentence) = 0;  ///< User input is invalid.
+    virtual void complaint(const std::string& sentence) = 0;  ///< About no verb in particular.
     virtual void finish() = 0;                                ///< Nothing follows.
 };
 

@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <limits>
@@ -20,11 +21,19 @@ struct Unit {
     std::uint64_t factor;  // in the smallest unit
 };
 
-constexpr std::array<Unit, 6> kTimeUnits{
-    {{"ns", 1}, {"us", 1'000}, {"µs", 1'000}, {"ms", 1'000'000}, {"s", 1'000'000'000}, {"sec", 1'000'000'000}}};
+constexpr std::array<Unit, 10> kDurationUnits{{{"ns", 1},
+                                               {"us", 1'000},
+                                               {"\u00b5s", 1'000},  // the micro sign
+                                               {"\u03bcs", 1'000},  // the Greek letter
+                                               {"ms", 1'000'000},
+                                               {"s", 1'000'000'000},
+                                               {"sec", 1'000'000'000},
+                                               {"min", 60'000'000'000},
+                                               {"h", 3'600'000'000'000},
+                                               {"d", 86'400'000'000'000}}};
+constexpr auto kOffsetUnits = std::span(kDurationUnits).first<7>();
 constexpr std::array<Unit, 2> kFrequencyUnits{{{"ppb", 1}, {"ppm", 1'000}}};
 constexpr std::array<Unit, 1> kNoUnit{{{"", 1}}};
-constexpr std::string_view kTimeUnitNames = "ns, us, ms or s";
 
 constexpr std::uint64_t kMaxPositive = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
 
@@ -60,6 +69,9 @@ std::optional<Decimal> cutDecimal(std::string_view text) {
     }
     if (parts.whole.empty() && parts.fraction.empty()) {
         return std::nullopt;
+    }
+    if (text.starts_with(' ')) {
+        text.remove_prefix(1);
     }
     parts.unit = text;
     return parts;
@@ -148,11 +160,12 @@ std::uint64_t magnitudeOf(std::int64_t value) {
 }  // namespace
 
 std::int64_t readOffsetNs(std::string_view text) {
-    return readNumber(text, kTimeUnits, 0, "an offset", kTimeUnitNames);
+    return readNumber(text, kOffsetUnits, 0, "an offset", "ns, us, ms or s");
 }
 
 std::int64_t readDurationNs(std::string_view text) {
-    const std::int64_t durationNs = readNumber(text, kTimeUnits, kNsPerSecond, "a duration", kTimeUnitNames);
+    const std::int64_t durationNs =
+        readNumber(text, kDurationUnits, kNsPerSecond, "a duration", "ns, us, ms, s, min, h or d");
     if (durationNs < 0) {
         throw UsageError(fmt::format("\"{}\" is not a duration: it is negative", text));
     }
@@ -169,6 +182,13 @@ std::int32_t readErrorCode(std::string_view text) {
         throw UsageError(fmt::format("\"{}\" is not an error code: errors are below 0", text));
     }
     return code;
+}
+
+bool isUnit(std::string_view word) {
+    const auto has = [word](std::span<const Unit> units) {
+        return std::ranges::find(units, word, &Unit::name) != units.end();
+    };
+    return has(kDurationUnits) || has(kFrequencyUnits);
 }
 
 std::uint64_t readCount(std::string_view text) {

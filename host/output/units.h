@@ -13,12 +13,15 @@ namespace halvexctl {
 
 inline constexpr std::int64_t kNsPerSecond = 1'000'000'000;
 
-/// Reentrant. Parsing throws UsageError with a sentence that quotes the text and says what was expected.
+/// Reentrant. A blank may stand before the unit, as in the printed texts. Parsing throws UsageError with a sentence
+/// that quotes the text and says what was expected.
 
 std::int64_t readOffsetNs(std::string_view text);       ///< "+1.5ms", "-399ns"; the unit (ns, us, ms, s) is required.
-std::int64_t readDurationNs(std::string_view text);     ///< "2s", "250ms"; a bare number is in seconds; never negative.
+std::int64_t readDurationNs(std::string_view text);     ///< "2s", "10min"; a bare number is in seconds; never negative.
 std::int32_t readCorrectionPpb(std::string_view text);  ///< "-1250", "-1250ppb", "12.5ppm"; whole ppb only.
 std::int32_t readErrorCode(std::string_view text);      ///< "-52024"; below 0.
+
+bool isUnit(std::string_view word);  ///< "ms", "ppb".
 
 std::uint64_t readCount(std::string_view text);  ///< "7"; above 0.
 

@@ -9,6 +9,7 @@
 
 #include "host/clocks/clockSample.h"
 #include "host/clocks/rawClock.h"
+#include "host/output/jsonPrinter.h"
 #include "host/record/sampleEvents.h"
 
 namespace halvexctl {
@@ -37,10 +38,7 @@ void SessionRecorder::add(const char* kind, std::int64_t rawNs, const ordered_js
     write(line);
 }
 
-void SessionRecorder::write(const ordered_json& line) {
-    // Texts of drivers may contain bytes that are not UTF-8; they must not invalidate the line.
-    file_.add(line.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n");
-}
+void SessionRecorder::write(const ordered_json& line) { file_.add(jsonText(line) + "\n"); }
 
 void SessionRecorder::call(const CallReport& report) {
     takeLogLines();

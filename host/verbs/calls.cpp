@@ -71,7 +71,7 @@ void finalize(Session& session, const Command&, Result&) { session.finalize(); }
 void limits(Session& session, const Command&, Result& result) { addLimits(session.calls(), result); }
 
 Argument readCorrection(WordReader& words, const ReadingRules&) {
-    return words.nextIsNumber() ? Argument(readCorrectionPpb(words.take())) : Argument();
+    return words.nextIsNumber() ? Argument(readCorrectionPpb(words.takeQuantity("freq", "PPB"))) : Argument();
 }
 
 void freq(Session& session, const Command& command, Result& result) {
@@ -96,19 +96,26 @@ void freq(Session& session, const Command& command, Result& result) {
     }
 }
 
-Argument readDocument(WordReader& words, const ReadingRules&) {
-    const std::string& source = words.takeArgument("apply-metadata", "FILE");
-    if (source == "-") {
-        return Document{"the command line", words.takeArgument("apply-metadata -", "JSON text")};
+Argument readDocument(WordReader& words, const ReadingRules& rules) {
+    Document typed{"the command line", ""};
+    readOwnOptions(words, rules, "apply-metadata",
+                   [&typed](std::string_view, const std::string& value) { typed.text = value; });
+    if (!typed.text.empty()) {
+        return typed;
+    }
+    const std::string& source = words.takeInput("apply-metadata", "FILE");
+    if (source == "-" && !words.atEnd() && words.peek()->starts_with('{')) {
+        throw UsageError("- is standard input; a document in the line follows --text");
     }
     std::optional<std::string> text = readFile(source);
+    const std::string name = source == "-" ? "standard input" : source;
     if (!text) {
-        throw UsageError(fmt::format("cannot read {}: {}", source, std::generic_category().message(errno)));
+        throw UsageError(fmt::format("cannot read {}: {}", name, std::generic_category().message(errno)));
     }
     if (text->find('\0') != std::string::npos) {
-        throw UsageError(fmt::format("{} holds a NUL; the library would see only what stands before it", source));
+        throw UsageError(fmt::format("{} holds a NUL; the library would see only what stands before it", name));
     }
-    return Document{source, std::move(*text)};
+    return Document{name, std::move(*text)};
 }
 
 void applyMetadata(Session& session, const Command& command, Result& result) {

@@ -39,7 +39,7 @@ bool seemsDropped(std::int64_t movedNs, std::int64_t boundNs, std::int64_t cutNs
 }  // namespace
 
 Argument readStep(WordReader& words, const ReadingRules& rules) {
-    const std::string& text = words.takeArgument("step", "OFFSET");
+    const std::string text = words.takeQuantity("step", "OFFSET");
     const std::int64_t offsetNs = readOffsetNs(text);
     if ((offsetNs < 0 || offsetNs > kUnconfirmedStepLimitNs) && !rules.yes) {
         throw UsageError(fmt::format("step {} would move the time {}; add --yes if that is meant", text,

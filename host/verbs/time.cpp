@@ -76,7 +76,7 @@ void get(Session& session, const Command& command, Result& result) {
 }
 
 Argument readDriftDuration(WordReader& words, const ReadingRules&) {
-    const std::string& text = words.takeArgument("drift", "DURATION");
+    const std::string text = words.takeQuantity("drift", "DURATION");
     const std::int64_t durationNs = readDurationNs(text);
     if (durationNs == 0) {
         throw UsageError("drift needs a duration above 0");
@@ -101,7 +101,7 @@ void drift(Session& session, const Command& command, Result& result) {
 }
 
 Argument readWaitDuration(WordReader& words, const ReadingRules&) {
-    return readDurationNs(words.takeArgument("wait", "DURATION"));
+    return readDurationNs(words.takeQuantity("wait", "DURATION"));
 }
 
 void wait(Session& session, const Command& command, Result&) {

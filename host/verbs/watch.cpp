@@ -37,6 +37,9 @@ std::string readOutputPath(const std::string& path) {
 Argument readMonitor(WordReader& words, const ReadingRules& rules) {
     MonitorOptions options;
     readOwnOptions(words, rules, "monitor", [&options](std::string_view option, const std::string& value) {
+        if (options.count != 0 && (option == "--once" || option == "--count")) {
+            throw UsageError("--once and --count of monitor exclude each other");
+        }
         if (option == "--once") {
             options.count = 1;
         } else if (option == "--interval") {
@@ -58,7 +61,7 @@ Argument readRecord(WordReader& words, const ReadingRules& rules) {
     RecordOptions options;
     options.path = readOutputPath(words.takeArgument("record", "FILE"));
     if (words.nextIsNumber()) {
-        options.durationNs = readInterval(words.take());
+        options.durationNs = readInterval(words.takeQuantity("record", "DURATION"));
     }
     readOwnOptions(words, rules, "record", [&options](std::string_view, const std::string& value) {
         options.intervalNs = readInterval(value);
@@ -85,12 +88,17 @@ void record(Session& session, const Command& command, Result& result) {
 Argument readReport(WordReader& words, const ReadingRules& rules) {
     ReportOptions options;
     const std::string* page = words.peek();
-    if (page != nullptr && !page->starts_with("--") && findVerb(rules.verbs, *page) == nullptr) {
-        options.pagePath = readOutputPath(words.take());
+    if (page != nullptr && !words.nextIsOption() && findVerb(rules.verbs, *page) == nullptr) {
+        options.pagePath = readOutputPath(words.takeArgument("report", "FILE"));
     }
     readOwnOptions(words, rules, "report", [&options](std::string_view option, const std::string& value) {
         (option == "--from" ? options.recordPath : option == "--trace" ? options.tracePath : options.title) = value;
     });
+    for (const std::string& source : {options.recordPath, options.tracePath}) {
+        if (source == "-") {
+            words.claimInput("report");
+        }
+    }
     if (options.pagePath.empty() &&
         (options.recordPath == "-" || (options.recordPath.empty() && options.tracePath == "-"))) {
         throw UsageError("report needs its FILE: standard input gives the page no name");

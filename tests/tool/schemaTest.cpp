@@ -99,6 +99,12 @@ TEST_F(JsonSchema, HoldsForFailuresAndWhatFollowsThem) {
     expectValid({"map"}, "unusableInterfaces");
 }
 
+TEST_F(JsonSchema, HoldsForAWrongLine) {
+    const json document = json::parse(run({"get", "stpe"}));
+    EXPECT_EQ(complaints(kDocument, {document}), nothingAgainst(1)) << document;
+    EXPECT_NE(complaints(kDocument, {json::object({{"usageError", 2}})}).at(0), "");
+}
+
 TEST_F(JsonSchema, HoldsForEverySampleOfAWatch) {
     const std::vector<std::string> lines = linesOf(run({"init", "monitor", "--count", "2"}));
     ASSERT_EQ(lines.size(), 3u);

@@ -12,7 +12,8 @@ using Words = std::vector<std::string>;
 TEST(CutWords, PartsAtBlanks) { EXPECT_EQ(cutWords("  get  step\t+1ms \r"), (Words{"get", "step", "+1ms"})); }
 
 TEST(CutWords, KeepsQuotedTextTogether) {
-    EXPECT_EQ(cutWords(R"(apply-metadata - '{"a": "b c"}')"), (Words{"apply-metadata", "-", R"({"a": "b c"})"}));
+    EXPECT_EQ(cutWords(R"(apply-metadata --text '{"a": "b c"}')"),
+              (Words{"apply-metadata", "--text", R"({"a": "b c"})"}));
     EXPECT_EQ(cutWords(R"(remark "it's time")"), (Words{"remark", "it's time"}));
     EXPECT_EQ(cutWords("remark ''"), (Words{"remark", ""}));
 }

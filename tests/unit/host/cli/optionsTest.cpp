@@ -10,10 +10,7 @@
 
 namespace halvexctl::optionsTest {
 
-ReadOptions read(std::vector<const char*> arguments) {
-    arguments.insert(arguments.begin(), "halvexctl");
-    return readOptions(static_cast<int>(arguments.size()), arguments.data());
-}
+ReadOptions read(std::vector<const char*> arguments) { return readOptions(arguments); }
 
 using Words = std::vector<std::string>;
 
@@ -36,16 +33,36 @@ TEST(ReadOptions, LeavesUnknownOptionsToBeComplainedAbout) {
     EXPECT_EQ(read({"--jsno", "get"}).options.words, (Words{"--jsno", "get"}));
 }
 
-TEST(ReadOptions, IsWrongWithoutAVerb) {
-    const ReadOptions line = read({"--json"});
-    EXPECT_TRUE(line.isUsageError);
-    EXPECT_EQ(line.text, "no verb was given; halvexctl --help lists them");
+TEST(ReadOptions, RefusesAMissingAnEmptyARepeatedAndASuperfluousValueAndNeverTakesAnOptionForOne) {
+    const auto refusal = [](std::vector<const char*> arguments) {
+        const ReadOptions line = read(std::move(arguments));
+        EXPECT_TRUE(line.isUsageError && line.isOver);
+        return line.text;
+    };
+    EXPECT_EQ(refusal({"get", "--library"}), "--library needs its FILE");
+    EXPECT_EQ(refusal({"get", "--library", ""}), "--library needs its FILE");
+    EXPECT_EQ(refusal({"--library=", "get"}), "--library needs its FILE");
+    EXPECT_EQ(refusal({"-l", "--json", "get"}), "--library needs its FILE before \"--json\"");
+    EXPECT_EQ(refusal({"-l/a", "-l=/b", "get"}), "--library is given twice");
+    EXPECT_EQ(refusal({"--json=yes", "get"}), "--json takes no value");
 }
 
-TEST(ReadOptions, IsWrongWhenAnOptionLacksItsValue) {
-    const ReadOptions line = read({"get", "--library"});
-    EXPECT_TRUE(line.isUsageError);
-    EXPECT_NE(line.text.find("--library"), std::string::npos);
+TEST(ReadOptions, TakesLettersTogetherAndTheValueOfTheLast) {
+    const ReadOptions line = read({"-ejl/l.so", "get", "-x", "-y5"});
+    EXPECT_TRUE(line.options.echo && line.options.json && !line.options.yes);
+    EXPECT_EQ(line.options.library, "/l.so");
+    EXPECT_EQ(line.options.words, (Words{"get", "-x", "-y5"})) << "unknown ones are left to be complained about";
+}
+
+TEST(ReadOptions, LeavesWhatFollowsTwoDashesToTheVerbs) {
+    const ReadOptions line = read({"remark", "--", "--json", "--help"});
+    EXPECT_FALSE(line.isOver || line.options.json);
+    EXPECT_EQ(line.options.words, (Words{"remark", "--", "--json", "--help"}));
+}
+
+TEST(ReadOptions, KnowsThatJsonIsWantedAlsoWhenTheLineIsWrong) {
+    EXPECT_TRUE(read({"--library", "-j"}).options.json);
+    EXPECT_FALSE(read({"--library", "--", "-j"}).options.json);
 }
 
 TEST(ReadOptions, ShowsHelpWithEveryVerbAndOption) {

@@ -19,7 +19,8 @@ std::string refusal(std::int64_t (*read)(std::string_view), std::string_view tex
 TEST(ReadOffset, TakesEveryUnit) {
     EXPECT_EQ(readOffsetNs("-399ns"), -399);
     EXPECT_EQ(readOffsetNs("+7us"), 7'000);
-    EXPECT_EQ(readOffsetNs("+7µs"), 7'000);
+    EXPECT_EQ(readOffsetNs("+7\u00b5s"), 7'000);
+    EXPECT_EQ(readOffsetNs("+7\u03bcs"), 7'000);
     EXPECT_EQ(readOffsetNs("12ms"), 12'000'000);
     EXPECT_EQ(readOffsetNs("3s"), 3'000'000'000);
 }
@@ -62,6 +63,10 @@ TEST(ReadDuration, CountsABareNumberInSeconds) {
     EXPECT_EQ(readDurationNs("2"), 2'000'000'000);
     EXPECT_EQ(readDurationNs("0.5"), 500'000'000);
     EXPECT_EQ(readDurationNs("250ms"), 250'000'000);
+    EXPECT_EQ(readDurationNs("1.5min"), 90'000'000'000);
+    EXPECT_EQ(readDurationNs("2h"), 7'200'000'000'000);
+    EXPECT_EQ(readDurationNs("1d"), 86'400'000'000'000);
+    EXPECT_EQ(refusal(readDurationNs, "1w"), "\"1w\" has the unknown unit \"w\": ns, us, ms, s, min, h or d");
 }
 
 TEST(ReadDuration, RefusesANegativeOne) {
@@ -96,6 +101,9 @@ TEST(OffsetText, UsesTheLargestUnitThatFitsAndLosesNothing) {
     EXPECT_EQ(offsetText(3'000'000'001), "+3.000000001 s");
     EXPECT_EQ(offsetText(std::numeric_limits<std::int64_t>::min()), "-9223372036.854775808 s");
     EXPECT_EQ(durationText(2'500'000'000), "2.5 s");
+    for (const std::int64_t offsetNs : {0L, -399L, 1'234'567L, 86'400'000'000'001L}) {
+        EXPECT_EQ(readOffsetNs(offsetText(offsetNs)), offsetNs) << "as it was printed";
+    }
 }
 
 TEST(IsoTimeText, ShowsNanosecondsSince1970AsADate) {
