@@ -14,6 +14,7 @@
 
 #include "host/cli/lineWords.h"
 #include "host/cli/usageError.h"
+#include "host/session/lineEditor.h"
 #include "host/session/session.h"
 #include "host/session/stopRequest.h"
 
@@ -24,9 +25,16 @@ namespace {
 class LineSource {
 public:
     explicit LineSource(Session& session)
-        : session_(session), fd_(session.settings().inputFd), stopFd_(session.settings().stopFd) {}
+        : session_(session), fd_(session.settings().inputFd), stopFd_(session.settings().stopFd) {
+        if (::isatty(fd_) == 1 && ::isatty(STDERR_FILENO) == 1) {
+            editor_.emplace(fd_, [this] { return nextByte(); });
+        }
+    }
 
     std::optional<std::string> next() {
+        if (editor_) {
+            return editor_->line();
+        }
         while (true) {
             const std::size_t end = buffered_.find('\n');
             if (end != std::string::npos) {
@@ -84,6 +92,17 @@ private:
         return length != 0;
     }
 
+    std::optional<char> nextByte() {
+        while (buffered_.empty()) {
+            if (!waitForInput() || !readMore()) {
+                return std::nullopt;
+            }
+        }
+        const char byte = buffered_.front();
+        buffered_.erase(0, 1);
+        return byte;
+    }
+
     std::optional<std::string> takeRest() {
         if (buffered_.empty()) {
             return std::nullopt;
@@ -95,26 +114,23 @@ private:
     int fd_;
     int stopFd_;
     std::string buffered_;
+    std::optional<LineEditor> editor_;
 };
-
-std::vector<Command> readLine(const std::string& line, const ReadingRules& rules) {
-    std::vector<Command> commands = readCommands(cutWords(line), rules);
-    const bool nested = std::any_of(commands.begin(), commands.end(),
-                                    [](const Command& command) { return command.verb->name == "run"; });
-    if (nested) {
-        throw UsageError("run is under way already");
-    }
-    return commands;
-}
 
 }  // namespace
 
 void runLines(Session& session) {
     LineSource lines(session);
+    ReadingRules rules = session.settings().rules;
+    rules.inputReader = "run";
     while (const std::optional<std::string> line = lines.next()) {
         std::vector<Command> commands;
         try {
-            commands = readLine(*line, session.settings().rules);
+            const std::vector<std::string> words = cutWords(*line);
+            if (words == std::vector<std::string>{"quit"}) {
+                return;
+            }
+            commands = readCommands(words, rules);
         } catch (const UsageError& error) {
             session.show({"run", *line, Outcome::failed, {}, error.what(), {}});
             continue;

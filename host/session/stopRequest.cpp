@@ -42,6 +42,9 @@ StopRequest::StopRequest() {
     sigemptyset(&action.sa_mask);
     for (std::size_t i = 0; i < kSignals.size(); ++i) {
         ::sigaction(kSignals[i], &action, &formerActions[i]);
+        if (formerActions[i].sa_handler == SIG_IGN && (kSignals[i] == SIGHUP || kSignals[i] == SIGINT)) {
+            ::sigaction(kSignals[i], &formerActions[i], nullptr);  // nohup, or a shell's background
+        }
     }
 }
 

@@ -4,7 +4,8 @@
 
 namespace halvexctl {
 
-/// While it exists, SIGINT, SIGTERM, SIGHUP and SIGPIPE are recorded instead of ending the process. One at a time. Owns
+/// While it exists, SIGINT, SIGTERM, SIGHUP and SIGPIPE are recorded instead of ending the process. An interrupt or
+/// hang-up that is ignored stays ignored. One at a time. Owns
 /// a pipe that becomes readable with the first of them. Threads: used on the main thread only. Failure:
 /// std::system_error.
 class StopRequest {

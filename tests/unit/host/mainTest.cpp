@@ -1,5 +1,7 @@
 // Tests of the program as a child process with a fake library: exit codes, streams, signals.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+#include <pty.h>
+
 #include <nlohmann/json.hpp>
 
 #include "tests/support/test.h"
@@ -70,7 +72,17 @@ TEST_F(Halvexctl, EndsWithTwoAndDoesNothingWhenTheLineIsWrong) {
     EXPECT_EQ(run({"get", "step", "-1ms"}), 2);
     EXPECT_EQ(run({"--jsno", "get"}), 2);
     EXPECT_EQ(run({}), 2);
+    EXPECT_EQ(errors_, "halvexctl: no verb was given; halvexctl --help lists them\n");
     EXPECT_EQ(journal_, "");
+}
+
+TEST_F(Halvexctl, PrintsAWrongLineAsADocumentWhenJsonIsWanted) {
+    for (const std::vector<std::string>& words :
+         {std::vector<std::string>{"--json"}, {"stpe", "-j"}, {"--json", "get", "--describe"}}) {
+        EXPECT_EQ(run(words), 2);
+        const nlohmann::json document = nlohmann::json::parse(output_);
+        EXPECT_EQ(errors_, "halvexctl: " + document.at("usageError").get<std::string>() + "\n");
+    }
 }
 
 TEST_F(Halvexctl, EndsWithThreeOnAFailure) {
@@ -119,6 +131,51 @@ TEST_F(Halvexctl, StaysUpInRunUntilTerminated) {
     EXPECT_EQ(journal_, "initialize\ngetTime\nfinalize\n");
     ::close(input[0]);
     ::close(input[1]);
+}
+
+TEST_F(Halvexctl, EditsTheLinesOfRunOnATerminalAndCallsThemBack) {
+    int master = -1, slave = -1;
+    ASSERT_EQ(::openpty(&master, &slave, nullptr, nullptr, nullptr), 0);
+    ProgramRun program({"/bin/sh", "-c", "exec \"$@\" 2>&0", "sh", HALVEXCTL, "--library", FAKE_PLUGIN, "run"}, slave);
+    ::close(slave);
+    std::string shown;
+    std::array<char, 256> chunk;
+    while (shown.find("halvexctl> ") == std::string::npos) {
+        const ssize_t length = ::read(master, chunk.data(), chunk.size());
+        ASSERT_GT(length, 0) << shown;
+        shown.append(chunk.data(), static_cast<std::size_t>(length));
+    }
+    const std::string keys = "wait 0 \u00b5m\x7fs\n\x1b[A\x1b[D\x7f\nquit\n";
+    ASSERT_EQ(::write(master, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
+    EXPECT_EQ(finish(program), 0);
+    ::close(master);
+    EXPECT_EQ(output_, "run\nwait 0 \u00b5s\nwait 0 s\n");
+}
+
+TEST_F(Halvexctl, LeavesAnIgnoredHangUpIgnored) {
+    std::vector<std::string> words = command({"get", "wait", "300ms", "get"});
+    words.insert(words.begin(), {"/bin/sh", "-c", "trap '' HUP; exec \"$@\"", "sh"});
+    ProgramRun program(words);
+    awaitCall("getTime");
+    ::kill(program.pid(), SIGHUP);
+    EXPECT_EQ(finish(program), 0);
+    EXPECT_EQ(journal_, "initialize\ngetTime\ngetTime\nfinalize\n");
+}
+
+TEST_F(Halvexctl, ReadsMetadataFromStandardInputAndSaysWhenThatIsClosed) {
+    std::array<int, 2> input{};
+    ASSERT_EQ(::pipe2(input.data(), O_CLOEXEC), 0);
+    ASSERT_EQ(::write(input[1], "{}", 2), 2);
+    ::close(input[1]);
+    ProgramRun program(command({"apply-metadata", "-"}), input[0]);
+    ::close(input[0]);
+    EXPECT_EQ(finish(program), 0);
+    EXPECT_THAT(output_, HasSubstr("2 bytes from standard input"));
+    std::vector<std::string> words = command({"apply-metadata", "-"});
+    words.insert(words.begin(), {"/bin/sh", "-c", "exec \"$@\" <&-", "sh"});
+    ProgramRun closed(words);
+    EXPECT_EQ(finish(closed), 2);
+    EXPECT_EQ(errors_, "halvexctl: cannot read standard input: Bad file descriptor\n");
 }
 
 TEST_F(Halvexctl, EndsRunWithTheInput) {

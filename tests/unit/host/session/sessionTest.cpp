@@ -348,12 +348,12 @@ TEST_F(SessionTest, WaitsAsLongAsAsked) {
 
 TEST_F(SessionTest, HandsTheMetadataOverUnchanged) {
     const std::string document = R"({"selectedTRInstID": "gm"})";
-    EXPECT_EQ(carryOut({"apply-metadata", "-", document}), ExitCode::ok);
+    EXPECT_EQ(carryOut({"apply-metadata", "--text", document}), ExitCode::ok);
     EXPECT_EQ(plugin_->metadata, document);
 }
 
 TEST_F(SessionTest, WarnsOfMetadataThatIsNoJson) {
-    EXPECT_EQ(carryOut({"apply-metadata", "-", "{oops"}), ExitCode::warnings);
+    EXPECT_EQ(carryOut({"apply-metadata", "--text", "{oops"}), ExitCode::warnings);
     EXPECT_EQ(plugin_->metadata, "{oops");
 }
 
@@ -443,6 +443,13 @@ TEST_F(SessionTest, RunsLinesUntilTheInputEnds) {
     ::close(inputFd_);
 }
 
+TEST_F(SessionTest, EndsRunWithQuitAndGoesOnWithTheLine) {
+    feed("quit\nlimits\n");
+    EXPECT_EQ(carryOut({"run", "get"}), ExitCode::ok);
+    EXPECT_THAT(plugin_->journal, ElementsAre("initialize", "getTime", "finalize"));
+    ::close(inputFd_);
+}
+
 TEST_F(SessionTest, GoesOnAfterALineThatCannotBeRead) {
     feed("stpe 5\nstep -1s\nremark 'open\nrun\nget\n");
     EXPECT_EQ(carryOut({"run"}), ExitCode::failure);
@@ -450,9 +457,10 @@ TEST_F(SessionTest, GoesOnAfterALineThatCannotBeRead) {
     for (const Result& result : printer_.results) {
         messages.push_back(result.message);
     }
-    EXPECT_THAT(messages, ElementsAre("unknown verb \"stpe\"; did you mean \"step\"?",
-                                      "step -1s would move the time backward; add --yes if that is meant",
-                                      "the quote ' is not closed", "run is under way already", "", ""));
+    EXPECT_THAT(messages,
+                ElementsAre("unknown verb \"stpe\"; did you mean \"step\"?",
+                            "step -1s would move the time backward; add --yes if that is meant",
+                            "the quote ' is not closed", "run cannot have standard input, which run reads", "", ""));
     EXPECT_EQ(result(0).verb, "run");
     EXPECT_EQ(result(0).argument, "stpe 5");
     EXPECT_EQ(result(0).outcome, Outcome::failed);
