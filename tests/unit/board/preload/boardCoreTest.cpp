@@ -15,8 +15,7 @@ TEST_F(Faults, FailTheNthOpenOfAFileOnce) {
     switchOn("[[fault]]\ncall = \"open\"\ntarget = \"si514\"\nfile = \"ppb_offset\"\nnth = 2\nerror = \"EMFILE\"\n");
     const char* const path = "/sys/bus/i2c/drivers/si514/0-0055/ppb_offset";
     EXPECT_GE(Fd(open(path, O_RDWR)), 0);
-    EXPECT_EQ(open(path, O_RDWR), -1);
-    EXPECT_EQ(errno, EMFILE);
+    EXPECT_THAT(open(path, O_RDWR), FailsWith(EMFILE));
     EXPECT_GE(Fd(open(path, O_RDWR)), 0);
     EXPECT_NE(traced("\"kind\":\"fault\""), "");
 }
@@ -63,8 +62,7 @@ TEST_F(Faults, InterruptAWait) {
     FD_ZERO(&set);
     FD_SET(ptp, &set);
     timeval span{1, 0};
-    EXPECT_EQ(select(ptp + 1, &set, nullptr, nullptr, &span), -1);
-    EXPECT_EQ(errno, EINTR);
+    EXPECT_THAT(select(ptp + 1, &set, nullptr, nullptr, &span), FailsWith(EINTR));
 }
 
 TEST_F(Faults, TakeTheirTime) {

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
+#include <spawn.h>
 #include <sys/ioctl.h>
 
 #include "board/preload/linkedBoard.h"
@@ -33,6 +34,12 @@ name = "enp1s0"
 phc_index = 0
 offset = "350 ns"
 )";
+
+/// Of a function that returns -1 and sets errno.
+MATCHER_P(FailsWith, error, "fails with " + std::string(strerrorname_np(error))) {
+    *result_listener << "errno is " << errno;
+    return arg == -1 && errno == error;
+}
 
 class BoardOn : public testing::Test {
 protected:
@@ -105,6 +112,15 @@ struct DriverCall {
     int act(int fd, std::uint32_t request) { return make(fd, request, nullptr, false); }
     int give(int fd, std::uint32_t request, std::uint64_t argument) { return make(fd, request, &argument, false); }
 };
+
+/// Starts phc2sys as the product does. Returns its pid, or -1.
+inline pid_t startPhc2sys(const char* source) {
+    const char* const words[] = {"phc2sys",        "-O", "0",        "-l", "4",    "-c",
+                                 "CLOCK_REALTIME", "-F", "0.000001", "-s", source, nullptr};
+    pid_t pid = -1;
+    EXPECT_EQ(posix_spawn(&pid, BOARD_WIRE_PHC2SYS, nullptr, nullptr, const_cast<char* const*>(words), environ), 0);
+    return pid;
+}
 
 inline int setPin(int fd, std::uint32_t function) {
     board_wire_ptp_pin pin{};

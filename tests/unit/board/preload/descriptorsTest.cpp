@@ -50,8 +50,7 @@ TEST_F(Descriptors, ThatAreDuplicatesShareTheirOffset) {
 TEST_F(Descriptors, MeanNothingOnceTheyAreClosed) {
     const int fd = open(kOffset, O_RDWR);
     ASSERT_EQ(close(fd), 0);
-    EXPECT_EQ(close(fd), -1);
-    EXPECT_EQ(errno, EBADF);
+    EXPECT_THAT(close(fd), FailsWith(EBADF));
     const Fd machine(open("/dev/null", O_RDWR));
     ASSERT_EQ(machine, fd) << "the number is the machine's again";
     EXPECT_EQ(write(machine, "x", 1), 1);

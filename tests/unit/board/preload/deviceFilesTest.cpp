@@ -45,8 +45,7 @@ TEST_F(Ptp, TellsWhatItCanDo) {
 }
 
 TEST_F(Ptp, WantsThePinBeforeTheRequest) {
-    EXPECT_EQ(requestStamps(ptp_), -1);
-    EXPECT_EQ(errno, EBUSY);
+    EXPECT_THAT(requestStamps(ptp_), FailsWith(EBUSY));
     ASSERT_EQ(setPin(ptp_, BOARD_WIRE_PIN_EXTTS), 0);
     EXPECT_EQ(requestStamps(ptp_), 0);
     board_wire_ptp_pin pin{};
@@ -89,8 +88,7 @@ TEST_F(Ptp, BlocksAReaderUntilAPulseComes) {
     EXPECT_EQ(read(ptp, &event, sizeof event), 32);
     EXPECT_GE(board_->rawNs(), 5 * kSecond);
     EXPECT_LT(board_->rawNs(), 5 * kSecond + kMillisecond);
-    EXPECT_EQ(read(ptp, &event, 31), -1);
-    EXPECT_EQ(errno, EINVAL);
+    EXPECT_THAT(read(ptp, &event, 31), FailsWith(EINVAL));
 }
 
 TEST_F(Ptp, MeansNothingToTheNextBoard) {
@@ -110,13 +108,11 @@ TEST_F(Ptp, ClocksAreReadSetAndSteppedThroughTheirIds) {
     ASSERT_GE(clock_adjtime(clock, &step), 0);
     EXPECT_EQ(board_->differenceNs(BOARD_CLOCK_PHC(kFirst)), 350 - 1000);
     step.time.tv_usec = 1'000'000'000;
-    EXPECT_EQ(clock_adjtime(clock, &step), -1);
-    EXPECT_EQ(errno, EINVAL);
+    EXPECT_THAT(clock_adjtime(clock, &step), FailsWith(EINVAL));
     timex frequency{};
     frequency.modes = ADJ_FREQUENCY;
     frequency.freq = 62'600L * 65'536;
-    EXPECT_EQ(clock_adjtime(clock, &frequency), -1);
-    EXPECT_EQ(errno, ERANGE);
+    EXPECT_THAT(clock_adjtime(clock, &frequency), FailsWith(ERANGE));
     const timespec wanted{1000, 5};
     ASSERT_EQ(clock_settime(clock, &wanted), 0);
     EXPECT_EQ(now(clock) / kSecond, 1000U);
@@ -128,11 +124,9 @@ TEST_F(Ptp, MayNotBeSteppedThroughADescriptorForReading) {
     const Fd reader(open("/dev/ptp0", O_RDONLY));
     timex step{};
     step.modes = ADJ_SETOFFSET | ADJ_NANO;
-    EXPECT_EQ(clock_adjtime(BOARD_WIRE_FD_TO_CLOCK(reader), &step), -1);
-    EXPECT_EQ(errno, EACCES);
+    EXPECT_THAT(clock_adjtime(BOARD_WIRE_FD_TO_CLOCK(reader), &step), FailsWith(EACCES));
     const timespec wanted{1000, 0};
-    EXPECT_EQ(clock_settime(BOARD_WIRE_FD_TO_CLOCK(reader), &wanted), -1);
-    EXPECT_EQ(errno, EACCES);
+    EXPECT_THAT(clock_settime(BOARD_WIRE_FD_TO_CLOCK(reader), &wanted), FailsWith(EACCES));
     step.modes = 0;
     EXPECT_EQ(clock_adjtime(BOARD_WIRE_FD_TO_CLOCK(reader), &step), 0) << "looking is free";
 }
@@ -146,8 +140,7 @@ TEST_F(Ptp, IsComparedWithTheSystemClock) {
         EXPECT_NEAR(samples.time[i][1].nanoseconds, samples.time[i][0].nanoseconds + 1100.0, 50);
     }
     samples.n_samples = 26;
-    EXPECT_EQ(ioctl(ptp_, BOARD_WIRE_PTP_SYS_OFFSET_EXTENDED, &samples), -1);
-    EXPECT_EQ(errno, EINVAL);
+    EXPECT_THAT(ioctl(ptp_, BOARD_WIRE_PTP_SYS_OFFSET_EXTENDED, &samples), FailsWith(EINVAL));
 }
 
 TEST_F(Ptp, WorksWithDescriptorsOf1024AndMore) {
@@ -173,10 +166,8 @@ TEST_F(Ptp, WorksWithDescriptorsOf1024AndMore) {
 TEST_F(Ptp, IsNoDeviceAnyMoreOnceItsDriverIsGone) {
     ASSERT_TRUE(board_->doEvent(BOARD_EVENT_DRIVER_GONE, BOARD_TARGET_INTERFACE(kFirst)));
     board_wire_ptp_caps caps{};
-    EXPECT_EQ(ioctl(ptp_, BOARD_WIRE_PTP_GETCAPS, &caps), -1);
-    EXPECT_EQ(errno, ENODEV);
-    EXPECT_EQ(ioctl(ferrox_, BOARD_WIRE_PTP_GETCAPS, &caps), -1);
-    EXPECT_EQ(errno, ENOTTY);
+    EXPECT_THAT(ioctl(ptp_, BOARD_WIRE_PTP_GETCAPS, &caps), FailsWith(ENODEV));
+    EXPECT_THAT(ioctl(ferrox_, BOARD_WIRE_PTP_GETCAPS, &caps), FailsWith(ENOTTY));
 }
 
 TEST_F(Ptp, IsFoundThroughASocket) {
@@ -196,8 +187,7 @@ TEST_F(Ptp, IsFoundThroughASocket) {
     std::strcpy(request.name, "lo");
     EXPECT_EQ(ioctl(socketFd, BOARD_WIRE_SIOCGIFFLAGS, &request), 0);
     std::strcpy(request.name, "eth0");
-    EXPECT_EQ(ioctl(socketFd, BOARD_WIRE_SIOCGIFFLAGS, &request), -1);
-    EXPECT_EQ(errno, ENODEV);
+    EXPECT_THAT(ioctl(socketFd, BOARD_WIRE_SIOCGIFFLAGS, &request), FailsWith(ENODEV));
 }
 
 }  // namespace deviceFilesTest

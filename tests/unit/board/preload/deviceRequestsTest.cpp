@@ -62,13 +62,13 @@ TEST_F(DriverNodes, TakeAndFillRecordsByAddress) {
     status.has_utc_offset = 1;
     ASSERT_EQ(call_.give(fpga_, BOARD_WIRE_FPGA_SET_STATUS_INFO, reinterpret_cast<std::uint64_t>(&status)), 0);
     EXPECT_EQ(call_.status, 0);
-    EXPECT_NE(traced("\"utc_offset\":37").find("status_record"), std::string::npos);
+    EXPECT_THAT(traced("\"utc_offset\":37"), testing::HasSubstr("status_record"));
     board_wire_fpga_run_state state{};
     state.size = sizeof state;
     ASSERT_EQ(call_.give(fpga_, BOARD_WIRE_FPGA_GET_STATUS_INFO, reinterpret_cast<std::uint64_t>(&state)), 0);
     EXPECT_NE(state.running, 0);
     ASSERT_EQ(call_.give(fpga_, BOARD_WIRE_FPGA_REQUEST_EPOCH_ALIGNMENT, 4'000'000'000), 0);
-    EXPECT_NE(traced("\"alignment_request\"").find("4000000000"), std::string::npos);
+    EXPECT_THAT(traced("\"alignment_request\""), testing::HasSubstr("4000000000"));
 }
 
 TEST_F(DriverNodes, ReportARecordOfTheWrongSizeAsADriverStatus) {
@@ -81,16 +81,14 @@ TEST_F(DriverNodes, ReportARecordOfTheWrongSizeAsADriverStatus) {
 TEST_F(DriverNodes, RefuseRequestsAndBuffersThatAreNotTheirs) {
     EXPECT_EQ(call_.get(fpga_, BOARD_WIRE_FERROX_GET_TIME), ENOTTY) << "the two differ in their direction bits";
     EXPECT_EQ(call_.make(ferrox_, BOARD_WIRE_FERROX_GET_TIME, nullptr, false), EINVAL) << "no room for the result";
-    EXPECT_EQ(ioctl(ferrox_, BOARD_WIRE_FERROX_GET_TIME, nullptr), -1);
-    EXPECT_EQ(errno, EFAULT);
+    EXPECT_THAT(ioctl(ferrox_, BOARD_WIRE_FERROX_GET_TIME, nullptr), FailsWith(EFAULT));
     EXPECT_EQ(call_.give(fpga_, BOARD_WIRE_FPGA_SET_STATUS_INFO, 0), EFAULT) << "the address of the record";
 }
 
 TEST_F(DriverNodes, AreGoneWithTheirDriver) {
     ASSERT_TRUE(board_->doEvent(BOARD_EVENT_DRIVER_GONE, BOARD_TARGET_FERROX));
     EXPECT_EQ(call_.get(ferrox_, BOARD_WIRE_FERROX_GET_TIME), ENODEV);
-    EXPECT_EQ(open(BOARD_WIRE_FERROX_NODE, O_RDWR), -1);
-    EXPECT_EQ(errno, ENOENT);
+    EXPECT_THAT(open(BOARD_WIRE_FERROX_NODE, O_RDWR), FailsWith(ENOENT));
 }
 
 TEST_F(DriverNodes, CanBeMapped) {

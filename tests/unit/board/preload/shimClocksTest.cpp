@@ -33,8 +33,7 @@ TEST_F(Clocks, OfTheSystemAreSetWithoutTheMachineNoticing) {
     EXPECT_EQ(now(CLOCK_REALTIME) / kSecond, 1'234'567'890U);
     EXPECT_LT(now(CLOCK_MONOTONIC) - monotonic, kMillisecond);
     const timespec broken{5, 1'000'000'000};
-    EXPECT_EQ(clock_settime(CLOCK_REALTIME, &broken), -1);
-    EXPECT_EQ(errno, EINVAL);
+    EXPECT_THAT(clock_settime(CLOCK_REALTIME, &broken), FailsWith(EINVAL));
     board_.reset();
     EXPECT_GT(now(CLOCK_REALTIME) / kSecond, 1'700'000'000U) << "the machine's own clock is untouched";
 }

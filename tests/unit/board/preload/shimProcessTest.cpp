@@ -1,6 +1,5 @@
 // Tests of phc2sys: started, signalled and reaped as a real child, disciplining the simulated system clock.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <spawn.h>
 
 #include "tests/unit/board/preload/boardOn.h"
 
@@ -11,20 +10,12 @@ namespace shimProcessTest {
 class Children : public BoardOn {
 protected:
     Children() { switchOn(); }
-
-    static int start(pid_t& pid, const char* source) {
-        const char* const words[] = {"phc2sys",        "-O", "0",        "-l", "4",    "-c",
-                                     "CLOCK_REALTIME", "-F", "0.000001", "-s", source, nullptr};
-        return posix_spawn(&pid, BOARD_WIRE_PHC2SYS, nullptr, nullptr, const_cast<char* const*>(words), environ);
-    }
-    static void sleepS(unsigned seconds) { EXPECT_EQ(sleep(seconds), 0U); }
 };
 
 TEST_F(Children, StepTheSystemClockOntoTheirSource) {
-    pid_t pid = 0;
-    ASSERT_EQ(start(pid, "enp2s0"), 0);
+    const pid_t pid = startPhc2sys("enp2s0");
     EXPECT_GT(pid, 5'000'000) << "no real process can have it";
-    sleepS(10);
+    EXPECT_EQ(sleep(10), 0U);
     const board_truth truth = board_->truth();
     const std::int64_t apart = truth.difference_ns[BOARD_CLOCK_SYSTEM] - truth.difference_ns[BOARD_CLOCK_PHC(0)];
     EXPECT_LT(std::abs(apart), 1000);
@@ -32,8 +23,7 @@ TEST_F(Children, StepTheSystemClockOntoTheirSource) {
 }
 
 TEST_F(Children, AreZombiesUntilTheyAreReaped) {
-    pid_t pid = 0;
-    ASSERT_EQ(start(pid, "enp1s0"), 0);
+    const pid_t pid = startPhc2sys("enp1s0");
     int status = 0;
     EXPECT_EQ(waitpid(pid, &status, WNOHANG), 0);
     ASSERT_EQ(kill(pid, SIGKILL), 0);
@@ -41,14 +31,12 @@ TEST_F(Children, AreZombiesUntilTheyAreReaped) {
     EXPECT_EQ(waitpid(-1, &status, 0), pid);
     EXPECT_TRUE(WIFSIGNALED(status));
     EXPECT_EQ(WTERMSIG(status), SIGKILL);
-    EXPECT_EQ(kill(pid, SIGKILL), -1);
-    EXPECT_EQ(errno, ESRCH);
+    EXPECT_THAT(kill(pid, SIGKILL), FailsWith(ESRCH));
 }
 
 TEST_F(Children, CanBeLookedAtWithoutBeingReaped) {
     constexpr int kLook = WEXITED | WNOHANG | WNOWAIT;
-    pid_t pid = 0;
-    ASSERT_EQ(start(pid, "enp1s0"), 0);
+    const pid_t pid = startPhc2sys("enp1s0");
     siginfo_t child{};
     ASSERT_EQ(waitid(P_ALL, 0, &child, kLook), 0);
     EXPECT_EQ(child.si_pid, 0) << "it runs";
@@ -61,8 +49,7 @@ TEST_F(Children, CanBeLookedAtWithoutBeingReaped) {
 }
 
 TEST_F(Children, ExitAtOnceWithoutAClockToFollow) {
-    pid_t pid = 0;
-    ASSERT_EQ(start(pid, "nothing0"), 0);
+    const pid_t pid = startPhc2sys("nothing0");
     int status = 0;
     EXPECT_EQ(waitpid(pid, &status, 0), pid);
     ASSERT_TRUE(WIFEXITED(status));

@@ -51,17 +51,15 @@ TEST_F(Files, ThatTheBoardDoesNotHaveAreMissingEvenIfTheMachineHasThem) {
     EXPECT_EQ(contents("/dev/ptp7"), "errno 2");
     EXPECT_EQ(contents("/sys/class/net/enp9s0/device/vendor"), "errno 2");
     struct stat seen {};
-    EXPECT_EQ(stat("/sys/class/net/eth0", &seen), -1);
-    EXPECT_EQ(errno, ENOENT);
-    EXPECT_EQ(stat("/sys/class/ptp", &seen), -1);
-    EXPECT_EQ(errno, ENOENT);
+    EXPECT_THAT(stat("/sys/class/net/eth0", &seen), FailsWith(ENOENT));
+    EXPECT_THAT(stat("/sys/class/ptp", &seen), FailsWith(ENOENT));
 }
 
 TEST_F(Files, OfTheMachineAreReadAsEver) {
     std::ifstream stream("/etc/passwd");
     std::string line;
     EXPECT_TRUE(std::getline(stream, line));
-    EXPECT_NE(line.find("root"), std::string::npos);
+    EXPECT_THAT(line, testing::HasSubstr("root"));
 }
 
 TEST_F(Files, AreListedInTheOrderOfTheKernel) {
@@ -133,15 +131,11 @@ TEST_F(Files, OfTheOscillatorMayBePrintedIntoThroughStdio) {
 
 TEST_F(Files, OfTheOscillatorRefuseWhatIsNoNumberAndWhatIsReadOnly) {
     const Fd fd(open((client_ + "ppb_offset").c_str(), O_WRONLY));
-    EXPECT_EQ(write(fd, "fast", 4), -1);
-    EXPECT_EQ(errno, EINVAL);
+    EXPECT_THAT(write(fd, "fast", 4), FailsWith(EINVAL));
     char byte = 0;
-    EXPECT_EQ(read(fd, &byte, 1), -1);
-    EXPECT_EQ(errno, EBADF);
-    EXPECT_EQ(open((client_ + "name").c_str(), O_RDWR), -1);
-    EXPECT_EQ(errno, EACCES);
-    EXPECT_EQ(open("/sys/bus/i2c/drivers/si514/bind", O_RDONLY), -1);
-    EXPECT_EQ(errno, EACCES);
+    EXPECT_THAT(read(fd, &byte, 1), FailsWith(EBADF));
+    EXPECT_THAT(open((client_ + "name").c_str(), O_RDWR), FailsWith(EACCES));
+    EXPECT_THAT(open("/sys/bus/i2c/drivers/si514/bind", O_RDONLY), FailsWith(EACCES));
 }
 
 }  // namespace treeTest

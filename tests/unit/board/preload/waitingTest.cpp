@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <poll.h>
 #include <semaphore.h>
-#include <spawn.h>
 #include <sys/select.h>
 #include <sys/syscall.h>
 
@@ -180,10 +179,7 @@ TEST_F(Waiting, OutsideTheBoardLetsVirtualTimeGoOn) {
 }
 
 TEST_F(Waiting, ForTheClocksOfTheBoardLeavesTheOtherDeadlinesInOrder) {
-    pid_t child = 0;
-    const char* const words[] = {"phc2sys",        "-O", "0",        "-l", "4",      "-c",
-                                 "CLOCK_REALTIME", "-F", "0.000001", "-s", "enp1s0", nullptr};
-    ASSERT_EQ(posix_spawn(&child, BOARD_WIRE_PHC2SYS, nullptr, nullptr, const_cast<char* const*>(words), environ), 0);
+    const pid_t child = startPhc2sys("enp1s0");
     const Fd ptp(open("/dev/ptp0", O_RDWR));
     std::atomic<int> timeouts{0};
     std::thread watcher([&] {

@@ -80,7 +80,7 @@ TEST_F(TraceLine, OfAnEpochAndItsStamps) {
     ASSERT_EQ(arm(1, 0), 0);
     ferrox(BOARD_WIRE_FERROX_GENERATE_EPOCH_SIGNAL);
     board_advance(on(), 10'000);
-    EXPECT_NE(lastOf("epoch").find("\"clocks\":{\"ferrox\":{\"difference_ns\":0"), std::string::npos);
+    EXPECT_THAT(lastOf("epoch"), testing::HasSubstr("\"clocks\":{\"ferrox\":{\"difference_ns\":0"));
     EXPECT_EQ(lastOf("stamp"),
               "{\"seq\":5,\"raw_ns\":1005,\"kind\":\"stamp\",\"clock\":\"enp1s0\",\"channel\":0,"
               "\"edge\":\"falling\",\"time_ns\":2005}\n");
@@ -89,10 +89,10 @@ TEST_F(TraceLine, OfAnEpochAndItsStamps) {
 TEST_F(TraceLine, OfALostAndAStaleStamp) {
     ASSERT_EQ(event(0, BOARD_EVENT_LOSE_EDGES, BOARD_TARGET_FPGA, 1), 0);
     ferrox(BOARD_WIRE_FERROX_GENERATE_EPOCH_SIGNAL);
-    EXPECT_NE(lastOf("stamp").find("\"clock\":\"fpga\""), std::string::npos);
-    EXPECT_NE(lastOf("stamp").find(",\"lost\":true}"), std::string::npos);
+    EXPECT_THAT(lastOf("stamp"), testing::HasSubstr("\"clock\":\"fpga\""));
+    EXPECT_THAT(lastOf("stamp"), testing::HasSubstr(",\"lost\":true}"));
     ASSERT_EQ(event(10, BOARD_EVENT_STALE_EVENTS, BOARD_TARGET_INTERFACE(0), 1), 0);
-    EXPECT_NE(lastOf("stamp").find(",\"stale\":true}"), std::string::npos);
+    EXPECT_THAT(lastOf("stamp"), testing::HasSubstr(",\"stale\":true}"));
 }
 
 TEST_F(TraceLine, OfAStep) {
@@ -120,7 +120,7 @@ TEST_F(TraceLine, OfACallWithoutNames) {
     board_call call = callOf(BOARD_CALL_IOCTL, BOARD_TARGET_FPGA, 99);
     call.error = 3000;
     board_tell_call(on(), 9, &call);
-    EXPECT_NE(lastOf("call").find("\"request\":99,\"result\":0,\"error\":3000}"), std::string::npos);
+    EXPECT_THAT(lastOf("call"), testing::HasSubstr("\"request\":99,\"result\":0,\"error\":3000}"));
 }
 
 TEST_F(TraceLine, OfAFault) {
@@ -173,9 +173,9 @@ TEST_F(TraceLine, OfAChildsLife) {
               "{\"seq\":2,\"raw_ns\":3,\"kind\":\"phc2sys\",\"pid\":5000001,\"state\":\"running\","
               "\"source\":\"enp1s0\"}\n");
     ASSERT_EQ(board_child_signal(on(), 4, pid, 9), 0);
-    EXPECT_NE(lastOf("phc2sys").find("\"state\":\"killed\",\"signal\":9,"), std::string::npos);
+    EXPECT_THAT(lastOf("phc2sys"), testing::HasSubstr("\"state\":\"killed\",\"signal\":9,"));
     startPhc2sys(5, "");
-    EXPECT_NE(lastOf("phc2sys").find("\"state\":\"exited\",\"exit_code\":255,\"source\":null}"), std::string::npos);
+    EXPECT_THAT(lastOf("phc2sys"), testing::HasSubstr("\"state\":\"exited\",\"exit_code\":255,\"source\":null}"));
 }
 
 TEST_F(TraceLine, OfTextsCutToWhatALineHolds) {

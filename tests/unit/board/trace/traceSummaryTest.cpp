@@ -79,13 +79,13 @@ INSTANTIATE_TEST_SUITE_P(Limits, Verdict,
 
 TEST(TraceSummary, IsNotAlignedWithoutAnEpoch) {
     EXPECT_FALSE(summaryOf(record("truth", 0, {{"ferrox", 0, true}, {"fpga", 0, true}})).isAligned());
-    EXPECT_NE(formatSummary(summaryOf(kStart)).find("verdict: FAILED, no epoch was ever generated"), std::string::npos);
+    EXPECT_THAT(formatSummary(summaryOf(kStart)), testing::HasSubstr("verdict: FAILED, no epoch was ever generated"));
 }
 
 TEST(TraceSummary, IsNotAlignedWithoutAnyEnabledSlave) {
     const TraceSummary summary = summaryOf(record("epoch", 0, {{"ferrox", 0, true}, {"fpga", 0, false}}));
     EXPECT_FALSE(summary.isAligned());
-    EXPECT_NE(formatSummary(summary).find("verdict: FAILED, no clock besides the master"), std::string::npos);
+    EXPECT_THAT(formatSummary(summary), testing::HasSubstr("verdict: FAILED, no clock besides the master"));
 }
 
 TEST(TraceSummary, AClockThatDroppedOutMisalignedStillCounts) {
@@ -93,8 +93,7 @@ TEST(TraceSummary, AClockThatDroppedOutMisalignedStillCounts) {
         summaryOf(record("epoch", 0, {{"ferrox", 0, true}, {"fpga", 5000, true}, {"enp1s0", 1, true}}) +
                   record("truth", 9, {{"ferrox", 0, true}, {"fpga", 0, false}, {"enp1s0", 1, true}}));
     EXPECT_FALSE(summary.isAligned());
-    EXPECT_NE(formatSummary(summary).find("further than 100 ns from the master: fpga (+5 000 ns)\n"),
-              std::string::npos);
+    EXPECT_THAT(formatSummary(summary), testing::HasSubstr("further than 100 ns from the master: fpga (+5 000 ns)\n"));
 }
 
 TEST(TraceSummary, PrintsAlignedColumnsWithUnitsAndTheVerdictLast) {
