@@ -11,21 +11,25 @@
 
 #include "zuqxmtk.h"
 
-/* The functions that the host looks up. */
+/* The functions that the host looks up: result, name, parameters. */
+#define FUNCTIONS(EACH)                                           \
+    EACH(uint32_t, getAPIVersion, (void))                         \
+    EACH(void, getName, (char*))                                  \
+    EACH(bool, isSeeded, (void))                                  \
+    EACH(int32_t, getMinCorrectionPerSecond, (zuerr_Status*))     \
+    EACH(int32_t, getMaxCorrectionPerSecond, (zuerr_Status*))     \
+    EACH(void, setCorrectionPerSecond, (int32_t, zuerr_Status*))  \
+    EACH(void, getCorrectionPerSecond, (int32_t*, zuerr_Status*)) \
+    EACH(void, snapTime, (int64_t, zuerr_Status*))                \
+    EACH(void, getTime, (QxmTimestamp*, zuerr_Status*))           \
+    EACH(void, applyMetaData, (const char*, zuerr_Status*))       \
+    EACH(void, initialize, (zuerr_Status*))                       \
+    EACH(void, finalize, (void))
+
 static struct {
     void* library;
-    uint32_t (*getAPIVersion)(void);
-    void (*getName)(char*);
-    bool (*isSeeded)(void);
-    int32_t (*getMinCorrectionPerSecond)(zuerr_Status*);
-    int32_t (*getMaxCorrectionPerSecond)(zuerr_Status*);
-    void (*setCorrectionPerSecond)(int32_t, zuerr_Status*);
-    void (*getCorrectionPerSecond)(int32_t*, zuerr_Status*);
-    void (*snapTime)(int64_t, zuerr_Status*);
-    void (*getTime)(QxmTimestamp*, zuerr_Status*);
-    void (*applyMetaData)(const char*, zuerr_Status*);
-    void (*initialize)(zuerr_Status*);
-    void (*finalize)(void);
+#define MEMBER(result, name, parameters) result(*name) parameters;
+    FUNCTIONS(MEMBER)
 } api;
 
 static void expect(bool holds, const char* what) {
@@ -70,28 +74,17 @@ static void* lookUp(const char* name) {
 }
 
 /* Copies the bytes, since ISO C cannot convert an object pointer to a function pointer. */
-#define LOOK_UP(member)                                  \
-    do {                                                 \
-        void* const symbol = lookUp("zuqxmtk_" #member); \
-        memcpy(&api.member, &symbol, sizeof symbol);     \
-    } while (0)
+#define LOOK_UP(result, name, parameters)              \
+    do {                                               \
+        void* const symbol = lookUp("zuqxmtk_" #name); \
+        memcpy(&api.name, &symbol, sizeof symbol);     \
+    } while (0);
 
 static void load(const char* path) {
     api.library = dlopen(path, RTLD_NOW | RTLD_LOCAL);
     if (api.library == NULL) fprintf(stderr, "%s\n", dlerror());
     expect(api.library != NULL, "the library can be loaded");
-    LOOK_UP(getAPIVersion);
-    LOOK_UP(getName);
-    LOOK_UP(isSeeded);
-    LOOK_UP(getMinCorrectionPerSecond);
-    LOOK_UP(getMaxCorrectionPerSecond);
-    LOOK_UP(setCorrectionPerSecond);
-    LOOK_UP(getCorrectionPerSecond);
-    LOOK_UP(snapTime);
-    LOOK_UP(getTime);
-    LOOK_UP(applyMetaData);
-    LOOK_UP(initialize);
-    LOOK_UP(finalize);
+    FUNCTIONS(LOOK_UP)
 }
 
 static void wait_s(time_t seconds) {

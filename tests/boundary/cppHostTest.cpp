@@ -1,47 +1,28 @@
 // A C++17 host linked with the library; runs on the simulated controller.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+#include "tests/support/statusHolder.h"
 #include "tests/support/test.h"
 #include "zuqxmtk.h"
 
 namespace {
 
-bool growJson(zuerr_Status* status, std::uint32_t size) {
-    if (size == 0) {
-        std::free(status->json);
-        *status = {status->code, 0, status->reallocJson, nullptr};
-        return true;
-    }
-    if (size <= status->capacity) return true;
-    auto* const buffer = static_cast<char*>(std::calloc(1, size));
-    if (buffer == nullptr) return false;
-    std::strcpy(buffer, status->json != nullptr ? status->json : "{}");
-    buffer[size - 1] = 'J';
-    std::free(status->json);
-    *status = {status->code, size, status->reallocJson, buffer};
-    return true;
-}
-
-struct Status : zuerr_Status {
-    Status() : zuerr_Status{0, 0, growJson, nullptr} {}
-    ~Status() { growJson(this, 0); }
-    std::string text() const { return json != nullptr ? json : ""; }
-};
+using testsupport::StatusHolder;
 
 /// An initialised library around each test.
 class LinkedHost : public testing::Test {
 protected:
     LinkedHost() {
-        Status status;
-        zuqxmtk_initialize(&status);
-        EXPECT_EQ(status.code, 0) << status.text();
+        StatusHolder status;
+        zuqxmtk_initialize(status.get());
+        EXPECT_EQ(status->code, 0) << status.getText();
     }
     ~LinkedHost() override { zuqxmtk_finalize(); }
 
     static std::uint64_t getTime() {
-        Status status;
+        StatusHolder status;
         QxmTimestamp time = 0;
-        zuqxmtk_getTime(&time, &status);
-        EXPECT_EQ(status.code, 0) << status.text();
+        zuqxmtk_getTime(&time, status.get());
+        EXPECT_EQ(status->code, 0) << status.getText();
         return time;
     }
 };
@@ -55,26 +36,26 @@ TEST_F(LinkedHost, SeesTimeRise) {
 }
 
 TEST_F(LinkedHost, IsRefusedACorrectionOutOfRange) {
-    Status status;
-    zuqxmtk_setCorrectionPerSecond(62001, &status);
-    EXPECT_EQ(status.code, -52005);
-    EXPECT_NE(status.text().find("si514: requested ppb value 62001 is beyond the supported range: [62000, -62000]"),
+    StatusHolder status;
+    zuqxmtk_setCorrectionPerSecond(62001, status.get());
+    EXPECT_EQ(status->code, -52005);
+    EXPECT_NE(status.getText().find("si514: requested ppb value 62001 is beyond the supported range: [62000, -62000]"),
               std::string::npos)
-        << status.text();
+        << status.getText();
 }
 
 TEST_F(LinkedHost, IsToldOfBrokenMetadataByALaterCall) {
-    Status status;
-    zuqxmtk_applyMetaData("not JSON", &status);
-    EXPECT_EQ(status.code, 0) << "the text is not parsed here";
+    StatusHolder status;
+    zuqxmtk_applyMetaData("not JSON", status.get());
+    EXPECT_EQ(status->code, 0) << "the text is not parsed here";
     std::this_thread::sleep_for(std::chrono::seconds(1));
     QxmTimestamp time = 7;
-    zuqxmtk_getTime(&time, &status);
-    EXPECT_EQ(status.code, -52005);
+    zuqxmtk_getTime(&time, status.get());
+    EXPECT_EQ(status->code, -52005);
     EXPECT_EQ(time, 7U);
-    Status next;
-    zuqxmtk_applyMetaData("{}", &next);  // otherwise every pass fails again
-    EXPECT_EQ(next.code, 0) << next.text();
+    StatusHolder next;
+    zuqxmtk_applyMetaData("{}", next.get());  // otherwise every pass fails again
+    EXPECT_EQ(next->code, 0) << next.getText();
 }
 
 TEST_F(LinkedHost, MayCallFromSeveralThreadsAtOnce) {
@@ -83,14 +64,14 @@ TEST_F(LinkedHost, MayCallFromSeveralThreadsAtOnce) {
     for (int number = 0; number < 4; ++number) {
         threads.emplace_back([&failures, number] {
             for (int round = 0; round < 200; ++round) {
-                Status status;
+                StatusHolder status;
                 QxmTimestamp time = 0;
                 std::int32_t correctionPpb = 0;
-                zuqxmtk_getTime(&time, &status);
-                zuqxmtk_setCorrectionPerSecond(number * 100, &status);
-                zuqxmtk_getCorrectionPerSecond(&correctionPpb, &status);
-                if (round % 50 == 0) zuqxmtk_snapTime(1000 * number, &status);
-                if (status.code != 0 || time == 0 || correctionPpb % 100 != 0) ++failures;
+                zuqxmtk_getTime(&time, status.get());
+                zuqxmtk_setCorrectionPerSecond(number * 100, status.get());
+                zuqxmtk_getCorrectionPerSecond(&correctionPpb, status.get());
+                if (round % 50 == 0) zuqxmtk_snapTime(1000 * number, status.get());
+                if (status->code != 0 || time == 0 || correctionPpb % 100 != 0) ++failures;
             }
         });
     }
