@@ -25,8 +25,7 @@ TEST_F(ColdStart, BringsTheMasterToTheSystemTimeWithinAStepOfTheMaster) {
 }
 
 TEST_F(ColdStart, SaysInSyslogWhatItFound) {
-    switchOn();
-    initialize();
+    start();
     EXPECT_THAT(
         syslogLines(),
         ElementsAre("Interface enp1s0 will be synchronized.", "Interface enp2s0 will be synchronized.",
@@ -36,22 +35,19 @@ TEST_F(ColdStart, SaysInSyslogWhatItFound) {
 }
 
 TEST_F(ColdStart, StartsPhc2sysOnTheFirstInterface) {
-    switchOn();
-    initialize();
+    start();
     waitS(0.1);
     EXPECT_THAT(phc2sysSources(), ElementsAre("enp1s0"));
 }
 
 TEST_F(ColdStart, LetsPhc2sysBringTheSystemClockToTheMaster) {
-    switchOn();
-    initialize();
+    start();
     waitS(60);
     expectSystemTimeWithin(1000);
 }
 
 TEST_F(ColdStart, ResetsTheFpgaAndAsksItToAlign) {
-    switchOn();
-    initialize();
+    start();
     const stories::Seen seen = this->seen();
     ASSERT_FALSE(seen.statusRecords.empty());
     EXPECT_EQ(seen.statusRecords[0], "13000000000000000000000000000000000000");
@@ -60,8 +56,7 @@ TEST_F(ColdStart, ResetsTheFpgaAndAsksItToAlign) {
 }
 
 TEST_F(ColdStart, AnswersWithTheMastersTime) {
-    switchOn();
-    initialize();
+    start();
     const std::int64_t beforeNs = truth()["ferrox"].timeNs;
     const auto timeNs = static_cast<std::int64_t>(getTime());
     const std::int64_t afterNs = truth()["ferrox"].timeNs;
@@ -73,16 +68,13 @@ TEST_F(ColdStart, AnswersWithTheMastersTime) {
 }
 
 TEST_F(ColdStart, WorksWithOneInterfaceAlone) {
-    switchOn("",
-             "[fpga]\noffset = \"2 s\"\n[[interface]]\nname = \"eth7\"\noffset = \"1 ms\"\nstep_loss = \"1500 ns\"\n");
-    initialize();
+    start("", "[fpga]\noffset = \"2 s\"\n[[interface]]\nname = \"eth7\"\noffset = \"1 ms\"\nstep_loss = \"1500 ns\"\n");
     expectAligned();
     EXPECT_EQ(countSyslog("System time will be synchronized to eth7."), 1);
 }
 
 TEST_F(ColdStart, NeedsTwoIterationsWhenNoStepFallsShort) {
-    switchOn("", "[[interface]]\nname = \"enp1s0\"\noffset = \"77 us\"\n");
-    initialize();
+    start("", "[[interface]]\nname = \"enp1s0\"\noffset = \"77 us\"\n");
     expectAligned();
     EXPECT_EQ(countSyslog("after 2 iterations."), 1);
 }

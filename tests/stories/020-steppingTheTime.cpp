@@ -25,8 +25,7 @@ protected:
 };
 
 TEST_F(SteppingTheTime, MovesMasterAndSystemClockAtOnceAndTheSlavesWithinAFewEpochs) {
-    switchOn();
-    initialize();
+    start();
     waitS(20);  // until phc2sys settles
     constexpr std::int64_t kHourNs = 3'600'000'000'000;
     expectMoved(1'500'000, 1'500'000);
@@ -39,8 +38,7 @@ TEST_F(SteppingTheTime, MovesMasterAndSystemClockAtOnceAndTheSlavesWithinAFewEpo
 }
 
 TEST_F(SteppingTheTime, ReturnsBeforeTheAlignmentAndWaitsForItTheNextTime) {
-    switchOn();
-    initialize();
+    start();
     ASSERT_EQ(snapTime(1'000'000), 0);
     ASSERT_EQ(snapTime(1'000'000), 0);
     waitS(3);
@@ -49,8 +47,7 @@ TEST_F(SteppingTheTime, ReturnsBeforeTheAlignmentAndWaitsForItTheNextTime) {
 }
 
 TEST_F(SteppingTheTime, FiftyTimesInARowEndsAligned) {
-    switchOn();
-    initialize();
+    start();
     for (int step = 0; step < 50; ++step) ASSERT_EQ(snapTime((step % 7 - 3) * 1'234'600LL), 0) << lastText_;
     waitS(3);
     expectAligned();
@@ -58,8 +55,7 @@ TEST_F(SteppingTheTime, FiftyTimesInARowEndsAligned) {
 }
 
 TEST_F(SteppingTheTime, LeavesPhc2sysRunningWhichNeverStepsBack) {
-    switchOn();
-    initialize();
+    start();
     waitS(20);
     ASSERT_EQ(snapTime(2'000'000'000), 0);
     waitS(30);

@@ -8,10 +8,7 @@ constexpr const char* kAttribute = "/sys/bus/i2c/drivers/si514/0-0055/ppb_offset
 
 class Steering : public stories::Controller {
 protected:
-    void SetUp() override {
-        switchOn();
-        initialize();
-    }
+    void SetUp() override { start(); }
 
     /// Expects every clock of the board to gain this on true time over ten seconds.
     void expectDrift(double expectedPpb) {

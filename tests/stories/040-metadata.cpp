@@ -7,8 +7,7 @@ namespace metadata {
 class Metadata : public stories::Controller {
 protected:
     void SetUp() override {
-        switchOn();
-        initialize();
+        start();
         waitS(0.1);
         clear();
     }

@@ -7,8 +7,7 @@ namespace clocksThatComeAndGo {
 class ClocksThatComeAndGo : public stories::Controller {
 protected:
     void run() {
-        switchOn();
-        initialize();
+        start();
         waitS(1);
         clear();
     }
@@ -51,8 +50,7 @@ TEST_F(ClocksThatComeAndGo, AlignsBothInterfacesWhenBothWereDown) {
 }
 
 TEST_F(ClocksThatComeAndGo, StartsWithAnInterfaceDownAndAlignsItOnceItIsUp) {
-    switchOn("", usualBoardWith("name = \"enp2s0\"", "up = false\nreset_on_up = false"));
-    initialize();
+    start("", usualBoardWith("name = \"enp2s0\"", "up = false\nreset_on_up = false"));
     EXPECT_GT(std::abs(differenceNs("enp2s0")), 1'000'000'000) << "left as it was";
     doEvent("interface_up", "enp2s0");
     waitS(5);

@@ -7,8 +7,8 @@ namespace hardwareThatIsMissing {
 
 using testing::HasSubstr;
 
-constexpr const char* kGenerateEpochFails =
-    "[[fault]]\ncall = \"ioctl\"\ntarget = \"ferrox\"\nrequest = \"generateEpochSignal\"\ndriver_status = -52024\n";
+const std::string kGenerateEpochFails =
+    stories::requestFault("ferrox", "generateEpochSignal", "driver_status = -52024");
 
 class HardwareThatIsMissing : public stories::Controller {
 protected:
@@ -44,7 +44,7 @@ TEST_F(HardwareThatIsMissing, NoUsableInterfaceIsReportedAndNothingElseIsTouched
 }
 
 TEST_F(HardwareThatIsMissing, UnusableInterfacesAreLeftOutAndTheRestIsSynchronised) {
-    switchOn("", R"(
+    start("", R"(
 [[interface]]
 name = "enp5s0"
 phc_index = 2
@@ -61,18 +61,15 @@ name = "enp1s0"
 phc_index = 0
 offset = "1 ms"
 )");
-    initialize();
     EXPECT_EQ(countSyslog("is not usable and will not be synchronized."), 3);
     EXPECT_EQ(countSyslog("Interface enp1s0 will be synchronized."), 1);
     EXPECT_LE(std::abs(differenceNs("enp1s0")), kToleranceNs);
 }
 
 TEST_F(HardwareThatIsMissing, AnotherMakersOrAnotherChipsInterfaceIsNotTouched) {
-    switchOn(
-        "",
-        "[[interface]]\nname = \"eth0\"\ndevice = \"0x1521\"\n[[interface]]\nname = \"eth1\"\nvendor = \"0x8087\"\n"
-        "[[interface]]\nname = \"eth2\"\n");
-    initialize();
+    start("",
+          "[[interface]]\nname = \"eth0\"\ndevice = \"0x1521\"\n[[interface]]\nname = \"eth1\"\nvendor = \"0x8087\"\n"
+          "[[interface]]\nname = \"eth2\"\n");
     EXPECT_EQ(countSyslog("will be synchronized."), 1);
     EXPECT_EQ(countSyslog("Interface eth2 will be synchronized."), 1);
 }

@@ -7,19 +7,11 @@ namespace errors {
 using testing::HasSubstr;
 using ErrorsOfTheMonitoringThread = stories::Controller;
 
-constexpr const char* kSetStatusFailsTwice = R"(
-[[fault]]
-call = "ioctl"
-target = "fpga"
-request = "setStatusInfo"
-from = "20 s"
-times = 2
-error = "EIO"
-)";
+const std::string kSetStatusFailsTwice =
+    stories::requestFault("fpga", "setStatusInfo", "from = \"20 s\"\ntimes = 2\nerror = \"EIO\"");
 
 TEST_F(ErrorsOfTheMonitoringThread, AreLoggedEachAndHandedToOneCall) {
-    switchOn(kSetStatusFailsTwice);
-    initialize();
+    start(kSetStatusFailsTwice);
     waitS(30);
     EXPECT_EQ(countSyslog("Monitoring thread encountered an error: FAIL(-52024,"), 2);
     time_ = 42;
@@ -32,10 +24,9 @@ TEST_F(ErrorsOfTheMonitoringThread, AreLoggedEachAndHandedToOneCall) {
 }
 
 TEST_F(ErrorsOfTheMonitoringThread, ThatMetadataMeetReachTheNextCall) {
-    switchOn();
-    initialize();
+    start();
     waitS(0.1);
-    addFault("[[fault]]\ncall = \"ioctl\"\ntarget = \"fpga\"\nrequest = \"setStatusInfo\"\nerror = \"EIO\"\n");
+    addFault(stories::requestFault("fpga", "setStatusInfo", "error = \"EIO\""));
     EXPECT_EQ(applyMetaData("{}"), 0);
     waitS(1);
     EXPECT_EQ(countSyslog("Monitoring thread encountered an error: FAIL(-52024,"), 1);
@@ -45,8 +36,7 @@ TEST_F(ErrorsOfTheMonitoringThread, ThatMetadataMeetReachTheNextCall) {
 }
 
 TEST_F(ErrorsOfTheMonitoringThread, SurviveAFinaliseAndMeetTheFirstCallAfterwards) {
-    switchOn(kSetStatusFailsTwice);
-    initialize();
+    start(kSetStatusFailsTwice);
     waitS(30);
     zuqxmtk_finalize();
     initialize();
@@ -55,8 +45,7 @@ TEST_F(ErrorsOfTheMonitoringThread, SurviveAFinaliseAndMeetTheFirstCallAfterward
 }
 
 TEST_F(ErrorsOfTheMonitoringThread, DoNotEndTheThread) {
-    switchOn(kSetStatusFailsTwice);
-    initialize();
+    start(kSetStatusFailsTwice);
     waitS(30.5);
     clear();
     waitS(10);
@@ -64,15 +53,7 @@ TEST_F(ErrorsOfTheMonitoringThread, DoNotEndTheThread) {
 }
 
 TEST_F(ErrorsOfTheMonitoringThread, IncludeThoseOfAnAlignmentThatAStepStarted) {
-    switchOn(R"(
-[[fault]]
-call = "ioctl"
-target = "ferrox"
-request = "generateEpochSignal"
-from = "20 s"
-driver_status = -52024
-)");
-    initialize();
+    start(stories::requestFault("ferrox", "generateEpochSignal", "from = \"20 s\"\ndriver_status = -52024"));
     waitS(20.5);
     ASSERT_EQ(snapTime(0), 0);
     waitS(3);
@@ -83,24 +64,21 @@ driver_status = -52024
 using ErrorsOfADriver = stories::Controller;
 
 TEST_F(ErrorsOfADriver, ReachTheHostOnce) {
-    switchOn();
-    initialize();
-    addFault("[[fault]]\ncall = \"ioctl\"\ntarget = \"ferrox\"\nrequest = \"getTime\"\nerror = \"EIO\"\n");
+    start();
+    addFault(stories::requestFault("ferrox", "getTime", "error = \"EIO\""));
     EXPECT_EQ(readTime(), -52024);
     EXPECT_EQ(lastMessage(), "Unable to get time from FerroxEpochDevice");
     EXPECT_EQ(readTime(), 0) << lastText_;
 }
 
 TEST_F(ErrorsOfADriver, ReachTheHostWithTheDriversOwnCode) {
-    switchOn();
-    initialize();
-    addFault("[[fault]]\ncall = \"ioctl\"\ntarget = \"ferrox\"\nrequest = \"getTime\"\ndriver_status = -61234\n");
+    start();
+    addFault(stories::requestFault("ferrox", "getTime", "driver_status = -61234"));
     EXPECT_EQ(readTime(), -61234);
 }
 
 TEST_F(ErrorsOfADriver, AreReportedWhenAClockRefusesAStep) {
-    switchOn();
-    initialize();
+    start();
     waitS(0.1);
     addFault("[[fault]]\ncall = \"clock_adjtime\"\ntarget = \"enp1s0\"\nerror = \"EBUSY\"\n");
     ASSERT_EQ(snapTime(1'000'000), 0);

@@ -7,8 +7,7 @@ namespace edgesThatGetLost {
 class EdgesThatGetLost : public stories::Controller {
 protected:
     void SetUp() override {
-        switchOn();
-        initialize();
+        start();
         waitS(1);
         clear();
     }

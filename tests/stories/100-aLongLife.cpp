@@ -11,8 +11,7 @@ using ALongLife = stories::Controller;
 
 /// Random steps, steering, metadata, flapping interfaces and a disturbed clock.
 TEST_F(ALongLife, EndsEveryMinuteWithEveryClockAligned) {
-    switchOn();
-    initialize();
+    start();
     std::mt19937_64 random(seed_);
     for (int minute = 0; minute < 20; ++minute) {
         const std::string interface = minute % 2 == 0 ? "enp2s0" : "enp1s0";
@@ -36,8 +35,7 @@ TEST_F(ALongLife, EndsEveryMinuteAlignedWhenPulsesGetLostAndTheCrystalJumps) {
     std::string lossy(testsupport::kUsualBoard);
     for (std::size_t at = 0; (at = lossy.find("[[interface]]\n", at)) != std::string::npos; at += 14)
         lossy.insert(at + 14, "lost_edges_per_million = 20000\n");
-    switchOn("", lossy);
-    initialize();
+    start("", lossy);
     for (int minute = 0; minute < 20; ++minute) {
         doEvent("crystal", "board", (minute % 5 - 2) * 8'000'000LL);
         ASSERT_EQ(setCorrection((minute % 3 - 1) * 20'000), 0) << lastText_;
@@ -57,8 +55,7 @@ TEST_F(ALongLife, EndsEveryMinuteAlignedWhenPulsesGetLostAndTheCrystalJumps) {
 }
 
 TEST_F(ALongLife, LeavesNoDescriptorAndNoChildAfterTwoHundredLives) {
-    switchOn();
-    initialize();
+    start();
     zuqxmtk_finalize();
     const int before = testsupport::countOpenDescriptors();
     for (int life = 0; life < 200; ++life) {

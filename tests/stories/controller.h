@@ -21,6 +21,11 @@ struct StatusRecord {
     std::optional<std::int32_t> utcOffset;
 };
 
+/// A fault of a driver's or a clock's request as scenario text; `rest` are its further lines.
+inline std::string requestFault(const std::string& target, const std::string& request, const std::string& rest) {
+    return "[[fault]]\ncall = \"ioctl\"\ntarget = \"" + target + "\"\nrequest = \"" + request + "\"\n" + rest + "\n";
+}
+
 /// A board that is on for one test, and a host that calls the library on it. Threads: one.
 class Controller : public testing::Test {
 protected:
@@ -37,6 +42,11 @@ protected:
 
     void initialize();
     std::int32_t initializeAndCatch();
+    /// Switches on and initialises.
+    void start(std::string_view further = "", std::string_view usual = testsupport::kUsualBoard) {
+        switchOn(further, usual);
+        initialize();
+    }
     /// Calls `function` with a fresh status; returns its code.
     template <typename Function>
     std::int32_t codeOf(Function&& function) {

@@ -18,8 +18,7 @@ TEST_F(DriversThatLeave, AnOscillatorThatNoDriverHasTaken) {
 }
 
 TEST_F(DriversThatLeave, AnOscillatorThatIsTakenAwayFailsUntilTheNextStart) {
-    switchOn();
-    initialize();
+    start();
     ASSERT_TRUE(writeFile("/sys/bus/i2c/drivers/si514/unbind", "0-0055"));
     EXPECT_LT(setCorrection(100), 0);
     ASSERT_TRUE(writeFile("/sys/bus/i2c/drivers/si514/bind", "0-0055"));

@@ -18,8 +18,7 @@ protected:
 };
 
 TEST_F(Phc2sys, IsStartedWithTheseArguments) {
-    switchOn();
-    initialize();
+    start();
     waitS(0.1);
     const auto children = systemtest::livingPhc2sys();
     ASSERT_EQ(children.size(), 1U);
@@ -48,8 +47,7 @@ TEST_F(Phc2sys, ExitingAtOnceIsNotNoticed) {
 }
 
 TEST_F(Phc2sys, StartsBesideADisturbedSystemClockAndStepsItOnce) {
-    switchOn();
-    initialize();
+    start();
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
     now.tv_sec += 5;

@@ -34,8 +34,7 @@ protected:
 };
 
 TEST_F(ManyEpochs, TenThousandEpochsWithoutOneWrongTimeStamp) {
-    switchOn();
-    initialize();
+    start();
     for (int step = 0; epochs_ < 10'000; ++step) {
         ASSERT_LT(step, 20'000);
         ASSERT_EQ(snapTime((step % 11 - 5) * 1'000'000LL), 0) << lastText_;

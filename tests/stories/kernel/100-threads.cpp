@@ -56,8 +56,7 @@ protected:
 };
 
 TEST_F(Threads, EightThreadsCallEverythingAtOnce) {
-    switchOn();
-    initialize();
+    start();
     callEverything();
     waitS(4);
     stop();
@@ -68,8 +67,7 @@ TEST_F(Threads, EightThreadsCallEverythingAtOnce) {
 }
 
 TEST_F(Threads, WhileInterfacesGoDownAndUpAndTheFpgaStops) {
-    switchOn();
-    initialize();
+    start();
     callEverything();
     for (int round = 0; round < 2; ++round) {
         doEvent("interface_down", "enp2s0");
@@ -88,8 +86,7 @@ TEST_F(Threads, WhileInterfacesGoDownAndUpAndTheFpgaStops) {
 }
 
 TEST_F(Threads, EveryCallerMeetsTheDriverThatLeftAndRecovers) {
-    switchOn();
-    initialize();
+    start();
     callEverything();
     waitS(0.5);
     doEvent("driver_gone", "ferrox");

@@ -110,8 +110,7 @@ TEST_F(Halvexctl, TheDoctorSeesWhatIsMissingDownOrUnusable) {
 }
 
 TEST_F(Halvexctl, TheDoctorSeesPhc2sysAndTheHostThatStartedIt) {
-    switchOn();
-    initialize();
+    start();
     waitS(5);
     EXPECT_EQ(finding("phc2sys-process").substr(0, 12), "OK: phc2sys ");
     EXPECT_NE(finding("clock-users").find("systemTests"), std::string::npos) << "the host has the clocks open";
@@ -132,8 +131,7 @@ TEST_F(Halvexctl, TheMapShowsEveryInterfaceAndWhyOneIsLeftOut) {
 }
 
 TEST_F(Halvexctl, ASampleTellsTheTrueDifferencesWithinItsBound) {
-    switchOn();
-    initialize();
+    start();
     waitS(20);
     const json sample = ask("monitor --once");
     const auto truth = this->truth();
@@ -158,8 +156,7 @@ TEST_F(Halvexctl, ExplainsWhatTheLibraryReports) {
 }
 
 TEST_F(Halvexctl, AChildThatIsDeadAndNotReapedIsNoRival) {
-    switchOn();
-    initialize();
+    start();
     zuqxmtk_finalize();
     waitS(0.1);
     EXPECT_NE(finding("phc2sys-process").find("has ended"), std::string::npos);

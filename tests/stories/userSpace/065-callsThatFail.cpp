@@ -8,15 +8,7 @@ using testing::HasSubstr;
 using CallsThatFail = stories::UserSpaceController;
 
 TEST_F(CallsThatFail, InAnAlignmentAreReportedToALaterCallAndOnlyOnce) {
-    switchOn(R"(
-[[fault]]
-call = "ioctl"
-target = "enp2s0"
-request = "PTP_EXTTS_REQUEST"
-from = "10 s"
-error = "EIO"
-)");
-    initialize();
+    start(stories::requestFault("enp2s0", "PTP_EXTTS_REQUEST", "from = \"10 s\"\nerror = \"EIO\""));
     waitS(10.5);
     ASSERT_EQ(snapTime(1'000'000), 0) << "the alignment comes later";
     EXPECT_EQ(snapTime(1'000'000), -52024);
@@ -54,8 +46,7 @@ TEST_F(CallsThatFail, AreNotMadeOnTheMasterWithoutAUsableInterface) {
 }
 
 TEST_F(CallsThatFail, InASecondInitialisationLeaveAThreadThatWakesAtOnce) {
-    switchOn();
-    initialize();
+    start();
     waitS(5);
     doEvent("driver_gone", "si514");
     EXPECT_EQ(initializeAndCatch(), -52006);

@@ -9,16 +9,14 @@ using testing::ElementsAreArray;
 using WhatIsCalled = stories::UserSpaceController;
 
 TEST_F(WhatIsCalled, ReadingTheTimeIsOneCall) {
-    switchOn();
-    initialize();
+    start();
     clear();
     getTime();
     EXPECT_THAT(calls(), ElementsAre("ioctl ferrox node getTime"));
 }
 
 TEST_F(WhatIsCalled, TheLimitsAndTheNameAreNone) {
-    switchOn();
-    initialize();
+    start();
     clear();
     testsupport::StatusHolder status;
     char name[32];
@@ -31,8 +29,7 @@ TEST_F(WhatIsCalled, TheLimitsAndTheNameAreNone) {
 }
 
 TEST_F(WhatIsCalled, AnIdlePassAsksEachSlaveAndHandsOverTheMetadata) {
-    switchOn();
-    initialize();
+    start();
     waitS(3);
     clear();
     waitS(2);
@@ -44,7 +41,7 @@ TEST_F(WhatIsCalled, AnIdlePassAsksEachSlaveAndHandsOverTheMetadata) {
 }
 
 TEST_F(WhatIsCalled, AnAlignmentIterationArmsEmitsAndReads) {
-    switchOn("", R"(
+    start("", R"(
 [fpga]
 offset = "0 ns"
 [[interface]]
@@ -52,7 +49,6 @@ name = "eth0"
 phc_index = 4
 offset = "0 ns"
 )");
-    initialize();
     waitS(1);
     clear();
     ASSERT_EQ(snapTime(0), 0);
@@ -72,8 +68,7 @@ offset = "0 ns"
 }
 
 TEST_F(WhatIsCalled, FinalisingFinishesAPassThenReleasesEverything) {
-    switchOn();
-    initialize();
+    start();
     waitS(1);
     clear();
     zuqxmtk_finalize();
@@ -88,8 +83,7 @@ TEST_F(WhatIsCalled, FinalisingFinishesAPassThenReleasesEverything) {
 }
 
 TEST_F(WhatIsCalled, AStepStepsTheMasterAndThenTheSystemClock) {
-    switchOn();
-    initialize();
+    start();
     waitS(1);
     clear();
     ASSERT_EQ(snapTime(0), 0);
@@ -100,8 +94,7 @@ TEST_F(WhatIsCalled, AStepStepsTheMasterAndThenTheSystemClock) {
 }
 
 TEST_F(WhatIsCalled, SteeringAndReadingItBackTakeTwoCallsEach) {
-    switchOn();
-    initialize();
+    start();
     clear();
     ASSERT_EQ(setCorrection(500), 0);
     std::int32_t correctionPpb = 0;
@@ -114,8 +107,7 @@ TEST_F(WhatIsCalled, IsTheSameTwiceForOneSeedAndAnotherForTwo) {
     std::vector<std::string> traces;
     for (const std::uint64_t seed : {seed_, seed_, seed_ + 1}) {
         seed_ = seed;
-        switchOn();
-        initialize();
+        start();
         waitS(5);
         ASSERT_EQ(snapTime(1'000'000), 0);
         waitS(5);

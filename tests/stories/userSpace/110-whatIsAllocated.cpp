@@ -58,8 +58,7 @@ TEST_F(WhatIsAllocated, IsSeenByTheCounter) {
 }
 
 TEST_F(WhatIsAllocated, IsNothingWhenTheTimeIsReadOrTheRateIsReadOrSet) {
-    switchOn();
-    initialize();
+    start();
     EXPECT_EQ(allocationsOf([&] {
                   QxmTimestamp time;
                   zuqxmtk_getTime(&time, &status_);
@@ -84,8 +83,7 @@ TEST_F(WhatIsAllocated, IsNothingWhenTheTimeIsReadOrTheRateIsReadOrSet) {
 }
 
 TEST_F(WhatIsAllocated, IsNothingInAnAlignmentIterationAfterItHasBegun) {
-    switchOn();
-    initialize();
+    start();
     // A step allocates a thread and its future; the alignment's allocations must not depend on its iterations.
     const auto stepAndSettle = [&](std::int64_t offsetNs) {
         zuqxmtk_snapTime(offsetNs, &status_);
@@ -98,8 +96,7 @@ TEST_F(WhatIsAllocated, IsNothingInAnAlignmentIterationAfterItHasBegun) {
 }
 
 TEST_F(WhatIsAllocated, IsLittleInAnIdlePass) {
-    switchOn();
-    initialize();
+    start();
     waitS(10);
     const long perPass = allocationsOf([&] { waitS(20); }) / 10;
     EXPECT_LE(perPass, 8) << "what parsing \"{}\" takes, and two more";

@@ -11,15 +11,7 @@ protected:
 
     /// enp1s0 loses its descriptor, enp2s0 is reopened with its number.
     void shareOneNumber() {
-        switchOn(R"(
-[[fault]]
-call = "ioctl"
-target = "enp1s0"
-request = "PTP_EXTTS_REQUEST"
-from = "20 s"
-error = "EIO"
-)");
-        initialize();
+        start(stories::requestFault("enp1s0", "PTP_EXTTS_REQUEST", "from = \"20 s\"\nerror = \"EIO\""));
         waitS(20);
         ASSERT_EQ(snapTime(0), 0);
         waitS(5);

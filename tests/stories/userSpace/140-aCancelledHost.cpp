@@ -56,8 +56,7 @@ TEST_F(ACancelledHost, GetsEveryCallButThoseOfTheOscillatorFinished) {
 }
 
 TEST_F(ACancelledHost, LeavesTheCallsOfTheOscillatorBeforeAnythingIsReadOrWritten) {
-    switchOn();
-    initialize();
+    start();
     ASSERT_EQ(setCorrection(-1250), 0);
     EXPECT_FALSE(comesBack([](zuerr_Status* status) { zuqxmtk_setCorrectionPerSecond(12000, status); }));
     std::int32_t correctionPpb = 0;
