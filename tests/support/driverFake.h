@@ -15,6 +15,12 @@ inline Bytes bytesAt(std::uint64_t address, std::size_t size) {
     return bytes;
 }
 
+/// The bytes of a value as the driver reads them, least significant first.
+template <typename Value>
+Bytes bytesOf(const Value& value) {
+    return bytesAt(reinterpret_cast<std::uint64_t>(&value), sizeof value);
+}
+
 /// One method call as the driver sees it.
 struct DriverCall {
     int fd;

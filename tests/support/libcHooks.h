@@ -6,7 +6,7 @@
 #include <spawn.h>
 #include <sys/types.h>
 
-#include "tests/support/standard.h"
+#include "tests/support/osCallGuard.h"
 
 namespace testsupport {
 

@@ -1,8 +1,8 @@
-// The slot of a virtual function: slot orders are part of the interfaces.
+// The slots of virtual functions: slot orders are part of the interfaces.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include "tests/support/standard.h"
+#include "tests/support/test.h"
 
 namespace testsupport {
 
@@ -14,6 +14,17 @@ std::size_t vtableSlot(MemberFunction function) {
     static_assert(sizeof function >= sizeof offsetPlusOne);
     std::memcpy(&offsetPlusOne, &function, sizeof offsetPlusOne);
     return (offsetPlusOne - 1) / sizeof(void*);
+}
+
+/// Whether these functions take the slots from `first` on, in this order.
+template <typename... MemberFunctions>
+testing::AssertionResult takeSlotsFrom(std::size_t first, MemberFunctions... functions) {
+    auto result = testing::AssertionSuccess();
+    for (const std::size_t slot : {vtableSlot(functions)...}) {
+        if (slot != first) result = testing::AssertionFailure() << result.message() << slot << " for " << first << "; ";
+        ++first;
+    }
+    return result;
 }
 
 }  // namespace testsupport

@@ -10,7 +10,7 @@
 
 namespace exceptionTest {
 
-using testsupport::StatusHolder;
+using namespace testsupport;
 
 constexpr zuerr::ErrorSite kSite{zuerr::zuplaterr_osFault, "unit", 12};
 constexpr zuerr::ErrorSite kNamelessSite{zuerr::kWrongType, "unit", 34};
@@ -87,8 +87,8 @@ TEST(Exception, CopiedKeepsCodeAndText) {
 }
 
 TEST(SlotOrder, HasTheTextBehindTheTwoDestructors) {
-    EXPECT_EQ(testsupport::vtableSlot(&zuerr::ExceptionBase::getJson), 2U);
-    EXPECT_EQ(testsupport::vtableSlot(&zuerr::Exception::what), 2U);
+    EXPECT_TRUE(takeSlotsFrom(2, &zuerr::ExceptionBase::getJson));
+    EXPECT_TRUE(takeSlotsFrom(2, &zuerr::Exception::what));
 }
 
 }  // namespace exceptionTest

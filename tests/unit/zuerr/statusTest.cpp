@@ -9,9 +9,7 @@
 
 namespace statusTest {
 
-using testsupport::exactReallocJson;
-using testsupport::isBufferLaidOut;
-using testsupport::StatusHolder;
+using namespace testsupport;
 
 bool refusingReallocJson(zuerr_Status*, std::uint32_t) { return false; }
 bool lyingReallocJson(zuerr_Status*, std::uint32_t) { return true; }
@@ -20,6 +18,23 @@ bool throwingReallocJson(zuerr_Status*, std::uint32_t) { throw std::string("no")
 class Status : public testing::Test {
 protected:
     StatusHolder status_{0, zuerr_defaultReallocJson};
+};
+
+/// A status to merge from, with a code and a text.
+class StatusMerge : public testing::Test {
+protected:
+    StatusMerge() { EXPECT_TRUE(zuerr_setJson(source_.get(), kText)); }
+
+    /// Whether the text was copied, too; the flag says the opposite before.
+    bool isTextCopiedInto(zuerr_Status& destination, bool expected) {
+        bool copied = !expected;
+        EXPECT_TRUE(zuerr_merge(&destination, source_.get(), &copied));
+        EXPECT_EQ(destination.code, -52008);
+        return copied;
+    }
+
+    static constexpr const char* kText = R"({"a":1})";
+    StatusHolder source_{-52008, zuerr_defaultReallocJson};
 };
 
 TEST_F(Status, OfZeroTakesAnyCodeButZero) {
@@ -42,19 +57,14 @@ TEST_F(Status, ThatHoldsAnErrorNeverChanges) {
     EXPECT_EQ(status_->code, -1);
 }
 
-TEST_F(Status, ResetsItsTextWhenACodeIsTaken) {
+TEST_F(Status, ResetsItsTextWhenACodeIsTakenAndOnlyThen) {
     ASSERT_TRUE(zuerr_setJson(status_.get(), R"({"a":1})"));
     status_->code = 5;
-    ASSERT_TRUE(zuerr_setCode(status_.get(), -52008));
+    EXPECT_FALSE(zuerr_setCode(status_.get(), 6));
+    EXPECT_EQ(status_.getText(), R"({"a":1})");
+    EXPECT_TRUE(zuerr_setCode(status_.get(), -52008));
     EXPECT_EQ(status_.getText(), "{}");
     EXPECT_TRUE(isBufferLaidOut(*status_.get()));
-}
-
-TEST_F(Status, KeepsItsTextWhenACodeIsNotTaken) {
-    ASSERT_TRUE(zuerr_setJson(status_.get(), R"({"a":1})"));
-    status_->code = -1;
-    zuerr_setCode(status_.get(), -52008);
-    EXPECT_EQ(status_.getText(), R"({"a":1})");
 }
 
 TEST_F(Status, GrowsToFiveHundredAndTwelveBytesAtFirst) {
@@ -180,18 +190,6 @@ TEST(StatusText, OfMoreThan7FFFFFFDBytesIsRefusedBeforeAnythingGrows) {
 }
 #endif
 
-TEST(StatusText, IsDroppedWithoutAGrowthFunctionWhileTheCodeIsTaken) {
-    StatusHolder source{0, zuerr_defaultReallocJson};
-    source->code = -52008;
-    ASSERT_TRUE(zuerr_setJson(source.get(), R"({"a":1})"));
-    zuerr_Status destination{0, 0, nullptr, nullptr};
-    bool copied = true;
-    EXPECT_TRUE(zuerr_merge(&destination, source.get(), &copied));
-    EXPECT_FALSE(copied);
-    EXPECT_EQ(destination.code, -52008);
-    EXPECT_EQ(destination.json, nullptr);
-}
-
 TEST(StatusText, ThatCannotGrowBecomesAnEmptyObjectInThreeBytesAndIsEmptiedInLess) {
     const std::string_view results[] = {{"xy?#", 4}, {"\0y?#", 4}, {"\0y?#", 4}, {"{}\0#", 4}, {"{}\0J", 4}};
     for (std::uint32_t capacity = 0; capacity <= 4; ++capacity) {
@@ -240,83 +238,60 @@ TEST(StatusText, ThatIsLongerThanItsCapacitySaysIsLeftAsItIs) {
     EXPECT_TRUE(isBufferLaidOut(*status.get()));
 }
 
-TEST(StatusMerge, TakesTheCodeAloneWhenNeitherStatusCanGrow) {
-    char text[] = "{}";
-    zuerr_Status source{-52008, 3, nullptr, text};
+TEST_F(StatusMerge, TakesTheCodeAloneAndSaysSoWhereTheDestinationOrNeitherCanGrow) {
+    for (const zuerr_ReallocJson function : {zuerr_ReallocJson{}, &refusingReallocJson}) {
+        zuerr_Status destination{0, 0, function, nullptr};
+        EXPECT_FALSE(isTextCopiedInto(destination, false));
+        EXPECT_EQ(destination.json, nullptr);
+    }
+    const auto usual = std::exchange(source_->reallocJson, nullptr);
     zuerr_Status destination{0, 0, nullptr, nullptr};
-    bool copied = true;
-    EXPECT_TRUE(zuerr_merge(&destination, &source, &copied));
-    EXPECT_FALSE(copied);
-    EXPECT_EQ(destination.code, -52008);
+    EXPECT_FALSE(isTextCopiedInto(destination, false));
     EXPECT_EQ(destination.json, nullptr);
-    EXPECT_EQ(source.json, text);
+    EXPECT_EQ(source_.getText(), kText);
+    source_->reallocJson = usual;
 }
 
-TEST(StatusMerge, MovesTheBufferWhenBothUseOneGrowthFunction) {
-    StatusHolder source{0, zuerr_defaultReallocJson};
+TEST_F(StatusMerge, MovesTheBufferWhenBothUseOneGrowthFunction) {
     StatusHolder destination{0, zuerr_defaultReallocJson};
-    source->code = -52008;
-    ASSERT_TRUE(zuerr_setJson(source.get(), R"({"a":1})"));
     ASSERT_TRUE(zuerr_setJson(destination.get(), R"({"old":1})"));
-    const char* const moved = source->json;
-    bool copied = false;
-    EXPECT_TRUE(zuerr_merge(destination.get(), source.get(), &copied));
-    EXPECT_TRUE(copied);
+    const char* const moved = source_->json;
+    EXPECT_TRUE(isTextCopiedInto(*destination.get(), true));
     EXPECT_EQ(destination->json, moved);
     EXPECT_EQ(destination->capacity, 512U);
-    EXPECT_EQ(source->json, nullptr);
-    EXPECT_EQ(source->capacity, 0U);
+    EXPECT_EQ(source_->json, nullptr);
+    EXPECT_EQ(source_->capacity, 0U);
 }
 
-TEST(StatusMerge, FreesTheTextThatTheMovedOneReplaces) {
+TEST_F(StatusMerge, FreesTheTextThatTheMovedOneReplaces) {
     static int freed;
     freed = 0;
-    const auto counting = [](zuerr_Status* status, std::uint32_t size) {
+    source_->reallocJson = [](zuerr_Status* status, std::uint32_t size) {
         freed += size == 0;
-        return exactReallocJson(status, size);
+        return zuerr_defaultReallocJson(status, size);
     };
-    StatusHolder source{0, counting};
-    StatusHolder destination{0, counting};
-    source->code = -52008;
-    ASSERT_TRUE(zuerr_setJson(source.get(), R"({"a":1})"));
+    StatusHolder destination{0, source_->reallocJson};
     ASSERT_TRUE(zuerr_setJson(destination.get(), R"({"old":1})"));
-    EXPECT_TRUE(zuerr_merge(destination.get(), source.get()));
+    EXPECT_TRUE(zuerr_merge(destination.get(), source_.get()));
     EXPECT_EQ(freed, 1);
 }
 
-TEST(StatusMerge, CopiesTheTextBetweenDifferentGrowthFunctions) {
-    StatusHolder source{0, zuerr_defaultReallocJson};
+TEST_F(StatusMerge, CopiesTheTextBetweenDifferentGrowthFunctions) {
     StatusHolder destination;
-    source->code = -52008;
-    ASSERT_TRUE(zuerr_setJson(source.get(), R"({"a":1})"));
-    EXPECT_TRUE(zuerr_merge(destination.get(), source.get()));
-    EXPECT_EQ(destination.getText(), R"({"a":1})");
-    EXPECT_EQ(source.getText(), R"({"a":1})");
+    EXPECT_TRUE(isTextCopiedInto(*destination.get(), true));
+    EXPECT_EQ(destination.getText(), kText);
+    EXPECT_EQ(source_.getText(), kText);
     EXPECT_TRUE(isBufferLaidOut(*destination.get()));
 }
 
-TEST(StatusMerge, TellsWhenTheTextCouldNotBeCopied) {
-    StatusHolder source{0, zuerr_defaultReallocJson};
-    source->code = -52008;
-    ASSERT_TRUE(zuerr_setJson(source.get(), R"({"a":1})"));
-    zuerr_Status destination{0, 0, refusingReallocJson, nullptr};
-    bool copied = true;
-    EXPECT_TRUE(zuerr_merge(&destination, source.get(), &copied));
-    EXPECT_FALSE(copied);
-    EXPECT_EQ(destination.code, -52008);
-}
-
-TEST(StatusMerge, LeavesEverythingWhenTheCodeIsNotTaken) {
-    StatusHolder source{0, zuerr_defaultReallocJson};
+TEST_F(StatusMerge, LeavesEverythingWhenTheCodeIsNotTaken) {
     StatusHolder destination{-1, zuerr_defaultReallocJson};
-    source->code = -52008;
-    ASSERT_TRUE(zuerr_setJson(source.get(), R"({"a":1})"));
     bool copied = false;
-    EXPECT_FALSE(zuerr_merge(destination.get(), source.get(), &copied));
+    EXPECT_FALSE(zuerr_merge(destination.get(), source_.get(), &copied));
     EXPECT_TRUE(copied) << "the flag reports a failed copy only";
     EXPECT_EQ(destination->code, -1);
     EXPECT_EQ(destination->json, nullptr);
-    EXPECT_EQ(source.getText(), R"({"a":1})");
+    EXPECT_EQ(source_.getText(), kText);
 }
 
 TEST(StatusOfTheLibrary, IsMadeCleanWithoutABuffer) {

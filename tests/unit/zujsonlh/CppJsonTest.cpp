@@ -11,8 +11,7 @@
 
 namespace zujsonlh::CppJsonTest {
 
-using testsupport::raisedBy;
-using testsupport::RaisedError;
+using namespace testsupport;
 
 const RaisedError kNoJson{
     -52005,
@@ -78,8 +77,8 @@ TEST(CppJsonDocument, MayBeNestedToTheLimitOfCjsonAndNoDeeper) {
 }
 
 void expectNumbersUnder(const char* decimalSign) {
-    const testsupport::NumericLocale locale(decimalSign);
-    if (!locale.isSet()) GTEST_SKIP() << testsupport::NumericLocale::kWhyNotSet;
+    const NumericLocale locale(decimalSign);
+    if (!locale.isSet()) GTEST_SKIP() << NumericLocale::kWhyNotSet;
     const std::string signBefore = std::localeconv()->decimal_point;
     const CppJson document("[37.5, -2147483648.9]");
     EXPECT_EQ(document.getRoot()->child->valuedouble, 37.5);
@@ -88,11 +87,11 @@ void expectNumbersUnder(const char* decimalSign) {
 }
 
 TEST(CppJsonDocument, HasNumbersWithADecimalPointUnderALocaleThatWritesAComma) {
-    expectNumbersUnder(testsupport::NumericLocale::kComma);
+    expectNumbersUnder(NumericLocale::kComma);
 }
 
 TEST(CppJsonDocument, HasNumbersWithADecimalPointUnderALocaleWhoseSignTakesTwoBytes) {
-    expectNumbersUnder(testsupport::NumericLocale::kArabicSign);
+    expectNumbersUnder(NumericLocale::kArabicSign);
 }
 
 TEST(CppJsonDocument, LeavesTheLocaleOfTheThreadAsItWasAlsoWhenATextCannotBeParsed) {

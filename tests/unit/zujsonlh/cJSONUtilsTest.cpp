@@ -7,8 +7,7 @@
 
 namespace zujsonlh::cJSONUtilsTest {
 
-using testsupport::raisedBy;
-using testsupport::RaisedError;
+using namespace testsupport;
 
 const RaisedError kNoString{-52004, R"({"file":"cJSONUtils","line":305,"component":"halvexTimekeeper"})"};
 const RaisedError kNoNumber{-52004, R"({"file":"cJSONUtils","line":281,"component":"halvexTimekeeper"})"};

@@ -9,14 +9,12 @@
 
 namespace halvexTimekeeper::fileWrapperTest {
 
-using testsupport::libcHooks;
-using testsupport::makeError;
-using testsupport::raisedBy;
+using namespace testsupport;
 
-constexpr testsupport::ExpectedSite kOpenFailed{-52006, "zuplaterr_resourceNotFound", "fileWrapper", 20};
-constexpr testsupport::ExpectedSite kSeekFailed{-52024, "zuplaterr_communicationsFault", "fileWrapper", 44};
-constexpr testsupport::ExpectedSite kReadFailed{-52024, "zuplaterr_communicationsFault", "fileWrapper", 62};
-constexpr testsupport::ExpectedSite kWriteFailed{-52024, "zuplaterr_communicationsFault", "fileWrapper", 106};
+constexpr ExpectedSite kOpenFailed{-52006, "zuplaterr_resourceNotFound", "fileWrapper", 20};
+constexpr ExpectedSite kSeekFailed{-52024, "zuplaterr_communicationsFault", "fileWrapper", 44};
+constexpr ExpectedSite kReadFailed{-52024, "zuplaterr_communicationsFault", "fileWrapper", 62};
+constexpr ExpectedSite kWriteFailed{-52024, "zuplaterr_communicationsFault", "fileWrapper", 106};
 
 /// A real file behind the path "/sys/attributes/value", and a journal of its seeks and writes.
 struct FileWrapperTest : testing::Test {
@@ -45,8 +43,8 @@ struct FileWrapperTest : testing::Test {
         return written;
     }
 
-    testsupport::LibcHooksGuard hooks;
-    testsupport::RedirectedDirectory directory{"/sys/attributes"};
+    LibcHooksGuard hooks;
+    RedirectedDirectory directory{"/sys/attributes"};
     const std::string path = "/sys/attributes/value";
     std::vector<std::string> journal;
 };
@@ -71,9 +69,9 @@ TEST_F(FileWrapperTest, TellsAPathThatDoesNotExistAsAResourceNotFound) {
 }
 
 TEST_F(FileWrapperTest, KeepsNoDescriptorWhenOpeningFails) {
-    const int before = testsupport::countOpenDescriptors();
+    const int before = countOpenDescriptors();
     EXPECT_NE(raisedBy([] { FileWrapper("/sys/attributes/missing", 0); }).code, 0);
-    EXPECT_EQ(testsupport::countOpenDescriptors(), before);
+    EXPECT_EQ(countOpenDescriptors(), before);
 }
 
 TEST_F(FileWrapperTest, ReadsOnceAndLeavesTheRestOfTheBufferAsTheCallerSetIt) {
@@ -154,11 +152,11 @@ TEST_F(FileWrapperTest, IgnoresTheThirdArgumentOfAWrite) {
 TEST_F(FileWrapperTest, AllocatesNothingToReadSeekAndWrite) {
     FileWrapper file(path, O_RDWR);
     std::array<char, 8> buffer{};
-    const long before = testsupport::countAllocations();
+    const long before = countAllocations();
     file.write("abcde", 5, false, 5);
     file.resetOffset();
     file.read(buffer.data(), buffer.size());
-    EXPECT_EQ(testsupport::countAllocations(), before);
+    EXPECT_EQ(countAllocations(), before);
 }
 
 TEST_F(FileWrapperTest, WritesTheWholeValueAgainFromOffset0AfterAShortWrite) {

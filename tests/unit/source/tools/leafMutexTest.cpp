@@ -8,7 +8,7 @@
 namespace leafMutexTest {
 
 using halvexTimekeeper::LeafMutex;
-using testsupport::isAsleep;
+using namespace testsupport;
 
 TEST(LeafMutexTest, CanBeTakenAgainAfterItWasGivenBack) {
     LeafMutex mutex;

@@ -10,11 +10,10 @@
 
 namespace halvexTimekeeper::linuxFunctionHelpersTest {
 
-using testsupport::makeError;
-using testsupport::raisedBy;
+using namespace testsupport;
 
-constexpr testsupport::ExpectedSite kInvalid{-52008, "zuplaterr_osFault", "linuxFunctionHelpers", 42};
-constexpr testsupport::ExpectedSite kOverflow{-52008, "zuplaterr_osFault", "linuxFunctionHelpers", 51};
+constexpr ExpectedSite kInvalid{-52008, "zuplaterr_osFault", "linuxFunctionHelpers", 42};
+constexpr ExpectedSite kOverflow{-52008, "zuplaterr_osFault", "linuxFunctionHelpers", 51};
 
 auto converting(std::int64_t seconds, std::int64_t nanoseconds) {
     return [=] { timespecToQxmTimestamp({seconds, nanoseconds}); };
@@ -54,9 +53,9 @@ TEST(TimespecToQxmTimestamp, ChecksTheFieldsBeforeTheRange) {
 }
 
 TEST(TimespecToQxmTimestamp, AllocatesNothing) {
-    const long before = testsupport::countAllocations();
+    const long before = countAllocations();
     timespecToQxmTimestamp({18'446'744'073, 709'551'615});
-    EXPECT_EQ(testsupport::countAllocations(), before);
+    EXPECT_EQ(countAllocations(), before);
 }
 
 TEST(QxmTimestampToTimespec, SplitsAnyTimestamp) {

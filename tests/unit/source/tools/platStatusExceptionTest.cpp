@@ -8,8 +8,7 @@ namespace halvexTimekeeper::platStatusExceptionTest {
 
 using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::PlatStatus;
 using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::setCode;
-using testsupport::raisedBy;
-using testsupport::RaisedError;
+using namespace testsupport;
 
 constexpr DriverCallSite kSite{"Unable to knit ", "someUnit", 17};
 constexpr DriverCallSite kKeptSite{"Unable to purl ", "someUnit", 18};
@@ -71,14 +70,12 @@ TEST_F(PlatStatusException, IsNotThrownWhileAnotherExceptionUnwinds) {
 
 TEST_F(PlatStatusException, OfADriverCallCarriesTheSiteAndTheMessage) {
     setCode(&status, -52031, "part", "unit", 1);
-    EXPECT_EQ(raisedForDriver(),
-              testsupport::makeError({-52031, "status.getCode()", "someUnit", 17}, "Unable to knit someDevice"));
+    EXPECT_EQ(raisedForDriver(), makeError({-52031, "status.getCode()", "someUnit", 17}, "Unable to knit someDevice"));
 }
 
 TEST_F(PlatStatusException, OfADriverCallKeepsTheMessageThatItsSiteWasFirstUsedWith) {
     setCode(&status, -52031, "part", "unit", 1);
-    const RaisedError first =
-        testsupport::makeError({-52031, "status.getCode()", "someUnit", 18}, "Unable to purl first");
+    const RaisedError first = makeError({-52031, "status.getCode()", "someUnit", 18}, "Unable to purl first");
     EXPECT_EQ(raisedBy([this] { throwIfDriverFailed<kKeptSite>(status, "first"); }), first);
     EXPECT_EQ(raisedBy([this] { throwIfDriverFailed<kKeptSite>(status, "second"); }), first);
 }

@@ -7,11 +7,9 @@
 
 namespace halvexTimekeeper::spawnPhc2SysTest {
 
-using testsupport::libcHooks;
-using testsupport::makeError;
-using testsupport::raisedBy;
+using namespace testsupport;
 
-constexpr testsupport::ExpectedSite kSpawnFailed{-52008, "zuplaterr_osFault", "spawnPhc2Sys", 58};
+constexpr ExpectedSite kSpawnFailed{-52008, "zuplaterr_osFault", "spawnPhc2Sys", 58};
 
 /// Stores the entry's arguments and every signal sent.
 struct SpawnPhc2SysTest : testing::Test {
@@ -37,7 +35,7 @@ struct SpawnPhc2SysTest : testing::Test {
         };
     }
 
-    testsupport::LibcHooksGuard hooks;
+    LibcHooksGuard hooks;
     std::vector<std::pair<pid_t, int>> signals;
     int calls = 0;
     std::string path;

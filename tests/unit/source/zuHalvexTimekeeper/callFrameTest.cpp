@@ -14,10 +14,8 @@ using halvexTimekeeper::g_monitorStatusMutex;
 using halvexTimekeeper::g_timekeeper;
 using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::PlatStatus;
 using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tEvent;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testsupport::StatusHolder;
+using namespace testing;
+using namespace testsupport;
 
 constexpr const char* kNotInitialised =
     R"({"error_constant":"zuplaterr_resourceNotInitialized","file":"halvexTimekeeperPlugin","line":160,)"
@@ -91,7 +89,7 @@ private:
     std::mutex& mutex_;
 };
 
-class ExportsWithATimekeeper : public testsupport::PublishedTimekeeper {
+class ExportsWithATimekeeper : public PublishedTimekeeper {
 protected:
     ~ExportsWithATimekeeper() override {
         zuerr::freeJson(g_monitorStatus);
@@ -104,7 +102,7 @@ protected:
     }
 };
 
-class FramedCall : public ExportsWithATimekeeper, public testing::WithParamInterface<FramedExport> {
+class FramedCall : public ExportsWithATimekeeper, public WithParamInterface<FramedExport> {
 protected:
     std::string errorLine(const std::string& status) const {
         return std::string("Encountered error in ") + GetParam().name + ": " + status;
@@ -113,7 +111,7 @@ protected:
     static std::string operation() { return {GetParam().reached, std::string_view(GetParam().reached).find('(')}; }
 };
 
-INSTANTIATE_TEST_SUITE_P(Export, FramedCall, testing::ValuesIn(kFramedExports),
+INSTANTIATE_TEST_SUITE_P(Export, FramedCall, ValuesIn(kFramedExports),
                          [](const auto& tested) { return std::string(tested.param.name); });
 
 TEST_P(FramedCall, ReachesTheTimekeeperAndDeliversItsResult) {
@@ -146,8 +144,8 @@ TEST_P(FramedCall, ReportsThatNothingIsInitialised) {
     EXPECT_FALSE(GetParam().call(status_.get()));
     EXPECT_EQ(status_->code, -52010);
     EXPECT_EQ(status_.getText(), kNotInitialised);
-    EXPECT_THAT(syslog_.getLines(), ElementsAre(testsupport::SyslogLine{
-                                        LOG_ERR, errorLine(std::string("FAIL(-52010,") + kNotInitialised + ")")}));
+    EXPECT_THAT(syslog_.getLines(),
+                ElementsAre(SyslogLine{LOG_ERR, errorLine(std::string("FAIL(-52010,") + kNotInitialised + ")")}));
 }
 
 TEST_P(FramedCall, DeliversAnErrorOfTheMonitoringThreadOnceWithoutReachingTheTimekeeper) {
@@ -226,8 +224,8 @@ TEST_P(FramedCall, ReplacesAWarningOfTheCallerByAnError) {
 }
 
 TEST_P(FramedCall, SaysWarnForAWarningThatTheErrorDidNotReplaceAndPassForNoCodeAtAll) {
-    timekeeper_->failNext(operation(), [] { testsupport::throwBare(6); });
-    timekeeper_->failNext(operation(), [] { testsupport::throwBare(0); });
+    timekeeper_->failNext(operation(), [] { throwBare(6); });
+    timekeeper_->failNext(operation(), [] { throwBare(0); });
     status_->code = 4;
     ASSERT_TRUE(zuerr_setJson(status_.get(), R"({"of":"4"})"));
     EXPECT_FALSE(GetParam().call(status_.get()));
@@ -241,7 +239,7 @@ TEST_P(FramedCall, PrintsTheOldCodeAndTextOfAStatusThatHoldsAnErrorByThen) {
     timekeeper_->failNext(operation(), [this] {
         status_->code = -1;  // set by the host during the call
         zuerr_setJson(status_.get(), R"({"of":"-1"})");
-        testsupport::throwBare(-52024);
+        throwBare(-52024);
     });
     EXPECT_FALSE(GetParam().call(status_.get()));
     EXPECT_THAT(syslog_.getTexts(LOG_ERR), ElementsAre(errorLine(R"(FAIL(-1,{"of":"-1"}))")));
@@ -285,7 +283,7 @@ TEST_F(ExportsWithATimekeeper, DeliverEveryErrorOfTheMonitoringThreadToOneOfMany
     tEvent event(&eventStatus);
     std::atomic<bool> isRunning{true};
     std::atomic<int> recorded{0}, collected{0};
-    testsupport::FakeTimekeeper failing;
+    FakeTimekeeper failing;
     failing.onService = [&] {
         while (collected.load() < recorded.load()) std::this_thread::yield();  // one at a time: none must get lost
         isRunning = ++recorded < kErrors;
@@ -322,7 +320,7 @@ TEST_F(MonitorStatusDeathTest, FreesTheTextThatNoCallHasCollectedWhenTheLibraryG
         };
         std::exit(0);
     };
-    EXPECT_EXIT(endWithAnError(), testing::ExitedWithCode(0), R"(freed \{"from":"thread"\})");
+    EXPECT_EXIT(endWithAnError(), ExitedWithCode(0), R"(freed \{"from":"thread"\})");
 }
 
 using CancelledThread = ExportsWithATimekeeper;

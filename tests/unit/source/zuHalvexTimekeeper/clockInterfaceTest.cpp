@@ -6,12 +6,9 @@
 #include "source/zuHalvexTimekeeper/fpgaEpochDevice.h"
 #include "source/zuHalvexTimekeeper/i210EpochDevice.h"
 #include "source/zuHalvexTimekeeper/systemTimeClock.h"
-#include "tests/support/test.h"
 #include "tests/support/vtableSlot.h"
 
 namespace halvexTimekeeper::clockInterfaceTest {
-
-using testsupport::vtableSlot;
 
 // The two destructors come first.
 
@@ -22,10 +19,8 @@ using Clocks = testing::Types<ClockInterface, SystemTimeClock, EpochDeviceInterf
 TYPED_TEST_SUITE(ClockSlots, Clocks);
 
 TYPED_TEST(ClockSlots, AreNameTimeStepAndState) {
-    EXPECT_EQ(vtableSlot(&TypeParam::getName), 2U);
-    EXPECT_EQ(vtableSlot(&TypeParam::getTime), 3U);
-    EXPECT_EQ(vtableSlot(&TypeParam::adjustTime), 4U);
-    EXPECT_EQ(vtableSlot(&TypeParam::isEnabled), 5U);
+    EXPECT_TRUE(testsupport::takeSlotsFrom(2, &TypeParam::getName, &TypeParam::getTime, &TypeParam::adjustTime,
+                                           &TypeParam::isEnabled));
 }
 
 }  // namespace halvexTimekeeper::clockInterfaceTest

@@ -7,9 +7,7 @@
 
 namespace halvexTimekeeper::ferroxEpochDeviceTest {
 
-using testsupport::makeError;
-using testsupport::raisedBy;
-using testsupport::RaisedError;
+using namespace testsupport;
 using Requests = std::vector<unsigned long>;
 
 constexpr unsigned long kGetTime = 0x80207500;
@@ -122,7 +120,7 @@ TEST_F(FerroxDevice, TellsThatTheEpochCannotBeGeneratedAndDoesNotReadItWhenTheSi
 TEST_F(FerroxDevice, HandsAWarningOfTheSignalToTheDriverWithTheSecondCall) {
     driver.answers[kGenerateEpochSignal] = {.status = 6};
     device().generateEpoch();
-    EXPECT_EQ(driver.getLastCall().in, (testsupport::Bytes{6, 0, 0, 0}));
+    EXPECT_EQ(driver.getLastCall().in, (Bytes{6, 0, 0, 0}));
 }
 
 TEST_F(FerroxDevice, IsEnabledWithoutAskingTheHardwareAndAlsoWhenItsInterfaceIsClosed) {
@@ -167,13 +165,13 @@ TEST_F(FerroxDevice, ClosesItsInterfaceWhenItGoesAndCallsNothing) {
 
 TEST_F(FerroxDevice, AllocatesNothingForATimeAStepAndAnEpoch) {
     device();
-    testsupport::libcHooks().ioctl = [](int, unsigned long, void*) { return 0; };
-    const long before = testsupport::countAllocations();
+    libcHooks().ioctl = [](int, unsigned long, void*) { return 0; };
+    const long before = countAllocations();
     device().getTime();
     device().adjustTime(200);
     device().generateEpoch();
     device().isEnabled();
-    EXPECT_EQ(testsupport::countAllocations(), before);
+    EXPECT_EQ(countAllocations(), before);
 }
 
 TEST_F(FerroxDevice, IsOneClockHoweverItIsReached) {

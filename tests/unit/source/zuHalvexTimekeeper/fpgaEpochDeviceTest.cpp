@@ -9,13 +9,7 @@
 
 namespace halvexTimekeeper::fpgaEpochDeviceTest {
 
-using testsupport::Bytes;
-using testsupport::bytesAt;
-using testsupport::DriverAnswer;
-using testsupport::libcHooks;
-using testsupport::makeError;
-using testsupport::raisedBy;
-using testsupport::RaisedError;
+using namespace testsupport;
 using Requests = std::vector<unsigned long>;
 
 constexpr unsigned long kAdjustTime = 0xC0207500;
@@ -34,7 +28,7 @@ class FpgaDevice : public DriverInterfaceTest {
 protected:
     FpgaDevice() : DriverInterfaceTest("nZUHORLIXFPGA000_HorlixFpga") {
         driver.answers[kGetTime] = {.value = 1};
-        driver.onCall = [this](const testsupport::DriverCall& call) {
+        driver.onCall = [this](const DriverCall& call) {
             if (call.request == kSetStatusInfo) statusInfos.push_back(bytesAt(call.getArgument(), 19));
             if (call.request == kGetStatusInfo) {
                 runStates.push_back(bytesAt(call.getArgument(), 8));
@@ -449,13 +443,13 @@ TEST_F(FpgaDevice, AllocatesNothingForATimeAStepAnEpochAndTheFlag) {
         if (request == kGetTime || request == kGetEpochTimestamp) std::memcpy(reinterpret_cast<void*>(out), &++time, 8);
         return 0;
     };
-    const long before = testsupport::countAllocations();
+    const long before = countAllocations();
     device().getTime();
     device().adjustTime(200);
     device().armEpochCapture();
     device().getEpochTimestamp();
     device().hasBeenEpochAligned();
-    EXPECT_EQ(testsupport::countAllocations(), before);
+    EXPECT_EQ(countAllocations(), before);
 }
 
 TEST_F(FpgaDevice, AsksItsOwnTimeThroughTheVirtualSlotWhetherItIsEnabled) {

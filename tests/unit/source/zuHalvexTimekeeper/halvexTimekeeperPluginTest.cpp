@@ -8,8 +8,7 @@ namespace halvexTimekeeperPluginTest {
 
 using halvexTimekeeper::g_monitorStatus;
 using halvexTimekeeper::g_timekeeper;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using namespace testing;
 
 const std::string kNotInitialised =
     testsupport::makeError({-52010, "zuplaterr_resourceNotInitialized", "halvexTimekeeperPlugin", 160},

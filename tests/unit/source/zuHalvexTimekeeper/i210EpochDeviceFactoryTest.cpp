@@ -9,15 +9,10 @@
 
 namespace halvexTimekeeper::i210EpochDeviceFactoryTest {
 
-using testsupport::failNth;
-using testsupport::libcHooks;
-using testsupport::makeError;
-using testsupport::OsCallGuard;
-using testsupport::raisedBy;
-using testsupport::SyslogLine;
+using namespace testsupport;
 using Names = std::vector<std::string>;
 
-constexpr testsupport::ExpectedSite kNoDirectory{-52002, "zuplaterr_featureUnsupported", "i210EpochDeviceFactory", 35};
+constexpr ExpectedSite kNoDirectory{-52002, "zuplaterr_featureUnsupported", "i210EpochDeviceFactory", 35};
 
 /// The directory of network interfaces with identifiers written by the test, and the kernel behind their clocks.
 struct I210Discovery : testing::Test {
@@ -48,9 +43,9 @@ struct I210Discovery : testing::Test {
     }
 
     FakeI210 kernel;
-    testsupport::LibcHooksGuard hooks;
-    testsupport::RedirectedDirectory directory{"/sys/class/net"};
-    testsupport::SyslogCapture log;
+    LibcHooksGuard hooks;
+    RedirectedDirectory directory{"/sys/class/net"};
+    SyslogCapture log;
 
     I210Discovery() { kernel.interfaces.clear(); }
 };
@@ -189,16 +184,16 @@ TEST_F(I210Discovery, ReadsTheIdentifiersFromTheirFixedPaths) {
 TEST_F(I210Discovery, LeavesNoDescriptorOfItsOwnOpen) {
     addInterface("enp1s0");
     addInterface("eth0", "0x10ec\n");
-    const int before = testsupport::countOpenDescriptors();
+    const int before = countOpenDescriptors();
     std::optional<int> whileMaking;
     const OsCallGuard watch{osCalls().open, [&](const char*, int) {
-                                whileMaking = testsupport::countOpenDescriptors();
+                                whileMaking = countOpenDescriptors();
                                 kernel.openDevices.insert(50);
                                 return 50;
                             }};
     findNames();
     EXPECT_EQ(whileMaking, before);
-    EXPECT_EQ(testsupport::countOpenDescriptors(), before);
+    EXPECT_EQ(countOpenDescriptors(), before);
 }
 
 }  // namespace halvexTimekeeper::i210EpochDeviceFactoryTest

@@ -8,11 +8,7 @@
 
 namespace halvexTimekeeper::i210EpochDeviceTest {
 
-using testsupport::failNth;
-using testsupport::makeError;
-using testsupport::OsCallGuard;
-using testsupport::raisedBy;
-using testsupport::RaisedError;
+using namespace testsupport;
 using Journal = FakeI210::Journal;
 
 RaisedError communicationsFault(std::int32_t line, const std::string& message) {
@@ -172,28 +168,18 @@ TEST_F(I210EpochDeviceTest, IgnoresACloseThatFails) {
 
 using I210EpochDeviceDeathTest = I210EpochDeviceTest;
 
-TEST_F(I210EpochDeviceDeathTest, EndsTheProcessWhenTheDestructorCannotClose) {
-    EXPECT_DEATH(
-        {
-            auto device = makeDevice();
-            osCalls().close = nullptr;
-            device.reset();
-        },
-        "bad_function_call");
-}
-
-TEST_F(I210EpochDeviceDeathTest, EndsTheProcessWhenReinitializingCannotClose) {
-    EXPECT_DEATH(
-        {
-            auto device = makeDevice();
-            osCalls().close = nullptr;
-            try {
-                device->reinitialize();
-            } catch (...) {
-                _exit(0);
-            }
-        },
-        "bad_function_call");
+TEST_F(I210EpochDeviceDeathTest, EndsTheProcessWhenItCannotCloseAsItGoesOrReinitializes) {
+    const auto withoutClose = [this](auto&& action) {
+        auto device = makeDevice();
+        osCalls().close = nullptr;
+        try {
+            action(device);
+        } catch (...) {
+            _exit(0);
+        }
+    };
+    EXPECT_DEATH(withoutClose([](auto& device) { device.reset(); }), "bad_function_call");
+    EXPECT_DEATH(withoutClose([](auto& device) { device->reinitialize(); }), "bad_function_call");
 }
 
 TEST_F(I210EpochDeviceTest, ReopensTheSameClockWithoutLookingItUpAgain) {
@@ -232,12 +218,6 @@ TEST_F(I210EpochDeviceTest, RefusesAReopenedClockThatHasLostItsCapabilities) {
     kernel.capabilities = FakeI210::makeCapabilities(2, 2, 0);
     EXPECT_EQ(raisedBy([&] { device->reinitialize(); }), unsupported(167, kLacksCapabilities));
     EXPECT_EQ(kernel.openDevices, std::set{41});
-}
-
-TEST_F(I210EpochDeviceTest, ReadsItsClock) {
-    const auto device = makeDevice();
-    EXPECT_EQ(device->getTime(), 1'700'000'000'000'000'123U);
-    EXPECT_EQ(kernel.journal, Journal{"clock_gettime 40"});
 }
 
 TEST_F(I210EpochDeviceTest, TellsWhyItsClockCouldNotBeReadOrStepped) {
@@ -455,6 +435,14 @@ TEST_F(I210EpochDeviceTest, PassesOnThatItCouldNotSeeWhetherItIsEnabled) {
     EXPECT_EQ(raisedBy([&] { device->hasBeenEpochAligned(); }).code, -52024);
 }
 
+TEST_F(I210EpochDeviceTest, ReachesItsClockOverOneVirtualBase) {
+    static_assert(std::is_base_of_v<EpochDeviceInterface, I210EpochDevice>);
+    static_assert(!std::is_copy_constructible_v<I210EpochDevice>);
+    const auto device = makeDevice();
+    EXPECT_EQ(static_cast<ClockInterface&>(*device).getTime(), 1'700'000'000'000'000'123U);
+    EXPECT_EQ(kernel.journal, Journal{"clock_gettime 40"});
+}
+
 TEST_F(I210EpochDeviceTest, AllocatesNothingOnASuccessPath) {
     const auto device = makeDevice();
     bool isReady = false;
@@ -467,7 +455,7 @@ TEST_F(I210EpochDeviceTest, AllocatesNothingOnASuccessPath) {
     const OsCallGuard readIt{osCalls().read, [](int, void*, unsigned long) { return 32L; }};
     const OsCallGuard selectIt{osCalls().select,
                                [&](int, fd_set*, fd_set*, fd_set*, timeval*) { return isReady ? 1 : 0; }};
-    const long before = testsupport::countAllocations();
+    const long before = countAllocations();
     device->getTime();
     device->adjustTime(-1);
     device->isEnabled();
@@ -475,16 +463,7 @@ TEST_F(I210EpochDeviceTest, AllocatesNothingOnASuccessPath) {
     device->armEpochCapture();
     isReady = true;
     device->getEpochTimestamp();
-    EXPECT_EQ(testsupport::countAllocations(), before);
-}
-
-TEST(I210EpochDeviceClass, ReachesItsClockOverOneVirtualBase) {
-    static_assert(std::is_base_of_v<EpochDeviceInterface, I210EpochDevice>);
-    static_assert(!std::is_copy_constructible_v<I210EpochDevice>);
-    FakeI210 kernel;
-    I210EpochDevice device("enp1s0");
-    ClockInterface& clock = device;
-    EXPECT_EQ(clock.getTime(), 1'700'000'000'000'000'123U);
+    EXPECT_EQ(countAllocations(), before);
 }
 
 }  // namespace halvexTimekeeper::i210EpochDeviceTest

@@ -9,11 +9,11 @@
 
 namespace monitoringThreadTest {
 
+using namespace testsupport;
+
 using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::PlatStatus;
 using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tEvent;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
+using namespace testing;
 
 /// Runs the body on the test's own thread; waits of the event are replaced, so that tests take no time.
 class MonitoringThread : public testing::Test {
@@ -23,8 +23,7 @@ protected:
             if (++passes_ == wantedPasses_) running_ = false;
             passEndNs_ = monotonicNowNs();
         };
-        testsupport::libcHooks().pthread_cond_timedwait = [this](pthread_cond_t*, pthread_mutex_t*,
-                                                                 const timespec* deadline) {
+        libcHooks().pthread_cond_timedwait = [this](pthread_cond_t*, pthread_mutex_t*, const timespec* deadline) {
             const long deadlineNs = deadline->tv_sec * 1'000'000'000 + deadline->tv_nsec;
             waits_.push_back(deadlineNs - monotonicNowNs());
             periods_.push_back(deadlineNs - passEndNs_);
@@ -45,9 +44,9 @@ protected:
         halvexTimekeeper::runMonitoringThread(timekeeper_, event_, running_, {errors_, errorsMutex_});
     }
 
-    testsupport::LibcHooksGuard hooks_;
-    testsupport::SyslogCapture syslog_;
-    testsupport::FakeTimekeeper timekeeper_;
+    LibcHooksGuard hooks_;
+    SyslogCapture syslog_;
+    FakeTimekeeper timekeeper_;
     PlatStatus eventStatus_;
     tEvent event_{&eventStatus_};
     std::atomic<bool> running_{true};
@@ -108,7 +107,7 @@ TEST_F(MonitoringThread, LogsAnErrorRecordsItAndGoesOn) {
 
 TEST_F(MonitoringThread, SaysWarnForAWarningPassForNoCodeAndNullForAnErrorWithoutAText) {
     for (const std::int32_t code : {3, 0, -52024}) {
-        timekeeper_.failNext("serviceEpochDevices", [code] { testsupport::throwBare(code); });
+        timekeeper_.failNext("serviceEpochDevices", [code] { throwBare(code); });
     }
     run(1);
     EXPECT_THAT(syslog_.getTexts(LOG_ERR), ElementsAre("Monitoring thread encountered an error: WARN(3,null)",
@@ -125,7 +124,7 @@ TEST_F(MonitoringThread, LogsBothErrorsAndGoesOnWhenTheRecordCannotBeLocked) {
     pthread_mutex_init(errorsMutex_.native_handle(), &checked);
     timekeeper_.failNext("serviceEpochDevices", [this] {
         errorsMutex_.lock();  // by this thread: locking it again is an error
-        testsupport::throwBare(-52024);
+        throwBare(-52024);
     });
     run(1);
     errorsMutex_.unlock();
@@ -162,15 +161,15 @@ TEST_F(MonitoringThread, ConvertsForeignErrors) {
 
 TEST_F(MonitoringThread, ReportsAWaitThatFailsAndServicesNothingInThatPass) {
     waitResult_ = EINVAL;
-    testsupport::libcHooks().pthread_cond_timedwait = [this](pthread_cond_t*, pthread_mutex_t*, const timespec*) {
+    libcHooks().pthread_cond_timedwait = [this](pthread_cond_t*, pthread_mutex_t*, const timespec*) {
         running_ = false;
         return EINVAL;
     };
     run(1);
     EXPECT_THAT(timekeeper_.journal, IsEmpty());
     EXPECT_THAT(syslog_.getTexts(LOG_ERR),
-                ElementsAre(testing::StartsWith("Monitoring thread encountered an error: FAIL(-52008,{\"file\":"
-                                                "\"synchronization\"")));
+                ElementsAre(StartsWith("Monitoring thread encountered an error: FAIL(-52008,{\"file\":"
+                                       "\"synchronization\"")));
 }
 
 }  // namespace monitoringThreadTest

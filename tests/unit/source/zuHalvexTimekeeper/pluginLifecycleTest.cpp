@@ -10,8 +10,8 @@ namespace halvexTimekeeper::pluginLifecycleTest {
 
 using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::PlatStatus;
 using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tEvent;
-using testing::IsEmpty;
-using testsupport::libcHooks;
+using namespace testing;
+using namespace testsupport;
 
 /// A controller with disabled slaves and drivers that answer 0 to everything: enough for initialisation.
 class Lifecycle : public testing::Test {
@@ -57,12 +57,12 @@ protected:
     static constexpr const char* kFerrox = "driver/deviceInterfaces/nZUHORLIXFERROX000_HorlixFerrox";
 
     std::int32_t initialize() {
-        testsupport::StatusHolder status;
+        StatusHolder status;
         zuqxmtk_initialize(status.get());
         return status->code;
     }
 
-    static void hide(const testsupport::RedirectedDirectory& directory, const std::string& what) {
+    static void hide(const RedirectedDirectory& directory, const std::string& what) {
         std::filesystem::remove_all(directory.getRealPath() + "/" + what);
     }
 
@@ -83,11 +83,11 @@ public:  // what a failing step breaks
     std::atomic<int> threadsStarted{0};
 
 private:
-    testsupport::LibcHooksGuard hooks_;
-    testsupport::SyslogCapture syslog_;
-    testsupport::RedirectedDirectory network_{"/sys/class/net"};
-    testsupport::RedirectedDirectory drivers_{"/proc/driver/zu"};
-    testsupport::RedirectedDirectory oscillator_{"/sys/bus/i2c/drivers/si514"};
+    LibcHooksGuard hooks_;
+    SyslogCapture syslog_;
+    RedirectedDirectory network_{"/sys/class/net"};
+    RedirectedDirectory drivers_{"/proc/driver/zu"};
+    RedirectedDirectory oscillator_{"/sys/bus/i2c/drivers/si514"};
     FakeI210 kernel_;
 };
 
@@ -113,9 +113,9 @@ const FailingStep kFailingSteps[] = {
     {"Thread", [](Lifecycle& test) { test.areThreadsBroken = true; }, -52003, true},
 };
 
-class FailingInitialisation : public Lifecycle, public testing::WithParamInterface<FailingStep> {};
+class FailingInitialisation : public Lifecycle, public WithParamInterface<FailingStep> {};
 
-INSTANTIATE_TEST_SUITE_P(At, FailingInitialisation, testing::ValuesIn(kFailingSteps),
+INSTANTIATE_TEST_SUITE_P(At, FailingInitialisation, ValuesIn(kFailingSteps),
                          [](const auto& tested) { return std::string(tested.param.name); });
 
 TEST_P(FailingInitialisation, LeavesTheEventAndNothingElse) {
@@ -158,7 +158,7 @@ TEST_F(Lifecycle, InitialisedTwiceWaitsForTheFormerThreadAndThenHasItsOwnEvent) 
     EXPECT_NE(g_timekeeper, formerTimekeeper);
 }
 
-using NullMetadata = testsupport::PublishedTimekeeper;
+using NullMetadata = PublishedTimekeeper;
 
 TEST_F(NullMetadata, IsASoftwareFaultAndReachesNothing) {
     zuqxmtk_applyMetaData(nullptr, status_.get());
@@ -167,7 +167,7 @@ TEST_F(NullMetadata, IsASoftwareFaultAndReachesNothing) {
     EXPECT_THAT(timekeeper_->journal, IsEmpty());
 }
 
-class WakeUp : public testsupport::PublishedTimekeeper {
+class WakeUp : public PublishedTimekeeper {
 protected:
     WakeUp() {
         PlatStatus status;

@@ -7,19 +7,19 @@
 
 namespace pluginStateTest {
 
+using namespace testsupport;
+
 using halvexTimekeeper::checkInitialized;
 
-using SharedTimekeeper = testsupport::PublishedTimekeeper;
+using SharedTimekeeper = PublishedTimekeeper;
 
 TEST_F(SharedTimekeeper, IsTheOneThatWasPublished) { EXPECT_EQ(&checkInitialized(), timekeeper_.get()); }
 
 TEST_F(SharedTimekeeper, IsAnErrorOfItsOwnWhenThereIsNone) {
-    constexpr testsupport::ExpectedSite kSite{-52010, "zuplaterr_resourceNotInitialized", "halvexTimekeeperPlugin",
-                                              160};
+    constexpr ExpectedSite kSite{-52010, "zuplaterr_resourceNotInitialized", "halvexTimekeeperPlugin", 160};
     halvexTimekeeper::g_timekeeper.reset();
-    EXPECT_EQ(testsupport::raisedBy([] { checkInitialized(); }),
-              testsupport::makeError(
-                  kSite, "zuqxmtk_initialize was not called or did not successfully initialize the timekeeper."));
+    EXPECT_EQ(raisedBy([] { checkInitialized(); }),
+              makeError(kSite, "zuqxmtk_initialize was not called or did not successfully initialize the timekeeper."));
 }
 
 }  // namespace pluginStateTest

@@ -14,12 +14,7 @@
 
 namespace halvexTimekeeper::si514FreqSteeringDeviceTest {
 
-using testsupport::libcHooks;
-using testsupport::makeError;
-using testsupport::NumericLocale;
-using testsupport::raisedBy;
-using testsupport::RaisedError;
-using testsupport::SyslogLine;
+using namespace testsupport;
 
 constexpr std::int32_t kLargest = std::numeric_limits<std::int32_t>::max();
 constexpr std::int32_t kSmallest = std::numeric_limits<std::int32_t>::min();
@@ -37,9 +32,9 @@ RaisedError fileError(std::int32_t code, const char* constant, std::int32_t line
 
 /// The driver's directory with entries made by the test.
 struct Si514Directory : testing::Test {
-    testsupport::LibcHooksGuard hooks;
-    testsupport::RedirectedDirectory directory{"/sys/bus/i2c/drivers/si514"};
-    testsupport::SyslogCapture log;
+    LibcHooksGuard hooks;
+    RedirectedDirectory directory{"/sys/bus/i2c/drivers/si514"};
+    SyslogCapture log;
 
     Si514Directory() {
         for (const char* entry : {"bind", "unbind", "uevent"}) directory.writeFile(entry, "");
@@ -90,7 +85,7 @@ TEST_F(Si514Directory, LeadsToTheClientWithOneLineAtErrorPriority) {
 }
 
 TEST_F(Si514Directory, LeadsToAClientThatIsASymbolicLink) {
-    const testsupport::RedirectedDirectory elsewhere("/unused");
+    const RedirectedDirectory elsewhere("/unused");
     elsewhere.writeFile("name", "si514\n");
     elsewhere.writeFile("ppb_offset", "42\n");
     std::filesystem::create_directory_symlink(elsewhere.getRealPath(), directory.getRealPath() + "/1-0055");
@@ -148,15 +143,15 @@ TEST_F(Si514Directory, PassesOverEntriesThatAreNeitherDirectoriesNorLinks) {
 }
 
 TEST_F(Si514Directory, IsClosedAgainWhateverIsFound) {
-    const int before = testsupport::countOpenDescriptors();
+    const int before = countOpenDescriptors();
     EXPECT_NE(raisedByMaking().code, 0);
-    EXPECT_EQ(testsupport::countOpenDescriptors(), before);
+    EXPECT_EQ(countOpenDescriptors(), before);
     addClient("0-0055");
     {
         const Si514FreqSteeringDevice device(1, -1);
-        EXPECT_EQ(testsupport::countOpenDescriptors(), before + 1);  // only ppb_offset
+        EXPECT_EQ(countOpenDescriptors(), before + 1);  // only ppb_offset
     }
-    EXPECT_EQ(testsupport::countOpenDescriptors(), before);
+    EXPECT_EQ(countOpenDescriptors(), before);
 }
 
 TEST_F(Si514Directory, GivesTheNameAsReadUpToItsFirstZeroByte) {
@@ -193,20 +188,17 @@ TEST_F(Si514Directory, TellsThatTheNameOrTheOffsetCannotBeOpened) {
                         "Failed to open: /sys/bus/i2c/drivers/si514/0-0055/name. Error: No such file or "
                         "directory"));
     directory.writeFile("0-0055/name", "si514\n");
-    const int before = testsupport::countOpenDescriptors();
+    const int before = countOpenDescriptors();
     EXPECT_EQ(raisedByMaking(),
               fileError(-52006, "zuplaterr_resourceNotFound", 20,
                         "Failed to open: /sys/bus/i2c/drivers/si514/0-0055/ppb_offset. Error: No such "
                         "file or directory"));
-    EXPECT_EQ(testsupport::countOpenDescriptors(), before);
+    EXPECT_EQ(countOpenDescriptors(), before);
 }
 
 TEST_F(Si514Directory, TellsThatTheNameCannotBeRead) {
     addClient("0-0055");
-    libcHooks().read = [](int, void*, size_t) {
-        errno = EIO;
-        return ssize_t{-1};
-    };
+    const OsCallGuard failingRead{libcHooks().read, failFrom(1, EIO)};
     EXPECT_EQ(raisedByMaking(), fileError(-52024, "zuplaterr_communicationsFault", 62,
                                           "Error reading file: /sys/bus/i2c/drivers/si514/0-0055/name. Error: "
                                           "Input/output error"));
@@ -322,17 +314,11 @@ TEST_F(Si514FreqSteeringDeviceTest, SeeksAndReadsOnceOnEveryRequest) {
 
 TEST_F(Si514FreqSteeringDeviceTest, PassesTheFilesErrorsOnWhenItReads) {
     device();
-    libcHooks().read = [](int, void*, size_t) {
-        errno = EIO;
-        return ssize_t{-1};
-    };
+    const OsCallGuard failingRead{libcHooks().read, failFrom(1, EIO)};
     EXPECT_EQ(raisedBy([&] { device().getCorrectionPerSecond(); }),
               fileError(-52024, "zuplaterr_communicationsFault", 62,
                         "Error reading file: /sys/bus/i2c/drivers/si514/0-0055/ppb_offset. Error: Input/output error"));
-    libcHooks().lseek = [](int, off_t, int) {
-        errno = EIO;
-        return off_t{-1};
-    };
+    const OsCallGuard failingLseek{libcHooks().lseek, failFrom(1, EIO)};
     EXPECT_EQ(raisedBy([&] { device().getCorrectionPerSecond(); }),
               fileError(-52024, "zuplaterr_communicationsFault", 44,
                         "Error resetting offset in file: /sys/bus/i2c/drivers/si514/0-0055/ppb_offset. Error: "
@@ -401,19 +387,16 @@ TEST_F(Si514FreqSteeringDeviceTest, SeeksAndWritesUpToFiveTimes) {
     EXPECT_EQ(journal[0], "seek");
     EXPECT_EQ(journal[9], "write 5.000000");
 
-    libcHooks().lseek = [](int, off_t, int) {
-        errno = EIO;
-        return off_t{-1};
-    };
+    const OsCallGuard failingLseek{libcHooks().lseek, failFrom(1, EIO)};
     EXPECT_EQ(raisedBySetting(5).code, -52024);
 }
 
 TEST_F(Si514FreqSteeringDeviceTest, MakesTwoSystemCallsAndNoAllocationToSetACorrectionAndNoAllocationToReadIt) {
     setAttribute("-1250.000000\n");
     device();
-    long before = testsupport::countAllocations();
+    long before = countAllocations();
     EXPECT_EQ(device().getCorrectionPerSecond(), -1250);
-    EXPECT_EQ(testsupport::countAllocations(), before);
+    EXPECT_EQ(countAllocations(), before);
 
     int seeks = 0;
     int writes = 0;
@@ -425,9 +408,9 @@ TEST_F(Si514FreqSteeringDeviceTest, MakesTwoSystemCallsAndNoAllocationToSetACorr
         ++writes;
         return static_cast<ssize_t>(length);
     };
-    before = testsupport::countAllocations();
+    before = countAllocations();
     device().setCorrectionPerSecond(-1250);
-    EXPECT_EQ(testsupport::countAllocations(), before);
+    EXPECT_EQ(countAllocations(), before);
     EXPECT_EQ(seeks, 1);
     EXPECT_EQ(writes, 1);
 }

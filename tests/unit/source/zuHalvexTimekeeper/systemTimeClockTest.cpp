@@ -10,11 +10,7 @@
 
 namespace halvexTimekeeper::systemTimeClockTest {
 
-using testsupport::libcHooks;
-using testsupport::makeError;
-using testsupport::OsCallGuard;
-using testsupport::raisedBy;
-using testsupport::RaisedError;
+using namespace testsupport;
 
 constexpr std::int64_t kSmallestOffset = std::numeric_limits<std::int64_t>::min();
 constexpr std::int64_t kLargestOffset = std::numeric_limits<std::int64_t>::max();
@@ -148,15 +144,15 @@ TEST_F(SystemTimeClockTest, StepsFromTheTimeThatADerivedClockReads) {
 
 TEST_F(SystemTimeClockTest, AllocatesNothingToReadAndStep) {
     SystemTimeClock quiet([](int, timespec*) { return 0; }, [](int, const timespec*) { return 0; });
-    const long before = testsupport::countAllocations();
+    const long before = countAllocations();
     quiet.getTime();
     quiet.adjustTime(5);
-    EXPECT_EQ(testsupport::countAllocations(), before);
+    EXPECT_EQ(countAllocations(), before);
 }
 
 TEST_F(SystemTimeClockTest, ReadsAndSetsWithItsOwnLinuxFunctionsAndNotThoseOfTheTable) {
     const OsCallGuard empty{osCalls().clock_gettime, nullptr};
-    const testsupport::LibcHooksGuard hooks;
+    const LibcHooksGuard hooks;
     timespec written{};
     libcHooks().clock_settime = [&](clockid_t id, const timespec* in) {
         EXPECT_EQ(id, CLOCK_REALTIME);
@@ -179,7 +175,7 @@ TEST_F(SystemTimeClockTest, ReadsAndSetsWithItsOwnLinuxFunctionsAndNotThoseOfThe
 // --------------------------------------------------------------------------------------------------------------
 
 struct SystemTimeClockWithPhc2Sys : testing::Test {
-    testsupport::LibcHooksGuard hooks;
+    LibcHooksGuard hooks;
     std::vector<std::string> sources;
     std::vector<std::pair<pid_t, int>> signals;
     int spawnResult = 0;

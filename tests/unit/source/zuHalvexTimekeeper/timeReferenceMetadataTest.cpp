@@ -11,8 +11,7 @@
 
 namespace halvexTimekeeper::timeReferenceMetadataTest {
 
-using testsupport::raisedBy;
-using testsupport::RaisedError;
+using namespace testsupport;
 
 const RaisedError kNoString{-52004, R"({"file":"cJSONUtils","line":305,"component":"halvexTimekeeper"})"};
 const RaisedError kNoNumber{-52004, R"({"file":"cJSONUtils","line":281,"component":"halvexTimekeeper"})"};
@@ -277,8 +276,8 @@ TEST_F(TimeReferenceMetadata, ReadsKeysAndTextsWithEscapesAndAnIdentifierThatIsE
 }
 
 TEST_F(TimeReferenceMetadata, ReadsTheUtcOffsetUnderALocaleThatWritesAComma) {
-    const testsupport::NumericLocale locale(testsupport::NumericLocale::kComma);
-    if (!locale.isSet()) GTEST_SKIP() << testsupport::NumericLocale::kWhyNotSet;
+    const NumericLocale locale(NumericLocale::kComma);
+    if (!locale.isSet()) GTEST_SKIP() << NumericLocale::kWhyNotSet;
     readUtcOffset("37.9");
     EXPECT_EQ(selection.utcOffset, 37);
     readUtcOffset("2147483647.5");

@@ -9,11 +9,10 @@
 
 namespace exception_errStatusTest {
 
-using testsupport::makeError;
-using testsupport::StatusHolder;
+using namespace testsupport;
 
 constexpr zuerr::ErrorSite kSite{zuerr::zuplaterr_osFault, "unit", 12};
-constexpr testsupport::ExpectedSite kExpected{-52008, "zuplaterr_osFault", "unit", 12};
+constexpr ExpectedSite kExpected{-52008, "zuplaterr_osFault", "unit", 12};
 
 /// Throws `error` and converts it into `status` like the exported functions.
 template <typename Error>

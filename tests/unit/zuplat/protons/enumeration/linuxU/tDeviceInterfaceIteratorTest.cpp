@@ -3,11 +3,12 @@
 #include "zuplat/protons/enumeration/linuxU/tDeviceInterfaceIterator.h"
 
 #include "tests/support/libcHooks.h"
+#include "tests/support/platStatuses.h"
 #include "tests/support/test.h"
 
 namespace nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tDeviceInterfaceIteratorTest {
 
-using testsupport::libcHooks;
+using namespace testsupport;
 
 constexpr const char* kIdentifier = "nZUHORLIXFPGA000_HorlixFpga";
 
@@ -18,13 +19,17 @@ struct DeviceInterfaceIterator : testing::Test {
     void addInstance(const std::string& driver, const std::string& name, const std::string& interfacePath) {
         directory.writeFile(driver + "/deviceInterfaces/" + name + "/interfacePath", interfacePath);
     }
+    void addFpga(const std::string& interfacePath = "/dev/zu0") {
+        addInstance("fpga", "nZUHORLIXFPGA000_HorlixFpga\\0", interfacePath);
+    }
+    void start() { startEnumeration(&iterator, kIdentifier, &status); }
     std::string readFirst() {
-        startEnumeration(&iterator, kIdentifier, &status);
+        start();
         readInterfacePath(iterator, &path, &status);
         return path.text;
     }
 
-    testsupport::RedirectedDirectory directory{"/proc/driver/zu"};
+    RedirectedDirectory directory{"/proc/driver/zu"};
     InterfaceIterator iterator;
     PathBuffer path;
     PlatStatus status;
@@ -38,28 +43,28 @@ TEST_F(DeviceInterfaceIterator, AsksForDirectoriesAloneByAPatternWithTwoBackslas
         EXPECT_EQ(onError, nullptr);
         return GLOB_NOMATCH;
     };
-    startEnumeration(&iterator, kIdentifier, &status);
+    start();
     EXPECT_EQ(pattern, R"(/proc/driver/zu/*/deviceInterfaces/nZUHORLIXFPGA000_HorlixFpga\\*)");
 }
 
 TEST_F(DeviceInterfaceIterator, IsAtEndBeforeAnyEnumeration) { EXPECT_TRUE(isAtEnd(iterator)); }
 
 TEST_F(DeviceInterfaceIterator, IsAtEndWithACleanStatusWhenNothingMatches) {
-    startEnumeration(&iterator, kIdentifier, &status);
+    start();
     EXPECT_EQ(status.code, 0);
     EXPECT_TRUE(isAtEnd(iterator));
 }
 
 TEST_F(DeviceInterfaceIterator, IsAtEndWithACleanStatusWhenTheDirectoryIsMissing) {
     libcHooks().redirectedPrefixes = {{"/proc/driver/zu", directory.getRealPath() + "/missing"}};
-    startEnumeration(&iterator, kIdentifier, &status);
+    start();
     EXPECT_EQ(status.code, 0);
     EXPECT_TRUE(isAtEnd(iterator));
 }
 
 TEST_F(DeviceInterfaceIterator, IsAtEndAtTheNullEntryBehindTheLastInstance) {
-    addInstance("fpga", "nZUHORLIXFPGA000_HorlixFpga\\0", "/dev/zu0");
-    startEnumeration(&iterator, kIdentifier, &status);
+    addFpga();
+    start();
     EXPECT_FALSE(isAtEnd(iterator));
     ++iterator.cursor;
     EXPECT_TRUE(isAtEnd(iterator));
@@ -90,37 +95,34 @@ TEST_F(DeviceInterfaceIterator, PassesOverNamesWithoutABackslashAndLongerIdentif
     addInstance("b", "nZUHORLIXFPGA000_HorlixFpga0", "/dev/wrong");
     addInstance("c", "nZUHORLIXFPGA000_HorlixFpgaX\\0", "/dev/wrong");
     addInstance("d", "XnZUHORLIXFPGA000_HorlixFpga\\0", "/dev/wrong");
-    startEnumeration(&iterator, kIdentifier, &status);
+    start();
     EXPECT_TRUE(isAtEnd(iterator));
 }
 
 TEST_F(DeviceInterfaceIterator, ReportsASearchThatFailsAndIsAtEnd) {
     for (const int result : {GLOB_NOSPACE, GLOB_ABORTED, GLOB_NOSYS, 99}) {
         libcHooks().glob = [&](const char*, int, int (*)(const char*, int), glob_t*) { return result; };
-        PlatStatus failed;
-        startEnumeration(&iterator, kIdentifier, &failed);
-        EXPECT_EQ(failed.code, -52003);
-        EXPECT_STREQ(failed.component, "halvexTim");
-        EXPECT_STREQ(failed.file, "tDeviceInterfaceIterator");
-        EXPECT_EQ(failed.line, 58U);
+        status = PlatStatus();
+        start();
+        EXPECT_EQ(textOf(status), "-52003 halvexTim tDeviceInterfaceIterator 58");
         EXPECT_TRUE(isAtEnd(iterator));
     }
 }
 
 TEST_F(DeviceInterfaceIterator, IsAtEndWhenItStartsAgainAndFails) {
-    addInstance("fpga", "nZUHORLIXFPGA000_HorlixFpga\\0", "/dev/zu0");
-    startEnumeration(&iterator, kIdentifier, &status);
+    addFpga();
+    start();
     ASSERT_FALSE(isAtEnd(iterator));
     libcHooks().glob = [](const char*, int, int (*)(const char*, int), glob_t*) { return GLOB_NOSPACE; };
-    startEnumeration(&iterator, kIdentifier, &status);
+    start();
     EXPECT_TRUE(isAtEnd(iterator));
     releaseEnumeration(&iterator);
 }
 
 TEST_F(DeviceInterfaceIterator, SearchesWhateverTheStatusHolds) {
-    addInstance("fpga", "nZUHORLIXFPGA000_HorlixFpga\\0", "/dev/zu0");
-    setCode(&status, -1, "part", "unit", 1);
-    startEnumeration(&iterator, kIdentifier, &status);
+    addFpga();
+    status = statusOf(-1);
+    start();
     EXPECT_FALSE(isAtEnd(iterator));
     EXPECT_EQ(status.code, -1);
 }
@@ -130,22 +132,17 @@ TEST_F(DeviceInterfaceIterator, ReadsNothingWhenTheStatusHoldsAnErrorEvenAtItsEn
         ADD_FAILURE() << "opened a file";
         return nullptr;
     };
-    setCode(&status, -1, "part", "unit", 1);
+    status = statusOf(-1);
     readInterfacePath(iterator, &path, &status);
     EXPECT_EQ(status.code, -1);
     EXPECT_EQ(path.length, 1U);
 }
 
 TEST_F(DeviceInterfaceIterator, ReadsWhenTheStatusHoldsAWarning) {
-    addInstance("fpga", "nZUHORLIXFPGA000_HorlixFpga\\0", "/dev/zu0");
-    setCode(&status, 5, "part", "unit", 1);
+    addFpga();
+    status = statusOf(5);
     EXPECT_EQ(readFirst(), "/dev/zu0");
     EXPECT_EQ(status.code, 5);
-}
-
-TEST_F(DeviceInterfaceIterator, KeepsANewlineAtTheEndOfThePath) {
-    addInstance("fpga", "nZUHORLIXFPGA000_HorlixFpga\\0", "/dev/zu0\n");
-    EXPECT_EQ(readFirst(), "/dev/zu0\n");
 }
 
 TEST_F(DeviceInterfaceIterator, GivesUpAFileThatIsMissingAfterTenAttempts) {
@@ -162,38 +159,38 @@ TEST_F(DeviceInterfaceIterator, GivesUpAFileThatIsMissingAfterTenAttempts) {
     EXPECT_EQ(status.code, -52006);
 }
 
-TEST_F(DeviceInterfaceIterator, RefusesAPathOf256BytesAndTheFirstReportStays) {
-    addInstance("fpga", "nZUHORLIXFPGA000_HorlixFpga\\0", std::string(256, 'p'));
-    EXPECT_EQ(readFirst(), "");
-    EXPECT_EQ(status.code, -52019);
-    EXPECT_STREQ(status.file, "linuxDevEnumHelper");
+TEST_F(DeviceInterfaceIterator, KeepsAPathOfUpTo255BytesWithANewlineAtItsEnd) {
+    for (const std::string& content : {std::string("/dev/zu0\n"), std::string(255, 'p')}) {
+        addFpga(content);
+        EXPECT_EQ(readFirst(), content);
+        EXPECT_EQ(path.length, content.size() + 1);
+        releaseEnumeration(&iterator);
+    }
 }
 
-TEST_F(DeviceInterfaceIterator, TakesAPathOf255Bytes) {
-    addInstance("fpga", "nZUHORLIXFPGA000_HorlixFpga\\0", std::string(255, 'p'));
-    EXPECT_EQ(readFirst(), std::string(255, 'p'));
-    EXPECT_EQ(path.length, 256U);
+TEST_F(DeviceInterfaceIterator, RefusesAPathOf256BytesAndTheFirstReportStays) {
+    addFpga(std::string(256, 'p'));
+    EXPECT_EQ(readFirst(), "");
+    EXPECT_EQ(textOf(status), "-52019 halvexTim linuxDevEnumHelper 61");
 }
 
 TEST_F(DeviceInterfaceIterator, RefusesToReadWithoutABuffer) {
-    addInstance("fpga", "nZUHORLIXFPGA000_HorlixFpga\\0", "/dev/zu0");
-    startEnumeration(&iterator, kIdentifier, &status);
+    addFpga();
+    start();
     readInterfacePath(iterator, nullptr, &status);
-    EXPECT_EQ(status.code, -52019);
-    EXPECT_STREQ(status.file, "linuxDevEnumHelper");
-    EXPECT_EQ(status.line, 61U);
+    EXPECT_EQ(textOf(status), "-52019 halvexTim linuxDevEnumHelper 61");
 }
 
 TEST_F(DeviceInterfaceIterator, IsAtEndOnceReleasedAndMayBeReleasedAgain) {
-    addInstance("fpga", "nZUHORLIXFPGA000_HorlixFpga\\0", "/dev/zu0");
-    startEnumeration(&iterator, kIdentifier, &status);
+    addFpga();
+    start();
     releaseEnumeration(&iterator);
     EXPECT_TRUE(isAtEnd(iterator));
     releaseEnumeration(&iterator);
 }
 
 TEST_F(DeviceInterfaceIterator, IsReleasedByItsGuardAlsoWhenAnExceptionPasses) {
-    addInstance("fpga", "nZUHORLIXFPGA000_HorlixFpga\\0", "/dev/zu0");
+    addFpga();
     int released = 0;
     libcHooks().globfree = [&](glob_t* found) {
         EXPECT_EQ(found, &iterator.found);
@@ -201,7 +198,7 @@ TEST_F(DeviceInterfaceIterator, IsReleasedByItsGuardAlsoWhenAnExceptionPasses) {
     };
     try {
         const EnumerationGuard guard(iterator);
-        startEnumeration(&iterator, kIdentifier, &status);
+        start();
         throw std::runtime_error("passes");
     } catch (const std::runtime_error&) {
     }
