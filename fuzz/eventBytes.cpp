@@ -1,10 +1,5 @@
 // Bytes of a time-stamp event, truncated or whole, and the fields of a timespec: against 128-bit arithmetic.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <algorithm>
-#include <cerrno>
-#include <cstdint>
-#include <cstring>
-
 #include "fuzz/expectation.h"
 #include "source/tools/linuxFunctionHelpers.h"
 #include "source/zuHalvexTimekeeper/i210EpochHelpers.h"

@@ -2,8 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
-#include <cstdio>
-#include <cstdlib>
+#include "tests/support/standard.h"
 
 /// Aborts, so that the fuzzer keeps the input.
 #define EXPECT(condition)                                                                \

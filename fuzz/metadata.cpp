@@ -1,29 +1,14 @@
 // Sequences of metadata documents, through to the record that the FPGA's driver receives: against a model of the
 // document's meaning with another JSON parser.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <fcntl.h>
-#include <glob.h>
-#include <sys/ioctl.h>
 #include <sys/syscall.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <array>
 #include <boost/numeric/conversion/cast.hpp>
-#include <cstdarg>
-#include <cstdint>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <limits>
 #include <nlohmann/json.hpp>
-#include <optional>
-#include <string>
-#include <string_view>
-#include <vector>
 
 #include "fuzz/expectation.h"
 #include "source/zuHalvexTimekeeper/fpgaEpochDevice.h"
+#include "tests/support/libcHooks.h"
 #include "zuerr/exception.h"
 
 namespace {
@@ -32,7 +17,6 @@ using Record = std::array<std::uint8_t, 19>;
 using Json = nlohmann::json;
 
 std::optional<Record> received;
-std::string driverDirectory;
 
 struct Block {
     std::uint64_t in, out;
@@ -176,42 +160,23 @@ End applyToDevice(halvexTimekeeper::FpgaEpochDevice& device, const std::string& 
     }
 }
 
-halvexTimekeeper::FpgaEpochDevice& theDevice() {
-    static auto& device = *[] {
-        driverDirectory =
-            (std::filesystem::temp_directory_path() / ("halvex-fuzz-" + std::to_string(getpid()))).string();
-        std::filesystem::create_directories(driverDirectory);
-        std::ofstream(driverDirectory + "/interfacePath") << "/dev/null";
-        auto* const made = new halvexTimekeeper::FpgaEpochDevice(4'000'000'000);
-        std::filesystem::remove_all(driverDirectory);
-        return made;
-    }();
-    return device;
-}
-
-}  // namespace
-
-extern "C" {
-
-int ioctl(int fd, unsigned long request, ...) noexcept {
-    va_list arguments;
-    va_start(arguments, request);
-    void* const argument = va_arg(arguments, void*);
-    va_end(arguments);
+int answerIoctl(int fd, unsigned long request, void* argument) {
     if ((request & 0xFF00) != 0x7500) return static_cast<int>(syscall(SYS_ioctl, fd, request, argument));
     answer(request, *static_cast<const Block*>(argument));
     return 0;
 }
 
-int glob(const char*, int, int (*)(const char*, int), glob_t* result) {
-    static char* paths[2] = {driverDirectory.data(), nullptr};
-    result->gl_pathv = paths;
-    return 0;
+halvexTimekeeper::FpgaEpochDevice& theDevice() {
+    static auto& device = *[] {
+        testsupport::libcHooks().ioctl = answerIoctl;
+        const testsupport::RedirectedDirectory drivers("/proc/driver/zu");
+        drivers.writeFile("fpga/deviceInterfaces/nZUHORLIXFPGA000_HorlixFpga\\0/interfacePath", "/dev/null");
+        return new halvexTimekeeper::FpgaEpochDevice(4'000'000'000);
+    }();
+    return device;
 }
 
-void globfree(glob_t*) noexcept {}
-
-}  // extern "C"
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     halvexTimekeeper::FpgaEpochDevice& device = theDevice();

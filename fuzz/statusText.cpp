@@ -1,13 +1,7 @@
 // Error information written, merged and grown with well- and ill-behaved growth functions: the text is always one valid
 // JSON object, and the buffer is laid out as the contract says unless the host modifies it.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <algorithm>
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <nlohmann/json.hpp>
-#include <string>
-#include <string_view>
 
 #include "fuzz/expectation.h"
 #include "zuerr/errorInformation.h"
