@@ -46,32 +46,34 @@ TEST(DocumentTexts, GiveTheSystemClockOneBoundThatTheMeasuredFiguresKeep) {
     EXPECT_LT(std::stoi(figures[2]), 3'000);
 }
 
-TEST(DocumentTexts, NameOnlyCommandsThatTheScriptKnows) {
-    static const std::regex kCommand(R"(\./dev ([a-z-]+))");
-    const auto known = devCommands();
-    ASSERT_THAT(known, testing::IsSupersetOf({"setup", "build", "test", "demo"}));
-    int named = 0;
+/// Calls `check` with each document and what the first group of the pattern matches in it. Returns how many there are.
+template <typename Check>
+int forEachMatch(const std::regex& pattern, Check check) {
+    int found = 0;
     for (const auto& document : documents()) {
         const std::string text = fileContents(document);
-        for (std::sregex_iterator match(text.begin(), text.end(), kCommand), end; match != end; ++match) {
-            EXPECT_TRUE(known.contains((*match)[1])) << document << " says ./dev " << (*match)[1];
-            ++named;
-        }
+        for (std::sregex_iterator match(text.begin(), text.end(), pattern), end; match != end; ++match, ++found)
+            check(document, (*match)[1].str());
     }
-    EXPECT_GT(named, 1);
+    return found;
+}
+
+TEST(DocumentTexts, NameOnlyCommandsThatTheScriptKnows) {
+    const auto known = devCommands();
+    ASSERT_THAT(known, testing::IsSupersetOf({"setup", "build", "test", "demo"}));
+    EXPECT_GT(forEachMatch(std::regex(R"(\./dev ([a-z-]+))"),
+                           [&](const fs::path& document, const std::string& command) {
+                               EXPECT_TRUE(known.contains(command)) << document << " says ./dev " << command;
+                           }),
+              1);
 }
 
 TEST(DocumentTexts, LinkOnlyToFilesThatExist) {
-    static const std::regex kLink(R"(\]\(([^)#:\s]+)(?:#[^)]*)?\))");
-    int links = 0;
-    for (const auto& document : documents()) {
-        const std::string text = fileContents(document);
-        for (std::sregex_iterator match(text.begin(), text.end(), kLink), end; match != end; ++match) {
-            EXPECT_TRUE(fs::exists(document.parent_path() / (*match)[1].str())) << document << " -> " << (*match)[1];
-            ++links;
-        }
-    }
-    EXPECT_GT(links, 3);
+    EXPECT_GT(forEachMatch(std::regex(R"(\]\(([^)#:\s]+)(?:#[^)]*)?\))"),
+                           [](const fs::path& document, const std::string& target) {
+                               EXPECT_TRUE(fs::exists(document.parent_path() / target)) << document << " -> " << target;
+                           }),
+              3);
 }
 
 TEST(DocumentTexts, ShowTheFiguresThatCommandsPrinted) {

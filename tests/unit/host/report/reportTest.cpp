@@ -69,6 +69,14 @@ protected:
         return names;
     }
 
+    /// Of a record with one sample.
+    ReportOptions optionsFor(const std::string& pagePath) {
+        ReportOptions options;
+        options.pagePath = pagePath;
+        options.recordPath = file("record", {kStart, sampleAt(2'000, 40)});
+        return options;
+    }
+
     ScratchDirectory directory_;
 };
 
@@ -229,9 +237,7 @@ TEST_F(Report, LoadsNothingFromElsewhereAndKeepsTheLibrarysLicence) {
 }
 
 TEST_F(Report, WritesThePageAndSaysWhatItHolds) {
-    ReportOptions options;
-    options.pagePath = directory_ / "page.html";
-    options.recordPath = file("record", {kStart, sampleAt(2'000, 40)});
+    const ReportOptions options = optionsFor(directory_ / "page.html");
     Result result;
     makeReport(options, result);
     EXPECT_EQ(result.outcome, Outcome::ok);
@@ -239,9 +245,7 @@ TEST_F(Report, WritesThePageAndSaysWhatItHolds) {
 }
 
 TEST_F(Report, ReplacesAReportAndAnEmptyFileKeepingTheirRightsAndLinks) {
-    ReportOptions options;
-    options.recordPath = file("record", {kStart, sampleAt(2'000, 40)});
-    options.pagePath = directory_ / "link.html";
+    const ReportOptions options = optionsFor(directory_ / "link.html");
     const std::string target = file("page.html", {});
     std::filesystem::permissions(target, std::filesystem::perms::owner_read);
     std::filesystem::create_symlink(target, options.pagePath);
@@ -255,8 +259,7 @@ TEST_F(Report, ReplacesAReportAndAnEmptyFileKeepingTheirRightsAndLinks) {
 }
 
 TEST_F(Report, LeavesAloneWhatIsNoReportUnderAnyOfItsNames) {
-    ReportOptions options;
-    options.recordPath = file("record", {kStart, sampleAt(2'000, 40)});
+    ReportOptions options = optionsFor("");
     const std::string before = fileContents(options.recordPath);
     std::filesystem::create_symlink(options.recordPath, directory_ / "symbolic");
     std::filesystem::create_hard_link(options.recordPath, directory_ / "hard");
@@ -311,9 +314,7 @@ TEST_F(Report, GetsTheRecordsNameWhenItIsGivenNone) {
 }
 
 TEST_F(Report, LeavesThePageAndNoOtherFileWhenTheDiskIsFull) {
-    ReportOptions options;
-    options.recordPath = file("record", {kStart, sampleAt(2'000, 40)});
-    options.pagePath = file("page.html", {pageOf(Chronicle())});
+    const ReportOptions options = optionsFor(file("page.html", {pageOf(Chronicle())}));
     const std::string before = fileContents(options.pagePath);
     rlimit former{};
     ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &former), 0);
