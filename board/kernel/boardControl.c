@@ -73,8 +73,6 @@ static int set(int count, char **words)
 {
 	struct board_interface_config *interface;
 
-	if (hx_is_on())
-		return -EBUSY;
 	if (count == 3)
 		return set_number(board_keys, &hx_config, words[1], words[2]);
 	interface = count == 4 ? interface_named(words[1]) : NULL;
@@ -86,8 +84,6 @@ static int set_text(int count, char **words)
 	struct board_interface_config *interface = count == 4 ? interface_named(words[1]) : NULL;
 	const bool is_vendor = interface && strcmp(words[2], "vendor") == 0;
 
-	if (hx_is_on())
-		return -EBUSY;
 	if (!interface || (!is_vendor && strcmp(words[2], "device") != 0))
 		return -EINVAL;
 	snprintf(is_vendor ? interface->vendor : interface->device, BOARD_ID_SIZE, "%s\n", words[3]);
@@ -98,8 +94,6 @@ static int add_interface(int count, char **words)
 {
 	const u32 position = hx_config.interface_count;
 
-	if (hx_is_on())
-		return -EBUSY;
 	if (count != 2 || position == BOARD_MAX_INTERFACES)
 		return -EINVAL;
 	board_interface_defaults(&hx_config.interfaces[position], words[1], position);
@@ -176,8 +170,6 @@ static int add_fault(int count, char **words)
 
 static int defaults(int count, char **words)
 {
-	if (hx_is_on())
-		return -EBUSY;
 	board_config_defaults(&hx_config);
 	return 0;
 }
@@ -196,11 +188,12 @@ static int off(int count, char **words)
 static const struct {
 	const char *name;
 	int (*act)(int count, char **words);
+	bool is_for_next; /* of the next board: -EBUSY while one is on */
 } commands[] = {
-	{ "defaults", defaults },
-	{ "interface", add_interface },
-	{ "set", set },
-	{ "text", set_text },
+	{ "defaults", defaults, true },
+	{ "interface", add_interface, true },
+	{ "set", set, true },
+	{ "text", set_text, true },
 	{ "on", on },
 	{ "off", off },
 	{ "event", do_event },
@@ -218,7 +211,7 @@ static int obey(char *text)
 			words[count++] = word;
 	for (at = 0; count > 0 && at < ARRAY_SIZE(commands); ++at)
 		if (strcmp(commands[at].name, words[0]) == 0)
-			return commands[at].act(count, words);
+			return commands[at].is_for_next && hx_is_on() ? -EBUSY : commands[at].act(count, words);
 	return -EINVAL;
 }
 

@@ -118,6 +118,20 @@ void hx_take_time(u64 delay_ns)
 		fsleep(div_u64(delay_ns, NSEC_PER_USEC) + 1);
 }
 
+bool hx_begin(struct hx_call *call)
+{
+	call->board = hx_lock(&call->flags, &call->raw_ns);
+	call->error = call->board ? hx_fault(call->board, call->raw_ns, &call->what, &call->outcome) : -ENODEV;
+	return !call->error;
+}
+
+long hx_end(struct hx_call *call)
+{
+	hx_unlock(call->flags);
+	hx_take_time(call->outcome.delay_ns);
+	return call->error;
+}
+
 void hx_follow_system_clock(struct board *follower, u64 raw_ns)
 {
 	struct timespec64 now;

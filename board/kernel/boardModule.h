@@ -42,6 +42,22 @@ void hx_core_destroy(void);
  */
 int hx_fault(struct board *board, u64 raw_ns, struct board_call *call, struct board_fault_outcome *outcome);
 void hx_take_time(u64 delay_ns);
+
+/*
+ * One call on a device. hx_begin() acquires the lock and applies faults; false: the call is refused and its error set.
+ * hx_end() releases the lock, takes the time of a delay and returns the error.
+ */
+struct hx_call {
+	struct board_call what;
+	struct board *board;
+	u64 raw_ns;
+	unsigned long flags;
+	struct board_fault_outcome outcome;
+	long error; /* or a result */
+};
+bool hx_begin(struct hx_call *call);
+long hx_end(struct hx_call *call);
+
 /* Sets the model's system clock to the machine's before something copies it (a PHC reset). */
 void hx_follow_system_clock(struct board *board, u64 raw_ns);
 

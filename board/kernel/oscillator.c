@@ -32,48 +32,29 @@ static struct i2c_adapter adapter = {
 	.algo = &algorithm,
 };
 
-static struct board *begin(enum board_call_kind kind, unsigned long *flags, u64 *raw_ns, u64 *delay_ns, int *error)
+static struct hx_call call_of(enum board_call_kind kind)
 {
-	struct board_call call = { .kind = kind, .target = BOARD_TARGET_SI514, .file = BOARD_FILE_PPB_OFFSET };
-	struct board *board = hx_lock(flags, raw_ns);
-	struct board_fault_outcome outcome;
-
-	*delay_ns = 0;
-	*error = -ENODEV;
-	if (!board)
-		return NULL;
-	*error = hx_fault(board, *raw_ns, &call, &outcome);
-	*delay_ns = outcome.delay_ns;
-	return *error ? NULL : board;
+	return (struct hx_call){ .what = {
+					 .kind = kind, .target = BOARD_TARGET_SI514, .file = BOARD_FILE_PPB_OFFSET } };
 }
 
 static ssize_t ppb_offset_show(struct device *device, struct device_attribute *attribute, char *text)
 {
-	unsigned long flags;
-	u64 raw_ns, delay_ns;
-	int result;
-	struct board *board = begin(BOARD_CALL_READ, &flags, &raw_ns, &delay_ns, &result);
+	struct hx_call call = call_of(BOARD_CALL_READ);
 
-	if (board)
-		result = board_si514_show(board, raw_ns, text, PAGE_SIZE);
-	hx_unlock(flags);
-	hx_take_time(delay_ns);
-	return result;
+	if (hx_begin(&call))
+		call.error = board_si514_show(call.board, call.raw_ns, text, PAGE_SIZE);
+	return hx_end(&call);
 }
 
 static ssize_t ppb_offset_store(struct device *device, struct device_attribute *attribute, const char *text,
 				size_t size)
 {
-	unsigned long flags;
-	u64 raw_ns, delay_ns;
-	int result;
-	struct board *board = begin(BOARD_CALL_WRITE, &flags, &raw_ns, &delay_ns, &result);
+	struct hx_call call = call_of(BOARD_CALL_WRITE);
 
-	if (board)
-		result = board_si514_store(board, raw_ns, text, size);
-	hx_unlock(flags);
-	hx_take_time(delay_ns);
-	return result;
+	if (hx_begin(&call))
+		call.error = board_si514_store(call.board, call.raw_ns, text, size);
+	return hx_end(&call);
 }
 static DEVICE_ATTR_RW(ppb_offset);
 

@@ -11,37 +11,21 @@ static struct hx_interface *of(struct ptp_clock_info *info)
 	return container_of(info, struct hx_interface, info);
 }
 
-/* Begins one call on the clock and applies faults. NULL: refused, *error is set. Returns with the lock held. */
-static struct board *begin(struct hx_interface *interface, enum board_call_kind kind, u32 detail, unsigned long *flags,
-			   u64 *raw_ns, u64 *delay_ns, int *error)
+static struct hx_call call_on(struct ptp_clock_info *info, enum board_call_kind kind, u32 detail)
 {
-	struct board_call call = { .kind = kind, .file = BOARD_FILE_PTP, .detail = detail };
-	struct board *board = hx_lock(flags, raw_ns);
-	struct board_fault_outcome outcome;
-
-	*delay_ns = 0;
-	*error = -ENODEV;
-	if (!board)
-		return NULL;
-	call.target = BOARD_TARGET_INTERFACE(interface->position);
-	*error = hx_fault(board, *raw_ns, &call, &outcome);
-	*delay_ns = outcome.delay_ns;
-	return *error ? NULL : board;
+	return (struct hx_call){ .what = { .kind = kind,
+					   .target = BOARD_TARGET_INTERFACE(of(info)->position),
+					   .file = BOARD_FILE_PTP,
+					   .detail = detail } };
 }
 
 static int adjust(struct ptp_clock_info *info, struct board_wire_timex *timex)
 {
-	unsigned long flags;
-	u64 raw_ns, delay_ns;
-	int error;
-	struct board *board =
-		begin(of(info), BOARD_CALL_CLOCK_ADJTIME, timex->modes, &flags, &raw_ns, &delay_ns, &error);
+	struct hx_call call = call_on(info, BOARD_CALL_CLOCK_ADJTIME, timex->modes);
 
-	if (board)
-		error = board_phc_adjtime(board, raw_ns, of(info)->position, timex);
-	hx_unlock(flags);
-	hx_take_time(delay_ns);
-	return error;
+	if (hx_begin(&call))
+		call.error = board_phc_adjtime(call.board, call.raw_ns, of(info)->position, timex);
+	return hx_end(&call);
 }
 
 static int adjust_frequency(struct ptp_clock_info *info, long scaled_ppm)
@@ -67,41 +51,31 @@ static int adjust_time(struct ptp_clock_info *info, s64 delta_ns)
 
 static int get_time(struct ptp_clock_info *info, struct timespec64 *time, struct ptp_system_timestamp *system)
 {
-	unsigned long flags;
-	u64 raw_ns, delay_ns, time_ns = 0;
-	int error;
 	/* Only the offset requests bracket the clock's reading with system readings. */
-	struct board *board =
-		begin(of(info), system ? BOARD_CALL_IOCTL : BOARD_CALL_CLOCK_GETTIME,
-		      system ? BOARD_WIRE_PTP_SYS_OFFSET_EXTENDED : 0, &flags, &raw_ns, &delay_ns, &error);
+	struct hx_call call = system ? call_on(info, BOARD_CALL_IOCTL, BOARD_WIRE_PTP_SYS_OFFSET_EXTENDED)
+				     : call_on(info, BOARD_CALL_CLOCK_GETTIME, 0);
+	u64 time_ns = 0;
 
-	if (board) {
+	if (hx_begin(&call)) {
 		u64 latched_ns;
 
 		/* Like a register latched between the system's readings; the clock's value is computed afterwards. */
 		ptp_read_system_prets(system);
 		latched_ns = ktime_get_raw_ns();
 		ptp_read_system_postts(system);
-		error = board_phc_get_time(board, hx_raw_of(latched_ns), of(info)->position, &time_ns);
+		call.error = board_phc_get_time(call.board, hx_raw_of(latched_ns), of(info)->position, &time_ns);
 	}
-	hx_unlock(flags);
-	hx_take_time(delay_ns);
 	*time = ns_to_timespec64(time_ns);
-	return error;
+	return hx_end(&call);
 }
 
 static int set_time(struct ptp_clock_info *info, const struct timespec64 *time)
 {
-	unsigned long flags;
-	u64 raw_ns, delay_ns;
-	int error;
-	struct board *board = begin(of(info), BOARD_CALL_CLOCK_SETTIME, 0, &flags, &raw_ns, &delay_ns, &error);
+	struct hx_call call = call_on(info, BOARD_CALL_CLOCK_SETTIME, 0);
 
-	if (board)
-		error = board_phc_set_time(board, raw_ns, of(info)->position, timespec64_to_ns(time));
-	hx_unlock(flags);
-	hx_take_time(delay_ns);
-	return error;
+	if (hx_begin(&call))
+		call.error = board_phc_set_time(call.board, call.raw_ns, of(info)->position, timespec64_to_ns(time));
+	return hx_end(&call);
 }
 
 /* The PTP core keeps the pins; the board copies their functions when time-stamping is switched. */
@@ -124,26 +98,20 @@ static int enable(struct ptp_clock_info *info, struct ptp_clock_request *request
 	struct hx_interface *interface = of(info);
 	const u32 asked = request->extts.flags;
 	const bool is_strict = asked & PTP_STRICT_FLAGS;
-	unsigned long flags;
-	u64 raw_ns, delay_ns;
-	struct board *board;
-	int error;
+	struct hx_call call =
+		call_on(info, BOARD_CALL_IOCTL, is_on ? BOARD_WIRE_PTP_EXTTS_REQUEST : BOARD_WIRE_PTP_PIN_SETFUNC);
 
 	if (request->type == PTP_CLK_REQ_PEROUT)
 		return 0; /* the outputs are not connected */
 	if (request->type != PTP_CLK_REQ_EXTTS)
 		return -EOPNOTSUPP;
-	board = begin(interface, BOARD_CALL_IOCTL, is_on ? BOARD_WIRE_PTP_EXTTS_REQUEST : BOARD_WIRE_PTP_PIN_SETFUNC,
-		      &flags, &raw_ns, &delay_ns, &error);
-	if (board) {
-		copy_pins(board, raw_ns, interface);
-		error = board_phc_extts(board, raw_ns, interface->position, request->extts.index,
-					is_on ? (asked & ~(u32)PTP_STRICT_FLAGS) | PTP_ENABLE_FEATURE : 0,
-					is_on && is_strict);
+	if (hx_begin(&call)) {
+		copy_pins(call.board, call.raw_ns, interface);
+		call.error = board_phc_extts(call.board, call.raw_ns, interface->position, request->extts.index,
+					     is_on ? (asked & ~(u32)PTP_STRICT_FLAGS) | PTP_ENABLE_FEATURE : 0,
+					     is_on && is_strict);
 	}
-	hx_unlock(flags);
-	hx_take_time(delay_ns);
-	return error;
+	return hx_end(&call);
 }
 
 static int verify(struct ptp_clock_info *info, unsigned int pin, enum ptp_pin_function function, unsigned int channel)
