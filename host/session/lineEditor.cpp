@@ -93,6 +93,7 @@ int LineEditor::readCharacter(editline* editor, wchar_t* character) noexcept {
 std::optional<std::string> LineEditor::line() {
     const Utf8 utf8;
     int length = 0;
+    ::el_set(editor_, EL_PREP_TERM, 1);  // before the prompt, which otherwise comes while the terminal still edits
     const char* text = ::el_gets(editor_, &length);
     if (failure_) {
         std::rethrow_exception(std::exchange(failure_, nullptr));

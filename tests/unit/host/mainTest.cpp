@@ -138,15 +138,13 @@ TEST_F(Halvexctl, EditsTheLinesOfRunOnATerminalAndCallsThemBack) {
     ASSERT_EQ(::openpty(&master, &slave, nullptr, nullptr, nullptr), 0);
     ProgramRun program({"/bin/sh", "-c", "exec \"$@\" 2>&0", "sh", HALVEXCTL, "--library", FAKE_PLUGIN, "run"}, slave);
     ::close(slave);
-    std::string shown;
-    std::array<char, 256> chunk;
-    while (shown.find("halvexctl> ") == std::string::npos) {
-        const ssize_t length = ::read(master, chunk.data(), chunk.size());
-        ASSERT_GT(length, 0) << shown;
-        shown.append(chunk.data(), static_cast<std::size_t>(length));
+    for (const std::string keys : {"wait 0 \u00b5m\x7fs\n", "\x1b[A\x1b[D\x7f\n", "quit\n"}) {
+        std::string shown;
+        for (std::array<char, 1> byte; !shown.ends_with("halvexctl> "); shown += byte[0]) {
+            ASSERT_EQ(::read(master, byte.data(), 1), 1) << shown;
+        }
+        ASSERT_EQ(::write(master, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
     }
-    const std::string keys = "wait 0 \u00b5m\x7fs\n\x1b[A\x1b[D\x7f\nquit\n";
-    ASSERT_EQ(::write(master, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
     EXPECT_EQ(finish(program), 0);
     ::close(master);
     EXPECT_EQ(output_, "run\nwait 0 \u00b5s\nwait 0 s\n");
