@@ -80,8 +80,9 @@ constexpr auto kVerbs = std::to_array<Verb>({
      "One status serves the whole session. While it holds an error the library carries nothing out.", false, "heldCode",
      kNoOptions, nullptr, &actions::clear},
     {"explain", "CODE", "Explain an error",
-     "CODE is a code (-52024), its name, or the place that raised it (fileWrapper:20, as the error information "
-     "has it). explain all lists every code.",
+     "CODE is a code (-52024), its name, the place that raised it (fileWrapper:20, as the error information has it), "
+     "or "
+     "a line of the library in syslog, in quotes. explain all lists every code.",
      false, "explanation", kNoOptions, &actions::readExplanationTopic, &actions::explain},
     {"map", "", "Show interfaces, clocks and drivers, and what the library takes",
      "Each interface with its PCI id, PTP clock and pins: chosen, or left out and why. Changes nothing and "

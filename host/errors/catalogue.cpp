@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/errors/catalogue.h"
 
+#include <fnmatch.h>
+
 #include <array>
 
 namespace halvexctl {
@@ -126,9 +128,47 @@ constexpr auto kPlaces = std::to_array<ErrorPlace>({
     {kCodeOfTheDriver, "fpgaEpochDevice", 246, "the FPGA cannot be asked to align"},
 });
 
+constexpr auto kLogLines = std::to_array<LogLineEntry>({
+    {"Encountered error in %s: %s(%i,%s)", "error", "the call named failed; its status says the same",
+     "As for the code."},
+    {"Encountered err while trying to sync %s, retry count %d: %s(%i,%s)", "error",
+     "an error of the named clock during alignment; five missed epochs are tolerated",
+     "-52007 now and then: none; often: check the epoch's wire and other readers of that clock."},
+    {"Monitoring thread encountered an error: %s(%i,%s)", "error",
+     "a pass of the monitoring thread failed; the next call reports it", "As for the code."},
+    {"smbusPath: %s", "error", "nothing is wrong: the Si514's path, written at each initialisation", "None."},
+    {"*** warning: Interface %s is not usable and will not be synchronized.", "warning",
+     "an I210 without a PTP clock, or whose clock cannot stamp external events",
+     "None for a port that is not wired; otherwise check driver and kernel."},
+    {"Interface %s will be synchronized.", "info", "an I210 was taken", "None."},
+    {"System time will be synchronized to %s.", "info",
+     "the clock that phc2sys follows: the first I210 in the order of names", "None."},
+    {"Successfully aligned all timekeeping elements after %d iterations.", "info",
+     "an alignment ended well, typically after 2 or 3", "None; when the number grows, steps lose varying time."},
+    {"%s is enabled.", "info", "a clock came back, or is new, and is aligned",
+     "None; when it comes again and again, the clock's link goes up and down."},
+});
+
 }  // namespace
 
 std::span<const ErrorEntry> errorEntries() { return kEntries; }
+
+std::span<const LogLineEntry> logLineEntries() { return kLogLines; }
+
+const LogLineEntry* findLogLine(const std::string& text) {
+    for (const LogLineEntry& entry : kLogLines) {
+        std::string pattern = "*";  // the time and the program stand before a line in the log
+        for (std::size_t i = 0; i < entry.format.size(); ++i) {
+            const bool isPlaceholder = entry.format[i] == '%';
+            pattern += isPlaceholder ? '*' : entry.format[i];
+            i += isPlaceholder ? 1 : 0;
+        }
+        if (::fnmatch(pattern.c_str(), text.c_str(), 0) == 0) {
+            return &entry;
+        }
+    }
+    return nullptr;
+}
 
 std::span<const ErrorPlace> errorPlaces() { return kPlaces; }
 

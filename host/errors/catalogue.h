@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
 #include <string_view>
 
 namespace halvexctl {
@@ -27,11 +28,18 @@ struct ErrorEntry {
     std::string_view remedy;
 };
 
+/// A line that the library writes to syslog, as its format: %s, %d and %i stand for names and numbers.
+struct LogLineEntry {
+    std::string_view format, priority, cause, remedy;
+};
+
 std::span<const ErrorEntry> errorEntries();  ///< By code, from -52000 downward.
 std::span<const ErrorPlace> errorPlaces();
+std::span<const LogLineEntry> logLineEntries();
 
 const ErrorEntry* findErrorEntry(std::int32_t code);                         ///< Null if there is no such code.
 const ErrorEntry* findErrorEntry(std::string_view name);                     ///< Null if no code has that name.
 const ErrorPlace* findErrorPlace(std::string_view unit, std::int32_t line);  ///< Null if nothing is raised there.
+const LogLineEntry* findLogLine(const std::string& text);  ///< The line at the end of `text`; null if there is none.
 
 }  // namespace halvexctl

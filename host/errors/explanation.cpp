@@ -21,7 +21,17 @@ using nlohmann::ordered_json;
 struct Topic {
     const ErrorEntry* entry = nullptr;
     const ErrorPlace* place = nullptr;
+    const LogLineEntry* line = nullptr;
+
+    bool isKnown() const { return entry != nullptr || place != nullptr || line != nullptr; }
 };
+
+/// The code in "FAIL(-52024,{...})" of a log line; null if there is none.
+const ErrorEntry* entryInLine(std::string_view text) {
+    const std::size_t at = text.find("(-");
+    const auto code = at == std::string_view::npos ? std::nullopt : leadingNumber<std::int32_t>(text.substr(at + 1));
+    return code ? findErrorEntry(*code) : nullptr;
+}
 
 const ErrorPlace* readPlace(std::string_view topic) {
     const std::size_t colon = topic.rfind(':');
@@ -38,12 +48,15 @@ bool looksLikeCode(std::string_view topic) { return topic.find_first_not_of("+-0
 
 Topic readTopic(const std::string& topic) {
     if (const ErrorPlace* place = readPlace(topic)) {
-        return {findErrorEntry(place->code), place};
+        return {findErrorEntry(place->code), place, nullptr};
     }
     if (const ErrorEntry* entry = findErrorEntry(std::string_view(topic))) {
-        return {entry, nullptr};
+        return {entry, nullptr, nullptr};
     }
-    return {looksLikeCode(topic) ? findErrorEntry(readErrorCode(topic)) : nullptr, nullptr};
+    if (const LogLineEntry* line = findLogLine(topic)) {
+        return {entryInLine(topic), nullptr, line};
+    }
+    return {looksLikeCode(topic) ? findErrorEntry(readErrorCode(topic)) : nullptr, nullptr, nullptr};
 }
 
 std::string nearestTopic(const std::string& topic) {
@@ -106,8 +119,7 @@ void checkExplanationTopic(const std::string& topic) {
     if (topic == "all") {
         return;
     }
-    const Topic found = readTopic(topic);
-    if (found.entry == nullptr && found.place == nullptr) {
+    if (!readTopic(topic).isKnown()) {
         throw UsageError(fmt::format("there is no error \"{}\"{}", topic, nearestTopic(topic)));
     }
 }
@@ -118,11 +130,23 @@ void explainTopic(const std::string& topic, Result& result) {
         return;
     }
     const Topic found = readTopic(topic);
+    if (const LogLineEntry* line = found.line) {
+        result.add("logLine",
+                   ordered_json{{"format", line->format},
+                                {"priority", line->priority},
+                                {"cause", line->cause},
+                                {"remedy", line->remedy}},
+                   "line",
+                   fmt::format("{}\nat priority {}: {}\n{}", line->format, line->priority, line->cause, line->remedy));
+    }
     if (found.place != nullptr) {
         result.add("place", placeAsJson(*found.place), "place", placeAsText(*found.place));
     }
     if (found.entry != nullptr) {
         addEntry(*found.entry, result);
+        return;
+    }
+    if (found.line != nullptr) {
         return;
     }
     result.add("code", nullptr, "code",

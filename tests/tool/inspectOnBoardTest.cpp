@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 #include <regex>
 
+#include "host/cli/lineWords.h"
 #include "tests/support/test.h"
 #include "tests/tool/programRun.h"
 
@@ -261,19 +262,13 @@ TEST_F(InspectOnBoard, RecordKeepsASampleASecond) {
     EXPECT_EQ(samples, 4);
 }
 
-/// Splits a command line of the manual; none needs quotes.
-std::vector<std::string> wordsOf(const std::string& line) {
-    std::istringstream stream(line);
-    return {std::istream_iterator<std::string>(stream), {}};
-}
-
 TEST_F(InspectOnBoard, TheManualsCommandsDoWhatTheySay) {
     static const std::regex kCommand("`halvexctl ([a-z][^`]*)`");
     const std::string manual = fileContents(MANUAL);
     const std::string table = manual.substr(0, manual.find("## Exit status"));
     int commands = 0;
     for (std::sregex_iterator match(table.begin(), table.end(), kCommand), end; match != end; ++match) {
-        std::vector<std::string> words = wordsOf((*match)[1]);
+        std::vector<std::string> words = cutWords((*match)[1].str());
         if (words.back() == "VERB") {
             words.back() = "step";
         }

@@ -84,7 +84,8 @@ TEST_F(JsonSchema, HoldsForEveryVerb) {
                  metadata, "clear",   "remark", "here",   "help", "get"});
     expectValid({"init", "monitor", "--once", "record", directory_ / "record", "1s", "report", directory_ / "page",
                  "run", "finalize", "expect-error", "-52010", "get"});
-    expectValid({"explain", "all", "explain", "-52004", "explain", "fileWrapper:20", "explain", "fpgaEpochDevice:97"});
+    expectValid({"explain", "all", "explain", "-52004", "explain", "fileWrapper:20", "explain", "fpgaEpochDevice:97",
+                 "explain", "enp1s0 is enabled."});
     expectValid({"map", "doctor"});
     for (const Verb& verb : verbs()) {
         EXPECT_TRUE(seen_.contains(std::string(verb.name))) << verb.name << " was not tried";

@@ -149,4 +149,30 @@ TEST(Explain, RefusesWhatItDoesNotKnowWithASuggestion) {
     }
 }
 
+TEST(Explain, KnowsEveryLineOfSyslogThatTheGuideLists) {
+    const std::string guide = fileContents(HALVEX_SOURCE_DIR "/docs/integration.md");
+    const std::string rows = guide.substr(guide.find("## Lines in syslog"));
+    static const std::regex kRow(R"(\| (error|warning|info) \| `([^`]+)` \|)");
+    std::size_t lines = 0;
+    for (std::sregex_iterator match(rows.begin(), rows.end(), kRow), end; match != end; ++match, ++lines) {
+        const std::string format = (*match)[2];
+        const std::string written =
+            "Nov 22 10:00:00 host[7]: " + std::regex_replace(format, std::regex("%[sdi]"), "x y");
+        for (const std::string& line : {format, written}) {
+            const auto shown = explained(line).fields.at(0);
+            EXPECT_EQ(shown.value["format"], format);
+            EXPECT_EQ(shown.value["priority"], (*match)[1].str()) << line;
+        }
+    }
+    EXPECT_EQ(lines, logLineEntries().size());
+    EXPECT_THROW(explained("Interface will be"), UsageError);
+}
+
+TEST(Explain, ExplainsTheCodeInALineOfSyslogToo) {
+    const Result result = explained(R"(Encountered error in zuqxmtk_getTime: FAIL(-52024,{"line":1}))");
+    EXPECT_EQ(result.fields.at(0).key, "logLine");
+    EXPECT_EQ(result.fields.at(1).value, -52024);
+    EXPECT_EQ(explained("enp1s0 is enabled.").fields.size(), 1U);
+}
+
 }  // namespace halvexctl::explanationTest
