@@ -19,6 +19,11 @@ Journal journalOf(SimulatedController& controller, Life&& life) {
     return controller.journal();
 }
 
+void liveShortly(Library& library) {
+    library.initialize();
+    library.finalize();
+}
+
 long countOf(const Journal& journal, const std::string& beginning) {
     return std::count_if(journal.begin(), journal.end(),
                          [&](const std::string& line) { return line.starts_with(beginning); });
@@ -26,10 +31,7 @@ long countOf(const Journal& journal, const std::string& beginning) {
 
 TEST(KeptOnPurpose, ARefusedI210LeavesItsDescriptorOpen) {
     SimulatedController controller({.pinsOfFirst = 3});
-    const Journal journal = journalOf(controller, [](Library& library) {
-        library.initialize();
-        library.finalize();
-    });
+    const Journal journal = journalOf(controller, liveShortly);
     EXPECT_EQ(countOf(journal, "syslog 4 *** warning: Interface enp2s0 is not usable and will not be synchronized."),
               1);
     EXPECT_EQ(journal.back(), "left: 11=/dev/ptp1 zombie 4000");
@@ -52,10 +54,7 @@ TEST(KeptOnPurpose, ADescriptorIsClosedTwiceAfterAFailedRequest) {
 
 TEST(KeptOnPurpose, AKilledPhc2sysStaysAZombie) {
     SimulatedController controller;
-    const Journal journal = journalOf(controller, [](Library& library) {
-        library.initialize();
-        library.finalize();
-    });
+    const Journal journal = journalOf(controller, liveShortly);
     EXPECT_EQ(countOf(journal, "kill 4000 9 = 0"), 1);
     EXPECT_EQ(journal.back(), "left: zombie 4000");
 }
@@ -78,10 +77,7 @@ TEST(KeptOnPurpose, AnInterruptedCallIsAnErrorAndNotTriedAgain) {
 
 TEST(KeptOnPurpose, Phc2sysInheritsTheDescriptorsOfThePtpClocksAndNoneOfTheDrivers) {
     SimulatedController controller;
-    const Journal journal = journalOf(controller, [](Library& library) {
-        library.initialize();
-        library.finalize();
-    });
+    const Journal journal = journalOf(controller, liveShortly);
     EXPECT_EQ(countOf(journal, "open /dev/ptp0 2 = 10"), 1);  // O_RDWR only
     EXPECT_EQ(countOf(journal, "open /dev/ptp1 2 = 11"), 1);
     EXPECT_EQ(countOf(journal, "open /dev/zu/fpga0 524290 = 12"), 1);  // with O_CLOEXEC

@@ -88,17 +88,10 @@ bool writeFile(const std::string& path, const std::string& text) {
     return written == static_cast<ssize_t>(text.size());
 }
 
-std::string readFile(const std::string& path) {
-    std::ifstream file(path);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
 bool control(const std::string& command) { return writeFile(kDirectory + "control", command); }
 
 Truth readTruth() {
-    std::istringstream lines(readFile(kDirectory + "truth"));
+    std::istringstream lines(testsupport::fileContents(kDirectory + "truth"));
     Truth truth;
     std::string name;
     lines >> name >> truth.rawNs;
@@ -152,7 +145,7 @@ void waitS(double seconds) {
 std::vector<int> livingPhc2sys() {
     std::vector<int> found;
     testsupport::forEachNumber("/proc", [&found](int process, int) {
-        const std::string status = readFile("/proc/" + std::to_string(process) + "/status");
+        const std::string status = testsupport::fileContents("/proc/" + std::to_string(process) + "/status");
         if (status.starts_with("Name:\tphc2sys\n") && !isDead(status)) found.push_back(process);
     });
     return found;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "tests/stories/backend.h"
+#include "tests/support/files.h"
 
 namespace systemtest {
 
@@ -26,7 +27,6 @@ std::vector<Happening> takeJournal();
 
 /// Writes a file of the kernel or the machine in one write; returns whether all of it was accepted.
 bool writeFile(const std::string& path, const std::string& text);
-std::string readFile(const std::string& path);
 
 void setInterfaceUp(const std::string& name, bool isUp);
 void waitS(double seconds);

@@ -22,7 +22,7 @@ TEST_F(Phc2sys, IsStartedWithTheseArguments) {
     waitS(0.1);
     const auto children = systemtest::livingPhc2sys();
     ASSERT_EQ(children.size(), 1U);
-    std::string arguments = systemtest::readFile("/proc/" + std::to_string(children[0]) + "/cmdline");
+    std::string arguments = testsupport::fileContents("/proc/" + std::to_string(children[0]) + "/cmdline");
     for (char& character : arguments)
         if (character == '\0') character = ' ';
     EXPECT_EQ(arguments, "phc2sys -O 0 -l 4 -c CLOCK_REALTIME -F 0.000001 -s enp1s0 ");

@@ -65,7 +65,7 @@ public:
     std::vector<std::string> phc2sysSources() override {
         std::vector<std::string> sources;
         for (const int child : systemtest::livingPhc2sys()) {
-            const std::string words = systemtest::readFile("/proc/" + std::to_string(child) + "/cmdline");
+            const std::string words = testsupport::fileContents("/proc/" + std::to_string(child) + "/cmdline");
             const std::string option("-s\0", 3);
             const std::size_t at = words.find(option);
             sources.emplace_back(at == std::string::npos ? "" : words.c_str() + at + option.size());

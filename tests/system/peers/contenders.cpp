@@ -32,9 +32,9 @@ Usage usageOf(pid_t process) {
     while (const dirent* entry = readdir(directory)) {
         if (entry->d_name[0] == '.') continue;
         double ns = 0;
-        std::istringstream(systemtest::readFile(tasks + entry->d_name + "/schedstat")) >> ns;
+        std::istringstream(testsupport::fileContents(tasks + entry->d_name + "/schedstat")) >> ns;
         sum.cpuMs += ns / 1e6;
-        std::istringstream words(systemtest::readFile(tasks + entry->d_name + "/status"));
+        std::istringstream words(testsupport::fileContents(tasks + entry->d_name + "/status"));
         for (std::string word; words >> word;) {
             if (word != "voluntary_ctxt_switches:") continue;
             long count = 0;

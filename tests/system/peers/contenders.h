@@ -56,4 +56,8 @@ private:
     bool isFollowed_ = false;
 };
 
+/// The cost of one clock reading, by phc_ctl of linuxptp and by the library, as a JSON object. The board must be on,
+/// with nothing else disciplining its clocks.
+std::string measureReadings();
+
 }  // namespace peers

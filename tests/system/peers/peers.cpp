@@ -5,7 +5,6 @@
 
 #include "tests/system/machine.h"
 #include "tests/system/peers/contenders.h"
-#include "tests/system/peers/readings.h"
 
 namespace {
 

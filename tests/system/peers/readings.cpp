@@ -1,6 +1,6 @@
 // The cost of one clock reading: phc_ctl of linuxptp, and the library.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include "tests/system/peers/readings.h"
+#include "tests/system/peers/contenders.h"
 
 #include "include/zuqxmtk.h"
 #include "tests/support/statusHolder.h"
