@@ -134,19 +134,15 @@ TEST_F(FileWrapperTest, LetsARefusedSeekToMinus1Pass) {
     EXPECT_NE(raisedBy([&] { file.resetOffset(-2); }).code, 0);
 }
 
-TEST_F(FileWrapperTest, WritesWithOneSeekAndOneWrite) {
+TEST_F(FileWrapperTest, WritesWithOneSeekAndOneWriteWhateverTheThirdArgument) {
     FileWrapper file(path, O_RDWR);
     watchSeeksAndWrites();
-    EXPECT_EQ(file.write("abcde", 5, false, 5), 5);
-    EXPECT_EQ(journal, (std::vector<std::string>{"seek 0,0", "write abcde"}));
-    EXPECT_EQ(directory.readFile("value"), "abcde");
-}
-
-TEST_F(FileWrapperTest, IgnoresTheThirdArgumentOfAWrite) {
-    FileWrapper file(path, O_RDWR);
-    watchSeeksAndWrites();
-    EXPECT_EQ(file.write("abcde", 5, true, 5), 5);
-    EXPECT_EQ(journal, (std::vector<std::string>{"seek 0,0", "write abcde"}));
+    for (const bool third : {false, true}) {
+        journal.clear();
+        EXPECT_EQ(file.write("abcde", 5, third, 5), 5);
+        EXPECT_EQ(journal, (std::vector<std::string>{"seek 0,0", "write abcde"}));
+        EXPECT_EQ(directory.readFile("value"), "abcde");
+    }
 }
 
 TEST_F(FileWrapperTest, AllocatesNothingToReadSeekAndWrite) {

@@ -14,6 +14,12 @@ namespace halvexTimekeeper {
 
 constexpr int kFirstDescriptor = 1000;
 
+/// The error of a driver call: the checking site and the message.
+inline testsupport::RaisedError driverError(std::int32_t code, const char* file, std::int32_t line,
+                                            const std::string& message) {
+    return testsupport::makeError({code, "status.getCode()", file, line}, message);
+}
+
 /// Journals opens and closes. Every open returns the next descriptor.
 class DriverInterfaceTest : public testing::Test {
 protected:
@@ -38,17 +44,30 @@ protected:
         directory.writeFile("driver/deviceInterfaces/" + identifier_ + "\\" + instance + "/interfacePath",
                             interfacePath);
     }
-    /// Makes enumerations fail for the rest of the test.
-    static void breakEnumeration() {
-        testsupport::libcHooks().glob = [](const char*, int, int (*)(const char*, int), glob_t*) {
-            return GLOB_ABORTED;
-        };
-    }
     /// Expects that construction fails with this error and that the enumeration is freed once.
     void expectNotMade(const testsupport::RaisedError& reason) {
+        releases = 0;
         countEnumerations();
         EXPECT_EQ(raisedByMaking(), reason);
         EXPECT_EQ(releases, 1);
+    }
+    /// Expects that no device is made while the interface cannot be enumerated, read, opened or found, at these lines.
+    void expectNotMadeWithoutItsInterface(const char* file, const std::string& device,
+                                          std::array<std::int32_t, 4> lines, const std::string& notFound) {
+        const std::string message = "Unable to load " + device;
+        testsupport::libcHooks().glob = [](auto&&...) { return GLOB_ABORTED; };
+        expectNotMade(driverError(-52003, file, lines[0], message));
+        testsupport::libcHooks().glob = nullptr;
+        publish(std::string(256, 'p'));
+        expectNotMade(driverError(-52019, file, lines[1], message));
+        EXPECT_TRUE(openedPaths.empty());
+        publish("/dev/refused");
+        openError = EACCES;
+        expectNotMade(driverError(-52026, file, lines[2], message));
+        std::filesystem::remove_all(directory.getRealPath() + "/driver");
+        expectNotMade(testsupport::makeError({-52006, "zuplaterr_resourceNotFound", file, lines[3]}, notFound));
+        EXPECT_EQ(openedPaths, std::vector<std::string>{"/dev/refused"});
+        EXPECT_TRUE(closed.empty());
     }
     /// The error that constructing a device throws.
     virtual testsupport::RaisedError raisedByMaking() = 0;
@@ -101,11 +120,5 @@ protected:
 private:
     std::string identifier_;
 };
-
-/// The error of a driver call: the checking site and the message.
-inline testsupport::RaisedError driverError(std::int32_t code, const char* file, std::int32_t line,
-                                            const std::string& message) {
-    return testsupport::makeError({code, "status.getCode()", file, line}, message);
-}
 
 }  // namespace halvexTimekeeper

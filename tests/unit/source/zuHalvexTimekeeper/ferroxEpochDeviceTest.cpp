@@ -47,28 +47,9 @@ TEST_F(FerroxDevice, HasAFixedName) {
     EXPECT_EQ(&another.getName(), &device().getName());
 }
 
-TEST_F(FerroxDevice, IsNotMadeWithoutAnInterface) {
-    std::filesystem::remove_all(directory.getRealPath() + "/driver");
-    expectNotMade(makeError({-52006, "zuplaterr_resourceNotFound", kFile, 49},
-                            "No matching Ferrox time sync interface was found."));
-    EXPECT_TRUE(openedPaths.empty());
-}
-
-TEST_F(FerroxDevice, IsNotMadeWhenTheEnumerationFails) {
-    breakEnumeration();
-    expectNotMade(driverError(-52003, kFile, 44, "Unable to load FerroxEpochDevice"));
-}
-
-TEST_F(FerroxDevice, IsNotMadeWhenThePathOfTheInterfaceCannotBeRead) {
-    publish(std::string(256, 'p'));
-    expectNotMade(driverError(-52019, kFile, 56, "Unable to load FerroxEpochDevice"));
-    EXPECT_TRUE(openedPaths.empty());
-}
-
-TEST_F(FerroxDevice, IsNotMadeWhenTheInterfaceCannotBeOpened) {
-    openError = EBUSY;
-    expectNotMade(driverError(-52031, kFile, 59, "Unable to load FerroxEpochDevice"));
-    EXPECT_TRUE(closed.empty());
+TEST_F(FerroxDevice, IsNotMadeWithoutAnInterfaceThatCanBeEnumeratedReadAndOpened) {
+    expectNotMadeWithoutItsInterface(kFile, "FerroxEpochDevice", {44, 56, 59, 49},
+                                     "No matching Ferrox time sync interface was found.");
 }
 
 TEST_F(FerroxDevice, ReleasesTheEnumerationWhenItIsMade) {

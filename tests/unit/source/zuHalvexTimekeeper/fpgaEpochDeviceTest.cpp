@@ -104,26 +104,9 @@ TEST_F(FpgaDevice, LeavesAnFpgaWhoseTimeIsZeroAsItIs) {
     EXPECT_EQ(closed, std::vector{1000});
 }
 
-TEST_F(FpgaDevice, IsNotMadeWithoutAnInterface) {
-    std::filesystem::remove_all(directory.getRealPath() + "/driver");
-    expectNotMade(makeError({-52006, "zuplaterr_resourceNotFound", kFile, 71},
-                            "fpgaEpochDevice: no matching time sync FPGA interface was found."));
-    EXPECT_TRUE(openedPaths.empty());
-}
-
-TEST_F(FpgaDevice, IsNotMadeWhenTheEnumerationFails) {
-    breakEnumeration();
-    expectNotMade(driverError(-52003, kFile, 66, "Unable to load fpgaEpochDevice"));
-}
-
-TEST_F(FpgaDevice, IsNotMadeWhenThePathOfTheInterfaceCannotBeRead) {
-    publish(std::string(256, 'p'));
-    expectNotMade(driverError(-52019, kFile, 78, "Unable to load fpgaEpochDevice"));
-}
-
-TEST_F(FpgaDevice, IsNotMadeWhenTheInterfaceCannotBeOpened) {
-    openError = EACCES;
-    expectNotMade(driverError(-52026, kFile, 81, "Unable to load fpgaEpochDevice"));
+TEST_F(FpgaDevice, IsNotMadeWithoutAnInterfaceThatCanBeEnumeratedReadAndOpened) {
+    expectNotMadeWithoutItsInterface(kFile, "fpgaEpochDevice", {66, 78, 81, 71},
+                                     "fpgaEpochDevice: no matching time sync FPGA interface was found.");
 }
 
 TEST_F(FpgaDevice, IsNotMadeFromAPathThatEndsInANewline) {

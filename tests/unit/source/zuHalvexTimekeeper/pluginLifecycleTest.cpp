@@ -29,22 +29,14 @@ protected:
             errno = EIO;
             return areDriversBroken && (request & 0xFF) != kTimeOfTheFpga ? -1 : 0;
         };
-        libcHooks().posix_spawn = [this](pid_t* pid, auto&&...) {
+        libcHooks().posix_spawn = [](pid_t* pid, auto&&...) {
             *pid = 4000;
-            return isSpawnBroken ? ENOENT : 0;
+            return 0;
         };
         libcHooks().kill = [](pid_t, int) { return 0; };
         libcHooks().pthread_create = [this] {
             ++threadsStarted;
             return areThreadsBroken ? EAGAIN : 0;
-        };
-        libcHooks().pthread_mutex_init = [this](pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes) {
-            using Function = int(pthread_mutex_t*, const pthread_mutexattr_t*);
-            return isMutexBroken ? ENOMEM : real<Function>("pthread_mutex_init")(mutex, attributes);
-        };
-        libcHooks().pthread_cond_init = [this](pthread_cond_t* condition, const pthread_condattr_t* attributes) {
-            using Function = int(pthread_cond_t*, const pthread_condattr_t*);
-            return isConditionBroken ? ENOMEM : real<Function>("pthread_cond_init")(condition, attributes);
         };
     }
     ~Lifecycle() override {
@@ -66,11 +58,6 @@ protected:
         std::filesystem::remove_all(directory.getRealPath() + "/" + what);
     }
 
-    template <typename Function>
-    static Function* real(const char* name) {
-        return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-    }
-
 public:  // what a failing step breaks
     void hideFpga() { hide(drivers_, std::string(kFpga) + "\\0"); }
     void hideFerrox() { hide(drivers_, std::string(kFerrox) + "\\0"); }
@@ -78,8 +65,7 @@ public:  // what a failing step breaks
     void takeThePins() { kernel_.capabilities.n_pins = 3; }
     void takeTheInterface() { kernel_.interfaces.clear(); }
 
-    std::atomic<bool> isMutexBroken{false}, isConditionBroken{false}, isSpawnBroken{false}, areDriversBroken{false},
-        areThreadsBroken{false};
+    std::atomic<bool> areDriversBroken{false}, areThreadsBroken{false};
     std::atomic<int> threadsStarted{0};
 
 private:
@@ -91,6 +77,8 @@ private:
     FakeI210 kernel_;
 };
 
+constexpr auto refuse = [](auto&&...) { return ENOMEM; };
+
 struct FailingStep {
     const char* name;
     std::function<void(Lifecycle&)> breakIt;
@@ -101,13 +89,13 @@ struct FailingStep {
 void PrintTo(const FailingStep& step, std::ostream* out) { *out << step.name; }
 
 const FailingStep kFailingSteps[] = {
-    {"Mutex", [](Lifecycle& test) { test.isMutexBroken = true; }, -52003},
-    {"Condition", [](Lifecycle& test) { test.isConditionBroken = true; }, -52008},
+    {"Mutex", [](Lifecycle&) { libcHooks().pthread_mutex_init = refuse; }, -52003},
+    {"Condition", [](Lifecycle&) { libcHooks().pthread_cond_init = refuse; }, -52008},
     {"Discovery", [](Lifecycle& test) { test.takeTheInterface(); }, -52024},
     {"NoUsableInterface", [](Lifecycle& test) { test.takeThePins(); }, -52010},
     {"Fpga", [](Lifecycle& test) { test.hideFpga(); }, -52006},
     {"Ferrox", [](Lifecycle& test) { test.hideFerrox(); }, -52006},
-    {"Phc2sys", [](Lifecycle& test) { test.isSpawnBroken = true; }, -52008},
+    {"Phc2sys", [](Lifecycle&) { libcHooks().posix_spawn = refuse; }, -52008},
     {"Oscillator", [](Lifecycle& test) { test.hideOscillator(); }, -52006},
     {"Timekeeper", [](Lifecycle& test) { test.areDriversBroken = true; }, -52024},
     {"Thread", [](Lifecycle& test) { test.areThreadsBroken = true; }, -52003, true},

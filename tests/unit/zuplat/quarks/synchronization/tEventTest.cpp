@@ -66,7 +66,7 @@ TEST_F(TEvent, ReportsAStepOfItsMakingThatFailsAndCanStillBeSetWaitedForAndDestr
         fail(libcHooks());
         PlatStatus making;
         tEvent event(&making);
-        EXPECT_EQ(textOf(making), report) << name;
+        ASSERT_EQ(textOf(making), report) << name;
         event.set();
         PlatStatus waiting;
         event.waitUntil(kNever, &waiting);
