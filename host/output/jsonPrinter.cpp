@@ -66,8 +66,6 @@ void JsonPrinter::result(const Result& result) {
     results_.push_back(std::move(object));
 }
 
-void JsonPrinter::complaint(const std::string& sentence) { put(errors_, "halvexctl: " + sentence + "\n"); }
-
 void JsonPrinter::finish() { put(output_, jsonText(results_, hasLines_ ? -1 : 2) + "\n"); }
 
 }  // namespace halvexctl

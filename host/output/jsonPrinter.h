@@ -13,7 +13,7 @@ std::string jsonText(const nlohmann::ordered_json& value, int indent = -1);
 
 /// {"verb", "argument"?, "outcome": "ok|warning|failed|skipped", "values": {...}?, "message"?, "error"?: {"function",
 /// "code", "information"}}. The document goes to `output` at the end; if samples were printed, one per line, it is a
-/// single line. Calls and complaints go to `errors` as they happen. Borrows both streams.
+/// single line. Calls go to `errors` as they happen. Borrows both streams.
 class JsonPrinter : public Printer {
 public:
     JsonPrinter(std::FILE* output, std::FILE* errors) : output_(output), errors_(errors) {}
@@ -23,7 +23,6 @@ public:
     void call(const std::string& line) override;
     void sample(const std::string& text, const nlohmann::ordered_json& line, bool isOnly) override;
     void result(const Result& result) override;
-    void complaint(const std::string& sentence) override;
     void finish() override;
 
 private:

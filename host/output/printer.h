@@ -23,9 +23,8 @@ public:
     virtual void text(const std::string&) {}              ///< Lines for people only.
     /// A sample of the clocks, for people and for programs; `isOnly`: no other follows.
     virtual void sample(const std::string& text, const nlohmann::ordered_json& line, bool isOnly) = 0;
-    virtual void result(const Result& result) = 0;            ///< A verb has finished.
-    virtual void complaint(const std::string& sentence) = 0;  ///< About no verb in particular.
-    virtual void finish() = 0;                                ///< Nothing follows.
+    virtual void result(const Result& result) = 0;  ///< A verb has finished.
+    virtual void finish() = 0;                      ///< Nothing follows.
 };
 
 }  // namespace halvexctl

@@ -101,6 +101,4 @@ void TextPrinter::result(const Result& result) {
     }
 }
 
-void TextPrinter::complaint(const std::string& sentence) { line(errors_, "halvexctl: " + sentence); }
-
 }  // namespace halvexctl

@@ -22,7 +22,6 @@ public:
     void text(const std::string& lines) override;
     void sample(const std::string& text, const nlohmann::ordered_json& line, bool isOnly) override;
     void result(const Result& result) override;
-    void complaint(const std::string& sentence) override;
     void finish() override {}
 
 private:

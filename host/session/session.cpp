@@ -141,8 +141,9 @@ void Session::finish() {
     try {
         stopRecording();
     } catch (const std::exception& exception) {
-        printer_.complaint(exception.what());
-        minded(ExitCode::failure);
+        Result lost{"record", recordPath_, Outcome::ok, {}, "", {}};
+        fail(lost, exception.what());
+        show(lost);
     }
 }
 

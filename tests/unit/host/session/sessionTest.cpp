@@ -2,9 +2,12 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/session/session.h"
 
+#include <sys/syscall.h>
+
 #include "host/cli/verbTable.h"
 #include "host/clocks/rawClock.h"
 #include "host/session/stopRequest.h"
+#include "tests/support/files.h"
 #include "tests/support/libcHooks.h"
 #include "tests/support/test.h"
 #include "tests/unit/host/fakePlugin.h"
@@ -26,11 +29,10 @@ public:
     void call(const std::string& line) override { calls.push_back(line); }
     void sample(const std::string&, const nlohmann::ordered_json& line, bool) override { samples.push_back(line); }
     void result(const Result& result) override { results.push_back(result); }
-    void complaint(const std::string& sentence) override { complaints.push_back(sentence); }
     void finish() override {}
 
     bool isTerminal = false;
-    std::vector<std::string> notes, calls, complaints, progresses;
+    std::vector<std::string> notes, calls, progresses;
     std::vector<Result> results;
     std::vector<nlohmann::ordered_json> samples;
 };
@@ -168,10 +170,17 @@ TEST_F(SessionTest, TellsOnATerminalWhatIsWaitedFor) {
                 ElementsAre("  initialising: clocks are found, seeded and aligned", "", "  finalising", ""));
 }
 
+/// A made-up /proc with one process.
+struct OtherPhc2sys {
+    OtherPhc2sys() {
+        proc.writeFile("812/comm", "phc2sys\n");
+        proc.writeFile("812/stat", "812 (phc2sys) S 1");
+    }
+    testsupport::RedirectedDirectory proc{"/proc"};
+};
+
 TEST_F(SessionTest, RefusesALineThatWouldInitialiseWhileAnotherOwnsTheClocksAndNamesTheOwner) {
-    const testsupport::RedirectedDirectory proc("/proc");
-    proc.writeFile("812/comm", "phc2sys\n");
-    proc.writeFile("812/stat", "812 (phc2sys) S 1");
+    const OtherPhc2sys other;
     EXPECT_EQ(carryOut({"version", "get", "limits"}), ExitCode::refused);
     EXPECT_EQ(result(0).outcome, Outcome::skipped);
     EXPECT_EQ(result(1).outcome, Outcome::failed);
@@ -187,15 +196,28 @@ TEST_F(SessionTest, RefusesALineThatWouldInitialiseWhileAnotherOwnsTheClocksAndN
 }
 
 TEST_F(SessionTest, ReadsAClockAndGoesOnWhenConfirmedWhileAnotherOwnsTheClocks) {
-    const testsupport::RedirectedDirectory proc("/proc");
-    proc.writeFile("812/comm", "phc2sys\n");
-    proc.writeFile("812/stat", "812 (phc2sys) S 1");
+    const OtherPhc2sys other;
     const auto beforeNs = static_cast<std::uint64_t>(systemTimeNs());
     EXPECT_EQ(carryOut({"get", "CLOCK_REALTIME", "version"}), ExitCode::ok);
     EXPECT_GE(value(0, "timeNs").get<std::uint64_t>(), beforeNs);
     EXPECT_THAT(plugin_->journal, ElementsAre("getAPIVersion"));
     yes_ = true;
     EXPECT_EQ(carryOut({"get"}), ExitCode::ok);
+}
+
+TEST_F(SessionTest, CallsARecordThatCannotBeEndedAFailedResult) {
+    const testsupport::ScratchDirectory directory;
+    const testsupport::LibcHooksGuard guard;
+    testsupport::libcHooks().write = [](int fd, const void* buffer, size_t length) -> ssize_t {
+        if (std::string_view(static_cast<const char*>(buffer), length).starts_with(R"({"kind":"end")")) {
+            errno = ENOSPC;
+            return -1;
+        }
+        return ::syscall(SYS_write, fd, buffer, length);
+    };
+    EXPECT_EQ(carryOut({"record", directory / "record"}), ExitCode::failure);
+    EXPECT_EQ(printer_.results.back().verb, "record");
+    EXPECT_EQ(printer_.results.back().message, "cannot write " + (directory / "record") + ": No space left on device");
 }
 
 TEST_F(SessionTest, RefusesASecondInitialisation) {
