@@ -52,22 +52,19 @@ void spendForReading() noexcept {
     spend(costNs);
 }
 
-int readSystem(timespec* out) noexcept {
-    DeviceCall call(BOARD_CALL_CLOCK_GETTIME, BOARD_TARGET_SYSTEM, BOARD_FILE_ANY);
-    if (!call.isFaulted()) {
-        const std::uint64_t ns = board_system_get_time(model(), call.rawNs());
-        *out = toTimespec(ns);
-        call.with(static_cast<std::int64_t>(ns));
-        call.succeed(0);
-    }
-    return static_cast<int>(call.finish());
-}
+// Of a clock's descriptor; null: the system clock.
+int targetOf(const OpenFile* file) noexcept { return file != nullptr ? file->node->target : BOARD_TARGET_SYSTEM; }
+board_file kindOf(const OpenFile* file) noexcept { return file != nullptr ? BOARD_FILE_PTP : BOARD_FILE_ANY; }
 
-int readHardware(OpenFile& file, timespec* out) noexcept {
-    DeviceCall call(BOARD_CALL_CLOCK_GETTIME, file.node->target, BOARD_FILE_PTP);
+int readClock(const OpenFile* file, timespec* out) noexcept {
+    DeviceCall call(BOARD_CALL_CLOCK_GETTIME, targetOf(file), kindOf(file));
     if (!call.isFaulted()) {
         std::uint64_t ns = 0;
-        const int result = board_phc_get_time(model(), call.latchNs(), file.interface(), &ns);
+        int result = 0;
+        if (file == nullptr)
+            ns = board_system_get_time(model(), call.rawNs());
+        else
+            result = board_phc_get_time(model(), call.latchNs(), file->interface(), &ns);
         if (result == 0) {
             *out = toTimespec(ns);
             call.with(static_cast<std::int64_t>(ns));
@@ -100,13 +97,11 @@ int setHardware(OpenFile& file, const timespec& time) noexcept {
     return static_cast<int>(call.finish());
 }
 
-/// `file` null: the system clock.
 int adjust(OpenFile* file, timex* argument) noexcept {
     static_assert(sizeof(timex) == sizeof(board_wire_timex), "the record that programs hand over");
     board_wire_timex wire;
     std::memcpy(&wire, argument, sizeof wire);
-    const int target = file != nullptr ? file->node->target : BOARD_TARGET_SYSTEM;
-    DeviceCall call(BOARD_CALL_CLOCK_ADJTIME, target, file != nullptr ? BOARD_FILE_PTP : BOARD_FILE_ANY, wire.modes);
+    DeviceCall call(BOARD_CALL_CLOCK_ADJTIME, targetOf(file), kindOf(file), wire.modes);
     if ((wire.modes & BOARD_WIRE_ADJ_SETOFFSET) != 0)
         call.with(wire.time_sec).with(wire.time_usec);
     else
@@ -131,13 +126,13 @@ HALVEXBOARD_SHIM int clock_gettime(clockid_t clock, timespec* out) noexcept {
     OpenFile* file = nullptr;
     switch (isActive() ? kindOf(clock, file) : ClockKind::foreign) {
         case ClockKind::system:
-            return readSystem(out);
+            return readClock(nullptr, out);
         case ClockKind::monotonic:
             *out = toTimespec(monotonicNow());
             spendForReading();
             return 0;
         case ClockKind::hardware:
-            return readHardware(*file, out);
+            return readClock(file, out);
         case ClockKind::invalid:
             return refuse(EINVAL);
         default:

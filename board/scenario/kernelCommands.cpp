@@ -21,26 +21,23 @@ struct Key {
     std::int64_t (*value)(const Structure&);
 };
 
-#define HALVEX_KEY(name, member) {name, [](const Structure& from) { return static_cast<std::int64_t>(from.member); }},
-
 template <typename Structure>
 std::vector<Key<Structure>> keys();
 
+#define HALVEX_KEY(name, member) {name, [](const auto& from) { return static_cast<std::int64_t>(from.member); }},
+
 template <>
 std::vector<Key<board_config>> keys() {
-    using Structure = board_config;
     return {BOARD_KEYS(HALVEX_KEY)};
 }
 
 template <>
 std::vector<Key<board_interface_config>> keys() {
-    using Structure = board_interface_config;
     return {BOARD_INTERFACE_KEYS(HALVEX_KEY)};
 }
 
 template <>
 std::vector<Key<board_fault_config>> keys() {
-    using Structure = board_fault_config;
     return {BOARD_FAULT_KEYS(HALVEX_KEY)};
 }
 

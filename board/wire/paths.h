@@ -3,8 +3,6 @@
 #pragma once
 
 #define BOARD_WIRE_NETWORK_DIRECTORY "/sys/class/net"
-#define BOARD_WIRE_VENDOR_FILE "device/vendor"
-#define BOARD_WIRE_DEVICE_FILE "device/device"
 #define BOARD_WIRE_I210_VENDOR "0x8086"
 #define BOARD_WIRE_I210_DEVICE "0x1533"
 /* Empty on the board: none of its clocks has virtual clocks. */

@@ -83,8 +83,3 @@ function timeAt(stackX) {
   const { left, width } = plotArea();
   return view.begin + (Math.min(Math.max(stackX - left, 0), width) / width) * view.length();
 }
-
-function positionOf(ns) {
-  const { left, width } = plotArea();
-  return left + ((ns - view.begin) / view.length()) * width;
-}
