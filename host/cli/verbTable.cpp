@@ -92,6 +92,13 @@ constexpr auto kVerbs = std::to_array<Verb>({
      "Named checks, each OK, WARN, FAIL or UNKNOWN with a remedy. Changes nothing and needs no library. The exit "
      "status is 3 when a check fails and 1 when one warns or could not be made.",
      false, "checks", kNoOptions, nullptr, &actions::doctor},
+    {"health", "", "Show the health of the clocks in one word",
+     "One sample of every clock: unseeded, no phc2sys runs, so nothing keeps the clocks; aligning, clocks are away, "
+     "but "
+     "phc2sys was started within a minute; aligned; degraded, with each clock and its alarm; lost, no clock but the "
+     "system's can be measured. Changes nothing and needs no library. The exit status is 0 when aligned, 3 when lost, "
+     "else 1.",
+     false, "health", kNoOptions, nullptr, &actions::health},
     {"monitor", "[OPTIONS]", "Watch every clock",
      "A row for each PTP clock and CLOCK_REALTIME, measured by cross time stamps with a bound; nothing is "
      "changed, and no time stamp is taken from its owner. Nothing is initialised either: init monitor also "

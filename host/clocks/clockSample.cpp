@@ -98,6 +98,50 @@ std::string childText(const Sample& sample) {
     return !sample.childIsAlive ? "unknown" : *sample.childIsAlive ? "alive" : "not running";
 }
 
+void findJumps(const Sample& before, Sample& sample) {
+    const std::int64_t elapsedNs = sample.rawNs - before.rawNs;
+    for (ClockSample& clock : sample.clocks) {
+        const ClockSample* earlier = findClock(before, clock.name);
+        if (!clock.cross || earlier == nullptr || !earlier->cross) {
+            continue;
+        }
+        const std::int64_t movedNs = againstRawNs(sample, *clock.cross) - againstRawNs(before, *earlier->cross);
+        const std::int64_t explainedNs = elapsedNs / 1'000'000 * kLargestRatePpm + clock.cross->boundNs +
+                                         earlier->cross->boundNs + sample.systemBoundNs + before.systemBoundNs;
+        if (std::llabs(movedNs) > explainedNs) {
+            clock.jumpNs = movedNs;
+        }
+    }
+}
+
+/// Clocks may be away for a while after phc2sys was started, after all were stepped, and after none was found.
+std::optional<std::int64_t> settlingSince(const Sample* before, const Sample& sample) {
+    const bool isKept = sample.childIsAlive.value_or(true);
+    if (before == nullptr || (isKept && !before->childIsAlive.value_or(true))) {
+        return isKept ? std::optional(sample.rawNs - sample.childAgeNs) : std::nullopt;
+    }
+    const bool haveAllJumped = std::ranges::all_of(sample.clocks, [](const ClockSample& clock) {
+        return clock.name == kSystemClockName || !clock.cross || clock.jumpNs;
+    });
+    return haveAllJumped || before->health == HealthState::lost ? sample.rawNs : before->settlingSinceRawNs;
+}
+
+HealthState healthOf(const Sample& sample) {
+    if (sample.reference.empty() || sample.reference == kSystemClockName) {
+        return HealthState::lost;
+    }
+    if (sample.childIsAlive == false && !sample.childIsDead) {
+        return HealthState::unseeded;
+    }
+    const std::vector<Alarm> alarms = sample.alarms();
+    const bool areOnlyAway =
+        std::ranges::all_of(alarms, [](const Alarm& alarm) { return alarm.name == "away" || alarm.name == "jumped"; });
+    const bool isSettling = sample.settlingSinceRawNs && sample.rawNs - *sample.settlingSinceRawNs < kSettlingNs;
+    return alarms.empty()              ? HealthState::aligned
+           : areOnlyAway && isSettling ? HealthState::aligning
+                                       : HealthState::degraded;
+}
+
 }  // namespace
 
 std::vector<Alarm> Sample::alarms() const {
@@ -137,20 +181,25 @@ void compare(Sample& sample) {
     }
 }
 
-void findJumps(const Sample& before, Sample& sample) {
-    const std::int64_t elapsedNs = sample.rawNs - before.rawNs;
-    for (ClockSample& clock : sample.clocks) {
-        const ClockSample* earlier = findClock(before, clock.name);
-        if (!clock.cross || earlier == nullptr || !earlier->cross) {
-            continue;
-        }
-        const std::int64_t movedNs = againstRawNs(sample, *clock.cross) - againstRawNs(before, *earlier->cross);
-        const std::int64_t explainedNs = elapsedNs / 1'000'000 * kLargestRatePpm + clock.cross->boundNs +
-                                         earlier->cross->boundNs + sample.systemBoundNs + before.systemBoundNs;
-        if (std::llabs(movedNs) > explainedNs) {
-            clock.jumpNs = movedNs;
-        }
+void judge(const Sample* before, Sample& sample) {
+    if (before != nullptr) {
+        findJumps(*before, sample);
     }
+    sample.settlingSinceRawNs = settlingSince(before, sample);
+    sample.health = healthOf(sample);
+}
+
+std::string healthAsText(const Sample& sample) {
+    std::vector<std::string> causes;
+    for (const Alarm& alarm : sample.alarms()) {
+        causes.push_back(!alarm.clock.empty()   ? fmt::format("{} {}", alarm.clock, alarm.name)
+                         : alarm.name == "dead" ? "phc2sys dead"
+                                                : "no PTP clock");
+    }
+    if (sample.health == HealthState::unseeded) {
+        causes.insert(causes.begin(), "no phc2sys runs");
+    }
+    return fmt::format("{}{}{}", nameOf(sample.health), causes.empty() ? "" : ": ", fmt::join(causes, ", "));
 }
 
 ordered_json sampleAsJson(const Sample& sample) {
@@ -171,6 +220,7 @@ ordered_json sampleAsJson(const Sample& sample) {
     return {{"timeIso", isoTimeText(sample.systemNs)},
             {"systemNs", sample.systemNs},
             {"rawNs", sample.rawNs},
+            {"health", nameOf(sample.health)},
             {"reference", sample.reference},
             {"clocks", clocks},
             {"steeringPpb", orNull(sample.steeringPpb)},
@@ -187,11 +237,11 @@ ordered_json sampleAsJson(const Sample& sample) {
 std::string sampleAsText(const Sample& sample, const Screen& screen) {
     static constexpr auto kColumns =
         std::to_array<Column>({{"clock"}, {"difference", Align::right}, {"bound"}, {"state"}});
-    const std::string overview =
-        fmt::format("{}  steering {}  phc2sys {}  kernel {}, maxerror {}", isoTimeText(sample.systemNs),
-                    sample.steeringPpb ? fmt::format("{:+.0f} ppb", *sample.steeringPpb) : "unknown", childText(sample),
-                    sample.kernelClock.isSynchronised ? "synchronised" : "unsynchronised",
-                    durationText(sample.kernelClock.maxErrorNs));
+    const std::string overview = fmt::format(
+        "{}  {}  steering {}  phc2sys {}  kernel {}, maxerror {}", isoTimeText(sample.systemNs), nameOf(sample.health),
+        sample.steeringPpb ? fmt::format("{:+.0f} ppb", *sample.steeringPpb) : "unknown", childText(sample),
+        sample.kernelClock.isSynchronised ? "synchronised" : "unsynchronised",
+        durationText(sample.kernelClock.maxErrorNs));
     return fmt::format("{}\n{}", fmt::join(wordWrapped(overview, screen.width), "\n"),
                        tableText(kColumns, rowsOf(sample), screen));
 }

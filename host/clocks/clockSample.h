@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -15,6 +16,7 @@
 
 namespace halvexctl {
 
+inline constexpr const char* kSystemClockName = "CLOCK_REALTIME";
 inline constexpr std::int64_t kAlarmNs = 100;          ///< A clock further from its reference is away.
 inline constexpr std::int64_t kSystemAlarmNs = 3'000;  ///< The same for the system clock, which follows the others.
 
@@ -29,6 +31,15 @@ struct Alarm {
         return std::tie(one.name, one.clock) < std::tie(other.name, other.clock);
     }
 };
+
+/// Unseeded: nothing keeps the clocks, for no phc2sys runs. Aligning: one was started, or all clocks were stepped,
+/// within kSettlingNs, and clocks are still away. Degraded: another alarm. Lost: no clock but the system's can be
+/// measured.
+enum class HealthState { unseeded, aligning, aligned, degraded, lost };
+inline constexpr std::array<std::string_view, 5> kHealthNames{"unseeded", "aligning", "aligned", "degraded", "lost"};
+inline constexpr std::int64_t kSettlingNs = 60'000'000'000;
+
+constexpr std::string_view nameOf(HealthState state) { return kHealthNames[static_cast<std::size_t>(state)]; }
 
 /// One clock. Measured against the system clock; the rest is computed from that.
 struct ClockSample {
@@ -53,10 +64,13 @@ struct Sample {
     std::optional<double> steeringPpb;
     std::optional<bool> childIsAlive;  ///< phc2sys; empty: unknown.
     bool childIsDead = false;          ///< Alive in an earlier sample, or a zombie.
+    std::int64_t childAgeNs = 0;       ///< Of the youngest phc2sys; 0: unknown.
     bool hasNoPtpClock = false;        ///< The library would not find any.
     KernelClockFacts kernelClock;
     std::uint64_t errorCount = 0;  ///< Errors of the library since the start.
     std::string lastError;
+    HealthState health = HealthState::unseeded;
+    std::optional<std::int64_t> settlingSinceRawNs;  ///< When clocks last had a reason to be away.
 
     std::vector<Alarm> alarms() const;
     bool hasAlarm() const { return !alarms().empty(); }
@@ -65,10 +79,11 @@ struct Sample {
 /// Computes the differences to the first measured clock; the master comes first.
 void compare(Sample& sample);
 
-/// Finds clocks that moved since the previous sample by more than steering can explain.
-void findJumps(const Sample& before, Sample& sample);
+/// Finds clocks that moved since the previous sample (null: none) by more than steering can explain, and the health.
+void judge(const Sample* before, Sample& sample);
 
 nlohmann::ordered_json sampleAsJson(const Sample& sample);
+std::string healthAsText(const Sample& sample);                        ///< "degraded: enp2s0 away, phc2sys dead".
 std::string sampleAsText(const Sample& sample, const Screen& screen);  ///< A table, one row per clock.
 
 }  // namespace halvexctl

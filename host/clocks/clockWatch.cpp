@@ -36,6 +36,7 @@ CrossTime bracket(Outer outerNs, Inner innerNs) {
 struct Phc2Sys {
     std::optional<bool> isAlive;  ///< Empty: unknown.
     bool hasEnded = false;        ///< One has exited and is not reaped.
+    std::int64_t ageNs = 0;       ///< Of the one that lives, the youngest; 0: unknown.
 };
 
 /// Looks in /proc, else for a child of this process (the library starts no other).
@@ -43,6 +44,9 @@ Phc2Sys lookForPhc2Sys() {
     Phc2Sys found;
     for (const ProcessFacts& process : gatherProcesses(kPhc2SysName)) {
         found.hasEnded = found.hasEnded || process.hasEnded;
+        if (!process.hasEnded) {
+            found.ageNs = found.isAlive.value_or(false) ? std::min(found.ageNs, process.ageNs) : process.ageNs;
+        }
         found.isAlive = found.isAlive.value_or(false) || !process.hasEnded;
     }
     if (found.isAlive) {
@@ -52,7 +56,7 @@ Phc2Sys lookForPhc2Sys() {
     const int result = ::waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT);  // leaves it to be reaped by its owner
     const int error = errno;
     if (result == 0) {
-        found = {child.si_pid == 0, child.si_pid != 0};
+        found = {child.si_pid == 0, child.si_pid != 0, 0};
     } else if (error == ECHILD && areAllProcessesVisible()) {
         found.isAlive = false;
     }
@@ -111,6 +115,7 @@ void ClockWatch::judgeChild(bool libraryIsUp, Sample& sample) {
     const bool isFinalized = libraryWasUp_ && !libraryIsUp;
     libraryWasUp_ = libraryWasUp_ || libraryIsUp;
     sample.childIsAlive = found.isAlive;
+    sample.childAgeNs = found.ageNs;
     sample.childIsDead = !isFinalized && found.isAlive == false && (childWasAlive_ || found.hasEnded);
     childWasAlive_ = !isFinalized && (childWasAlive_ || found.isAlive.value_or(false));
 }
@@ -132,7 +137,7 @@ Sample ClockWatch::take(HostCalls* library) {
     sample.hasNoPtpClock =
         std::all_of(clocks_.begin(), clocks_.end(), [](const KnownClock& known) { return !known.whyGone.empty(); });
     ClockSample realtime;
-    realtime.name = "CLOCK_REALTIME";
+    realtime.name = kSystemClockName;
     realtime.limitNs = kSystemAlarmNs;
     realtime.cross = CrossTime{sample.systemNs, 0, 0};
     sample.clocks.push_back(realtime);

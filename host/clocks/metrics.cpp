@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <optional>
 
 #include "host/output/jsonPrinter.h"
@@ -57,14 +58,33 @@ std::string ofAlarms(const Sample& sample, const char* name, const char* help, c
 }
 
 std::string metric(const char* name, const char* help, std::optional<double> value, const char* type = "gauge") {
-    return value ? heading(name, help, type) + fmt::format("{} {:.9f}\n", name, *value) : "";
+    return value ? heading(name, help, type) + fmt::format("{} {}\n", name, *value) : "";
 }
 
 std::optional<double> inSeconds(std::optional<std::int64_t> ns) {
     return ns ? std::optional(static_cast<double>(*ns) / kNsPerSecond) : std::nullopt;
 }
 
+std::optional<double> asRatio(std::optional<double> ppb) { return ppb ? std::optional(*ppb * 1e-9) : std::nullopt; }
+
 std::optional<double> flag(bool isSet) { return isSet ? 1.0 : 0.0; }
+
+/// One metric with a value for each of some labels.
+template <typename Label, typename Values, typename Value>
+std::string ofEach(const char* name, const char* help, const char* type, Label label, const Values& of, Value value) {
+    std::string text = heading(name, help, type);
+    for (const auto& one : of) {
+        text += fmt::format("{}{{{}={}}} {}\n", name, label, labelValue(std::string_view(one)), value(one));
+    }
+    return text;
+}
+
+std::string healthMetrics(const Sample& sample, const WatchSummary& summary) {
+    return ofEach("halvex_health", "1 for the state of the clocks together.", "gauge", "state", kHealthNames,
+                  [&](std::string_view state) { return state == nameOf(sample.health) ? 1 : 0; }) +
+           ofEach("halvex_health_entered_total", "How often this state began since the start.", "counter", "state",
+                  kHealthNames, [&](std::string_view state) { return summary.entered(state); });
+}
 
 std::string alarmMetrics(const Sample& sample, const WatchSummary& summary) {
     const std::vector<Alarm> alarms = sample.alarms();
@@ -77,23 +97,41 @@ std::string alarmMetrics(const Sample& sample, const WatchSummary& summary) {
 }  // namespace
 
 std::string metricsOf(const Sample& sample, const WatchSummary& summary) {
-    return ofClocks(sample, "halvex_clock_difference_seconds", "How far the clock is ahead of the reference.",
+    const auto present = std::ranges::count_if(sample.clocks, [](const ClockSample& clock) { return !clock.isGone; });
+    const std::vector<std::string_view> reference(sample.reference.empty() ? 0 : 1, sample.reference);
+    const KernelClockFacts& kernel = sample.kernelClock;
+    return healthMetrics(sample, summary) +
+           ofClocks(sample, "halvex_clock_difference_seconds", "How far the clock is ahead of the reference.",
                     [](const ClockSample& clock) { return inSeconds(clock.differenceNs); }) +
            ofClocks(
                sample, "halvex_clock_bound_seconds", "The difference is right to within this.",
                [](const ClockSample& clock) { return clock.differenceNs ? inSeconds(clock.boundNs) : std::nullopt; }) +
            ofClocks(sample, "halvex_clock_alarm", "1 while the clock is away, jumped, gone or cannot be read.",
                     [](const ClockSample& clock) { return flag(clock.isAway || clock.jumpNs || !clock.cross); }) +
+           ofClocks(sample, "halvex_clock_link_up", "1 while the interface of the clock is up.",
+                    [](const ClockSample& clock) { return clock.isUp ? flag(*clock.isUp) : std::nullopt; }) +
+           metric("halvex_clocks", "Clocks that are there, the master and the system clock among them.",
+                  static_cast<double>(present)) +
+           ofEach("halvex_reference", "1 for the clock that the others are compared with.", "gauge", "clock", reference,
+                  [](std::string_view) { return 1; }) +
            alarmMetrics(sample, summary) +
-           metric("halvex_steering_ppb", "The oscillator's correction.", sample.steeringPpb) +
+           metric("halvex_steering_ratio", "The oscillator's correction of its rate.", asRatio(sample.steeringPpb)) +
            metric("halvex_phc2sys_alive", "1 while phc2sys runs.",
                   sample.childIsAlive ? flag(*sample.childIsAlive) : std::nullopt) +
-           metric("halvex_kernel_max_error_seconds", "The kernel's bound on the system clock's error.",
-                  sample.kernelClock.isKnown ? inSeconds(sample.kernelClock.maxErrorNs) : std::nullopt) +
+           (!kernel.isKnown
+                ? ""
+                : metric("halvex_kernel_synchronised", "1 while the kernel calls its clock synchronised.",
+                         flag(kernel.isSynchronised)) +
+                      metric("halvex_kernel_max_error_seconds", "The kernel's bound on the system clock's error.",
+                             inSeconds(kernel.maxErrorNs)) +
+                      metric("halvex_kernel_frequency_ratio", "The kernel's correction of its clock's rate.",
+                             asRatio(kernel.frequencyPpb))) +
            metric("halvex_library_errors_total", "Errors of the library since the start.",
                   static_cast<double>(sample.errorCount), "counter") +
            metric("halvex_sample_time_seconds", "When this was measured, by the system clock.",
-                  static_cast<double>(sample.systemNs) / kNsPerSecond);
+                  static_cast<double>(sample.systemNs) / kNsPerSecond) +
+           ofEach("halvex_build_info", "1 for the version of the monitor.", "gauge", "version",
+                  std::array{std::string_view(HALVEX_VERSION)}, [](std::string_view) { return 1; });
 }
 
 }  // namespace halvexctl

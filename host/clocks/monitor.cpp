@@ -10,6 +10,7 @@
 #include "host/clocks/clockWatch.h"
 #include "host/clocks/metrics.h"
 #include "host/clocks/rawClock.h"
+#include "host/clocks/serviceManager.h"
 #include "host/clocks/watchSummary.h"
 #include "host/output/files.h"
 #include "host/output/standardStreams.h"
@@ -49,9 +50,7 @@ void watchClocks(Session& session, const MonitorOptions& options, Result& result
     bool goesOn = true;
     while (goesOn && !StopRequest::isMade()) {
         Sample sample = watch.take(session.initializedCalls());
-        if (before) {
-            findJumps(*before, sample);
-        }
+        judge(before ? &*before : nullptr, sample);
         summary.add(sample);
         show(session.printer(), sample, options, summary.samples());
         if (session.recorder() != nullptr) {
@@ -60,6 +59,7 @@ void watchClocks(Session& session, const MonitorOptions& options, Result& result
         if (!options.metricsPath.empty()) {
             replaceFile(options.metricsPath, metricsOf(sample, summary), {"# HELP halvex_", "a file of metrics"});
         }
+        notifyServiceManager("READY=1\nWATCHDOG=1\nSTATUS=" + healthAsText(sample));
         before = std::move(sample);
         const bool isUnseen = !options.isQuiet && outputError() != 0;  // the program reports that at exit
         goesOn = summary.samples() != options.count && !isUnseen && sleepNs(options.intervalNs);

@@ -53,6 +53,10 @@ void WatchSummary::add(const Sample& sample) {
         account.lastNs = sample.systemNs;
         ++account.samples;
     }
+    if (health_ != sample.health) {
+        ++entered_[nameOf(sample.health)];
+        health_ = sample.health;
+    }
     ++samples_;
     samplesWithAlarm_ += alarms.empty() ? 0U : 1U;
     latest_ = alarms;
@@ -61,6 +65,11 @@ void WatchSummary::add(const Sample& sample) {
 std::uint64_t WatchSummary::begun(const Alarm& alarm) const {
     const auto found = alarms_.find(alarm);
     return found == alarms_.end() ? 0 : found->second.begun;
+}
+
+std::uint64_t WatchSummary::entered(std::string_view state) const {
+    const auto found = entered_.find(state);
+    return found == entered_.end() ? 0 : found->second;
 }
 
 std::string WatchSummary::asText(const Screen& screen) const {

@@ -21,6 +21,8 @@ public:
     std::uint64_t samplesWithAlarm() const { return samplesWithAlarm_; }
     std::uint64_t begun(const Alarm& alarm) const;  ///< How often it was raised; every jump counts.
 
+    std::uint64_t entered(std::string_view state) const;  ///< How often the health became this.
+
     std::string asText(const Screen& screen) const;  ///< A table of clocks, and one of alarms if there were any.
     void addTo(Result& result) const;                ///< As JSON.
 
@@ -47,6 +49,8 @@ private:
     std::vector<Differences> clocks_;  ///< In the order of their first sample.
     std::map<Alarm, AlarmAccount> alarms_;
     std::vector<Alarm> latest_;  ///< Of the previous sample.
+    std::map<std::string_view, std::uint64_t> entered_;
+    std::optional<HealthState> health_;
 };
 
 }  // namespace halvexctl

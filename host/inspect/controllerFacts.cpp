@@ -9,6 +9,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <ctime>
+#include <sstream>
 
 #include "host/inspect/systemFiles.h"
 #include "host/output/files.h"
@@ -112,9 +114,21 @@ std::string shown(const ProcessFacts& process) { return fmt::format("{} ({})", p
 void gatherState(ProcessFacts& process) {
     const std::string status = readFirstLine(fmt::format("/proc/{}/stat", process.pid)).value_or("");
     const std::size_t end = status.rfind(") ");  // a name may contain any character
-    if (end != std::string::npos && end + 4 < status.size()) {
-        process.hasEnded = status[end + 2] == 'Z';
-        process.parentPid = leadingNumber<std::int32_t>(std::string_view(status).substr(end + 4)).value_or(0);
+    if (end == std::string::npos) {
+        return;
+    }
+    std::istringstream words(status.substr(end + 2));
+    char state = 0;
+    words >> state >> process.parentPid;
+    process.hasEnded = state == 'Z';
+    std::string passedOver;
+    for (int field = 5; field < 22; ++field) {
+        words >> passedOver;
+    }
+    std::int64_t startTicks = 0;  // since the machine's start; field 22 of proc(5)
+    timespec now{};
+    if (words >> startTicks && ::clock_gettime(CLOCK_BOOTTIME, &now) == 0) {
+        process.ageNs = (now.tv_sec - startTicks / ::sysconf(_SC_CLK_TCK)) * kNsPerSecond;
     }
 }
 

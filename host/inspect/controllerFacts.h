@@ -56,6 +56,7 @@ struct ProcessFacts {
     std::string name;
     bool hasEnded = false;  ///< Exited, not reaped: a zombie.
     std::int32_t parentPid = 0;
+    std::int64_t ageNs = 0;  ///< To the second; 0: unknown.
 };
 
 struct KernelClockFacts {

@@ -64,9 +64,7 @@ void SessionRecorder::verb(const Result& result, std::int64_t beganRawNs) {
 void SessionRecorder::sample(HostCalls* library) {
     takeLogLines();
     Sample sample = watch_.take(library);
-    if (before_) {
-        findJumps(*before_, sample);
-    }
+    judge(before_ ? &*before_ : nullptr, sample);
     keep(sample);
 }
 

@@ -41,6 +41,7 @@ void clear(Session& session, const Command& command, Result& result);
 void explain(Session& session, const Command& command, Result& result);
 void map(Session& session, const Command& command, Result& result);
 void doctor(Session& session, const Command& command, Result& result);
+void health(Session& session, const Command& command, Result& result);
 void monitor(Session& session, const Command& command, Result& result);
 void record(Session& session, const Command& command, Result& result);
 void report(Session& session, const Command& command, Result& result);

@@ -7,6 +7,7 @@
 
 #include "host/cli/command.h"
 #include "host/cli/usageError.h"
+#include "host/clocks/clockWatch.h"
 #include "host/clocks/monitor.h"
 #include "host/output/units.h"
 #include "host/report/report.h"
@@ -55,6 +56,19 @@ Argument readMonitor(WordReader& words, const ReadingRules& rules) {
 
 void monitor(Session& session, const Command& command, Result& result) {
     watchClocks(session, std::get<MonitorOptions>(command.argument), result);
+}
+
+void health(Session& session, const Command&, Result& result) {
+    Sample sample = ClockWatch(LibraryErrors::countAndReset).take(session.initializedCalls());
+    judge(nullptr, sample);
+    result.add("health", nameOf(sample.health), "health", healthAsText(sample));
+    result.add("alarms", sampleAsJson(sample)["alarms"], "", "");
+    if (sample.health == HealthState::lost) {
+        result.outcome = Outcome::failed;
+        result.message = "no clock but the system's can be measured";
+    } else if (sample.health != HealthState::aligned) {
+        result.warn("the clocks are not aligned");
+    }
 }
 
 Argument readRecord(WordReader& words, const ReadingRules& rules) {

@@ -206,6 +206,26 @@ TEST_F(InspectOnBoard, MonitorRaisesNamedAlarmsForADeadPhc2sysAndForAClockThatGo
     EXPECT_EQ(values["last"]["alarms"].dump(), R"([{"alarm":"dead","clock":""}])") << "the clock is back";
 }
 
+TEST_F(InspectOnBoard, HealthIsTheExitStatusAndNamesWhatIsWrong) {
+    const auto healthAfter = [this](std::vector<std::string> verbs, const std::string& scenario) {
+        verbs.insert(verbs.begin(), "--json");
+        verbs.push_back("health");
+        const nlohmann::json values = nlohmann::json::parse(run(verbs, scenario)).back()["values"];
+        return values["health"].get<std::string>() + " " + values["alarms"].dump();
+    };
+    EXPECT_EQ(healthAfter({}, "plain"), R"(unseeded [{"alarm":"away","clock":"enp2s0"}])");
+    EXPECT_EQ(exitCode_, 1);
+    EXPECT_EQ(healthAfter({"init", "wait", "3s"}, "plain"), "aligned []");
+    EXPECT_EQ(exitCode_, 0);
+    EXPECT_EQ(healthAfter({"init", "wait", "3s"},
+                          scratchScenario("[ferrox]\n[fpga]\n[si514]\n[[interface]]\nname = \"enp1s0\"\nphc_index = 0\n"
+                                          "[[event]]\nat = \"2 s\"\nkind = \"kill_phc2sys\"\n")),
+              R"(degraded [{"alarm":"dead","clock":""}])");
+    EXPECT_EQ(exitCode_, 1);
+    EXPECT_EQ(healthAfter({}, scratchScenario("[ferrox]\n[fpga]\n")), R"(lost [{"alarm":"none","clock":""}])");
+    EXPECT_EQ(exitCode_, 3);
+}
+
 TEST_F(InspectOnBoard, MonitorFindsAClockThatBecomesUsableLater) {
     const std::string output = run({"--json", "monitor", "--count", "4"},
                                    scratchScenario("[ferrox]\n[fpga]\n[[interface]]\nname = \"enp1s0\"\nphc_index = 0\n"

@@ -86,7 +86,7 @@ TEST_F(JsonSchema, HoldsForEveryVerb) {
                  "run", "finalize", "expect-error", "-52010", "get"});
     expectValid({"explain", "all", "explain", "-52004", "explain", "fileWrapper:20", "explain", "fpgaEpochDevice:97",
                  "explain", "enp1s0 is enabled."});
-    expectValid({"map", "doctor"});
+    expectValid({"map", "doctor", "health"});
     for (const Verb& verb : verbs()) {
         EXPECT_TRUE(seen_.contains(std::string(verb.name))) << verb.name << " was not tried";
     }

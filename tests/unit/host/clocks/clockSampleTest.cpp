@@ -36,7 +36,7 @@ Sample laterBy(const Sample& before, std::int64_t movedNs) {
         clock.cross->systemNs = later.systemNs;
     }
     later.clocks[0].cross->differenceNs += movedNs;
-    findJumps(before, later);
+    judge(&before, later);
     return later;
 }
 
@@ -92,8 +92,102 @@ TEST(FindJumps, SeesTheSystemClockJump) {
     Sample later = before;
     later.rawNs += 1'000'000'000;
     later.systemNs += 3'000'000'000;
-    findJumps(before, later);
+    judge(&before, later);
     EXPECT_EQ(later.clocks[0].jumpNs, 2'000'000'000);
+}
+
+/// What the next sample shows of two PTP clocks and phc2sys.
+struct Seen {
+    HealthState expected;
+    std::optional<bool> child = true;
+    std::int64_t awayNs = 0;               ///< Of the second clock.
+    std::int64_t jumpNs = 0;               ///< Of both.
+    std::size_t readable = 2;              ///< How many of the two.
+    std::int64_t afterNs = 1'000'000'000;  ///< Since the sample before.
+    bool isDead = false;
+    std::int64_t ageNs = 0;
+};
+
+Sample sampleAfter(const Sample& before, const Seen& seen, std::int64_t steppedNs) {
+    Sample sample = sampleOf({clockAt("a", steppedNs, 10), clockAt("b", steppedNs + seen.awayNs, 10)});
+    sample.rawNs = before.rawNs + seen.afterNs;
+    sample.systemNs = before.systemNs + static_cast<std::uint64_t>(seen.afterNs);
+    for (std::size_t i = seen.readable; i < 2; ++i) {
+        sample.clocks[1 - i].cross = std::nullopt;
+    }
+    sample.clocks.push_back(clockAt(kSystemClockName, steppedNs, 0));
+    compare(sample);
+    sample.childIsAlive = seen.child;
+    sample.childIsDead = seen.isDead;
+    sample.childAgeNs = seen.ageNs;
+    return sample;
+}
+
+using enum HealthState;
+constexpr std::int64_t kAway = 500;
+constexpr std::int64_t kJump = 2'000'000;
+const std::vector<Seen> kLife{
+    {unseeded, false},
+    {aligning, true, kAway},
+    {aligned},
+    {degraded, true, 0, 0, 1},
+    {aligned},
+    {aligning, true, kAway, kJump},
+    {aligning, true, kAway, 0, 2, kSettlingNs - 1},
+    {degraded, true, kAway, 0, 2, 1},
+    {aligning, true, kAway, kJump},
+    {lost, true, 0, 0, 0},
+    {aligning, true, kAway},
+    {unseeded, false},
+    {lost, false, 0, 0, 0},
+    {unseeded, false},
+    {degraded, true, kAway, 0, 2, 1'000'000'000, false, kSettlingNs},
+    {lost, true, 0, 0, 0},
+    {degraded, true, 0, 0, 1},
+    {unseeded, false},
+    {aligned},
+    {unseeded, false},
+    {aligned},
+    {lost, true, 0, 0, 0},
+    {aligned},
+    {degraded, false, 0, 0, 2, 1'000'000'000, true},
+    {unseeded, false},
+    {aligned, std::nullopt},
+};
+
+TEST(Judge, KnowsTheHealthInEveryTransition) {
+    std::optional<Sample> before;
+    std::int64_t steppedNs = 0;
+    for (std::size_t i = 0; i < kLife.size(); ++i) {
+        steppedNs += kLife[i].jumpNs;
+        Sample sample = sampleAfter(before.value_or(Sample{}), kLife[i], steppedNs);
+        judge(before ? &*before : nullptr, sample);
+        EXPECT_EQ(nameOf(sample.health), nameOf(kLife[i].expected)) << "sample " << i << ": " << healthAsText(sample);
+        before = sample;
+    }
+}
+
+TEST(Judge, TakesTheAgeOfPhc2sysForAFirstLook) {
+    Seen seen{HealthState::degraded, true, 500};
+    for (const auto& [ageNs, expected] :
+         {std::pair{std::int64_t{0}, HealthState::aligning}, std::pair{kSettlingNs - 1, HealthState::aligning},
+          std::pair{kSettlingNs, HealthState::degraded}}) {
+        seen.ageNs = ageNs;
+        Sample sample = sampleAfter({}, seen, 0);
+        judge(nullptr, sample);
+        EXPECT_EQ(nameOf(sample.health), nameOf(expected)) << ageNs;
+    }
+}
+
+TEST(Judge, NamesTheCauses) {
+    Sample sample = sampleOf({clockAt("a", 0, 10), clockAt("b", 500, 10)});
+    sample.childIsAlive = false;
+    judge(nullptr, sample);
+    EXPECT_EQ(healthAsText(sample), "unseeded: no phc2sys runs, b away");
+    sample.childIsDead = true;
+    sample.hasNoPtpClock = true;
+    judge(nullptr, sample);
+    EXPECT_EQ(healthAsText(sample), "degraded: b away, no PTP clock, phc2sys dead");
 }
 
 TEST(ShowSample, TextMarksAlarmsAndIsColouredOnlyWhenAsked) {
