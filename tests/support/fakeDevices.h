@@ -26,7 +26,7 @@ using Journal = std::vector<std::string>;
     throw zuerr::Exception(status);
 }
 
-/// Errors that a fake throws: each call consumes one entry of its operation; an empty function lets the call pass.
+/// Errors that a fake throws: each call consumes one entry of its operation.
 class FaultPlan {
 public:
     void failNext(const std::string& operation, std::function<void()> throwError) {
@@ -35,7 +35,6 @@ public:
     void failNext(const std::string& operation, std::int32_t code) {
         failNext(operation, [code] { throwDeviceError(code); });
     }
-    void passNext(const std::string& operation) { plans_[operation].emplace_back(); }
 
 protected:
     void meetFault(const std::string& operation) {
@@ -43,7 +42,7 @@ protected:
         if (plan.empty()) return;
         const auto throwError = plan.front();
         plan.pop_front();
-        if (throwError) throwError();
+        throwError();
     }
 
 private:
@@ -82,10 +81,7 @@ public:
         return epochTimeNs;
     }
     void reinitialize() override { enter("reinitialize"); }
-    void applyQxmMetadata(const std::string& metadata) override {
-        enter("applyQxmMetadata", metadata);
-        lastMetadata = metadata;
-    }
+    void applyQxmMetadata(const std::string& metadata) override { enter("applyQxmMetadata", metadata); }
     bool hasBeenEpochAligned() override {
         enter("hasBeenEpochAligned");
         return flag;
@@ -101,7 +97,6 @@ public:
     bool flag = false;
     std::deque<std::uint64_t> epochTimesNs;  ///< Captured times to report before the clock's own.
     std::function<void()> onEpoch;
-    std::string lastMetadata;
     bool isJournaled = true;
 
 private:
