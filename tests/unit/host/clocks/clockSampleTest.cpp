@@ -136,7 +136,7 @@ const std::vector<Seen> kLife{
     {aligning, true, kAway, 0, 2, kSettlingNs - 1},
     {degraded, true, kAway, 0, 2, 1},
     {aligning, true, kAway, kJump},
-    {lost, true, 0, 0, 0},
+    {lost, true, 0, 0, 0, kSettlingNs},
     {aligning, true, kAway},
     {unseeded, false},
     {lost, false, 0, 0, 0},
