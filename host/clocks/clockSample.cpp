@@ -120,10 +120,11 @@ std::optional<std::int64_t> settlingSince(const Sample* before, const Sample& sa
     if (before == nullptr || (isKept && !before->childIsAlive.value_or(true))) {
         return isKept ? std::optional(sample.rawNs - sample.childAgeNs) : std::nullopt;
     }
+    // True also while no clock can be measured: those found again may be away for a while.
     const bool haveAllJumped = std::ranges::all_of(sample.clocks, [](const ClockSample& clock) {
         return clock.name == kSystemClockName || !clock.cross || clock.jumpNs;
     });
-    return haveAllJumped || before->health == HealthState::lost ? sample.rawNs : before->settlingSinceRawNs;
+    return haveAllJumped ? sample.rawNs : before->settlingSinceRawNs;
 }
 
 HealthState healthOf(const Sample& sample) {
