@@ -45,7 +45,10 @@ protected:
         plugin_ = stateFunction();
         *plugin_ = fakeplugin::State{};
     }
-    ~SessionTest() override { ::dlclose(keepLoaded_); }
+    ~SessionTest() override {
+        ::dlclose(keepLoaded_);
+        ::close(inputFd_);
+    }
 
     ExitCode carryOut(std::vector<std::string> words) {
         SessionSettings settings;
@@ -98,15 +101,12 @@ TEST_F(SessionTest, InitialisesBeforeTheFirstVerbThatNeedsItAndFinalisesAtTheEnd
     EXPECT_THAT(plugin_->journal, ElementsAre("getAPIVersion", "initialize", "getTime", "getTime", "finalize"));
 }
 
-TEST_F(SessionTest, DoesNotLoadTheLibraryForVerbsThatDoWithoutIt) {
+TEST_F(SessionTest, NeitherInitialisesNorFinalisesForTheVersionAndVerbsThatDoWithoutTheLibrary) {
     EXPECT_EQ(carryOut({"wait", "0", "help", "step"}), ExitCode::ok);
     EXPECT_THAT(plugin_->journal, IsEmpty());
-}
-
-TEST_F(SessionTest, NeitherInitialisesNorFinalisesForTheVersionAlone) {
     carryOut({"version"});
     EXPECT_THAT(plugin_->journal, ElementsAre("getAPIVersion"));
-    EXPECT_EQ(value(0, "apiVersion"), 2);
+    EXPECT_EQ(value(2, "apiVersion"), 2);
 }
 
 TEST_F(SessionTest, FinalisesAlsoAfterAFailedInitialisation) {
@@ -191,7 +191,6 @@ TEST_F(SessionTest, RefusesALineThatWouldInitialiseWhileAnotherOwnsTheClocksAndN
     EXPECT_EQ(carryOut({"init"}), ExitCode::refused);
     feed("get\n");
     EXPECT_EQ(carryOut({"run"}), ExitCode::refused);
-    ::close(inputFd_);
     EXPECT_THAT(plugin_->journal, IsEmpty());
 }
 
@@ -322,21 +321,19 @@ TEST_F(SessionTest, AsksTheLimitsBeforeSteeringAndReadsBack) {
     EXPECT_EQ(value(0, "correctionPpb"), -1250);
 }
 
-TEST_F(SessionTest, SetsNothingBeyondTheLimits) {
+TEST_F(SessionTest, SetsNothingBeyondTheLimitsButTakesTheLimitsThemselves) {
+    EXPECT_EQ(carryOut({"freq", "62000", "freq", "-62000"}), ExitCode::ok);
+    EXPECT_EQ(plugin_->correctionPpb, -62000);
+    plugin_->journal.clear();
     EXPECT_EQ(carryOut({"freq", "62001"}), ExitCode::failure);
     EXPECT_THAT(plugin_->journal, ElementsAre("initialize", "getMin", "getMax", "finalize"));
-    EXPECT_EQ(result(0).message, "+62001 ppb is beyond the limits -62000 ppb to +62000 ppb; nothing was set");
+    EXPECT_EQ(result(2).message, "+62001 ppb is beyond the limits -62000 ppb to +62000 ppb; nothing was set");
 }
 
 TEST_F(SessionTest, HandsACorrectionBeyondTheLimitsOverWhenConfirmed) {
     yes_ = true;
     carryOut({"freq", "62001"});
     EXPECT_THAT(plugin_->journal, testing::Contains("setCorrection 62001"));
-}
-
-TEST_F(SessionTest, TakesTheLimitsThemselves) {
-    EXPECT_EQ(carryOut({"freq", "62000", "freq", "-62000"}), ExitCode::ok);
-    EXPECT_EQ(plugin_->correctionPpb, -62000);
 }
 
 TEST_F(SessionTest, WarnsWhenAnotherCorrectionReadsBack) {
@@ -393,15 +390,12 @@ TEST_F(SessionTest, TakesAnyErrorWhenNoCodeIsExpected) {
     EXPECT_EQ(carryOut({"expect-error", "get"}), ExitCode::ok);
 }
 
-TEST_F(SessionTest, FailsWhenTheExpectedErrorDoesNotCome) {
+TEST_F(SessionTest, FailsWhenTheExpectedErrorDoesNotComeOrAnotherDoes) {
     EXPECT_EQ(carryOut({"expect-error", "-52024", "get"}), ExitCode::failure);
     EXPECT_EQ(result(1).message, "was expected to fail with -52024 and did not");
-}
-
-TEST_F(SessionTest, FailsWhenAnotherErrorComes) {
     failNext("getTime", -52006);
     EXPECT_EQ(carryOut({"expect-error", "-52024", "get"}), ExitCode::failure);
-    EXPECT_THAT(result(1).message, StartsWith("was expected to fail with -52024, but zuqxmtk_getTime failed: -52006"));
+    EXPECT_THAT(result(3).message, StartsWith("was expected to fail with -52024, but zuqxmtk_getTime failed: -52006"));
 }
 
 TEST_F(SessionTest, FailsWhenNoCallFollowsAnExpectation) {
@@ -462,14 +456,12 @@ TEST_F(SessionTest, RunsLinesUntilTheInputEnds) {
     EXPECT_EQ(carryOut({"run", "get"}), ExitCode::ok);
     EXPECT_THAT(plugin_->journal, ElementsAre("initialize", "getTime", "getMin", "getMax", "setCorrection 5",
                                               "getCorrection", "getMin", "getMax", "getTime", "getTime", "finalize"));
-    ::close(inputFd_);
 }
 
 TEST_F(SessionTest, EndsRunWithQuitAndGoesOnWithTheLine) {
     feed("quit\nlimits\n");
     EXPECT_EQ(carryOut({"run", "get"}), ExitCode::ok);
     EXPECT_THAT(plugin_->journal, ElementsAre("initialize", "getTime", "finalize"));
-    ::close(inputFd_);
 }
 
 TEST_F(SessionTest, GoesOnAfterALineThatCannotBeRead) {
@@ -487,7 +479,6 @@ TEST_F(SessionTest, GoesOnAfterALineThatCannotBeRead) {
     EXPECT_EQ(result(0).argument, "stpe 5");
     EXPECT_EQ(result(0).outcome, Outcome::failed);
     EXPECT_THAT(plugin_->journal, ElementsAre("initialize", "getTime", "finalize"));
-    ::close(inputFd_);
 }
 
 TEST_F(SessionTest, GoesOnAfterALineThatFailsButCallsItAFailure) {
@@ -495,7 +486,6 @@ TEST_F(SessionTest, GoesOnAfterALineThatFailsButCallsItAFailure) {
     feed("get get\nclear\nget\n");
     EXPECT_EQ(carryOut({"run"}), ExitCode::failure);
     EXPECT_THAT(plugin_->journal, ElementsAre("initialize", "getTime", "getTime", "finalize"));
-    ::close(inputFd_);
 }
 
 TEST_F(SessionTest, CarriesNothingMoreOutOnceAStopIsRequested) {
