@@ -1,5 +1,6 @@
 // Exported symbols and hardening of the built library.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
+#include "tests/support/files.h"
 #include "tests/support/test.h"
 
 namespace builtLibraryTest {
@@ -41,6 +42,16 @@ TEST(BuiltLibrary, CanBeLoadedAtRunTime) {
     const std::string dynamic = ofLibrary("readelf -dW");
     EXPECT_THAT(dynamic, Not(HasSubstr("NOOPEN")));
     EXPECT_THAT(dynamic, ContainsRegex("NEEDED.*libcjson"));
+}
+
+TEST(BuiltLibrary, NeedsNoNewerSystemLibrariesThanThePageOfPlatformsSays) {
+    const std::string page = testsupport::fileContents(HALVEX_SOURCE_DIR "/docs/platforms.md");
+    for (const std::string library : {"GLIBC", "GLIBCXX"}) {
+        const std::string newest =
+            outputOf("objdump -T " HALVEX_LIBRARY " | grep -o '" + library + "_[0-9.]*' | sort -V | tail -n 1");
+        ASSERT_THAT(newest, testing::StartsWith(library));
+        EXPECT_THAT(page, HasSubstr(newest.substr(0, newest.size() - 1)));
+    }
 }
 
 TEST(BuiltLibrary, CanBeUnloadedSinceNoSymbolIsUnique) {
