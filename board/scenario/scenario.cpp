@@ -3,6 +3,8 @@
 #include "board/scenario/scenario.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <memory>
 #include <set>
@@ -259,9 +261,12 @@ std::vector<KnownKey> scenarioKeys() {
 }
 
 Scenario loadScenario(const std::string& path) {
+    errno = 0;
     std::ifstream file(path, std::ios::binary);
     std::ostringstream text;
-    if (!file || !(text << file.rdbuf())) throw ScenarioError(path + ":1: cannot be read, or is empty");
+    if (!file || !(text << file.rdbuf()))
+        throw ScenarioError(
+            path + ":1: " + (errno != 0 ? std::string("cannot be read: ") + std::strerror(errno) : "is empty"));
     return parseScenario(text.str(), path);
 }
 

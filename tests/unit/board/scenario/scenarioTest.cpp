@@ -256,13 +256,19 @@ TEST(ScenarioMistake, TooManyOfAKindAreRefused) {
     EXPECT_EQ(mistakeOf(text), "story.toml:1: scenario: interface can be given 16 times at most");
 }
 
-TEST(ScenarioMistake, AMissingFileIsNamed) {
-    try {
-        loadScenario("/nonexistent/story.toml");
-        FAIL() << "accepted";
-    } catch (const ScenarioError& error) {
-        EXPECT_STREQ(error.what(), "/nonexistent/story.toml:1: cannot be read, or is empty");
-    }
+TEST(ScenarioMistake, AFileThatCannotBeReadIsNamedWithTheReason) {
+    const auto complaint = [](const char* path) {
+        try {
+            loadScenario(path);
+        } catch (const ScenarioError& error) {
+            return std::string(error.what());
+        }
+        return std::string("accepted");
+    };
+    EXPECT_EQ(complaint("/nonexistent/story.toml"),
+              "/nonexistent/story.toml:1: cannot be read: No such file or directory");
+    EXPECT_EQ(complaint("/dev"), "/dev:1: cannot be read: Is a directory");
+    EXPECT_EQ(complaint("/dev/null"), "/dev/null:1: is empty");
 }
 
 TEST(ScenarioMistake, AWrongNameIsAnsweredWithTheRightOnes) {
