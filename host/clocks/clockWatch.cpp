@@ -45,7 +45,7 @@ Phc2Sys lookForPhc2Sys() {
     for (const ProcessFacts& process : gatherProcesses(kPhc2SysName)) {
         found.hasEnded = found.hasEnded || process.hasEnded;
         if (!process.hasEnded) {
-            found.ageNs = found.isAlive.value_or(false) ? std::min(found.ageNs, process.ageNs) : process.ageNs;
+            found.ageNs = found.isAlive.value_or(false) ? std::min(found.ageNs, ageNs(process)) : ageNs(process);
         }
         found.isAlive = found.isAlive.value_or(false) || !process.hasEnded;
     }

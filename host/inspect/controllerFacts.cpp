@@ -125,11 +125,7 @@ void gatherState(ProcessFacts& process) {
     for (int field = 5; field < 22; ++field) {
         words >> passedOver;
     }
-    std::int64_t startTicks = 0;  // since the machine's start; field 22 of proc(5)
-    timespec now{};
-    if (words >> startTicks && ::clock_gettime(CLOCK_BOOTTIME, &now) == 0) {
-        process.ageNs = (now.tv_sec - startTicks / ::sysconf(_SC_CLK_TCK)) * kNsPerSecond;
-    }
+    words >> process.startTicks;
 }
 
 bool isOpenForWriting(const ProcessFacts& process, const std::string& descriptor) {
@@ -232,6 +228,12 @@ std::vector<ProcessFacts> gatherProcesses(std::string_view wanted) {
         }
     }
     return processes;
+}
+
+std::int64_t ageNs(const ProcessFacts& process) {
+    timespec now{};
+    const bool isKnown = process.startTicks != 0 && ::clock_gettime(CLOCK_BOOTTIME, &now) == 0;
+    return isKnown ? (now.tv_sec - process.startTicks / ::sysconf(_SC_CLK_TCK)) * kNsPerSecond : 0;
 }
 
 std::vector<std::string> clockOwners() {

@@ -56,7 +56,7 @@ struct ProcessFacts {
     std::string name;
     bool hasEnded = false;  ///< Exited, not reaped: a zombie.
     std::int32_t parentPid = 0;
-    std::int64_t ageNs = 0;  ///< To the second; 0: unknown.
+    std::int64_t startTicks = 0;  ///< Clock ticks from the machine's start, field 22 of proc(5); 0: unknown.
 };
 
 struct KernelClockFacts {
@@ -84,6 +84,7 @@ inline constexpr const char* kPhc2SysName = "phc2sys";
 
 std::vector<InterfaceFacts> gatherInterfaces();
 std::vector<ProcessFacts> gatherProcesses(std::string_view name = {});  ///< Processes of that name; empty: all.
+std::int64_t ageNs(const ProcessFacts& process);                        ///< To the second; 0: unknown.
 /// Processes that own the clocks, as "phc2sys (812)": each phc2sys, and any that has a PTP clock open for writing.
 /// Neither this process nor its children, and only those that this user may see.
 std::vector<std::string> clockOwners();

@@ -126,6 +126,23 @@ TEST_F(HostOnBoard, LeavesTheSameTraceWithTheSameSeedAndAnotherWithAnother) {
     EXPECT_NE(traceOf("4"), first);
 }
 
+TEST_F(HostOnBoard, LeavesTheSameTraceWhateverElseTheMachineRuns) {
+    const std::string alone = traceOf("3");
+    std::vector<pid_t> others(10);
+    for (pid_t& other : others) {
+        other = ::fork();
+        if (other == 0) {
+            ::pause();
+            ::_exit(0);
+        }
+    }
+    EXPECT_TRUE(traceOf("3") == alone) << "processes of the machine cost virtual time";
+    for (const pid_t other : others) {
+        ::kill(other, SIGKILL);
+        ::waitpid(other, nullptr, 0);
+    }
+}
+
 TEST_F(HostOnBoard, DemoPasses) {
     EXPECT_EQ(demo("demo"), 0);
     EXPECT_THAT(told_, HasSubstr("VERDICT: passed")) << told_;
