@@ -9,6 +9,7 @@
 #include <array>
 #include <cstdio>
 #include <cwchar>
+#include <new>
 #include <utility>
 
 #include "host/output/standardStreams.h"

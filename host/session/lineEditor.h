@@ -4,7 +4,6 @@
 
 #include <exception>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 
