@@ -75,7 +75,8 @@ bool beginsAsTrace(const fs::path& file) {
     std::string begin(kBegin.size(), '\0');
     std::ifstream stream(file, std::ios::binary);
     stream.read(begin.data(), static_cast<std::streamsize>(begin.size()));
-    return stream.gcount() == 0 || begin == kBegin;
+    begin.resize(static_cast<std::size_t>(stream.gcount()));
+    return begin == kBegin || begin.find_first_not_of('\n') == std::string::npos;
 }
 
 /// "FILE" and "--option=FILE" alike.

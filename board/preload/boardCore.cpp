@@ -39,10 +39,7 @@ std::uint64_t realClockNs(clockid_t clock) noexcept {
 
 void observe(void*, const board_happening* happening) noexcept REQUIRES(boardLock()) {
     if (core.sink.take != nullptr) core.sink.take(core.sink.context, *happening);
-    if (core.consoleFd < 0 || !isForConsole(*happening)) return;
-    // A reader of the line may look into the trace at once and must find everything up to this happening.
-    if (core.sink.flush != nullptr) core.sink.flush(core.sink.context);
-    showOnConsole(core.consoleFd, *happening);
+    if (core.consoleFd >= 0 && isForConsole(*happening)) showOnConsole(core.consoleFd, *happening);
 }
 
 void jumpTo(std::uint64_t rawNs) noexcept REQUIRES(boardLock()) {

@@ -15,7 +15,6 @@ namespace halvexboard {
 /// Receives the happenings. Called with the board's lock held; must not allocate or call interposed functions.
 struct HappeningSink {
     void (*take)(void* context, const board_happening& happening) noexcept = nullptr;
-    void (*flush)(void* context) noexcept = nullptr;  ///< Make all happenings so far visible to others.
     void* context = nullptr;
 };
 

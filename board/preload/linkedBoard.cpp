@@ -81,7 +81,7 @@ void LinkedBoard::start() {
     core.virtualTime = options_.virtualTime;
     core.withScheduler = options_.virtualTime && options_.withScheduler.value_or(hasThreadShims != nullptr);
     core.consoleFd = options_.console ? STDERR_FILENO : -1;
-    core.sink = {keepHappening, nullptr, nullptr};
+    core.sink = {keepHappening, nullptr};
     if (!switchOn(config_, core)) throw std::runtime_error("the board cannot be switched on like this");
     boardIsOn = true;
 }

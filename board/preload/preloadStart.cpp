@@ -41,7 +41,8 @@ void openTrace() {
     std::string name = path;
     if (std::getenv(kNestedVariable) != nullptr) name += "." + std::to_string(getpid());
     const int error = openTraceFile(name.c_str());
-    if (error != 0) giveUp("cannot write the trace " + name + ": " + std::strerror(error));
+    const char* const why = error == EWOULDBLOCK ? "another board writes it" : std::strerror(error);
+    if (error != 0) giveUp("cannot write the trace " + name + ": " + why);
 }
 
 /// Child programs run on the real machine unless boards were requested for them.

@@ -193,7 +193,7 @@ HALVEXBOARD_SHIM int waitid(idtype_t kind, id_t id, siginfo_t* info, int options
     return reaped < 0 ? -1 : 0;
 }
 
-// The trace is buffered: exits that run no destructors flush it first.
+// Exits that run no destructors cut the trace behind its last line first.
 
 HALVEXBOARD_SHIM __attribute__((noreturn)) void _exit(int status) {
     finishTraceFile();

@@ -1,4 +1,4 @@
-// The trace as a file: buffers lines in fixed memory and writes them in pieces.
+// The trace as a file: lines are stored in a mapping of it, so that a killed program loses none.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
@@ -6,13 +6,14 @@
 
 namespace halvexboard {
 
-/// Opens and truncates the file on a descriptor near the process's limit, out of the program's way. Returns 0 or errno.
+/// Opens and truncates the file on a descriptor near the process's limit, out of the program's way. Returns 0 or errno,
+/// EWOULDBLOCK if another board writes it.
 int openTraceFile(const char* path) noexcept;
 /// The sink that writes every happening to the file.
 HappeningSink traceFileSink() noexcept;
-/// Writes out the buffer. Later lines are written at once.
+/// Cuts the file behind the last line. Later lines are written one by one.
 void finishTraceFile() noexcept;
-/// In a forked child: drops the buffer, the file is the parent's.
+/// In a forked child: the file is the parent's.
 void abandonTraceFile() noexcept REQUIRES(boardLock());
 
 }  // namespace halvexboard

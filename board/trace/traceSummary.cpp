@@ -114,8 +114,15 @@ public:
 
     void add(const std::string& text) {
         ++lineNumber_;
+        if (text.empty()) return;  // behind the last line of a killed program
+        if (tornLine_ != 0) refuse(tornLine_, "not a JSON object");
         const Json line(cJSON_ParseWithLength(text.c_str(), text.size()));
-        if (cJSON_IsObject(line.get()) == 0) refuse(lineNumber_, "not a JSON object");
+        if (cJSON_IsObject(line.get()) == 0) {
+            if (!hasLines_) refuse(lineNumber_, "not a JSON object");
+            tornLine_ = lineNumber_;
+            return;
+        }
+        hasLines_ = true;
         const cJSON* const kindMember = cJSON_GetObjectItemCaseSensitive(line.get(), "kind");
         if (cJSON_IsString(kindMember) == 0) refuse(lineNumber_, "no kind");
         const std::string_view kind = kindMember->valuestring;
@@ -164,9 +171,11 @@ private:
     const Stretch& stretch_;
     TraceSummary summary_;
     std::size_t lineNumber_ = 0;
+    std::size_t tornLine_ = 0;  ///< A kill may tear the last line.
     std::uint64_t beganRawNs_ = 0;
     bool isInside_;
     bool hasEnded_ = false;
+    bool hasLines_ = false;
 };
 
 // 1250000 as "+1 250 000 ns".

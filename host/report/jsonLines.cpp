@@ -44,6 +44,9 @@ Source readJsonLines(const std::string& path, LinesOf kind,
     for (std::string_view rest = *text; !rest.empty();) {
         const std::string_view line = rest.substr(0, rest.find('\n'));
         rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+        if (line.empty()) {
+            continue;  // behind the last line of a killed program
+        }
         ++source.lines;
         try {
             const nlohmann::json object = nlohmann::json::parse(line);

@@ -78,7 +78,7 @@ void seedFaults(std::uint64_t seed) noexcept {
 }
 Weather& weather() noexcept { return theWeather; }
 Tally& tally() noexcept { return theTally; }
-halvexboard::HappeningSink sink() noexcept { return {take, nullptr, nullptr}; }
+halvexboard::HappeningSink sink() noexcept { return {take, nullptr}; }
 
 }  // namespace soak
 

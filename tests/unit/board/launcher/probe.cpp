@@ -7,6 +7,7 @@
 #include <unistd.h>
 #include <chrono>
 #include <condition_variable>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -70,6 +71,8 @@ int act(const std::string& word) {
         wait(nullptr);
     } else if (word == "_exit")
         _exit(9);
+    else if (word == "kill")
+        raise(SIGKILL);
     else if (word == "abort")
         std::abort();
     else if (word == "echo") {

@@ -79,10 +79,28 @@ TEST_F(Launcher, PlaysOneSeedTwiceAlikeAndTwoSeedsDifferently) {
 }
 
 TEST_F(Launcher, WritesTheWholeTraceHoweverTheProgramEnds) {
-    for (const std::string end : {"0", "_exit", "abort"}) {
-        run("--trace " + file("trace").string(), std::string(PROBE) + " clock syslog " + end);
-        EXPECT_THAT(fileContents(file("trace")), HasSubstr("a line with 5 and text")) << end;
+    for (const std::string end : {"0", "_exit", "abort", "kill"}) {
+        run("--trace " + file("trace").string(), std::string(PROBE) + " clock live syslog " + end);
+        const std::string trace = fileContents(file("trace"));
+        EXPECT_THAT(trace, HasSubstr("a line with 5 and text")) << end;
+        EXPECT_EQ(trace.find("\n\n") == std::string::npos, end != "kill") << end;
+        EXPECT_EQ(shell(HALVEXBOARD " summary " + file("trace").string()).code, 1) << "it can be read: " << end;
     }
+}
+
+TEST_F(Launcher, EndsTheTraceAndNotTheProgramWhereTheDiskIsFull) {
+    const Result result = shell("(trap '' XFSZ; ulimit -f 200; " HALVEXBOARD " run --trace " + file("trace").string() +
+                                " -- " PROBE " live 7)");
+    EXPECT_EQ(result.code, 7);
+    EXPECT_THAT(result.text, HasSubstr("halvexboard: the trace cannot be written; it ends here\n"));
+    EXPECT_EQ(fileContents(file("trace")).size(), 200U * 512) << "up to the limit, and no empty lines";
+}
+
+TEST_F(Launcher, RefusesATraceThatAnotherBoardWrites) {
+    const std::string trace = " run --trace " + file("trace").string() + " -- ";
+    const Result second = run("--trace " + file("trace").string(), "sh -c '" HALVEXBOARD + trace + "true'");
+    EXPECT_EQ(second.code, 125);
+    EXPECT_THAT(second.text, HasSubstr("trace: another board writes it\n"));
 }
 
 TEST_F(Launcher, LeavesTheTraceToTheProcessThatWasStarted) {

@@ -111,7 +111,7 @@ TEST(TraceSummary, PrintsAlignedColumnsWithUnitsAndTheVerdictLast) {
 }
 
 TEST(TraceSummary, NamesTheLineThatIsNoTrace) {
-    EXPECT_EQ(mistakeOf(kStart + "not json\n"), "trace line 2: not a JSON object");
+    EXPECT_EQ(mistakeOf(kStart + "not json\n\n" + kStart), "trace line 2: not a JSON object");
     EXPECT_EQ(mistakeOf("[1]\n"), "trace line 1: not a JSON object");
     EXPECT_EQ(mistakeOf("{\"raw_ns\":1}\n"), "trace line 1: no kind");
     EXPECT_EQ(mistakeOf("{\"kind\":\"call\"}\n"), "trace line 1: no number raw_ns");
@@ -120,6 +120,11 @@ TEST(TraceSummary, NamesTheLineThatIsNoTrace) {
               "trace line 1: no number time_ns");
     EXPECT_EQ(mistakeOf("{\"kind\":\"truth\",\"raw_ns\":1,\"clocks\":{\"fpga\":{\"time_ns\":1}}}\n"),
               "trace line 1: no number difference_ns");
+}
+
+TEST(TraceSummary, LeavesOutALastLineThatAKillToreAndTheEmptyLinesBehindIt) {
+    const std::string trace = kStart + "{\"raw_ns\":1,\"kind\":\"step\"}\n";
+    EXPECT_EQ(formatSummary(summaryOf(trace + "{\"raw_ns\":2,\"ki\n\n\n")), formatSummary(summaryOf(trace)));
 }
 
 std::string log(std::uint64_t rawNs, const std::string& text) {

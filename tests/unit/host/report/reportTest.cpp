@@ -154,7 +154,7 @@ TEST_F(Report, ReadsBareSamplesWithoutAKind) {
 
 TEST_F(Report, CountsLinesThatCannotBeReadAndGoesOn) {
     const Chronicle chronicle =
-        recordOf({kStart, "{\"kind\":\"sample\"}", "no JSON", sampleAt(2'000, 1), "{\"kind\":\"sam"});
+        recordOf({kStart, "{\"kind\":\"sample\"}", "no JSON", sampleAt(2'000, 1), "{\"kind\":\"sam", "", ""});
     EXPECT_EQ(chronicle.sources.at(0).unreadLines, 3u);
     EXPECT_EQ(chronicle.sources.at(0).lines, 5u);
     EXPECT_THAT(chronicle.measured.instantsNs(), SizeIs(1));
