@@ -95,7 +95,8 @@ void ClockWatch::lookForClocks() {
     for (KnownClock& known : clocks_) {
         known.whyGone = "no such interface";
     }
-    for (const InterfaceFacts& interface : gatherInterfaces()) {
+    for (InterfaceFacts& interface : gatherInterfaces()) {
+        interface.nodeIsAllowed = true;  // the library's user may write; this one only reads
         const Choice choice = choiceOf(interface);
         const auto place =
             std::lower_bound(clocks_.begin(), clocks_.end(), interface.name,
@@ -103,7 +104,7 @@ void ClockWatch::lookForClocks() {
         if (place != clocks_.end() && place->interface == interface.name) {
             // A present clock that does not answer is unreadable and reports that itself.
             *place = {interface.name, interface.node, interface.nodeIsThere ? "" : choice.reason};
-        } else if (choice.isChosen) {
+        } else if (choice.isChosen || (choice.endsInitialisation && interface.nodeIsThere)) {
             clocks_.insert(place, {interface.name, interface.node, ""});
         }
     }

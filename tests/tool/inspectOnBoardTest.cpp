@@ -222,6 +222,11 @@ TEST_F(InspectOnBoard, HealthIsTheExitStatusAndNamesWhatIsWrong) {
                                           "[[event]]\nat = \"2 s\"\nkind = \"kill_phc2sys\"\n")),
               R"(degraded [{"alarm":"dead","clock":""}])");
     EXPECT_EQ(exitCode_, 1);
+    EXPECT_EQ(
+        healthAfter({}, scratchScenario("[[interface]]\nname = \"enp1s0\"\n[[fault]]\ncall = \"open\"\nfile = \"ptp\"\n"
+                                        "times = \"forever\"\nerror = \"EACCES\"\n")),
+        R"(lost [{"alarm":"unreadable","clock":"enp1s0"}])")
+        << "not none: the library would take it";
     EXPECT_EQ(healthAfter({}, scratchScenario("[ferrox]\n[fpga]\n")), R"(lost [{"alarm":"none","clock":""}])");
     EXPECT_EQ(exitCode_, 3);
 }
