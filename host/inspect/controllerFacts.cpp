@@ -48,14 +48,16 @@ void gatherClock(InterfaceFacts& facts) {
             facts.pins.push_back(*pin);
         }
     }
-    facts.error = clock.errorText();
+    if (facts.error.empty()) {
+        facts.error = clock.errorText();
+    }
 }
 
 InterfaceFacts gatherInterface(const std::string& name) {
     InterfaceFacts facts;
     facts.name = name;
-    facts.vendor = readFirstLine(kNetworkDirectory + name + "/device/vendor").value_or("");
-    facts.device = readFirstLine(kNetworkDirectory + name + "/device/device").value_or("");
+    facts.vendor = readFirstLine(kNetworkDirectory + name + "/device/vendor", &facts.error).value_or("");
+    facts.device = readFirstLine(kNetworkDirectory + name + "/device/device", &facts.error).value_or("");
     facts.isUp = isInterfaceUp(name);
     facts.ptpIndex = ptpIndexOf(name);
     if (facts.ptpIndex.value_or(-1) >= 0) {
@@ -66,16 +68,17 @@ InterfaceFacts gatherInterface(const std::string& name) {
 
 DriverFacts gatherDriver(std::string_view identifier) {
     DriverFacts facts;
-    for (const std::string& driver : namesIn(kDriverRoot)) {
+    for (const std::string& driver : namesIn(kDriverRoot, &facts.error)) {
         const std::string interfaces = kDriverRoot + driver + "/deviceInterfaces";
-        for (const std::string& instance : namesIn(interfaces)) {
+        for (const std::string& instance : namesIn(interfaces, &facts.error)) {
             if (facts.directory.empty() && instance.starts_with(std::string(identifier) + "\\")) {
                 facts.directory = interfaces + "/" + instance;
             }
         }
     }
     if (!facts.directory.empty()) {
-        facts.node = readFirstLine(facts.directory + "/interfacePath").value_or("");
+        facts.error.clear();
+        facts.node = readFirstLine(facts.directory + "/interfacePath", &facts.error).value_or("");
         facts.nodeIsThere = !facts.node.empty() && isThere(facts.node);
         facts.nodeIsAllowed = facts.nodeIsThere && isReadableAndWritable(facts.node);
     }
@@ -89,8 +92,8 @@ bool isI2cClient(std::string_view name) {
            name.find_first_not_of("0123456789abcdefABCDEF", dash + 1) == std::string_view::npos;
 }
 
-std::string si514Client() {
-    const std::vector<std::string> names = namesIn(kSi514Directory);
+std::string si514Client(std::string* why = nullptr) {
+    const std::vector<std::string> names = namesIn(kSi514Directory, why);
     const auto client = std::find_if(names.begin(), names.end(), isI2cClient);
     return client == names.end() ? std::string() : *client;
 }
@@ -98,10 +101,10 @@ std::string si514Client() {
 Si514Facts gatherSi514() {
     Si514Facts facts;
     facts.driverIsThere = isThere(kSi514Directory);
-    facts.client = si514Client();
+    facts.client = si514Client(&facts.error);
     if (!facts.client.empty()) {
         const std::string directory = fmt::format("{}/{}/", kSi514Directory, facts.client);
-        facts.name = readFirstLine(directory + "name").value_or("");
+        facts.name = readFirstLine(directory + "name", &facts.error).value_or("");
         facts.offsetText = readFirstLine(directory + "ppb_offset");
         facts.offsetIsThere = isThere(directory + "ppb_offset");
         facts.offsetIsAllowed = isReadableAndWritable(directory + "ppb_offset");
@@ -186,7 +189,10 @@ std::optional<bool> gatherTimeCapability() {
 
 Choice choiceOf(const InterfaceFacts& facts) {
     if (!facts.isI210()) {
-        return {false, false, facts.vendor.empty() ? "no PCI device" : "not an I210 (0x8086:0x1533)"};
+        return {false, false,
+                !facts.error.empty()   ? facts.error
+                : facts.vendor.empty() ? "no PCI device"
+                                       : "not an I210 (0x8086:0x1533)"};
     }
     if (!facts.ptpIndex) {
         return {false, true, "its PTP clock cannot be asked for"};
@@ -209,9 +215,9 @@ Choice choiceOf(const InterfaceFacts& facts) {
     return {true, false, facts.isUp.value_or(false) ? "usable" : "usable; aligned once it is up"};
 }
 
-std::vector<InterfaceFacts> gatherInterfaces() {
+std::vector<InterfaceFacts> gatherInterfaces(std::string* why) {
     std::vector<InterfaceFacts> interfaces;
-    for (const std::string& name : namesIn(kNetworkDirectory)) {
+    for (const std::string& name : namesIn(kNetworkDirectory, why)) {
         interfaces.push_back(gatherInterface(name));
     }
     return interfaces;
@@ -269,7 +275,7 @@ std::optional<double> readSteeringPpb() {
 
 ControllerFacts gatherFacts() {
     ControllerFacts facts;
-    facts.interfaces = gatherInterfaces();
+    facts.interfaces = gatherInterfaces(&facts.interfacesError);
     facts.ferrox = gatherDriver(kFerroxIdentifier);
     facts.fpga = gatherDriver(kFpgaIdentifier);
     facts.si514 = gatherSi514();

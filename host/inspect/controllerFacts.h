@@ -19,7 +19,7 @@ struct InterfaceFacts {
     std::optional<std::int32_t> ptpIndex;             ///< -1: no clock; empty: cannot be queried.
     std::string node;                                 ///< "/dev/ptp0", or empty.
     bool nodeIsThere = false, nodeIsAllowed = false;  ///< Allowed: for reading and writing.
-    std::string error;                                ///< Error of opening or querying the clock.
+    std::string error;  ///< Error of reading its files, or of opening or querying the clock.
     std::optional<PtpCapabilities> capabilities;
     std::vector<PtpPin> pins;
     std::optional<std::int32_t> virtualClocks;
@@ -41,6 +41,7 @@ struct DriverFacts {
     std::string directory;  ///< Of the first instance; empty: none.
     std::string node;       ///< Contents of its interfacePath.
     bool nodeIsThere = false, nodeIsAllowed = false;
+    std::string error{};  ///< Why something that is there could not be read.
 };
 
 struct Si514Facts {
@@ -49,6 +50,7 @@ struct Si514Facts {
     std::string name;
     std::optional<std::string> offsetText;  ///< Contents of ppb_offset; empty: missing or unreadable.
     bool offsetIsThere = false, offsetIsAllowed = false;
+    std::string error{};  ///< As above.
 };
 
 struct ProcessFacts {
@@ -68,6 +70,7 @@ struct KernelClockFacts {
 
 struct ControllerFacts {
     std::vector<InterfaceFacts> interfaces;  ///< By name, in the library's order.
+    std::string interfacesError;             ///< Why they could not be listed.
     DriverFacts ferrox, fpga;
     Si514Facts si514;
     bool phc2sysIsThere = false, phc2sysIsExecutable = false;
@@ -82,9 +85,9 @@ inline constexpr const char* kPhc2SysPath = "/usr/local/tarnesk/share/Horlix/Tim
 
 inline constexpr const char* kPhc2SysName = "phc2sys";
 
-std::vector<InterfaceFacts> gatherInterfaces();
-std::vector<ProcessFacts> gatherProcesses(std::string_view name = {});  ///< Processes of that name; empty: all.
-std::int64_t ageNs(const ProcessFacts& process);                        ///< To the second; 0: unknown.
+std::vector<InterfaceFacts> gatherInterfaces(std::string* why = nullptr);  ///< `why` as in namesIn().
+std::vector<ProcessFacts> gatherProcesses(std::string_view name = {});     ///< Processes of that name; empty: all.
+std::int64_t ageNs(const ProcessFacts& process);                           ///< To the second; 0: unknown.
 /// Processes that own the clocks, as "phc2sys (812)": each phc2sys, and any that has a PTP clock open for writing.
 /// Neither this process nor its children, and only those that this user may see.
 std::vector<std::string> clockOwners();

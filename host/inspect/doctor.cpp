@@ -41,6 +41,7 @@ Names aboutClocks(const ControllerFacts& facts, const std::function<std::string(
 
 constexpr const char* kNoClock = "there is no I210 with a clock";
 constexpr const char* kSeeMap = "halvexctl map shows the interfaces.";
+constexpr const char* kWhoMayRead = "Run as root; look in the kernel's log.";
 
 bool hasClock(const ControllerFacts& facts) {
     return std::any_of(facts.interfaces.begin(), facts.interfaces.end(),
@@ -68,8 +69,10 @@ Finding interfaces(const ControllerFacts& facts) {
         return fail("initialisation will fail because of " + joined(fatal),
                     "Repair the named clock; see the checks below.");
     }
-    return chosen.empty() ? fail("no usable I210", "halvexctl map says why each interface is left out.")
-                          : well(joined(chosen) + " will be synchronised");
+    return !chosen.empty() ? well(joined(chosen) + " will be synchronised")
+           : !facts.interfacesError.empty()
+               ? unknown(facts.interfacesError, kWhoMayRead)
+               : fail("no usable I210", "halvexctl map says why each interface is left out.");
 }
 
 Finding leftOut(const ControllerFacts& facts) {
@@ -168,7 +171,8 @@ Finding clockUsers(const ControllerFacts& facts) {
 }
 
 Finding driver(const DriverFacts& facts, const char* name) {
-    return facts.directory.empty()
+    return facts.directory.empty() && !facts.error.empty() ? unknown(facts.error, kWhoMayRead)
+           : facts.directory.empty()
                ? fail(fmt::format("no {} under /proc/driver/zu", name), "Load its driver; look in the kernel's log.")
                : well(facts.directory);
 }
@@ -178,7 +182,8 @@ Finding driverNode(const DriverFacts& facts, const char* name) {
         return unknown(fmt::format("unknown without the {} driver", name), "Load its driver first.");
     }
     if (facts.node.empty()) {
-        return fail("interfacePath is empty or cannot be read", "Look in the kernel's log for the driver.");
+        return fail(facts.error.empty() ? "interfacePath is empty" : facts.error,
+                    "Look in the kernel's log for the driver.");
     }
     if (!facts.nodeIsThere) {
         return fail(facts.node + " is missing", "Is udev running? Load the driver again.");
@@ -192,7 +197,8 @@ Finding si514Driver(const ControllerFacts& facts) {
     if (!facts.si514.driverIsThere) {
         return fail("/sys/bus/i2c/drivers/si514 is missing", "Load the Si514 driver.");
     }
-    return facts.si514.client.empty()
+    return facts.si514.client.empty() && !facts.si514.error.empty() ? unknown(facts.si514.error, kWhoMayRead)
+           : facts.si514.client.empty()
                ? fail("the driver has no oscillator", "Is the I2C device declared? Look in the kernel's log.")
                : well(fmt::format("{} at {}", facts.si514.name.empty() ? "oscillator" : facts.si514.name,
                                   facts.si514.client));

@@ -37,7 +37,9 @@ ordered_json interfaceAsJson(const InterfaceFacts& facts, const Choice& choice) 
 }
 
 std::string interfaceAsText(const InterfaceFacts& facts, const Choice& choice) {
-    const std::string pci = facts.vendor.empty() ? "no PCI device" : facts.vendor + ":" + facts.device;
+    const std::string pci = !facts.vendor.empty() ? facts.vendor + ":" + facts.device
+                            : facts.error.empty() ? "no PCI device"
+                                                  : "unknown";
     std::string text = fmt::format("{:<13}  {:<10}  {}: {}", pci, facts.node.empty() ? "no clock" : facts.node,
                                    choice.isChosen             ? "chosen"
                                    : choice.endsInitialisation ? "broken"
@@ -50,12 +52,26 @@ std::string interfaceAsText(const InterfaceFacts& facts, const Choice& choice) {
     return text;
 }
 
-ordered_json driverAsJson(const DriverFacts& facts) {
-    return {{"directory", facts.directory}, {"node", facts.node}, {"present", facts.nodeIsThere}};
+void mind(const std::string& error, Result& result) {
+    if (!error.empty()) {
+        result.warn("not everything could be read");
+    }
 }
 
-std::string driverAsText(const DriverFacts& facts) {
-    return facts.directory.empty() ? "no driver" : facts.node + (facts.nodeIsThere ? "" : " (missing)");
+/// Adds a driver's row: `text`, or why that cannot be known.
+void addDriver(Result& result, const char* key, ordered_json object, const char* label, const std::string& text,
+               const std::string& error) {
+    if (!error.empty()) {
+        object["error"] = error;
+    }
+    mind(error, result);
+    result.add(key, object, label, error.empty() ? text : error);
+}
+
+void addDriver(Result& result, const char* key, const char* label, const DriverFacts& facts) {
+    addDriver(result, key, {{"directory", facts.directory}, {"node", facts.node}, {"present", facts.nodeIsThere}},
+              label, facts.directory.empty() ? "no driver" : facts.node + (facts.nodeIsThere ? "" : " (missing)"),
+              facts.error);
 }
 
 }  // namespace
@@ -66,12 +82,15 @@ void showMap(const ControllerFacts& facts, Result& result) {
         const Choice choice = choiceOf(interface);
         interfaces.push_back(interfaceAsJson(interface, choice));
         result.add("", nullptr, interface.name, interfaceAsText(interface, choice));
+        mind(interface.vendor.empty() ? interface.error : "", result);
     }
-    result.add("interfaces", interfaces, "", "");
-    result.add("ferrox", driverAsJson(facts.ferrox), "Ferrox", driverAsText(facts.ferrox));
-    result.add("fpga", driverAsJson(facts.fpga), "FPGA", driverAsText(facts.fpga));
-    result.add("si514", ordered_json{{"client", facts.si514.client}, {"name", facts.si514.name}}, "Si514",
-               facts.si514.client.empty() ? "no driver" : facts.si514.client + " " + facts.si514.name);
+    mind(facts.interfacesError, result);
+    result.add("interfaces", interfaces, facts.interfacesError.empty() ? "" : "interfaces", facts.interfacesError);
+    addDriver(result, "ferrox", "Ferrox", facts.ferrox);
+    addDriver(result, "fpga", "FPGA", facts.fpga);
+    addDriver(result, "si514", {{"client", facts.si514.client}, {"name", facts.si514.name}}, "Si514",
+              facts.si514.client.empty() ? "no driver" : facts.si514.client + " " + facts.si514.name,
+              facts.si514.error);
 }
 
 }  // namespace halvexctl

@@ -5,10 +5,14 @@
 #include <dirent.h>
 #include <unistd.h>
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <memory>
 #include <string_view>
+#include <system_error>
 
 #include "host/output/files.h"
 
@@ -19,18 +23,27 @@ constexpr std::size_t kLargestFile = 65'536;
 
 using Directory = std::unique_ptr<DIR, decltype([](DIR* directory) { ::closedir(directory); })>;
 
+void explain(const std::string& path, int error, std::string* why) {
+    if (why != nullptr && error != 0 && error != ENOENT && error != ENOTDIR) {
+        *why = fmt::format("{} cannot be read: {}", path, std::generic_category().message(error));
+    }
+}
+
 }  // namespace
 
-std::optional<std::string> readFirstLine(const std::string& path) {
+std::optional<std::string> readFirstLine(const std::string& path, std::string* why) {
     std::optional<std::string> text = readFile(path, kLargestFile);
     if (text) {
         text->erase(std::min(text->find('\n'), text->size()));
+    } else {
+        explain(path, errno, why);
     }
     return text;
 }
 
-std::vector<std::string> namesIn(const std::string& directory) {
+std::vector<std::string> namesIn(const std::string& directory, std::string* why) {
     std::vector<std::string> names;
+    errno = 0;
     const Directory opened(::opendir(directory.c_str()));
     while (const dirent* entry = opened ? ::readdir(opened.get()) : nullptr) {
         const std::string_view name = entry->d_name;
@@ -38,6 +51,7 @@ std::vector<std::string> namesIn(const std::string& directory) {
             names.emplace_back(name);
         }
     }
+    explain(directory, errno, why);
     std::sort(names.begin(), names.end());
     return names;
 }

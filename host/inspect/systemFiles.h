@@ -8,11 +8,12 @@
 
 namespace halvexctl {
 
-/// The first line without its newline; empty if the file cannot be read. Reentrant.
-std::optional<std::string> readFirstLine(const std::string& path);
+/// The first line without its newline; empty if the file cannot be read: `why` says so, unless it is not there.
+/// Reentrant.
+std::optional<std::string> readFirstLine(const std::string& path, std::string* why = nullptr);
 
-/// Names in the directory, sorted, without "." and ".."; none if it cannot be listed.
-std::vector<std::string> namesIn(const std::string& directory);
+/// Names in the directory, sorted, without "." and ".."; none if it cannot be listed, with `why` as above.
+std::vector<std::string> namesIn(const std::string& directory, std::string* why = nullptr);
 
 bool isThere(const std::string& path);
 bool isReadable(const std::string& path);

@@ -77,6 +77,7 @@ struct Source {
     std::uint64_t lines = 0;
     std::uint64_t unreadLines = 0;  ///< Lines that are not JSON or have an unknown form.
     std::string remark;
+    std::string doubt;  ///< Why it may not belong to the others.
 };
 
 struct Chronicle {

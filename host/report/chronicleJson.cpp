@@ -94,7 +94,7 @@ private:
                                 {"name", source.name},
                                 {"lines", source.lines},
                                 {"unreadLines", source.unreadLines},
-                                {"remark", source.remark}};
+                                {"remark", source.remark + (source.doubt.empty() ? "" : "; " + source.doubt)}};
         });
     }
 

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "host/output/files.h"
 
@@ -32,16 +33,22 @@ void refuseOtherKind(const std::string& path, LinesOf kind, const nlohmann::json
 
 }  // namespace
 
-Source readJsonLines(const std::string& path, LinesOf kind,
+InputText readInput(const std::string& path) {
+    const std::string name = path == "-" ? "standard input" : path;
+    std::optional<std::string> text = readFile(path);
+    if (!text) {
+        throw std::system_error(errno, std::generic_category(), fmt::format("cannot read {}", name));
+    }
+    return {name, std::move(*text)};
+}
+
+Source readJsonLines(const InputText& input, LinesOf kind,
                      const std::function<void(const nlohmann::json& line)>& take) {
+    const std::string& path = input.name;
     Source source;
     source.kind = kind == LinesOf::record ? "record" : "trace";
     source.name = lastName(path);
-    const std::optional<std::string> text = readFile(path);
-    if (!text) {
-        throw std::system_error(errno, std::generic_category(), fmt::format("cannot read {}", path));
-    }
-    for (std::string_view rest = *text; !rest.empty();) {
+    for (std::string_view rest = input.text; !rest.empty();) {
         const std::string_view line = rest.substr(0, rest.find('\n'));
         rest.remove_prefix(std::min(line.size() + 1, rest.size()));
         if (line.empty()) {

@@ -159,7 +159,7 @@ private:
 
 void readRecord(const std::string& path, Chronicle& chronicle) {
     RecordReader reader(chronicle);
-    Source source = readJsonLines(path, LinesOf::record, [&reader](const json& line) { reader.take(line); });
+    Source source = readJsonLines(readInput(path), LinesOf::record, [&reader](const json& line) { reader.take(line); });
     if (reader.sessions() > 1) {
         source.remark = fmt::format("the last of {} sessions", reader.sessions());
     }

@@ -67,6 +67,9 @@ void mindSources(const Chronicle& chronicle, Result& result) {
             result.warn(
                 fmt::format("{} of {} lines of {} could not be read", source.unreadLines, source.lines, source.name));
         }
+        if (!source.doubt.empty()) {
+            result.warn(fmt::format("{}: {}", source.name, source.doubt));
+        }
     }
 }
 

@@ -10,13 +10,13 @@
 
 namespace halvexctl {
 
-/// Reads the sources named in the options. Throws like readJsonLines().
+/// Reads the sources named in the options. Throws like readRecord().
 Chronicle readChronicle(const ReportOptions& options);
 
 /// The page as text: the embedded page with the chronicle inserted.
 std::string pageOf(const Chronicle& chronicle);
 
-/// Writes the page and summarises it in the result. Throws like readJsonLines() and replaceFile().
+/// Writes the page and summarises it in the result. Throws like readRecord() and replaceFile().
 void makeReport(const ReportOptions& options, Result& result);
 
 }  // namespace halvexctl

@@ -42,21 +42,26 @@ public:
         }
     }
 
-    /// Empty if no line is in both.
-    std::optional<std::int64_t> shiftNs() const {
-        std::optional<std::int64_t> best;
-        std::size_t mostMatches = 0;
+    /// Finds the shift; returns why the trace may be of another run, or nothing.
+    std::string find() {
+        Match best;
         for (const Line& line : traced_) {
             if (!recorded_.empty() && line.text == recorded_.front().text) {
                 const Match match = matchesAt(recorded_.front().rawNs - line.rawNs);
-                if (match.count > mostMatches) {
-                    mostMatches = match.count;
-                    best = match.shiftNs;
+                if (match.count > best.count) {
+                    best = match;
                 }
             }
         }
-        return best;
+        shiftNs_ = best.shiftNs;
+        return best.count == 0 ? "no log line is in both, so its time may not be the record's"
+               : best.count == recorded_.size()
+                   ? ""
+                   : fmt::format("{} of {} log lines of the record are not in it: of another run, or cut off",
+                                 recorded_.size() - best.count, recorded_.size());
     }
+
+    std::int64_t shiftNs() const { return shiftNs_; }
 
 private:
     struct Line {
@@ -74,18 +79,21 @@ private:
     Match matchesAt(std::int64_t aboutNs) const {
         Match match{0, aboutNs};
         for (const Line& recorded : recorded_) {
+            bool isTraced = false;
             for (const Line& traced : traced_) {
                 const std::int64_t shiftNs = recorded.rawNs - traced.rawNs;
                 if (std::llabs(shiftNs - aboutNs) < kApartNs && traced.text == recorded.text) {
-                    ++match.count;
+                    isTraced = true;
                     match.shiftNs = std::max(match.shiftNs, shiftNs);
                 }
             }
+            match.count += isTraced ? 1 : 0;
         }
         return match;
     }
 
     std::vector<Line> recorded_, traced_;
+    std::int64_t shiftNs_ = 0;
 };
 
 /// Borrows the chronicle, whose references must be complete.
@@ -245,19 +253,18 @@ private:
 }  // namespace
 
 void readTrace(const std::string& path, Chronicle& chronicle) {
-    const bool isAlone = chronicle.sources.empty();
+    const InputText input = readInput(path);
     ShiftFinder finder(chronicle);
-    if (!isAlone) {
-        readJsonLines(path, LinesOf::trace, [&finder](const json& line) { finder.take(line); });
+    std::string doubt;
+    if (!chronicle.sources.empty()) {
+        readJsonLines(input, LinesOf::trace, [&finder](const json& line) { finder.take(line); });
+        doubt = finder.find();
     }
-    const std::optional<std::int64_t> shiftNs = finder.shiftNs();
-    TraceReader reader(chronicle, shiftNs.value_or(0));
-    Source source = readJsonLines(path, LinesOf::trace, [&reader](const json& line) { reader.take(line); });
+    TraceReader reader(chronicle, finder.shiftNs());
+    Source source = readJsonLines(input, LinesOf::trace, [&reader](const json& line) { reader.take(line); });
     reader.finish();
     source.remark = reader.seed().empty() ? "" : "seed " + reader.seed();
-    if (!isAlone && !shiftNs) {
-        source.remark += "; no log line is in both, so its time may not be the record's";
-    }
+    source.doubt = doubt;
     chronicle.sources.push_back(std::move(source));
     chronicle.truth.sort();
     chronicle.trueState.sort();

@@ -84,7 +84,7 @@ private:
         const ssize_t length = ::read(fd_, chunk.data(), chunk.size());
         const int error = errno;
         if (length < 0 && error != EINTR && error != EAGAIN) {
-            throw std::system_error(error, std::generic_category(), "cannot read the input");
+            throw std::system_error(error, std::generic_category(), "cannot read standard input");
         }
         if (length > 0) {
             buffered_.append(chunk.data(), static_cast<std::size_t>(length));

@@ -17,12 +17,12 @@
 namespace halvexctl::actions {
 namespace {
 
-std::int64_t readInterval(const std::string& text) {
-    const std::int64_t intervalNs = readDurationNs(text);
-    if (intervalNs == 0) {
-        throw UsageError("the interval must be above 0");
+std::int64_t readPositive(const char* what, const std::string& text) {
+    const std::int64_t durationNs = readDurationNs(text);
+    if (durationNs == 0) {
+        throw UsageError(fmt::format("the {} must be above 0", what));
     }
-    return intervalNs;
+    return durationNs;
 }
 
 /// A file to write: "-" would become one of that name.
@@ -44,7 +44,7 @@ Argument readMonitor(WordReader& words, const ReadingRules& rules) {
         if (option == "--once") {
             options.count = 1;
         } else if (option == "--interval") {
-            options.intervalNs = readInterval(value);
+            options.intervalNs = readPositive("interval", value);
         } else if (option == "--count") {
             options.count = readCount(value);
         } else {
@@ -75,10 +75,10 @@ Argument readRecord(WordReader& words, const ReadingRules& rules) {
     RecordOptions options;
     options.path = readOutputPath(words.takeArgument("record", "FILE"));
     if (words.nextIsNumber()) {
-        options.durationNs = readInterval(words.takeQuantity("record", "DURATION"));
+        options.durationNs = readPositive("duration", words.takeQuantity("record", "DURATION"));
     }
     readOwnOptions(words, rules, "record", [&options](std::string_view, const std::string& value) {
-        options.intervalNs = readInterval(value);
+        options.intervalNs = readPositive("interval", value);
     });
     return options;
 }

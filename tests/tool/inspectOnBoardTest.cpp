@@ -82,6 +82,25 @@ TEST_F(InspectOnBoard, MapAgreesWithTheLibraryAboutWhatIsChosen) {
     EXPECT_THAT(trace(), HasSubstr("Interface enp5s0 is not usable"));
 }
 
+TEST_F(InspectOnBoard, MapAndDoctorTellWhatCannotBeReadFromWhatIsNotThere) {
+    std::string unreadable = "[ferrox]\n[fpga]\n[si514]\n[[interface]]\nname = \"enp1s0\"\n";
+    for (const char* file : {"vendor", "interfacePath", "name"}) {
+        unreadable +=
+            std::string("[[fault]]\ncall = \"read\"\nfile = \"") + file + "\"\nerror = \"EIO\"\ntimes = \"forever\"\n";
+    }
+    const std::string scenario = scratchScenario(unreadable);
+    const nlohmann::json all = results({"map", "doctor"}, scenario), map = all[0]["values"];
+    EXPECT_EQ(all[0]["outcome"], "warning");
+    EXPECT_EQ(map["interfaces"][0]["reason"], "/sys/class/net/enp1s0/device/vendor cannot be read: Input/output error");
+    EXPECT_THAT(map["ferrox"]["error"].get<std::string>(),
+                HasSubstr("/interfacePath cannot be read: Input/output error"));
+    EXPECT_THAT(map["si514"]["error"].get<std::string>(), HasSubstr("/name cannot be read: Input/output error"));
+    EXPECT_THAT(all[1].dump(), HasSubstr("/interfacePath cannot be read: Input/output error"));
+    const std::string text = run({"map"}, scenario);
+    EXPECT_THAT(text, HasSubstr("left out: /sys/class/net/enp1s0/device/vendor cannot be read"));
+    EXPECT_EQ(text.find("no driver"), std::string::npos) << text;
+}
+
 TEST_F(InspectOnBoard, DoctorFindsTheControllerWell) {
     const nlohmann::json doctor = results({"doctor"})[0];
     for (const char* check : {"interfaces", "links", "clock-nodes", "clock-rights", "clock-pins", "virtual-clocks",

@@ -83,7 +83,7 @@ TEST_F(UnwritableOutput, DoesNotReachARecordWhenStandardOutputIsClosed) {
 
 TEST_F(UnwritableOutput, IsToldFromAClosedStandardInput) {
     EXPECT_EQ(runTool("<&-", {"run"}), 3);
-    EXPECT_THAT(errors_, HasSubstr("cannot read the input: Bad file descriptor"));
+    EXPECT_THAT(errors_, HasSubstr("cannot read standard input: Bad file descriptor"));
 }
 
 }  // namespace halvexctl::outputTest

@@ -216,11 +216,18 @@ TEST_F(RecordOnBoard, IsNotAppendedToAFileThatIsNoRecord) {
 
 TEST_F(RecordOnBoard, IsReportedFromStandardInput) {
     ASSERT_EQ(run({"record", record(), "init"}), 0) << output_;
-    const int input = ::open(record().c_str(), O_RDONLY | O_CLOEXEC);
-    ProgramRun program({HALVEXCTL, "report", directory_ / "page.html", "--from", "-"}, input);
-    EXPECT_EQ(program.finish(), 0) << program.errors();
-    ::close(input);
-    EXPECT_THAT(fileContents(directory_ / "page.html"), HasSubstr("<html"));
+    const auto report = [this](std::vector<std::string> sources, const std::string& inputPath) {
+        const int input = ::open(inputPath.c_str(), O_RDONLY | O_CLOEXEC);
+        sources.insert(sources.begin(), {HALVEXCTL, "report", directory_ / "page.html"});
+        ProgramRun program(sources, input);
+        const int code = program.finish();
+        ::close(input);
+        return std::to_string(code) + program.errors();
+    };
+    EXPECT_EQ(report({"--from", "-"}, record()), "0");
+    EXPECT_EQ(report({"--from", record(), "--trace", "-"}, directory_ / "trace"), "0");
+    EXPECT_THAT(fileContents(directory_ / "page.html"), HasSubstr("\"standard input\""));
+    EXPECT_EQ(report({"--from", "-"}, "/dev/null"), "3halvexctl: report: standard input has no line of a record\n");
 }
 
 TEST_F(RecordOnBoard, KeepsMetricsInAFileOfMetricsAlone) {

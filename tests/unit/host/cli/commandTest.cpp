@@ -115,7 +115,7 @@ TEST(ReadCommands, RefusesWrongOptionsOfMonitorAndRecord) {
     EXPECT_NE(refusal({"record"}).find("record needs its FILE"), std::string::npos);
     EXPECT_EQ(refusal({"record", "/r", "--intervall", "1s"}),
               "record has no option \"--intervall\"; did you mean \"--interval\"?");
-    EXPECT_EQ(refusal({"record", "/r", "0s"}), "the interval must be above 0");
+    EXPECT_EQ(refusal({"record", "/r", "0s"}), "the duration must be above 0");
     EXPECT_EQ(refusal({"report", "/p", "--form", "/r"}), "report has no option \"--form\"; did you mean \"--from\"?");
 }
 

@@ -180,7 +180,19 @@ TEST_F(Report, MovesATraceToTheTimeOfTheRecordByTheLogLinesOfBoth) {
 TEST_F(Report, SaysWhenATraceHasNothingInCommonWithTheRecord) {
     Chronicle chronicle = recordOf({kStart, logAt(10'060, "one")});
     readTrace(file("trace", {R"({"seq":1,"raw_ns":62,"kind":"syslog","priority":6,"text":"another"})"}), chronicle);
-    EXPECT_THAT(chronicle.sources.at(1).remark, HasSubstr("no log line is in both"));
+    EXPECT_THAT(chronicle.sources.at(1).doubt, HasSubstr("no log line is in both"));
+}
+
+TEST_F(Report, SaysWhenATraceMayBeOfAnotherRunThanTheRecord) {
+    ReportOptions options;
+    options.recordPath =
+        file("record", {kStart, logAt(10'060, "one"), logAt(10'990, "two"), logAt(90'000'000, "late")});
+    options.tracePath = file("trace", {R"({"seq":1,"raw_ns":62,"kind":"syslog","priority":6,"text":"one"})"});
+    Result result;
+    makeReport(options, result);
+    EXPECT_EQ(result.outcome, Outcome::warning);
+    EXPECT_EQ(result.message, "trace: 2 of 3 log lines of the record are not in it: of another run, or cut off");
+    EXPECT_THAT(fileContents(directory_ / "record.html"), HasSubstr("of another run, or cut off"));
 }
 
 TEST_F(Report, ComparesTheTruthWithTheReferenceOfTheRecord) {
