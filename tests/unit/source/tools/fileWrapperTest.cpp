@@ -4,7 +4,6 @@
 
 #include "tests/support/allocationCount.h"
 #include "tests/support/libcHooks.h"
-#include "tests/support/processCensus.h"
 #include "tests/support/raisedError.h"
 
 namespace halvexTimekeeper::fileWrapperTest {
@@ -13,7 +12,6 @@ using namespace testsupport;
 
 constexpr ExpectedSite kOpenFailed{-52006, "zuplaterr_resourceNotFound", "fileWrapper", 20};
 constexpr ExpectedSite kSeekFailed{-52024, "zuplaterr_communicationsFault", "fileWrapper", 44};
-constexpr ExpectedSite kReadFailed{-52024, "zuplaterr_communicationsFault", "fileWrapper", 62};
 constexpr ExpectedSite kWriteFailed{-52024, "zuplaterr_communicationsFault", "fileWrapper", 106};
 
 /// A real file behind the path "/sys/attributes/value", and a journal of its seeks and writes.
@@ -49,29 +47,11 @@ struct FileWrapperTest : testing::Test {
     std::vector<std::string> journal;
 };
 
-TEST_F(FileWrapperTest, OpensWithExactlyTheFlagsGivenAndNoMode) {
-    std::vector<int> flagsSeen;
-    libcHooks().open = [&](const char* opened, int flags, mode_t) {
-        EXPECT_EQ(opened, path);
-        flagsSeen.push_back(flags);
-        return 0;
-    };
-    FileWrapper(path.c_str(), 2);
-    FileWrapper(path, 0);
-    EXPECT_EQ(flagsSeen, (std::vector{O_RDWR, O_RDONLY}));
-}
-
 TEST_F(FileWrapperTest, TellsAPathThatDoesNotExistAsAResourceNotFound) {
     EXPECT_EQ(raisedBy([] { FileWrapper("/sys/attributes/missing", 0); }),
               makeError(kOpenFailed, "Failed to open: /sys/attributes/missing. Error: No such file or directory"));
     EXPECT_EQ(raisedBy([] { FileWrapper(std::string("/sys/attributes/missing"), 0); }),
               makeError(kOpenFailed, "Failed to open: /sys/attributes/missing. Error: No such file or directory"));
-}
-
-TEST_F(FileWrapperTest, KeepsNoDescriptorWhenOpeningFails) {
-    const int before = countOpenDescriptors();
-    EXPECT_NE(raisedBy([] { FileWrapper("/sys/attributes/missing", 0); }).code, 0);
-    EXPECT_EQ(countOpenDescriptors(), before);
 }
 
 TEST_F(FileWrapperTest, ReadsOnceAndLeavesTheRestOfTheBufferAsTheCallerSetIt) {
@@ -89,23 +69,6 @@ TEST_F(FileWrapperTest, ReadsAtTheCurrentOffsetAndReturns0AtTheEnd) {
     EXPECT_EQ(file.read(buffer.data(), 3), 2);
     EXPECT_EQ(std::string(buffer.data(), 2), "45");
     EXPECT_EQ(file.read(buffer.data(), 3), 0);
-}
-
-TEST_F(FileWrapperTest, ReadsOnceOnlyWhenTheReadIsShortOrFails) {
-    FileWrapper file(path, 0);
-    int calls = 0;
-    ssize_t result = 1;
-    libcHooks().read = [&](int, void*, size_t) {
-        ++calls;
-        errno = EINTR;
-        return result;
-    };
-    char byte = 0;
-    EXPECT_EQ(file.read(&byte, 1), 1);
-    result = -1;
-    EXPECT_EQ(raisedBy([&] { file.read(&byte, 1); }),
-              makeError(kReadFailed, "Error reading file: /sys/attributes/value. Error: Interrupted system call"));
-    EXPECT_EQ(calls, 2);
 }
 
 TEST_F(FileWrapperTest, SeeksFromTheStartAndTo0WithoutAnArgument) {
@@ -155,36 +118,11 @@ TEST_F(FileWrapperTest, AllocatesNothingToReadSeekAndWrite) {
     EXPECT_EQ(countAllocations(), before);
 }
 
-TEST_F(FileWrapperTest, WritesTheWholeValueAgainFromOffset0AfterAShortWrite) {
-    FileWrapper file(path, O_RDWR);
-    watchSeeksAndWrites({{2, 0}});
-    EXPECT_EQ(file.write("abcde", 5, false, 5), 5);
-    EXPECT_EQ(journal, (std::vector<std::string>{"seek 0,0", "write abcde", "seek 0,0", "write abcde"}));
-    EXPECT_EQ(directory.readFile("value"), "abcde");
-}
-
-TEST_F(FileWrapperTest, MakesExactlyFiveSeeksAndFiveWritesBeforeTheWriteError) {
-    FileWrapper file(path, O_RDWR);
-    watchSeeksAndWrites({{-1, EIO}, {-1, EIO}, {-1, EIO}, {-1, EIO}, {-1, EBUSY}});
-    EXPECT_EQ(raisedBy([&] { file.write("abcde", 5, false, 5); }),
-              makeError(kWriteFailed, "Error writing file: /sys/attributes/value. Error: Device or resource busy"));
-    EXPECT_EQ(journal.size(), 10U);
-    EXPECT_EQ(std::count(journal.begin(), journal.end(), "seek 0,0"), 5);
-    EXPECT_EQ(std::count(journal.begin(), journal.end(), "write abcde"), 5);
-}
-
 TEST_F(FileWrapperTest, SucceedsOnTheLastAttempt) {
     FileWrapper file(path, O_RDWR);
     watchSeeksAndWrites({{-1, EIO}, {0, 0}});
     EXPECT_EQ(file.write("abcde", 5, false, 3), 5);
     EXPECT_EQ(journal.size(), 6U);
-}
-
-TEST_F(FileWrapperTest, RaisesTheWriteErrorWhenEveryWriteWasShort) {
-    FileWrapper file(path, O_RDWR);
-    watchSeeksAndWrites({{2, 0}, {4, 0}});
-    EXPECT_EQ(raisedBy([&] { file.write("abcde", 5, false, 2); }),
-              makeError(kWriteFailed, "Error writing file: /sys/attributes/value. Error: Success"));
 }
 
 TEST_F(FileWrapperTest, LeavesTheWriteLoopThroughTheSeekErrorWhenASeekFails) {
@@ -219,18 +157,6 @@ TEST_F(FileWrapperTest, FailsAtOnceWithWhateverErrnoHeldWhenThereAreNoAttempts) 
         raisedBy([&] { file.write("abcde", 5, false, 0); }),
         makeError(kWriteFailed, "Error writing file: /sys/attributes/value. Error: Inappropriate ioctl for device"));
     EXPECT_TRUE(journal.empty());
-}
-
-TEST_F(FileWrapperTest, ClosesItsDescriptorAndIgnoresACloseThatFails) {
-    std::vector<int> closed;
-    libcHooks().open = [](const char*, int, mode_t) { return 4711; };
-    libcHooks().close = [&](int fd) {
-        closed.push_back(fd);
-        errno = EIO;
-        return -1;
-    };
-    FileWrapper(path, 0);
-    EXPECT_EQ(closed, std::vector{4711});
 }
 
 TEST_F(FileWrapperTest, NeverClosesDescriptor0) {

@@ -11,8 +11,6 @@ using namespace testsupport;
 using Requests = std::vector<unsigned long>;
 
 constexpr unsigned long kGetTime = 0x80207500;
-constexpr unsigned long kGenerateEpochSignal = 0xC0207501;
-constexpr unsigned long kGetEpochTimestamp = 0x80207502;
 constexpr unsigned long kAdjustTime = 0xC0207503;
 
 constexpr const char* kFile = "ferroxEpochDevice";
@@ -27,35 +25,14 @@ protected:
 
     void SetUp() override { publish("/dev/ferrox"); }
     FerroxEpochDevice& device() { return device_ ? *device_ : device_.emplace(); }
-    RaisedError raisedByMaking() override {
-        return raisedBy([] { FerroxEpochDevice device; });
-    }
 
     std::optional<FerroxEpochDevice> device_;
 };
-
-TEST_F(FerroxDevice, OpensTheFirstInstanceAndCallsNothing) {
-    publish("/dev/another", "1");
-    device();
-    EXPECT_EQ(openedPaths, std::vector<std::string>{"/dev/ferrox"});
-    EXPECT_TRUE(driver.calls.empty());
-}
 
 TEST_F(FerroxDevice, HasAFixedName) {
     EXPECT_EQ(device().getName(), "FerroxEpochDevice");
     const FerroxEpochDevice another;
     EXPECT_EQ(&another.getName(), &device().getName());
-}
-
-TEST_F(FerroxDevice, IsNotMadeWithoutAnInterfaceThatCanBeEnumeratedReadAndOpened) {
-    expectNotMadeWithoutItsInterface(kFile, "FerroxEpochDevice", {44, 56, 59, 49},
-                                     "No matching Ferrox time sync interface was found.");
-}
-
-TEST_F(FerroxDevice, ReleasesTheEnumerationWhenItIsMade) {
-    countEnumerations();
-    device();
-    EXPECT_EQ(releases, 1);
 }
 
 TEST_F(FerroxDevice, ReadsTheChipsTime) {
@@ -64,45 +41,7 @@ TEST_F(FerroxDevice, ReadsTheChipsTime) {
     EXPECT_EQ(driver.getRequests(), Requests{kGetTime});
 }
 
-TEST_F(FerroxDevice, TellsThatTheTimeCannotBeReadOrAdjusted) {
-    EXPECT_EQ(raisedWhile(kGetTime, {.error = EIO}, [&] { device().getTime(); }),
-              driverError(-52024, kFile, 83, "Unable to get time from FerroxEpochDevice"));
-    EXPECT_EQ(raisedWhile(kGetTime, {.status = -77, .value = 5}, [&] { device().getTime(); }),
-              driverError(-77, kFile, 83, "Unable to get time from FerroxEpochDevice"));
-    EXPECT_EQ(raisedWhile(kAdjustTime, {.status = -52005}, [&] { device().adjustTime(1); }),
-              driverError(-52005, kFile, 92, "Unable to adjust time on FerroxEpochDevice"));
-}
-
-TEST_F(FerroxDevice, TakesADriversWarningForSuccess) {
-    for (const unsigned long request : {kGetTime, kAdjustTime, kGenerateEpochSignal, kGetEpochTimestamp}) {
-        driver.answers[request] = {.status = 4, .value = 5};
-    }
-    EXPECT_EQ(device().getTime(), 5U);
-    EXPECT_NO_THROW(device().adjustTime(1));
-    EXPECT_EQ(device().generateEpoch(), 5U);
-}
-
 TEST_F(FerroxDevice, StepsTheChipByTheOffsetUnchanged) { expectStepsUnchanged(device(), kAdjustTime); }
-
-TEST_F(FerroxDevice, EmitsTheEpochSignalAndReturnsItsTime) {
-    driver.answers[kGetEpochTimestamp] = {.value = 123};
-    EXPECT_EQ(device().generateEpoch(), 123U);
-    EXPECT_EQ(driver.getRequests(), (Requests{kGenerateEpochSignal, kGetEpochTimestamp}));
-}
-
-TEST_F(FerroxDevice, TellsThatTheEpochCannotBeGeneratedAndDoesNotReadItWhenTheSignalFailed) {
-    EXPECT_EQ(raisedWhile(kGenerateEpochSignal, {.status = -52024}, [&] { device().generateEpoch(); }),
-              driverError(-52024, kFile, 106, "Unable to generate epoch from FerroxEpochDevice"));
-    EXPECT_EQ(driver.getRequests(), Requests{kGenerateEpochSignal});
-    EXPECT_EQ(raisedWhile(kGetEpochTimestamp, {.error = EIO}, [&] { device().generateEpoch(); }),
-              driverError(-52024, kFile, 110, "Unable to generate epoch from FerroxEpochDevice"));
-}
-
-TEST_F(FerroxDevice, HandsAWarningOfTheSignalToTheDriverWithTheSecondCall) {
-    driver.answers[kGenerateEpochSignal] = {.status = 6};
-    device().generateEpoch();
-    EXPECT_EQ(driver.getLastCall().in, (Bytes{6, 0, 0, 0}));
-}
 
 TEST_F(FerroxDevice, IsEnabledWithoutAskingTheHardwareAndAlsoWhenItsInterfaceIsClosed) {
     EXPECT_TRUE(device().isEnabled());
@@ -132,16 +71,16 @@ TEST_F(FerroxDevice, RefusesEveryTimeWhatOnlyASlaveDoes) {
 }
 
 TEST_F(FerroxDevice, ClosesItsInterfaceBeforeItOpensItAgain) {
-    expectReopening(device());
+    device();
+    publish("/dev/moved");
+    libcHooks().open = [this](const char* path, int, mode_t) {
+        EXPECT_EQ(closed, std::vector{1000});
+        EXPECT_STREQ(path, "/dev/moved");
+        return 2000;
+    };
+    device().reinitialize();
     device().getTime();
     EXPECT_EQ(driver.getLastCall().fd, 2000);
-}
-
-TEST_F(FerroxDevice, ClosesItsInterfaceWhenItGoesAndCallsNothing) {
-    device();
-    device_.reset();
-    EXPECT_EQ(closed, std::vector{1000});
-    EXPECT_TRUE(driver.calls.empty());
 }
 
 TEST_F(FerroxDevice, AllocatesNothingForATimeAStepAndAnEpoch) {

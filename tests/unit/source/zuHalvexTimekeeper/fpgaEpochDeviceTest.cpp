@@ -21,7 +21,6 @@ constexpr unsigned long kGetEpochTimestamp = 0xC0207505;
 
 constexpr const char* kFile = "fpgaEpochDevice";
 constexpr std::uint64_t kAlignmentValue = 4'000'000'000;
-const Bytes kResetInfo = {19, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
 
 /// A running, enabled FPGA that stores the status records it receives.
 class FpgaDevice : public DriverInterfaceTest {
@@ -68,9 +67,6 @@ protected:
         statusInfos.clear();
         return device();
     }
-    RaisedError raisedByMaking() override {
-        return raisedBy([] { FpgaEpochDevice device(kAlignmentValue); });
-    }
 
     std::vector<Bytes> statusInfos;
     std::vector<Bytes> runStates;
@@ -86,15 +82,6 @@ TEST_F(FpgaDevice, HasAFixedName) {
     EXPECT_EQ(&another.getName(), &device().getName());
 }
 
-TEST_F(FpgaDevice, OpensTheFirstInstanceAndResetsAnEnabledFpga) {
-    publish("/dev/another", "1");
-    device();
-    EXPECT_EQ(openedPaths, std::vector<std::string>{"/dev/fpga"});
-    EXPECT_EQ(driver.getRequests(), (Requests{kGetTime, kSetStatusInfo, kRequestEpochAlignment}));
-    EXPECT_EQ(statusInfos, std::vector<Bytes>{kResetInfo});
-    EXPECT_EQ(driver.getLastCall().getArgument(), kAlignmentValue);
-}
-
 TEST_F(FpgaDevice, LeavesAnFpgaWhoseTimeIsZeroAsItIs) {
     driver.answers[kGetTime] = {.value = 0};
     device();
@@ -104,36 +91,6 @@ TEST_F(FpgaDevice, LeavesAnFpgaWhoseTimeIsZeroAsItIs) {
     EXPECT_EQ(closed, std::vector{1000});
 }
 
-TEST_F(FpgaDevice, IsNotMadeWithoutAnInterfaceThatCanBeEnumeratedReadAndOpened) {
-    expectNotMadeWithoutItsInterface(kFile, "fpgaEpochDevice", {66, 78, 81, 71},
-                                     "fpgaEpochDevice: no matching time sync FPGA interface was found.");
-}
-
-TEST_F(FpgaDevice, IsNotMadeFromAPathThatEndsInANewline) {
-    publish("/dev/null\n");
-    libcHooks().open = nullptr;
-    EXPECT_EQ(raisedByMaking(), driverError(-52006, kFile, 81, "Unable to load fpgaEpochDevice"));
-}
-
-TEST_F(FpgaDevice, IsNotMadeWhenTheResetFailsOrItsTimeCannotBeReadAndClosesAndReleases) {
-    countEnumerations();
-    driver.answers[kSetStatusInfo] = {.status = -52005};
-    EXPECT_EQ(raisedByMaking(), driverError(-52005, kFile, 97, "Unable to reset status info on fpgaEpochDevice"));
-    driver.answers[kSetStatusInfo] = {};
-    driver.answers[kRequestEpochAlignment] = {.error = EIO};
-    EXPECT_EQ(raisedByMaking(), driverError(-52024, kFile, 100, "Unable to reset status info on fpgaEpochDevice"));
-    driver.answers[kGetTime] = {.error = EIO};
-    EXPECT_EQ(raisedByMaking(), driverError(-52024, kFile, 118, "Unable to get time from fpgaEpochDevice"));
-    EXPECT_EQ(closed, (std::vector{1000, 1001, 1002}));
-    EXPECT_EQ(releases, 3);
-}
-
-TEST_F(FpgaDevice, ClosesItsInterfaceBeforeItOpensItAgainAndResets) {
-    expectReopening(deviceInUse());
-    EXPECT_EQ(driver.getRequests(), (Requests{kGetTime, kSetStatusInfo, kRequestEpochAlignment}));
-    EXPECT_EQ(driver.getLastCall().fd, 2000);
-}
-
 TEST_F(FpgaDevice, LoadsAgainAfterALoadThatFailed) {
     FpgaEpochDevice& closedOne = closedDevice();
     closed.clear();
@@ -141,15 +98,6 @@ TEST_F(FpgaDevice, LoadsAgainAfterALoadThatFailed) {
     closedOne.reinitialize();
     EXPECT_TRUE(closed.empty());
     EXPECT_TRUE(closedOne.isEnabled());
-}
-
-TEST_F(FpgaDevice, ResetsAnEnabledFpgaAndClosesWhenItGoes) {
-    deviceInUse();
-    device_.reset();
-    EXPECT_EQ(driver.getRequests(), (Requests{kGetTime, kSetStatusInfo, kRequestEpochAlignment}));
-    EXPECT_EQ(statusInfos, std::vector<Bytes>{kResetInfo});
-    EXPECT_EQ(driver.getLastCall().getArgument(), kAlignmentValue);
-    EXPECT_EQ(closed, std::vector{1000});
 }
 
 using FpgaDeviceDeathTest = FpgaDevice;
@@ -173,26 +121,6 @@ TEST_F(FpgaDevice, ReadsTheFpgasTime) {
 
 TEST_F(FpgaDevice, StepsTheFpgaByTheOffsetUnchanged) { expectStepsUnchanged(device(), kAdjustTime); }
 
-TEST_F(FpgaDevice, TakesADriversWarningForSuccess) {
-    for (const unsigned long request :
-         {kAdjustTime, kRequestEpochAlignment, kSetStatusInfo, kGetStatusInfo, kGetTime, kGetEpochTimestamp}) {
-        driver.answers[request] = {.status = 4, .value = 5};
-    }
-    EXPECT_EQ(device().getTime(), 5U);
-    EXPECT_NO_THROW(device().adjustTime(1));
-    EXPECT_EQ(device().getEpochTimestamp(), 5U);
-    EXPECT_NO_THROW(device().armEpochCapture());
-    EXPECT_TRUE(device().hasBeenEpochAligned());
-    EXPECT_NO_THROW(device().applyQxmMetadata("{}"));
-}
-
-TEST_F(FpgaDevice, MakesEveryCallOfAResetWithAFreshStatus) {
-    driver.answers[kSetStatusInfo] = {.status = 4};
-    device();
-    EXPECT_EQ(driver.getLastCall().request, kRequestEpochAlignment);
-    EXPECT_EQ(Bytes(driver.getLastCall().in.begin() + 8, driver.getLastCall().in.end()), Bytes(8, 0));
-}
-
 TEST_F(FpgaDevice, IsEnabledWhileItsTimeIsNeitherZeroNorReportedNotFound) {
     EXPECT_TRUE(device().isEnabled());
     for (const DriverAnswer& answer :
@@ -200,37 +128,6 @@ TEST_F(FpgaDevice, IsEnabledWhileItsTimeIsNeitherZeroNorReportedNotFound) {
         driver.answers[kGetTime] = answer;
         EXPECT_FALSE(device().isEnabled());
     }
-}
-
-TEST_F(FpgaDevice, IsNotEnabledOnAClosedInterface) {
-    EXPECT_FALSE(closedDevice().isEnabled());
-    EXPECT_EQ(driver.getLastCall().fd, -1);
-}
-
-TEST_F(FpgaDevice, PassesOnAnyOtherErrorOfAskingWhetherItIsEnabled) {
-    deviceInUse();
-    driver.answers[kGetTime] = {.status = -52024};
-    const RaisedError unreadable = driverError(-52024, kFile, 118, "Unable to get time from fpgaEpochDevice");
-    EXPECT_EQ(raisedBy([&] { device().isEnabled(); }), unreadable);
-    EXPECT_EQ(raisedBy([&] { device().hasBeenEpochAligned(); }), unreadable);
-    EXPECT_EQ(raisedBy([&] { device().applyQxmMetadata("{}"); }), unreadable);
-}
-
-TEST_F(FpgaDevice, TellsThatItsTimeItsEpochItsRunningBitOrItsStatusCannotBeReadOrSet) {
-    FpgaEpochDevice& fpga = deviceInUse();
-    EXPECT_EQ(raisedWhile(kGetTime, {.status = -77, .value = 5}, [&] { fpga.getTime(); }),
-              driverError(-77, kFile, 118, "Unable to get time from fpgaEpochDevice"));
-    EXPECT_EQ(raisedWhile(kAdjustTime, {.error = ENOTTY}, [&] { fpga.adjustTime(1); }),
-              driverError(-52002, kFile, 127, "Unable to adjust time on fpgaEpochDevice"));
-    EXPECT_EQ(raisedWhile(kGetEpochTimestamp, {.error = EIO}, [&] { fpga.armEpochCapture(); }),
-              driverError(-52024, kFile, 159, "Unable to get epoch timestamp from fpgaEpochDevice"));
-    EXPECT_EQ(raisedWhile(kGetEpochTimestamp, {.error = EIO}, [&] { fpga.getEpochTimestamp(); }),
-              driverError(-52024, kFile, 171, "Unable to get epoch timestamp from fpgaEpochDevice"));
-    EXPECT_EQ(raisedWhile(kGetStatusInfo, {.error = EIO}, [&] { fpga.hasBeenEpochAligned(); }),
-              driverError(-52024, kFile, 238, "Unable to check running bit on fpgaEpochDevice"));
-    EXPECT_EQ(raisedWhile(kSetStatusInfo, {.error = EBUSY}, [&] { fpga.applyQxmMetadata("{}"); }),
-              driverError(-52031, kFile, 219, "Unable to set status on fpgaEpochDevice"));
-    EXPECT_TRUE(sleeps.empty());
 }
 
 TEST_F(FpgaDevice, RefusesEveryTimeToBeTheMaster) {
@@ -315,17 +212,6 @@ TEST_F(FpgaDevice, ReturnsTheStoredFlagOfAnFpgaWhoseRunningByteIsNotZeroAndSends
         runningByte = static_cast<std::uint8_t>(running);
         EXPECT_FALSE(device().hasBeenEpochAligned());
     }
-}
-
-TEST_F(FpgaDevice, AsksAnFpgaThatDoesNotRunToAlignItselfAndSetsTheFlag) {
-    deviceInUse();
-    device().setHasBeenEpochAligned(false);
-    runningByte = 0;
-    EXPECT_TRUE(device().hasBeenEpochAligned());
-    EXPECT_EQ(driver.getRequests(), (Requests{kGetTime, kGetStatusInfo, kRequestEpochAlignment}));
-    EXPECT_EQ(driver.getLastCall().getArgument(), kAlignmentValue);
-    runningByte = 1;
-    EXPECT_TRUE(device().hasBeenEpochAligned());
 }
 
 TEST_F(FpgaDevice, KeepsTheFlagWhenTheRequestForAlignmentFails) {

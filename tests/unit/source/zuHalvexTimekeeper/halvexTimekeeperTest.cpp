@@ -164,19 +164,6 @@ TEST_F(Construction, FailsWithTheNameOfAClockThatIsNotEnabled) {
     expectToNeedBothClocks([this] { make(); });
 }
 
-TEST_F(Construction, FailsWithTheErrorOfItsAlignment) {
-    addSlave("a")->failNext("armEpochCapture", -52024);
-    EXPECT_EQ(codeOf([this] { make(); }), -52024);
-    EXPECT_EQ(timekeeper_, nullptr);
-}
-
-TEST_F(Timekeeper, ReadsItsTimeFromTheMasterAlone) {
-    makeAndForget();
-    master_->timeNs = 0xFEDCBA9876543210;
-    EXPECT_EQ(timekeeper_->getTime(), 0xFEDCBA9876543210);
-    EXPECT_THAT(journal_, ElementsAre("master.getTime()"));
-}
-
 TEST_F(Timekeeper, ForwardsCorrectionsUnchanged) {
     make();
     EXPECT_EQ(timekeeper_->getMaxCorrectionPerSecond(), 62000);
@@ -232,18 +219,6 @@ TEST_F(SnapTime, AsksForTheDeviceMutexFor15Ms) {
     makeAndForget();
     EXPECT_EQ(lockTimeoutOf([this] { timekeeper_->snapTime(1000); }), std::chrono::milliseconds(15));
     EXPECT_THAT(journal_, IsEmpty());
-}
-
-TEST_F(SnapTime, WaitsForAPendingAlignmentAndThrowsItsErrorBeforeTouchingAClock) {
-    const auto slave = addSlave("a");
-    makeAndForget();
-    slave->failNext("armEpochCapture", -52024);
-    timekeeper_->snapTime(1000);
-    EXPECT_EQ(codeOf([this] { timekeeper_->snapTime(2000); }), -52024);
-    EXPECT_THAT(journal_, Not(Contains("master.adjustTime(2000)")));
-    EXPECT_EQ(codeOf([this] { timekeeper_->snapTime(4000); }), 0) << "the error is delivered once";
-    timekeeper_.reset();
-    EXPECT_THAT(journal_, Contains("system.adjustTime(4000)"));
 }
 
 TEST_F(SnapTime, FailsWithTheNameOfAClockThatIsNotEnabled) {
@@ -308,13 +283,6 @@ TEST_F(SnapTime, IsFollowedByAnAlignmentThatADestructorOnACancelledThreadWaitsFo
     EXPECT_THAT(journal_, Contains("a.setHasBeenEpochAligned(false)"));
 }
 
-TEST_F(SnapTime, DoesNotStepTheSystemClockWhenTheMasterCannotBeStepped) {
-    makeAndForget();
-    master_->failNext("adjustTime", -52024);
-    EXPECT_EQ(codeOf([this] { timekeeper_->snapTime(1000); }), -52024);
-    EXPECT_THAT(journal_, Not(Contains(HasSubstr("system.adjustTime"))));
-}
-
 TEST_F(SnapTime, RunsItsAlignmentWithAllSignalsBlockedAndLeavesTheCallersMask) {
     addSlave("a");
     makeAndForget();
@@ -340,38 +308,6 @@ TEST_F(Service, HandsTheMetadataToEverySlaveWhenNoneAsksToBeAligned) {
     EXPECT_THAT(journal_, ElementsAre("a.hasBeenEpochAligned()", "b.hasBeenEpochAligned()", "a.applyQxmMetadata({})",
                                       "b.applyQxmMetadata({})"));
     EXPECT_THAT(syslog_.getLines(), IsEmpty());
-}
-
-TEST_F(Service, ReinitialisesAndAlignsOnlyTheSlavesThatAskForIt) {
-    addSlave("a");
-    const auto returning = addSlave("b");
-    makeAndForget();
-    returning->flag = true;
-    timekeeper_->serviceEpochDevices();
-    EXPECT_THAT(journal_,
-                ElementsAre("a.hasBeenEpochAligned()", "b.hasBeenEpochAligned()", "b.reinitialize()", "b.isEnabled()",
-                            "b.armEpochCapture()", "master.generateEpoch()", "b.isEnabled()", "b.getEpochTimestamp()",
-                            "b.setHasBeenEpochAligned(false)", "a.applyQxmMetadata({})", "b.applyQxmMetadata({})"));
-    EXPECT_THAT(syslog_.getTexts(LOG_INFO), ElementsAre("b is enabled.", HasSubstr("Successfully aligned")));
-}
-
-TEST_F(Service, ThrowsTheErrorOfAPendingAlignmentOnce) {
-    const auto slave = addSlave("a");
-    makeAndForget();
-    slave->failNext("armEpochCapture", -52024);
-    timekeeper_->snapTime(0);
-    EXPECT_EQ(codeOf([this] { timekeeper_->serviceEpochDevices(); }), -52024);
-    EXPECT_EQ(codeOf([this] { timekeeper_->serviceEpochDevices(); }), 0);
-}
-
-TEST_F(Service, StopsAtASlaveThatCannotBeReinitialisedAndReleasesTheMutex) {
-    const auto slave = addSlave("a");
-    makeAndForget();
-    slave->flag = true;
-    slave->failNext("reinitialize", -52006);
-    EXPECT_EQ(codeOf([this] { timekeeper_->serviceEpochDevices(); }), -52006);
-    EXPECT_THAT(journal_, ElementsAre("a.hasBeenEpochAligned()", "a.reinitialize()"));
-    EXPECT_EQ(codeOf([this] { timekeeper_->serviceEpochDevices(); }), 0);
 }
 
 TEST_F(Metadata, ReachesEverySlaveOnTheNextPass) {

@@ -3,16 +3,12 @@
 #include "source/zuHalvexTimekeeper/i210EpochDeviceFactory.h"
 
 #include "tests/support/libcHooks.h"
-#include "tests/support/processCensus.h"
-#include "tests/support/raisedError.h"
 #include "tests/unit/source/zuHalvexTimekeeper/fakeI210.h"
 
 namespace halvexTimekeeper::i210EpochDeviceFactoryTest {
 
 using namespace testsupport;
 using Names = std::vector<std::string>;
-
-constexpr ExpectedSite kNoDirectory{-52002, "zuplaterr_featureUnsupported", "i210EpochDeviceFactory", 35};
 
 /// The directory of network interfaces with identifiers written by the test, and the kernel behind their clocks.
 struct I210Discovery : testing::Test {
@@ -22,18 +18,6 @@ struct I210Discovery : testing::Test {
         directory.writeFile(name + "/device/device", device);
         const int phcIndex = static_cast<int>(kernel.interfaces.size());
         kernel.interfaces[name] = {phcIndex, true};
-    }
-
-    /// Lists directory entries in this order, whatever the stored order.
-    void listInOrder(Names names) {
-        libcHooks().readdir = [names, next = std::size_t{0}, entry = dirent{}](DIR*) mutable -> dirent* {
-            if (next == names.size()) return nullptr;
-            entry = {};
-            names[next].copy(entry.d_name, sizeof entry.d_name - 1);
-            entry.d_type = DT_LNK;
-            ++next;
-            return &entry;
-        };
     }
 
     static Names findNames() {
@@ -49,15 +33,6 @@ struct I210Discovery : testing::Test {
 
     I210Discovery() { kernel.interfaces.clear(); }
 };
-
-TEST_F(I210Discovery, SortsInterfacesThatTheDirectoryListsInDescendingOrder) {
-    addInterface("enp1s0");
-    addInterface("enp2s0");
-    listInOrder({"enp2s0", "..", "enp1s0", "."});
-    EXPECT_EQ(findNames(), (Names{"enp1s0", "enp2s0"}));
-    EXPECT_EQ(log.getLines(), (std::vector<SyslogLine>{{LOG_INFO, "Interface enp1s0 will be synchronized."},
-                                                       {LOG_INFO, "Interface enp2s0 will be synchronized."}}));
-}
 
 TEST_F(I210Discovery, SortsByBytesAndNotByAnyLanguagesRules) {
     for (const char* name : {"b1", "B1", "a10", "a9", "a\xC3\xA4", "a-"}) addInterface(name);
@@ -136,60 +111,10 @@ TEST_F(I210Discovery, TakesInterfacesThatAreDown) {
     EXPECT_EQ(findNames(), Names{"enp1s0"});
 }
 
-TEST_F(I210Discovery, PassesEveryOtherFailureOnAndReleasesTheDevicesMadeBefore) {
-    addInterface("enp1s0");
-    addInterface("enp2s0");
-    addInterface("enp3s0");
-    const OsCallGuard fail{osCalls().open, failNth(2, EACCES)};
-    EXPECT_EQ(raisedBy(findNames), makeError({-52024, "zuplaterr_communicationsFault", "i210EpochHelpers", 40},
-                                             "Couldn't open session to device /dev/ptp1. Got error Permission denied"));
-    EXPECT_TRUE(kernel.openDevices.empty());
-    EXPECT_EQ(log.getTexts(LOG_INFO), Names{"Interface enp1s0 will be synchronized."});
-    EXPECT_EQ(log.getLines().size(), 1U);
-}
-
 TEST_F(I210Discovery, PassesAStandardErrorOn) {
     addInterface("enp1s0");
     const OsCallGuard empty{osCalls().socket, nullptr};
     EXPECT_THROW(findUsableI210Interfaces(), std::bad_function_call);
-}
-
-TEST_F(I210Discovery, FailsWhenTheNetworkInterfacesCannotBeListed) {
-    std::string opened;
-    libcHooks().opendir = [&](const char* path) -> DIR* {
-        opened = path;
-        errno = ENOENT;
-        return nullptr;
-    };
-    EXPECT_EQ(raisedBy(findNames), makeError(kNoDirectory, "Failed to open network devices directory."));
-    EXPECT_EQ(opened, "/sys/class/net/");
-}
-
-TEST_F(I210Discovery, ReadsTheIdentifiersFromTheirFixedPaths) {
-    addInterface("enp1s0");
-    Names opened;
-    libcHooks().open = [&](const char* path, int, mode_t) {
-        opened.emplace_back(path);
-        errno = ENOENT;
-        return -1;
-    };
-    EXPECT_TRUE(findNames().empty());
-    EXPECT_EQ(opened, Names{"/sys/class/net/enp1s0/device/vendor"});
-}
-
-TEST_F(I210Discovery, LeavesNoDescriptorOfItsOwnOpen) {
-    addInterface("enp1s0");
-    addInterface("eth0", "0x10ec\n");
-    const int before = countOpenDescriptors();
-    std::optional<int> whileMaking;
-    const OsCallGuard watch{osCalls().open, [&](const char*, int) {
-                                whileMaking = countOpenDescriptors();
-                                kernel.openDevices.insert(50);
-                                return 50;
-                            }};
-    findNames();
-    EXPECT_EQ(whileMaking, before);
-    EXPECT_EQ(countOpenDescriptors(), before);
 }
 
 }  // namespace halvexTimekeeper::i210EpochDeviceFactoryTest

@@ -114,13 +114,6 @@ TEST_F(I210EpochHelpers, MonitorDescriptorsOf1024AndMore) {
     }
 }
 
-TEST_F(I210EpochHelpers, AllocateNothingToMonitorASmallDescriptor) {
-    const OsCallGuard answer{osCalls().select, [](int, fd_set*, fd_set*, fd_set*, timeval*) { return 1; }};
-    const long before = countAllocations();
-    waitForEvent(1023, "enp1s0", kAtOnce);
-    EXPECT_EQ(countAllocations(), before);
-}
-
 TEST_F(I210EpochHelpers, ReadOneEventIntoAZeroedRecord) {
     const OsCallGuard answer{osCalls().read, [](int fd, void* buffer, unsigned long count) {
                                  EXPECT_EQ(fd, 40);
@@ -183,27 +176,6 @@ TEST_F(I210EpochHelpers, CutALongInterfaceNameInTheRequestAndTellItInFull) {
     EXPECT_TRUE(kernel.openSockets.empty());
     kernel.interfaces["abcdefghijklmno"] = {3, true};
     EXPECT_EQ(getPhcIndex("abcdefghijklmno"), 3);
-}
-
-TEST_F(I210EpochHelpers, TellThatTheSocketForTheClockIndexCouldNotBeOpened) {
-    const OsCallGuard fail{osCalls().socket, failNth(1, EMFILE)};
-    EXPECT_EQ(raisedBy([] { getPhcIndex("enp1s0"); }),
-              makeError(communicationsFault(53),
-                        "Failed to open socket while querying phc index for enp1s0. Got error Too "
-                        "many open files"));
-}
-
-TEST_F(I210EpochHelpers, CloseTheSocketOnceWhenTheClockIndexCannotBeAsked) {
-    kernel.interfaces.clear();
-    EXPECT_EQ(raisedBy([] { getPhcIndex("enp1s0"); }),
-              makeError(communicationsFault(28),
-                        "Failed to execute SIOCETHTOOL ioctl for interface enp1s0.Got error No such device"));
-    EXPECT_EQ(kernel.journal, (Journal{"socket 1,2,0", "ioctl 100 0x8946", "close 100"}));
-}
-
-TEST_F(I210EpochHelpers, IgnoreThatTheSocketCouldNotBeClosed) {
-    const OsCallGuard fail{osCalls().close, failNth(1, EIO)};
-    EXPECT_EQ(getPhcIndex("enp1s0"), 0);
 }
 
 TEST_F(I210EpochHelpers, PassTheStandardErrorOfAnEmptyEntryOn) {

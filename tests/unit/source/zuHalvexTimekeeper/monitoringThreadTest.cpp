@@ -93,18 +93,6 @@ TEST_F(MonitoringThread, FinishesThePassThatTheShutdownWakes) {
     EXPECT_THAT(timekeeper_.journal, ElementsAre("serviceEpochDevices()"));
 }
 
-TEST_F(MonitoringThread, LogsAnErrorRecordsItAndGoesOn) {
-    timekeeper_.failNext("serviceEpochDevices", -52024);
-    run(1);
-    const std::string json = R"({"error_constant":"constant","file":"fake","line":1,"component":"halvexTimekeeper",)"
-                             R"("zuhalvexTimekeeper_debug":{"errorInfo":"device"}})";
-    EXPECT_THAT(syslog_.getTexts(LOG_ERR),
-                ElementsAre("Monitoring thread encountered an error: FAIL(-52024," + json + ")"));
-    EXPECT_EQ(errors_.code, -52024);
-    EXPECT_EQ(errors_.json, json);
-    EXPECT_EQ(passes_, 1) << "a pass followed the one that failed";
-}
-
 TEST_F(MonitoringThread, SaysWarnForAWarningPassForNoCodeAndNullForAnErrorWithoutAText) {
     for (const std::int32_t code : {3, 0, -52024}) {
         timekeeper_.failNext("serviceEpochDevices", [code] { throwBare(code); });
@@ -157,19 +145,6 @@ TEST_F(MonitoringThread, ConvertsForeignErrors) {
     EXPECT_EQ(errors_.code, -52003);
     EXPECT_THAT(syslog_.getTexts(LOG_ERR),
                 ElementsAre(HasSubstr("\"std_exception_what\":\"stod\""), HasSubstr("\"line\":74")));
-}
-
-TEST_F(MonitoringThread, ReportsAWaitThatFailsAndServicesNothingInThatPass) {
-    waitResult_ = EINVAL;
-    libcHooks().pthread_cond_timedwait = [this](pthread_cond_t*, pthread_mutex_t*, const timespec*) {
-        running_ = false;
-        return EINVAL;
-    };
-    run(1);
-    EXPECT_THAT(timekeeper_.journal, IsEmpty());
-    EXPECT_THAT(syslog_.getTexts(LOG_ERR),
-                ElementsAre(StartsWith("Monitoring thread encountered an error: FAIL(-52008,{\"file\":"
-                                       "\"synchronization\"")));
 }
 
 }  // namespace monitoringThreadTest

@@ -9,7 +9,6 @@
 #include "tests/support/allocationCount.h"
 #include "tests/support/libcHooks.h"
 #include "tests/support/numericLocale.h"
-#include "tests/support/processCensus.h"
 #include "tests/support/raisedError.h"
 
 namespace halvexTimekeeper::si514FreqSteeringDeviceTest {
@@ -25,9 +24,6 @@ RaisedError notFound(std::int32_t line, const std::string& message) {
 RaisedError refusal(std::int32_t ppb, const std::string& range) {
     return makeError({-52005, "zuplaterr_invalidParameter", "si514FreqSteeringDevice", 77},
                      "si514: requested ppb value " + std::to_string(ppb) + " is beyond the supported range: " + range);
-}
-RaisedError fileError(std::int32_t code, const char* constant, std::int32_t line, const std::string& message) {
-    return makeError({code, constant, "fileWrapper", line}, message);
 }
 
 /// The driver's directory with entries made by the test.
@@ -78,35 +74,12 @@ struct Si514Directory : testing::Test {
     }
 };
 
-TEST_F(Si514Directory, LeadsToTheClientWithOneLineAtErrorPriority) {
-    addClient("0-0055");
-    EXPECT_EQ(raisedByMaking().code, 0);
-    EXPECT_EQ(log.getLines(), (std::vector<SyslogLine>{{LOG_ERR, "smbusPath: /sys/bus/i2c/drivers/si514/0-0055/"}}));
-}
-
 TEST_F(Si514Directory, LeadsToAClientThatIsASymbolicLink) {
     const RedirectedDirectory elsewhere("/unused");
     elsewhere.writeFile("name", "si514\n");
     elsewhere.writeFile("ppb_offset", "42\n");
     std::filesystem::create_directory_symlink(elsewhere.getRealPath(), directory.getRealPath() + "/1-0055");
     EXPECT_EQ(Si514FreqSteeringDevice(1, -1).getCorrectionPerSecond(), 42);
-}
-
-TEST_F(Si514Directory, HoldsNoClientWhenOnlyTheDriversOwnEntriesAreThere) {
-    EXPECT_EQ(raisedByMaking(), notFound(140, "si514: unable to find si514 module on the system."));
-    EXPECT_TRUE(log.getLines().empty());
-}
-
-TEST_F(Si514Directory, IsMissingOrUnreadable) {
-    const std::string message = "si514: unable to open handle to directory: /sys/bus/i2c/drivers/si514. Errno: ";
-    std::filesystem::remove_all(directory.getRealPath());
-    EXPECT_EQ(raisedByMaking(), notFound(102, message + "No such file or directory"));
-    libcHooks().opendir = [](const char* path) -> DIR* {
-        EXPECT_STREQ(path, "/sys/bus/i2c/drivers/si514");
-        errno = EACCES;
-        return nullptr;
-    };
-    EXPECT_EQ(raisedByMaking(), notFound(102, message + "Permission denied"));
 }
 
 TEST_F(Si514Directory, TakesADecimalBusAndAHexadecimalAddressToTheEndForAClient) {
@@ -142,18 +115,6 @@ TEST_F(Si514Directory, PassesOverEntriesThatAreNeitherDirectoriesNorLinks) {
     EXPECT_EQ(Si514FreqSteeringDevice(1, -1).getCorrectionPerSecond(), 3);
 }
 
-TEST_F(Si514Directory, IsClosedAgainWhateverIsFound) {
-    const int before = countOpenDescriptors();
-    EXPECT_NE(raisedByMaking().code, 0);
-    EXPECT_EQ(countOpenDescriptors(), before);
-    addClient("0-0055");
-    {
-        const Si514FreqSteeringDevice device(1, -1);
-        EXPECT_EQ(countOpenDescriptors(), before + 1);  // only ppb_offset
-    }
-    EXPECT_EQ(countOpenDescriptors(), before);
-}
-
 TEST_F(Si514Directory, GivesTheNameAsReadUpToItsFirstZeroByte) {
     const std::vector<std::pair<std::string, std::string>> names = {{"si514\n", "si514\n"},
                                                                     {std::string("  si\0"
@@ -166,42 +127,6 @@ TEST_F(Si514Directory, GivesTheNameAsReadUpToItsFirstZeroByte) {
         addClient("0-0055", "0\n", content);
         EXPECT_EQ(Si514FreqSteeringDevice(1, -1).getName(), name);
     }
-}
-
-TEST_F(Si514Directory, OpensTheNameForReadingAndTheOffsetForReadingAndWriting) {
-    addClient("0-0055");
-    std::vector<std::pair<std::string, int>> opened;
-    libcHooks().open = [&](const char* path, int flags, mode_t) {
-        opened.emplace_back(path, flags);
-        return open64((directory.getRealPath() + std::string(path).substr(26)).c_str(), flags);
-    };
-    const Si514FreqSteeringDevice device(1, -1);
-    EXPECT_EQ(opened,
-              (std::vector<std::pair<std::string, int>>{{"/sys/bus/i2c/drivers/si514/0-0055/name", O_RDONLY},
-                                                        {"/sys/bus/i2c/drivers/si514/0-0055/ppb_offset", O_RDWR}}));
-}
-
-TEST_F(Si514Directory, TellsThatTheNameOrTheOffsetCannotBeOpened) {
-    directory.makeDirectory("0-0055");
-    EXPECT_EQ(raisedByMaking(),
-              fileError(-52006, "zuplaterr_resourceNotFound", 20,
-                        "Failed to open: /sys/bus/i2c/drivers/si514/0-0055/name. Error: No such file or "
-                        "directory"));
-    directory.writeFile("0-0055/name", "si514\n");
-    const int before = countOpenDescriptors();
-    EXPECT_EQ(raisedByMaking(),
-              fileError(-52006, "zuplaterr_resourceNotFound", 20,
-                        "Failed to open: /sys/bus/i2c/drivers/si514/0-0055/ppb_offset. Error: No such "
-                        "file or directory"));
-    EXPECT_EQ(countOpenDescriptors(), before);
-}
-
-TEST_F(Si514Directory, TellsThatTheNameCannotBeRead) {
-    addClient("0-0055");
-    const OsCallGuard failingRead{libcHooks().read, failFrom(1, EIO)};
-    EXPECT_EQ(raisedByMaking(), fileError(-52024, "zuplaterr_communicationsFault", 62,
-                                          "Error reading file: /sys/bus/i2c/drivers/si514/0-0055/name. Error: "
-                                          "Input/output error"));
 }
 
 struct Si514FreqSteeringDeviceTest : Si514Directory {
@@ -295,36 +220,6 @@ TEST_F(Si514FreqSteeringDeviceTest, ReadsTheFirst32BytesOfALongText) {
     EXPECT_EQ(saidOf<std::invalid_argument>(std::string(32, ' ') + "9"), "stod");
 }
 
-TEST_F(Si514FreqSteeringDeviceTest, SeeksAndReadsOnceOnEveryRequest) {
-    EXPECT_EQ(readAs("1"), 1);
-    EXPECT_EQ(readAs("2"), 2);
-    std::vector<std::string> journal;
-    libcHooks().lseek = [&](int fd, off_t offset, int whence) {
-        journal.push_back("seek " + std::to_string(offset) + "," + std::to_string(whence));
-        return lseek64(fd, offset, whence);
-    };
-    libcHooks().read = [&](int, void* buffer, size_t length) {
-        journal.push_back("read " + std::to_string(length));
-        static_cast<char*>(buffer)[0] = '7';
-        return ssize_t{1};
-    };
-    EXPECT_EQ(device().getCorrectionPerSecond(), 7);
-    EXPECT_EQ(journal, (std::vector<std::string>{"seek 0,0", "read 32"}));
-}
-
-TEST_F(Si514FreqSteeringDeviceTest, PassesTheFilesErrorsOnWhenItReads) {
-    device();
-    const OsCallGuard failingRead{libcHooks().read, failFrom(1, EIO)};
-    EXPECT_EQ(raisedBy([&] { device().getCorrectionPerSecond(); }),
-              fileError(-52024, "zuplaterr_communicationsFault", 62,
-                        "Error reading file: /sys/bus/i2c/drivers/si514/0-0055/ppb_offset. Error: Input/output error"));
-    const OsCallGuard failingLseek{libcHooks().lseek, failFrom(1, EIO)};
-    EXPECT_EQ(raisedBy([&] { device().getCorrectionPerSecond(); }),
-              fileError(-52024, "zuplaterr_communicationsFault", 44,
-                        "Error resetting offset in file: /sys/bus/i2c/drivers/si514/0-0055/ppb_offset. Error: "
-                        "Input/output error"));
-}
-
 TEST_F(Si514FreqSteeringDeviceTest, WritesSixDecimalsWithoutALineEndUpToThePlusAndMinusMaximum) {
     EXPECT_EQ(writtenFor(-1250), "-1250.000000");
     EXPECT_EQ(writtenFor(0), "0.000000");
@@ -366,29 +261,6 @@ TEST_F(Si514FreqSteeringDeviceTest, WritesWhatPrintfWrites) {
         snprintf(expected, sizeof expected, "%f", static_cast<double>(ppb));
         EXPECT_EQ(writtenFor(ppb), expected);
     }
-}
-
-TEST_F(Si514FreqSteeringDeviceTest, SeeksAndWritesUpToFiveTimes) {
-    device();
-    std::vector<std::string> journal;
-    libcHooks().lseek = [&](int, off_t offset, int) {
-        journal.push_back("seek");
-        return offset;
-    };
-    libcHooks().write = [&](int, const void* buffer, size_t length) {
-        journal.push_back("write " + std::string(static_cast<const char*>(buffer), length));
-        errno = EREMOTEIO;
-        return ssize_t{-1};
-    };
-    EXPECT_EQ(raisedBySetting(5),
-              fileError(-52024, "zuplaterr_communicationsFault", 106,
-                        "Error writing file: /sys/bus/i2c/drivers/si514/0-0055/ppb_offset. Error: Remote I/O error"));
-    ASSERT_EQ(journal.size(), 10U);
-    EXPECT_EQ(journal[0], "seek");
-    EXPECT_EQ(journal[9], "write 5.000000");
-
-    const OsCallGuard failingLseek{libcHooks().lseek, failFrom(1, EIO)};
-    EXPECT_EQ(raisedBySetting(5).code, -52024);
 }
 
 TEST_F(Si514FreqSteeringDeviceTest, MakesTwoSystemCallsAndNoAllocationToSetACorrectionAndNoAllocationToReadIt) {

@@ -54,16 +54,6 @@ TEST_F(SystemTimeClockTest, IsAlwaysEnabled) {
     EXPECT_TRUE(journal.empty());
 }
 
-TEST_F(SystemTimeClockTest, ReadsTheRealTimeClockOnce) {
-    EXPECT_EQ(clock.getTime(), 1'700'000'000'000'000'005U);
-    EXPECT_EQ(journal, std::vector<std::string>{"read 0"});
-}
-
-TEST_F(SystemTimeClockTest, TellsTheErrnoOfTheMomentWhenTheClockCannotBeRead) {
-    readError = 14;
-    EXPECT_EQ(raisedBy([&] { clock.getTime(); }), osFault(47, "Error 14 while getting system time"));
-}
-
 TEST_F(SystemTimeClockTest, RefusesAReadingOfABillionNanoseconds) {
     now = {5, 1'000'000'000};
     EXPECT_EQ(raisedBy([&] { clock.getTime(); }),
@@ -115,12 +105,6 @@ TEST_F(SystemTimeClockTest, TakesTheSmallestAndTheLargestOffset) {
                       "-9223372036854775808"));
 }
 
-TEST_F(SystemTimeClockTest, TellsTheErrnoOfTheMomentWhenTheClockCannotBeSet) {
-    writeError = 1;
-    EXPECT_EQ(raisedBy([&] { clock.adjustTime(1); }), osFault(78, "Error 1 while setting system time"));
-    EXPECT_EQ(journal, (std::vector<std::string>{"read 0", "write 0"}));  // no retry
-}
-
 TEST_F(SystemTimeClockTest, StepsFromTheTimeThatADerivedClockReads) {
     struct DerivedClock : SystemTimeClock {
         using SystemTimeClock::SystemTimeClock;
@@ -164,52 +148,6 @@ TEST_F(SystemTimeClockTest, ReadsAndSetsWithItsOwnLinuxFunctionsAndNotThoseOfThe
     EXPECT_GE(seen, timespecToQxmTimestamp(before));
     EXPECT_GE(timespecToQxmTimestamp(written), seen);
     EXPECT_LE(timespecToQxmTimestamp(written), timespecToQxmTimestamp(after));
-}
-
-// phc2sys
-// --------------------------------------------------------------------------------------------------------------
-
-struct SystemTimeClockWithPhc2Sys : testing::Test {
-    LibcHooksGuard hooks;
-    std::vector<std::string> sources;
-    std::vector<std::pair<pid_t, int>> signals;
-    int spawnResult = 0;
-
-    SystemTimeClockWithPhc2Sys() {
-        libcHooks().posix_spawn = [this](pid_t* pid, const char*, const posix_spawn_file_actions_t*,
-                                         const posix_spawnattr_t*, char* const argv[], char* const[]) {
-            sources.emplace_back(argv[10]);
-            *pid = 4711;
-            errno = spawnResult;
-            return spawnResult;
-        };
-        libcHooks().kill = [this](pid_t pid, int signal) {
-            signals.emplace_back(pid, signal);
-            return 0;
-        };
-    }
-};
-
-TEST_F(SystemTimeClockWithPhc2Sys, StartsItOnTheGivenSourceAndKillsItWhenDestroyed) {
-    auto clock = std::make_unique<SystemTimeClock>(true, "enp1s0");
-    EXPECT_EQ(sources, std::vector<std::string>{"enp1s0"});
-    EXPECT_TRUE(signals.empty());
-    clock.reset();
-    EXPECT_EQ(signals, (std::vector<std::pair<pid_t, int>>{{4711, 9}}));
-}
-
-TEST_F(SystemTimeClockWithPhc2Sys, StartsNothingUnlessAsked) {
-    SystemTimeClock(false, "enp1s0");
-    EXPECT_TRUE(sources.empty());
-    EXPECT_TRUE(signals.empty());
-}
-
-TEST_F(SystemTimeClockWithPhc2Sys, FailsToBeMadeWhenItDoesNotStart) {
-    spawnResult = ENOENT;
-    EXPECT_EQ(raisedBy([] { SystemTimeClock(true, "enp1s0"); }),
-              makeError({-52008, "zuplaterr_osFault", "spawnPhc2Sys", 58},
-                        "[ SpawnPhc2Sys ] When spawning phc2sys got error: 2 - 2"));
-    EXPECT_TRUE(signals.empty());
 }
 
 }  // namespace halvexTimekeeper::systemTimeClockTest
