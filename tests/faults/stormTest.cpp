@@ -160,29 +160,6 @@ TEST_F(Storm, OfEightThreadsStepsDocumentsAndErrorsDeliversEachErrorOnceAndFails
               << tally.delivered() << " times, " << tally.failures() << " other errors\n";
 }
 
-TEST_F(Storm, DeliversEachErrorOfTheMonitoringThreadToOneCallOnly) {
-    constexpr int kErrors = 100;
-    std::atomic<long> delivered{0};
-    std::atomic<bool> isOver{false};
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < kThreads; ++thread) {
-        threads.emplace_back([&] {
-            for (unsigned long turn = 0; !isOver; ++turn) {
-                if (callOnce(turn) == kRefusedMetadata) ++delivered;
-            }
-        });
-    }
-    for (long error = 1; error <= kErrors; ++error) {
-        controller_.refusesMetadata = true;
-        while (delivered < error) std::this_thread::yield();
-        EXPECT_EQ(delivered, error);
-    }
-    isOver = true;
-    for (std::thread& thread : threads) thread.join();
-    EXPECT_EQ(delivered, controller_.refusedMetadata);
-    EXPECT_EQ(delivered, kErrors);
-}
-
 std::atomic<bool> isHolding{false};
 std::atomic<long> heldSelects{0};
 

@@ -3,7 +3,6 @@
 #include "source/zuHalvexTimekeeper/callFrame.h"
 
 #include "include/zuqxmtk.h"
-#include "source/zuHalvexTimekeeper/monitoringThread.h"
 #include "tests/unit/source/zuHalvexTimekeeper/publishedTimekeeper.h"
 #include "zuerr/status.h"
 
@@ -12,8 +11,6 @@ namespace callFrameTest {
 using halvexTimekeeper::g_monitorStatus;
 using halvexTimekeeper::g_monitorStatusMutex;
 using halvexTimekeeper::g_timekeeper;
-using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::PlatStatus;
-using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::tEvent;
 using namespace testing;
 using namespace testsupport;
 
@@ -274,39 +271,6 @@ TEST_F(NullOutput, IsAnInvalidParameterAndReachesNothing) {
     zuqxmtk_getCorrectionPerSecond(nullptr, other.get());
     EXPECT_EQ(other->code, -52005);
     EXPECT_THAT(timekeeper_->journal, IsEmpty());
-}
-
-TEST_F(ExportsWithATimekeeper, DeliverEveryErrorOfTheMonitoringThreadToOneOfManyThreads) {
-    constexpr int kErrors = 100;
-    g_timekeeper.reset();
-    PlatStatus eventStatus;
-    tEvent event(&eventStatus);
-    std::atomic<bool> isRunning{true};
-    std::atomic<int> recorded{0}, collected{0};
-    FakeTimekeeper failing;
-    failing.onService = [&] {
-        while (collected.load() < recorded.load()) std::this_thread::yield();  // one at a time: none must get lost
-        isRunning = ++recorded < kErrors;
-        event.set();
-        throw std::runtime_error("of this pass");
-    };
-    const auto callUntilAllAreCollected = [&] {
-        while (collected.load() < kErrors) {
-            std::this_thread::yield();
-            if (collected.load() == recorded.load()) continue;
-            StatusHolder status;
-            zuqxmtk_getMaxCorrectionPerSecond(status.get());
-            if (status->code == -52003) ++collected;
-        }
-    };
-    event.set();
-    {
-        std::vector<std::jthread> hosts;
-        for (int host = 0; host < 3; ++host) hosts.emplace_back(callUntilAllAreCollected);
-        halvexTimekeeper::runMonitoringThread(failing, event, isRunning, {g_monitorStatus, g_monitorStatusMutex});
-    }
-    EXPECT_EQ(collected, kErrors);
-    EXPECT_EQ(g_monitorStatus.code, 0);
 }
 
 using MonitorStatusDeathTest = ExportsWithATimekeeper;

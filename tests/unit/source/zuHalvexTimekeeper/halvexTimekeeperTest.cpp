@@ -283,24 +283,6 @@ TEST_F(SnapTime, IsFollowedByAnAlignmentThatADestructorOnACancelledThreadWaitsFo
     EXPECT_THAT(journal_, Contains("a.setHasBeenEpochAligned(false)"));
 }
 
-TEST_F(SnapTime, RunsItsAlignmentWithAllSignalsBlockedAndLeavesTheCallersMask) {
-    addSlave("a");
-    makeAndForget();
-    sigset_t alignmentMask;
-    sigemptyset(&alignmentMask);
-    master_->onEpoch = [&] { pthread_sigmask(SIG_SETMASK, nullptr, &alignmentMask); };
-    sigset_t before;
-    pthread_sigmask(SIG_SETMASK, nullptr, &before);
-    timekeeper_->snapTime(0);
-    sigset_t after;
-    pthread_sigmask(SIG_SETMASK, nullptr, &after);
-    timekeeper_.reset();
-    for (const int signal : {SIGALRM, SIGINT, SIGTERM, SIGUSR1, SIGRTMIN}) {
-        EXPECT_TRUE(sigismember(&alignmentMask, signal)) << signal;
-        EXPECT_EQ(sigismember(&before, signal), sigismember(&after, signal)) << signal;
-    }
-}
-
 TEST_F(Service, HandsTheMetadataToEverySlaveWhenNoneAsksToBeAligned) {
     addSlave("a");
     addSlave("b");
@@ -327,34 +309,6 @@ TEST_F(Metadata, IsDroppedSilentlyWhenTheDeviceMutexIsHeldFor15Ms) {
     whileServicing([this] { timekeeper_->applyMetaData("dropped"); });
     timekeeper_->serviceEpochDevices();
     EXPECT_EQ(journal_.back(), "a.applyQxmMetadata({})");
-}
-
-// For the thread sanitizer: all calls that may overlap do.
-TEST_F(Timekeeper, IsServicedSteppedSteeredAndReadByManyThreadsAtOnce) {
-    for (const char* name : {"a", "b"}) addSlave(name)->isJournaled = false;
-    master_->isJournaled = false;
-    systemClock_->isJournaled = false;
-    auto& timekeeper = make();
-    std::vector<std::thread> threads;
-    threads.emplace_back([&] {
-        for (int pass = 0; pass < 300; ++pass) timekeeper.serviceEpochDevices();
-    });
-    threads.emplace_back([&] {
-        for (int step = 0; step < 100; ++step) timekeeper.snapTime(step % 2 == 0 ? 200 : -200);
-    });
-    threads.emplace_back([&] {
-        for (int text = 0; text < 1000; ++text) timekeeper.applyMetaData("{\"text\":" + std::to_string(text) + "}");
-    });
-    threads.emplace_back([&] {
-        for (int call = 0; call < 1000; ++call) {
-            timekeeper.getMaxCorrectionPerSecond();
-            timekeeper.isSeeded();
-            timekeeper.getName();
-        }
-    });
-    for (auto& thread : threads) thread.join();
-    timekeeper_.reset();
-    EXPECT_THAT(syslog_.getTexts(LOG_ERR), IsEmpty());
 }
 
 }  // namespace halvexTimekeeperTest
