@@ -2,9 +2,12 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "host/cli/command.h"
 
+#include <nlohmann/json.hpp>
+
 #include "host/cli/help.h"
 #include "host/cli/usageError.h"
 #include "host/cli/verbTable.h"
+#include "tests/support/files.h"
 #include "tests/support/test.h"
 
 namespace halvexctl::commandTest {
@@ -44,6 +47,19 @@ TEST(Verbs, HaveNamesOfTheirOwnASummaryAndSomethingToDo) {
         EXPECT_EQ(verb.argument.empty(), verb.read == nullptr) << verb.name;
         EXPECT_NE(verbHelpText(verb).find(verb.name), std::string::npos);
     }
+}
+
+TEST(Verbs, AreInTheSchemaWithWhatEachReturns) {
+    using nlohmann::json;
+    const auto path = HALVEX_SOURCE_DIR "/docs/schema/halvexctl.schema.json";
+    const json definitions = json::parse(testsupport::fileContents(path))["definitions"];
+    json expected = json::array();
+    for (const Verb& verb : verbs()) {
+        const std::string values = "#/definitions/" + std::string(verb.returns);
+        EXPECT_TRUE(definitions.contains(verb.returns)) << verb.name;
+        expected.push_back({{"properties", {{"verb", {{"const", verb.name}}}, {"values", {{"$ref", values}}}}}});
+    }
+    EXPECT_EQ(definitions["result"]["anyOf"], expected) << "wanted: " << expected.dump(1);
 }
 
 TEST(OwnOptions, TakeTheirValueBehindAnEqualsSignToo) {
