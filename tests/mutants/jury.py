@@ -52,7 +52,8 @@ class Jury:
         some.append(program("storiesTest", "bin/storiesTest", LIBRARY))
         some.append(program("faultsTest", "bin/faultsTest", LIBRARY))
         some.append(program("cppHostTest", LIBRARY, ahead=board))
-        some += [program(name, LIBRARY) for name in ("hostOnBoardTest",)]
+        host = ["env", f"HALVEX_BINARY_DIR={self.build}", "/usr/bin/python3", "-B", str(self.root / "tests/tool/hostOnBoard.py"), "-f"]
+        some.append(Juror("hostOnBoard", (LIBRARY,), host))
         return some + list(self.jurors_of_ctest())
 
     def jurors_of_ctest(self):

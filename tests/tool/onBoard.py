@@ -31,8 +31,9 @@ class OnBoard(unittest.TestCase):
         self.exit_code, self.output, self.errors = done.returncode, done.stdout, done.stderr
         return self.exit_code
 
-    def on_board(self, *words, scenario="demo"):
-        return self.call(HALVEXBOARD, "run", "--scenario", scenario, "--seed", 1, "--trace", self.trace, "--", *HALVEXCTL, *words)
+    def on_board(self, *words, scenario="demo", seed=1, stdin=subprocess.DEVNULL):
+        return self.call(HALVEXBOARD, "run", "--scenario", scenario, "--seed", seed, "--trace", self.trace, "--", *HALVEXCTL,
+                         *words, stdin=stdin)
 
     def results(self, *verbs, scenario="demo"):
         self.on_board("--json", *verbs, scenario=scenario)
