@@ -85,11 +85,11 @@ class HostOnBoard(OnItsBoard):
             other.wait()
 
     def test_DemoPasses(self):
-        told = self.demo()
+        printed = self.demo()
         self.expect_exit(0)
-        self.assertIn("VERDICT: passed", told)
-        self.assertNotIn("[FAIL]", told)
-        self.assertIn("-> zuqxmtk_snapTime(-399 ns)", told)
+        self.assertIn("VERDICT: passed", printed)
+        self.assertNotIn("[FAIL]", printed)
+        self.assertIn("-> zuqxmtk_snapTime(-399 ns)", printed)
 
     def test_DemoNamesTheReportItMade(self):
         page = self.folder / "build/demo-report.html"
@@ -113,10 +113,10 @@ class DemoOnADamagedBoard(OnItsBoard):
     def expect_failure(self, failure, old, new):
         demo = (ROOT / "board/scenarios/demo.toml").read_text()
         self.assertIn(old, demo)
-        told = self.demo(self.scenario(demo.replace(old, new, 1) if old else demo + new))
+        printed = self.demo(self.scenario(demo.replace(old, new, 1) if old else demo + new))
         self.expect_exit(1)
-        self.assertIn("VERDICT: FAILED", told)
-        self.assertIn("[FAIL]  " + failure, told)
+        self.assertIn("VERDICT: FAILED", printed)
+        self.assertIn("[FAIL]  " + failure, printed)
 
     def test_FailsWithoutItsFault(self):
         self.expect_failure("the FPGA's driver fails once", 'from = "95 s"', 'from = "9500 s"')
