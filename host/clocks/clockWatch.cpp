@@ -33,34 +33,45 @@ CrossTime bracket(Outer outerNs, Inner innerNs) {
     return best;
 }
 
-struct Phc2Sys {
-    std::optional<bool> isAlive;  ///< Empty: unknown.
-    bool hasEnded = false;        ///< One has exited and is not reaped.
-    std::int64_t ageNs = 0;       ///< Of the one that lives, the youngest; 0: unknown.
-};
-
-/// Looks in /proc, else for a child of this process (the library starts no other).
-Phc2Sys lookForPhc2Sys() {
-    Phc2Sys found;
-    for (const ProcessFacts& process : gatherProcesses(kPhc2SysName)) {
-        found.hasEnded = found.hasEnded || process.hasEnded;
-        if (!process.hasEnded) {
-            found.ageNs = found.isAlive.value_or(false) ? std::min(found.ageNs, ageNs(process)) : ageNs(process);
-        }
-        found.isAlive = found.isAlive.value_or(false) || !process.hasEnded;
-    }
-    if (found.isAlive) {
-        return found;
-    }
+/// Looks for a child of this process: the library starts no other.
+Phc2Sys lookForChild() {
     siginfo_t child{};
     const int result = ::waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT);  // leaves it to be reaped by its owner
     const int error = errno;
     if (result == 0) {
-        found = {child.si_pid == 0, child.si_pid != 0, 0};
-    } else if (error == ECHILD && areAllProcessesVisible()) {
-        found.isAlive = false;
+        return {child.si_pid == 0, child.si_pid != 0};
     }
-    return found;
+    return {error == ECHILD && areAllProcessesVisible() ? std::optional(false) : std::nullopt};
+}
+
+/// Looks in /proc, else for a child.
+Phc2Sys lookForPhc2Sys() {
+    Phc2Sys found;
+    for (const ProcessFacts& process : gatherProcesses(kPhc2SysName)) {
+        const std::int64_t processAgeNs = ageNs(process);
+        if (process.hasEnded) {
+            found.hasEnded = true;
+        } else if (found.pid == 0 || processAgeNs < found.ageNs) {
+            found.ageNs = processAgeNs;
+            found.pid = process.pid;
+        }
+        found.isAlive = found.pid != 0;
+    }
+    return found.isAlive ? found : lookForChild();
+}
+
+/// Asks the one of the sample before alone: to read the names of all processes takes hundreds of calls.
+Phc2Sys lookAgain(const Phc2Sys& before) {
+    Phc2Sys found;
+    if (before.pid != 0) {
+        const auto process = gatherProcess(before.pid, kPhc2SysName);
+        if (process && !process->hasEnded) {
+            found = {true, false, ageNs(*process), before.pid};
+        }
+    } else if (before.isAlive.value_or(false)) {
+        found = lookForChild();
+    }
+    return found.isAlive.value_or(false) ? found : lookForPhc2Sys();
 }
 
 CrossTime masterCounting(HostCalls& library) {
@@ -112,7 +123,7 @@ void ClockWatch::lookForClocks() {
 
 /// No alarm for a phc2sys that this session's library has ended.
 void ClockWatch::judgeChild(bool libraryIsUp, Sample& sample) {
-    const Phc2Sys found = lookForPhc2Sys();
+    const Phc2Sys found = child_ = lookAgain(child_);
     const bool isFinalized = libraryWasUp_ && !libraryIsUp;
     libraryWasUp_ = libraryWasUp_ || libraryIsUp;
     sample.childIsAlive = found.isAlive;

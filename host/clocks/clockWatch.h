@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,6 +12,13 @@
 namespace halvexctl {
 
 class HostCalls;
+
+struct Phc2Sys {
+    std::optional<bool> isAlive{};  ///< Empty: unknown.
+    bool hasEnded = false;          ///< One has exited and is not reaped.
+    std::int64_t ageNs = 0;         ///< Of the one that lives, the youngest; 0: unknown.
+    std::int32_t pid = 0;           ///< Of the same; 0: it is known as a child of this process only.
+};
 
 /// How to handle an error that the library reports while the master is measured.
 enum class LibraryErrors {
@@ -39,6 +48,7 @@ private:
         std::string whyGone;  ///< Empty while it is present.
     };
     std::vector<KnownClock> clocks_;  ///< Sorted by interface.
+    Phc2Sys child_;
     bool childWasAlive_ = false;
     bool libraryWasUp_ = false;
     std::uint64_t errorCount_ = 0;

@@ -227,13 +227,21 @@ std::vector<ProcessFacts> gatherProcesses(std::string_view wanted) {
     std::vector<ProcessFacts> processes;
     for (const std::string& name : namesIn("/proc")) {
         const auto pid = isNumber(name) ? leadingNumber<std::int32_t>(name) : std::nullopt;
-        const auto command = pid ? readFirstLine("/proc/" + name + "/comm") : std::nullopt;
-        if (command && (wanted.empty() || *command == wanted)) {
-            processes.push_back({*pid, *command});
-            gatherState(processes.back());
+        if (const auto process = pid ? gatherProcess(*pid, wanted) : std::nullopt) {
+            processes.push_back(*process);
         }
     }
     return processes;
+}
+
+std::optional<ProcessFacts> gatherProcess(std::int32_t pid, std::string_view wanted) {
+    const auto name = readFirstLine(fmt::format("/proc/{}/comm", pid));
+    if (!name || (!wanted.empty() && *name != wanted)) {
+        return std::nullopt;
+    }
+    ProcessFacts process{pid, *name};
+    gatherState(process);
+    return process;
 }
 
 std::int64_t ageNs(const ProcessFacts& process) {

@@ -87,7 +87,8 @@ inline constexpr const char* kPhc2SysName = "phc2sys";
 
 std::vector<InterfaceFacts> gatherInterfaces(std::string* why = nullptr);  ///< `why` as in namesIn().
 std::vector<ProcessFacts> gatherProcesses(std::string_view name = {});     ///< Processes of that name; empty: all.
-std::int64_t ageNs(const ProcessFacts& process);                           ///< To the second; 0: unknown.
+std::optional<ProcessFacts> gatherProcess(std::int32_t pid, std::string_view name = {});  ///< Empty: not there.
+std::int64_t ageNs(const ProcessFacts& process);  ///< To the second; 0: unknown.
 /// Processes that own the clocks, as "phc2sys (812)": each phc2sys, and any that has a PTP clock open for writing.
 /// Neither this process nor its children, and only those that this user may see.
 std::vector<std::string> clockOwners();
