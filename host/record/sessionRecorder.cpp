@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "host/clocks/clockSample.h"
 #include "host/clocks/rawClock.h"
@@ -17,9 +18,33 @@ namespace {
 
 using nlohmann::ordered_json;
 
-constexpr int kFormat = 1;
+constexpr int kFormat = 2;  ///< 1: every sample was whole.
 constexpr std::array<const char*, 8> kPriorities{"emergency", "alert",  "critical", "error",
                                                  "warning",   "notice", "info",     "debug"};
+
+/// The members that are not as before; timeIso only repeats systemNs.
+ordered_json changes(const ordered_json& before, const ordered_json& now) {
+    ordered_json changed = ordered_json::object();
+    for (const auto& [key, value] : now.items()) {
+        if (key != "timeIso" && (key == "rawNs" || key == "systemNs" || value != before.at(key))) {
+            changed[key] = value;
+        }
+    }
+    return changed;
+}
+
+/// Of each clock too, unless they are other clocks.
+ordered_json sampleChanges(const ordered_json& before, const ordered_json& now) {
+    ordered_json line = changes(before, now);
+    const ordered_json &earlier = before.at("clocks"), &clocks = now.at("clocks");
+    const auto isSame = [](const ordered_json& one, const ordered_json& other) { return one["name"] == other["name"]; };
+    if (line.contains("clocks") && std::equal(earlier.begin(), earlier.end(), clocks.begin(), clocks.end(), isSame)) {
+        for (std::size_t i = 0; i < clocks.size(); ++i) {
+            line["clocks"][i] = changes(earlier[i], clocks[i]);
+        }
+    }
+    return line;
+}
 
 }  // namespace
 
@@ -71,7 +96,9 @@ void SessionRecorder::sample(HostCalls* library) {
 void SessionRecorder::keep(const Sample& sample) {
     takeLogLines();
     ordered_json line{{"kind", "sample"}};
-    line.update(sampleAsJson(sample));
+    ordered_json whole = sampleAsJson(sample);
+    line.update(written_.is_null() ? whole : sampleChanges(written_, whole));
+    written_ = std::move(whole);
     write(line);
     for (const SampleEvent& event : eventsBetween(before_ ? &*before_ : nullptr, sample)) {
         add("event", sample.rawNs,

@@ -46,6 +46,7 @@ private:
     std::int64_t intervalNs_;
     std::int64_t dueRawNs_ = 0;
     std::optional<Sample> before_;
+    nlohmann::ordered_json written_;  ///< The same, as JSON.
 };
 
 }  // namespace halvexctl

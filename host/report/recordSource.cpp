@@ -55,6 +55,7 @@ private:
         chronicle_.sources = sources;
         chronicle_.title = title;
         alignments_ = AlignmentFinder{};
+        sample_ = json::object();
         reference_.reset();
         steppedNs_ = alignedNs_ = lastSampleNs_ = sampleBeforeNs_ = std::nullopt;
         rememberSystemTime(line);
@@ -67,7 +68,24 @@ private:
         }
     }
 
-    void sample(const json& line) {
+    /// Adds what is left out because it is as in the sample before; one with a timeIso is whole.
+    const json& completed(const json& line) {
+        json sample = line.contains("timeIso") ? json::object() : std::exchange(sample_, json::object());
+        json clocks = line.contains("clocks") ? line["clocks"] : sample.at("clocks");
+        for (std::size_t i = 0; i < clocks.size(); ++i) {
+            if (!clocks[i].contains("name")) {
+                json clock = sample.at("clocks").at(i);
+                clock.update(clocks[i]);
+                clocks[i] = std::move(clock);
+            }
+        }
+        sample.update(line);
+        sample["clocks"] = std::move(clocks);
+        return sample_ = std::move(sample);
+    }
+
+    void sample(const json& changes) {
+        const json& line = completed(changes);
         const std::int64_t rawNs = line.at("rawNs");
         sampleBeforeNs_ = std::exchange(lastSampleNs_, rawNs);
         rememberSystemTime(line);
@@ -150,6 +168,7 @@ private:
 
     Chronicle& chronicle_;
     AlignmentFinder alignments_;
+    json sample_ = json::object();
     std::optional<std::string> reference_;
     std::optional<std::int64_t> steppedNs_, alignedNs_, lastSampleNs_, sampleBeforeNs_;
     std::uint64_t sessions_ = 0;

@@ -28,7 +28,15 @@ class RecordOnBoard(OnBoard):
         self.printed = self.output + self.errors
 
     def lines(self, kind):
-        return [line for line in map(json.loads, self.record.read_text().splitlines()) if line["kind"] == kind]
+        """Samples with what they leave out, since it is as in the one before."""
+        found, sample = [], {}
+        for line in map(json.loads, self.record.read_text().splitlines()):
+            if line["kind"] == "sample":
+                before = sample.get("clocks", [])
+                clocks = [{**(before[at] if at < len(before) else {}), **clock} for at, clock in enumerate(line.get("clocks", before))]
+                sample = line = {**sample, **line, "clocks": clocks}
+            found += [line] if line["kind"] == kind else []
+        return found
 
     def texts(self, kind, member):
         return [line[member] for line in self.lines(kind)]

@@ -146,6 +146,16 @@ TEST_F(Report, ShowsTheLastSessionOfARecordThatHoldsSeveral) {
     EXPECT_EQ(chronicle.sources.at(0).remark, "the last of 2 sessions");
 }
 
+TEST_F(Report, TakesWhatASampleLeavesOutFromTheOneBefore) {
+    const Chronicle chronicle = recordOf(
+        {kStart, sampleAt(2'000, 40), R"({"kind":"sample","systemNs":3,"rawNs":3000})",
+         R"({"kind":"sample","systemNs":4,"rawNs":4000,"clocks":[{},{"differenceNs":-5},{}],"steeringPpb":7})"});
+    EXPECT_THAT(chronicle.measured.find("enp1s0")->values, ElementsAre(40, 40, -5));
+    EXPECT_THAT(chronicle.measured.find("enp1s0")->bounds, ElementsAre(7, 7, 7));
+    EXPECT_THAT(chronicle.state.find("steeringPpb")->values, ElementsAre(-3.5, -3.5, 7));
+    EXPECT_EQ(chronicle.sources.at(0).unreadLines, 0u);
+}
+
 TEST_F(Report, ReadsBareSamplesWithoutAKind) {
     std::string bare = sampleAt(2'000, 40);
     bare.erase(1, std::string(R"("kind":"sample",)").size());
