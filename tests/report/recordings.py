@@ -26,6 +26,12 @@ def record_session(build, directory):
     return record, trace
 
 
+def record_day(build, record):
+    """24 hours at a sample a second."""
+    subprocess.run([tool(build, "halvexboard"), "run", "--scenario", "demo", "--", tool(build, "halvexctl"), "record", record, "init",
+                    "wait", "24h"], check=True, capture_output=True)
+
+
 def make_page(build, page, *sources):
     subprocess.run([tool(build, "halvexctl"), "report", page, *sources], check=False, capture_output=True)
     return page
@@ -35,24 +41,21 @@ def names_of(clocks):
     return ["master", *[f"enp{port}s0" for port in range(1, clocks - 1)], "CLOCK_REALTIME"]
 
 
-def sample(index, names, spike):
+def sample(index, names):
     clocks = [{"name": name, "differenceNs": 0 if place == 0 else round(30 * math.sin(index / 200 + place) + random.gauss(0, 12)),
                "boundNs": 0 if place == 0 else 80, "up": True, "away": False, "jumpNs": None, "error": ""}
               for place, name in enumerate(names)]
-    if spike:
-        clocks[1]["differenceNs"] = 250_000
     return {"kind": "sample", "timeIso": "", "systemNs": SYSTEM_BEGIN + index * SECOND, "rawNs": RAW_BEGIN + index * SECOND,
             "reference": "master", "clocks": clocks, "steeringPpb": -1200.0, "phc2sysAlive": True, "kernelSynchronised": True,
-            "kernelMaxErrorNs": 500_000, "kernelFrequencyPpb": -8300.5, "errorCount": 0, "lastError": "", "alarm": spike}
+            "kernelMaxErrorNs": 500_000, "kernelFrequencyPpb": -8300.5, "errorCount": 0, "lastError": "", "alarm": False}
 
 
 def write_record(path, seconds, clocks):
-    """Seeded, with one spike of 250 us in the middle that must not be thinned out."""
     random.seed(1)
     names = names_of(clocks)
     with open(path, "w", encoding="utf-8") as file:
         print(json.dumps({"kind": "start", "rawNs": RAW_BEGIN, "systemNs": SYSTEM_BEGIN, "format": 1, "library": "",
                           "intervalNs": SECOND}), file=file)
         for index in range(seconds):
-            print(json.dumps(sample(index, names, index == seconds // 2)), file=file)
+            print(json.dumps(sample(index, names)), file=file)
     return path

@@ -20,9 +20,14 @@ function steeringRows(series) {
   return rows.length ? rows.sort((one, other) => one[0] - other[0]) : [[0, null]];
 }
 
+/** Lowest and highest visible value, with a margin; of everything with zero. */
 function steeringRange(series) {
-  const values = series.flatMap((one) => one.data.values.filter((value) => value !== null));
-  const low = Math.min(0, ...extremes(values)), high = Math.max(0, ...extremes(values));
+  const values = series.flatMap((one) => {
+    const first = Math.max(lastAtOrBefore(one.t, view.begin), 0);
+    return one.data.values.slice(first, lastAtOrBefore(one.t, view.end) + 1).filter((value) => value !== null);
+  });
+  if (view.isAll() || !values.length) values.push(0);
+  const [low, high] = extremes(values);
   const air = Math.max((high - low) * 0.12, 1);
   return [low - air, high + air];
 }
@@ -33,14 +38,14 @@ function extremes(values) {
 }
 
 function ppbTicks(low, high, pixels) {
-  const step = niceStep((high - low) / Math.max(pixels / 34, 2));
+  const step = Math.max(niceStep((high - low) / Math.max(pixels / 26, 2)), 1);
   const ticks = [];
   for (let at = Math.ceil(low / step) * step; at <= high; at += step) ticks.push({ v: at, label: at === 0 ? "0" : ppbText(at) });
   return ticks;
 }
 
 function steeringOptions(series) {
-  return chartOptions(false, {
+  return chartOptions(true, {
     labels: ["t", ...(series.length ? series.map((one) => one.label) : ["nothing"])],
     connectSeparatedPoints: true,
     strokeWidth: 1.6,
@@ -56,7 +61,7 @@ function makeSteeringChart() {
   const chart = new Dygraph(document.getElementById("steering"), steeringRows(series), steeringOptions(series));
   return {
     chart,
-    follow() { chart.updateOptions({ dateWindow: [view.begin, view.end] }); },
+    follow() { chart.updateOptions({ dateWindow: [view.begin, view.end], valueRange: steeringRange(series) }); },
     restyle() { chart.updateOptions(steeringOptions(series)); },
   };
 }

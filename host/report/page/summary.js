@@ -61,7 +61,10 @@ function fillTiles() {
     tile("Length", lengthText(chronicle.lengthNs), countText(chronicle.measured.rows, "sample", "samples") +
       (hasTruth ? ", " + countText(chronicle.truth.rows, "truth", "truths") : "")),
     endTile("measured"), endTile("truth"), alignmentTile(), steeringTile(), troubleTile()];
-  document.getElementById("tiles").replaceChildren(...tiles.filter(Boolean));
+  const holder = document.getElementById("tiles"), shown = tiles.filter(Boolean);
+  holder.style.setProperty("--count", shown.length);
+  holder.style.setProperty("--half", shown.length > 3 ? Math.ceil(shown.length / 2) : shown.length);  // leaves no tile alone
+  holder.replaceChildren(...shown);
 }
 
 function lineSample(colour, isDashed) {
@@ -119,8 +122,9 @@ function fillClocks() {
   const head = [element("th", {}, "clock"), ...kinds.flatMap((kind) => [kind + " at the end", "largest " + kind,
     "within " + durationText(BAND_NS) + (kind === "measured" ? " and the bound" : "")])
     .map((name) => element("th", { class: "number" }, name))];
-  document.getElementById("clocks").replaceChildren(element("thead", {}, element("tr", {}, ...head)),
-    element("tbody", {}, ...clocks.map(clockLine)));
+  const lines = clocks.map(clockLine);
+  for (const line of lines) [...line.cells].forEach((cell, column) => { cell.dataset.name = head[column].textContent; });
+  document.getElementById("clocks").replaceChildren(element("thead", {}, element("tr", {}, ...head)), element("tbody", {}, ...lines));
 }
 
 /** The sources and remarks on them. */
