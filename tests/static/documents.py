@@ -80,6 +80,8 @@ class Pictures(Rules):
             for part in ("prefers-color-scheme: dark", "<title>", "<desc>"):
                 self.assertIn(part, text, picture)
             self.assertNotIn("href", text, picture)
+        for chart in (ROOT / "docs").glob("*.svg"):
+            self.assertIn("prefers-color-scheme: dark", text_of(chart), chart)
 
 
 def matches_in(folders, pattern):

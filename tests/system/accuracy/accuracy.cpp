@@ -64,7 +64,7 @@ void print(const Series& series) {
 
 /// One row of the picture: a histogram of 61 bars around 0.
 void draw(std::FILE* file, const Series& series, int row) {
-    constexpr int kBars = 61, kWidth = 10, kHeight = 120, kLeft = 40;
+    constexpr int kBars = 61, kWidth = 10, kHeight = 120, kLeft = 60;
     const int top = 50 + row * 180;
     std::vector<int> counts(kBars, 0);
     for (const std::int64_t sample : series.samples) {
@@ -79,7 +79,10 @@ void draw(std::FILE* file, const Series& series, int row) {
         std::fprintf(file, "<rect x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\"/>\n", kLeft + bar * kWidth,
                      top + kHeight - std::max(height, 1), kWidth - 1, std::max(height, 1));
     }
-    std::fprintf(file, "<path d=\"M%d %dh%d\"/>\n", kLeft, top + kHeight, kBars * kWidth);
+    std::fprintf(file, "<path d=\"M%d %dv%dh%d\"/>\n", kLeft, top, kHeight, kBars * kWidth);
+    for (const int part : {0, 1})
+        std::fprintf(file, "<text x=\"%d\" y=\"%d\" class=\"e\">%d</text>\n", kLeft - 6,
+                     top + kHeight - part * kHeight + 4, part * most);
     for (const int part : {-1, 0, 1})
         std::fprintf(file, "<text x=\"%d\" y=\"%d\" class=\"a\">%+ld ns</text>\n",
                      kLeft + (part + 1) * kBars * kWidth / 2, top + kHeight + 16, part * series.rangeNs);
@@ -88,12 +91,14 @@ void draw(std::FILE* file, const Series& series, int row) {
 void drawAll(const char* path, const std::vector<Series>& all) {
     std::FILE* const file = std::fopen(path, "w");
     require(file != nullptr, path);
-    std::fprintf(file,
-                 "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"700\" height=\"%zu\">\n"
-                 "<style>rect{fill:#36c}path{stroke:#333}text{font:13px sans-serif;fill:#222}.a{text-anchor:middle}"
-                 "</style>\n<rect width=\"100%%\" height=\"100%%\" style=\"fill:#fff\"/>\n"
-                 "<text x=\"40\" y=\"20\">True difference to the master over an hour, one sample a second</text>\n",
-                 50 + all.size() * 180);
+    std::fprintf(
+        file,
+        "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"700\" height=\"%zu\">\n"
+        "<style>rect{fill:#36c}path{stroke:#333;fill:none}text{font:13px sans-serif;fill:#222}.a{text-anchor:middle}"
+        ".e{text-anchor:end}@media (prefers-color-scheme: dark){svg{filter:invert(0.92) hue-rotate(180deg)}}"
+        "</style>\n<rect width=\"100%%\" height=\"100%%\" style=\"fill:#fff\"/>\n"
+        "<text x=\"60\" y=\"20\">Samples by true difference to the master: an hour, one a second</text>\n",
+        50 + all.size() * 180);
     for (std::size_t row = 0; row < all.size(); ++row) draw(file, all[row], static_cast<int>(row));
     std::fprintf(file, "</svg>\n");
     std::fclose(file);
