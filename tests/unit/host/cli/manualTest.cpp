@@ -3,12 +3,13 @@
 #include "host/cli/manual.h"
 
 #include "host/cli/verbTable.h"
+#include "tests/support/files.h"
 #include "tests/support/test.h"
-#include "tests/tool/programRun.h"
 
 namespace halvexctl::manualTest {
 
 using testing::HasSubstr;
+using testsupport::fileContents;
 
 std::string builtPage() { return fileContents(HALVEX_BUILD "/share/man/halvexctl.1"); }
 

@@ -6,12 +6,13 @@
 
 #include "host/cli/usageError.h"
 #include "host/errors/catalogue.h"
+#include "tests/support/files.h"
 #include "tests/support/test.h"
-#include "tests/tool/programRun.h"
 
 namespace halvexctl::explanationTest {
 
 using testing::HasSubstr;
+using testsupport::fileContents;
 
 /// The library's sources, joined; their error sites are data.
 std::vector<std::string> librarySources() {

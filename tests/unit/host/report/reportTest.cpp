@@ -5,8 +5,8 @@
 #include "host/report/chronicleJson.h"
 #include "host/report/report.h"
 #include "host/report/sources.h"
+#include "tests/support/files.h"
 #include "tests/support/test.h"
-#include "tests/tool/programRun.h"
 
 namespace halvexctl::reportTest {
 
@@ -16,6 +16,8 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
 using testing::UnorderedElementsAre;
+using testsupport::fileContents;
+using testsupport::ScratchDirectory;
 
 constexpr const char* kStart =
     R"({"kind":"start","rawNs":1000,"systemNs":5001000,"format":1,"library":"l","intervalNs":1})";
