@@ -6,6 +6,7 @@
  *   set KEY VALUE                     a number of the next board: see configKeys.h
  *   set INTERFACE KEY VALUE           of an interface
  *   text INTERFACE vendor|device TEXT
+ *   frequency PPT                     the next measured frequency of the crystal
  *   on, off
  *   event KIND TARGET VALUE           as in a scenario; KIND by name, VALUE 0 if it has none
  *   fault KEY=VALUE ...               omitted keys are 0, which matches anything; nth and times default to 1
@@ -88,6 +89,17 @@ static int set_text(int count, char **words)
 		return -EINVAL;
 	snprintf(is_vendor ? interface->vendor : interface->device, BOARD_ID_SIZE, "%s\n", words[3]);
 	return 0;
+}
+
+static int add_frequency(int count, char **words)
+{
+	struct board_crystal_config *crystal = &hx_config.crystal;
+	int error = -EINVAL;
+
+	if (count == 2 && crystal->frequency_count < BOARD_MAX_FREQUENCIES)
+		error = kstrtos32(words[1], 0, &crystal->frequencies_ppt[crystal->frequency_count]);
+	crystal->frequency_count += !error;
+	return error;
 }
 
 static int add_interface(int count, char **words)
@@ -194,6 +206,7 @@ static const struct {
 	{ "interface", add_interface, true },
 	{ "set", set, true },
 	{ "text", set_text, true },
+	{ "frequency", add_frequency, true },
 	{ "on", on },
 	{ "off", off },
 	{ "event", do_event },

@@ -31,6 +31,7 @@ static void seed_streams(struct board *board)
 	for (at = 0; at < BOARD_MAX_INTERFACES; ++at) {
 		board_random_seed(&board->phcs[at].latency_random, seed, BOARD_STREAM_LATENCY + (uint64_t)at);
 		board_random_seed(&board->phcs[at].loss_random, seed, BOARD_STREAM_LOSS + (uint64_t)at);
+		board_random_seed(&board->phcs[at].slow_random, seed, BOARD_STREAM_SLOW_READ + (uint64_t)at);
 	}
 }
 
@@ -80,6 +81,7 @@ static int schedule_everything(struct board *board)
 		pending.at_ns = board->config.truth_interval_ns;
 		(void)board_schedule(board, &pending);
 	}
+	board_crystal_start(board);
 	return 1;
 }
 
@@ -103,6 +105,7 @@ struct board *board_init(void *memory, const struct board_config *config, board_
 	board->observer = observer;
 	board->context = context;
 	board->next_pid = BOARD_FIRST_PID;
+	board->slow_interface = -1;
 	board->gone[BOARD_TARGET_FERROX] = (uint8_t)!config->ferrox.present;
 	board->gone[BOARD_TARGET_FPGA] = (uint8_t)!config->fpga.present;
 	for (at = 0; at < config->interface_count; ++at)

@@ -31,6 +31,18 @@ struct board_phc {
 	int64_t pulses_to_lose;
 	struct board_random latency_random;
 	struct board_random loss_random;
+	struct board_random slow_random;
+};
+
+#define BOARD_FLICKER_OCTAVES 24
+
+/* The wandering frequency: noise in fractions of a ppt (crystal.c). */
+struct board_crystal {
+	int64_t white_sigma, octave_sigma, walk_sigma;
+	int64_t octaves[BOARD_FLICKER_OCTAVES]; /* flicker is their sum */
+	int64_t flicker, walk;
+	uint64_t changes;
+	struct board_random random;
 };
 
 struct board_fpga {
@@ -68,7 +80,8 @@ struct board {
 	uint64_t raw_ns;
 	uint64_t sequence;
 	struct board_line oscillator; /* the common tick against raw */
-	int64_t crystal_ppt, steering_ppt;
+	int64_t crystal_ppt, wander_ppt, steering_ppt;
+	struct board_crystal crystal;
 	uint8_t gone[BOARD_TARGET_FIRST_INTERFACE + BOARD_MAX_INTERFACES];
 	uint64_t ferrox_offset_ns; /* of each clock to the common tick; wraps */
 	uint64_t fpga_offset_ns;
@@ -79,6 +92,8 @@ struct board {
 	struct board_system system;
 	struct board_phc phcs[BOARD_MAX_INTERFACES];
 	struct board_random step_random[BOARD_MAX_CLOCKS];
+	int slow_interface;   /* whose PHC the present call reads slowly, or -1 */
+	uint64_t slow_for_ns; /* beyond the usual duration */
 	char si514_text[BOARD_TEXT_SIZE];
 	uint32_t si514_size;
 	uint32_t counted[BOARD_MAX_FAULTS];
@@ -93,7 +108,9 @@ enum board_stream {
 	BOARD_STREAM_STEP = 0x100,
 	BOARD_STREAM_LATENCY = 0x200,
 	BOARD_STREAM_LOSS = 0x300,
-	BOARD_STREAM_PHC2SYS = 0x400
+	BOARD_STREAM_PHC2SYS = 0x400,
+	BOARD_STREAM_CRYSTAL = 0x500,
+	BOARD_STREAM_SLOW_READ = 0x600
 };
 
 /* configuration.c */
@@ -113,7 +130,13 @@ void board_shift(struct board *board, int clock, int64_t by_ns);
 void board_step_clock(struct board *board, int clock, int64_t asked_ns, int by_phc2sys);
 void board_tell_truth_now(struct board *board, enum board_happening_kind kind);
 int board_target_of_clock(int clock);
-void board_set_rate(struct board *board); /* after crystal_ppt or steering_ppt changed */
+void board_set_rate(struct board *board); /* after crystal_ppt, wander_ppt or steering_ppt changed */
+
+/* crystal.c */
+void board_crystal_start(struct board *board);
+
+/* costs.c */
+void board_read_slowly(struct board *board, const struct board_call *call); /* by chance */
 
 /* epoch.c */
 void board_tell_stamp(struct board *board, const struct board_stamp *stamp);

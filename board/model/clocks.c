@@ -61,12 +61,24 @@ int board_target_of_clock(int clock)
 					      : BOARD_TARGET_SYSTEM;
 }
 
+static int64_t draw_loss(struct board *board, int clock, const struct board_clock_config *config)
+{
+	struct board_random *random = &board->step_random[clock];
+	int64_t loss_ns = config->step_loss_ns;
+
+	if (config->step_other_per_million != 0 && board_random_below(random, 1000000) < config->step_other_per_million)
+		loss_ns = config->step_other_loss_ns;
+	if (board->slow_interface >= 0 && clock == BOARD_CLOCK_PHC(board->slow_interface))
+		loss_ns += (int64_t)board->slow_for_ns; /* the clock runs on between the reading and the writing */
+	loss_ns += board_random_gaussian(random, config->step_jitter_ns);
+	return loss_ns + board_random_tail(random, config->step_tail_ns);
+}
+
 void board_step_clock(struct board *board, int clock, int64_t asked_ns, int by_phc2sys)
 {
 	const struct board_clock_config *config = clock_configuration(board, clock);
 	const int64_t granularity_ns = config->step_granularity_ns > 1 ? config->step_granularity_ns : 1;
-	const int64_t loss_ns =
-		config->step_loss_ns + board_random_gaussian(&board->step_random[clock], config->step_jitter_ns);
+	const int64_t loss_ns = draw_loss(board, clock, config);
 	const int64_t cut_ns = asked_ns - asked_ns % granularity_ns;
 	const int64_t real_ns = (int64_t)((uint64_t)cut_ns - (uint64_t)loss_ns);
 	struct board_step step = { clock, asked_ns, real_ns, 0, 0, (uint8_t)by_phc2sys };
@@ -143,7 +155,8 @@ void board_tell_truth_now(struct board *board, enum board_happening_kind kind)
 
 void board_set_rate(struct board *board)
 {
-	board_line_set_rate(&board->oscillator, board->raw_ns, board->crystal_ppt + board->steering_ppt);
+	board_line_set_rate(&board->oscillator, board->raw_ns,
+			    board->crystal_ppt + board->wander_ppt + board->steering_ppt);
 }
 
 uint64_t board_tick(struct board *board, uint64_t raw_ns)

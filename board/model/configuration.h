@@ -21,6 +21,7 @@ extern "C" {
 #define BOARD_NAME_SIZE 16           /* interface name with NUL, as in the kernel */
 #define BOARD_ID_SIZE 32             /* contents of a vendor or device file with newline and NUL */
 #define BOARD_TEXT_SIZE 320          /* other configured texts with NUL */
+#define BOARD_MAX_FREQUENCIES 4096   /* measured frequencies of a crystal */
 #define BOARD_QUEUE_SIZE 128         /* slots of a time-stamp queue; it keeps the newest 127 */
 #define BOARD_RECORD_SIZE 32         /* largest record passed by address to a driver */
 #define BOARD_NEVER (~(uint64_t)0)   /* "no instant" */
@@ -128,6 +129,9 @@ struct board_clock_config {
 	int64_t step_loss_ns;        /* L: each step falls short by this */
 	int64_t step_jitter_ns;      /* sigma of the Gaussian jitter on L */
 	int64_t step_granularity_ns; /* steps are truncated to a multiple of this; 0 and 1: exact */
+	int64_t step_tail_ns;        /* scale of a one-sided heavy tail added to L: see board_random_tail */
+	int64_t step_other_loss_ns;  /* L of some of the steps */
+	uint32_t step_other_per_million;
 };
 
 struct board_interface_config {
@@ -145,6 +149,8 @@ struct board_interface_config {
 	uint64_t interrupt_jitter_ns;  /* uniform, added */
 	uint32_t lost_edges_per_million;
 	uint8_t virtual_clocks; /* virtual clocks are in use: adjusting returns EBUSY */
+	uint64_t slow_read_ns;  /* duration of a slow reading of the PHC's register */
+	uint32_t slow_reads_per_million;
 };
 
 struct board_driver_config {
@@ -209,10 +215,27 @@ struct board_phc2sys_config {
 	int64_t max_slew_ppb; /* fastest slew */
 };
 
+/* How the frequency of the board's oscillator wanders around its error; all 0: constant. */
+struct board_crystal_config {
+	uint64_t interval_ns; /* the frequency changes this often */
+	/* Allan deviations: white noise (falls with the root of the time), flicker, random walk (rises with it). */
+	int64_t white_ppt; /* at 1 s */
+	int64_t flicker_ppt;
+	int64_t walk_ppt; /* at 1 s */
+	int64_t ageing_ppt_per_day;
+	int64_t ramp_ppt; /* reached ramp_takes_ns after ramp_at_ns, and kept */
+	uint64_t ramp_at_ns, ramp_takes_ns;
+	uint64_t frequencies_every_ns; /* between two measured frequencies; straight lines join them, the last one stays
+					*/
+	uint32_t frequency_count;
+	int32_t frequencies_ppt[BOARD_MAX_FREQUENCIES];
+};
+
 struct board_config {
 	uint64_t seed;
 	uint64_t start_time_ns;    /* CLOCK_REALTIME at raw 0 */
 	int64_t crystal_error_ppt; /* of the board's oscillator, within +-1e9 */
+	struct board_crystal_config crystal;
 	int64_t system_crystal_error_ppt;
 	struct board_clock_config system;
 	struct board_driver_config ferrox;

@@ -47,7 +47,29 @@ static uint32_t register_accesses(const struct board_call *call)
 	}
 }
 
-uint64_t board_call_cost(const struct board *board, const struct board_call *call)
+static int reads_phc(const struct board_call *call)
+{
+	if (call->target < BOARD_TARGET_FIRST_INTERFACE)
+		return 0;
+	return call->kind == BOARD_CALL_CLOCK_GETTIME || call->kind == BOARD_CALL_CLOCK_ADJTIME ||
+		(call->kind == BOARD_CALL_IOCTL &&
+		 (call->detail == BOARD_WIRE_PTP_SYS_OFFSET || call->detail == BOARD_WIRE_PTP_SYS_OFFSET_EXTENDED));
+}
+
+void board_read_slowly(struct board *board, const struct board_call *call)
+{
+	const int interface = call->target - BOARD_TARGET_FIRST_INTERFACE;
+	const struct board_interface_config *config = &board->config.interfaces[interface];
+
+	board->slow_interface = -1;
+	if (!reads_phc(call) || config->slow_reads_per_million == 0 ||
+	    board_random_below(&board->phcs[interface].slow_random, 1000000) >= config->slow_reads_per_million)
+		return;
+	board->slow_interface = interface;
+	board->slow_for_ns = config->slow_read_ns > REGISTER_ACCESS_NS ? config->slow_read_ns - REGISTER_ACCESS_NS : 0;
+}
+
+static uint64_t usual_cost(const struct board *board, const struct board_call *call)
 {
 	uint32_t at = board->config.cost_count;
 
@@ -62,4 +84,12 @@ uint64_t board_call_cost(const struct board *board, const struct board_call *cal
 	if ((uint32_t)call->kind >= BOARD_CALL_KINDS)
 		return 1;
 	return kind_costs_ns[call->kind] + (uint64_t)register_accesses(call) * REGISTER_ACCESS_NS;
+}
+
+uint64_t board_call_cost(const struct board *board, const struct board_call *call)
+{
+	const int is_slow = board->slow_interface >= 0 && reads_phc(call) &&
+		call->target == BOARD_TARGET_INTERFACE(board->slow_interface);
+
+	return usual_cost(board, call) + (is_slow ? board->slow_for_ns : 0);
 }

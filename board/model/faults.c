@@ -25,6 +25,7 @@ int board_fault_due(struct board *board, uint64_t raw_ns, const struct board_cal
 	int found = 0;
 
 	board_enter(board, raw_ns);
+	board_read_slowly(board, call);
 	for (at = 0; at < board->config.fault_count; ++at) {
 		const struct board_fault_config *fault = &board->config.faults[at];
 

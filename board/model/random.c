@@ -43,3 +43,24 @@ int64_t board_random_gaussian(struct board_random *random, int64_t sigma)
 	}
 	return sigma * (2 * sum - 12 * 65535) / (2 * 65536);
 }
+
+int64_t board_random_tail(struct board_random *random, int64_t scale)
+{
+	if (scale == 0)
+		return 0;
+	return scale * 65536 / (int64_t)board_square_root((board_random_next(random) >> 32) + 1) - scale;
+}
+
+uint64_t board_square_root(uint64_t value)
+{
+	uint64_t root = 0, bit = 1ULL << 62;
+
+	for (; bit != 0; bit >>= 2) {
+		if (value >= root + bit) {
+			value -= root + bit;
+			root += bit << 1;
+		}
+		root >>= 1;
+	}
+	return root;
+}

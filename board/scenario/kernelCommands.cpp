@@ -94,6 +94,8 @@ std::vector<KernelCommand> kernelCommands(const board_config& config) {
     Commands commands;
     commands.add("defaults");
     commands.addDifferences("set ", config, defaults);
+    for (std::uint32_t at = 0; at < config.crystal.frequency_count; ++at)
+        commands.add("frequency " + std::to_string(config.crystal.frequencies_ppt[at]));
     for (std::uint32_t at = 0; at < config.interface_count; ++at)
         commands.addInterface(config.interfaces[at], static_cast<std::int32_t>(at));
     commands.add("on");

@@ -4,13 +4,16 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <set>
 #include <sstream>
 
 #include "board/scenario/happeningReader.h"
+#include "board/scenario/quantity.h"
 #include "board/scenario/tableReader.h"
 
 namespace halvexboard {
@@ -19,14 +22,58 @@ namespace {
 
 constexpr std::int64_t kNsPerS = 1'000'000'000;
 constexpr std::int64_t kDaysTo1970 = 719'468;  // from 0000-03-01
+constexpr std::int64_t kMostCrystalPpt = 1'000'000'000;
 constexpr std::int64_t kMostInt32 = std::numeric_limits<std::int32_t>::max();
 constexpr std::int64_t kMostInt64 = std::numeric_limits<std::int64_t>::max();
+
+std::uint32_t perMillion(TableReader& reader, const char* key) {
+    return static_cast<std::uint32_t>(reader.integer(key, 0, 0, 1'000'000));
+}
 
 void readClock(TableReader& reader, board_clock_config& clock) {
     reader.duration("offset", clock.offset_ns);
     reader.duration("step_loss", clock.step_loss_ns);
     reader.duration("step_jitter", clock.step_jitter_ns, 0);
     reader.duration("step_granularity", clock.step_granularity_ns, 0);
+    reader.duration("step_tail", clock.step_tail_ns, 0);
+    reader.duration("step_other_loss", clock.step_other_loss_ns);
+    clock.step_other_per_million = perMillion(reader, "step_other_per_million");
+}
+
+// One number a line, in ppb; a line that begins with # is a comment. Relative to the scenario's folder.
+void readFrequencies(TableReader& reader, const std::string& source, board_crystal_config& crystal) {
+    reader.describe("frequencies", "path, relative to the scenario's folder", "none");
+    const std::string name = reader.text("frequencies", "");
+    if (name.empty()) return;
+    std::ifstream file(std::filesystem::path(source).parent_path() / name);
+    if (!file) reader.refuse("frequencies", "cannot be read: " + name);
+    std::uint32_t at = 0;
+    for (std::string line; std::getline(file, line);) {
+        ++at;
+        if (line.empty() || line.front() == '#') continue;
+        double ppb = 0;
+        const char* const end = line.data() + line.size();
+        const auto [rest, error] = std::from_chars(line.data(), end, ppb);
+        const auto ppt = ppbToPpt(ppb);
+        if (error != std::errc{} || rest != end || !ppt || std::abs(*ppt) > kMostCrystalPpt)
+            reader.refuse("frequencies", name + ":" + std::to_string(at) + ": must be a number of ppb up to 1000000");
+        if (crystal.frequency_count == BOARD_MAX_FREQUENCIES)
+            reader.refuse("frequencies", name + " has more than " + std::to_string(BOARD_MAX_FREQUENCIES) + " numbers");
+        crystal.frequencies_ppt[crystal.frequency_count++] = static_cast<std::int32_t>(*ppt);
+    }
+}
+
+void readCrystal(TableReader& reader, const std::string& source, board_crystal_config& crystal) {
+    reader.delay("interval", crystal.interval_ns);
+    reader.ppb("white_ppb", crystal.white_ppt);
+    reader.ppb("flicker_ppb", crystal.flicker_ppt);
+    reader.ppb("random_walk_ppb", crystal.walk_ppt);
+    reader.ppb("ageing_ppb_per_day", crystal.ageing_ppt_per_day);
+    reader.ppb("ramp_ppb", crystal.ramp_ppt);
+    reader.delay("ramp_at", crystal.ramp_at_ns);
+    reader.delay("ramp_takes", crystal.ramp_takes_ns);
+    readFrequencies(reader, source, crystal);
+    reader.delay("frequencies_every", crystal.frequencies_every_ns);
 }
 
 // Date and time with offset to UTC at which the clock starts.
@@ -110,8 +157,9 @@ void readInterface(TableReader& reader, board_interface_config& interface, std::
     readCapabilities(reader, interface);
     reader.delay("interrupt_latency", interface.interrupt_latency_ns);
     reader.delay("interrupt_jitter", interface.interrupt_jitter_ns);
-    interface.lost_edges_per_million =
-        static_cast<std::uint32_t>(reader.integer("lost_edges_per_million", 0, 0, 1'000'000));
+    interface.lost_edges_per_million = perMillion(reader, "lost_edges_per_million");
+    reader.delay("slow_read", interface.slow_read_ns);
+    interface.slow_reads_per_million = perMillion(reader, "slow_reads_per_million");
     reader.flag("virtual_clocks", interface.virtual_clocks);
 }
 
@@ -175,6 +223,8 @@ void ScenarioReader::readBoard() {
     config.seed = static_cast<std::uint64_t>(root_.integer("seed", 1, 0, kMostInt64));
     readStartTime(root_, config);
     root_.ppb("crystal_error_ppb", config.crystal_error_ppt);
+    table("crystal",
+          [this](TableReader& reader, board_config& target) { readCrystal(reader, source_, target.crystal); });
     root_.delay("pulse_width", config.pulse_width_ns);
     root_.delay("truth_interval", config.truth_interval_ns);
     table("system_clock", [](TableReader& reader, board_config& target) {
@@ -251,7 +301,7 @@ Scenario parseScenario(std::string_view text, const std::string& source) {
 
 std::vector<KnownKey> scenarioKeys() {
     static constexpr const char* kOneOfEach =
-        "[system_clock]\n[ferrox]\n[fpga]\n[si514]\n[phc2sys]\n[[interface]]\nname = 'enp1s0'\n"
+        "[crystal]\n[system_clock]\n[ferrox]\n[fpga]\n[si514]\n[phc2sys]\n[[interface]]\nname = 'enp1s0'\n"
         "[[event]]\nat = '0 s'\nkind = 'pulse'\n[[fault]]\ncall = 'any'\ndelay = '0 s'\n"
         "[[cost]]\ncall = 'any'\ntakes = '0 s'\n";
     std::vector<KnownKey> keys;

@@ -11,7 +11,7 @@ std::vector<std::int64_t> live(std::uint64_t seed) {
     ModelBoard run;
     run.addInterface("enp1s0", 0);
     run.config.seed = seed;
-    run.config.interfaces[0].clock = {5'000, 1500, 50, 0};
+    run.config.interfaces[0].clock = {5'000, 1500, 50, 0, 0, 0, 0};
     run.config.interfaces[0].lost_edges_per_million = 300'000;
     run.config.interfaces[0].interrupt_jitter_ns = 10'000;
     run.config.system.offset_ns = 77'000;
@@ -85,6 +85,9 @@ TEST_F(Life, RefusesConfigurationsBeyondItsMaxima) {
     EXPECT_FALSE(isAccepted([](board_config& tried) { tried.crystal_error_ppt = 1'000'000'001; }));
     EXPECT_FALSE(isAccepted([](board_config& tried) { tried.interface_count = 1; })) << "without a name";
     EXPECT_FALSE(isAccepted([](board_config& tried) { tried.ferrox.clock.step_granularity_ns = -1; }));
+    EXPECT_FALSE(isAccepted([](board_config& tried) { tried.ferrox.clock.step_tail_ns = -1; }));
+    EXPECT_FALSE(isAccepted([](board_config& tried) { tried.ferrox.clock.step_other_per_million = 1'000'001; }));
+    EXPECT_FALSE(isAccepted([](board_config& tried) { tried.ferrox.clock.step_other_loss_ns = 1LL << 60; }));
     EXPECT_FALSE(isAccepted([](board_config& tried) { tried.fault_count = 1; })) << "nth and times are 0";
     EXPECT_FALSE(isAccepted([](board_config& tried) {
         tried.event_count = 1;

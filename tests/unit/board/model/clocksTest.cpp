@@ -83,6 +83,42 @@ TEST_F(Clocks, TellWhatAStepAskedAndWhatItDid) {
     EXPECT_EQ(difference(kS, BOARD_CLOCK_PHC(0)), steps[0].step.real_ns);
 }
 
+TEST_F(Clocks, LoseAnotherAmountInSomeOfTheirSteps) {
+    addInterface("enp1s0", 0);
+    config.interfaces[0].clock = {0, 1500, 0, 0, 0, 5000, 250'000};
+    std::map<std::int64_t, int> seen;
+    for (int count = 0; count < 4000; ++count) ASSERT_EQ(step(kS, 0, 0, 0), 0);
+    for (const Recorded& recorded : of(BOARD_HAPPENING_STEP)) ++seen[recorded.step.real_ns];
+    EXPECT_EQ(seen[-1500] + seen[-5000], 4000);
+    EXPECT_NEAR(seen[-5000], 1000, 110);  // four standard deviations
+}
+
+TEST_F(Clocks, LoseMoreThanTheirLossInAHeavyTail) {
+    addInterface("enp1s0", 0);
+    config.interfaces[0].clock = {0, 1500, 0, 0, 100, 0, 0};
+    for (int count = 0; count < 4000; ++count) ASSERT_EQ(step(kS, 0, 0, 0), 0);
+    const auto steps = of(BOARD_HAPPENING_STEP);
+    const auto beyond = [&](std::int64_t lossNs) {
+        return std::count_if(steps.begin(), steps.end(), [&](const auto& one) { return one.step.real_ns < -lossNs; });
+    };
+    EXPECT_EQ(beyond(1499), 4000);
+    EXPECT_NEAR(static_cast<double>(beyond(1500 + 100)), 1000, 110);
+    EXPECT_NEAR(static_cast<double>(beyond(1500 + 900)), 40, 25);
+}
+
+TEST_F(Clocks, LoseMoreInAStepWhoseReadingIsSlow) {
+    addInterface("enp1s0", 0);
+    addInterface("enp2s0", 1);
+    config.interfaces[0].slow_reads_per_million = 1'000'000;
+    config.interfaces[0].clock.step_loss_ns = config.interfaces[1].clock.step_loss_ns = 1500;
+    board_fault_outcome outcome{};
+    const board_call call = callOf(BOARD_CALL_CLOCK_ADJTIME, BOARD_TARGET_INTERFACE(0));
+    EXPECT_EQ(board_fault_due(on(), kS, &call, &outcome), 0);
+    for (const int interface : {0, 1}) ASSERT_EQ(step(kS, interface, 0, 0), 0);
+    EXPECT_EQ(difference(kS, BOARD_CLOCK_PHC(0)), -1500 - 18'500);
+    EXPECT_EQ(difference(kS, BOARD_CLOCK_PHC(1)), -1500) << "the other one is not read";
+}
+
 TEST_F(Clocks, FerroxCutsStepsTowardZeroTo200Ns) {
     on();
     for (const auto& [asked, real] :

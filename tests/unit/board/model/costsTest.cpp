@@ -28,4 +28,22 @@ TEST_F(Costs, CanBeSetAndTheLastEntryWins) {
     EXPECT_EQ(costOf(callOf(BOARD_CALL_READ, BOARD_TARGET_SI514)), 1U) << "no call is free";
 }
 
+TEST_F(Costs, RiseWhenTheClockIsReadSlowly) {
+    config.interfaces[0].slow_reads_per_million = 250'000;
+    const board_call reading = callOf(BOARD_CALL_CLOCK_GETTIME, BOARD_TARGET_INTERFACE(0));
+    const board_call asking = callOf(BOARD_CALL_IOCTL, BOARD_TARGET_INTERFACE(0), BOARD_WIRE_PTP_GETCAPS);
+    std::map<std::uint64_t, int> seen;
+    board_fault_outcome outcome{};
+    for (int count = 0; count < 4000; ++count) {
+        board_fault_due(on(), 0, &reading, &outcome);
+        ++seen[costOf(reading)];
+        EXPECT_EQ(costOf(asking), 148U);
+        EXPECT_EQ(costOf(reading), costOf(reading)) << "one call, one cost";
+        board_fault_due(on(), 0, &asking, &outcome);
+        EXPECT_EQ(costOf(reading), 3022U) << "the slow call is over";
+    }
+    EXPECT_EQ(seen[3022] + seen[3022 + 18'500], 4000);
+    EXPECT_NEAR(seen[3022 + 18'500], 1000, 110);
+}
+
 }  // namespace halvexboard::costsTest

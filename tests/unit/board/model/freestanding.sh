@@ -1,9 +1,11 @@
 #!/bin/sh
-# Compiles the board's model without headers and lists its undefined symbols: memcpy and memset, no floating point.
+# Compiles the board's model as a kernel would, without headers and floating point: it needs memcpy and memset only, and
+# plays a wandering board to the byte as an ordinary build of the same files does.
 # Usage: freestanding.sh COMPILER ROOT
 # SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 set -eu
 compiler=$1 root=$2
+program=$root/tests/unit/board/model/sameBytes.c
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 for source in "$root"/board/model/*.c; do
@@ -14,3 +16,10 @@ ld -r -o "$work/whole.o" "$work"/*.o
 needed=$(nm -u "$work/whole.o" | awk '{print $2}' | sort | tr '\n' ' ')
 echo "needs: $needed"
 test "$needed" = "memcpy memset "
+"$compiler" -std=gnu11 -I"$root" "$program" "$work/whole.o" -o "$work/freestanding"
+"$compiler" -std=gnu11 -O0 -I"$root" "$program" "$root"/board/model/*.c -o "$work/ordinary"
+"$work/freestanding" >"$work/first"
+"$work/ordinary" >"$work/second"
+echo "plays: $(wc -l <"$work/first") lines"
+test -s "$work/first"
+cmp "$work/first" "$work/second"

@@ -42,6 +42,31 @@ TEST(Random, GaussianWithoutWidthIsNothing) {
     EXPECT_EQ(board_random_gaussian(&random, 0), 0);
 }
 
+TEST(Random, TailHasTheWeightItIsAskedFor) {
+    board_random random = seeded(3, 3);
+    constexpr int kDraws = 200'000;
+    std::map<int, int> beyond;
+    for (int draw = 0; draw < kDraws; ++draw) {
+        const std::int64_t value = board_random_tail(&random, 1'000'000);
+        ASSERT_GE(value, 0);
+        for (const int scales : {1, 9, 99}) beyond[scales] += value > scales * 1'000'000;
+    }
+    EXPECT_NEAR(beyond[1], kDraws / 4, 600);
+    EXPECT_NEAR(beyond[9], kDraws / 100, 130);
+    EXPECT_NEAR(beyond[99], kDraws / 10'000, 14);
+    const std::uint64_t drawn = random.state;
+    EXPECT_EQ(board_random_tail(&random, 0), 0);
+    EXPECT_EQ(random.state, drawn) << "nothing is drawn without a tail";
+}
+
+TEST(Random, SquareRootIsRoundedDown) {
+    for (const std::uint64_t root : {1ULL, 2ULL, 3ULL, 65'535ULL, 1'000'000'007ULL, 0xFFFFFFFFULL}) {
+        EXPECT_EQ(board_square_root(root * root), root);
+        EXPECT_EQ(board_square_root(root * root - 1), root - 1);
+    }
+    EXPECT_EQ(board_square_root(~0ULL), 0xFFFFFFFFULL);
+}
+
 TEST(Random, StaysBelowTheLimit) {
     board_random random = seeded(1, 1);
     bool seen[5] = {};

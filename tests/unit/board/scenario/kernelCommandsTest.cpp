@@ -24,6 +24,16 @@ TEST(KernelCommands, SetWhatDiffersFromTheDefaultsAndSwitchOn) {
                                      "0 interface eth1", "0 set eth1 phc_index -1", "0 on"));
 }
 
+TEST(KernelCommands, SetTheCrystalAndItsMeasuredFrequencies) {
+    board_config config = parseScenario("[crystal]\nwhite_ppb = 0.1\n", "scenario").config;
+    config.crystal.frequency_count = 2;
+    config.crystal.frequencies_ppt[1] = -7;
+    std::vector<std::string> lines;
+    for (const KernelCommand& command : kernelCommands(config)) lines.push_back(command.text);
+    EXPECT_THAT(lines,
+                testing::ElementsAre("defaults", "set crystal_white_ppt 100", "frequency 0", "frequency -7", "on"));
+}
+
 TEST(KernelCommands, AddFaultsByTheNamesOfTheirNumbers) {
     EXPECT_THAT(commandsOf("[[fault]]\ncall = \"ioctl\"\ntarget = \"ferrox\"\nrequest = \"getTime\"\nnth = 2\n"
                            "from = \"20 s\"\nerror = \"EIO\"\n"),

@@ -4,6 +4,7 @@
 
 #include "board/scenario/vocabulary.h"
 #include "board/trace/traceLine.h"
+#include "tests/support/files.h"
 #include "tests/support/modelBoard.h"
 
 namespace halvexboard::scenarioTest {
@@ -17,6 +18,15 @@ board_config configOf(const std::string& text) { return parseScenario(text, "sto
 std::string mistakeOf(const std::string& text) {
     try {
         parseScenario(text, "story.toml");
+    } catch (const ScenarioError& error) {
+        return error.what();
+    }
+    return "accepted";
+}
+
+std::string mistakeInFile(const std::string& path) {
+    try {
+        loadScenario(path);
     } catch (const ScenarioError& error) {
         return error.what();
     }
@@ -52,6 +62,54 @@ TEST(Scenario, ReadsTheBoardItself) {
     EXPECT_EQ(scenario.config.phc2sys.interval_ns, 500'000'000U);
 }
 
+TEST(Scenario, ReadsTheCrystal) {
+    const board_crystal_config crystal =
+        configOf(
+            "[crystal]\ninterval = \"10 ms\"\nwhite_ppb = 0.1\nflicker_ppb = 0.02\nrandom_walk_ppb = 0.003\n"
+            "ageing_ppb_per_day = -5\nramp_ppb = 80\nramp_at = \"1 h\"\nramp_takes = \"30 min\"\n")
+            .crystal;
+    EXPECT_EQ(crystal.interval_ns, 10'000'000U);
+    EXPECT_THAT((std::array{crystal.white_ppt, crystal.flicker_ppt, crystal.walk_ppt}),
+                testing::ElementsAre(100, 20, 3));
+    EXPECT_EQ(crystal.ageing_ppt_per_day, -5'000);
+    EXPECT_EQ(crystal.ramp_ppt, 80'000);
+    EXPECT_EQ(crystal.ramp_at_ns, 3600 * kS);
+    EXPECT_EQ(crystal.ramp_takes_ns, 1800 * kS);
+}
+
+/// A scenario beside a file of measured frequencies, read as scenario files are.
+class Frequencies : public testing::Test {
+protected:
+    std::string fileWith(const std::string& numbers) {
+        std::ofstream(folder_ / "measured.txt") << numbers;
+        std::ofstream(folder_ / "story.toml")
+            << "[crystal]\nfrequencies = \"measured.txt\"\nfrequencies_every = \"2 s\"\n";
+        return folder_ / "story.toml";
+    }
+
+private:
+    const testsupport::ScratchDirectory folder_;
+};
+
+TEST_F(Frequencies, AreReadFromAFileBesideTheScenario) {
+    const board_crystal_config crystal = loadScenario(fileWith("# ppb\n12.5\n\n-3\n1e2\n")).config.crystal;
+    ASSERT_EQ(crystal.frequency_count, 3U);
+    EXPECT_THAT(std::vector(crystal.frequencies_ppt, crystal.frequencies_ppt + 3),
+                testing::ElementsAre(12'500, -3'000, 100'000));
+    EXPECT_EQ(crystal.frequencies_every_ns, 2 * kS);
+}
+
+TEST_F(Frequencies, ThatAreMistakenNameTheirLine) {
+    EXPECT_THAT(
+        mistakeInFile(fileWith("1\n2 ppb\n")),
+        EndsWith("/story.toml:2: [crystal]: frequencies measured.txt:2: must be a number of ppb up to 1000000"));
+    EXPECT_THAT(mistakeInFile(fileWith("1e7\n")), HasSubstr("measured.txt:1: must be a number"));
+    std::string many;
+    for (int line = 0; line <= BOARD_MAX_FREQUENCIES; ++line) many += "0\n";
+    EXPECT_THAT(mistakeInFile(fileWith(many)), HasSubstr("measured.txt has more than 4096 numbers"));
+    EXPECT_THAT(mistakeOf("[crystal]\nfrequencies = \"none.txt\""), HasSubstr("cannot be read: none.txt"));
+}
+
 TEST(Scenario, ReadsTheTimeOfTheStart) {
     EXPECT_EQ(configOf("start_time = 1970-01-01T00:00:00Z").start_time_ns, 0U);
     EXPECT_EQ(configOf("start_time = 2024-02-29T12:34:56.000000789Z").start_time_ns, 1'709'210'096'000'000'789U);
@@ -64,6 +122,7 @@ TEST(Scenario, ReadsTheTimeOfTheStart) {
 TEST(Scenario, ReadsDriversAndOscillator) {
     const board_config config = configOf(
         "[ferrox]\npresent = false\n[fpga]\noffset = \"1 s\"\nstep_loss = \"1500 ns\"\nstep_jitter = \"50 ns\"\n"
+        "step_tail = \"20 ns\"\nstep_other_loss = \"5 us\"\nstep_other_per_million = 300\n"
         "step_granularity = \"8 ns\"\ninterface_path = \"/dev/other\\n\"\nrunning = false\nreads_zero = true\n"
         "starts_on_request = false\n[si514]\nppb_offset = 12.5\nrange_ppb = 100\nresolution_ppb = 0.026\n"
         "ppb_offset_text = \"\"\nname = \"clock\\n\"\nclient = \"1-55\"\n");
@@ -72,6 +131,9 @@ TEST(Scenario, ReadsDriversAndOscillator) {
     EXPECT_EQ(config.fpga.clock.step_loss_ns, 1500);
     EXPECT_EQ(config.fpga.clock.step_jitter_ns, 50);
     EXPECT_EQ(config.fpga.clock.step_granularity_ns, 8);
+    EXPECT_EQ(config.fpga.clock.step_tail_ns, 20);
+    EXPECT_EQ(config.fpga.clock.step_other_loss_ns, 5000);
+    EXPECT_EQ(config.fpga.clock.step_other_per_million, 300U);
     EXPECT_STREQ(config.fpga.interface_path, "/dev/other\n");
     EXPECT_FALSE(config.fpga_running);
     EXPECT_TRUE(config.fpga_reads_zero);
@@ -90,6 +152,7 @@ TEST(Scenario, ReadsInterfacesInTheOrderTheKernelListsThem) {
         "[[interface]]\nname = \"enp2s0\"\nphc_index = 4\nup = false\nreset_on_up = false\nvendor = \"0x8086 \"\n"
         "device = \"0x1521\"\nn_pins = 3\nn_per_out = 0\nn_ext_ts = 1\nmax_adj_ppb = 5\noffset = \"2 s\"\n"
         "interrupt_latency = \"1 ms\"\ninterrupt_jitter = \"2 us\"\nlost_edges_per_million = 9\nvirtual_clocks = true\n"
+        "slow_read = \"10 us\"\nslow_reads_per_million = 50\n"
         "present = false\n[[interface]]\nname = \"enp1s0\"\n");
     ASSERT_EQ(config.interface_count, 2U);
     const board_interface_config& first = config.interfaces[0];
@@ -106,6 +169,8 @@ TEST(Scenario, ReadsInterfacesInTheOrderTheKernelListsThem) {
     EXPECT_EQ(first.interrupt_latency_ns, 1'000'000U);
     EXPECT_EQ(first.interrupt_jitter_ns, 2'000U);
     EXPECT_EQ(first.lost_edges_per_million, 9U);
+    EXPECT_EQ(first.slow_read_ns, 10'000U);
+    EXPECT_EQ(first.slow_reads_per_million, 50U);
     EXPECT_TRUE(first.virtual_clocks);
     EXPECT_STREQ(config.interfaces[1].name, "enp1s0");
     EXPECT_EQ(config.interfaces[1].phc_index, 1);
@@ -257,18 +322,10 @@ TEST(ScenarioMistake, TooManyOfAKindAreRefused) {
 }
 
 TEST(ScenarioMistake, AFileThatCannotBeReadIsNamedWithTheReason) {
-    const auto complaint = [](const char* path) {
-        try {
-            loadScenario(path);
-        } catch (const ScenarioError& error) {
-            return std::string(error.what());
-        }
-        return std::string("accepted");
-    };
-    EXPECT_EQ(complaint("/nonexistent/story.toml"),
+    EXPECT_EQ(mistakeInFile("/nonexistent/story.toml"),
               "/nonexistent/story.toml:1: cannot be read: No such file or directory");
-    EXPECT_EQ(complaint("/dev"), "/dev:1: cannot be read: Is a directory");
-    EXPECT_EQ(complaint("/dev/null"), "/dev/null:1: is empty");
+    EXPECT_EQ(mistakeInFile("/dev"), "/dev:1: cannot be read: Is a directory");
+    EXPECT_EQ(mistakeInFile("/dev/null"), "/dev/null:1: is empty");
 }
 
 TEST(ScenarioMistake, AWrongNameIsAnsweredWithTheRightOnes) {
