@@ -41,11 +41,9 @@ public:
     ifreq lastInterfaceRequest{};
     ethtool_ts_info lastTimestampQuery{};
     ptp_pin_desc lastPin{};
-    ptp_extts_request lastRequest{};
     ptp_clock_caps capabilitiesAsAsked{};
     timespec timeAsAsked{};
     timex lastAdjustment{};
-    timeval lastTimeout{};
 
     static ptp_clock_caps makeCapabilities(int extTs, int perOut, int pins) {
         ptp_clock_caps made{};
@@ -67,8 +65,6 @@ public:
         event.index = channel;
         events.push_back(event);
     }
-
-    Journal takeJournal() { return std::exchange(journal, {}); }
 
 private:
     static int fail(int error) {
@@ -136,7 +132,6 @@ private:
         }
         journal.push_back("select " + std::to_string(nfds) + " {" + watched + " }" +
                           (writable != nullptr || exceptional != nullptr ? " and others" : ""));
-        lastTimeout = *timeout;
         *timeout = {};  // like Linux, which updates the time-out
         return events.empty() ? 0 : 1;
     }
@@ -158,9 +153,8 @@ private:
             return 0;
         }
         if (request != PTP_EXTTS_REQUEST) return fail(ENOTTY);
-        std::memcpy(&lastRequest, argument, sizeof lastRequest);
         if (pinFunction != PTP_PF_EXTTS) return fail(EBUSY);
-        isStamping = (lastRequest.flags & PTP_ENABLE_FEATURE) != 0;
+        isStamping = (static_cast<ptp_extts_request*>(argument)->flags & PTP_ENABLE_FEATURE) != 0;
         return 0;
     }
 
