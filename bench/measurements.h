@@ -44,6 +44,7 @@ void runCountedWork(const Plugin& plugin);
 // Absolute figures: latencies, iterations, memory, wake-ups. Each loads the library itself and prints lines "name
 // value".
 void printIterations();
+void printLaw();  ///< As a table in Markdown.
 void printLatencies(const char* libraryPath);
 void printMemory(const char* libraryPath);
 void printGrowth(const char* libraryPath);
