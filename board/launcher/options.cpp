@@ -111,14 +111,21 @@ Options helpOn(const char* action) {
     return options;
 }
 
-/// The parser's own words for a flag with a value say little.
+/// The parser's own words for a flag with a value, and for an option without one, say little.
 std::string inPlainWords(const std::string& message) {
+    if (const std::size_t none = message.find(": 1 required "); none != std::string::npos)
+        return message.substr(0, none) + " needs its " + message.substr(none + 13, message.rfind(' ') - none - 13);
     const std::size_t end = message.find(" was given a disallowed flag override");
     return end == std::string::npos ? message : "--" + message.substr(0, end) + " takes no value";
 }
 
 /// Returns false if help is requested. Throws UsageError.
 bool parse(CLI::App& app, std::vector<std::string> words, const char* action) {
+    // The parser takes the word behind "--option=" for its value.
+    const auto empty = std::find_if(words.begin(), words.end(), [&app](const std::string& word) {
+        return word.ends_with('=') && app.get_option_no_throw(word.substr(0, word.size() - 1)) != nullptr;
+    });
+    if (empty != words.end()) throw UsageError(*empty + " needs a value" + kHelpIsThere);
     std::reverse(words.begin(), words.end());  // the parser consumes them from the end
     try {
         app.parse(std::move(words));
@@ -146,7 +153,8 @@ Options parseRun(std::vector<std::string> words) {
     const bool hasCommand = !options.command.empty();  // then "--" is one of its arguments
     options.command.insert(options.command.end(), command.begin() + (hasCommand || command.empty() ? 0 : 1),
                            command.end());
-    if (options.command.empty()) throw UsageError(std::string("run needs a command: ") + kRun.usage);
+    if (options.command.empty() || options.command.front().empty())
+        throw UsageError(std::string("run needs a command: ") + kRun.usage);
     return options;
 }
 

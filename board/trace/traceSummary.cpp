@@ -126,6 +126,8 @@ public:
         const cJSON* const kindMember = cJSON_GetObjectItemCaseSensitive(line.get(), "kind");
         if (cJSON_IsString(kindMember) == 0) refuse(lineNumber_, "no kind");
         const std::string_view kind = kindMember->valuestring;
+        if (cJSON_HasObjectItem(line.get(), "rawNs") != 0)
+            throw TraceError("it is a record, not a trace: halvexctl report --from shows it");
         const auto rawNs = static_cast<std::uint64_t>(numberOf(line.get(), "raw_ns", lineNumber_));
         if (kind == "syslog") crossBorder(line.get(), rawNs);
         if (hasEnded_) return;
@@ -137,6 +139,7 @@ public:
     }
 
     TraceSummary finish() {
+        if (!hasLines_) throw TraceError("the trace is empty");
         if (!isInside_) throw TraceError("the trace has no log line \"" + stretch_.from + "\"");
         if (!hasEnded_ && !stretch_.until.empty())
             throw TraceError("the trace has no log line \"" + stretch_.until + "\" after \"" + stretch_.from + "\"");

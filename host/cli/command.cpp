@@ -33,7 +33,8 @@ std::vector<std::string_view> namesOf(std::span<const Row> rows) {
     return names;
 }
 
-[[noreturn]] void refuseUnknown(const std::string& word, std::span<const Verb> verbs) {
+/// `before`: the verb before without an argument, or null.
+[[noreturn]] void refuseUnknown(const std::string& word, std::span<const Verb> verbs, const Verb* before) {
     if (word.size() > 1 && word.front() == '-' && !startsNumber(word)) {
         const std::string name = word.substr(0, word.find('='));
         const std::string nearest = suggestion(name, namesOf(toolOptions()));
@@ -42,6 +43,10 @@ std::vector<std::string_view> namesOf(std::span<const Row> rows) {
                                  : fmt::format("unknown option \"{}\"{}", word, nearest));
     }
     const std::string nearest = suggestion(word, namesOf(verbs));
+    if (nearest.empty() && before != nullptr && before->argument.starts_with('[')) {
+        throw UsageError(fmt::format("\"{}\" is neither a verb nor the {} of {}; halvexctl help {} says more", word,
+                                     before->argument, before->name, before->name));
+    }
     throw UsageError(
         fmt::format("unknown verb \"{}\"{}", word, nearest.empty() ? "; halvexctl --help lists them" : nearest));
 }
@@ -87,7 +92,7 @@ const std::string& WordReader::takeInput(std::string_view verb, std::string_view
 
 void WordReader::claimInput(std::string_view verb) {
     if (!inputReader_.empty()) {
-        throw UsageError(fmt::format("{} cannot have standard input, which {} reads", verb, inputReader_));
+        throw UsageError(fmt::format("{} cannot read standard input: {} reads it already", verb, inputReader_));
     }
     inputReader_ = verb;
 }
@@ -149,7 +154,8 @@ std::vector<Command> readCommands(std::span<const std::string> words, const Read
         const std::string& word = reader.take();
         const Verb* verb = findVerb(rules.verbs, word);
         if (verb == nullptr) {
-            refuseUnknown(word, rules.verbs);
+            const bool isBare = !commands.empty() && commands.back().argumentText.empty();
+            refuseUnknown(word, rules.verbs, isBare ? commands.back().verb : nullptr);
         }
         if (verb->name == "run") {
             reader.claimInput(verb->name);

@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <optional>
 
 #include "host/clocks/clockSample.h"
@@ -62,7 +63,10 @@ void watchClocks(Session& session, const MonitorOptions& options, Result& result
         notifyServiceManager("READY=1\nWATCHDOG=1\nSTATUS=" + healthAsText(sample));
         before = std::move(sample);
         const bool isUnseen = !options.isQuiet && outputError() != 0;  // the program reports that at exit
-        goesOn = summary.samples() != options.count && !isUnseen && sleepNs(options.intervalNs);
+        const std::int64_t passedNs = static_cast<std::int64_t>(summary.samples() - 1) * options.intervalNs;
+        const std::int64_t pauseNs =
+            options.durationNs == 0 ? options.intervalNs : std::min(options.intervalNs, options.durationNs - passedNs);
+        goesOn = summary.samples() != options.count && !isUnseen && sleepNs(pauseNs);
     }
     conclude(session.printer(), summary, options, result);
     if (before) {

@@ -14,9 +14,10 @@ class Session;
 
 struct MonitorOptions {
     std::int64_t intervalNs = kNsPerSecond;
-    std::uint64_t count = 0;  ///< Number of samples; 0: until a stop is requested.
-    std::string metricsPath;  ///< Empty: none.
-    bool isQuiet = false;     ///< Samples are recorded, not shown.
+    std::uint64_t count = 0;      ///< Number of samples; 0: until a stop is requested.
+    std::int64_t durationNs = 0;  ///< Shortens the last interval; 0: none.
+    std::string metricsPath;      ///< Empty: none.
+    bool isQuiet = false;         ///< Samples are recorded, not shown.
 };
 
 /// Watches until the count is reached or a stop is requested. Measures the master if the session has an initialised

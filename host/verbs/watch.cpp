@@ -73,6 +73,9 @@ void health(Session& session, const Command&, Result& result) {
 
 Argument readRecord(WordReader& words, const ReadingRules& rules) {
     RecordOptions options;
+    if (words.nextIsNumber()) {
+        throw UsageError(fmt::format("record needs its FILE before a duration; ./{} is a file", *words.peek()));
+    }
     options.path = readOutputPath(words.takeArgument("record", "FILE"));
     if (words.nextIsNumber()) {
         options.durationNs = readPositive("duration", words.takeQuantity("record", "DURATION"));
@@ -93,6 +96,7 @@ void record(Session& session, const Command& command, Result& result) {
     MonitorOptions watching;
     watching.isQuiet = true;
     watching.intervalNs = options.intervalNs;
+    watching.durationNs = *options.durationNs;
     watching.count =
         static_cast<std::uint64_t>((*options.durationNs + options.intervalNs - 1) / options.intervalNs) + 1;
     watchClocks(session, watching, result);

@@ -87,6 +87,14 @@ class RecordOnBoard(OnBoard):
         self.verbs("init", "record", self.record, "--interval", "100ms", "wait", "1s")
         self.assertIn(len(self.lines("sample")), (10, 11, 12))
 
+    def test_WatchesForAsLongAsItIsToldAndNotForWholeIntervals(self):
+        for duration, samples_ns in (("1ms", 2), ("1500ms", 3), ("2s", 3)):
+            self.record.unlink(missing_ok=True)
+            self.verbs("init", "record", self.record, duration, scenario="plain")
+            taken = self.texts("sample", "rawNs")
+            self.assertEqual(len(taken), samples_ns)
+            self.assertAlmostEqual(taken[-1] - taken[0], {"1ms": 1e6, "1500ms": 1.5e9, "2s": 2e9}[duration], delta=1e6)
+
     def test_SamplesWhileRunWaitsForInput(self):
         self.verbs("record", self.record, "run")
         self.assertIn("run", self.texts("verb", "verb"))

@@ -50,6 +50,8 @@ TEST(Options, ThatAreWrongAreAnsweredWithWhatWouldBeRight) {
     EXPECT_THAT(messageOf({"run", "--colour", "ls"}),
                 HasSubstr("no option --colour; run has --scenario, --seed, --trace, "));
     EXPECT_THAT(messageOf({"run", "--trace", "", "ls"}), HasSubstr("needs a value, not ''"));
+    EXPECT_THAT(messageOf({"summary", "--from=", "trace"}), HasSubstr("--from= needs a value"));
+    EXPECT_THAT(messageOf({"run", "--seed"}), HasSubstr("--seed needs its N;"));
     EXPECT_THAT(messageOf({"list", "events", "keys"}), HasSubstr("one topic"));
     EXPECT_THAT(messageOf({"run"}), HasSubstr("halvexboard run [OPTION...] -- COMMAND"));
     EXPECT_THAT(messageOf({"walk"}), HasSubstr("run, summary or list must come first, not walk"));
@@ -60,6 +62,7 @@ TEST(Options, ThatAreWrongAreAnsweredWithWhatWouldBeRight) {
 TEST(Options, ThatMakeNoSenseAreRefused) {
     const std::vector<std::vector<std::string>> kRefused{{},
                                                          {"run", "--"},
+                                                         {"run", "--", ""},
                                                          {"run", "--seed", "-1", "ls"},
                                                          {"run", "--seed"},
                                                          {"run", "--console=yes", "ls"},

@@ -112,6 +112,8 @@ TEST(TraceSummary, PrintsAlignedColumnsWithUnitsAndTheVerdictLast) {
 
 TEST(TraceSummary, NamesTheLineThatIsNoTrace) {
     EXPECT_EQ(mistakeOf(kStart + "not json\n\n" + kStart), "trace line 2: not a JSON object");
+    EXPECT_EQ(mistakeOf("\n\n"), "the trace is empty");
+    EXPECT_THAT(mistakeOf("{\"kind\":\"start\",\"rawNs\":1}\n"), testing::HasSubstr("it is a record"));
     EXPECT_EQ(mistakeOf("[1]\n"), "trace line 1: not a JSON object");
     EXPECT_EQ(mistakeOf("{\"raw_ns\":1}\n"), "trace line 1: no kind");
     EXPECT_EQ(mistakeOf("{\"kind\":\"call\"}\n"), "trace line 1: no number raw_ns");

@@ -95,9 +95,11 @@ TEST(OwnOptions, EndWithTwoDashes) {
 TEST(StandardInput, IsReadByOneVerbOfALine) {
     EXPECT_EQ(refusal({"report", "p", "--from", "-"}), "accepted");
     EXPECT_EQ(refusal({"report", "p", "--from", "-", "--trace", "-"}),
-              "report cannot have standard input, which report reads");
-    EXPECT_EQ(refusal({"report", "p", "--trace", "-", "run"}), "run cannot have standard input, which report reads");
-    EXPECT_EQ(refusal({"run", "apply-metadata", "-"}), "apply-metadata cannot have standard input, which run reads");
+              "report cannot read standard input: report reads it already");
+    EXPECT_EQ(refusal({"report", "p", "--trace", "-", "run"}),
+              "run cannot read standard input: report reads it already");
+    EXPECT_EQ(refusal({"run", "apply-metadata", "-"}),
+              "apply-metadata cannot read standard input: run reads it already");
 }
 
 TEST(Outputs, MakeNoFileThatIsNamedLikeStandardInput) {
@@ -132,6 +134,7 @@ TEST(ReadCommands, RefusesWrongOptionsOfMonitorAndRecord) {
     EXPECT_EQ(refusal({"record", "/r", "--intervall", "1s"}),
               "record has no option \"--intervall\"; did you mean \"--interval\"?");
     EXPECT_EQ(refusal({"record", "/r", "0s"}), "the duration must be above 0");
+    EXPECT_EQ(refusal({"record", "10s"}), "record needs its FILE before a duration; ./10s is a file");
     EXPECT_EQ(refusal({"report", "/p", "--form", "/r"}), "report has no option \"--form\"; did you mean \"--from\"?");
 }
 
@@ -193,6 +196,8 @@ TEST(ReadCommands, SuggestsForUnknownVerbsAndOptions) {
     EXPECT_EQ(refusal({"get", "stpe"}), "unknown verb \"stpe\"; did you mean \"step\"?");
     EXPECT_EQ(refusal({"--jsno", "get"}), "unknown option \"--jsno\"; did you mean \"--json\"?");
     EXPECT_EQ(refusal({"frobnicate"}), "unknown verb \"frobnicate\"; halvexctl --help lists them");
+    EXPECT_EQ(refusal({"get", "frobnicate"}),
+              "\"frobnicate\" is neither a verb nor the [CLOCK] of get; halvexctl help get says more");
     EXPECT_EQ(refusal({"-5"}), "unknown verb \"-5\"; halvexctl --help lists them");
 }
 

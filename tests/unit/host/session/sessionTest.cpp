@@ -471,10 +471,10 @@ TEST_F(SessionTest, GoesOnAfterALineThatCannotBeRead) {
     for (const Result& result : printer_.results) {
         messages.push_back(result.message);
     }
-    EXPECT_THAT(messages,
-                ElementsAre("unknown verb \"stpe\"; did you mean \"step\"?",
-                            "step -1s would move the time backward; add --yes if that is meant",
-                            "the quote ' is not closed", "run cannot have standard input, which run reads", "", ""));
+    EXPECT_THAT(messages, ElementsAre("unknown verb \"stpe\"; did you mean \"step\"?",
+                                      "step -1s would move the time backward; add --yes if that is meant",
+                                      "the quote ' is not closed",
+                                      "run cannot read standard input: run reads it already", "", ""));
     EXPECT_EQ(result(0).verb, "run");
     EXPECT_EQ(result(0).argument, "stpe 5");
     EXPECT_EQ(result(0).outcome, Outcome::failed);
