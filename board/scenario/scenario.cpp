@@ -296,6 +296,8 @@ Scenario parseScenario(std::string_view text, const std::string& source) {
     } catch (const toml::parse_error& error) {
         throw ScenarioError(source + ":" + std::to_string(error.source().begin.line) + ": " +
                             std::string(error.description()));
+    } catch (const std::domain_error&) {
+        throw ScenarioError(source + ": a table's name or a key is malformed");
     }
 }
 

@@ -5,8 +5,10 @@
 #include <cjson/cJSON.h>
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdio>
 #include <istream>
+#include <limits>
 #include <memory>
 #include <sstream>
 #include <string_view>
@@ -29,6 +31,13 @@ double numberOf(const cJSON* object, const char* key, std::size_t lineNumber) {
     const cJSON* const member = cJSON_GetObjectItemCaseSensitive(object, key);
     if (cJSON_IsNumber(member) == 0) refuse(lineNumber, std::string("no number ") + key);
     return member->valuedouble;
+}
+
+/// Rounded toward zero, or the type's end where the value is beyond it.
+template <typename Integer>
+Integer wholeOf(double value) {
+    const double most = std::nextafter(std::ldexp(1.0, std::numeric_limits<Integer>::digits), 0.0);
+    return static_cast<Integer>(std::clamp(value, static_cast<double>(std::numeric_limits<Integer>::min()), most));
 }
 
 ClockSummary& clockNamed(TraceSummary& summary, const std::string& name) {
@@ -57,7 +66,7 @@ void addClocks(TraceSummary& summary, const cJSON* line, std::size_t lineNumber)
     if (clocks->child != nullptr) summary.lastTimeNs = numberOf(clocks->child, "time_ns", lineNumber);
     cJSON_ArrayForEach(clock, clocks) {
         ClockSummary& known = clockNamed(summary, clock->string);
-        const auto differenceNs = static_cast<std::int64_t>(numberOf(clock, "difference_ns", lineNumber));
+        const auto differenceNs = wholeOf<std::int64_t>(numberOf(clock, "difference_ns", lineNumber));
         known.isEnabledAtEnd = cJSON_IsTrue(cJSON_GetObjectItemCaseSensitive(clock, "enabled")) != 0;
         if (known.isEnabledAtEnd) addRecord(known, differenceNs);
     }
@@ -85,7 +94,7 @@ const std::vector<ListedKind>& listedKinds() {
 
 std::string textOf(const cJSON* member) {
     if (cJSON_IsString(member) != 0) return member->valuestring;
-    if (cJSON_IsNumber(member) != 0) return std::to_string(static_cast<std::int64_t>(member->valuedouble));
+    if (cJSON_IsNumber(member) != 0) return std::to_string(wholeOf<std::int64_t>(member->valuedouble));
     if (cJSON_IsNull(member) != 0) return "none";
     return cJSON_IsTrue(member) != 0 ? "true" : "false";
 }
@@ -128,11 +137,11 @@ public:
         const std::string_view kind = kindMember->valuestring;
         if (cJSON_HasObjectItem(line.get(), "rawNs") != 0)
             throw TraceError("it is a record, not a trace: halvexctl report --from shows it");
-        const auto rawNs = static_cast<std::uint64_t>(numberOf(line.get(), "raw_ns", lineNumber_));
+        const auto rawNs = wholeOf<std::uint64_t>(numberOf(line.get(), "raw_ns", lineNumber_));
         if (kind == "syslog") crossBorder(line.get(), rawNs);
         if (hasEnded_) return;
         summary_.durationNs = rawNs - beganRawNs_;
-        if (kind == "start") summary_.seed = static_cast<std::uint64_t>(numberOf(line.get(), "seed", lineNumber_));
+        if (kind == "start") summary_.seed = wholeOf<std::uint64_t>(numberOf(line.get(), "seed", lineNumber_));
         summary_.hasEpoch = summary_.hasEpoch || kind == "epoch";
         if (kind == "epoch" || kind == "truth") addTruth(line.get());
         if (isInside_) count(line.get(), kind);

@@ -246,8 +246,9 @@ std::optional<ProcessFacts> gatherProcess(std::int32_t pid, std::string_view wan
 
 std::int64_t ageNs(const ProcessFacts& process) {
     timespec now{};
-    const bool isKnown = process.startTicks != 0 && ::clock_gettime(CLOCK_BOOTTIME, &now) == 0;
-    return isKnown ? (now.tv_sec - process.startTicks / ::sysconf(_SC_CLK_TCK)) * kNsPerSecond : 0;
+    const bool isKnown = process.startTicks > 0 && ::clock_gettime(CLOCK_BOOTTIME, &now) == 0;
+    const std::int64_t ageS = now.tv_sec - process.startTicks / ::sysconf(_SC_CLK_TCK);
+    return isKnown ? std::max<std::int64_t>(ageS, 0) * kNsPerSecond : 0;
 }
 
 std::vector<std::string> clockOwners() {

@@ -52,10 +52,10 @@ public:
     ordered_json write() const {
         ordered_json document{{"title", chronicle_.title}, {"bandNs", kAlarmNs}};
         document["sources"] = sources();
-        document["beginIso"] =
-            chronicle_.systemLessRawNs && isAnything_
-                ? ordered_json(isoTimeText(static_cast<std::uint64_t>(beginNs_ + *chronicle_.systemLessRawNs)))
-                : ordered_json(nullptr);
+        document["beginIso"] = chronicle_.systemLessRawNs && isAnything_
+                                   ? ordered_json(isoTimeText(static_cast<std::uint64_t>(beginNs_) +
+                                                              static_cast<std::uint64_t>(*chronicle_.systemLessRawNs)))
+                                   : ordered_json(nullptr);
         document["lengthNs"] = isAnything_ ? endNs_ - beginNs_ : 0;
         document["references"] = references();
         document["measured"] = table(chronicle_.measured);

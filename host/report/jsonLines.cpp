@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <optional>
 #include <string_view>
@@ -19,6 +20,29 @@ namespace {
 std::string lastName(const std::string& path) {
     const std::size_t slash = path.rfind('/');
     return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+using nlohmann::json;
+
+/// Parses an object. Only rates ("steeringPpb") have fractions: other numbers with one are missing from the result,
+/// since no integer may hold them.
+json parsed(std::string_view line) {
+    bool isRate = false;
+    return json::parse(line, [&isRate](int, json::parse_event_t event, const json& value) {
+        if (event == json::parse_event_t::key) {
+            isRate = value.get_ref<const std::string&>().ends_with("Ppb");
+        }
+        return isRate || !value.is_number_float();
+    });
+}
+
+/// Instants of the raw clock beyond 73 years would overflow where they are added and subtracted.
+bool isInReach(const json& line) {
+    constexpr std::int64_t kFarthestNs = INT64_C(1) << 61;
+    return std::ranges::all_of(std::array{"rawNs", "endedRawNs", "raw_ns"}, [&line](const char* key) {
+        const auto rawNs = line.value(key, std::int64_t{0});
+        return rawNs > -kFarthestNs && rawNs < kFarthestNs;
+    });
 }
 
 /// A trace uses "raw_ns", a record "rawNs".
@@ -56,9 +80,13 @@ Source readJsonLines(const InputText& input, LinesOf kind,
         }
         ++source.lines;
         try {
-            const nlohmann::json object = nlohmann::json::parse(line);
+            const json object = parsed(line);
             refuseOtherKind(path, kind, object);
-            take(object);
+            if (isInReach(object)) {
+                take(object);
+            } else {
+                ++source.unreadLines;
+            }
         } catch (const nlohmann::json::exception&) {
             ++source.unreadLines;
         }

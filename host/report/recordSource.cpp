@@ -63,8 +63,8 @@ private:
 
     void rememberSystemTime(const json& line) {
         if (!chronicle_.systemLessRawNs) {
-            chronicle_.systemLessRawNs = static_cast<std::int64_t>(line.at("systemNs").get<std::uint64_t>()) -
-                                         line.at("rawNs").get<std::int64_t>();
+            chronicle_.systemLessRawNs = static_cast<std::int64_t>(line.at("systemNs").get<std::uint64_t>() -
+                                                                   line.at("rawNs").get<std::uint64_t>());
         }
     }
 

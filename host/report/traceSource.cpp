@@ -134,8 +134,8 @@ private:
     void start(const json& line) {
         seed_ = line.at("seed").dump();
         if (!chronicle_.systemLessRawNs) {
-            chronicle_.systemLessRawNs =
-                static_cast<std::int64_t>(line.at("start_time_ns").get<std::uint64_t>()) - rawNs_;
+            chronicle_.systemLessRawNs = static_cast<std::int64_t>(line.at("start_time_ns").get<std::uint64_t>() -
+                                                                   static_cast<std::uint64_t>(rawNs_));
         }
     }
 

@@ -247,6 +247,11 @@ TEST(ScenarioMistake, AnUnknownKeyNamesItsLine) {
                 StartsWith("story.toml:4: [[cost]]: unknown key 'x'; known are "));
 }
 
+TEST(ScenarioMistake, AMalformedNameOfATableOrAKeyIsRefused) {
+    EXPECT_EQ(mistakeOf("[{i514]\n"), "story.toml: a table's name or a key is malformed");
+    EXPECT_THAT(mistakeOf("t\u00c8t = 1"), HasSubstr("story.toml:1: "));
+}
+
 TEST(ScenarioMistake, BrokenTomlNamesItsLine) {
     EXPECT_EQ(mistakeOf("seed = 1\nseed = = 2\n").substr(0, 14), "story.toml:2: ");
     EXPECT_EQ(mistakeOf("seed = 1\nseed = 2\n").substr(0, 14), "story.toml:2: ");

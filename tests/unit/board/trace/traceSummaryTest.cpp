@@ -56,6 +56,18 @@ TEST(TraceSummary, KeepsFirstLastAndWorstOfTheEnabledRecords) {
     EXPECT_EQ(summary.durationNs, 30U);
 }
 
+TEST(TraceSummary, TakesNumbersBeyondItsOwnForTheirGreatest) {
+    const TraceSummary summary = summaryOf(
+        "{\"raw_ns\":1e300,\"kind\":\"start\",\"seed\":-5}\n"
+        "{\"raw_ns\":1e300,\"kind\":\"truth\",\"clocks\":{"
+        "\"a\":{\"difference_ns\":1e300,\"time_ns\":1e300,\"enabled\":true},"
+        "\"b\":{\"difference_ns\":-1e300,\"time_ns\":0,\"enabled\":true}}}\n");
+    EXPECT_EQ(summary.seed, 0U);
+    EXPECT_EQ(summary.durationNs, UINT64_MAX - 2047);
+    EXPECT_EQ(summary.clocks.at(0).lastNs, INT64_MAX - 1023);
+    EXPECT_EQ(summary.clocks.at(1).lastNs, INT64_MIN);
+}
+
 TEST(TraceSummary, CountsStepsAndFaults) {
     const TraceSummary summary = summaryOf(
         "{\"raw_ns\":1,\"kind\":\"step\"}\n{\"raw_ns\":2,\"kind\":\"fault\"}\n"

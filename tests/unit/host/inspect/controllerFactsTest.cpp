@@ -52,4 +52,11 @@ TEST_F(ClockOwners, AreNeitherThisProcessNorItsChildren) {
     EXPECT_THAT(clockOwners(), IsEmpty());
 }
 
+TEST(AgeOfAProcess, IsNeitherNegativeNorTakenFromAStartThatCannotBe) {
+    for (const std::int64_t startTicks : {INT64_MIN, INT64_C(-1), INT64_C(0), INT64_MAX}) {
+        EXPECT_EQ(ageNs({.startTicks = startTicks}), 0) << startTicks;
+    }
+    EXPECT_GT(ageNs({.startTicks = 1}), 0);
+}
+
 }  // namespace halvexctl::controllerFactsTest

@@ -172,6 +172,18 @@ TEST_F(Report, CountsLinesThatCannotBeReadAndGoesOn) {
     EXPECT_THAT(chronicle.measured.instantsNs(), SizeIs(1));
 }
 
+TEST_F(Report, CannotReadLinesWhoseNumbersNoIntegerHolds) {
+    const Chronicle chronicle =
+        recordOf({kStart, R"({"kind":"log","rawNs":1.5,"priority":"info","text":"a"})",
+                  R"({"kind":"log","rawNs":1e300,"priority":"info","text":"b"})",
+                  R"({"kind":"log","rawNs":2305843009213693952,"priority":"info","text":"c"})",
+                  R"({"kind":"log","rawNs":1,"endedRawNs":-2305843009213693952,"priority":"info","text":"d"})",
+                  R"({"kind":"log","rawNs":2305843009213693951,"priority":"info","text":"e"})"});
+    EXPECT_EQ(chronicle.sources.at(0).unreadLines, 4u);
+    ASSERT_THAT(chronicle.marks, SizeIs(1));
+    EXPECT_EQ(chronicle.marks.front().text, "e");
+}
+
 TEST_F(Report, RefusesAFileThatIsNotThere) {
     Chronicle chronicle;
     EXPECT_THROW(readRecord(directory_ / "nothing", chronicle), std::system_error);
