@@ -31,7 +31,7 @@ endif()
 if(HALVEX_SANITIZE)
   add_compile_options(-fsanitize=${HALVEX_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${HALVEX_SANITIZE})
-  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND HALVEX_SANITIZE MATCHES "address")
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND HALVEX_SANITIZE MATCHES "address" AND NOT HALVEX_SANITIZE MATCHES "fuzzer")
     # A shared runtime, as with gcc: the timekeeper's library must not have undefined symbols.
     execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libclang_rt.asan-x86_64.so
       OUTPUT_VARIABLE sanitizerRuntime OUTPUT_STRIP_TRAILING_WHITESPACE)

@@ -1,13 +1,11 @@
 // Attribute file contents and directory entry names: the oscillator's offset, name and client directory, the path of a
 // driver's node, and the vendor of a network interface.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <sys/syscall.h>
-
 #include "fuzz/expectation.h"
+#include "fuzz/servedFiles.h"
 #include "source/tools/linuxFunctionHelpers.h"
 #include "source/zuHalvexTimekeeper/i210EpochDeviceFactory.h"
 #include "source/zuHalvexTimekeeper/si514FreqSteeringDevice.h"
-#include "tests/support/libcHooks.h"
 #include "zuerr/exception.h"
 #include "zuplat/protons/enumeration/linuxU/linuxDevEnumHelper.h"
 
@@ -18,22 +16,10 @@ using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::PathBuffer;
 using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::PlatStatus;
 using nHALVEXTIMEKEEPER_18_1::nZUPLAT000::readInterfaceFile;
 
-constexpr int kFileDescriptor = 1'000'000;
 constexpr const char* kInterfaceFile = "interfacePath";
-std::string content;       ///< Contents of every file.
-std::string entryName;     ///< The only entry of every directory.
-std::size_t position = 0;  ///< Position in the open file.
+std::string content;    ///< Contents of every file.
+std::string entryName;  ///< The only entry of every directory.
 bool isEntryRead = false;
-
-bool isAttribute(const char* path) { return std::string_view(path).starts_with("/sys/"); }
-
-ssize_t readContent(int fd, void* buffer, size_t length) {
-    if (fd != kFileDescriptor) return syscall(SYS_read, fd, buffer, length);
-    const std::size_t count = std::min(length, content.size() - std::min(position, content.size()));
-    if (count > 0) std::memcpy(buffer, content.data() + position, count);
-    position += count;
-    return static_cast<ssize_t>(count);
-}
 
 struct dirent* readTheEntry(DIR*) {
     static struct dirent entry;
@@ -44,23 +30,11 @@ struct dirent* readTheEntry(DIR*) {
     return &entry;
 }
 
-/// Serves the attribute files for a scope. Other files stay real: the fuzzer saves its findings in them.
+/// Serves the attribute files for a scope.
 class Answering {
 public:
     Answering() {
         testsupport::LibcHooks& hooks = testsupport::libcHooks();
-        hooks.open = [](const char* path, int flags, mode_t mode) {
-            position = 0;
-            return isAttribute(path) ? kFileDescriptor
-                                     : static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
-        };
-        hooks.read = readContent;
-        hooks.lseek = [](int fd, off_t offset, int whence) -> off_t {
-            if (fd != kFileDescriptor) return syscall(SYS_lseek, fd, offset, whence);
-            position = static_cast<std::size_t>(offset);
-            return offset;
-        };
-        hooks.close = [](int fd) { return fd == kFileDescriptor ? 0 : static_cast<int>(syscall(SYS_close, fd)); };
         hooks.fopen = [](const char* path, const char* mode) {
             static const auto real = reinterpret_cast<FILE* (*)(const char*, const char*)>(dlsym(RTLD_NEXT, "fopen"));
             if (std::string_view(path) != kInterfaceFile) return real(path, mode);
@@ -75,7 +49,7 @@ public:
     }
 
 private:
-    testsupport::LibcHooksGuard guard_;
+    ServedFiles files_{[](std::string_view path) { return path.starts_with("/sys/") ? &content : nullptr; }};
 };
 
 /// A client's entry name: strtol's number, a hyphen, strtol's hexadecimal number.

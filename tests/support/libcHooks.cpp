@@ -149,10 +149,11 @@ int open(const char* path, int flags, ...) {
 
 int __open_2(const char* path, int flags) { return open(path, flags); }
 
-ssize_t readlink(const char* path, char* target, size_t size) {
-    static const auto real = realFunction<ssize_t(const char*, char*, size_t)>("readlink");
-    return real(redirect(path).c_str(), target, size);
+ssize_t readlink(const char* path, char* target, size_t size) noexcept {
+    return passPathOn<&LibcHooks::readlink>("readlink", path, target, size);
 }
+
+int access(const char* path, int mode) noexcept { return passPathOn<&LibcHooks::access>("access", path, mode); }
 
 int close(int fd) { return passOn<&LibcHooks::close>("close", fd); }
 

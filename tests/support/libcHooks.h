@@ -23,6 +23,8 @@ struct LibcHooks {
     std::function<void(glob_t* result)> globfree;
     std::function<FILE*(const char* path, const char* mode)> fopen;
     std::function<size_t(void* buffer, size_t size, size_t count, FILE* stream)> fread;
+    std::function<ssize_t(const char* path, char* target, size_t size)> readlink;
+    std::function<int(const char* path, int mode)> access;
     std::function<DIR*(const char* path)> opendir;
     std::function<struct dirent*(DIR* directory)> readdir;
     std::function<int(pid_t* pid, const char* path, const posix_spawn_file_actions_t* fileActions,
@@ -45,7 +47,7 @@ struct LibcHooks {
     std::function<int(pthread_condattr_t* attributes)> pthread_condattr_init;
     std::function<int(pthread_condattr_t* attributes, clockid_t clock)> pthread_condattr_setclock;
 
-    /// Path prefixes and the directories that replace them in open, opendir, fopen, readlink and glob.
+    /// Path prefixes and the directories that replace them in open, opendir, fopen, readlink, access and glob.
     std::vector<std::pair<std::string, std::string>> redirectedPrefixes;
 };
 

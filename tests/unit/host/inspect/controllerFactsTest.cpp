@@ -53,10 +53,13 @@ TEST_F(ClockOwners, AreNeitherThisProcessNorItsChildren) {
 }
 
 TEST(AgeOfAProcess, IsNeitherNegativeNorTakenFromAStartThatCannotBe) {
+    ProcessFacts process;
     for (const std::int64_t startTicks : {INT64_MIN, INT64_C(-1), INT64_C(0), INT64_MAX}) {
-        EXPECT_EQ(ageNs({.startTicks = startTicks}), 0) << startTicks;
+        process.startTicks = startTicks;
+        EXPECT_EQ(ageNs(process), 0) << startTicks;
     }
-    EXPECT_GT(ageNs({.startTicks = 1}), 0);
+    process.startTicks = 1;
+    EXPECT_GT(ageNs(process), 0);
 }
 
 }  // namespace halvexctl::controllerFactsTest
