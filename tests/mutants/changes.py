@@ -10,7 +10,8 @@ from pathlib import Path
 import clang.cindex
 from clang.cindex import CursorKind as Kind
 
-PARTS = ("zuerr", "zuplat", "zujsonlh", "interfaces", "source")
+PARTS = {"product": ("zuerr", "zuplat", "zujsonlh", "interfaces", "source"),
+         "tools": ("host", "board/launcher", "board/scenario", "board/trace")}
 
 OTHER_OPERATORS = {
     "<": ("comparison", ("<=", ">=")), "<=": ("comparison", ("<", ">")),
@@ -30,7 +31,7 @@ GUARDS = re.compile(r"[Ll]ock|[Gg]uard|Blocked|Directory")
 
 @dataclass(frozen=True)
 class Change:
-    """One mutant: the bytes [begin, end) of a file of the product become `text`."""
+    """One mutant: the bytes [begin, end) of a file become `text`."""
     path: str
     begin: int
     end: int
@@ -199,10 +200,10 @@ class Finder:
             self.replace(statement, "", "drop")
 
 
-def read_sources(root):
-    """The sources of the product by path."""
+def read_sources(root, what):
+    """The sources of the product or of the tools by path."""
     return {str(file.relative_to(root)): file.read_bytes()
-            for part in PARTS for file in sorted((root / part).rglob("*")) if file.suffix in (".cpp", ".h")}
+            for part in PARTS[what] for file in sorted((root / part).rglob("*")) if file.suffix in (".cpp", ".h")}
 
 
 def find_changes(root, sources, commands, cache):

@@ -11,7 +11,9 @@ from dataclasses import dataclass
 from pathlib import Path
 
 LIBRARY = "lib/libzuHalvexTimekeeper.so"
+TOOLS = ("bin/halvexctl", "bin/halvexboard", "lib/libhalvexboard.so")
 UNIT_TESTS = ("zuerrTest", "zuplatTest", "zujsonlhTest", "interfacesTest", "sourceTest", "testsTest")
+UNIT_TESTS_OF_TOOLS = ("boardScenarioTest", "boardTraceTest", "boardLauncherTest", "hostTest")
 FILE_LIMIT = 256 << 20
 MEMORY_LIMIT = 8 << 30
 PROCESS_LIMIT = 4000
@@ -52,8 +54,10 @@ class Jury:
         some.append(program("storiesTest", "bin/storiesTest", LIBRARY))
         some.append(program("faultsTest", "bin/faultsTest", LIBRARY))
         some.append(program("cppHostTest", LIBRARY, ahead=board))
-        host = ["env", f"HALVEX_BINARY_DIR={self.build}", "/usr/bin/python3", "-B", str(self.root / "tests/tool/hostOnBoard.py"), "-f"]
-        some.append(Juror("hostOnBoard", (LIBRARY,), host))
+        some += [program(name, f"bin/{name}", *TOOLS) for name in UNIT_TESTS_OF_TOOLS]
+        for name in ("hostOnBoard", "inspectOnBoard", "recordOnBoard", "unwritableOutput", "jsonSchema"):
+            script = ["env", f"HALVEX_BINARY_DIR={self.build}", "/usr/bin/python3", "-B", str(self.root / f"tests/tool/{name}.py"), "-f"]
+            some.append(Juror(name, (*TOOLS, LIBRARY), script))
         return some + list(self.jurors_of_ctest())
 
     def jurors_of_ctest(self):
