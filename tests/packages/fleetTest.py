@@ -22,6 +22,7 @@ import time
 import urllib.parse
 import urllib.request
 
+ROOT = pathlib.Path(__file__).resolve().parents[2]
 SIZE = 50
 INTERVAL_S = 1
 SHORTENED = 15
@@ -223,6 +224,18 @@ def check_times(controllers, prometheus):
     return failures + [f"no controller earns {name}" for name in durations.keys() - earned], slowest_s
 
 
+def check_dashboard(prometheus):
+    dashboard = json.loads((ROOT / "packaging/prometheus/halvex.dashboard.json").read_text())
+    expressions = [target["expr"].replace("$instance", ".*") for panel in dashboard["panels"] for target in panel["targets"]]
+    return [f"the dashboard's {expression} finds nothing" for expression in expressions if not prometheus.series(expression)]
+
+
+def check_links(alertmanager):
+    headings = re.findall("^## (.*)", (ROOT / "docs/runbook.md").read_text(), re.MULTILINE)
+    links = {alert["annotations"]["runbook_url"] for alert in alertmanager.ask("api/v2/alerts")}
+    return [f"{link} is no heading of the runbook" for link in links if link.split("runbook.md#")[1] not in headings]
+
+
 def main(build, rules):
     if not (build / "prometheus").exists():
         print(f"SKIPPED: no {build}/prometheus; ./dev test fetches it")
@@ -246,6 +259,7 @@ def main(build, rules):
             slowest_s = 0
             if not failures:
                 failures, slowest_s = check_times(controllers, servers[-1])
+                failures += check_dashboard(servers[-1]) + check_links(servers[0])
         finally:
             for process in [one.process for one in servers + controllers if hasattr(one, "process")]:
                 process.kill()
@@ -257,5 +271,5 @@ def main(build, rules):
 
 
 if __name__ == "__main__":
-    shipped = pathlib.Path(__file__).resolve().parents[2] / "packaging/prometheus/halvex.rules.yml"
+    shipped = ROOT / "packaging/prometheus/halvex.rules.yml"
     sys.exit(main(pathlib.Path(sys.argv[1]).resolve(), pathlib.Path(sys.argv[2]) if len(sys.argv) > 2 else shipped))
