@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -33,6 +34,10 @@ private:
     std::vector<std::int64_t> instantsNs_;
     std::vector<Column> columns_;
 };
+
+/// About `mostRows` of the table's rows: in each interval those with a column's lowest or highest value and those where
+/// a column begins or ends, plus the first and the last. Changes no values. A short table is returned unchanged.
+Table thinned(const Table& table, std::size_t mostRows);
 
 enum class Lane { verbs, calls, steps, events, log };
 enum class Level { info, good, warning, error };

@@ -1,6 +1,6 @@
 // Converts a chronicle to the JSON document for the report's page.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include "host/report/chronicleJson.h"
+#include "host/report/report.h"
 
 #include <fmt/format.h>
 
@@ -11,7 +11,6 @@
 
 #include "host/clocks/clockSample.h"
 #include "host/output/units.h"
-#include "host/report/thinning.h"
 
 namespace halvexctl {
 namespace {

@@ -11,7 +11,6 @@
 #include <string_view>
 
 #include "host/output/files.h"
-#include "host/report/chronicleJson.h"
 #include "host/report/sources.h"
 
 // The page, complete except for the data, whose place is marked.

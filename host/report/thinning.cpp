@@ -1,6 +1,6 @@
 // Thins long tables without losing outliers.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include "host/report/thinning.h"
+#include "host/report/chronicle.h"
 
 #include <algorithm>
 #include <cmath>

@@ -294,10 +294,6 @@ class PageOfOtherRecordings(Page):
         self.assertEqual([panel for panel in self.all(".panel") if panel.is_displayed()], [])
         self.keep_screenshot("empty")
 
-    def test_shows_two_clocks(self):
-        self.open(self.page_of("two", "--from", self.written("two", 60, 2)))
-        self.assertEqual(self.texts("#legend .chip"), ["master", "CLOCK_REALTIME"])
-
     def test_tells_sixteen_clocks_apart(self):
         self.open(self.page_of("sixteen", "--from", self.written("sixteen", 300, 16)))
         lines = [line.get_attribute("stroke") for line in self.all("#legend .chip line")]
@@ -326,6 +322,7 @@ class PageOfADay(Page):
     def test_holds_every_sample_in_few_bytes_and_is_soon_drawn_and_zoomed(self):
         record, page = os.path.join(self.scratch.name, "day.jsonl"), os.path.join(self.scratch.name, "day.html")
         recordings.record_day(SETTINGS.build, record)
+        self.assertLess(sum(resource.getrusage(resource.RUSAGE_CHILDREN)[:2]), 60)
         with open(record, encoding="utf-8") as file:
             self.assertEqual(sum(line.startswith('{"kind":"sample"') for line in file), 86_401)
         self.assertLess(os.path.getsize(record), 25_000_000)

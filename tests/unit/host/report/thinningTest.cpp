@@ -1,6 +1,6 @@
 // Tests of thinning long tables.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include "host/report/thinning.h"
+#include "host/report/chronicle.h"
 
 #include "tests/support/test.h"
 
