@@ -1,4 +1,4 @@
-// Absolute figures: latencies, iterations, memory, wake-ups.
+// Absolute figures: latencies, memory, wake-ups.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "bench/measurements.h"
 
@@ -13,7 +13,6 @@
 #include <fstream>
 #include <initializer_list>
 #include <memory>
-#include <random>
 #include <string_view>
 #include <thread>
 #include <vector>
@@ -100,65 +99,7 @@ void callManyTimes(const Plugin& plugin, int count) {
     }
 }
 
-/// Iterations of the alignment's rule on plain numbers, its second implementation: from these differences to the
-/// master, with step losses from the stream of `seed`.
-int referenceIterations(std::vector<std::int64_t> differencesNs, std::uint64_t seed, StepLoss loss) {
-    seedLosses(seed, loss);
-    std::vector<bool> isDone(differencesNs.size());
-    std::size_t doneCount = 0;
-    int iterations = 0;
-    for (; doneCount < differencesNs.size(); ++iterations) {
-        for (std::size_t slave = 0; slave < differencesNs.size(); ++slave) {
-            if (isDone[slave]) continue;
-            if (std::abs(differencesNs[slave]) <= 100) {
-                isDone[slave] = true;
-                ++doneCount;
-            } else {
-                const int factor = iterations % 2 == 0 ? 1 : 2;
-                differencesNs[slave] += -factor * differencesNs[slave] - drawLossNs();
-            }
-        }
-    }
-    return iterations;
-}
-
-/// Iterations of the library on the stand-in: one I210 per difference except the last, which is the FPGA's.
-int libraryIterations(const std::vector<std::int64_t>& differencesNs, std::uint64_t seed, StepLoss loss) {
-    const int slaveCount = static_cast<int>(differencesNs.size());
-    static FerroxEpochDevice master;
-    static const EpochDevices slaves = makeSlaves(slaveCount);
-    for (int phc = 0; phc + 1 < slaveCount; ++phc) differenceNs(phc + 1) = differencesNs[static_cast<std::size_t>(phc)];
-    differenceNs(0) = differencesNs.back();
-    seedLosses(seed, loss);
-    EpochAlignment(master, slaves).run();
-    return static_cast<int>(counters().iterations);
-}
-
 }  // namespace
-
-void printIterations() {
-    constexpr StepLoss kNoLoss{};
-    constexpr StepLoss kUsualLoss{1500, 50};
-    std::mt19937_64 random(1);
-    std::uniform_int_distribution<std::int64_t> offset(-2'000'000'000, 2'000'000'000);
-    std::vector<double> withLoss;
-    double mismatches = 0;
-    double notTwo = 0;
-    for (std::uint64_t seed = 0; seed < 1000; ++seed) {
-        const std::vector<std::int64_t> differences{offset(random), offset(random), offset(random)};
-        const int library = libraryIterations(differences, seed, kUsualLoss);
-        mismatches += library != referenceIterations(differences, seed, kUsualLoss);
-        notTwo += libraryIterations(differences, seed, kNoLoss) != 2;
-    }
-    for (std::uint64_t seed = 0; seed < 1000; ++seed) {
-        const std::vector<std::int64_t> differences{offset(random), offset(random), offset(random)};
-        withLoss.push_back(libraryIterations(differences, seed, kUsualLoss));
-    }
-    print("iterationMismatches", mismatches);
-    print("iterationsNotTwo", notTwo);
-    print("iterationsMedian", nth(withLoss, 0.5));
-    print("iterationsP99", nth(withLoss, 0.99));
-}
 
 void printLatencies(const char* libraryPath) {
     const Session session(libraryPath);

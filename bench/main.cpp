@@ -44,7 +44,7 @@ int main(int count, char** arguments) try {
     using namespace halvexbench;
     if (count < 3) {
         std::fputs(
-            "usage: halvexbench callPairs|slavePairs|counted|iterations|law|latencies|memory|growth|wakeUps LIBRARY "
+            "usage: halvexbench callPairs|slavePairs|counted|latencies|memory|growth|wakeUps LIBRARY "
             "[OUTPUT]\n",
             stderr);
         return 2;
@@ -58,10 +58,6 @@ int main(int count, char** arguments) try {
         runSlavePairs(loadPlugin(library), arguments[3]);
     else if (kind == "counted")
         runCountedWork(loadPlugin(library));
-    else if (kind == "iterations")
-        printIterations();
-    else if (kind == "law")
-        printLaw();
     else if (kind == "latencies")
         printLatencies(library);
     else if (kind == "memory")

@@ -41,10 +41,8 @@ void runSlavePairs(const Plugin& plugin, const std::string& outputPath);
 /// it; under strace, brackets each operation's system calls with calls of access on "begin NAME" and "end NAME".
 void runCountedWork(const Plugin& plugin);
 
-// Absolute figures: latencies, iterations, memory, wake-ups. Each loads the library itself and prints lines "name
+// Absolute figures: latencies, memory, wake-ups. Each loads the library itself and prints lines "name
 // value".
-void printIterations();
-void printLaw();  ///< As a table in Markdown.
 void printLatencies(const char* libraryPath);
 void printMemory(const char* libraryPath);
 void printGrowth(const char* libraryPath);

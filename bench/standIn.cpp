@@ -9,7 +9,6 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <random>
 #include <stdexcept>
 
 namespace halvexbench {
@@ -18,8 +17,6 @@ namespace {
 namespace fs = std::filesystem;
 
 std::int64_t g_differencesNs[kMostPhcs + 1];
-std::mt19937_64 g_losses;
-StepLoss g_loss;
 Counters g_counters;
 std::string g_root;
 
@@ -79,17 +76,6 @@ StandIn::~StandIn() {
 }
 
 std::int64_t& differenceNs(int clock) { return g_differencesNs[clock]; }
-
-std::int64_t drawLossNs() {
-    if (g_loss.constantNs == 0 && g_loss.jitterNs == 0) return 0;
-    std::normal_distribution<double> jitter(0, static_cast<double>(g_loss.jitterNs));
-    return g_loss.constantNs + static_cast<std::int64_t>(jitter(g_losses));
-}
-
-void seedLosses(std::uint64_t seed, StepLoss loss) {
-    g_losses.seed(seed);
-    g_loss = loss;
-}
 
 void reapChildren() {
     while (waitpid(-1, nullptr, 0) > 0) continue;

@@ -17,12 +17,6 @@ namespace halvexbench {
 inline constexpr int kMostPhcs = 64;
 inline constexpr int kListedInterfaces = 2;
 
-/// The time that a clock loses with every step, and its variation.
-struct StepLoss {
-    std::int64_t constantNs = 0;
-    std::int64_t jitterNs = 0;
-};
-
 /// Creates a controller's files in a directory of its own and removes them at the end. One at a time.
 class StandIn {
 public:
@@ -38,10 +32,6 @@ void redirectTo(const char* root);
 /// True difference to the master: the FPGA's at 0, that of PHC n at n + 1. A step of the master moves them all.
 std::int64_t& differenceNs(int clock);
 
-/// The loss of one step, from a stream that `seedLosses` restarts.
-std::int64_t drawLossNs();
-void seedLosses(std::uint64_t seed, StepLoss loss);
-
 /// The descriptor last opened for the oscillator's offset.
 int oscillatorDescriptor();
 
@@ -50,7 +40,6 @@ void reapChildren();
 
 struct Counters {
     std::atomic<long> alignments{0};              ///< Successful ones, by their syslog line.
-    std::atomic<long> iterations{0};              ///< Of the last alignment.
     std::atomic<std::uint64_t> statusRecords{0};  ///< Received by the FPGA.
     std::atomic<std::int64_t> lastRecordNs{0};    ///< Time of the last one, on the monotonic clock.
     std::atomic<bool> isFpgaBlocked{false};       ///< While set, status records are not accepted.
