@@ -55,7 +55,7 @@ class Jury:
         some.append(program("faultsTest", "bin/faultsTest", LIBRARY))
         some.append(program("cppHostTest", LIBRARY, ahead=board))
         some += [program(name, f"bin/{name}", *TOOLS) for name in UNIT_TESTS_OF_TOOLS]
-        for name in ("hostOnBoard", "inspectOnBoard", "recordOnBoard", "unwritableOutput", "jsonSchema"):
+        for name in ("halvexctl", "completion", "hostOnBoard", "inspectOnBoard", "recordOnBoard", "unwritableOutput", "jsonSchema"):
             script = ["env", f"HALVEX_BINARY_DIR={self.build}", "/usr/bin/python3", "-B", str(self.root / f"tests/tool/{name}.py"), "-f"]
             some.append(Juror(name, (*TOOLS, LIBRARY), script))
         return some + list(self.jurors_of_ctest())
