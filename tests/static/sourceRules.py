@@ -123,7 +123,7 @@ class TestPrograms(Rules):
         for script in ("tests/mutants/jury.py", "tests/mutants/run", "tests/coverage/run"):
             for program in re.findall(r"\b\w+(?:Test|Replay)\b", text_of(script)):
                 named.append(program)
-                self.assertIn(f"\nbuild {program}: phony", targets, script)
+                self.assertTrue(f"\nbuild {program}: phony" in targets, f"{script} names {program}, which is not built")
         for folder in ("zuerr", "zuplat", "zujsonlh", "interfaces", "source", "tests"):
             self.assertEqual(named.count(folder + "Test"), 2, "once in jury.py, once in coverage/run")
 
