@@ -67,7 +67,7 @@ class Jury:
             command = test.get("command", [])
             if test["name"].startswith("Boundary.AC") or test["name"].startswith("Boundary.Phc2sys"):
                 products = (LIBRARY,)
-            elif test["name"].startswith("Fuzz."):
+            elif test["name"].startswith("Fuzz.") and command:  # empty: it is not built
                 products = (str(Path(command[0]).relative_to(self.build)),)
             else:
                 continue
