@@ -59,10 +59,13 @@ static int reads_phc(const struct board_call *call)
 void board_read_slowly(struct board *board, const struct board_call *call)
 {
 	const int interface = call->target - BOARD_TARGET_FIRST_INTERFACE;
-	const struct board_interface_config *config = &board->config.interfaces[interface];
+	const struct board_interface_config *config;
 
 	board->slow_interface = -1;
-	if (!reads_phc(call) || config->slow_reads_per_million == 0 ||
+	if (!reads_phc(call))
+		return;
+	config = &board->config.interfaces[interface];
+	if (config->slow_reads_per_million == 0 ||
 	    board_random_below(&board->phcs[interface].slow_random, 1000000) >= config->slow_reads_per_million)
 		return;
 	board->slow_interface = interface;
