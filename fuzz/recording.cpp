@@ -3,7 +3,6 @@
 #include "board/trace/traceSummary.h"
 #include "fuzz/expectation.h"
 #include "fuzz/servedFiles.h"
-#include "host/report/chronicleJson.h"
 #include "host/report/report.h"
 
 namespace {
