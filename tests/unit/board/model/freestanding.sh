@@ -10,13 +10,13 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 for source in "$root"/board/model/*.c; do
     "$compiler" -std=gnu11 -O2 -ffreestanding -nostdinc -mgeneral-regs-only -fno-stack-protector -Wall -Werror \
-        -Wframe-larger-than=2048 -DBOARD_FREESTANDING -I"$root" -c "$source" -o "$work/$(basename "$source" .c).o"
+        -fno-pie -Wframe-larger-than=2048 -DBOARD_FREESTANDING -I"$root" -c "$source" -o "$work/$(basename "$source" .c).o"
 done
 ld -r -o "$work/whole.o" "$work"/*.o
 needed=$(nm -u "$work/whole.o" | awk '{print $2}' | sort | tr '\n' ' ')
 echo "needs: $needed"
 test "$needed" = "memcpy memset "
-"$compiler" -std=gnu11 -I"$root" "$program" "$work/whole.o" -o "$work/freestanding"
+"$compiler" -std=gnu11 -no-pie -I"$root" "$program" "$work/whole.o" -o "$work/freestanding"
 "$compiler" -std=gnu11 -O0 -I"$root" "$program" "$root"/board/model/*.c -o "$work/ordinary"
 "$work/freestanding" >"$work/first"
 "$work/ordinary" >"$work/second"
