@@ -279,6 +279,7 @@ TEST(ScenarioMistake, ValuesOutOfRangeAreRefused) {
     EXPECT_THAT(mistakeOf("[[interface]]\nname = \"\"\n"), HasSubstr("not an interface name"));
     EXPECT_THAT(mistakeOf("[[interface]]\nname = \"../x\"\n"), HasSubstr("not an interface name"));
     EXPECT_THAT(mistakeOf("[si514]\nname = \"a\\u0000b\"\n"), HasSubstr("zero character"));
+    EXPECT_THAT(mistakeOf("[[fault]]\ncall = \"read\"\nerror = 0\n"), HasSubstr("story.toml:3: [[fault]]: error"));
 }
 
 TEST(ScenarioMistake, InterfacesNeedNamesAndClocksOfTheirOwn) {
