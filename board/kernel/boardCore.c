@@ -5,6 +5,7 @@
  */
 /* SPDX-License-Identifier: GPL-2.0-only */
 #include <linux/delay.h>
+#include <linux/sched/signal.h>
 #include <linux/timekeeping.h>
 #include <linux/vmalloc.h>
 
@@ -109,6 +110,8 @@ int hx_fault(struct board *faulted, u64 raw_ns, struct board_call *call, struct 
 	memset(outcome, 0, sizeof(*outcome));
 	if (!board_fault_due(faulted, raw_ns, call, outcome))
 		return 0;
+	if (outcome->kills)
+		send_sig(SIGKILL, current, 1);
 	return -outcome->error;
 }
 

@@ -30,7 +30,7 @@ uint64_t board_enter(struct board *board, uint64_t raw_ns)
 
 		if (pending.at_ns > board->raw_ns)
 			board->raw_ns = pending.at_ns;
-		pending.happen(board, &pending);
+		((board_action)((unsigned long)board_schedule + (unsigned long)pending.happen))(board, &pending);
 	}
 	if (raw_ns > board->raw_ns)
 		board->raw_ns = raw_ns;

@@ -66,7 +66,7 @@ static void regular_truth(struct board *board, const struct board_pending *pendi
 
 static int schedule_everything(struct board *board)
 {
-	struct board_pending pending = { .happen = configured_event };
+	struct board_pending pending = { .happen = BOARD_DISTANCE_TO(configured_event) };
 
 	for (; pending.index < board->config.event_count; ++pending.index) {
 		const struct board_event_config *event = &board->config.events[pending.index];
@@ -77,7 +77,7 @@ static int schedule_everything(struct board *board)
 		(void)board_schedule(board, &pending);
 	}
 	if (board->config.truth_interval_ns != 0) {
-		pending.happen = regular_truth;
+		pending.happen = BOARD_DISTANCE_TO(regular_truth);
 		pending.at_ns = board->config.truth_interval_ns;
 		(void)board_schedule(board, &pending);
 	}

@@ -28,6 +28,8 @@ size_t board_size(void);                  /* bytes one board needs, aligned as u
 /* Switches a board on in `memory` of board_size() bytes, at raw time 0. Copies the configuration; returns NULL if it
  * exceeds a maximum or a range. `observer` may be NULL. */
 struct board *board_init(void *memory, const struct board_config *config, board_observer observer, void *context);
+/* From now on `observer` receives what happens; for the next of several processes that share the board's memory. */
+void board_observe(struct board *board, board_observer observer, void *context);
 
 const struct board_config *board_configuration(const struct board *board);
 uint64_t board_raw(const struct board *board);            /* latest instant seen */

@@ -10,10 +10,15 @@
 #define BOARD_NS_PER_S 1000000000LL
 #define BOARD_FIRST_PID 5000001
 
-/* A pending change: `happen` is called at its instant with a copy of the entry; it defines the last three members. */
+/* A pending change: its action is called at its instant with a copy of the entry and defines the last three members.
+ * The action is kept as its distance in the code: processes that share a board have the code at different addresses. */
+struct board_pending;
+typedef void (*board_action)(struct board *board, const struct board_pending *pending);
+#define BOARD_DISTANCE_TO(action) ((int64_t)((unsigned long)(action) - (unsigned long)board_schedule))
+
 struct board_pending {
 	uint64_t at_ns;
-	void (*happen)(struct board *board, const struct board_pending *pending);
+	int64_t happen; /* BOARD_DISTANCE_TO(a board_action) */
 	uint32_t index;
 	uint32_t mask;
 	struct board_phc_event stamp;

@@ -71,5 +71,6 @@
 	KEY("error", error)                                              \
 	KEY("short_count", short_count)                                  \
 	KEY("driver_status", driver_status)                              \
-	KEY("delay_ns", delay_ns)
+	KEY("delay_ns", delay_ns)                                        \
+	KEY("kills", kills)
 /* clang-format on */

@@ -192,6 +192,7 @@ struct board_fault_config {
 	uint32_t detail; /* request number, with has_detail */
 	uint8_t has_detail;
 	uint8_t has_short_count;
+	uint8_t kills;         /* the calling process, in the middle of the call */
 	uint64_t from_ns;      /* calls before this instant are not counted */
 	uint32_t nth;          /* 1: the first counted call */
 	uint32_t times;        /* number of consecutive calls, or BOARD_FOREVER */
@@ -213,6 +214,7 @@ struct board_phc2sys_config {
 	uint64_t interval_ns; /* 1 s */
 	int64_t noise_ns;     /* sigma per reading */
 	int64_t max_slew_ppb; /* fastest slew */
+	uint8_t is_real;      /* the machine's program runs instead of the modelled one */
 };
 
 /* How the frequency of the board's oscillator wanders around its error; all 0: constant. */

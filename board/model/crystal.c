@@ -88,7 +88,7 @@ void board_crystal_start(struct board *board)
 {
 	const struct board_crystal_config *config = &board->config.crystal;
 	struct board_crystal *crystal = &board->crystal;
-	const struct board_pending first = { .happen = wander };
+	const struct board_pending first = { .happen = BOARD_DISTANCE_TO(wander) };
 	const uint64_t interval_us = config->interval_ns / 1000;
 	const int64_t per_interval = (int64_t)board_square_root(1000000000000000000ULL / interval_us);
 	const int64_t per_walk = (int64_t)board_square_root(3 * interval_us * 1000000);

@@ -33,7 +33,7 @@ static void deliver(struct board *board, uint32_t interface, uint32_t channel)
 {
 	struct board_phc *phc = &board->phcs[interface];
 	const struct board_interface_config *config = &board->config.interfaces[interface];
-	struct board_pending pending = { .happen = arrive, .index = interface };
+	struct board_pending pending = { .happen = BOARD_DISTANCE_TO(arrive), .index = interface };
 
 	pending.at_ns = board->raw_ns + config->interrupt_latency_ns +
 		board_random_below(&phc->latency_random, config->interrupt_jitter_ns + 1);
@@ -114,7 +114,7 @@ static void falling_edge(struct board *board, const struct board_pending *pendin
 
 void board_pulse(struct board *board)
 {
-	struct board_pending falling = { .happen = falling_edge };
+	struct board_pending falling = { .happen = BOARD_DISTANCE_TO(falling_edge) };
 	const uint32_t lost_mask = losers(board);
 
 	board->ferrox_epoch_ns = board_time_now(board, BOARD_CLOCK_FERROX);
@@ -135,7 +135,7 @@ static void second(struct board *board, const struct board_pending *pending);
 
 static void await_second(struct board *board, uint64_t second_ns)
 {
-	struct board_pending next = { .happen = second };
+	struct board_pending next = { .happen = BOARD_DISTANCE_TO(second) };
 	const uint64_t way_ns = second_ns - board_time_now(board, BOARD_CLOCK_FERROX);
 
 	next.at_ns = board->raw_ns + way_ns - (way_ns > SHORT_WAY_NS ? way_ns / SHORT_WAY_NS : 0);

@@ -41,6 +41,7 @@ int board_fault_due(struct board *board, uint64_t raw_ns, const struct board_cal
 		outcome->short_count = fault->has_short_count ? fault->short_count : -1;
 		outcome->driver_status = fault->driver_status;
 		outcome->delay_ns = fault->delay_ns;
+		outcome->kills = fault->kills;
 	}
 	if (found)
 		board_tell(board, &happening);

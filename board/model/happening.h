@@ -67,6 +67,7 @@ struct board_fault_outcome {
 	int32_t short_count;   /* -1: none */
 	int32_t driver_status; /* 0: none */
 	uint64_t delay_ns;
+	uint8_t kills;
 };
 
 enum board_child_state { BOARD_CHILD_NONE = 0, BOARD_CHILD_RUNNING, BOARD_CHILD_EXITED, BOARD_CHILD_KILLED };

@@ -120,7 +120,7 @@ static void sample(struct board *board, const struct board_pending *pending);
 
 static void schedule_sample(struct board *board, uint32_t index)
 {
-	struct board_pending pending = { .happen = sample, .index = index };
+	struct board_pending pending = { .happen = BOARD_DISTANCE_TO(sample), .index = index };
 
 	pending.at_ns = board->raw_ns + board->config.phc2sys.interval_ns;
 	pending.mask = (uint32_t)board->processes[index].child.pid;

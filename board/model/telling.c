@@ -11,6 +11,12 @@ void board_tell(struct board *board, struct board_happening *happening)
 		board->observer(board->context, happening);
 }
 
+void board_observe(struct board *board, board_observer observer, void *context)
+{
+	board->observer = observer;
+	board->context = context;
+}
+
 void board_tell_call(struct board *board, uint64_t raw_ns, const struct board_call *call)
 {
 	struct board_happening happening = { .kind = BOARD_HAPPENING_CALL, .target = call->target, .call = call };

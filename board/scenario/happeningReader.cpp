@@ -85,13 +85,13 @@ void readEventValue(TableReader& reader, board_event_config& event) {
         event.value |= readKey(reader, *key) << shift;
 }
 
-// At least one of error, short_count, driver_status, delay; at most one of the first three.
+// At least one of error, short_count, driver_status, delay, kills; at most one of the first three.
 void checkOutcome(const TableReader& reader) {
     const int outcomes = static_cast<int>(reader.has("error")) + static_cast<int>(reader.has("short_count")) +
                          static_cast<int>(reader.has("driver_status"));
     if (outcomes > 1) reader.refuse("only one of error, short_count and driver_status can be given");
-    if (outcomes == 0 && !reader.has("delay"))
-        reader.refuse("one of error, short_count, driver_status and delay is missing");
+    if (outcomes == 0 && !reader.has("delay") && !reader.has("kills"))
+        reader.refuse("one of error, short_count, driver_status, delay and kills is missing");
 }
 
 }  // namespace
@@ -130,6 +130,7 @@ void readFault(TableReader& reader, const board_config& config, board_fault_conf
     fault.short_count = static_cast<std::int32_t>(reader.integer("short_count", 0, 0, kMostInt32));
     fault.driver_status = static_cast<std::int32_t>(reader.integer("driver_status", 0, kLeastInt32, kMostInt32));
     reader.delay("delay", fault.delay_ns);
+    reader.flag("kills", fault.kills);
 }
 
 void readCost(TableReader& reader, const board_config& config, board_cost_config& cost) {

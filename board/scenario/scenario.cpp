@@ -120,6 +120,11 @@ void readSi514(TableReader& reader, board_config& config) {
 }
 
 void readPhc2sys(TableReader& reader, board_config& config) {
+    reader.describe("program", "\"modelled\" or \"real\"", "\"modelled\"");
+    const std::string program = reader.text("program", "modelled");
+    if (program != "modelled" && program != "real")
+        reader.refuse("program", "must be modelled or real, not " + program);
+    config.phc2sys.is_real = program == "real" ? 1 : 0;
     reader.delay("interval", config.phc2sys.interval_ns);
     reader.duration("noise", config.phc2sys.noise_ns, 0);
     config.phc2sys.max_slew_ppb = reader.integer("max_slew_ppb", config.phc2sys.max_slew_ppb, 0, 100'000'000);

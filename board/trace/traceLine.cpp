@@ -58,6 +58,7 @@ void addFault(JsonLine& line, const board& theBoard, const board_happening& happ
     if (outcome.short_count >= 0) line.number("short_count", outcome.short_count);
     if (outcome.driver_status != 0) line.number("driver_status", outcome.driver_status);
     if (outcome.delay_ns != 0) line.count("delay_ns", outcome.delay_ns);
+    if (outcome.kills != 0) line.flag("kills", true);
 }
 
 void addStep(JsonLine& line, const board& theBoard, const board_step& step) {

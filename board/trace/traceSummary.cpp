@@ -123,7 +123,7 @@ public:
 
     void add(const std::string& text) {
         ++lineNumber_;
-        if (text.empty()) return;  // behind the last line of a killed program
+        if (text.empty()) return;  // of a file that a crash of the machine left
         if (tornLine_ != 0) refuse(tornLine_, "not a JSON object");
         const Json line(cJSON_ParseWithLength(text.c_str(), text.size()));
         if (cJSON_IsObject(line.get()) == 0) {

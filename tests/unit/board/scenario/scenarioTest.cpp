@@ -335,7 +335,7 @@ TEST(ScenarioMistake, AFileThatCannotBeReadIsNamedWithTheReason) {
 }
 
 TEST(ScenarioMistake, AWrongNameIsAnsweredWithTheRightOnes) {
-    EXPECT_THAT(mistakeOf("[phc2sys]\nnoize = 1\n"), EndsWith("known are interval, noise, max_slew_ppb"));
+    EXPECT_THAT(mistakeOf("[phc2sys]\nnoize = 1\n"), EndsWith("known are program, interval, noise, max_slew_ppb"));
     EXPECT_THAT(mistakeOf("[[event]]\nat = \"1 s\"\nkind = \"party\"\n"),
                 HasSubstr(": interface_up, interface_down, "));
     EXPECT_THAT(mistakeOf(kPorts + "[[event]]\nat = \"1 s\"\nkind = \"pulse\"\ntarget = \"eth7\"\n"),
