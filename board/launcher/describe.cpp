@@ -21,7 +21,7 @@ constexpr const char* kBash = R"sh(_halvexboard() {
     mapfile -t COMPREPLY < <(compgen -W "$actions" -- "$word")
     return
   fi
-  if [[ $action == run ]]; then
+  if [[ $action == run || $action == attach ]]; then
     for ((index = 2; index < COMP_CWORD; ++index)); do
       [[ ${COMP_WORDS[index]} != -- ]] || { mapfile -t COMPREPLY < <(compgen -c -f -- "$word"); return; }
     done
@@ -29,14 +29,14 @@ constexpr const char* kBash = R"sh(_halvexboard() {
   case $previous in
     --scenario) offered=$scenarios ;;
     --time) offered='virtual real' ;;
-    --seed | --from | --until) return ;;
+    --seed | --from | --until | --outside | --board) return ;;
   esac
   case $previous:$word:$action in
     --scenario:* | --trace:* | *:[!-]*:summary | *::summary) mapfile -t COMPREPLY < <(compgen -f -W "$offered" -- "$word") ;;
     --time:*) mapfile -t COMPREPLY < <(compgen -W "$offered" -- "$word") ;;
     *:*:list | *:*:help) mapfile -t COMPREPLY < <(compgen -W "${own[$action]}" -- "$word") ;;
     *:-*) mapfile -t COMPREPLY < <(compgen -W "${own[$action]-}" -- "$word") ;;
-    *:*:run) mapfile -t COMPREPLY < <(compgen -c -- "$word") ;;
+    *:*:run | *:*:attach) mapfile -t COMPREPLY < <(compgen -c -- "$word") ;;
   esac
 }
 complete -F _halvexboard halvexboard
@@ -46,14 +46,14 @@ constexpr const char* kZsh = R"sh(_halvexboard() {
   local previous=${words[CURRENT-1]} action=${words[2]}
   if ((CURRENT == 2)); then
     compadd -- $actions
-  elif [[ $action == run && -n ${(M)words[3,CURRENT-1]:#--} ]]; then
+  elif [[ $action == (run|attach) && -n ${(M)words[3,CURRENT-1]:#--} ]]; then
     _normal
   elif [[ $previous == --scenario ]]; then
     compadd -- $scenarios
     _files
   elif [[ $previous == --time ]]; then
     compadd -- virtual real
-  elif [[ $previous == (--seed|--from|--until) ]]; then
+  elif [[ $previous == (--seed|--from|--until|--outside|--board) ]]; then
     _message "$previous"
   elif [[ $PREFIX == -* || $action == (list|help) ]]; then
     compadd -- ${=own[$action]}
@@ -94,31 +94,33 @@ std::string withWords(std::string script, const std::string& declarations) {
     return script.insert(script.find('\n') + 1, declarations);
 }
 
-constexpr const char* kActionNames = "run summary list help --help --version";
+constexpr const char* kActionNames = "run attach ps summary list help --help --version";
 
 std::string bashCompletion() {
     return "# Completion of halvexboard for bash.\n" +
            withWords(kBash, "  local actions='" + std::string(kActionNames) + "' scenarios='" + scenarioNames() +
-                                "'\n  local -A own=([run]='" + optionsOf("run") + "' [summary]='" +
-                                optionsOf("summary") + "' [list]='" + topics() + "' [help]='run summary list')\n");
+                                "'\n  local -A own=([run]='" + optionsOf("run") + "' [attach]='" + optionsOf("attach") +
+                                "' [summary]='" + optionsOf("summary") + "' [list]='" + topics() +
+                                "' [help]='run attach ps summary list')\n");
 }
 
 std::string zshCompletion() {
     return "#compdef halvexboard\n# Completion of halvexboard for zsh.\n" +
            withWords(kZsh, "  local -a actions=(" + std::string(kActionNames) + ") scenarios=(" + scenarioNames() +
-                               ")\n  local -A own=(run '" + optionsOf("run") + "' summary '" + optionsOf("summary") +
-                               "' list '" + topics() + "' help 'run summary list')\n");
+                               ")\n  local -A own=(run '" + optionsOf("run") + "' attach '" + optionsOf("attach") +
+                               "' summary '" + optionsOf("summary") + "' list '" + topics() +
+                               "' help 'run attach ps summary list')\n");
 }
 
 std::string fishCompletion() {
     std::string script =
         "# Completion of halvexboard for fish.\ncomplete -c halvexboard -f\n"
-        "complete -c halvexboard -n __fish_use_subcommand -a 'run summary list help'\n"
+        "complete -c halvexboard -n __fish_use_subcommand -a 'run attach ps summary list help'\n"
         "complete -c halvexboard -n __fish_use_subcommand -l version\n"
         "complete -c halvexboard -n '__fish_seen_subcommand_from list' -a '" +
         topics() +
         "'\ncomplete -c halvexboard -n '__fish_seen_subcommand_from summary' -F\n"
-        "complete -c halvexboard -n '__fish_seen_subcommand_from run' -a '(__fish_complete_subcommand)'\n";
+        "complete -c halvexboard -n '__fish_seen_subcommand_from run attach' -a '(__fish_complete_subcommand)'\n";
     for (const OptionRow& row : optionRows()) {
         script += "complete -c halvexboard -n '__fish_seen_subcommand_from " + row.action + "' -l " +
                   row.name.substr(2) + (row.argument.empty() ? "" : " -r") + " -d " + quoted(row.help);

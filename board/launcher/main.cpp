@@ -10,6 +10,7 @@
 #include "board/launcher/describe.h"
 #include "board/launcher/options.h"
 #include "board/launcher/run.h"
+#include "board/launcher/runningBoards.h"
 #include "board/trace/traceSummary.h"
 
 namespace {
@@ -44,6 +45,11 @@ int act(const halvexboard::Options& options) {
     switch (options.action) {
         case halvexboard::Options::Action::run:
             halvexboard::runOnBoard(options);
+        case halvexboard::Options::Action::attach:
+            halvexboard::attachToBoard(options);
+        case halvexboard::Options::Action::ps:
+            std::cout << halvexboard::boardTable();
+            break;
         case halvexboard::Options::Action::summary:
             return summarise(options);
         case halvexboard::Options::Action::list:

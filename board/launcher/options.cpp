@@ -12,7 +12,8 @@ namespace halvexboard {
 namespace {
 
 constexpr const char* kIntroduction =
-    "run starts COMMAND on a simulated controller; summary prints what a trace says about the clocks and exits with 1\n"
+    "run starts COMMAND on a simulated controller, attach on one that is running; ps lists those and who is on them; "
+    "summary prints what a trace says about the clocks and exits with 1\n"
     "unless every enabled clock ended within 100 ns of the master; list shows what scenarios can say.";
 constexpr const char* kHelpIsThere = "; halvexboard --help says more";
 
@@ -21,6 +22,8 @@ struct ActionRow {
     const char* usage;
 };
 constexpr ActionRow kRun = {"run", "halvexboard run [OPTION...] -- COMMAND [ARGUMENT...]"};
+constexpr ActionRow kAttach = {"attach", "halvexboard attach [OPTION...] -- COMMAND [ARGUMENT...]"};
+constexpr ActionRow kPs = {"ps", "halvexboard ps"};
 constexpr ActionRow kSummary = {"summary", "halvexboard summary [OPTION...] TRACE"};
 constexpr ActionRow kList = {"list", "halvexboard list [TOPIC]"};
 
@@ -31,7 +34,7 @@ public:
 
     std::string make_usage(const CLI::App*, std::string) const override {
         std::string text;
-        for (const ActionRow& row : {kRun, kSummary, kList})
+        for (const ActionRow& row : {kRun, kAttach, kPs, kSummary, kList})
             if (action_.empty() || action_ == row.name)
                 text += std::string(text.empty() ? "Usage: " : "       ") + row.usage + "\n";
         return text;
@@ -76,10 +79,23 @@ void declareRun(CLI::App& app, Options& options) {
            "virtual (default): time moves with the program's calls and waits; real: as on a wall clock")
         ->type_name("MODE")
         ->check(CLI::IsMember({"virtual", "real"}));
-    app.add_flag("--children", options.children,
-                 "Programs that COMMAND starts get boards of their own instead of the real machine")
-        ->disable_flag_override();
+    app.add_option_function<std::string>(
+           "--outside",
+           [&options](const std::string& name) { options.outside += (options.outside.empty() ? "" : " ") + name; },
+           "Let programs of this name run on the real machine; may be given several times")
+        ->type_name("NAME")
+        ->check(refuseNoValue)
+        ->trigger_on_parse();
     app.add_flag("--quiet", options.isQuiet, "Do not report scenario and seed on stderr")->disable_flag_override();
+}
+
+void declareAttach(CLI::App& app, Options& options) {
+    app.prefix_command();
+    app.option_defaults()->group("Options of attach");
+    app.add_option("--board", options.boardPid,
+                   "The board of this halvexboard run, as ps lists it (default: the only one)")
+        ->type_name("PID")
+        ->check(CLI::PositiveNumber);
 }
 
 void declareSummary(CLI::App& app, Options& options) {
@@ -95,6 +111,7 @@ void declareSummary(CLI::App& app, Options& options) {
 
 void declare(CLI::App& app, Options& options, const std::string& action) {
     if (action.empty() || action == kRun.name) declareRun(app, options);
+    if (action.empty() || action == kAttach.name) declareAttach(app, options);
     if (action.empty() || action == kSummary.name) declareSummary(app, options);
 }
 
@@ -140,21 +157,22 @@ bool parse(CLI::App& app, std::vector<std::string> words, const char* action) {
     return true;
 }
 
-Options parseRun(std::vector<std::string> words) {
+/// Of run and attach: their options, then a command.
+Options parseRun(const ActionRow& action, std::vector<std::string> words) {
     Options options;
     CLI::App app;
-    declareRun(app, options);
+    declare(app, options, action.name);
     const auto dashes = std::find(words.begin(), words.end(), "--");
     const std::vector<std::string> command(dashes, words.end());
     words.erase(dashes, words.end());
-    if (!parse(app, std::move(words), kRun.name)) return helpOn(kRun.name);
-    options.action = Options::Action::run;
+    if (!parse(app, std::move(words), action.name)) return helpOn(action.name);
+    options.action = action.name == std::string_view(kRun.name) ? Options::Action::run : Options::Action::attach;
     options.command = app.remaining();
     const bool hasCommand = !options.command.empty();  // then "--" is one of its arguments
     options.command.insert(options.command.end(), command.begin() + (hasCommand || command.empty() ? 0 : 1),
                            command.end());
     if (options.command.empty() || options.command.front().empty())
-        throw UsageError(std::string("run needs a command: ") + kRun.usage);
+        throw UsageError(std::string(action.name) + " needs a command: " + action.usage);
     return options;
 }
 
@@ -185,11 +203,21 @@ Options parseList(const std::vector<std::string>& arguments) {
     return parseTopic(Options::Action::list, arguments);
 }
 
+Options parsePs(const std::vector<std::string>& arguments) {
+    CLI::App app;
+    app.allow_extras();
+    if (!parse(app, {arguments.begin() + 1, arguments.end()}, kPs.name)) return helpOn(kPs.name);
+    if (!app.remaining().empty()) throw UsageError(std::string("ps takes no argument: ") + kPs.usage);
+    Options options;
+    options.action = Options::Action::ps;
+    return options;
+}
+
 }  // namespace
 
 std::vector<OptionRow> optionRows() {
     std::vector<OptionRow> rows;
-    for (const char* const action : {kRun.name, kSummary.name}) {
+    for (const char* const action : {kRun.name, kAttach.name, kSummary.name}) {
         Options ignored;
         CLI::App app;
         declare(app, ignored, action);
@@ -216,10 +244,12 @@ Options parseOptions(const std::vector<std::string>& arguments) {
     if (action == "--version") return parseTopic(Options::Action::version, {action});
     if (action == "--describe") return parseTopic(Options::Action::describe, arguments);
     if (action == "list") return parseList(arguments);
-    if (action == "run") return parseRun({arguments.begin() + 1, arguments.end()});
+    if (action == "ps") return parsePs(arguments);
+    for (const ActionRow& row : {kRun, kAttach})
+        if (action == row.name) return parseRun(row, {arguments.begin() + 1, arguments.end()});
     if (action == "summary") return parseSummary({arguments.begin() + 1, arguments.end()});
-    throw UsageError("run, summary or list must come first" + (action.empty() ? action : ", not " + action) +
-                     kHelpIsThere);
+    throw UsageError("run, attach, ps, summary or list must come first" +
+                     (action.empty() ? action : ", not " + action) + kHelpIsThere);
 }
 
 }  // namespace halvexboard

@@ -17,7 +17,7 @@ public:
 };
 
 struct Options {
-    enum class Action { run, summary, list, help, version, describe };
+    enum class Action { run, attach, ps, summary, list, help, version, describe };
 
     Action action = Action::help;
     std::string topic;  ///< Of help, list or describe (a shell); empty: everything.
@@ -27,7 +27,8 @@ struct Options {
     std::string traceFile;
     bool console = false;
     bool realTime = false;
-    bool children = false;
+    std::string outside;  ///< Names of programs, with spaces between them.
+    int boardPid = 0;     ///< Of the board to attach to; 0: the only one.
     std::vector<std::string> command;
     std::string summaryOf;
     std::string from, until;  ///< Log lines that limit the summary; empty: start and end of the trace.

@@ -1,17 +1,28 @@
-// Runs a program on the simulated controller: checks the scenario, finds the library, sets the environment, executes.
+// Runs programs on the simulated controller: checks the request, makes the board's file, stays until all have ended.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/launcher/run.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <utility>
 
+#include "board/launcher/runningBoards.h"
 #include "board/preload/environment.h"
+#include "board/preload/programs.h"
+#include "board/preload/sharedBoard.h"
 #include "board/scenario/scenario.h"
 
 namespace halvexboard {
@@ -106,11 +117,144 @@ void set(const char* variable, const std::string& value) {
 }
 
 /// Appends: libraries preloaded before (a sanitizer's runtime, say) stay first.
-void setPreload(const fs::path& library) {
-    const char* const earlier = std::getenv("LD_PRELOAD");
+void setEnvironment(const fs::path& library, const std::string& boardFile) {
+    const char* const earlier = std::getenv(kPreloadVariable);
     const std::string before = earlier != nullptr ? earlier : "";
-    set(kEarlierPreloadVariable, before);
-    set("LD_PRELOAD", before.empty() ? library.string() : before + ":" + library.string());
+    set(kPreloadVariable, before.empty() ? library.string() : before + ":" + library.string());
+    set(kBoardVariable, boardFile);
+}
+
+template <std::size_t size>
+void copyText(char (&to)[size], const std::string& from, const char* what) {
+    if (from.size() >= size) throw std::runtime_error(std::string(what) + " is too long");
+    std::copy_n(from.c_str(), from.size() + 1, to);
+}
+
+[[noreturn]] void execute(const std::vector<std::string>& command) {
+    std::vector<char*> arguments;
+    for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
+    arguments.push_back(nullptr);
+    execvp(arguments[0], arguments.data());
+    const int error = errno;
+    throw std::runtime_error("cannot run " + command[0] + ": " + std::strerror(error));
+}
+
+void refuseProgram(const Options& options) {
+    rememberEnvironment((" " + options.outside + " ").c_str());
+    if (judgeProgram(options.command[0].c_str(), true) == Verdict::refused)
+        throw std::runtime_error("cannot run " + options.command[0]);
+}
+
+// ----------------------------------------------------------------------------------------------------- the launcher --
+
+/// The file behind a board, by the launcher's pid. Not removed by programs that the launcher becomes.
+class BoardFile {
+public:
+    BoardFile() : path_(std::string(kBoardFiles) + std::to_string(getpid())) {
+        removeDeadBoards();
+        const int fd = open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+        const bool isMade =
+            fd >= 0 && ftruncate(fd, sizeof(SharedBoard)) == 0 &&
+            pwrite(fd, &SharedBoard::kLayout, sizeof SharedBoard::kLayout, offsetof(SharedBoard, settings.layout)) > 0;
+        board_ = isMade ? mapBoard(path_.c_str()) : nullptr;
+        const int error = errno;
+        if (fd >= 0) close(fd);
+        if (board_ == nullptr) {
+            unlink(path_.c_str());
+            throw std::runtime_error("cannot make " + path_ + ": " + std::strerror(error));
+        }
+        useBoard(*board_);
+    }
+    ~BoardFile() { unlink(path_.c_str()); }
+    BoardFile(const BoardFile&) = delete;
+    BoardFile& operator=(const BoardFile&) = delete;
+
+    const std::string& path() const { return path_; }
+    SharedBoard& board() const { return *board_; }
+
+private:
+    std::string path_;
+    SharedBoard* board_ = nullptr;
+};
+
+void startTrace(SharedBoard& board, const std::string& name) {
+    const std::string path = fs::absolute(name);
+    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);  // stays open, and locked
+    if (fd < 0) throw std::runtime_error("cannot write the trace " + name + ": " + std::strerror(errno));
+    if (flock(fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+        throw std::runtime_error("cannot write the trace " + name + ": another board writes it");
+    if (ftruncate(fd, 0) != 0) throw std::runtime_error("cannot write the trace " + name + ": " + std::strerror(errno));
+    copyText(board.trace.path, path, "the name of the trace");
+}
+
+volatile std::sig_atomic_t endSignal = 0;
+
+void noteEnd(int signal) { endSignal = signal; }
+
+void signalAll(SharedBoard& board, int signal) {
+    for (const Process& process : board.processes.entries)
+        if (process.isUsed && process.pid > 0) kill(process.pid, signal);
+}
+
+/// Signals that a terminal sends reach the programs too, which decide; the others end all of them.
+void handleSignals() {
+    struct sigaction action {};
+    action.sa_handler = noteEnd;
+    sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGHUP, &action, nullptr);
+    sigaction(SIGALRM, &action, nullptr);
+    action.sa_handler = SIG_IGN;
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGQUIT, &action, nullptr);
+}
+
+/// Asks all to end; what is still there after five seconds is killed.
+void endAll(SharedBoard& board, int signal) {
+    constexpr unsigned kPatienceSeconds = 5;
+    signalAll(board, signal == SIGALRM ? SIGKILL : signal);
+    alarm(kPatienceSeconds);
+}
+
+/// Waits for the program and for all that it has left on the board. Returns the program's wait status.
+int stayUntilTheEnd(SharedBoard& board, pid_t program) {
+    int result = 0;
+    for (;;) {
+        int status = 0;
+        const pid_t ended = waitpid(-1, &status, 0);
+        if (ended == program) result = status;
+        if (ended < 0 && errno == ECHILD) return result;
+        if (ended < 0 && errno == EINTR && endSignal != 0) endAll(board, std::exchange(endSignal, 0));
+    }
+}
+
+int runAndStay(SharedBoard& board, const std::vector<std::string>& command) {
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
+    const pid_t program = fork();
+    if (program < 0) throw std::runtime_error(std::string("cannot start: ") + std::strerror(errno));
+    if (program == 0) {
+        try {
+            execute(command);
+        } catch (const std::exception& error) {
+            std::fprintf(stderr, "halvexboard: %s\n", error.what());
+            std::_Exit(kCannotStart);
+        }
+    }
+    handleSignals();
+    const int status = stayUntilTheEnd(board, program);
+    const LockGuard guard(boardLock());
+    writeTrace();
+    return status;
+}
+
+/// Ends as the program did.
+[[noreturn]] void endAs(int status) {
+    if (WIFSIGNALED(status)) {
+        const rlimit noCore{0, 0};
+        setrlimit(RLIMIT_CORE, &noCore);
+        std::signal(WTERMSIG(status), SIG_DFL);
+        raise(WTERMSIG(status));
+    }
+    std::_Exit(WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status));
 }
 
 }  // namespace
@@ -129,26 +273,46 @@ std::vector<ReadyScenario> readyScenarios() {
 }
 
 void runOnBoard(const Options& options) {
+    if (std::getenv(kBoardVariable) != nullptr)
+        throw std::runtime_error("this is a board already; one cannot run on another");
     const fs::path scenarioFile = findScenario(options.scenario);
-    const Scenario scenario = loadScenario(scenarioFile.string());  // reports errors once, before the program starts
-    const std::uint64_t seed = options.seed.value_or(scenario.config.seed);
-    set(kScenarioVariable, scenarioFile.string());
-    set(kSeedVariable, std::to_string(seed));
-    set(kTimeVariable, options.realTime ? "real" : "virtual");
+    Scenario scenario = loadScenario(scenarioFile.string());
+    if (options.seed) scenario.config.seed = *options.seed;
     if (!options.traceFile.empty()) checkTrace(options, scenarioFile);
-    if (!options.traceFile.empty()) set(kTraceVariable, fs::absolute(options.traceFile).string());
-    if (options.console) set(kConsoleVariable, "1");
-    if (options.children) set(kChildrenVariable, "1");
-    setPreload(findLibrary());
+    std::optional<BoardFile> file(std::in_place);
+    SharedBoard& board = file->board();
+    board.settings.config = scenario.config;
+    board.settings.isTimeReal = options.realTime;
+    board.settings.hasConsole = options.console;
+    copyText(board.settings.scenario, scenarioFile.stem().string().substr(0, sizeof board.settings.scenario - 1), "");
+    copyText(board.settings.outside, " " + options.outside + " ", "--outside");
+    if (!options.traceFile.empty()) startTrace(board, options.traceFile);
+    setEnvironment(findLibrary(), file->path());
+    refuseProgram(options);
     if (!options.isQuiet)
         std::fprintf(stderr, "halvexboard: scenario %s, seed %llu\n", scenarioFile.stem().c_str(),
-                     static_cast<unsigned long long>(seed));
-    std::vector<char*> arguments;
-    for (const std::string& word : options.command) arguments.push_back(const_cast<char*>(word.c_str()));
-    arguments.push_back(nullptr);
-    execvp(arguments[0], arguments.data());
-    const int error = errno;
-    throw std::runtime_error("cannot run " + options.command[0] + ": " + std::strerror(error));
+                     static_cast<unsigned long long>(scenario.config.seed));
+    const int status = runAndStay(board, options.command);
+    file.reset();
+    endAs(status);
+}
+
+void attachToBoard(const Options& options) {
+    const std::vector<RunningBoard> boards = runningBoards();
+    const auto chosen = std::find_if(boards.begin(), boards.end(), [&](const RunningBoard& board) {
+        return options.boardPid == 0 || board.pid == options.boardPid;
+    });
+    if (chosen == boards.end())
+        throw std::runtime_error("there is no such board; halvexboard ps lists those there are");
+    if (options.boardPid == 0 && boards.size() > 1)
+        throw UsageError("there are several boards; --board PID names one, halvexboard ps lists them");
+    SharedBoard* const board = mapBoard(chosen->path.c_str());
+    if (board == nullptr) throw std::runtime_error(chosen->path.string() + ": " + std::strerror(errno));
+    setEnvironment(findLibrary(), chosen->path);
+    Options withNames = options;
+    withNames.outside = board->settings.outside;
+    refuseProgram(withNames);
+    execute(options.command);
 }
 
 }  // namespace halvexboard

@@ -16,7 +16,9 @@ struct ReadyScenario {
 /// The scenarios that come with the board, by name. Throws std::runtime_error (or ScenarioError).
 std::vector<ReadyScenario> readyScenarios();
 
-/// Replaces this process with the command. Throws std::runtime_error or ScenarioError on failure.
+/// Runs the command on a board of its own and ends as it does. Throws std::runtime_error or ScenarioError.
 [[noreturn]] void runOnBoard(const Options& options);
+/// Replaces this process by the command, on a board that is running. Throws std::runtime_error or UsageError.
+[[noreturn]] void attachToBoard(const Options& options);
 
 }  // namespace halvexboard

@@ -2,13 +2,14 @@
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include "board/preload/boardCore.h"
 
-#include <sys/mman.h>
 #include <sys/syscall.h>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 
 #include "board/preload/console.h"
 #include "board/preload/nanoseconds.h"
+#include "board/preload/traceFile.h"
 
 namespace halvexboard {
 
@@ -17,19 +18,9 @@ namespace {
 /// Virtual CLOCK_MONOTONIC starts here, not at 0, so that a program can subtract from it without going below 0.
 constexpr std::uint64_t kMonotonicAtStartNs = 1'000 * kNsPerSecond;
 
-struct Core {
-    board* model GUARDED_BY(boardLock()) = nullptr;
-    void* memory = nullptr;
-    std::size_t memorySize = 0;
-    bool virtualTime = true;
-    bool withScheduler = false;
-    int consoleFd = -1;
-    HappeningSink sink;
-    std::atomic<std::uint64_t> virtualNs{0};
-    std::uint64_t realStartNs = 0;
-};
-
-constinit Core core;
+// Of this process.
+int consoleFd = -1;
+HappeningSink sink;
 
 std::uint64_t realClockNs(clockid_t clock) noexcept {
     timespec now{};
@@ -38,91 +29,98 @@ std::uint64_t realClockNs(clockid_t clock) noexcept {
 }
 
 void observe(void*, const board_happening* happening) noexcept REQUIRES(boardLock()) {
-    if (core.sink.take != nullptr) core.sink.take(core.sink.context, *happening);
-    if (core.consoleFd >= 0 && isForConsole(*happening)) showOnConsole(core.consoleFd, *happening);
+    if (sink.take != nullptr) sink.take(sink.context, *happening);
+    if (consoleFd < 0 || !isForConsole(*happening)) return;
+    writeTrace();  // a reader of the line may look into the trace at once and must find everything up to here
+    showOnConsole(consoleFd, *happening);
 }
 
 void jumpTo(std::uint64_t rawNs) noexcept REQUIRES(boardLock()) {
-    if (rawNs > core.virtualNs.load(std::memory_order_relaxed)) core.virtualNs.store(rawNs, std::memory_order_relaxed);
-    board_advance(core.model, rawNs);
+    if (rawNs > coreInUse->virtualNs.load(std::memory_order_relaxed))
+        coreInUse->virtualNs.store(rawNs, std::memory_order_relaxed);
+    board_advance(model(), rawNs);
     scheduler().wake(scheduler().modelKey(), static_cast<int>(Scheduler::kMaxThreads));
 }
 
-std::uint64_t hookNextChange() noexcept REQUIRES(boardLock()) { return board_next_change(core.model); }
+std::uint64_t hookNextChange() noexcept REQUIRES(boardLock()) { return board_next_change(model()); }
 
-std::uint64_t hookSystem() noexcept REQUIRES(boardLock()) { return board_system_get_time(core.model, rawNow()); }
+std::uint64_t hookSystem() noexcept REQUIRES(boardLock()) { return board_system_get_time(model(), rawNow()); }
+
+TimeHooks hooksWith(const CoreOptions& options) noexcept {
+    return {rawNow, hookSystem, hookNextChange, jumpTo, options.lookAfterOthers, options.beginTurn};
+}
 
 }  // namespace
 
 bool startCore(const board_config& config, const CoreOptions& options) noexcept {
     const LockGuard guard(boardLock());
-    core.memorySize = board_size();
-    // Anonymous memory instead of the heap keeps the board out of the program's allocation counters. A raw system call,
-    // because mmap is itself interposed.
-    const long mapped = rawSystemCall(SYS_mmap, 0, static_cast<long>(core.memorySize), PROT_READ | PROT_WRITE,
-                                      MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (mapped < 0) return false;
-    core.memory = reinterpret_cast<void*>(mapped);
-    core.virtualTime = options.virtualTime;
-    core.withScheduler = options.withScheduler && options.virtualTime;
-    core.consoleFd = options.consoleFd;
-    core.sink = options.sink;
-    core.virtualNs.store(0, std::memory_order_relaxed);
-    core.realStartNs = realClockNs(CLOCK_MONOTONIC_RAW);
-    core.model = board_init(core.memory, &config, observe, nullptr);
-    if (core.model == nullptr) {
-        munmap(core.memory, core.memorySize);
-        return false;
-    }
-    if (core.withScheduler) scheduler().start({rawNow, hookSystem, hookNextChange, jumpTo});
+    coreInUse->virtualTime = options.virtualTime;
+    coreInUse->withScheduler = options.withScheduler && options.virtualTime;
+    coreInUse->virtualNs.store(0, std::memory_order_relaxed);
+    coreInUse->realStartNs = realClockNs(CLOCK_MONOTONIC_RAW);
+    sink = options.sink;
+    consoleFd = options.consoleFd;
+    if (board_init(coreInUse->model, &config, observe, nullptr) == nullptr) return false;
+    if (coreInUse->withScheduler) scheduler().start(hooksWith(options));
+    coreInUse->isOn = true;
     coreActive.store(true, std::memory_order_release);
     return true;
+}
+
+void joinCore(const CoreOptions& options, std::uint16_t process) noexcept {
+    sink = options.sink;
+    consoleFd = options.consoleFd;
+    Scheduler::join(hooksWith(options), process);
+    coreActive.store(true, std::memory_order_release);
 }
 
 void stopCore() noexcept {
     const LockGuard guard(boardLock());
     coreActive.store(false, std::memory_order_release);
-    if (core.withScheduler) scheduler().stop();
-    core.model = nullptr;
-    munmap(core.memory, core.memorySize);
+    if (coreInUse->withScheduler) scheduler().stop();
+    coreInUse->isOn = false;
 }
 
-board* model() noexcept { return core.model; }
+board* model() noexcept {
+    auto* const shared = reinterpret_cast<board*>(coreInUse->model);
+    board_observe(shared, observe, nullptr);  // another process may have been the last
+    return shared;
+}
 
-bool isTimeVirtual() noexcept { return core.virtualTime; }
+bool isTimeVirtual() noexcept { return coreInUse->virtualTime; }
 
 std::uint64_t rawNow() noexcept {
-    if (core.virtualTime) return core.virtualNs.load(std::memory_order_relaxed);
-    return realClockNs(CLOCK_MONOTONIC_RAW) - core.realStartNs;
+    if (coreInUse->virtualTime) return coreInUse->virtualNs.load(std::memory_order_relaxed);
+    return realClockNs(CLOCK_MONOTONIC_RAW) - coreInUse->realStartNs;
 }
 
 std::uint64_t monotonicNow() noexcept {
-    return core.virtualTime ? kMonotonicAtStartNs + rawNow() : realClockNs(CLOCK_MONOTONIC);
+    return coreInUse->virtualTime ? kMonotonicAtStartNs + rawNow() : realClockNs(CLOCK_MONOTONIC);
 }
 
 std::uint64_t rawFromMonotonic(std::uint64_t monotonicNs) noexcept {
-    if (core.virtualTime) return monotonicNs > kMonotonicAtStartNs ? monotonicNs - kMonotonicAtStartNs : 0;
+    if (coreInUse->virtualTime) return monotonicNs > kMonotonicAtStartNs ? monotonicNs - kMonotonicAtStartNs : 0;
     const std::uint64_t now = monotonicNow();
     return monotonicNs > now ? rawNow() + (monotonicNs - now) : rawNow();
 }
 
 std::uint64_t systemNow() noexcept {
     const LockGuard guard(boardLock());
-    return board_system_get_time(core.model, rawNow());
+    return board_system_get_time(model(), rawNow());
 }
 
 void spend(std::uint64_t ns) noexcept {
-    if (!core.virtualTime) return;
-    if (core.withScheduler && ns >= Scheduler::kSliceNs && Scheduler::self() != nullptr) {
+    if (!coreInUse->virtualTime) return;
+    if (coreInUse->withScheduler && ns >= Scheduler::kSliceNs && Scheduler::self() != nullptr) {
         scheduler().wait(nullptr, Deadline::atRaw(rawNow() + ns), false);
         return;
     }
     {
         const LockGuard guard(boardLock());
-        core.virtualNs.fetch_add(ns, std::memory_order_relaxed);
-        if (board_next_change(core.model) <= rawNow()) jumpTo(rawNow());
+        coreInUse->virtualNs.fetch_add(ns, std::memory_order_relaxed);
+        if (board_next_change(model()) <= rawNow()) jumpTo(rawNow());
     }
-    if (core.withScheduler && Scheduler::self() != nullptr) scheduler().yieldWhenSliceIsSpent();
+    if (coreInUse->withScheduler && Scheduler::self() != nullptr) scheduler().yieldWhenSliceIsSpent();
 }
 
 void tellModelChanged() noexcept { scheduler().wake(scheduler().modelKey(), static_cast<int>(Scheduler::kMaxThreads)); }
@@ -130,6 +128,7 @@ void tellModelChanged() noexcept { scheduler().wake(scheduler().modelKey(), stat
 // ------------------------------------------------------------------------------------------------------ DeviceCall --
 
 DeviceCall::DeviceCall(board_call_kind kind, int target, board_file file, std::uint32_t detail) noexcept {
+    if (isBoardShared()) scheduler().rejoin();
     boardLock().lock();
     call_.kind = kind;
     call_.target = target;
@@ -150,18 +149,19 @@ DeviceCall& DeviceCall::with(std::int64_t argument) noexcept {
 }
 
 bool DeviceCall::isFaulted() noexcept {
-    if (board_fault_due(core.model, rawNs_, &call_, &outcome_) == 0) {
+    if (board_fault_due(model(), rawNs_, &call_, &outcome_) == 0) {
         outcome_ = {};
         outcome_.short_count = -1;
         return false;
     }
+    if (outcome_.kills != 0) rawSystemCall(SYS_kill, rawSystemCall(SYS_getpid), SIGKILL);
     if (outcome_.error == 0) return false;
     fail(outcome_.error);
     return true;
 }
 
 std::uint64_t DeviceCall::latchNs() const noexcept {
-    return core.virtualTime ? rawNs_ + board_call_cost(core.model, &call_) / 2 : rawNs_;
+    return coreInUse->virtualTime ? rawNs_ + board_call_cost(model(), &call_) / 2 : rawNs_;
 }
 
 void DeviceCall::succeed(std::int64_t result) noexcept {
@@ -171,8 +171,8 @@ void DeviceCall::succeed(std::int64_t result) noexcept {
 
 int DeviceCall::finishWithError() noexcept {
     finished_ = true;
-    const std::uint64_t costNs = board_call_cost(core.model, &call_) + outcome_.delay_ns + extraNs_;
-    board_tell_call(core.model, rawNs_, &call_);
+    const std::uint64_t costNs = board_call_cost(model(), &call_) + outcome_.delay_ns + extraNs_;
+    board_tell_call(model(), rawNs_, &call_);
     boardLock().unlock();
     spend(costNs);
     return call_.error;

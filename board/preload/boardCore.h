@@ -23,10 +23,24 @@ struct CoreOptions {
     bool withScheduler = true;  ///< One thread at a time; needs virtual time and the interposed thread functions.
     int consoleFd = -1;         ///< Receives syslog lines and faults as they happen; -1: none.
     HappeningSink sink;
+    void (*lookAfterOthers)() noexcept = nullptr;  ///< See TimeHooks; of a shared board.
+    void (*beginTurn)() noexcept = nullptr;
 };
+
+/// The part of the board that its processes share. All zero is its initial state.
+struct CoreState {
+    bool isOn, virtualTime, withScheduler;
+    std::atomic<std::uint64_t> virtualNs;
+    std::uint64_t realStartNs;
+    alignas(64) unsigned char model[BOARD_STORAGE_SIZE];
+};
+inline constinit CoreState ownCore{};
+inline constinit CoreState* coreInUse = &ownCore;  ///< Elsewhere for a board that processes share.
 
 /// Switches the board on. One at a time. Returns false if the configuration exceeds a maximum of the model.
 bool startCore(const board_config& config, const CoreOptions& options) noexcept;
+/// Comes to a board that another process has switched on.
+void joinCore(const CoreOptions& options, std::uint16_t process) noexcept;
 void stopCore() noexcept;
 
 /// Whether a board is on; while none is, all calls pass through.

@@ -3,6 +3,7 @@
 #include "board/preload/deviceFiles.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -110,19 +111,19 @@ int openMissing() noexcept {
 
 ssize_t readFile(OpenFile& file, void* buffer, std::size_t size) noexcept {
     const bool fromStream = file.isStream;
-    DeviceCall call(fromStream ? BOARD_CALL_FREAD : BOARD_CALL_READ, file.node->target, file.node->file);
+    DeviceCall call(fromStream ? BOARD_CALL_FREAD : BOARD_CALL_READ, file.node()->target, file.node()->file);
     call.with(static_cast<std::int64_t>(size));
     if (!file.canRead())
         call.fail(EBADF);
     else if (call.isFaulted())
         return call.finish();
-    else if (board_present(model(), file.node->target) == 0)
+    else if (board_present(model(), file.node()->target) == 0)
         call.fail(ENODEV);
-    else if (file.node->kind == NodeKind::ptpDevice)
+    else if (file.node()->kind == NodeKind::ptpDevice)
         readEvents(call, file, buffer, size);
-    else if (file.node->kind == NodeKind::directory || file.node->kind == NodeKind::directoryLink)
+    else if (file.node()->kind == NodeKind::directory || file.node()->kind == NodeKind::directoryLink)
         call.fail(EISDIR);
-    else if (file.node->kind == NodeKind::driverNode)  // the drivers cannot be read
+    else if (file.node()->kind == NodeKind::driverNode)  // the drivers cannot be read
         call.fail(EINVAL);
     else
         readText(call, file, buffer, size);
@@ -130,15 +131,15 @@ ssize_t readFile(OpenFile& file, void* buffer, std::size_t size) noexcept {
 }
 
 ssize_t writeFile(OpenFile& file, const void* buffer, std::size_t size) noexcept {
-    DeviceCall call(BOARD_CALL_WRITE, file.node->target, file.node->file);
+    DeviceCall call(BOARD_CALL_WRITE, file.node()->target, file.node()->file);
     call.with(static_cast<std::int64_t>(size));
     if (!file.canWrite())
         call.fail(EBADF);
     else if (call.isFaulted())
         return call.finish();
-    else if (board_present(model(), file.node->target) == 0 || file.node->kind == NodeKind::writeOnly)
+    else if (board_present(model(), file.node()->target) == 0 || file.node()->kind == NodeKind::writeOnly)
         call.fail(ENODEV);  // also: no such device to bind
-    else if (file.node->kind != NodeKind::ppbOffset)
+    else if (file.node()->kind != NodeKind::ppbOffset)
         call.fail(EINVAL);
     else if (call.shortCount() >= 0)
         call.succeed(
@@ -153,10 +154,10 @@ ssize_t writeFile(OpenFile& file, const void* buffer, std::size_t size) noexcept
 }
 
 off_t seekFile(OpenFile& file, off_t offset, int whence) noexcept {
-    DeviceCall call(BOARD_CALL_LSEEK, file.node->target, file.node->file);
+    DeviceCall call(BOARD_CALL_LSEEK, file.node()->target, file.node()->file);
     call.with(offset).with(whence);
     if (call.isFaulted()) return call.finish();
-    const bool isStreamDevice = file.node->kind == NodeKind::ptpDevice || file.node->kind == NodeKind::driverNode;
+    const bool isStreamDevice = file.node()->kind == NodeKind::ptpDevice || file.node()->kind == NodeKind::driverNode;
     std::int64_t base = 0;
     if (whence == SEEK_CUR)
         base = file.offset;
@@ -176,24 +177,30 @@ off_t seekFile(OpenFile& file, off_t offset, int whence) noexcept {
 }
 
 bool closeFile(OpenFile& file) noexcept {
-    DeviceCall call(BOARD_CALL_CLOSE, file.node->target, file.node->file);
+    DeviceCall call(BOARD_CALL_CLOSE, file.node()->target, file.node()->file);
     if (!call.isFaulted()) call.succeed(0);
     return call.finish() == 0;
 }
 
 int renderContent(OpenFile& file, std::uint64_t rawNs) noexcept {
     int length = 0;
-    if (file.node->kind == NodeKind::ppbOffset) {
+    if (file.node()->kind == NodeKind::ppbOffset) {
         length = board_si514_show(model(), rawNs, file.content, OpenFile::kContentSize);
-    } else if (file.node->kind == NodeKind::constantText) {
-        length = static_cast<int>(std::min(std::strlen(file.node->text), OpenFile::kContentSize));
-        std::memcpy(file.content, file.node->text, static_cast<std::size_t>(length));
+    } else if (file.node()->kind == NodeKind::constantText) {
+        length = static_cast<int>(std::min(std::strlen(file.node()->text), OpenFile::kContentSize));
+        std::memcpy(file.content, file.node()->text, static_cast<std::size_t>(length));
     }
     file.contentSize = length > 0 ? static_cast<std::uint32_t>(length) : 0;
     return length;
 }
 
-bool isAlwaysReady(const OpenFile& file) noexcept { return file.node->kind != NodeKind::ptpDevice; }
+bool isAlwaysReady(const OpenFile& file) noexcept { return file.node()->kind != NodeKind::ptpDevice; }
+
+std::uint32_t readiness(const OpenFile& file, std::uint32_t events) noexcept {
+    if (board_present(model(), file.node()->target) == 0) return POLLERR | POLLHUP;
+    if (isAlwaysReady(file)) return events & (POLLIN | POLLOUT | POLLRDNORM | POLLWRNORM);
+    return isReadable(file) ? events & (POLLIN | POLLRDNORM) : 0;
+}
 
 bool isReadable(const OpenFile& file) noexcept {
     return isAlwaysReady(file) || board_phc_waiting(model(), rawNow(), file.interface()) != 0;

@@ -31,6 +31,8 @@ int renderContent(OpenFile& file, std::uint64_t rawNs) noexcept REQUIRES(boardLo
 /// Whether a read would not block.
 bool isReadable(const OpenFile& file) noexcept REQUIRES(boardLock());
 bool isAlwaysReady(const OpenFile& file) noexcept;
+/// Those of the events of poll (and of epoll, whose numbers are the same) that are there.
+std::uint32_t readiness(const OpenFile& file, std::uint32_t events) noexcept REQUIRES(boardLock());
 
 /// Network interface requests on a socket. False: not for the board.
 bool requestOnSocket(int fd, unsigned long request, void* argument, int& result) noexcept;

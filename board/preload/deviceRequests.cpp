@@ -1,6 +1,7 @@
 // The ioctl requests of the board's devices: PTP clocks, the two drivers, network interfaces.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fcntl.h>
+#include <linux/ethtool.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <cerrno>
@@ -167,10 +168,19 @@ int driverRequest(DeviceCall& call, int driver, std::uint32_t request, void* arg
     return 0;
 }
 
-int timestampingInfo(DeviceCall& call, int interface, void* data) noexcept REQUIRES(boardLock()) {
+int driverInfo(void* data) noexcept {
+    ethtool_drvinfo info{};
+    info.cmd = ETHTOOL_GDRVINFO;
+    std::strcpy(info.driver, "igb");
+    std::memcpy(data, &info, sizeof info);
+    return 0;
+}
+
+int answerEthtool(DeviceCall& call, int interface, void* data) noexcept REQUIRES(boardLock()) {
     if (!isAddress(data)) return -EFAULT;
     const auto command = copyIn<std::uint32_t>(data);
     call.with(command);
+    if (command == ETHTOOL_GDRVINFO) return driverInfo(data);
     if (command != BOARD_WIRE_ETHTOOL_GET_TS_INFO) return -EOPNOTSUPP;
     const std::int32_t phcIndex = board_interface_phc_index(model(), call.rawNs(), interface);
     board_wire_ts_info info{};
@@ -223,15 +233,15 @@ bool isSocket(int fd) noexcept {
 
 int requestOnFile(OpenFile& file, unsigned long request, void* argument) noexcept {
     const auto number = static_cast<std::uint32_t>(request);  // the kernel uses 32 bits of it
-    const int target = file.node->target;
-    DeviceCall call(BOARD_CALL_IOCTL, target, file.node->file, number);
+    const int target = file.node()->target;
+    DeviceCall call(BOARD_CALL_IOCTL, target, file.node()->file, number);
     if (!call.isFaulted()) {
         int result = -ENOTTY;
         if (board_present(model(), target) == 0)
             result = -ENODEV;
-        else if (file.node->kind == NodeKind::ptpDevice)
+        else if (file.node()->kind == NodeKind::ptpDevice)
             result = ptpRequest(call, file, number, argument);
-        else if (file.node->kind == NodeKind::driverNode)
+        else if (file.node()->kind == NodeKind::driverNode)
             result = driverRequest(call, target, number, argument);
         call.succeed(result);
     }
@@ -257,7 +267,7 @@ bool requestOnSocket(int fd, unsigned long request, void* argument, int& result)
         else if (request == BOARD_WIRE_SIOCGIFFLAGS)
             call.succeed(interfaceFlags(call, interface, argument));
         else
-            call.succeed(timestampingInfo(call, interface, copyIn<board_wire_ifreq>(argument).value.data));
+            call.succeed(answerEthtool(call, interface, copyIn<board_wire_ifreq>(argument).value.data));
     }
     result = static_cast<int>(call.finish());
     return true;

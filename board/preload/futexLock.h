@@ -33,26 +33,37 @@ inline long rawSystemCall(long number, long a = 0, long b = 0, long c = 0, long 
     return result;
 }
 
+/// FUTEX_PRIVATE_FLAG while this process has the board for itself; 0 once it shares one.
+inline constinit int futexScope = FUTEX_PRIVATE_FLAG;
+inline bool isBoardShared() noexcept { return futexScope == 0; }
+
 /// Sleeps while `word` holds `seen`; `timeoutNs` below 0 waits forever. Returns 0, -EINTR, -EAGAIN or -ETIMEDOUT.
 inline int futexWait(std::atomic<std::uint32_t>& word, std::uint32_t seen, std::int64_t timeoutNs) noexcept {
     // Only a wait with a time-out reports every signal handler as EINTR, so "forever" is one day at a time.
     constexpr std::int64_t kOneDayNs = 86'400 * kNsPerSecond;
     const std::int64_t spanNs = timeoutNs < 0 ? kOneDayNs : timeoutNs;
     const timespec span{spanNs / kNsPerSecond, spanNs % kNsPerSecond};
-    return static_cast<int>(rawSystemCall(SYS_futex, reinterpret_cast<long>(&word), FUTEX_WAIT_PRIVATE,
+    return static_cast<int>(rawSystemCall(SYS_futex, reinterpret_cast<long>(&word), FUTEX_WAIT | futexScope,
                                           static_cast<long>(seen), reinterpret_cast<long>(&span)));
 }
 
 inline void futexWake(std::atomic<std::uint32_t>& word, int count) noexcept {
-    rawSystemCall(SYS_futex, reinterpret_cast<long>(&word), FUTEX_WAKE_PRIVATE, count);
+    rawSystemCall(SYS_futex, reinterpret_cast<long>(&word), FUTEX_WAKE | futexScope, count);
 }
 
-/// Kernel id of the calling thread, fetched once per thread. Initial-exec storage: reading it never allocates.
+/// Kernel id of the calling thread, fetched once per thread; a forked child sets it to 0. Initial-exec storage: reading
+/// it never allocates.
+inline thread_local std::uint32_t cachedThreadId = 0;
 inline std::uint32_t currentThreadId() noexcept {
-    static thread_local std::uint32_t cachedId = 0;
-    if (cachedId == 0) cachedId = static_cast<std::uint32_t>(rawSystemCall(SYS_gettid));
-    return cachedId;
+    if (cachedThreadId == 0) cachedThreadId = static_cast<std::uint32_t>(rawSystemCall(SYS_gettid));
+    return cachedThreadId;
 }
+
+/// How often a process that waits looks whether the one it waits for is still there.
+inline constexpr std::int64_t kHeartbeatNs = 50 * kNsPerMillisecond;
+
+/// Whether the thread or process has ended; a zombie has. An unreadable one counts as alive.
+bool hasDied(std::uint32_t threadId) noexcept;
 
 /// Guards the scheduler's tables, the descriptor table and the model. Recursive: a signal handler that interrupts a
 /// shim may read a clock. Owns nothing. Threads: thread-safe. Never held while the program's own code or a blocking
@@ -61,31 +72,27 @@ class CAPABILITY("mutex") FutexLock {
 public:
     void lock() noexcept ACQUIRE() {
         const std::uint32_t me = currentThreadId();
-        if (owner_.load(std::memory_order_relaxed) == me) {
+        if (isMine()) {
             ++depth_;
             return;
         }
-        std::uint32_t expected = kFree;
-        if (!word_.compare_exchange_strong(expected, kHeld, std::memory_order_acquire)) {
-            while (word_.exchange(kContended, std::memory_order_acquire) != kFree) futexWait(word_, kContended, -1);
-        }
-        owner_.store(me, std::memory_order_relaxed);
+        std::uint32_t seen = kFree;
+        if (!holder_.compare_exchange_strong(seen, me, std::memory_order_acquire)) takeContended(me);
         depth_ = 1;
 #ifdef HALVEXBOARD_THREAD_SANITIZER
-        __tsan_acquire(&word_);
+        __tsan_acquire(&holder_);
 #endif
     }
 
     void unlock() noexcept RELEASE() {
         if (--depth_ != 0) return;
 #ifdef HALVEXBOARD_THREAD_SANITIZER
-        __tsan_release(&word_);
+        __tsan_release(&holder_);
 #endif
-        owner_.store(0, std::memory_order_relaxed);
-        if (word_.exchange(kFree, std::memory_order_release) == kContended) futexWake(word_, 1);
+        if ((holder_.exchange(kFree, std::memory_order_release) & kAwaited) != 0) futexWake(holder_, 1);
     }
 
-    bool isMine() const noexcept { return owner_.load(std::memory_order_relaxed) == currentThreadId(); }
+    bool isMine() const noexcept { return (holder_.load(std::memory_order_relaxed) & ~kAwaited) == currentThreadId(); }
 
     /// Releases all levels at once; returns their number for retake().
     std::uint32_t releaseAll() noexcept RELEASE() {
@@ -100,20 +107,32 @@ public:
         depth_ = depth;
     }
 
-    /// Resets the lock in a forked child: threads that might have held it do not exist there.
+    /// Resets the lock in a forked child with a board of its own: threads that might have held it do not exist there.
     void resetAfterFork() noexcept RELEASE() {
-        word_.store(kFree, std::memory_order_relaxed);
-        owner_.store(0, std::memory_order_relaxed);
+        holder_.store(kFree, std::memory_order_relaxed);
         depth_ = 0;
     }
 
 private:
     static constexpr std::uint32_t kFree = 0;
-    static constexpr std::uint32_t kHeld = 1;
-    static constexpr std::uint32_t kContended = 2;
+    static constexpr std::uint32_t kAwaited = 0x8000'0000;  // beside the holder's id, as in the kernel's robust futexes
 
-    std::atomic<std::uint32_t> word_{kFree};
-    std::atomic<std::uint32_t> owner_{0};
+    void takeContended(std::uint32_t me) noexcept {
+        for (;;) {
+            std::uint32_t seen = kFree;
+            if (holder_.compare_exchange_strong(seen, me | kAwaited, std::memory_order_acquire)) return;
+            const std::uint32_t awaited = seen | kAwaited;
+            if (seen != awaited && !holder_.compare_exchange_strong(seen, awaited, std::memory_order_relaxed)) continue;
+            const int outcome = futexWait(holder_, awaited, isBoardShared() ? kHeartbeatNs : -1);
+            // A process that was killed in the middle of a call has left it held.
+            std::uint32_t dead = awaited;
+            if (outcome == -ETIMEDOUT && holder_.load(std::memory_order_relaxed) == awaited &&
+                hasDied(awaited & ~kAwaited))
+                holder_.compare_exchange_strong(dead, kFree, std::memory_order_relaxed);
+        }
+    }
+
+    std::atomic<std::uint32_t> holder_{kFree};  // kernel id of the thread
     std::uint32_t depth_ = 0;
 };
 
@@ -134,7 +153,8 @@ private:
 
 /// The board's internal lock, shared by scheduler, descriptor table and model. Constant-initialised: usable before any
 /// constructor runs.
-inline constinit FutexLock theBoardLock;
-constexpr FutexLock& boardLock() noexcept RETURN_CAPABILITY(theBoardLock) { return theBoardLock; }
+inline constinit FutexLock ownBoardLock;
+inline constinit FutexLock* boardLockInUse = &ownBoardLock;  ///< Elsewhere for a board that processes share.
+inline FutexLock& boardLock() noexcept RETURN_CAPABILITY(*boardLockInUse) { return *boardLockInUse; }
 
 }  // namespace halvexboard

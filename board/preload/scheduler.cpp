@@ -10,15 +10,6 @@ namespace halvexboard {
 
 namespace {
 
-enum class State : std::uint8_t {
-    unused,
-    ready,     // runnable, waits for the token
-    running,   // has the token
-    waiting,   // waits for a key, a deadline or both
-    external,  // in a call that may block outside the board
-    left,      // finished, not yet joined
-};
-
 std::int64_t realMonotonicNs() noexcept {
     timespec now{};
     rawSystemCall(SYS_clock_gettime, CLOCK_MONOTONIC, reinterpret_cast<long>(&now));
@@ -27,46 +18,34 @@ std::int64_t realMonotonicNs() noexcept {
 
 std::uint64_t saturatingAdd(std::uint64_t a, std::uint64_t b) noexcept { return a > kNever - b ? kNever : a + b; }
 
-}  // namespace
-
-struct Scheduler::Thread {
-    std::atomic<std::uint32_t> word{0};  // changes whenever the thread must re-check its state
-    State state GUARDED_BY(boardLock()) = State::unused;
-    bool detached GUARDED_BY(boardLock()) = false;
-    bool interruptible GUARDED_BY(boardLock()) = false;
-    WaitResult result GUARDED_BY(boardLock()) = WaitResult::woken;
-    const void* key GUARDED_BY(boardLock()) = nullptr;
-    std::uint32_t bits GUARDED_BY(boardLock()) = 0;
-    Deadline deadline GUARDED_BY(boardLock());
-    std::uint64_t turn GUARDED_BY(boardLock()) = 0;  // smaller runs first
-    pthread_t handle GUARDED_BY(boardLock()){};
-    bool named GUARDED_BY(boardLock()) = false;
-    void* (*body)(void*) = nullptr;
-    void* argument = nullptr;
-};
-
-namespace {
-
-constinit Scheduler::Thread threadTable[Scheduler::kMaxThreads];
+// Of this process.
 thread_local Scheduler::Thread* callingThread = nullptr;
-constinit Scheduler theScheduler;
+constinit TimeHooks hooks{};
+std::uint16_t thisProcess = 0;
+
+/// An address means something in its own process only, but for what the processes share.
+bool isShared(const void* key) noexcept {
+    const auto* const begin = reinterpret_cast<const char*>(schedulerInUse);
+    const auto* const address = static_cast<const char*>(key);
+    return address >= begin && address < begin + sizeof(Scheduler);
+}
 
 }  // namespace
-
-Scheduler& scheduler() noexcept { return theScheduler; }
 
 Scheduler::Thread* Scheduler::self() noexcept { return callingThread; }
 
 // ---------------------------------------------------------------------------------------------------------- threads --
 
-void Scheduler::start(const TimeHooks& hooks) noexcept {
+void Scheduler::start(const TimeHooks& timeHooks) noexcept {
     const LockGuard guard(boardLock());
-    hooks_ = hooks;
-    Thread& me = threadTable[0];
+    join(timeHooks, 0);
+    Thread& me = threads_[0];
     me.state = State::running;
     me.handle = pthread_self();
     me.named = true;
     me.detached = false;
+    me.process = 0;
+    me.id = currentThreadId();
     callingThread = &me;
     used_ = 1;
     registered_ = 1;
@@ -74,14 +53,21 @@ void Scheduler::start(const TimeHooks& hooks) noexcept {
     holder_ = &me;
     keeper_ = nullptr;
     nextTurn_ = 1;
-    sliceStartNs_ = hooks_.rawNs();
+    sliceStartNs_ = hooks.rawNs();
     running_.store(true, std::memory_order_release);
 }
+
+void Scheduler::join(const TimeHooks& timeHooks, std::uint16_t process) noexcept {
+    hooks = timeHooks;
+    thisProcess = process;
+}
+
+void Scheduler::becomeProcess(std::uint16_t process) noexcept { thisProcess = process; }
 
 void Scheduler::stop() noexcept {
     const LockGuard guard(boardLock());
     running_.store(false, std::memory_order_release);
-    for (std::size_t i = 0; i < used_; ++i) threadTable[i].state = State::unused;
+    for (std::size_t i = 0; i < used_; ++i) threads_[i].state = State::unused;
     callingThread = nullptr;
     holder_ = nullptr;
     keeper_ = nullptr;
@@ -92,12 +78,16 @@ void Scheduler::stop() noexcept {
 Scheduler::Thread* Scheduler::prepareThread(void* (*body)(void*), void* argument, bool detached) noexcept {
     const LockGuard guard(boardLock());
     for (std::size_t i = 0; i < kMaxThreads; ++i) {
-        Thread& entry = threadTable[i];
+        Thread& entry = threads_[i];
         if (entry.state != State::unused) continue;
         entry.state = State::ready;
         entry.turn = nextTurn_++;
         entry.detached = detached;
         entry.named = false;
+        entry.looks = false;
+        entry.isPushedAside = false;
+        entry.process = thisProcess;
+        entry.id = 0;
         entry.key = nullptr;
         entry.body = body;
         entry.argument = argument;
@@ -122,11 +112,7 @@ void Scheduler::nameThread(Thread* thread, pthread_t handle) noexcept {
 
 void Scheduler::enterThread(Thread* thread) noexcept {
     const LockGuard guard(boardLock());
-    callingThread = thread;
-    thread->handle = pthread_self();
-    thread->named = true;
-    if (holder_ == nullptr) dispatch();
-    awaitGrant(*thread);
+    adopt(*thread);
 }
 
 void Scheduler::runThread(Thread* thread, void* (*&body)(void*), void*& argument) noexcept {
@@ -139,59 +125,118 @@ void Scheduler::leaveThread() noexcept {
     if (me == nullptr || !isRunning()) return;
     const LockGuard guard(boardLock());
     callingThread = nullptr;
-    me->state = me->detached ? State::unused : State::left;
-    --registered_;
+    forget(*me, me->detached ? State::unused : State::left);
     wake(me, static_cast<int>(kMaxThreads));
-    if (holder_ == me) {
-        holder_ = nullptr;
-        dispatch();
+    if (holder_ == nullptr) dispatch();
+}
+
+Scheduler::Thread* Scheduler::find(pthread_t handle) noexcept {
+    for (std::size_t i = 0; i < used_; ++i) {
+        Thread& entry = threads_[i];
+        if (entry.state != State::unused && entry.named && entry.process == thisProcess &&
+            pthread_equal(entry.handle, handle) != 0)
+            return &entry;
     }
+    return nullptr;
 }
 
 bool Scheduler::awaitEnd(pthread_t handle, Deadline deadline, WaitResult& result) noexcept {
     const LockGuard guard(boardLock());
-    for (std::size_t i = 0; i < used_; ++i) {
-        Thread& entry = threadTable[i];
-        if (entry.state == State::unused || !entry.named || pthread_equal(entry.handle, handle) == 0) continue;
-        if (&entry == callingThread)  // self-join: the C library reports EDEADLK
-            return false;
-        while (entry.state != State::left) {
-            result = wait(&entry, deadline, false);
-            if (result == WaitResult::timedOut && entry.state != State::left) return true;
-        }
-        result = WaitResult::woken;
-        entry.state = State::unused;
-        return true;
+    Thread* const entry = find(handle);
+    if (entry == nullptr || entry == callingThread) return false;  // self-join: the C library reports EDEADLK
+    while (entry->state != State::left) {
+        result = wait(entry, deadline, false);
+        if (result == WaitResult::timedOut && entry->state != State::left) return true;
     }
-    return false;
+    result = WaitResult::woken;
+    entry->state = State::unused;
+    return true;
 }
 
 void Scheduler::detach(pthread_t handle) noexcept {
     const LockGuard guard(boardLock());
+    Thread* const entry = find(handle);
+    if (entry == nullptr) return;
+    entry->detached = true;
+    if (entry->state == State::left) entry->state = State::unused;
+}
+
+// -------------------------------------------------------------------------------------------------------- processes --
+
+void Scheduler::resetAfterFork() noexcept {
+    for (Thread& entry : threads_) {
+        if (&entry != callingThread && entry.state != State::unused) forget(entry, State::unused);
+    }
+    holder_ = callingThread;
+    if (callingThread != nullptr) callingThread->state = State::running;
+}
+
+Scheduler::Thread* Scheduler::prepareProcess(std::uint16_t process) noexcept {
+    Thread* const entry = prepareThread(nullptr, nullptr, true);
+    if (entry != nullptr) entry->process = process;
+    return entry;
+}
+
+void Scheduler::adopt(Thread& thread) noexcept {
+    callingThread = &thread;
+    thread.handle = pthread_self();
+    thread.named = true;
+    thread.id = currentThreadId();
+    if (holder_ == nullptr) dispatch();
+    awaitGrant(thread);
+}
+
+Scheduler::Thread* Scheduler::mainThreadOf(std::uint16_t process) noexcept {
+    if (holder_ != nullptr && holder_->process == process) return holder_;
     for (std::size_t i = 0; i < used_; ++i) {
-        Thread& entry = threadTable[i];
-        if (entry.state == State::unused || !entry.named || pthread_equal(entry.handle, handle) == 0) continue;
-        entry.detached = true;
-        if (entry.state == State::left) entry.state = State::unused;
+        Thread& entry = threads_[i];
+        if (entry.state != State::unused && entry.state != State::left && entry.process == process) return &entry;
+    }
+    return nullptr;
+}
+
+/// Takes a thread out of every account.
+void Scheduler::forget(Thread& thread, State state) noexcept {
+    if (thread.state == State::waiting) waitingCount_.fetch_sub(1, std::memory_order_relaxed);
+    if (thread.state == State::external) --externals_;
+    if (thread.state != State::left) --registered_;
+    if (holder_ == &thread) holder_ = nullptr;
+    if (keeper_ == &thread) keeper_ = nullptr;
+    thread.state = state;
+}
+
+void Scheduler::retireProcess(std::uint16_t process, const Thread* except) noexcept {
+    if (!isRunning()) return;
+    if (process == thisProcess && except == nullptr) callingThread = nullptr;
+    for (std::size_t i = 0; i < used_; ++i) {
+        Thread& entry = threads_[i];
+        if (entry.state != State::unused && entry.process == process && &entry != except) forget(entry, State::unused);
+    }
+    if (holder_ == nullptr && !jumping_) dispatch();
+}
+
+void Scheduler::interrupt(std::uint16_t process) noexcept {
+    for (std::size_t i = 0; i < used_; ++i) {
+        Thread& entry = threads_[i];
+        if (entry.state == State::waiting && entry.process == process && entry.interruptible)
+            makeReady(entry, WaitResult::interrupted);
     }
 }
 
-void Scheduler::resetAfterFork() noexcept {
-    for (Thread& entry : threadTable) {
-        if (&entry != callingThread) entry.state = State::unused;
-    }
-    registered_ = callingThread != nullptr ? 1 : 0;
-    externals_ = 0;
-    waitingCount_.store(0, std::memory_order_relaxed);
-    keeper_ = nullptr;
-    holder_ = callingThread;
-    if (callingThread != nullptr) callingThread->state = State::running;
+void Scheduler::pushAside() noexcept {
+    Thread& thread = *holder_;
+    thread.isPushedAside = true;
+    thread.state = State::external;
+    ++externals_;
+    holder_ = nullptr;
+    dispatch();
 }
 
 // ---------------------------------------------------------------------------------------------------------- waiting --
 
 void Scheduler::prepareWait(const void* key, Deadline deadline, bool interruptible, std::uint32_t bits) noexcept {
     const LockGuard guard(boardLock());
+    rejoin();
     Thread& me = *callingThread;
     me.state = State::waiting;
     me.key = key;
@@ -229,9 +274,9 @@ int Scheduler::wake(const void* key, int count, std::uint32_t bits) noexcept {
     while (woken < count) {
         Thread* first = nullptr;
         for (std::size_t i = 0; i < used_; ++i) {
-            Thread& entry = threadTable[i];
-            if (entry.state == State::waiting && entry.key == key && (entry.bits & bits) != 0 &&
-                (first == nullptr || entry.turn < first->turn))
+            Thread& entry = threads_[i];
+            if (entry.state == State::waiting && entry.key == key && (entry.process == thisProcess || isShared(key)) &&
+                (entry.bits & bits) != 0 && (first == nullptr || entry.turn < first->turn))
                 first = &entry;
         }
         if (first == nullptr) break;
@@ -240,6 +285,25 @@ int Scheduler::wake(const void* key, int count, std::uint32_t bits) noexcept {
     }
     if (woken != 0 && holder_ == nullptr && !jumping_) dispatch();
     return woken;
+}
+
+WaitResult Scheduler::waitToLook(const void* key, Deadline deadline) noexcept {
+    const LockGuard guard(boardLock());
+    Thread& me = *callingThread;
+    prepareWait(key, deadline, true);
+    me.looks = true;
+    me.lookedAt = grants_;
+    const WaitResult result = commitWait();
+    if (result != WaitResult::woken) me.looks = false;
+    return result;
+}
+
+void Scheduler::endLooking() noexcept {
+    const LockGuard guard(boardLock());
+    Thread& me = *callingThread;
+    if (!me.looks) return;
+    me.looks = false;
+    ++grants_;
 }
 
 void Scheduler::makeReady(Thread& thread, WaitResult result) noexcept {
@@ -258,7 +322,7 @@ void Scheduler::yield() noexcept {
     leaveToken(me);
 }
 
-bool Scheduler::sliceIsSpent() const noexcept { return hooks_.rawNs() - sliceStartNs_ >= kSliceNs; }
+bool Scheduler::sliceIsSpent() const noexcept { return hooks.rawNs() - sliceStartNs_ >= kSliceNs; }
 
 void Scheduler::yieldWhenSliceIsSpent() noexcept {
     if (registered_ > 1 && sliceIsSpent()) yield();
@@ -298,18 +362,18 @@ std::uint64_t Scheduler::dueAt(const Thread& thread) const noexcept {
     if (thread.deadline.clock == Deadline::Clock::none) return kNever;
     if (thread.deadline.clock == Deadline::Clock::raw) return thread.deadline.ns;
     // The system clock has its own rate and may be stepped: aim by its current reading and check again on arrival.
-    const std::uint64_t systemNs = hooks_.systemNs();
-    const std::uint64_t rawNs = hooks_.rawNs();
+    const std::uint64_t systemNs = hooks.systemNs();
+    const std::uint64_t rawNs = hooks.rawNs();
     return thread.deadline.ns <= systemNs ? rawNs : saturatingAdd(rawNs, thread.deadline.ns - systemNs);
 }
 
 void Scheduler::wakeDue() noexcept {
-    const std::uint64_t now = hooks_.rawNs();
+    const std::uint64_t now = hooks.rawNs();
     for (;;) {  // in order of deadline, then of waiting time; table position must not matter
         Thread* first = nullptr;
         std::uint64_t firstAt = 0;
         for (std::size_t i = 0; i < used_; ++i) {
-            Thread& entry = threadTable[i];
+            Thread& entry = threads_[i];
             if (entry.state != State::waiting) continue;
             const std::uint64_t at = dueAt(entry);
             if (at > now) continue;
@@ -323,11 +387,16 @@ void Scheduler::wakeDue() noexcept {
     }
 }
 
+bool Scheduler::isRunnable(const Thread& thread) const noexcept {
+    return thread.state == State::ready ||
+           (thread.state == State::waiting && thread.looks && thread.lookedAt != grants_);
+}
+
 Scheduler::Thread* Scheduler::firstReady() noexcept {
     Thread* first = nullptr;
     for (std::size_t i = 0; i < used_; ++i) {
-        Thread& entry = threadTable[i];
-        if (entry.state == State::ready && (first == nullptr || entry.turn < first->turn)) first = &entry;
+        Thread& entry = threads_[i];
+        if (isRunnable(entry) && (first == nullptr || entry.turn < first->turn)) first = &entry;
     }
     return first;
 }
@@ -344,14 +413,14 @@ void Scheduler::dispatch() noexcept {
         bool someoneWatchesTheModel = false;
         bool someoneHasADeadline = false;
         for (std::size_t i = 0; i < used_; ++i) {
-            const Thread& entry = threadTable[i];
+            const Thread& entry = threads_[i];
             if (entry.state != State::waiting) continue;
             at = std::min(at, dueAt(entry));
             someoneWatchesTheModel |= entry.key == modelKey();
             someoneHasADeadline |= entry.deadline.clock != Deadline::Clock::none;
         }
         // Without waiters the board's own changes would turn an idle program into a busy loop.
-        if (someoneWatchesTheModel || someoneHasADeadline) at = std::min(at, hooks_.nextChangeNs());
+        if (someoneWatchesTheModel || someoneHasADeadline) at = std::min(at, hooks.nextChangeNs());
         if (at == kNever) return;
         if (externals_ != 0) {
             appointKeeper(at);
@@ -363,15 +432,17 @@ void Scheduler::dispatch() noexcept {
 
 void Scheduler::jumpTo(std::uint64_t rawNs) noexcept {
     jumping_ = true;
-    hooks_.advanceTo(std::max(rawNs, hooks_.rawNs()));
+    hooks.advanceTo(std::max(rawNs, hooks.rawNs()));
     jumping_ = false;
 }
 
 void Scheduler::grant(Thread& thread) noexcept {
+    if (thread.state == State::waiting) makeReady(thread, WaitResult::woken);
+    if (!thread.looks) ++grants_;
     thread.state = State::running;
     holder_ = &thread;
     keeper_ = nullptr;
-    sliceStartNs_ = hooks_.rawNs();
+    sliceStartNs_ = hooks.rawNs();
     thread.word.fetch_add(1, std::memory_order_release);
     if (&thread != callingThread) futexWake(thread.word, 1);
 }
@@ -380,11 +451,11 @@ void Scheduler::grant(Thread& thread) noexcept {
 void Scheduler::appointKeeper(std::uint64_t atNs) noexcept {
     Thread* chosen = nullptr;
     for (std::size_t i = 0; i < used_; ++i) {
-        Thread& entry = threadTable[i];
+        Thread& entry = threads_[i];
         if (entry.state == State::waiting && (chosen == nullptr || dueAt(entry) < dueAt(*chosen))) chosen = &entry;
     }
     if (chosen == nullptr) return;
-    const std::uint64_t rawNs = hooks_.rawNs();
+    const std::uint64_t rawNs = hooks.rawNs();
     const std::uint64_t spanNs = atNs > rawNs ? atNs - rawNs : 0;
     constexpr std::uint64_t kOneHourNs = 3'600'000'000'000;
     keeper_ = chosen;
@@ -397,10 +468,11 @@ void Scheduler::appointKeeper(std::uint64_t atNs) noexcept {
 void Scheduler::awaitGrant(Thread& me) noexcept {
     while (me.state != State::running) {
         const std::uint32_t seen = me.word.load(std::memory_order_acquire);
-        std::int64_t spanNs = -1;
+        std::int64_t spanNs = isBoardShared() ? kHeartbeatNs : -1;
         if (keeper_ == &me && holder_ == nullptr) {
-            spanNs = keeperUntilNs_ - realMonotonicNs();
-            if (spanNs <= 0) {
+            const std::int64_t leftNs = keeperUntilNs_ - realMonotonicNs();
+            spanNs = spanNs < 0 ? leftNs : std::min(spanNs, leftNs);
+            if (leftNs <= 0) {
                 keeper_ = nullptr;
                 jumpTo(keeperTargetNs_);
                 dispatch();
@@ -416,7 +488,13 @@ void Scheduler::awaitGrant(Thread& me) noexcept {
             makeReady(me, WaitResult::interrupted);
             if (holder_ == nullptr) dispatch();
         }
+        if (outcome != -ETIMEDOUT || !isBoardShared()) continue;
+        hooks.lookAfterOthers();
+        if (holder_ != nullptr || me.state != State::waiting || !me.looks) continue;
+        makeReady(me, WaitResult::woken);  // it may wait for the outside world, for all that
+        dispatch();
     }
+    if (isBoardShared()) hooks.beginTurn();
 }
 
 }  // namespace halvexboard

@@ -37,7 +37,7 @@ ClockKind kindOf(clockid_t clock, OpenFile*& file) noexcept {
     if (!BOARD_WIRE_IS_CLOCK_FD(clock)) return ClockKind::foreign;
     file = findDescriptor(BOARD_WIRE_CLOCK_TO_FD(clock));
     if (file == nullptr) return ClockKind::foreign;
-    return file->node->kind == NodeKind::ptpDevice ? ClockKind::hardware : ClockKind::invalid;
+    return file->node()->kind == NodeKind::ptpDevice ? ClockKind::hardware : ClockKind::invalid;
 }
 
 /// The cost of reading a clock that is not a device of the board: no faults and no trace line.
@@ -53,7 +53,7 @@ void spendForReading() noexcept {
 }
 
 // Of a clock's descriptor; null: the system clock.
-int targetOf(const OpenFile* file) noexcept { return file != nullptr ? file->node->target : BOARD_TARGET_SYSTEM; }
+int targetOf(const OpenFile* file) noexcept { return file != nullptr ? file->node()->target : BOARD_TARGET_SYSTEM; }
 board_file kindOf(const OpenFile* file) noexcept { return file != nullptr ? BOARD_FILE_PTP : BOARD_FILE_ANY; }
 
 int readClock(const OpenFile* file, timespec* out) noexcept {
@@ -84,7 +84,7 @@ int setSystem(std::int64_t seconds, std::int64_t nanoseconds) noexcept {
 }
 
 int setHardware(OpenFile& file, const timespec& time) noexcept {
-    DeviceCall call(BOARD_CALL_CLOCK_SETTIME, file.node->target, BOARD_FILE_PTP);
+    DeviceCall call(BOARD_CALL_CLOCK_SETTIME, file.node()->target, BOARD_FILE_PTP);
     call.with(time.tv_sec).with(time.tv_nsec);
     if (!call.isFaulted()) {
         if (!file.canWrite())

@@ -178,11 +178,11 @@ HALVEXBOARD_SHIM DIR* opendir(const char* path) {
 HALVEXBOARD_SHIM DIR* fdopendir(int fd) {
     OpenFile* const file = ours(fd);
     if (file == nullptr) return REAL(fdopendir)(fd);
-    if (!isDirectory(*file->node)) {
+    if (!isDirectory(*file->node())) {
         errno = ENOTDIR;
         return nullptr;
     }
-    return startListing(*file->node, fd);
+    return startListing(*file->node(), fd);
 }
 
 HALVEXBOARD_SHIM dirent* readdir(DIR* stream) {

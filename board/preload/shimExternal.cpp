@@ -1,12 +1,7 @@
 // Shims: machine calls that may block while other threads run.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
-#include <mqueue.h>
-#include <sys/epoll.h>
-#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
-#include <unistd.h>
-#include <csignal>
 
 #include "board/preload/realCalls.h"
 #include "board/preload/waiting.h"
@@ -40,13 +35,3 @@ FORWARD(awaitMessage(fd, flags), ssize_t, recvfrom,
         (fd, buffer, size, flags, from, length))
 FORWARD(awaitMessage(fd, flags), ssize_t, recvmsg, (int fd, msghdr* message, int flags), (fd, message, flags))
 FORWARD(OUTSIDE, int, connect, (int fd, const sockaddr* address, socklen_t length), (fd, address, length))
-FORWARD(OUTSIDE, int, flock, (int fd, int operation) noexcept, (fd, operation))
-FORWARD(OUTSIDE, int, epoll_wait, (int fd, epoll_event* events, int count, int milliseconds),
-        (fd, events, count, milliseconds))
-FORWARD(OUTSIDE, int, epoll_pwait, (int fd, epoll_event* events, int count, int milliseconds, const sigset_t* mask),
-        (fd, events, count, milliseconds, mask))
-FORWARD(OUTSIDE, int, pause, (), ())
-FORWARD(OUTSIDE, int, sigwait, (const sigset_t* set, int* signal), (set, signal))
-FORWARD(OUTSIDE, int, sigwaitinfo, (const sigset_t* set, siginfo_t* info), (set, info))
-FORWARD(OUTSIDE, int, sigtimedwait, (const sigset_t* set, siginfo_t* info, const timespec* span), (set, info, span))
-FORWARD(OUTSIDE, int, sigsuspend, (const sigset_t* mask), (mask))

@@ -1,17 +1,22 @@
 // Shims: open, close, read, write, lseek, ioctl, dup, fcntl, mmap, socket.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <fcntl.h>
+#include <linux/netlink.h>
 #include <pthread.h>
+#include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstdarg>
 
 #include "board/preload/boardCore.h"
 #include "board/preload/deviceFiles.h"
 #include "board/preload/realCalls.h"
+#include "board/preload/timers.h"
 #include "board/preload/waiting.h"
 
 using namespace halvexboard;
@@ -41,7 +46,7 @@ bool openBelow(int directory, const char* path, int flags, int& fd) noexcept {
     const OpenFile* const file = isActive() && path != nullptr ? findDescriptor(directory) : nullptr;
     if (file == nullptr) return false;
     char joined[kMaxPath];
-    if (std::snprintf(joined, sizeof joined, "%s/%s", file->node->path, path) >= static_cast<int>(sizeof joined)) {
+    if (std::snprintf(joined, sizeof joined, "%s/%s", file->node()->path, path) >= static_cast<int>(sizeof joined)) {
         fd = refuse(ENAMETOOLONG);
         return true;
     }
@@ -108,6 +113,7 @@ bool closeSocket() noexcept {
 HALVEXBOARD_SHIM int close(int fd) {
     pthread_testcancel();
     OpenFile* const file = ours(fd);
+    if (Timer* const timer = isActive() ? timerOf(fd) : nullptr) removeTimer(*timer);
     if ((file == nullptr && !(isActive() && isNotedSocket(fd))) || !isThisProcess()) return REAL(close)(fd);
     const bool succeeded = file != nullptr ? closeFile(*file) : closeSocket();
     const int error = errno;
@@ -138,9 +144,25 @@ HALVEXBOARD_SHIM ssize_t pread(int fd, void* buffer, size_t size, off_t offset) 
 
 HALVEXBOARD_TWIN(pread64, pread);
 
+namespace {
+
+/// To a pipe whose reader may need the token: as much at a time as there is room for.
+ssize_t writeInPieces(int fd, const char* bytes, size_t size) noexcept {
+    size_t done = 0;
+    do {
+        const ssize_t written = REAL(write)(fd, bytes + done, std::min<size_t>(size - done, PIPE_BUF));
+        if (written < 0) return done != 0 ? static_cast<ssize_t>(done) : written;
+        done += static_cast<size_t>(written);
+    } while (done < size && awaitRoom(fd));
+    return static_cast<ssize_t>(done);
+}
+
+}  // namespace
+
 HALVEXBOARD_SHIM ssize_t write(int fd, const void* buffer, size_t size) {
     pthread_testcancel();
     if (OpenFile* const file = ours(fd)) return writeFile(*file, buffer, size);
+    if (isActive() && size != 0 && awaitRoom(fd)) return writeInPieces(fd, static_cast<const char*>(buffer), size);
     return REAL(write)(fd, buffer, size);
 }
 
@@ -195,16 +217,38 @@ HALVEXBOARD_SHIM int dup3(int fd, int wanted, int flags) noexcept {
     return copy;
 }
 
+namespace {
+
+/// Waits for a lock on a file; `lock` takes whether it waits, and fails with EAGAIN or EACCES if it would have to.
+template <typename Lock>
+int lockFile(Lock lock) noexcept {
+    if (!canLook()) {
+        const ExternalCall external;
+        return lock(true);
+    }
+    int result = -1;
+    const auto isDone = [&] { return (result = lock(false)) == 0 || (errno != EAGAIN && errno != EACCES); };
+    return lookUntil(Deadline::never(), isDone) == WaitResult::interrupted ? refuse(EINTR) : result;
+}
+
+}  // namespace
+
+HALVEXBOARD_SHIM int flock(int fd, int operation) noexcept {
+    if ((operation & LOCK_NB) != 0) return REAL(flock)(fd, operation);
+    return lockFile([&](bool waits) { return REAL(flock)(fd, waits ? operation : operation | LOCK_NB); });
+}
+
 HALVEXBOARD_SHIM int fcntl(int fd, int command, ...) {
     va_list arguments;
     va_start(arguments, command);
     void* const argument = va_arg(arguments, void*);
     va_end(arguments);
     OpenFile* const file = ours(fd);
-    if (command == F_SETLKW || command == F_OFD_SETLKW) {
-        const ExternalCall external;
-        return REAL(fcntl)(fd, command, argument);
-    }
+    if (command == F_SETLKW || command == F_OFD_SETLKW)
+        return lockFile([&](bool waits) {
+            const int tried = command == F_SETLKW ? F_SETLK : F_OFD_SETLK;
+            return REAL(fcntl)(fd, waits ? command : tried, argument);
+        });
     if (file != nullptr && command == F_GETFL)
         return file->flags & ~(O_CLOEXEC | O_CREAT | O_EXCL | O_NOCTTY | O_TRUNC);
     const int result = REAL(fcntl)(fd, command, argument);
@@ -218,11 +262,11 @@ HALVEXBOARD_TWIN(fcntl64, fcntl);
 HALVEXBOARD_SHIM void* mmap(void* address, size_t length, int protection, int flags, int fd, off_t offset) noexcept {
     OpenFile* const file = fd >= 0 ? ours(fd) : nullptr;
     if (file == nullptr) return REAL(mmap)(address, length, protection, flags, fd, offset);
-    DeviceCall call(BOARD_CALL_MMAP, file->node->target, file->node->file);
+    DeviceCall call(BOARD_CALL_MMAP, file->node()->target, file->node()->file);
     call.with(static_cast<std::int64_t>(length)).with(offset);
     void* mapped = MAP_FAILED;
     if (!call.isFaulted()) {
-        if (file->node->kind == NodeKind::driverNode)
+        if (file->node()->kind == NodeKind::driverNode)
             mapped = REAL(mmap)(address, length, protection, flags, fd, offset);
         else
             errno = ENODEV;
@@ -235,6 +279,8 @@ HALVEXBOARD_SHIM void* mmap(void* address, size_t length, int protection, int fl
 HALVEXBOARD_TWIN(mmap64, mmap);
 
 HALVEXBOARD_SHIM int socket(int domain, int type, int protocol) noexcept {
+    // Programs then make their requests by ioctl, which the board answers.
+    if (isActive() && domain == AF_NETLINK && protocol == NETLINK_GENERIC) return refuse(EPROTONOSUPPORT);
     // Only datagram sockets matter: interface requests are made on them.
     if (!isActive() || (type & ~(SOCK_CLOEXEC | SOCK_NONBLOCK)) != SOCK_DGRAM)
         return REAL(socket)(domain, type, protocol);

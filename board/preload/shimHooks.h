@@ -10,6 +10,8 @@ __attribute__((weak)) bool hasThreadShims() noexcept;
 __attribute__((weak)) void prepareThreadShims() noexcept;
 
 void forgetChildren() noexcept;
+/// In the parent, behind fork: its result for the child that was prepared for.
+void endFork(int result) noexcept;
 void resetFileShimsAfterFork() noexcept;
 
 }  // namespace halvexboard

@@ -10,6 +10,7 @@
 #include "board/preload/boardCore.h"
 #include "board/preload/deviceFiles.h"
 #include "board/preload/nanoseconds.h"
+#include "board/preload/processes.h"
 #include "board/preload/realCalls.h"
 #include "board/preload/waiting.h"
 
@@ -32,12 +33,6 @@ struct Watch {
     int count;
 };
 
-short readinessOf(const OpenFile& file, short events) noexcept REQUIRES(boardLock()) {
-    if (board_present(model(), file.node->target) == 0) return POLLERR | POLLHUP;
-    if (isAlwaysReady(file)) return static_cast<short>(events & (POLLIN | POLLOUT | POLLRDNORM | POLLWRNORM));
-    return isReadable(file) ? static_cast<short>(events & (POLLIN | POLLRDNORM)) : short{0};
-}
-
 /// Checks every descriptor once. Those of the machine are polled without waiting, or for `realSpan` if given.
 int look(Watch& watch, bool withReal, const timespec* realSpan) noexcept REQUIRES(boardLock()) {
     int ready = 0;
@@ -45,7 +40,7 @@ int look(Watch& watch, bool withReal, const timespec* realSpan) noexcept REQUIRE
         Watched& item = watch.items[i];
         item.ready = 0;
         if (const OpenFile* const file = findDescriptor(item.fd))
-            item.ready = readinessOf(*file, item.events);
+            item.ready = static_cast<short>(readiness(*file, static_cast<std::uint32_t>(item.events)));
         else if (withReal) {
             pollfd entry{item.fd, item.events, 0};
             rawSystemCall(SYS_ppoll, reinterpret_cast<long>(&entry), 1, reinterpret_cast<long>(realSpan), 0, 0);
@@ -61,6 +56,13 @@ bool hasReal(const Watch& watch) noexcept {
                        [](const Watched& item) { return findDescriptor(item.fd) == nullptr; });
 }
 
+/// Whether there are descriptors of the machine, and only processes on the board make them ready.
+bool areRealInside(const Watch& watch) noexcept {
+    return canLook() && hasReal(watch) && std::all_of(watch.items, watch.items + watch.count, [](const Watched& item) {
+               return findDescriptor(item.fd) != nullptr || isInside(item.fd);
+           });
+}
+
 const OpenFile* firstOfBoard(const Watch& watch) noexcept {
     for (int i = 0; i < watch.count; ++i) {
         if (const OpenFile* const file = findDescriptor(watch.items[i].fd)) return file;
@@ -74,6 +76,14 @@ int watchUntil(Watch& watch, Deadline deadline, DeviceCall& call) noexcept REQUI
     constexpr std::uint64_t kLookAgainNs = 10 * kNsPerMillisecond;
     constexpr timespec kNoWait{0, 0};
     constexpr timespec kShortWait{0, kNsPerMillisecond};
+    if (areRealInside(watch)) {
+        int ready = 0;
+        const WaitResult result = lookUntil(
+            deadline, [&]() REQUIRES(boardLock()) { return (ready = look(watch, true, &kNoWait)) != 0; },
+            scheduler().modelKey());
+        call.refresh();
+        return result == WaitResult::interrupted ? -EINTR : ready;
+    }
     const bool mixed = hasReal(watch);
     for (;;) {
         const int ready = look(watch, mixed, mixed && deadline.clock == Deadline::Clock::none ? &kShortWait : &kNoWait);
@@ -93,7 +103,7 @@ int watchUntil(Watch& watch, Deadline deadline, DeviceCall& call) noexcept REQUI
 /// A complete waiting call with at least one descriptor of the board.
 int watchOnBoard(board_call_kind kind, const OpenFile& first, Watch& watch, Deadline deadline,
                  std::int64_t spanNs) noexcept {
-    DeviceCall call(kind, first.node->target, first.node->file);
+    DeviceCall call(kind, first.node()->target, first.node()->file);
     call.with(spanNs);
     if (!call.isFaulted()) {
         if (call.shortCount() == 0) {  // "nothing became ready", after the whole wait
@@ -174,6 +184,14 @@ bool waitOnBoard(board_call_kind kind, Watch& watch, std::int64_t spanNs, int& r
         return true;
     }
     const OpenFile* const first = firstOfBoard(watch);
+    if (first == nullptr && areRealInside(watch)) {
+        const LockGuard guard(boardLock());
+        constexpr timespec kNoWait{0, 0};
+        const WaitResult waited =
+            lookUntil(deadlineOf(spanNs), [&] { return (result = look(watch, true, &kNoWait)) != 0; });
+        if (waited == WaitResult::interrupted) result = refuse(EINTR);
+        return true;
+    }
     if (first == nullptr) return false;
     result = watchOnBoard(kind, *first, watch, deadlineOf(spanNs), spanNs);
     return true;

@@ -1,4 +1,4 @@
-// Shims: starting, signalling and reaping phc2sys, waiting for other children, ending this process.
+// Shims: starting, signalling and reaping phc2sys and other processes, ending this one.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #include <pthread.h>
 #include <spawn.h>
@@ -11,9 +11,10 @@
 #include <cstring>
 
 #include "board/preload/boardCore.h"
+#include "board/preload/processes.h"
+#include "board/preload/programs.h"
 #include "board/preload/realCalls.h"
 #include "board/preload/shimHooks.h"
-#include "board/preload/traceFile.h"
 #include "board/preload/tree.h"
 #include "board/preload/waiting.h"
 
@@ -28,6 +29,14 @@ std::size_t childCount GUARDED_BY(boardLock()) = 0;
 bool isSimulatedProgram(const char* path) noexcept {
     const PathAnswer answer = findPath(path);
     return answer.what == PathClass::present && answer.node->kind == NodeKind::program;
+}
+
+constexpr const char* kRealProgram = "/usr/sbin/phc2sys";
+
+/// Of the modelled program, when the scenario names the machine's.
+bool isReplaced() noexcept {
+    const LockGuard guard(boardLock());
+    return isBoardShared() && board_configuration(model())->phc2sys.is_real != 0;
 }
 
 /// Like posix_spawn: returns 0 or an errno value; errno is left as the C library leaves it after a failed exec.
@@ -97,6 +106,22 @@ void tell(const board_child& child, pid_t pid, siginfo_t* info) noexcept {
     info->si_status = child.status;
 }
 
+/// Waits for children that are processes of the machine. `wait` takes further options and returns a pid, 0 or -1.
+template <typename Wait>
+pid_t awaitMachine(Wait wait, pid_t pid, int options) noexcept {
+    while (isScheduled() && isBoardShared() && hasChildOnBoard(pid)) {
+        const pid_t ended = wait(WNOHANG);
+        if (ended != 0 || (options & WNOHANG) != 0) return ended;
+        if (!hasChildOnBoard(pid)) continue;
+        if (scheduler().wait(scheduler().childKey(ownProcess()), Deadline::never(), true) != WaitResult::interrupted)
+            continue;
+        const pid_t late = wait(WNOHANG);
+        return late != 0 ? late : refuse(EINTR);
+    }
+    const ExternalCall external;
+    return wait(0);
+}
+
 pid_t waitForChild(pid_t pid, int options, board_child& child) noexcept {
     DeviceCall call(BOARD_CALL_WAITPID, BOARD_TARGET_PHC2SYS, BOARD_FILE_ANY);
     call.with(pid).with(options);
@@ -116,22 +141,58 @@ pid_t waitForChild(pid_t pid, int options, board_child& child) noexcept {
 
 }  // namespace
 
+namespace {
+
+using Spawn = decltype(::posix_spawn);
+
+/// Starts a program of the machine on the board.
+int spawnProgram(Spawn* spawn, bool isSearched, pid_t* pid, const char* file, const posix_spawn_file_actions_t* actions,
+                 const posix_spawnattr_t* attributes, char* const* words, char* const* variables) noexcept {
+    const Verdict verdict = judgeProgram(file, isSearched);
+    if (verdict == Verdict::refused) return EPERM;
+    int position = -1;
+    if (verdict == Verdict::carried) {
+        const LockGuard guard(boardLock());
+        position = prepareChild();
+        if (position < 0) return EAGAIN;
+    }
+    const ProgramEnvironment environment(variables, verdict);
+    pid_t started = -1;
+    const int error = spawn(&started, file, actions, attributes, words, environment.variables());
+    if (position >= 0 && error != 0) abandonChild(position);
+    if (position >= 0 && error == 0) nameChild(position, started);
+    if (error == 0 && pid != nullptr) *pid = started;
+    return error;
+}
+
+}  // namespace
+
 HALVEXBOARD_SHIM int posix_spawn(pid_t* pid, const char* path, const posix_spawn_file_actions_t* actions,
                                  const posix_spawnattr_t* attributes, char* const arguments[],
                                  char* const environment[]) {
-    if (isSimulatedProgram(path)) return startChild(pid, arguments);
-    return REAL(posix_spawn)(pid, path, actions, attributes, arguments, environment);
+    if (isSimulatedProgram(path))
+        return isReplaced() ? posix_spawn(pid, kRealProgram, actions, attributes, arguments, environment)
+                            : startChild(pid, arguments);
+    if (!isActive() || !isBoardShared())
+        return REAL(posix_spawn)(pid, path, actions, attributes, arguments, environment);
+    return spawnProgram(REAL(posix_spawn).address(), false, pid, path, actions, attributes, arguments, environment);
 }
 
 HALVEXBOARD_SHIM int posix_spawnp(pid_t* pid, const char* path, const posix_spawn_file_actions_t* actions,
                                   const posix_spawnattr_t* attributes, char* const arguments[],
                                   char* const environment[]) {
     if (isSimulatedProgram(path)) return startChild(pid, arguments);
-    return REAL(posix_spawnp)(pid, path, actions, attributes, arguments, environment);
+    if (!isActive() || !isBoardShared())
+        return REAL(posix_spawnp)(pid, path, actions, attributes, arguments, environment);
+    return spawnProgram(REAL(posix_spawnp).address(), true, pid, path, actions, attributes, arguments, environment);
 }
 
 HALVEXBOARD_SHIM int kill(pid_t pid, int signal) noexcept {
-    if (!isActive() || !isSimulatedChild(pid)) return REAL(kill)(pid, signal);
+    if (!isActive() || !isSimulatedChild(pid)) {
+        const int result = REAL(kill)(pid, signal);
+        if (result == 0 && isActive() && isBoardShared()) noteSignal(pid, signal);
+        return result;
+    }
     DeviceCall call(BOARD_CALL_KILL, BOARD_TARGET_PHC2SYS, BOARD_FILE_ANY);
     call.with(pid).with(signal);
     if (!call.isFaulted()) call.succeed(board_child_signal(model(), call.rawNs(), pid, signal));
@@ -148,8 +209,7 @@ HALVEXBOARD_SHIM pid_t wait4(pid_t pid, int* status, int options, rusage* usage)
         if (reaped > 0 && usage != nullptr) std::memset(usage, 0, sizeof *usage);
         return reaped;
     }
-    const ExternalCall external;
-    return REAL(wait4)(pid, status, options, usage);
+    return awaitMachine([&](int more) { return REAL(wait4)(pid, status, options | more, usage); }, pid, options);
 }
 
 HALVEXBOARD_SHIM pid_t waitpid(pid_t pid, int* status, int options) {
@@ -184,8 +244,16 @@ HALVEXBOARD_SHIM int waitid(idtype_t kind, id_t id, siginfo_t* info, int options
         }
     }
     if (!isActive() || kind != P_PID || !isSimulatedChild(static_cast<pid_t>(id))) {
-        const ExternalCall external;
-        return REAL(waitid)(kind, id, info, options);
+        siginfo_t ended{};
+        const pid_t found = awaitMachine(
+            [&](int more) {
+                ended = {};
+                const int result = REAL(waitid)(kind, id, &ended, options | more);
+                return result == 0 ? ended.si_pid : result;
+            },
+            kind == P_PID ? static_cast<pid_t>(id) : -1, options);
+        if (info != nullptr) *info = ended;
+        return found < 0 ? -1 : 0;
     }
     board_child child{};
     const pid_t reaped = waitForChild(static_cast<pid_t>(id), options, child);
@@ -193,10 +261,10 @@ HALVEXBOARD_SHIM int waitid(idtype_t kind, id_t id, siginfo_t* info, int options
     return reaped < 0 ? -1 : 0;
 }
 
-// Exits that run no destructors cut the trace behind its last line first.
+// Ends that run no destructors: the process leaves the board first.
 
 HALVEXBOARD_SHIM __attribute__((noreturn)) void _exit(int status) {
-    finishTraceFile();
+    leaveBoard(true);
     REAL(_exit)(status);
     __builtin_unreachable();
 }
@@ -204,7 +272,7 @@ HALVEXBOARD_SHIM __attribute__((noreturn)) void _exit(int status) {
 HALVEXBOARD_SHIM __attribute__((noreturn)) void _Exit(int status) noexcept { _exit(status); }
 
 HALVEXBOARD_SHIM __attribute__((noreturn)) void abort() noexcept {
-    finishTraceFile();
+    leaveBoard(true);
     REAL(abort)();
     __builtin_unreachable();
 }

@@ -116,7 +116,7 @@ HALVEXBOARD_SHIM int fstat(int fd, struct stat* out) noexcept {
     const OpenFile* const file = ours(fd);
     if (file == nullptr || file->isStream)  // stdio needs the size of the backing file
         return REAL(fstat)(fd, out);
-    fillStat(*file->node, true, out);
+    fillStat(*file->node(), true, out);
     return 0;
 }
 
@@ -126,7 +126,7 @@ HALVEXBOARD_SHIM int fstatat(int directory, const char* path, struct stat* out, 
     if (file != nullptr && isEmpty) return fstat(directory, out);
     char joined[kMaxPath];
     if (file != nullptr && path[0] != '/' &&
-        std::snprintf(joined, sizeof joined, "%s/%s", file->node->path, path) < static_cast<int>(sizeof joined))
+        std::snprintf(joined, sizeof joined, "%s/%s", file->node()->path, path) < static_cast<int>(sizeof joined))
         path = joined;
     PathAnswer answer;
     if (isForeign(path, answer)) return statAncestor(REAL(fstatat)(directory, path, out, flags), path, out);

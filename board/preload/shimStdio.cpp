@@ -77,7 +77,7 @@ bool isContentOf(const OpenFile& file, const char* text, long length) noexcept {
 
 /// Passes text printed into an attribute through stdio from the backing file to the driver.
 int storePrinted(FILE* stream, OpenFile& file) noexcept {
-    if (file.node->kind != NodeKind::ppbOffset || !file.canWrite()) return 0;
+    if (file.node()->kind != NodeKind::ppbOffset || !file.canWrite()) return 0;
     std::fflush(stream);
     char text[OpenFile::kContentSize];
     const long length = rawSystemCall(SYS_pread64, fileno(stream), reinterpret_cast<long>(text), sizeof text, 0);
@@ -89,7 +89,7 @@ int storePrinted(FILE* stream, OpenFile& file) noexcept {
 bool mayRead(FILE* stream) noexcept {
     if (!isActive()) return true;
     if (OpenFile* const file = ours(fileno(stream))) {
-        DeviceCall call(BOARD_CALL_FREAD, file->node->target, file->node->file);
+        DeviceCall call(BOARD_CALL_FREAD, file->node()->target, file->node()->file);
         if (!call.isFaulted()) return true;
         call.finish();
         stream->_flags |= _IO_ERR_SEEN;

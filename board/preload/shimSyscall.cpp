@@ -24,7 +24,10 @@ long waitOnFutex(const std::uint32_t* word, int operation, std::uint32_t seen, c
         deadline = deadlineAfter(toNs(*span));
     else if (span != nullptr)
         deadline = deadlineAt((operation & FUTEX_CLOCK_REALTIME) != 0 ? CLOCK_REALTIME : CLOCK_MONOTONIC, *span);
-    const WaitResult result = scheduler().wait(word, deadline, true, bits);
+    const bool isPrivate = (operation & FUTEX_PRIVATE_FLAG) != 0 || !canLook();
+    const auto hasChanged = [&] { return __atomic_load_n(word, __ATOMIC_SEQ_CST) != seen; };
+    const WaitResult result =
+        isPrivate ? scheduler().wait(word, deadline, true, bits) : lookUntil(deadline, hasChanged, word);
     if (result == WaitResult::woken) return 0;
     return refuse(result == WaitResult::timedOut ? ETIMEDOUT : EINTR);
 }

@@ -1,19 +1,26 @@
-// The trace as a file: lines are stored in a mapping of it, so that a killed program loses none.
+// The trace as a file: lines are kept in memory and written in pieces.
 // SPDX-License-Identifier: LicenseRef-HalvexTimekeeper
 #pragma once
+
+#include <climits>
 
 #include "board/preload/boardCore.h"
 
 namespace halvexboard {
 
-/// Opens and truncates the file on a descriptor near the process's limit, out of the program's way. Returns 0 or errno,
-/// EWOULDBLOCK if another board writes it.
-int openTraceFile(const char* path) noexcept;
-/// The sink that writes every happening to the file.
-HappeningSink traceFileSink() noexcept;
-/// Cuts the file behind the last line. Later lines are written one by one.
-void finishTraceFile() noexcept;
-/// In a forked child: the file is the parent's.
-void abandonTraceFile() noexcept REQUIRES(boardLock());
+/// The lines that are not in the file yet. Shared, so that those of a killed process are kept. All zero: no trace.
+struct TraceBuffer {
+    char path[PATH_MAX];  ///< Absolute; empty: no trace. The file is there, and empty, before the first line.
+    bool isBroken;        ///< The file could not be written; the trace has ended.
+    std::size_t used;
+    char lines[std::size_t{256} * 1024];
+};
+inline constinit TraceBuffer ownTrace{};
+inline constinit TraceBuffer* traceInUse = &ownTrace;  ///< Elsewhere for a board that processes share.
+
+/// The sink that keeps every happening as a line.
+HappeningSink traceSink() noexcept;
+/// Appends what is kept to the file.
+void writeTrace() noexcept REQUIRES(boardLock());
 
 }  // namespace halvexboard

@@ -169,6 +169,10 @@ void buildTree(const board_config& config) noexcept {
     add(-1, BOARD_WIRE_PHC2SYS, NodeKind::program, BOARD_TARGET_ANY, BOARD_FILE_ANY);
 }
 
+const Node& nodeAt(std::uint16_t position) noexcept { return tree.nodes[position]; }
+
+std::uint16_t positionOf(const Node& node) noexcept { return static_cast<std::uint16_t>(&node - tree.nodes); }
+
 bool plainPath(const char* path, char (&plain)[kMaxPath]) noexcept {
     if (path == nullptr || path[0] != '/') return false;
     std::size_t length = 0;

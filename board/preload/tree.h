@@ -50,6 +50,10 @@ inline constexpr std::size_t kMaxPath = 512;
 /// Builds the tree for a configuration, which must outlive it. Allocates nothing.
 void buildTree(const board_config& config) noexcept;
 
+/// By position in the tree, which is the same in every process of a board.
+const Node& nodeAt(std::uint16_t position) noexcept;
+std::uint16_t positionOf(const Node& node) noexcept;
+
 /// Looks up an absolute path; handles "//", "/./", "/../" and trailing slashes. Only while a board is on.
 PathAnswer findPath(const char* path) noexcept;
 

@@ -10,17 +10,11 @@
 
 #include "board/preload/boardCore.h"
 #include "board/preload/nanoseconds.h"
+#include "board/preload/processes.h"
 
 namespace halvexboard {
 
 namespace {
-
-/// Time to the deadline from now; kNever if there is none.
-std::uint64_t remainingNs(Deadline deadline) noexcept {
-    if (deadline.clock == Deadline::Clock::none) return kNever;
-    const std::uint64_t now = deadline.clock == Deadline::Clock::system ? systemNow() : rawNow();
-    return deadline.ns > now ? deadline.ns - now : 0;
-}
 
 std::uint64_t remainingToChangeNs() noexcept {
     const LockGuard guard(boardLock());
@@ -48,6 +42,8 @@ long pollOne(int fd, short events, const timespec* span) noexcept {
     pollfd entry{fd, events, 0};
     return rawSystemCall(SYS_ppoll, reinterpret_cast<long>(&entry), 1, reinterpret_cast<long>(span), 0, 0);
 }
+
+bool isNonBlocking(int fd) noexcept { return (rawSystemCall(SYS_fcntl, fd, F_GETFL) & O_NONBLOCK) != 0; }
 
 }  // namespace
 
@@ -85,6 +81,12 @@ int sleepOnBoard(Deadline deadline, std::uint64_t& leftNs) noexcept {
     return call.finishWithError();
 }
 
+std::uint64_t remainingNs(Deadline deadline) noexcept {
+    if (deadline.clock == Deadline::Clock::none) return kNever;
+    const std::uint64_t now = deadline.clock == Deadline::Clock::system ? systemNow() : rawNow();
+    return deadline.ns > now ? deadline.ns - now : 0;
+}
+
 bool hasPassed(Deadline deadline) noexcept { return remainingNs(deadline) == 0; }
 
 Deadline deadlineAt(clockid_t clock, const timespec& instant) noexcept {
@@ -110,10 +112,28 @@ timespec toTimespec(std::uint64_t ns) noexcept {
     return {static_cast<time_t>(ns / kNsPerSecond), static_cast<long>(ns % kNsPerSecond)};
 }
 
+bool canLook() noexcept { return isBoardShared() && isScheduled() && scheduler().hasOthers(); }
+
+bool isReadyNow(int fd, short events) noexcept {
+    constexpr timespec kNoWait{0, 0};
+    return pollOne(fd, events, &kNoWait) != 0;
+}
+
+bool awaitRoom(int fd) noexcept {
+    if (!canLook() || isNonBlocking(fd) || !isInside(fd)) return false;
+    while (lookUntil(Deadline::never(), [fd] { return isReadyNow(fd, POLLOUT); }) != WaitResult::woken) {
+    }
+    return true;
+}
+
 void awaitReadable(int fd) noexcept {
     if (!isScheduled() || !scheduler().hasOthers()) return;
-    constexpr timespec kNoWait{0, 0};
-    if (pollOne(fd, POLLIN, &kNoWait) != 0 || (rawSystemCall(SYS_fcntl, fd, F_GETFL) & O_NONBLOCK) != 0) return;
+    if (isReadyNow(fd, POLLIN) || isNonBlocking(fd)) return;
+    if (isBoardShared() && isInside(fd)) {
+        while (lookUntil(Deadline::never(), [fd] { return isReadyNow(fd, POLLIN); }) != WaitResult::woken) {
+        }
+        return;
+    }
     const ExternalCall external;
     pollOne(fd, POLLIN, nullptr);  // if interrupted, the call itself reports it or blocks
 }

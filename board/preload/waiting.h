@@ -25,6 +25,8 @@ bool sleepsHere() noexcept;
 int sleepOnBoard(Deadline deadline, std::uint64_t& leftNs) noexcept;
 
 bool hasPassed(Deadline deadline) noexcept;
+/// Time to the deadline from now; kNever if there is none.
+std::uint64_t remainingNs(Deadline deadline) noexcept;
 
 /// Deadlines as the C library's functions take them: an instant of a clock, or a span from now.
 Deadline deadlineAt(clockid_t clock, const timespec& instant) noexcept;
@@ -33,8 +35,30 @@ bool isValid(const timespec& time) noexcept;
 std::uint64_t toNs(const timespec& time) noexcept;
 timespec toTimespec(std::uint64_t ns) noexcept;
 
+/// Waits in virtual time for what the processes on a shared board do to the machine: `isDone` is asked again whenever
+/// another thread has run. For threads that wait through the scheduler.
+template <typename Done>
+WaitResult lookUntil(Deadline deadline, Done isDone, const void* key = nullptr) noexcept {
+    for (;;) {
+        if (isDone()) {
+            scheduler().endLooking();
+            return WaitResult::woken;
+        }
+        if (hasPassed(deadline)) return WaitResult::timedOut;
+        if (scheduler().waitToLook(key, deadline) == WaitResult::interrupted) return WaitResult::interrupted;
+    }
+}
+
+/// Whether the calling thread can wait by looking: there are others on a shared board.
+bool canLook() noexcept;
+
+/// Whether a machine descriptor is ready, without waiting.
+bool isReadyNow(int fd, short events) noexcept;
+
 /// Call before a machine call that reads: waits for its input without stopping the other threads.
 void awaitReadable(int fd) noexcept;
+/// The same before one that writes, to a pipe between processes on the board. False: it may block for another reason.
+bool awaitRoom(int fd) noexcept;
 
 /// Gives up the token for a scope, for a call that may block outside the board.
 class ExternalCall {

@@ -28,7 +28,7 @@ Census takeCensus() {
     testsupport::forEachDescriptor([&census](int fd) {
         ++census.descriptors;
         if (const halvexboard::OpenFile* file = halvexboard::findDescriptor(fd)) {
-            ++census.onTarget[static_cast<std::size_t>(file->node->target)];
+            ++census.onTarget[static_cast<std::size_t>(file->node()->target)];
         } else if (halvexboard::isNotedSocket(fd)) {
             ++census.sockets;
         }

@@ -54,7 +54,7 @@ TEST(Options, ThatAreWrongAreAnsweredWithWhatWouldBeRight) {
     EXPECT_THAT(messageOf({"run", "--seed"}), HasSubstr("--seed needs its N;"));
     EXPECT_THAT(messageOf({"list", "events", "keys"}), HasSubstr("one topic"));
     EXPECT_THAT(messageOf({"run"}), HasSubstr("halvexboard run [OPTION...] -- COMMAND"));
-    EXPECT_THAT(messageOf({"walk"}), HasSubstr("run, summary or list must come first, not walk"));
+    EXPECT_THAT(messageOf({"walk"}), HasSubstr("run, attach, ps, summary or list must come first, not walk"));
     for (const std::vector<std::string>& words : {std::vector<std::string>{"run", "--seed"}, {"walk"}, {"run"}})
         EXPECT_THAT(messageOf(words), testing::Not(HasSubstr("\n"))) << "one line, without the whole usage";
 }
