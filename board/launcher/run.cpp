@@ -132,6 +132,7 @@ void copyText(char (&to)[size], const std::string& from, const char* what) {
 
 [[noreturn]] void execute(const std::vector<std::string>& command) {
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);
     execvp(arguments[0], arguments.data());

@@ -7,7 +7,6 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstring>
@@ -127,8 +126,8 @@ void leaveDescriptorsTo(std::uint16_t process) noexcept {
 
 void findInheritedDescriptors() noexcept {
     const LockGuard guard(boardLock());
-    const bool inheritsAny = std::any_of(filesInUse, filesInUse + kMaxOpenFiles,
-                                         [](const OpenFile& file) { return (file.holders & table.ownBit) != 0; });
+    bool inheritsAny = false;
+    for (std::uint16_t i = 0; i < kMaxOpenFiles; ++i) inheritsAny |= (filesInUse[i].holders & table.ownBit) != 0;
     for (int fd = 0; inheritsAny && fd < kMaxDescriptor; ++fd) {
         const std::uint64_t inode = inodeOf(fd);
         for (std::uint16_t i = 0; inode != 0 && i < kMaxOpenFiles; ++i)

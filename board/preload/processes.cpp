@@ -108,15 +108,14 @@ int enterProcess(Arrival& arrival) noexcept {
     constexpr timespec kShortly{0, kNsPerMillisecond};
     const pid_t pid = ownPid();
     const auto parent = static_cast<pid_t>(rawSystemCall(SYS_getppid));
+    bool isExpected = true;  // its parent may not have come to note its pid yet
+    for (int i = 0; i < kTries && isExpected; ++i) {
+        if (i > 0) rawSystemCall(SYS_nanosleep, reinterpret_cast<long>(&kShortly));
+        const LockGuard guard(boardLock());
+        isExpected = find(pid) < 0 && processesInUse->starting > 0 && find(parent) >= 0;
+    }
     const LockGuard guard(boardLock());
     int position = find(pid);
-    // Its parent may not have come to note its pid yet.
-    for (int i = 0; i < kTries && position < 0 && processesInUse->starting > 0 && find(parent) >= 0; ++i) {
-        const UnlockGuard released(boardLock());
-        rawSystemCall(SYS_nanosleep, reinterpret_cast<long>(&kShortly));
-        const LockGuard again(boardLock());
-        position = find(pid);
-    }
     if (position >= 0) {
         arrival = processesInUse->entries[position].first != nullptr ? Arrival::child : Arrival::replaced;
     } else {
@@ -150,10 +149,7 @@ void abandonChild(int position) noexcept {
 }
 
 void becomeChild(int position) noexcept {
-    Process& entry = processesInUse->entries[position];
-    cachedThreadId = 0;
-    const LockGuard guard(boardLock());
-    setPid(entry, ownPid());
+    setPid(processesInUse->entries[position], ownPid());
     ownPosition = static_cast<std::uint16_t>(position);
 }
 

@@ -79,7 +79,11 @@ int watchUntil(Watch& watch, Deadline deadline, DeviceCall& call) noexcept REQUI
     if (areRealInside(watch)) {
         int ready = 0;
         const WaitResult result = lookUntil(
-            deadline, [&]() REQUIRES(boardLock()) { return (ready = look(watch, true, &kNoWait)) != 0; },
+            deadline,
+            [&] {
+                const LockGuard guard(boardLock());
+                return (ready = look(watch, true, &kNoWait)) != 0;
+            },
             scheduler().modelKey());
         call.refresh();
         return result == WaitResult::interrupted ? -EINTR : ready;
@@ -187,8 +191,10 @@ bool waitOnBoard(board_call_kind kind, Watch& watch, std::int64_t spanNs, int& r
     if (first == nullptr && areRealInside(watch)) {
         const LockGuard guard(boardLock());
         constexpr timespec kNoWait{0, 0};
-        const WaitResult waited =
-            lookUntil(deadlineOf(spanNs), [&] { return (result = look(watch, true, &kNoWait)) != 0; });
+        const WaitResult waited = lookUntil(deadlineOf(spanNs), [&] {
+            const LockGuard again(boardLock());
+            return (result = look(watch, true, &kNoWait)) != 0;
+        });
         if (waited == WaitResult::interrupted) result = refuse(EINTR);
         return true;
     }
