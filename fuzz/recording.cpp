@@ -28,7 +28,8 @@ void checkSummary() {
     try {
         const halvexboard::TraceSummary summary = halvexboard::summariseTrace(trace);
         const std::string said = formatSummary(summary, true);
-        EXPECT((said.find("verdict: every enabled clock within") != std::string::npos) == summary.isAligned());
+        const std::size_t last = said.find_last_of('\n', said.size() - 2) + 1;  // a name may hold the same words
+        EXPECT(said.substr(last).starts_with("verdict: every enabled clock within") == summary.isAligned());
     } catch (const halvexboard::TraceError& error) {
         EXPECT(*error.what() != '\0');
     }

@@ -37,7 +37,10 @@ bool ProcText::has(const char* set, int signal) const noexcept {
     return (bits >> (signal - 1) & 1U) != 0;
 }
 
-bool sleepsInKernel(std::uint32_t threadId) noexcept { return *ProcText(threadId, "stat").field(0) == 'S'; }
+bool isHeldUp(std::uint32_t threadId) noexcept {
+    const char state = *ProcText(threadId, "stat").field(0);
+    return state == 'S' || state == 'T';
+}
 
 bool hasDied(std::uint32_t threadId) noexcept {
     constexpr int kThreads = 17;  // of which the first may have ended while others go on

@@ -22,7 +22,7 @@ private:
     long error_ = 0;
 };
 
-/// Whether the thread waits in a system call.
-bool sleepsInKernel(std::uint32_t threadId) noexcept;
+/// Whether the thread waits in a system call, or is stopped by a signal.
+bool isHeldUp(std::uint32_t threadId) noexcept;
 
 }  // namespace halvexboard

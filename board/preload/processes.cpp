@@ -173,7 +173,7 @@ void lookAfterProcesses() noexcept {
             hasDied(static_cast<std::uint32_t>(table.entries[i].pid)))
             remove(static_cast<int>(i));
     const Scheduler::Thread* const holder = scheduler().holder();
-    if (holder != nullptr && scheduler().hasHeldSinceLastLook() && sleepsInKernel(holder->id)) scheduler().pushAside();
+    if (holder != nullptr && scheduler().hasHeldSinceLastLook() && isHeldUp(holder->id)) scheduler().pushAside();
 }
 
 void awaitEnding() noexcept {

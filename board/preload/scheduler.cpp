@@ -341,12 +341,15 @@ bool Scheduler::beginExternal() noexcept {
 
 void Scheduler::endExternal() noexcept {
     const LockGuard guard(boardLock());
-    Thread& me = *callingThread;
+    comeBack(*callingThread);
+    awaitGrant(*callingThread);
+}
+
+void Scheduler::comeBack(Thread& thread) noexcept {
     --externals_;
-    me.state = State::ready;
-    me.turn = nextTurn_++;
+    thread.state = State::ready;
+    thread.turn = nextTurn_++;
     if (holder_ == nullptr) dispatch();
-    awaitGrant(me);
 }
 
 // --------------------------------------------------------------------------------------------------- who runs next --
@@ -385,11 +388,6 @@ void Scheduler::wakeDue() noexcept {
         if (first == nullptr) return;
         makeReady(*first, WaitResult::timedOut);
     }
-}
-
-bool Scheduler::isRunnable(const Thread& thread) const noexcept {
-    return thread.state == State::ready ||
-           (thread.state == State::waiting && thread.looks && thread.lookedAt != grants_);
 }
 
 Scheduler::Thread* Scheduler::firstReady() noexcept {
@@ -467,6 +465,7 @@ void Scheduler::appointKeeper(std::uint64_t atNs) noexcept {
 
 void Scheduler::awaitGrant(Thread& me) noexcept {
     while (me.state != State::running) {
+        if (me.isPushedAside.exchange(false)) comeBack(me);  // its process was stopped
         const std::uint32_t seen = me.word.load(std::memory_order_acquire);
         std::int64_t spanNs = isBoardShared() ? kHeartbeatNs : -1;
         if (keeper_ == &me && holder_ == nullptr) {

@@ -184,7 +184,11 @@ private:
     void jumpTo(std::uint64_t rawNs) noexcept REQUIRES(boardLock());
     void awaitGrant(Thread& me) noexcept REQUIRES(boardLock());
     void leaveToken(Thread& me) noexcept REQUIRES(boardLock());
-    bool isRunnable(const Thread& thread) const noexcept REQUIRES(boardLock());
+    bool isRunnable(const Thread& thread) const noexcept REQUIRES(boardLock()) {
+        return thread.state == State::ready ||
+               (thread.state == State::waiting && thread.looks && thread.lookedAt != grants_);
+    }
+    void comeBack(Thread& thread) noexcept REQUIRES(boardLock());
     void forget(Thread& thread, State state) noexcept REQUIRES(boardLock());
     Thread* find(pthread_t handle) noexcept REQUIRES(boardLock());
 

@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <cerrno>
 
@@ -14,6 +15,13 @@ SharedBoard* mapBoard(const char* path) noexcept {
     const long fd = rawSystemCall(SYS_openat, AT_FDCWD, reinterpret_cast<long>(path), O_RDWR | O_CLOEXEC);
     errno = static_cast<int>(-fd);
     if (fd < 0) return nullptr;
+    struct stat status {};
+    rawSystemCall(SYS_fstat, fd, reinterpret_cast<long>(&status));
+    if (status.st_size < static_cast<off_t>(sizeof(SharedBoard))) {  // just being made, or another build's
+        rawSystemCall(SYS_close, fd);
+        errno = EPROTO;
+        return nullptr;
+    }
     const long mapped = rawSystemCall(SYS_mmap, kAddress, sizeof(SharedBoard), PROT_READ | PROT_WRITE,
                                       MAP_SHARED | MAP_FIXED_NOREPLACE, fd, 0);
     rawSystemCall(SYS_close, fd);
