@@ -173,7 +173,9 @@ void lookAfterProcesses() noexcept {
             hasDied(static_cast<std::uint32_t>(table.entries[i].pid)))
             remove(static_cast<int>(i));
     const Scheduler::Thread* const holder = scheduler().holder();
-    if (holder != nullptr && scheduler().hasHeldSinceLastLook() && isHeldUp(holder->id)) scheduler().pushAside();
+    if (holder == nullptr || !scheduler().hasHeldSinceLastLook()) return;
+    const auto pid = static_cast<std::uint32_t>(table.entries[holder->process].pid);
+    if (isHeldUp(holder->id != 0 ? holder->id : pid)) scheduler().pushAside();  // a child may not have come so far
 }
 
 void awaitEnding() noexcept {

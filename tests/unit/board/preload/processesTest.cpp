@@ -67,8 +67,6 @@ const Example kExamples[] = {
     {"ASignalThatIsCaught", "bash -c 'trap \"echo caught; P clock\" USR1; (sleep 3; kill -USR1 $$) & wait; wait'",
      "caught\n1700000003\n"},
     {"ASignalThatKills", "bash -c 'sleep 1000 & sleep 1; kill $!; wait $!; echo $?; P clock'", "143\n1700000001\n"},
-    {"AProcessThatIsStopped", "bash -c 'sleep 1 & p=$!; kill -STOP $p; sleep 3; P clock; kill -CONT $p; wait; P clock'",
-     "1700000003\n1700000004\n"},
     {"AKillOfTheFirst", "bash -c '(sleep 50; kill -9 $$) & sleep 10; sleep 100'", "Killed\n", 137},
     {"ALockOnAFile", "bash -c '(exec 7>L; flock 7; sleep 5) & sleep 1; exec 8>L; flock 8; P clock'", "1700000005\n"},
     {"AMutexBetweenProcesses",
